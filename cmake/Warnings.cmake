@@ -1,0 +1,18 @@
+# What the project's own targets are compiled with; users of the library get none of it.
+
+option(KORVINPACKAGE_WERROR "Treat the warnings of the project's own targets as errors" OFF)
+
+function(korvinpackage_target_defaults target)
+    target_compile_features(${target} PRIVATE cxx_std_17)
+    set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+    target_compile_definitions(${target} PRIVATE
+        QT_NO_CAST_FROM_ASCII
+        QT_NO_CAST_TO_ASCII
+        QT_NO_FOREACH
+        QT_NO_KEYWORDS
+        QT_NO_URL_CAST_FROM_STRING)
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
+        -Woverloaded-virtual -Wnon-virtual-dtor -Wcast-align -Wnull-dereference
+        $<$<BOOL:${KORVINPACKAGE_WERROR}>:-Werror>)
+endfunction()

@@ -1,0 +1,87 @@
+#ifndef CODENAMES_P_H
+#define CODENAMES_P_H
+
+#include "include/orvexenum.h"
+
+#include <QtCore/QString>
+
+#include <cstddef>
+
+namespace Korvin {
+
+/// A code and the name that text records carry for it.
+template <typename Code>
+struct CodeName
+{
+    Code code;
+    QStringView name;
+};
+
+constexpr CodeName<OrvexEnum::ReadWriteCode> ReadWriteNames[] = {
+    {OrvexEnum::Read, u"read"},
+    {OrvexEnum::Write, u"write"},
+};
+
+constexpr CodeName<OrvexEnum::CommResults> CommResultNames[] = {
+    {OrvexEnum::CommPending, u"pending"}, {OrvexEnum::CommOk, u"ok"},
+    {OrvexEnum::CommCrcErr, u"crcErr"},   {OrvexEnum::CommLengthErr, u"lengthErr"},
+    {OrvexEnum::CommPortErr, u"portErr"}, {OrvexEnum::CommTimeout, u"timeout"},
+    {OrvexEnum::CommCodeErr, u"codeErr"}, {OrvexEnum::CommForcedCancel, u"forcedCancel"},
+};
+
+constexpr CodeName<OrvexEnum::PackageResults> PackageResultNames[] = {
+    {OrvexEnum::PackOk, u"ok"},
+    {OrvexEnum::PackFileErr, u"fileErr"},
+    {OrvexEnum::PackMemErr, u"memErr"},
+    {OrvexEnum::PackFileDeleteErr, u"fileDeleteErr"},
+    {OrvexEnum::PackDirectoryCreateErr, u"directoryCreateErr"},
+    {OrvexEnum::PackInvalidPort, u"invalidPort"},
+    {OrvexEnum::PackParseFailure, u"parseFailure"},
+    {OrvexEnum::PackMessageDisconnect, u"messageDisconnect"},
+    {OrvexEnum::PackForceCancel, u"forceCancel"},
+    {OrvexEnum::PackSendError, u"sendError"},
+    {OrvexEnum::PackParsePackAddrFailure, u"parsePackAddrFailure"},
+    {OrvexEnum::PackFailure, u"failure"},
+    {OrvexEnum::PackDisConnect, u"disConnect"},
+    {OrvexEnum::PackFileNoExist, u"fileNoExist"},
+    {OrvexEnum::PackFileReadFailure, u"fileReadFailure"},
+    {OrvexEnum::PackFileCreatFailure, u"fileCreatFailure"},
+    {OrvexEnum::PackFileWriteFailure, u"fileWriteFailure"},
+    {OrvexEnum::PackDeviceSpaceNoEnough, u"deviceSpaceNoEnough"},
+    {OrvexEnum::PackCancelWait, u"cancelWait"},
+    {OrvexEnum::PackCancel, u"cancel"},
+    {OrvexEnum::PackAbort, u"abort"},
+    {OrvexEnum::PackTimeOut, u"timeOut"},
+};
+
+constexpr CodeName<OrvexEnum::ClientPackageType> ClientPackageTypeNames[] = {
+    {OrvexEnum::DataPackage, u"data"},
+    {OrvexEnum::FilePackage, u"file"},
+    {OrvexEnum::MemDataPackage, u"memData"},
+};
+
+/// The name of a code, or @p fallback for a code without a row.
+template <typename Code, std::size_t N>
+QStringView nameOf(const CodeName<Code> (&names)[N], Code code, QStringView fallback = {})
+{
+    for (const CodeName<Code> &row : names) {
+        if (row.code == code)
+            return row.name;
+    }
+    return fallback;
+}
+
+/// The code of a name, matched exactly, or @p fallback for an unknown name.
+template <typename Code, std::size_t N>
+Code codeOf(const CodeName<Code> (&names)[N], QStringView name, Code fallback)
+{
+    for (const CodeName<Code> &row : names) {
+        if (name == row.name)
+            return row.code;
+    }
+    return fallback;
+}
+
+} // namespace Korvin
+
+#endif

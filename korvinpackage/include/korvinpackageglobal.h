@@ -1,0 +1,18 @@
+#ifndef KORVINPACKAGEGLOBAL_H
+#define KORVINPACKAGEGLOBAL_H
+
+/// @file
+/// Marks what the library exports. A static build defines KORVINPACKAGE_STATIC, for itself and
+/// for its users.
+
+#include <QtCore/QtGlobal>
+
+#if defined(KORVINPACKAGE_STATIC)
+#define KORVINPACKAGE_EXPORT
+#elif defined(KORVINPACKAGE_LIBRARY)
+#define KORVINPACKAGE_EXPORT Q_DECL_EXPORT
+#else
+#define KORVINPACKAGE_EXPORT Q_DECL_IMPORT
+#endif
+
+#endif

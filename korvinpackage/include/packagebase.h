@@ -1,0 +1,393 @@
+#ifndef PACKAGEBASE_H
+#define PACKAGEBASE_H
+
+#include "korvinpackageglobal.h"
+#include "orvexenum.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+
+#include <memory>
+
+namespace KORVIN_LINUX_CLIENT {
+/// The time-out timer of the caller's side. A package only keeps a pointer to it.
+class PackageTimerOut;
+} // namespace KORVIN_LINUX_CLIENT
+
+namespace Korvin {
+class RecordReader;
+class RecordWriter;
+} // namespace Korvin
+
+struct PackageBasePrivate;
+
+/// A packet addressed to one device operation: the root of every request and reply.
+///
+/// A package holds the address of the operation (screen, destination, device type, port, scan
+/// board, register), its identity (serial number, device key, tag), the bookkeeping of a split
+/// transfer, and the outcome. It turns itself into a byte frame for the device side and into a
+/// text record for the proxy link, and reads both back. Subclasses append their own part to each.
+/// Use a subclass for a request; use PackageBase itself to look at the part that all share.
+///
+/// **Request frame**, integers little-endian, K and T the UTF-8 sizes of device key and tag:
+///
+/// | offset   | width | field                                  |
+/// |----------|-------|----------------------------------------|
+/// | 0        | 1     | marker, 0                              |
+/// | 1        | 2     | K                                      |
+/// | 3        | K     | device key, UTF-8                      |
+/// | 3+K      | 2     | T                                      |
+/// | 5+K      | T     | tag, UTF-8                             |
+/// | 5+K+T    | 4     | time-out                               |
+/// | 9+K+T    | 2     | serial number, low 16 bits             |
+/// | 11+K+T   | 1     | screen address                         |
+/// | 12+K+T   | 1     | destination address                    |
+/// | 13+K+T   | 1     | device type, low 8 bits                |
+/// | 14+K+T   | 1     | port address                           |
+/// | 15+K+T   | 2     | scan board address                     |
+/// | 17+K+T   | 1     | read/write: 0 read, 1 any other code   |
+/// | 18+K+T   | 1     | reserved 2, low 8 bits                 |
+/// | 19+K+T   | 2     | register address, low word             |
+/// | 21+K+T   | 2     | register address, high word            |
+///
+/// **Short reply**, 6 bytes: marker 0, serial number (2), acknowledge code (1), communication
+/// result (1), package result (1).
+///
+/// **Full reply**: the request frame with marker 1, then acknowledge code, 0, communication
+/// result, 0, package result, 0. The decoder reads the three results as consecutive bytes, and so
+/// does not get back what was written. Both sides of the protocol do this; it stays.
+///
+/// **Request record**: 15 columns joined by ",": serial number, device key ("/" written "#*#" and
+/// "," written "*#*"), device type, screen, destination and port address, scan board address, high
+/// word, low word, reserved 2, "read" or "write", time-out, tag as it stands, communication
+/// result, package result. **Reply record**: the same and column 15, the acknowledge code.
+///
+///     7,usb#*#0*#*1,1,0,255,2,65535,2560,16,0,write,3000,t1,pending,ok
+///
+/// Decoders return false and leave the object as it was when the input is too short, has too few
+/// columns or fails its checksum. A number that does not parse, and a byte field that does not
+/// fit, reads as 0. When memory runs out an encoder returns an empty frame or record and a decoder
+/// returns false (but a decoder of frames ignores the result of its payload hook, whatever the
+/// reason); no exception leaves an operation that reports by its result.
+///
+/// A package belongs to one thread at a time. Pointers to out-parameters must not be null.
+class KORVINPACKAGE_EXPORT PackageBase : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// @name Construction
+    /// @{
+
+    /// An empty package: serial number 0 (none is drawn), time-out 3, maximum part size 2048,
+    /// `CommOk`, `PackOk`, tag protocol "3rd-proto", register address self-increasing.
+    PackageBase();
+
+    /// A package with the next serial number, an acknowledge code, and the kind `DataPackage`.
+    PackageBase(QString deviceKey, uchar ackCode, uchar scrAddr, uchar desAddr, uchar deviceType,
+                uchar portAddr, ushort scanBoardAddr, ushort highAddr, ushort lowAddr,
+                OrvexEnum::ReadWriteCode readWriteCode, uchar reserved2, int timeout, QString tag,
+                OrvexEnum::CommResults commResult, bool isRegisterAddrSelfIncreasing);
+
+    /// A package with the next serial number, acknowledge code 0, and a kind.
+    PackageBase(QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType, uchar portAddr,
+                ushort scanBoardAddr, ushort highAddr, ushort lowAddr, uchar reserved2, int timeout,
+                QString tag, OrvexEnum::CommResults commResult,
+                OrvexEnum::ClientPackageType clientPackageType,
+                OrvexEnum::ReadWriteCode readWriteCode, bool isRegisterAddrSelfIncreasing);
+
+    /// A package with the same fields, serial number, user token and timer included. The server
+    /// connection key and all that belongs to QObject (parent, name, connections) start empty.
+    PackageBase(const PackageBase &other);
+
+    /// Takes over the same fields as the copy constructor; keeps its own server connection key.
+    PackageBase &operator=(const PackageBase &other);
+
+    ~PackageBase() override;
+
+    /// Disconnects both signals of @p package, then deletes it. Null is allowed.
+    static void clear(PackageBase *package);
+
+    /// @}
+    /// @name Identity and order
+    /// @{
+
+    /// Draws the next serial number of the process: 2, 3 and so on to 255, then from 1. Not
+    /// locked: threads that create packages at the same time must take turns.
+    static quint64 makeSerialNum();
+
+    /// The serial number; 0 with a critical log message if the package has lost its fields.
+    quint64 getSerialNum() const;
+    void setSerialNum(quint64 serialNum);
+
+    /// Key of the device on its link. In frames up to 65535 bytes of UTF-8; a zero byte ends it.
+    QString getDeviceKey() const;
+    void setDeviceKey(QString deviceKey);
+
+    /// The caller's tag, echoed by the peer. A "," in it shifts all later columns of a record.
+    QString getTag() const;
+    void setTag(QString tag);
+
+    /// Protocol tag; not in any encoding.
+    QString getTagProto() const;
+    void setTagProto(QString tagProto);
+
+    /// Key of the server connection that the package travels on; neither encoded nor copied.
+    QString getSeverConnectionKey();
+    void setServerConnectionKey(const QString &serverConnectionKey);
+
+    /// Orders by serial number, as unsigned numbers.
+    bool operator<(const PackageBase &other);
+
+    /// @}
+    /// @name Address of the operation
+    /// The bytes and words are unsigned, whatever type a setter takes; a scan board address is cut
+    /// to 16 bits. Frames carry the low byte of device type and reserved 2.
+    /// @{
+    uchar getScrAddr() const;
+    void setScrAddr(char scrAddr);
+    ushort getDesAddr() const;
+    void setDesAddr(char desAddr);
+    int getDeviceType() const;
+    void setDeviceType(int deviceType);
+    uchar getPortAddr() const;
+    void setPortAddr(char portAddr);
+    int getScanBoardAddr() const;
+    void setScanBoardAddr(int scanBoardAddr);
+    ushort getHighAddr() const;
+    void setHighAddr(ushort highAddr);
+    ushort getLowAddr() const;
+    void setLowAddr(ushort lowAddr);
+    OrvexEnum::ReadWriteCode getReadWriteCode() const;
+    void setReadWriteCode(OrvexEnum::ReadWriteCode readWriteCode);
+    int getReserved2() const;
+    void setReserved2(int reserved2);
+    bool getIsRegisterAddrSelfIncreasing() const;
+    void setIsRegisterAddrSelfIncreasing(bool isRegisterAddrSelfIncreasing);
+
+    /// @}
+    /// @name Transfer
+    /// @{
+
+    /// Time-out in the caller's unit; the library only stores and transmits it.
+    int getTimeout() const;
+    void setTimeout(int timeout);
+
+    /// Largest payload of one part of a split transfer, in bytes.
+    int getMaxPartSize() const;
+    void setMaxPartSize(int maxPartSize);
+
+    /// Number of parts of a split transfer; decoders of requests derive it.
+    int getPartCount() const;
+    void setPartCount(int partCount);
+
+    /// Index of the part being handled.
+    int getCurPartIndex() const;
+    void setCurPartIndex(int curPartIndex);
+
+    /// True when @p sentParts is at least the part count; always true with part count 0.
+    bool partSendComplete(int sentParts);
+
+    /// Kind of payload. PackageRequestWrite keeps a kind of its own beside this one.
+    OrvexEnum::ClientPackageType getClientPackageType() const;
+    void setClientPackageType(OrvexEnum::ClientPackageType clientPackageType);
+
+    /// Whether the caller subscribes to hardware notifications.
+    bool getSubcribeHardware();
+    void setSubcribeHardware(bool subcribeHardware);
+
+    /// The caller's own pointer; never dereferenced or freed.
+    void *getUserToken() const;
+    void setUserToken(void *userToken);
+
+    /// The caller's timer; never used or freed.
+    KORVIN_LINUX_CLIENT::PackageTimerOut *getTimeOutTimer() const;
+    void setTimeOutTimer(KORVIN_LINUX_CLIENT::PackageTimerOut *timeOutTimer);
+
+    /// @}
+    /// @name Outcome
+    /// @{
+
+    /// Acknowledge code of the device; 0 means accepted. Frames carry its low byte.
+    uint getAckCode() const;
+    void setAckCode(uint ackCode);
+    OrvexEnum::CommResults getCommResult() const;
+    void setCommResult(OrvexEnum::CommResults commResult);
+    OrvexEnum::PackageResults getPackResult() const;
+    void setPackResult(OrvexEnum::PackageResults packResult);
+
+    /// True exactly for `CommOk`, `PackOk` and acknowledge code 0.
+    bool isPackageSuccess();
+
+    /// @}
+    /// @name Byte tools
+    /// Positions and lengths may be any number; nothing outside an array is read or written.
+    /// @{
+
+    /// Copies @p length bytes, enlarging @p destination where it is too short (the gap is 0).
+    ///
+    /// @return false, with a debug message, when the source ends before @p sourceIndex + @p length;
+    ///     false for a negative position. True without copying for a length of 0 or less.
+    static bool ArrayCopy(QByteArray sourceArray, int sourceIndex, QByteArray *destination,
+                          int destIndex, int length);
+
+    /// Writes the low @p count bytes of @p value at @p start, least significant first.
+    ///
+    /// A field may end one byte behind the array, which then grows by that byte.
+    ///
+    /// @param index becomes @p start + @p count, also when the call fails.
+    /// @return false, with nothing written, for a field that ends further out or starts at a
+    ///     negative position, or for a count of 0 or less.
+    static bool SetBytesFromInt(QByteArray *array, int start, int count, int value, int *index);
+
+    /// Reads @p count bytes at @p start as an unsigned number, least significant first; of more
+    /// than four bytes the first four count.
+    ///
+    /// @param index becomes @p start + @p count; unchanged when the field does not fit.
+    /// @return the value; 0 when the field does not fit or starts at a negative position.
+    static int GetVauleFromBytes(QByteArray array, int start, int count, int *index);
+
+    /// Adds the @p length bytes from @p start to the seed 0x5555. A checksum is the low 16 bits.
+    static void calcRevise(QByteArray data, int start, int length, int *revise);
+
+    /// Verifies a frame of @p length bytes at @p start that ends in its checksum.
+    ///
+    /// The first two and the last two bytes are not summed; the last two hold the sum, low byte
+    /// first. A frame of two to four bytes has an empty body and verifies when it ends in 55 55.
+    ///
+    /// @return false for a wrong checksum and for an array that ends before the frame does.
+    static bool ReviseOk(QByteArray data, int start, int length);
+
+    /// @}
+    /// @name Payload
+    /// Hooks for subclasses that carry data; the base carries none.
+    /// @{
+
+    /// Number of data bytes that the operation moves.
+    virtual int getDataLength() const;
+    virtual QByteArray data() const;
+    virtual void setData(const QByteArray &data);
+    virtual void setPackageDataLength(int packageDataLength);
+    virtual int getPackageDataLength() const;
+
+    /// @}
+    /// @name Byte frame
+    /// @{
+
+    /// The request frame.
+    virtual QByteArray MackPackageRequest();
+
+    /// Reads a request frame that begins at @p startIndex. Its marker is skipped, not tested.
+    ///
+    /// A field that does not fit reads as 0 and takes no bytes, so that a later, shorter field may
+    /// still read what is there.
+    ///
+    /// @param index becomes the number of bytes consumed.
+    /// @return true, however short the data is.
+    virtual bool UnPackageRequest(QByteArray data, int startIndex, int *index);
+
+    /// The reply frame: full, with the request inside, or short.
+    virtual QByteArray MackPackageReply(bool full);
+
+    /// Reads a reply frame that begins at @p startIndex.
+    ///
+    /// The marker that tells full from short is the first byte of @p data, whatever @p startIndex
+    /// is; an empty array counts as a short reply.
+    ///
+    /// @param index becomes the number of bytes consumed; 6 for a short reply, however short.
+    /// @param full becomes true for a full reply.
+    /// @return false only when the request inside a full reply is refused.
+    virtual bool UnPackageReply(QByteArray data, int startIndex, int *index, bool *full);
+
+    /// Hook: appends the subclass's payload to @p package. The base appends nothing. Reports no
+    /// result, so it may throw std::bad_alloc to the encoder that called it.
+    virtual void AppendDataToPackage(bool isRequest, QByteArray *package);
+
+    /// Hook: reads the subclass's payload at @p startIndex. The base reads nothing.
+    ///
+    /// @param parsedLength becomes the number of bytes consumed.
+    virtual bool ParseDataFromPackage(bool isRequest, QByteArray package, int startIndex,
+                                      int *parsedLength);
+
+    /// @}
+    /// @name Text record
+    /// @{
+
+    /// The reply record: the request record, then the acknowledge code.
+    virtual QString makePackageReply();
+
+    /// The request record.
+    virtual QString makePackageRequest();
+
+    /// Placeholder of a raw-buffer form: changes nothing and returns true.
+    virtual bool unPackageReply(void *buffer, int length);
+
+    /// Reads a reply record.
+    ///
+    /// @return false, with nothing changed, when it has fewer than 16 columns.
+    virtual bool unPackageReply(QString text);
+
+    /// Reads a request record.
+    ///
+    /// A serial number above 2147483647 reads as 0 and "-1" as all ones, since the column is
+    /// written unsigned with 64 bits and read signed with 32.
+    ///
+    /// @return false, with nothing changed, when it has fewer than 15 columns.
+    virtual bool unPackageRequest(QString text);
+
+protected:
+    /// Reads the 15 common columns; further columns are ignored.
+    virtual bool unPackage(QString text);
+
+public:
+    /// Placeholder of a raw-buffer form: changes nothing and returns true.
+    bool unPackage(void *buffer, int length);
+
+    /// @}
+    /// @name Linux frame
+    /// @{
+
+    /// Verifies the checksum of a reply of the Linux client's frame and takes over its header.
+    ///
+    /// The status byte s, signed, sets the communication result s + 1, the acknowledge code s and
+    /// the package result s. Device type, read/write code and reserved 2 are signed bytes. Bytes
+    /// behind the end of a short frame read as 0.
+    ///
+    /// @return false, with nothing changed, when the checksum is wrong.
+    virtual bool unBasePackageReply_Linux(QByteArray bytes);
+
+    /// @}
+
+protected:
+    /// The 15 common columns.
+    virtual QString makePackage();
+
+Q_SIGNALS:
+    /// For the caller's transport, to announce that it begins with @p package. The library never
+    /// emits it; @p token is the transport's own.
+    void BeginRequestEvent(void *token, PackageBase *package);
+
+    /// For the caller's transport, to announce that it has completed @p package. The library never
+    /// emits it; @p token is the transport's own.
+    void CompleteRequestEvent(void *token, PackageBase *package);
+
+private:
+    friend class Korvin::RecordReader;
+    friend class Korvin::RecordWriter;
+
+    static QString GetCommResultsToStr(OrvexEnum::CommResults result);
+    static OrvexEnum::CommResults GetCommResults(QString name);
+    static QString GetPackageResultsToStr(OrvexEnum::PackageResults result);
+    static OrvexEnum::PackageResults GetPackageResultsStr(QString name);
+
+    static quint64 SERIALNUM;
+
+protected:
+    std::unique_ptr<PackageBasePrivate> m_pPackageBasePri; ///< All protocol fields.
+
+private:
+    QString m_serverConnectionKey;
+};
+
+#endif

@@ -1,0 +1,54 @@
+#ifndef INTEGERS_P_H
+#define INTEGERS_P_H
+
+#include <QtCore/QByteArray>
+
+namespace Korvin {
+
+/// What 32-bit arithmetic gives where it overflows, without the undefined behaviour.
+constexpr int wrapped(qint64 value)
+{
+    return static_cast<int>(static_cast<quint32>(value));
+}
+
+/// Number of parts of at most @p maxPartSize bytes that @p length bytes make. A part size of 0
+/// gives 0; negative numbers divide towards zero, and a remainder adds one part.
+constexpr int partCount(qint64 length, int maxPartSize)
+{
+    if (maxPartSize == 0)
+        return 0;
+    return wrapped(length / maxPartSize + (length % maxPartSize != 0 ? 1 : 0));
+}
+
+/// The byte of @p value that a little-endian field carries at position @p i.
+constexpr char littleEndianByte(quint32 value, int i)
+{
+    return static_cast<char>(i < 4 ? value >> (8 * i) : 0);
+}
+
+/// The unsigned byte at @p position; 0 outside the array.
+inline quint8 byteAt(const QByteArray &bytes, qint64 position)
+{
+    if (position < 0 || position >= bytes.size())
+        return 0;
+    return static_cast<quint8>(bytes.at(static_cast<int>(position)));
+}
+
+/// PackageBase::GetVauleFromBytes without the copy of the array.
+inline int littleEndianField(const QByteArray &array, int start, int count, int *index)
+{
+    const qint64 end = qint64(start) + count;
+    if (end > array.size())
+        return 0;
+    *index = wrapped(end);
+    if (start < 0)
+        return 0;
+    quint32 value = 0;
+    for (int i = 0; i < qMin(count, 4); ++i)
+        value |= quint32(byteAt(array, start + i)) << (8 * i);
+    return static_cast<int>(value);
+}
+
+} // namespace Korvin
+
+#endif

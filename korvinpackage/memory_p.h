@@ -1,0 +1,51 @@
+#ifndef MEMORY_P_H
+#define MEMORY_P_H
+
+#include <QtCore/QByteArray>
+
+#include <cstring>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace Korvin {
+
+/// Runs an operation that reports by its result: out of memory gives the empty result (false, an
+/// empty frame or record) instead of an exception.
+template <typename Operation>
+auto guarded(Operation &&operation) -> decltype(operation())
+{
+    try {
+        return std::forward<Operation>(operation)();
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
+}
+
+/// The most that is made ready for a length that was announced but not delivered.
+constexpr int MaxAnnouncedLength = 256 * 1024 * 1024;
+
+/// Gives @p bytes a length; what this adds is 0. A length below 0 counts as 0.
+inline void resizeWithZeros(QByteArray &bytes, qint64 length)
+{
+    if (length > std::numeric_limits<int>::max())
+        throw std::bad_alloc();
+    const int oldLength = bytes.size();
+    bytes.resize(static_cast<int>(qMax<qint64>(length, 0)));
+    if (length > oldLength)
+        std::memset(bytes.data() + oldLength, 0, static_cast<size_t>(length - oldLength));
+}
+
+/// Gives @p bytes an announced length of which @p available bytes are really there; beyond
+/// MaxAnnouncedLength it is left empty instead.
+inline void resizeToAnnounced(QByteArray &bytes, int length, qint64 available)
+{
+    if (length > available && length > MaxAnnouncedLength)
+        bytes.clear();
+    else
+        resizeWithZeros(bytes, length);
+}
+
+} // namespace Korvin
+
+#endif

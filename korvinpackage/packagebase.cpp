@@ -1,0 +1,603 @@
+#include "packagebase_p.h"
+
+#include "bytecursors_p.h"
+#include "checksum_p.h"
+#include "codenames_p.h"
+#include "layouts_p.h"
+#include "recordcursors_p.h"
+
+#include <QtCore/QMessageLogger>
+
+using namespace Korvin;
+
+namespace {
+
+// Log messages name this file and these lines as their origin, whatever the source looks like.
+constexpr char LogFile[] = "packagebase";
+constexpr int MissingRecordLine = 466;
+constexpr int ShortCopyLine = 530;
+
+} // namespace
+
+quint64 PackageBase::SERIALNUM = 1;
+
+PackageBase::PackageBase()
+    : m_pPackageBasePri(std::make_unique<PackageBasePrivate>())
+{
+}
+
+PackageBase::PackageBase(QString deviceKey, uchar ackCode, uchar scrAddr, uchar desAddr,
+                         uchar deviceType, uchar portAddr, ushort scanBoardAddr, ushort highAddr,
+                         ushort lowAddr, OrvexEnum::ReadWriteCode readWriteCode, uchar reserved2,
+                         int timeout, QString tag, OrvexEnum::CommResults commResult,
+                         bool isRegisterAddrSelfIncreasing)
+    : PackageBase()
+{
+    m_pPackageBasePri->serialNum = makeSerialNum();
+    m_pPackageBasePri->deviceKey = std::move(deviceKey);
+    m_pPackageBasePri->ackCode = ackCode;
+    m_pPackageBasePri->scrAddr = scrAddr;
+    m_pPackageBasePri->desAddr = desAddr;
+    m_pPackageBasePri->deviceType = deviceType;
+    m_pPackageBasePri->portAddr = portAddr;
+    m_pPackageBasePri->scanBoardAddr = scanBoardAddr;
+    m_pPackageBasePri->highAddr = highAddr;
+    m_pPackageBasePri->lowAddr = lowAddr;
+    m_pPackageBasePri->readWriteCode = readWriteCode;
+    m_pPackageBasePri->reserved2 = reserved2;
+    m_pPackageBasePri->timeout = timeout;
+    m_pPackageBasePri->tag = std::move(tag);
+    m_pPackageBasePri->commResult = commResult;
+    m_pPackageBasePri->isRegisterAddrSelfIncreasing = isRegisterAddrSelfIncreasing;
+}
+
+PackageBase::PackageBase(QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType,
+                         uchar portAddr, ushort scanBoardAddr, ushort highAddr, ushort lowAddr,
+                         uchar reserved2, int timeout, QString tag,
+                         OrvexEnum::CommResults commResult,
+                         OrvexEnum::ClientPackageType clientPackageType,
+                         OrvexEnum::ReadWriteCode readWriteCode, bool isRegisterAddrSelfIncreasing)
+    : PackageBase(std::move(deviceKey), 0, scrAddr, desAddr, deviceType, portAddr, scanBoardAddr,
+                  highAddr, lowAddr, readWriteCode, reserved2, timeout, std::move(tag), commResult,
+                  isRegisterAddrSelfIncreasing)
+{
+    m_pPackageBasePri->clientPackageType = clientPackageType;
+}
+
+PackageBase::PackageBase(const PackageBase &other)
+    : QObject()
+    , m_pPackageBasePri(std::make_unique<PackageBasePrivate>(*other.m_pPackageBasePri))
+{
+}
+
+PackageBase &PackageBase::operator=(const PackageBase &other)
+{
+    *m_pPackageBasePri = *other.m_pPackageBasePri;
+    return *this;
+}
+
+PackageBase::~PackageBase() = default;
+
+void PackageBase::clear(PackageBase *package)
+{
+    if (!package)
+        return;
+    disconnect(package, SIGNAL(CompleteRequestEvent(void *, PackageBase *)), nullptr, nullptr);
+    disconnect(package, SIGNAL(BeginRequestEvent(void *, PackageBase *)), nullptr, nullptr);
+    delete package;
+}
+
+quint64 PackageBase::makeSerialNum()
+{
+    if (++SERIALNUM > 255)
+        SERIALNUM = 1;
+    return SERIALNUM;
+}
+
+quint64 PackageBase::getSerialNum() const
+{
+    if (m_pPackageBasePri)
+        return m_pPackageBasePri->serialNum;
+    const char *const function = Q_FUNC_INFO;
+    return guarded([function]() -> quint64 {
+        QMessageLogger(LogFile, MissingRecordLine, function)
+            .critical("ERROR!!!  m_pPackageBasePri is nullptr!!! ");
+        return 0;
+    });
+}
+
+void PackageBase::setSerialNum(quint64 serialNum)
+{
+    m_pPackageBasePri->serialNum = serialNum;
+}
+
+QString PackageBase::getDeviceKey() const
+{
+    return m_pPackageBasePri->deviceKey;
+}
+
+void PackageBase::setDeviceKey(QString deviceKey)
+{
+    m_pPackageBasePri->deviceKey = std::move(deviceKey);
+}
+
+QString PackageBase::getTag() const
+{
+    return m_pPackageBasePri->tag;
+}
+
+void PackageBase::setTag(QString tag)
+{
+    m_pPackageBasePri->tag = std::move(tag);
+}
+
+QString PackageBase::getTagProto() const
+{
+    return m_pPackageBasePri->tagProto;
+}
+
+void PackageBase::setTagProto(QString tagProto)
+{
+    m_pPackageBasePri->tagProto = std::move(tagProto);
+}
+
+QString PackageBase::getSeverConnectionKey()
+{
+    return m_serverConnectionKey;
+}
+
+void PackageBase::setServerConnectionKey(const QString &serverConnectionKey)
+{
+    m_serverConnectionKey = serverConnectionKey;
+}
+
+bool PackageBase::operator<(const PackageBase &other)
+{
+    return m_pPackageBasePri->serialNum < other.m_pPackageBasePri->serialNum;
+}
+
+uchar PackageBase::getScrAddr() const
+{
+    return m_pPackageBasePri->scrAddr;
+}
+
+void PackageBase::setScrAddr(char scrAddr)
+{
+    m_pPackageBasePri->scrAddr = static_cast<quint8>(scrAddr);
+}
+
+ushort PackageBase::getDesAddr() const
+{
+    return m_pPackageBasePri->desAddr;
+}
+
+void PackageBase::setDesAddr(char desAddr)
+{
+    m_pPackageBasePri->desAddr = static_cast<quint8>(desAddr);
+}
+
+int PackageBase::getDeviceType() const
+{
+    return m_pPackageBasePri->deviceType;
+}
+
+void PackageBase::setDeviceType(int deviceType)
+{
+    m_pPackageBasePri->deviceType = deviceType;
+}
+
+uchar PackageBase::getPortAddr() const
+{
+    return m_pPackageBasePri->portAddr;
+}
+
+void PackageBase::setPortAddr(char portAddr)
+{
+    m_pPackageBasePri->portAddr = static_cast<quint8>(portAddr);
+}
+
+int PackageBase::getScanBoardAddr() const
+{
+    return m_pPackageBasePri->scanBoardAddr;
+}
+
+void PackageBase::setScanBoardAddr(int scanBoardAddr)
+{
+    m_pPackageBasePri->scanBoardAddr = static_cast<quint16>(scanBoardAddr);
+}
+
+ushort PackageBase::getHighAddr() const
+{
+    return m_pPackageBasePri->highAddr;
+}
+
+void PackageBase::setHighAddr(ushort highAddr)
+{
+    m_pPackageBasePri->highAddr = highAddr;
+}
+
+ushort PackageBase::getLowAddr() const
+{
+    return m_pPackageBasePri->lowAddr;
+}
+
+void PackageBase::setLowAddr(ushort lowAddr)
+{
+    m_pPackageBasePri->lowAddr = lowAddr;
+}
+
+OrvexEnum::ReadWriteCode PackageBase::getReadWriteCode() const
+{
+    return m_pPackageBasePri->readWriteCode;
+}
+
+void PackageBase::setReadWriteCode(OrvexEnum::ReadWriteCode readWriteCode)
+{
+    m_pPackageBasePri->readWriteCode = readWriteCode;
+}
+
+int PackageBase::getReserved2() const
+{
+    return m_pPackageBasePri->reserved2;
+}
+
+void PackageBase::setReserved2(int reserved2)
+{
+    m_pPackageBasePri->reserved2 = reserved2;
+}
+
+bool PackageBase::getIsRegisterAddrSelfIncreasing() const
+{
+    return m_pPackageBasePri->isRegisterAddrSelfIncreasing;
+}
+
+void PackageBase::setIsRegisterAddrSelfIncreasing(bool isRegisterAddrSelfIncreasing)
+{
+    m_pPackageBasePri->isRegisterAddrSelfIncreasing = isRegisterAddrSelfIncreasing;
+}
+
+int PackageBase::getTimeout() const
+{
+    return m_pPackageBasePri->timeout;
+}
+
+void PackageBase::setTimeout(int timeout)
+{
+    m_pPackageBasePri->timeout = timeout;
+}
+
+int PackageBase::getMaxPartSize() const
+{
+    return m_pPackageBasePri->maxPartSize;
+}
+
+void PackageBase::setMaxPartSize(int maxPartSize)
+{
+    m_pPackageBasePri->maxPartSize = maxPartSize;
+}
+
+int PackageBase::getPartCount() const
+{
+    return m_pPackageBasePri->partCount;
+}
+
+void PackageBase::setPartCount(int partCount)
+{
+    m_pPackageBasePri->partCount = partCount;
+}
+
+int PackageBase::getCurPartIndex() const
+{
+    return m_pPackageBasePri->curPartIndex;
+}
+
+void PackageBase::setCurPartIndex(int curPartIndex)
+{
+    m_pPackageBasePri->curPartIndex = curPartIndex;
+}
+
+bool PackageBase::partSendComplete(int sentParts)
+{
+    return sentParts >= m_pPackageBasePri->partCount;
+}
+
+OrvexEnum::ClientPackageType PackageBase::getClientPackageType() const
+{
+    return m_pPackageBasePri->clientPackageType;
+}
+
+void PackageBase::setClientPackageType(OrvexEnum::ClientPackageType clientPackageType)
+{
+    m_pPackageBasePri->clientPackageType = clientPackageType;
+}
+
+bool PackageBase::getSubcribeHardware()
+{
+    return m_pPackageBasePri->subcribeHardware;
+}
+
+void PackageBase::setSubcribeHardware(bool subcribeHardware)
+{
+    m_pPackageBasePri->subcribeHardware = subcribeHardware;
+}
+
+void *PackageBase::getUserToken() const
+{
+    return m_pPackageBasePri->userToken;
+}
+
+void PackageBase::setUserToken(void *userToken)
+{
+    m_pPackageBasePri->userToken = userToken;
+}
+
+KORVIN_LINUX_CLIENT::PackageTimerOut *PackageBase::getTimeOutTimer() const
+{
+    return m_pPackageBasePri->timeOutTimer;
+}
+
+void PackageBase::setTimeOutTimer(KORVIN_LINUX_CLIENT::PackageTimerOut *timeOutTimer)
+{
+    m_pPackageBasePri->timeOutTimer = timeOutTimer;
+}
+
+uint PackageBase::getAckCode() const
+{
+    return m_pPackageBasePri->ackCode;
+}
+
+void PackageBase::setAckCode(uint ackCode)
+{
+    m_pPackageBasePri->ackCode = ackCode;
+}
+
+OrvexEnum::CommResults PackageBase::getCommResult() const
+{
+    return m_pPackageBasePri->commResult;
+}
+
+void PackageBase::setCommResult(OrvexEnum::CommResults commResult)
+{
+    m_pPackageBasePri->commResult = commResult;
+}
+
+OrvexEnum::PackageResults PackageBase::getPackResult() const
+{
+    return m_pPackageBasePri->packResult;
+}
+
+void PackageBase::setPackResult(OrvexEnum::PackageResults packResult)
+{
+    m_pPackageBasePri->packResult = packResult;
+}
+
+bool PackageBase::isPackageSuccess()
+{
+    return m_pPackageBasePri->commResult == OrvexEnum::CommOk
+        && m_pPackageBasePri->packResult == OrvexEnum::PackOk && m_pPackageBasePri->ackCode == 0;
+}
+
+bool PackageBase::ArrayCopy(QByteArray sourceArray, int sourceIndex, QByteArray *destination,
+                            int destIndex, int length)
+{
+    const char *const function = Q_FUNC_INFO;
+    return guarded([&] {
+        if (sourceArray.size() < qint64(sourceIndex) + length) {
+            // "长度小于" and "与length之和" in GBK: "shorter than", "and the sum of length".
+            QMessageLogger(LogFile, ShortCopyLine, function)
+                .debug("%s",
+                       "sourceArray \xB3\xA4\xB6\xC8\xD0\xA1\xD3\xDA sourceIndex\xD3\xEB"
+                       "length\xD6\xAE\xBA\xCD");
+            return false;
+        }
+        if (length <= 0)
+            return true;
+        if (sourceIndex < 0 || destIndex < 0)
+            return false;
+        const qint64 end = qint64(destIndex) + length;
+        if (end > destination->size())
+            resizeWithZeros(*destination, end);
+        std::memcpy(destination->data() + destIndex, sourceArray.constData() + sourceIndex,
+                    static_cast<size_t>(length));
+        return true;
+    });
+}
+
+bool PackageBase::SetBytesFromInt(QByteArray *array, int start, int count, int value, int *index)
+{
+    const qint64 end = qint64(start) + count;
+    *index = wrapped(end);
+    if (end - 1 > array->size() || count <= 0 || start < 0)
+        return false;
+    return guarded([&] {
+        if (end > array->size())
+            resizeWithZeros(*array, end);
+        char *field = array->data() + start;
+        for (int i = 0; i < count; ++i)
+            field[i] = littleEndianByte(static_cast<quint32>(value), i);
+        return true;
+    });
+}
+
+int PackageBase::GetVauleFromBytes(QByteArray array, int start, int count, int *index)
+{
+    return littleEndianField(array, start, count, index);
+}
+
+void PackageBase::calcRevise(QByteArray data, int start, int length, int *revise)
+{
+    *revise = additiveSum(data, start, length);
+}
+
+bool PackageBase::ReviseOk(QByteArray data, int start, int length)
+{
+    return checksumHolds(data, start, length, [&data](int bodyStart, int bodyLength) {
+        return additiveSum(data, bodyStart, bodyLength);
+    });
+}
+
+int PackageBase::getDataLength() const
+{
+    return 0;
+}
+
+QByteArray PackageBase::data() const
+{
+    return {};
+}
+
+void PackageBase::setData(const QByteArray &) { }
+
+void PackageBase::setPackageDataLength(int) { }
+
+int PackageBase::getPackageDataLength() const
+{
+    return 0;
+}
+
+QByteArray PackageBase::MackPackageRequest()
+{
+    return guarded([this] {
+        QByteArray frame;
+        ByteWriter writer(&frame);
+        CommonPart{*m_pPackageBasePri}.header(writer);
+        return frame;
+    });
+}
+
+bool PackageBase::UnPackageRequest(QByteArray data, int startIndex, int *index)
+{
+    *index = 0;
+    return guarded([&] {
+        ByteReader reader(data, startIndex);
+        CommonPart{*m_pPackageBasePri}.header(reader);
+        *index = reader.distanceFrom(startIndex);
+        return true;
+    });
+}
+
+QByteArray PackageBase::MackPackageReply(bool full)
+{
+    return guarded([this, full] {
+        QByteArray frame;
+        ByteWriter writer(&frame);
+        if (!full) {
+            CommonPart{*m_pPackageBasePri}.shortReply(writer);
+            return frame;
+        }
+        frame = MackPackageRequest();
+        if (frame.isEmpty())
+            return frame;
+        frame.data()[0] = FullReplyMarker;
+        CommonPart{*m_pPackageBasePri}.fullReplyResults(writer);
+        return frame;
+    });
+}
+
+bool PackageBase::UnPackageReply(QByteArray data, int startIndex, int *index, bool *full)
+{
+    *index = 0;
+    // The first byte of the array decides, wherever the frame begins.
+    *full = byteAt(data, 0) != ShortReplyMarker;
+    if (!*full) {
+        ByteReader reader(data, startIndex);
+        CommonPart{*m_pPackageBasePri}.shortReply(reader);
+        *index = 6;
+        return true;
+    }
+    int requestLength = 0;
+    if (!UnPackageRequest(data, startIndex, &requestLength))
+        return false;
+    ByteReader reader(data, wrapped(qint64(startIndex) + requestLength));
+    CommonPart{*m_pPackageBasePri}.results(reader);
+    *index = reader.distanceFrom(startIndex);
+    return true;
+}
+
+void PackageBase::AppendDataToPackage(bool, QByteArray *) { }
+
+bool PackageBase::ParseDataFromPackage(bool, QByteArray, int, int *parsedLength)
+{
+    *parsedLength = 0;
+    return true;
+}
+
+QString PackageBase::makePackageReply()
+{
+    return continued(makePackage(), AckColumn{m_pPackageBasePri->ackCode});
+}
+
+QString PackageBase::makePackageRequest()
+{
+    return makePackage();
+}
+
+bool PackageBase::unPackageReply(void *, int)
+{
+    return true;
+}
+
+bool PackageBase::unPackageReply(QString text)
+{
+    RecordReader record(text, CommonPart::ReplyColumns);
+    return record.isComplete() && unPackage(text)
+        && record.read(CommonPart::RequestColumns, AckColumn{m_pPackageBasePri->ackCode});
+}
+
+bool PackageBase::unPackageRequest(QString text)
+{
+    return unPackage(text);
+}
+
+bool PackageBase::unPackage(QString text)
+{
+    RecordReader record(text, CommonPart::RequestColumns);
+    return record.isComplete() && record.read(0, CommonPart{*m_pPackageBasePri});
+}
+
+bool PackageBase::unPackage(void *, int)
+{
+    return true;
+}
+
+bool PackageBase::unBasePackageReply_Linux(QByteArray bytes)
+{
+    if (!ReviseOk(bytes, 0, bytes.size()))
+        return false;
+    LinuxFrameReader reader(bytes);
+    LinuxHeader header{*m_pPackageBasePri};
+    header.walk(reader);
+    m_pPackageBasePri->commResult = static_cast<OrvexEnum::CommResults>(header.status + 1);
+    m_pPackageBasePri->ackCode = static_cast<quint32>(header.status);
+    m_pPackageBasePri->packResult = static_cast<OrvexEnum::PackageResults>(header.status);
+    return true;
+}
+
+QString PackageBase::makePackage()
+{
+    return guarded([this] {
+        RecordWriter record;
+        CommonPart{*m_pPackageBasePri}.columns(record);
+        return record.take();
+    });
+}
+
+QString PackageBase::GetCommResultsToStr(OrvexEnum::CommResults result)
+{
+    return nameOf(CommResultNames, result).toString();
+}
+
+OrvexEnum::CommResults PackageBase::GetCommResults(QString name)
+{
+    return codeOf(CommResultNames, name, OrvexEnum::CommOk);
+}
+
+QString PackageBase::GetPackageResultsToStr(OrvexEnum::PackageResults result)
+{
+    return nameOf(PackageResultNames, result).toString();
+}
+
+OrvexEnum::PackageResults PackageBase::GetPackageResultsStr(QString name)
+{
+    return codeOf(PackageResultNames, name, OrvexEnum::PackOk);
+}

@@ -1,0 +1,131 @@
+#include "include/packagerequestread.h"
+
+#include "bytecursors_p.h"
+#include "layouts_p.h"
+#include "packagebase_p.h"
+#include "payloadframe_p.h"
+#include "recordcursors_p.h"
+
+using namespace Korvin;
+
+PackageRequestRead::PackageRequestRead() = default;
+
+PackageRequestRead::PackageRequestRead(QString deviceKey, uchar scrAddr, uchar desAddr,
+                                       uchar deviceType, uchar portAddr, ushort scanBoardAddr,
+                                       ushort highAddr, ushort lowAddr, uchar reserved2,
+                                       int timeout, QString tag, OrvexEnum::CommResults commResult,
+                                       int replyDataLength,
+                                       OrvexEnum::ClientPackageType clientPackageType)
+    : PackageBase(std::move(deviceKey), 0, scrAddr, desAddr, deviceType, portAddr, scanBoardAddr,
+                  highAddr, lowAddr, OrvexEnum::Read, reserved2, timeout, std::move(tag),
+                  commResult, true)
+    , m_nReplyDataLength(replyDataLength)
+{
+    if (reserved2 == 0x30)
+        setTagProto(QStringLiteral("3rdCalder-proto"));
+    setClientPackageType(clientPackageType);
+}
+
+PackageRequestRead::PackageRequestRead(const PackageRequestRead &other)
+    : PackageBase(other)
+    , m_nReplyDataLength(other.getReplyDataLength())
+{
+}
+
+PackageRequestRead &PackageRequestRead::operator=(const PackageRequestRead &other) = default;
+
+PackageRequestRead::~PackageRequestRead() = default;
+
+void PackageRequestRead::setReplyDataLength(int replyDataLength)
+{
+    m_nReplyDataLength = replyDataLength;
+}
+
+int PackageRequestRead::getReplyDataLength() const
+{
+    return m_nReplyDataLength;
+}
+
+int PackageRequestRead::getDataLength() const
+{
+    return getReplyDataLength();
+}
+
+QByteArray PackageRequestRead::MackPackageRequest()
+{
+    return makeRequestFrame(*this);
+}
+
+bool PackageRequestRead::UnPackageRequest(QByteArray data, int startIndex, int *parsedLength)
+{
+    return readRequestFrame(*this, data, startIndex, parsedLength);
+}
+
+QByteArray PackageRequestRead::MackPackageReply(bool withRequest)
+{
+    return makeReplyFrame(*this, withRequest);
+}
+
+bool PackageRequestRead::UnPackageReply(QByteArray data, int startIndex, int *parsedLength,
+                                        bool *withRequest)
+{
+    return readReplyFrame(*this, data, startIndex, parsedLength, withRequest);
+}
+
+void PackageRequestRead::AppendDataToPackage(bool isRequest, QByteArray *package)
+{
+    PackageBase::AppendDataToPackage(isRequest, package);
+    if (!isRequest)
+        return;
+    ByteWriter writer(package);
+    int length = getReplyDataLength();
+    RegisterReadPart{length, m_pPackageBasePri->clientPackageType}.payload(writer);
+}
+
+bool PackageRequestRead::ParseDataFromPackage(bool isRequest, QByteArray package, int startIndex,
+                                              int *parsedLength)
+{
+    PackageBase::ParseDataFromPackage(isRequest, package, startIndex, parsedLength);
+    if (!isRequest)
+        return true;
+    ByteReader reader(package, startIndex);
+    RegisterReadPart{m_nReplyDataLength, m_pPackageBasePri->clientPackageType}.payload(reader);
+    *parsedLength = reader.distanceFrom(startIndex);
+    return true;
+}
+
+QString PackageRequestRead::makePackageReply()
+{
+    int length = getReplyDataLength();
+    return continued(PackageBase::makePackageReply(),
+                     RegisterReadPart{length, m_pPackageBasePri->clientPackageType});
+}
+
+QString PackageRequestRead::makePackageRequest()
+{
+    int length = getReplyDataLength();
+    return continued(PackageBase::makePackageRequest(),
+                     RegisterReadPart{length, m_pPackageBasePri->clientPackageType});
+}
+
+bool PackageRequestRead::unPackageReply(QString text)
+{
+    RecordReader record(text, CommonPart::ReplyColumns + RegisterReadPart::Columns);
+    if (!record.isComplete() || !PackageBase::unPackageReply(text))
+        return false;
+    // One column before where a reply has them: peers read them where a request has them.
+    return record.read(CommonPart::RequestColumns,
+                       RegisterReadPart{m_nReplyDataLength, m_pPackageBasePri->clientPackageType});
+}
+
+bool PackageRequestRead::unPackageRequest(QString text)
+{
+    RecordReader record(text, CommonPart::RequestColumns + RegisterReadPart::Columns);
+    const RegisterReadPart own{m_nReplyDataLength, m_pPackageBasePri->clientPackageType};
+    if (!record.isComplete() || !PackageBase::unPackageRequest(text)
+        || !record.read(CommonPart::RequestColumns, own)) {
+        return false;
+    }
+    setPartCount(partCount(getReplyDataLength(), getMaxPartSize()));
+    return true;
+}

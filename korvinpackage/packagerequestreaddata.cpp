@@ -1,0 +1,150 @@
+#include "include/packagerequestreaddata.h"
+
+#include "bytecursors_p.h"
+#include "layouts_p.h"
+#include "linuxframe_p.h"
+#include "recordcursors_p.h"
+
+using namespace Korvin;
+
+namespace {
+
+constexpr char LengthName[] = "replyDataLength";
+
+} // namespace
+
+PackageRequestReadData::PackageRequestReadData() = default;
+
+PackageRequestReadData::PackageRequestReadData(QString deviceKey, uchar scrAddr, uchar desAddr,
+                                               uchar deviceType, uchar portAddr,
+                                               ushort scanBoardAddr, ushort highAddr,
+                                               ushort lowAddr, uchar reserved2, int timeout,
+                                               QString tag, OrvexEnum::CommResults commResult,
+                                               int replyDataLength)
+    : PackageRequestRead(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
+                         scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
+                         commResult, replyDataLength, OrvexEnum::DataPackage)
+{
+}
+
+PackageRequestReadData::PackageRequestReadData(QString deviceKey, uchar scrAddr, uchar desAddr,
+                                               uchar deviceType, uchar portAddr,
+                                               ushort scanBoardAddr, ushort highAddr,
+                                               ushort lowAddr, uchar reserved2, int timeout,
+                                               QString tag, int replyDataLength)
+    : PackageRequestReadData(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
+                             scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
+                             OrvexEnum::CommOk, replyDataLength)
+{
+}
+
+PackageRequestReadData::PackageRequestReadData(QString deviceKey, uchar scrAddr, uchar desAddr,
+                                               uchar deviceType, uchar portAddr,
+                                               ushort scanBoardAddr, ushort highAddr,
+                                               ushort lowAddr, uchar reserved2, int timeout,
+                                               QString tag, QByteArray data, int replyDataLength)
+    : PackageRequestReadData(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
+                             scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
+                             OrvexEnum::CommOk, replyDataLength)
+{
+    m_data = std::move(data);
+}
+
+PackageRequestReadData::PackageRequestReadData(const PackageRequestReadData &other) = default;
+
+PackageRequestReadData &PackageRequestReadData::operator=(const PackageRequestReadData &other)
+{
+    m_data = other.m_data;
+    return *this;
+}
+
+PackageRequestReadData::~PackageRequestReadData() = default;
+
+QByteArray PackageRequestReadData::data() const
+{
+    return m_data;
+}
+
+void PackageRequestReadData::setData(const QByteArray &data)
+{
+    m_data = data;
+}
+
+void PackageRequestReadData::AppendDataToPackage(bool isRequest, QByteArray *package)
+{
+    PackageRequestRead::AppendDataToPackage(isRequest, package);
+    ByteWriter writer(package);
+    DataBlock block{LengthName, getReplyDataLength()};
+    block.lengthField(writer);
+    block.dataField(writer, m_data);
+}
+
+bool PackageRequestReadData::ParseDataFromPackage(bool isRequest, QByteArray package,
+                                                  int startIndex, int *parsedLength)
+{
+    *parsedLength = 0;
+    int baseLength = 0;
+    PackageRequestRead::ParseDataFromPackage(isRequest, package, startIndex, &baseLength);
+    return guarded([&] {
+        ByteReader reader(package, wrapped(qint64(startIndex) + baseLength));
+        DataBlock block{LengthName};
+        block.lengthField(reader);
+        setReplyDataLength(block.length);
+        if (getReplyDataLength() >= 1)
+            block.dataField(reader, m_data);
+        else
+            m_data.clear();
+        *parsedLength = reader.distanceFrom(startIndex);
+        return true;
+    });
+}
+
+QString PackageRequestReadData::makePackageReply()
+{
+    int length = getReplyDataLength();
+    const DataStringSource numbers{m_data, length};
+    return continued(PackageRequestRead::makePackageReply(),
+                     DataColumns{LengthName, length, numbers});
+}
+
+QString PackageRequestReadData::makePackageRequest()
+{
+    return PackageRequestRead::makePackageRequest();
+}
+
+bool PackageRequestReadData::unPackageReply(QString text)
+{
+    constexpr int BaseColumns = CommonPart::ReplyColumns + RegisterReadPart::Columns;
+    RecordReader record(text, BaseColumns + m_nDataReplyFieldCount);
+    if (!record.isComplete() || !PackageRequestRead::unPackageReply(text))
+        return false;
+    int length = 0;
+    QStringView numbers;
+    if (!record.read(BaseColumns, DataColumns{LengthName, length, numbers}))
+        return false;
+    setReplyDataLength(length);
+    if (dataStringParts(numbers) != getReplyDataLength())
+        return false;
+    return readDataString(numbers, getReplyDataLength(), m_data);
+}
+
+bool PackageRequestReadData::unPackageRequest(QString text)
+{
+    return PackageRequestRead::unPackageRequest(text);
+}
+
+QByteArray PackageRequestReadData::ParseSendRequest_Linux()
+{
+    return makeLinuxRequest(*m_pPackageBasePri, getReplyDataLength(), m_data);
+}
+
+bool PackageRequestReadData::unPackageReply_Linux(QByteArray bytes)
+{
+    if (!unBasePackageReply_Linux(bytes))
+        return false;
+    return guarded([&] {
+        setReplyDataLength(linuxReplyLength(bytes));
+        m_data.append(linuxReplyData(bytes, getReplyDataLength()));
+        return true;
+    });
+}

@@ -1,0 +1,82 @@
+#include "include/packagerequestreadmemdata.h"
+
+#include "layouts_p.h"
+#include "recordcursors_p.h"
+
+using namespace Korvin;
+
+PackageRequestReadMemData::PackageRequestReadMemData() = default;
+
+PackageRequestReadMemData::PackageRequestReadMemData(
+    QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType, uchar portAddr,
+    ushort scanBoardAddr, ushort highAddr, ushort lowAddr, uchar reserved2, int timeout,
+    QString tag, OrvexEnum::CommResults commResult, int replyDataLength, long offset)
+    : PackageRequestRead(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
+                         scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
+                         commResult, replyDataLength, OrvexEnum::MemDataPackage)
+    , m_nOffset(offset)
+{
+}
+
+PackageRequestReadMemData::PackageRequestReadMemData(QString deviceKey, uchar scrAddr,
+                                                     uchar desAddr, uchar deviceType,
+                                                     uchar portAddr, ushort scanBoardAddr,
+                                                     ushort highAddr, ushort lowAddr,
+                                                     uchar reserved2, int timeout, QString tag,
+                                                     int replyDataLength, long offset)
+    : PackageRequestReadMemData(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
+                                scanBoardAddr, highAddr, lowAddr, reserved2, timeout,
+                                std::move(tag), OrvexEnum::CommOk, replyDataLength, offset)
+{
+}
+
+PackageRequestReadMemData::PackageRequestReadMemData(const PackageRequestReadMemData &other) =
+    default;
+
+PackageRequestReadMemData::PackageRequestReadMemData(PackageRequestReadMemData &&other) = default;
+
+PackageRequestReadMemData &
+PackageRequestReadMemData::operator=(const PackageRequestReadMemData &other) = default;
+
+PackageRequestReadMemData &
+PackageRequestReadMemData::operator=(PackageRequestReadMemData &&other) = default;
+
+PackageRequestReadMemData::~PackageRequestReadMemData() = default;
+
+long PackageRequestReadMemData::offset() const
+{
+    return m_nOffset;
+}
+
+void PackageRequestReadMemData::setOffset(long offset)
+{
+    m_nOffset = offset;
+}
+
+QString PackageRequestReadMemData::makePackageReply()
+{
+    return continued(PackageRequestRead::makePackageReply(), MemoryReadPart{m_nOffset});
+}
+
+QString PackageRequestReadMemData::makePackageRequest()
+{
+    return continued(PackageRequestRead::makePackageRequest(), MemoryReadPart{m_nOffset});
+}
+
+bool PackageRequestReadMemData::unPackageReply(QString text)
+{
+    constexpr int BaseColumns = CommonPart::ReplyColumns + RegisterReadPart::Columns;
+    RecordReader record(text, BaseColumns + m_nMemReplyFieldCount);
+    if (!record.isComplete() || !PackageRequestRead::unPackageReply(text))
+        return false;
+    return record.read(BaseColumns, MemoryReadPart{m_nOffset});
+}
+
+bool PackageRequestReadMemData::unPackageRequest(QString text)
+{
+    constexpr int BaseColumns = CommonPart::RequestColumns + RegisterReadPart::Columns;
+    RecordReader record(text, BaseColumns + m_nMemRequestFieldCount);
+    if (!record.isComplete() || !PackageRequestRead::unPackageRequest(text))
+        return false;
+    return record.read(BaseColumns, MemoryReadPart{m_nOffset});
+}

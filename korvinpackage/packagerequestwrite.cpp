@@ -1,0 +1,143 @@
+#include "include/packagerequestwrite.h"
+
+#include "bytecursors_p.h"
+#include "layouts_p.h"
+#include "payloadframe_p.h"
+#include "recordcursors_p.h"
+
+using namespace Korvin;
+
+PackageRequestWrite::PackageRequestWrite() = default;
+
+PackageRequestWrite::PackageRequestWrite(QString deviceKey, uchar scrAddr, uchar desAddr,
+                                         uchar deviceType, uchar portAddr, ushort scanBoardAddr,
+                                         ushort highAddr, ushort lowAddr, uchar reserved2,
+                                         int timeout, QString tag,
+                                         OrvexEnum::CommResults commResult, bool bBroadcast,
+                                         OrvexEnum::ClientPackageType clientPackageType)
+    : PackageBase(std::move(deviceKey), 0, scrAddr, desAddr, deviceType, portAddr, scanBoardAddr,
+                  highAddr, lowAddr, OrvexEnum::Write, reserved2, timeout, std::move(tag),
+                  commResult, true)
+    , m_clientPackageType(clientPackageType)
+    , m_bBroadcast(bBroadcast)
+{
+    if (reserved2 == 0x30)
+        setTagProto(QStringLiteral("3rdCalder-proto"));
+}
+
+PackageRequestWrite::PackageRequestWrite(const PackageRequestWrite &other)
+    : PackageBase(other)
+    , m_clientPackageType(other.m_clientPackageType)
+    , m_bBroadcast(other.m_bBroadcast)
+    , m_nPackageDataLength(other.m_nPackageDataLength)
+{
+}
+
+PackageRequestWrite &PackageRequestWrite::operator=(const PackageRequestWrite &other)
+{
+    PackageBase::operator=(other);
+    m_clientPackageType = other.m_clientPackageType;
+    m_bBroadcast = other.m_bBroadcast;
+    m_nPackageDataLength = other.m_nPackageDataLength;
+    return *this;
+}
+
+PackageRequestWrite::~PackageRequestWrite() = default;
+
+bool PackageRequestWrite::bBroadcast() const
+{
+    return m_bBroadcast;
+}
+
+OrvexEnum::ClientPackageType PackageRequestWrite::getClientPackageType() const
+{
+    return m_clientPackageType;
+}
+
+void PackageRequestWrite::setPackageDataLength(int packageDataLength)
+{
+    m_nPackageDataLength = packageDataLength;
+}
+
+int PackageRequestWrite::getPackageDataLength() const
+{
+    return m_nPackageDataLength;
+}
+
+int PackageRequestWrite::getDataLength() const
+{
+    return getPackageDataLength();
+}
+
+QByteArray PackageRequestWrite::MackPackageRequest()
+{
+    return makeRequestFrame(*this);
+}
+
+bool PackageRequestWrite::UnPackageRequest(QByteArray data, int startIndex, int *parsedLength)
+{
+    return readRequestFrame(*this, data, startIndex, parsedLength);
+}
+
+QByteArray PackageRequestWrite::MackPackageReply(bool withRequest)
+{
+    return makeReplyFrame(*this, withRequest);
+}
+
+bool PackageRequestWrite::UnPackageReply(QByteArray data, int startIndex, int *parsedLength,
+                                         bool *withRequest)
+{
+    return readReplyFrame(*this, data, startIndex, parsedLength, withRequest);
+}
+
+void PackageRequestWrite::AppendDataToPackage(bool isRequest, QByteArray *package)
+{
+    PackageBase::AppendDataToPackage(isRequest, package);
+    if (!isRequest)
+        return;
+    ByteWriter writer(package);
+    RegisterWritePart{m_bBroadcast, m_clientPackageType}.payload(writer);
+}
+
+bool PackageRequestWrite::ParseDataFromPackage(bool isRequest, QByteArray package, int startIndex,
+                                               int *parsedLength)
+{
+    PackageBase::ParseDataFromPackage(isRequest, package, startIndex, parsedLength);
+    if (!isRequest)
+        return true;
+    ByteReader reader(package, startIndex);
+    RegisterWritePart{m_bBroadcast, m_clientPackageType}.payload(reader);
+    *parsedLength = reader.distanceFrom(startIndex);
+    return true;
+}
+
+QString PackageRequestWrite::makePackageReply()
+{
+    return continued(PackageBase::makePackageReply(),
+                     RegisterWritePart{m_bBroadcast, m_clientPackageType});
+}
+
+QString PackageRequestWrite::makePackageRequest()
+{
+    return continued(PackageBase::makePackageRequest(),
+                     RegisterWritePart{m_bBroadcast, m_clientPackageType});
+}
+
+bool PackageRequestWrite::unPackageReply(QString text)
+{
+    RecordReader record(text, CommonPart::ReplyColumns + m_nReplyFieldCount);
+    if (!record.isComplete() || !PackageBase::unPackageReply(text))
+        return false;
+    // One column before where a reply has them: peers read them where a request has them.
+    return record.read(CommonPart::RequestColumns,
+                       RegisterWritePart{m_bBroadcast, m_clientPackageType});
+}
+
+bool PackageRequestWrite::unPackageRequest(QString text)
+{
+    RecordReader record(text, CommonPart::RequestColumns + m_nRequestFieldCount);
+    if (!record.isComplete() || !PackageBase::unPackageRequest(text))
+        return false;
+    return record.read(CommonPart::RequestColumns,
+                       RegisterWritePart{m_bBroadcast, m_clientPackageType});
+}

@@ -1,0 +1,167 @@
+#include "include/packagerequestwritedata.h"
+
+#include "bytecursors_p.h"
+#include "layouts_p.h"
+#include "linuxframe_p.h"
+#include "recordcursors_p.h"
+
+using namespace Korvin;
+
+namespace {
+
+constexpr char LengthName[] = "packageDataLength";
+
+/// Stores the length column, and gives the column of the data string behind it.
+bool readColumns(PackageRequestWriteData &package, RecordReader &record, int column,
+                 QStringView &numbers)
+{
+    int length = 0;
+    if (!record.read(column, DataColumns{LengthName, length, numbers}))
+        return false;
+    package.setPackageDataLength(length);
+    return true;
+}
+
+} // namespace
+
+PackageRequestWriteData::PackageRequestWriteData() = default;
+
+PackageRequestWriteData::PackageRequestWriteData(QString deviceKey, uchar scrAddr, uchar desAddr,
+                                                 uchar deviceType, uchar portAddr,
+                                                 ushort scanBoardAddr, ushort highAddr,
+                                                 ushort lowAddr, uchar reserved2, int timeout,
+                                                 QString tag, OrvexEnum::CommResults commResult,
+                                                 bool bBroadcast, QByteArray data, int dataLength)
+    : PackageRequestWrite(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
+                          scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
+                          commResult, bBroadcast, OrvexEnum::DataPackage)
+    , m_data(std::move(data))
+{
+    resizeToAnnounced(m_data, dataLength, m_data.size());
+    PackageRequestWrite::setPackageDataLength(dataLength);
+}
+
+PackageRequestWriteData::PackageRequestWriteData(QString deviceKey, uchar scrAddr, uchar desAddr,
+                                                 uchar deviceType, uchar portAddr,
+                                                 ushort scanBoardAddr, ushort highAddr,
+                                                 ushort lowAddr, uchar reserved2, int timeout,
+                                                 QString tag, bool bBroadcast, QByteArray data,
+                                                 int dataLength)
+    : PackageRequestWriteData(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
+                              scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
+                              OrvexEnum::CommOk, bBroadcast, std::move(data), dataLength)
+{
+}
+
+PackageRequestWriteData::PackageRequestWriteData(const PackageRequestWriteData &other) = default;
+
+PackageRequestWriteData &
+PackageRequestWriteData::operator=(const PackageRequestWriteData &other) = default;
+
+PackageRequestWriteData::~PackageRequestWriteData() = default;
+
+QByteArray PackageRequestWriteData::data() const
+{
+    return m_data;
+}
+
+void PackageRequestWriteData::setData(const QByteArray &data)
+{
+    m_data = data;
+}
+
+void PackageRequestWriteData::AppendDataToPackage(bool isRequest, QByteArray *package)
+{
+    PackageRequestWrite::AppendDataToPackage(isRequest, package);
+    if (!isRequest)
+        return;
+    ByteWriter writer(package);
+    DataBlock block{LengthName, getPackageDataLength()};
+    block.lengthField(writer);
+    block.dataField(writer, m_data);
+}
+
+bool PackageRequestWriteData::ParseDataFromPackage(bool isRequest, QByteArray package,
+                                                   int startIndex, int *parsedLength)
+{
+    *parsedLength = 0;
+    int baseLength = 0;
+    PackageRequestWrite::ParseDataFromPackage(isRequest, package, startIndex, &baseLength);
+    if (!isRequest)
+        return true;
+    return guarded([&] {
+        ByteReader reader(package, wrapped(qint64(startIndex) + baseLength));
+        DataBlock block{LengthName};
+        block.lengthField(reader);
+        // The data bytes are not counted: peers take what follows from where the data begins.
+        *parsedLength = reader.distanceFrom(startIndex);
+        setPackageDataLength(block.length);
+        if (getPackageDataLength() >= 1) {
+            block.dataField(reader, m_data);
+        } else {
+            m_data.clear();
+            setPackageDataLength(0);
+        }
+        return true;
+    });
+}
+
+QString PackageRequestWriteData::makePackageReply()
+{
+    int length = getPackageDataLength();
+    const DataStringSource numbers{m_data, length == 0 ? 0 : qMax(length, 1)};
+    return continued(PackageRequestWrite::makePackageReply(),
+                     DataColumns{LengthName, length, numbers});
+}
+
+QString PackageRequestWriteData::makePackageRequest()
+{
+    // Unlike in a reply it is the data, not the length, that decides whether there is a first byte.
+    int length = getPackageDataLength();
+    const DataStringSource numbers{m_data, m_data.isEmpty() ? 0 : qMax(length, 1)};
+    return continued(PackageRequestWrite::makePackageRequest(),
+                     DataColumns{LengthName, length, numbers});
+}
+
+bool PackageRequestWriteData::unPackageReply(QString text)
+{
+    const int baseColumns = CommonPart::ReplyColumns + m_nReplyFieldCount;
+    RecordReader record(text, baseColumns + m_nDataReplyFieldCount);
+    QStringView numbers;
+    return record.isComplete() && PackageRequestWrite::unPackageReply(text)
+        && readColumns(*this, record, baseColumns, numbers)
+        && readDataString(numbers, getPackageDataLength(), m_data);
+}
+
+bool PackageRequestWriteData::unPackageRequest(QString text)
+{
+    const int baseColumns = CommonPart::RequestColumns + m_nRequestFieldCount;
+    RecordReader record(text, baseColumns + m_nDataRequestFieldCount);
+    QStringView numbers;
+    if (!record.isComplete() || !PackageRequestWrite::unPackageRequest(text)
+        || !readColumns(*this, record, baseColumns, numbers)
+        || dataStringParts(numbers) != getPackageDataLength()
+        || !readDataString(numbers, getPackageDataLength(), m_data)) {
+        return false;
+    }
+    setPartCount(partCount(getPackageDataLength(), getMaxPartSize()));
+    return true;
+}
+
+QByteArray PackageRequestWriteData::ParseSendRequest_Linux()
+{
+    return makeLinuxRequest(*m_pPackageBasePri, getPackageDataLength(), m_data);
+}
+
+bool PackageRequestWriteData::unPackageReply_Linux(QByteArray bytes)
+{
+    if (!unBasePackageReply_Linux(bytes))
+        return false;
+    return guarded([&] {
+        setPackageDataLength(linuxReplyLength(bytes));
+        const QByteArray data = linuxReplyData(bytes, getPackageDataLength());
+        resizeToAnnounced(m_data, getPackageDataLength(), data.size());
+        m_data.replace(0, data.size(), data);
+        return true;
+    });
+}

@@ -1,0 +1,143 @@
+#include "include/packagerequestwritefile.h"
+
+#include "bytecursors_p.h"
+#include "layouts_p.h"
+#include "recordcursors_p.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+
+using namespace Korvin;
+
+PackageRequestWriteFile::PackageRequestWriteFile() = default;
+
+PackageRequestWriteFile::PackageRequestWriteFile(QString deviceKey, uchar scrAddr, uchar desAddr,
+                                                 uchar deviceType, uchar portAddr,
+                                                 ushort scanBoardAddr, ushort highAddr,
+                                                 ushort lowAddr, uchar reserved2, int timeout,
+                                                 QString tag, OrvexEnum::CommResults commResult,
+                                                 bool bBroadcast, QString fileNameWithPath,
+                                                 int offset)
+    : PackageRequestWrite(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
+                          scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
+                          commResult, bBroadcast, OrvexEnum::FilePackage)
+    , m_fileNameWithPath(std::move(fileNameWithPath))
+    , m_nOffset(offset)
+{
+}
+
+PackageRequestWriteFile::PackageRequestWriteFile(QString deviceKey, uchar scrAddr, uchar desAddr,
+                                                 uchar deviceType, uchar portAddr,
+                                                 ushort scanBoardAddr, ushort highAddr,
+                                                 ushort lowAddr, uchar reserved2, int timeout,
+                                                 QString tag, bool bBroadcast,
+                                                 QString fileNameWithPath, int offset)
+    : PackageRequestWriteFile(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
+                              scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
+                              OrvexEnum::CommOk, bBroadcast, std::move(fileNameWithPath), offset)
+{
+}
+
+PackageRequestWriteFile::PackageRequestWriteFile(const PackageRequestWriteFile &other) = default;
+
+PackageRequestWriteFile &
+PackageRequestWriteFile::operator=(const PackageRequestWriteFile &other) = default;
+
+PackageRequestWriteFile::~PackageRequestWriteFile() = default;
+
+QString PackageRequestWriteFile::fileNameWithPath() const
+{
+    return m_fileNameWithPath;
+}
+
+void PackageRequestWriteFile::setFileNameWithPaht(const QString &fileNameWithPath)
+{
+    m_fileNameWithPath = fileNameWithPath;
+}
+
+bool PackageRequestWriteFile::isBroadcastRspToAllApp() const
+{
+    return m_bBroadcastRspToAllApp;
+}
+
+void PackageRequestWriteFile::set_isBroadcastRspToAllApp(bool isBroadcastRspToAllApp)
+{
+    m_bBroadcastRspToAllApp = isBroadcastRspToAllApp;
+}
+
+int PackageRequestWriteFile::Offset() const
+{
+    return m_nOffset;
+}
+
+int PackageRequestWriteFile::getPackageDataLength() const
+{
+    return guarded([this] {
+        if (!QFile::exists(m_fileNameWithPath))
+            return 0;
+        return wrapped(QFileInfo(m_fileNameWithPath).size());
+    });
+}
+
+void PackageRequestWriteFile::AppendDataToPackage(bool isRequest, QByteArray *package)
+{
+    PackageRequestWrite::AppendDataToPackage(isRequest, package);
+    if (!isRequest || m_fileNameWithPath.isEmpty())
+        return;
+    ByteWriter writer(package);
+    FileWritePart{m_fileNameWithPath, m_nOffset}.writtenPayload(writer);
+}
+
+bool PackageRequestWriteFile::ParseDataFromPackage(bool isRequest, QByteArray package,
+                                                   int startIndex, int *parsedLength)
+{
+    *parsedLength = 0;
+    int baseLength = 0;
+    PackageRequestWrite::ParseDataFromPackage(isRequest, package, startIndex, &baseLength);
+    if (!isRequest)
+        return true;
+    return guarded([&] {
+        ByteReader reader(package, wrapped(qint64(startIndex) + baseLength));
+        FileWritePart{m_fileNameWithPath, m_nOffset}.readPayload(reader);
+        *parsedLength = reader.distanceFrom(startIndex);
+        return true;
+    });
+}
+
+QString PackageRequestWriteFile::makePackageReply()
+{
+    return continued(PackageRequestWrite::makePackageReply(),
+                     FileWritePart{m_fileNameWithPath, m_nOffset});
+}
+
+QString PackageRequestWriteFile::makePackageRequest()
+{
+    return continued(PackageRequestWrite::makePackageRequest(),
+                     FileWritePart{m_fileNameWithPath, m_nOffset});
+}
+
+bool PackageRequestWriteFile::unPackageReply(QString text)
+{
+    RecordReader record(text,
+                        CommonPart::ReplyColumns + m_nReplyFieldCount + m_nFileReplyFieldCount);
+    if (!record.isComplete() || !PackageRequestWrite::unPackageReply(text))
+        return false;
+    // One column before where a reply has them: peers read them where a request has them.
+    return record.read(CommonPart::RequestColumns + m_nReplyFieldCount,
+                       FileWritePart{m_fileNameWithPath, m_nOffset});
+}
+
+bool PackageRequestWriteFile::unPackageRequest(QString text)
+{
+    const int baseColumns = CommonPart::RequestColumns + m_nRequestFieldCount;
+    RecordReader record(text, baseColumns + m_nFileRequestFieldCount);
+    if (!record.isComplete() || !PackageRequestWrite::unPackageRequest(text)
+        || !record.read(baseColumns, FileWritePart{m_fileNameWithPath, m_nOffset})) {
+        return false;
+    }
+    return guarded([this] {
+        const qint64 remaining = QFileInfo(m_fileNameWithPath).size() - m_nOffset;
+        setPartCount(partCount(remaining, getMaxPartSize()));
+        return true;
+    });
+}

@@ -1,0 +1,56 @@
+#include "payloadframe_p.h"
+
+#include "integers_p.h"
+#include "memory_p.h"
+
+namespace Korvin {
+
+QByteArray makeRequestFrame(PackageBase &package)
+{
+    return guarded([&] {
+        QByteArray frame = package.PackageBase::MackPackageRequest();
+        if (!frame.isEmpty())
+            package.AppendDataToPackage(true, &frame);
+        return frame;
+    });
+}
+
+bool readRequestFrame(PackageBase &package, const QByteArray &data, int startIndex,
+                      int *parsedLength)
+{
+    *parsedLength = 0;
+    int baseLength = 0;
+    if (!package.PackageBase::UnPackageRequest(data, startIndex, &baseLength))
+        return false;
+    int payloadLength = 0;
+    package.ParseDataFromPackage(true, data, wrapped(qint64(startIndex) + baseLength),
+                                 &payloadLength);
+    *parsedLength = wrapped(qint64(baseLength) + payloadLength);
+    return true;
+}
+
+QByteArray makeReplyFrame(PackageBase &package, bool withRequest)
+{
+    return guarded([&] {
+        QByteArray frame = package.PackageBase::MackPackageReply(withRequest);
+        if (!frame.isEmpty())
+            package.AppendDataToPackage(withRequest, &frame);
+        return frame;
+    });
+}
+
+bool readReplyFrame(PackageBase &package, const QByteArray &data, int startIndex, int *parsedLength,
+                    bool *withRequest)
+{
+    *parsedLength = 0;
+    int baseLength = 0;
+    if (!package.PackageBase::UnPackageReply(data, startIndex, &baseLength, withRequest))
+        return false;
+    int payloadLength = 0;
+    package.ParseDataFromPackage(*withRequest, data, wrapped(qint64(startIndex) + baseLength),
+                                 &payloadLength);
+    *parsedLength = wrapped(qint64(baseLength) + payloadLength);
+    return true;
+}
+
+} // namespace Korvin

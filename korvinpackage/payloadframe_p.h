@@ -1,0 +1,24 @@
+#ifndef PAYLOADFRAME_P_H
+#define PAYLOADFRAME_P_H
+
+#include "include/packagebase.h"
+
+/// @file
+/// The frames of a class with a payload: the common frame, and the payload behind it through the
+/// virtual hooks.
+
+namespace Korvin {
+
+QByteArray makeRequestFrame(PackageBase &package);
+bool readRequestFrame(PackageBase &package, const QByteArray &data, int startIndex,
+                      int *parsedLength);
+
+/// A full reply has the payload twice: the request inside carries it, and the hook adds it again
+/// behind the results. Peers expect both.
+QByteArray makeReplyFrame(PackageBase &package, bool withRequest);
+bool readReplyFrame(PackageBase &package, const QByteArray &data, int startIndex, int *parsedLength,
+                    bool *withRequest);
+
+} // namespace Korvin
+
+#endif

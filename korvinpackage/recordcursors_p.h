@@ -1,0 +1,279 @@
+#ifndef RECORDCURSORS_P_H
+#define RECORDCURSORS_P_H
+
+#include "codenames_p.h"
+#include "datastring_p.h"
+#include "include/packagebase.h"
+
+#include <QtCore/QVarLengthArray>
+
+#include <charconv>
+
+namespace Korvin {
+
+/// Walks over columns and appends them to a record.
+///
+/// The names are for walkers that explain a record; the ones that read and write ignore them.
+class RecordWriter
+{
+public:
+    /// Begins a record.
+    RecordWriter() { m_record.reserve(128); }
+
+    /// Continues a record.
+    explicit RecordWriter(QString record)
+        : m_record(std::move(record))
+        , m_first(false)
+    {
+    }
+
+    QString take() { return std::move(m_record); }
+
+    template <typename T>
+    void u8(const char *, const T &field)
+    {
+        number(field);
+    }
+
+    template <typename T>
+    void u16(const char *, const T &field)
+    {
+        number(field);
+    }
+
+    template <typename T>
+    void i32(const char *, const T &field)
+    {
+        number(field);
+    }
+
+    template <typename T>
+    void u32WrittenI32Read(const char *, const T &field)
+    {
+        number(field);
+    }
+
+    template <typename T>
+    void i32WrittenU32Read(const char *, const T &field)
+    {
+        number(field);
+    }
+
+    template <typename T>
+    void u64WrittenI32Read(const char *, const T &field)
+    {
+        number(field);
+    }
+
+    /// A text as it stands.
+    void text(const char *, const QString &field)
+    {
+        column();
+        m_record.append(field);
+    }
+
+    /// A text whose "/" and then "," are escaped. Their order is part of the format.
+    void escaped(const char *, const QString &field)
+    {
+        QString safePort = field;
+        safePort.replace(QLatin1Char('/'), QLatin1String("#*#"));
+        safePort.replace(QLatin1Char(','), QLatin1String("*#*"));
+        column();
+        m_record.append(safePort);
+    }
+
+    void access(const char *, OrvexEnum::ReadWriteCode code)
+    {
+        word(nameOf(ReadWriteNames, code, u"read"));
+    }
+
+    void flag(const char *, bool field)
+    {
+        word(field ? QStringView(u"true") : QStringView(u"false"));
+    }
+
+    void readKind(const char *, OrvexEnum::ClientPackageType type) { kind(type); }
+    void writeKind(const char *, OrvexEnum::ClientPackageType type) { kind(type); }
+
+    void result(const char *, OrvexEnum::CommResults result)
+    {
+        column();
+        m_record.append(PackageBase::GetCommResultsToStr(result));
+    }
+
+    void result(const char *, OrvexEnum::PackageResults result)
+    {
+        column();
+        m_record.append(PackageBase::GetPackageResultsToStr(result));
+    }
+
+    void dataString(const char *, const DataStringSource &source)
+    {
+        column();
+        appendDataString(m_record, source);
+    }
+
+private:
+    void column()
+    {
+        if (!m_first)
+            m_record.append(QLatin1Char(','));
+        m_first = false;
+    }
+
+    void word(QStringView text)
+    {
+        column();
+        m_record.append(text.data(), static_cast<int>(text.size()));
+    }
+
+    void kind(OrvexEnum::ClientPackageType type)
+    {
+        word(nameOf(ClientPackageTypeNames, type, u"data"));
+    }
+
+    template <typename Integer>
+    void number(Integer value)
+    {
+        char digits[20]; // of the largest 64-bit number, or of the smallest with its sign
+        const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, value);
+        column();
+        m_record.append(QLatin1String(digits, static_cast<int>(end.ptr - digits)));
+    }
+
+    QString m_record;
+    bool m_first = true;
+};
+
+/// @p record with the columns of @p part behind it. A null record, which is what a maker returns
+/// when memory has run out, stays null.
+template <typename Part>
+QString continued(QString record, Part part)
+{
+    if (record.isNull())
+        return record;
+    return guarded([&] {
+        RecordWriter writer(std::move(record));
+        part.columns(writer);
+        return writer.take();
+    });
+}
+
+/// Splits a record at its commas and walks over its columns.
+class RecordReader
+{
+public:
+    /// Splits off the first @p needed columns; @p text must outlive the reader.
+    RecordReader(const QString &text, int needed)
+    {
+        TextParts parts(text, ',');
+        while (m_columns.size() < needed && !parts.atEnd())
+            m_columns.append(parts.next());
+        m_complete = m_columns.size() == needed;
+    }
+
+    /// Whether the record has as many columns as needed.
+    bool isComplete() const { return m_complete; }
+
+    /// Reads the columns of @p part, the first of which is @p column, counted from 0.
+    ///
+    /// @return false when memory has run out.
+    template <typename Part>
+    bool read(int column, Part part)
+    {
+        return guarded([&] {
+            m_next = column;
+            part.columns(*this);
+            return true;
+        });
+    }
+
+    /// The least significant byte of an unsigned number.
+    template <typename T>
+    void u8(const char *, T &field)
+    {
+        field = static_cast<T>(static_cast<quint8>(toUInt(next())));
+    }
+
+    template <typename T>
+    void u16(const char *, T &field)
+    {
+        field = static_cast<T>(static_cast<quint16>(toUInt(next())));
+    }
+
+    template <typename T>
+    void i32(const char *, T &field)
+    {
+        field = static_cast<T>(toInt(next()));
+    }
+
+    template <typename T>
+    void u32WrittenI32Read(const char *, T &field)
+    {
+        field = static_cast<T>(toInt(next()));
+    }
+
+    template <typename T>
+    void i32WrittenU32Read(const char *, T &field)
+    {
+        field = static_cast<T>(toUInt(next()));
+    }
+
+    template <typename T>
+    void u64WrittenI32Read(const char *, T &field)
+    {
+        field = static_cast<T>(toInt(next()));
+    }
+
+    void text(const char *, QString &field) { field = next().toString(); }
+
+    void escaped(const char *, QString &field)
+    {
+        QString oriPort = next().toString();
+        oriPort.replace(QLatin1String("*#*"), QLatin1String(","));
+        oriPort.replace(QLatin1String("#*#"), QLatin1String("/"));
+        field = oriPort;
+    }
+
+    /// Any text but "read" is a write.
+    void access(const char *, OrvexEnum::ReadWriteCode &code)
+    {
+        code = codeOf(ReadWriteNames, next(), OrvexEnum::Write);
+    }
+
+    void flag(const char *, bool &field) { field = next() == QStringView(u"true"); }
+
+    /// A read takes an unknown word for memory data, a write for data.
+    void readKind(const char *, OrvexEnum::ClientPackageType &type)
+    {
+        type = codeOf(ClientPackageTypeNames, next(), OrvexEnum::MemDataPackage);
+    }
+
+    void writeKind(const char *, OrvexEnum::ClientPackageType &type)
+    {
+        type = codeOf(ClientPackageTypeNames, next(), OrvexEnum::DataPackage);
+    }
+
+    void result(const char *, OrvexEnum::CommResults &result)
+    {
+        result = PackageBase::GetCommResults(next().toString());
+    }
+
+    void result(const char *, OrvexEnum::PackageResults &result)
+    {
+        result = PackageBase::GetPackageResultsStr(next().toString());
+    }
+
+    void dataString(const char *, QStringView &field) { field = next(); }
+
+private:
+    QStringView next() { return m_columns.at(m_next++); }
+
+    QVarLengthArray<QStringView, 32> m_columns;
+    int m_next = 0;
+    bool m_complete = false;
+};
+
+} // namespace Korvin
+
+#endif

@@ -1,0 +1,48 @@
+#include "hexbytes.h"
+
+namespace {
+
+int digitValue(QChar digit)
+{
+    const ushort code = digit.toLower().unicode();
+    if (code >= '0' && code <= '9')
+        return code - '0';
+    if (code >= 'a' && code <= 'f')
+        return code - 'a' + 10;
+    return -1;
+}
+
+} // namespace
+
+QString bytesFromHex(const QString &text, QByteArray *bytes)
+{
+    bytes->clear();
+    int high = -1;
+    for (int i = 0; i < text.size(); ++i) {
+        const QChar character = text.at(i);
+        if (high < 0 && character.isSpace())
+            continue;
+        const int value = digitValue(character);
+        if (value < 0) {
+            return QStringLiteral("\"%1\" at character %2 is not a hexadecimal digit")
+                .arg(character)
+                .arg(i + 1);
+        }
+        if (high < 0) {
+            high = value;
+        } else {
+            bytes->append(static_cast<char>(16 * high + value));
+            high = -1;
+        }
+    }
+    if (high >= 0) {
+        return QStringLiteral("the hexadecimal digit at character %1 has no second one")
+            .arg(text.size());
+    }
+    return {};
+}
+
+QString hexFromBytes(const QByteArray &bytes)
+{
+    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+}

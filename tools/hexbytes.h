@@ -1,0 +1,15 @@
+#ifndef HEXBYTES_H
+#define HEXBYTES_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+/// Reads bytes as pairs of hexadecimal digits; white space between the pairs is allowed.
+///
+/// @return what is wrong and at which character, counted from 1, or an empty text.
+QString bytesFromHex(const QString &text, QByteArray *bytes);
+
+/// Pairs of digits with a blank between them.
+QString hexFromBytes(const QByteArray &bytes);
+
+#endif

@@ -1,0 +1,475 @@
+#include "hexbytes.h"
+#include "packageforms.h"
+#include "packagejson.h"
+
+#include <packagebase.h>
+#include <packagerequestcombination.h>
+
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+constexpr int WrongInput = 2;
+
+const char Overview[] =
+    "Encodes and decodes the packages of a device-control protocol.\n"
+    "\n"
+    "Usage: korvinpack COMMAND [OPTIONS] [ARGUMENTS]\n"
+    "\n"
+    "Commands:\n"
+    "  encode   print a package as a frame or record\n"
+    "  decode   print the fields of a frame or record\n"
+    "  combine  print a combination record of several packages\n"
+    "  classes  list the classes and their fields\n"
+    "\n"
+    "korvinpack COMMAND --help says more. Wrong input ends with exit status 2, one line on\n"
+    "standard error, and nothing on standard output.\n";
+
+const char EncodeExamples[] =
+    "\n"
+    "Examples:\n"
+    "  korvinpack encode --class PackageRequestRead --set deviceKey=usb0 \\\n"
+    "      --set replyDataLength=4\n"
+    "  korvinpack encode --form text --direction reply package.json\n"
+    "  korvinpack encode --raw --class PackageRequestWriteData --set data=01FF > frame.bin\n";
+
+const char DecodeExamples[] =
+    "\n"
+    "Examples:\n"
+    "  korvinpack decode --class PackageBase \"00 0000 0000 03000000 0500 00000000 0000 00 00"
+    " 0000 0000\"\n"
+    "  korvinpack decode --class PackageRequestRead --form text --json --file record.txt\n"
+    "  korvinpack decode --class PackageRequestWriteData --raw < frame.bin\n"
+    "  korvinpack decode --class PackageRequestCombination --verify --file record.txt\n";
+
+const char CombineExamples[] = "\n"
+                               "Example:\n"
+                               "  korvinpack combine write.json upload.json read.json\n";
+
+const char ClassesExamples[] = "\n"
+                               "Examples:\n"
+                               "  korvinpack classes\n"
+                               "  korvinpack classes PackageRequestRead\n";
+
+[[noreturn]] void fail(const QString &message)
+{
+    std::fprintf(stderr, "korvinpack: %s\n", qUtf8Printable(message));
+    std::exit(WrongInput);
+}
+
+void print(const QByteArray &output)
+{
+    const auto size = static_cast<std::size_t>(output.size());
+    if (std::fwrite(output.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0)
+        fail(QStringLiteral("cannot write to standard output"));
+}
+
+/// The content of a file; "-" is standard input.
+QByteArray contentOf(const QString &fileName)
+{
+    QFile file(fileName);
+    const bool open = fileName == QLatin1String("-") ? file.open(stdin, QIODevice::ReadOnly)
+                                                     : file.open(QIODevice::ReadOnly);
+    if (!open)
+        fail(QStringLiteral("%1: %2").arg(fileName, file.errorString()));
+    return file.readAll();
+}
+
+/// The options of one command.
+class CommandLine
+{
+public:
+    CommandLine(const QString &command, const QString &description, const char *examples)
+        : m_examples(examples)
+    {
+        m_parser.setApplicationDescription(description);
+        m_parser.addPositionalArgument(command, description, command);
+    }
+
+    void addArgument(const char *name, const char *description)
+    {
+        m_parser.addPositionalArgument(QString::fromLatin1(name), QString::fromLatin1(description),
+                                       QStringLiteral("[%1]").arg(QLatin1String(name)));
+    }
+
+    /// An option with a value, or without one where @p value is null.
+    void addOption(const char *name, const char *description, const char *value = nullptr)
+    {
+        m_parser.addOption({QString::fromLatin1(name), QString::fromLatin1(description),
+                            QString::fromLatin1(value)});
+    }
+
+    /// Ends the program for --help and for arguments that make no sense.
+    void parse(const QStringList &arguments, int maxArguments)
+    {
+        const QCommandLineOption help = m_parser.addHelpOption();
+        if (!m_parser.parse(arguments))
+            fail(m_parser.errorText());
+        if (m_parser.isSet(help)) {
+            print(m_parser.helpText().toUtf8() + m_examples);
+            std::exit(EXIT_SUCCESS);
+        }
+        m_arguments = m_parser.positionalArguments().mid(1);
+        if (m_arguments.size() > maxArguments)
+            fail(QStringLiteral("%1: one argument too many").arg(m_arguments.at(maxArguments)));
+    }
+
+    QStringList arguments() const { return m_arguments; }
+    bool isSet(const char *option) const { return m_parser.isSet(QString::fromLatin1(option)); }
+    QString value(const char *option) const { return m_parser.value(QString::fromLatin1(option)); }
+    QStringList values(const char *option) const
+    {
+        return m_parser.values(QString::fromLatin1(option));
+    }
+
+    /// The index of the option's value among @p words; the first is the default.
+    int choice(const char *option, const QStringList &words) const
+    {
+        if (!isSet(option))
+            return 0;
+        const int index = words.indexOf(value(option));
+        if (index < 0) {
+            fail(QStringLiteral("--%1 %2: not one of %3")
+                     .arg(QLatin1String(option), value(option), words.join(QLatin1String(", "))));
+        }
+        return index;
+    }
+
+private:
+    QCommandLineParser m_parser;
+    QByteArray m_examples;
+    QStringList m_arguments;
+};
+
+void addEncodingOptions(CommandLine &line)
+{
+    line.addOption("class", "The class of the package.", "CLASS");
+    line.addOption("form", "frame (default), text or linux.", "FORM");
+    line.addOption("direction", "request (default) or reply.", "DIRECTION");
+}
+
+Encoding encodingOf(const CommandLine &line)
+{
+    constexpr Form Forms[] = {Form::Frame, Form::Text, Form::Linux};
+    Encoding encoding;
+    encoding.form = Forms[line.choice(
+        "form", {QStringLiteral("frame"), QStringLiteral("text"), QStringLiteral("linux")})];
+    if (line.choice("direction", {QStringLiteral("request"), QStringLiteral("reply")}) == 1)
+        encoding.direction = Direction::Reply;
+    return encoding;
+}
+
+const PackageClass &classNamed(const QString &name)
+{
+    const PackageClass *found = packageClass(name);
+    if (!found)
+        fail(QStringLiteral("%1: no such class; \"korvinpack classes\" lists them").arg(name));
+    return *found;
+}
+
+QJsonObject jsonOf(const QString &fileName)
+{
+    const QByteArray content = contentOf(fileName);
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(content, &error);
+    if (error.error != QJsonParseError::NoError) {
+        const QByteArray before = content.left(error.offset);
+        fail(QStringLiteral("%1: line %2, column %3: %4")
+                 .arg(fileName)
+                 .arg(before.count('\n') + 1)
+                 .arg(before.size() - before.lastIndexOf('\n'))
+                 .arg(error.errorString()));
+    }
+    if (!document.isObject())
+        fail(QStringLiteral("%1: the package must be a JSON object").arg(fileName));
+    return document.object();
+}
+
+/// A package and what it is.
+struct Described
+{
+    const PackageClass &packageClass;
+    std::unique_ptr<PackageBase> package;
+};
+
+/// The package that a JSON object describes; @p origin names it in messages.
+Described packageOf(const QJsonObject &json, const QString &origin)
+{
+    const QJsonValue name = json.value(QLatin1String("class"));
+    if (!name.isString())
+        fail(QStringLiteral("%1: class: missing").arg(origin));
+    Described described{classNamed(name.toString()), nullptr};
+    described.package = described.packageClass.create();
+    const QString fault = packageFromJson(described.packageClass, json, *described.package);
+    if (!fault.isEmpty())
+        fail(QStringLiteral("%1: %2").arg(origin, fault));
+    return described;
+}
+
+void encode(const QStringList &arguments)
+{
+    CommandLine line(QStringLiteral("encode"),
+                     QStringLiteral("Prints a package as a frame in hexadecimal digits or as a "
+                                    "text record."),
+                     EncodeExamples);
+    addEncodingOptions(line);
+    line.addOption("reply", "Size of a frame's reply: short (default) or full.", "SIZE");
+    line.addOption("set", "Gives a field a value; may be repeated.", "NAME=VALUE");
+    line.addOption("raw", "Prints the bytes themselves, and nothing behind a record.");
+    line.addArgument("FILE", "The package as JSON, \"-\" for standard input.");
+    line.parse(arguments, 1);
+
+    QJsonObject json;
+    QString origin = QStringLiteral("encode");
+    if (!line.arguments().isEmpty()) {
+        origin = line.arguments().constFirst();
+        json = jsonOf(origin);
+    }
+    if (line.isSet("class"))
+        json.insert(QStringLiteral("class"), line.value("class"));
+    for (const QString &assignment : line.values("set")) {
+        const int equals = assignment.indexOf(QLatin1Char('='));
+        if (equals < 0)
+            fail(QStringLiteral("--set %1: not NAME=VALUE").arg(assignment));
+        json.insert(assignment.left(equals), assignment.mid(equals + 1));
+    }
+    const Described described = packageOf(json, origin);
+
+    Encoding encoding = encodingOf(line);
+    if (line.choice("reply", {QStringLiteral("short"), QStringLiteral("full")}) == 1)
+        encoding.replySize = ReplySize::Full;
+    QByteArray encoded;
+    const QString fault = encodePackage(*described.package, encoding, &encoded);
+    if (!fault.isEmpty())
+        fail(QStringLiteral("%1: %2").arg(origin, fault));
+    if (line.isSet("raw"))
+        print(encoded);
+    else if (encoding.form == Form::Text)
+        print(encoded + '\n');
+    else
+        print(hexFromBytes(encoded).toLatin1() + '\n');
+}
+
+using Rows = QVector<QPair<QString, QString>>;
+
+/// Two columns, the first one padded.
+QByteArray table(const Rows &rows)
+{
+    int width = 0;
+    for (const auto &row : rows)
+        width = qMax(width, row.first.size());
+    QString text;
+    for (const auto &row : rows)
+        text +=
+            row.first.leftJustified(width) + QLatin1String("  ") + row.second + QLatin1Char('\n');
+    return text.toUtf8();
+}
+
+Rows rowsOf(const PackageClass &packageClass, PackageBase &package)
+{
+    Rows rows{{QStringLiteral("class"), packageClass.name}};
+    for (const PackageField &field : packageClass.fields)
+        rows.append({field.name, field.describe(package)});
+    return rows;
+}
+
+const char CombinationClass[] = "PackageRequestCombination";
+
+void printWarning(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    std::fprintf(stderr, "warning: %s\n", qUtf8Printable(message));
+}
+
+/// Bytes to decode, and the name that messages give them.
+struct Input
+{
+    QByteArray bytes;
+    QString origin;
+};
+
+Input inputOf(const CommandLine &line, Form form)
+{
+    Input input{{}, QStringLiteral("INPUT")};
+    if (line.arguments().isEmpty()) {
+        input.origin = line.isSet("file") ? line.value("file") : QStringLiteral("-");
+        input.bytes = contentOf(input.origin);
+    } else if (line.isSet("file")) {
+        fail(QStringLiteral("--file %1: there is an INPUT already").arg(line.value("file")));
+    } else {
+        input.bytes = line.arguments().constFirst().toUtf8();
+    }
+    if (line.isSet("raw"))
+        return input;
+    if (form == Form::Text) {
+        if (input.bytes.endsWith('\n'))
+            input.bytes.chop(input.bytes.endsWith("\r\n") ? 2 : 1);
+        return input;
+    }
+    const QString fault = bytesFromHex(QString::fromUtf8(input.bytes), &input.bytes);
+    if (!fault.isEmpty())
+        fail(QStringLiteral("%1: %2").arg(input.origin, fault));
+    return input;
+}
+
+void decodeCombination(const CommandLine &line, const Input &input)
+{
+    qInstallMessageHandler(printWarning);
+    PackageRequestCombination combination;
+    const bool decoded = combination.unCombinationPackageRequest(QString::fromUtf8(input.bytes));
+    const bool verified = !line.isSet("verify") || combination.makeCombinationPackageRequest();
+    QJsonArray json;
+    QByteArray tables;
+    for (PackageBase *package : combination.packageList()) {
+        const PackageClass &itemClass =
+            classNamed(QString::fromLatin1(package->metaObject()->className()));
+        json.append(packageToJson(itemClass, *package));
+        tables += "item " + QByteArray::number(json.size()) + '\n'
+            + table(rowsOf(itemClass, *package)) + '\n';
+        PackageBase::clear(package);
+    }
+    if (!decoded)
+        fail(QStringLiteral("%1: an item has a type that is refused").arg(input.origin));
+    if (!verified)
+        fail(QStringLiteral("%1: the requests cannot be carried out").arg(input.origin));
+    print(line.isSet("json") ? QJsonDocument(json).toJson() : tables);
+}
+
+void decode(const QStringList &arguments)
+{
+    CommandLine line(QStringLiteral("decode"),
+                     QStringLiteral("Prints the fields of a frame or text record."),
+                     DecodeExamples);
+    addEncodingOptions(line);
+    line.addOption("file", "Reads the input from a file.", "FILE");
+    line.addOption("raw", "The input is the bytes themselves, not hexadecimal digits.");
+    line.addOption("json", "Prints JSON that encode accepts.");
+    line.addOption("verify", "Checks that a combination can be carried out.");
+    line.addArgument("INPUT", "The frame or record; standard input where it is missing.");
+    line.parse(arguments, 1);
+
+    Encoding encoding = encodingOf(line);
+    const QString className = line.value("class");
+    if (className.isEmpty())
+        fail(QStringLiteral("--class: missing"));
+    const bool combination = className == QLatin1String(CombinationClass);
+    if (combination)
+        encoding.form = Form::Text;
+    const Input input = inputOf(line, encoding.form);
+    if (combination) {
+        decodeCombination(line, input);
+        return;
+    }
+
+    const PackageClass &wanted = classNamed(className);
+    const std::unique_ptr<PackageBase> package = wanted.create();
+    int consumed = 0;
+    const QString fault = decodePackage(*package, encoding, input.bytes, &consumed);
+    if (!fault.isEmpty())
+        fail(QStringLiteral("%1: %2").arg(input.origin, fault));
+    if (line.isSet("json")) {
+        print(QJsonDocument(packageToJson(wanted, *package)).toJson());
+        return;
+    }
+    Rows rows = rowsOf(wanted, *package);
+    if (encoding.form == Form::Frame) {
+        rows.append({QStringLiteral("consumed"),
+                     QStringLiteral("%1 of %2 bytes").arg(consumed).arg(input.bytes.size())});
+    }
+    print(table(rows));
+}
+
+/// The type word that a combination record has for a class.
+QString typeWordOf(const QString &className)
+{
+    static const QHash<QString, QString> words{
+        {QStringLiteral("PackageRequestWriteData"), QStringLiteral("writeData")},
+        {QStringLiteral("PackageRequestWriteFile"), QStringLiteral("writeFile")},
+        {QStringLiteral("PackageRequestReadData"), QStringLiteral("ReadData")},
+        {QStringLiteral("PackageRequestReadFile"), QStringLiteral("ReadFile")},
+    };
+    return words.value(className);
+}
+
+void combine(const QStringList &arguments)
+{
+    CommandLine line(QStringLiteral("combine"),
+                     QStringLiteral("Prints the combination record of several packages."),
+                     CombineExamples);
+    line.addArgument("FILE...", "The packages as JSON, in the order of the record.");
+    line.parse(arguments, std::numeric_limits<int>::max());
+    if (line.arguments().isEmpty())
+        fail(QStringLiteral("FILE...: missing"));
+
+    QStringList items;
+    for (const QString &fileName : line.arguments()) {
+        const Described described = packageOf(jsonOf(fileName), fileName);
+        const QString word = typeWordOf(described.packageClass.name);
+        if (word.isEmpty()) {
+            fail(QStringLiteral("%1: class: a combination cannot carry %2")
+                     .arg(fileName, described.packageClass.name));
+        }
+        const QString record = described.package->makePackageRequest();
+        if (record.contains(QLatin1Char('|')) || record.contains(QLatin1Char('^')))
+            fail(QStringLiteral("%1: a combination cannot carry \"|\" or \"^\"").arg(fileName));
+        items << word + QLatin1Char('^') + record;
+    }
+    print(items.join(QLatin1Char('|')).toUtf8() + '\n');
+}
+
+void classes(const QStringList &arguments)
+{
+    CommandLine line(QStringLiteral("classes"),
+                     QStringLiteral("Lists the classes, their fields, defaults and ranges."),
+                     ClassesExamples);
+    line.addArgument("CLASS", "Only this class.");
+    line.parse(arguments, 1);
+    if (!line.arguments().isEmpty())
+        classNamed(line.arguments().constFirst());
+
+    QByteArray output;
+    for (const PackageClass &listed : packageClasses()) {
+        if (!line.arguments().isEmpty() && listed.name != line.arguments().constFirst())
+            continue;
+        const std::unique_ptr<PackageBase> package = listed.create();
+        Rows rows;
+        for (const PackageField &field : listed.fields) {
+            rows.append(
+                {QStringLiteral("  ") + field.name,
+                 QStringLiteral("%1; default \"%2\"").arg(field.type, field.describe(*package))});
+        }
+        output += listed.name.toUtf8() + '\n' + table(rows) + '\n';
+    }
+    print(output);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("korvinpack"));
+    const QStringList arguments = QCoreApplication::arguments();
+    const QString command = arguments.value(1);
+    if (command == QLatin1String("encode"))
+        encode(arguments);
+    else if (command == QLatin1String("decode"))
+        decode(arguments);
+    else if (command == QLatin1String("combine"))
+        combine(arguments);
+    else if (command == QLatin1String("classes"))
+        classes(arguments);
+    else if (command == QLatin1String("--help") || command == QLatin1String("-h"))
+        print(Overview);
+    else if (command.isEmpty())
+        fail(QStringLiteral("a command is missing; see korvinpack --help"));
+    else
+        fail(QStringLiteral("%1: no such command; see korvinpack --help").arg(command));
+    return EXIT_SUCCESS;
+}
