@@ -23,13 +23,16 @@ namespace {
 
 using Fields = std::vector<PackageField>;
 
+constexpr int MinInt = std::numeric_limits<int>::min();
+constexpr int MaxInt = std::numeric_limits<int>::max();
+
 // Whole numbers up to this one survive in JSON, whose numbers are doubles.
 constexpr double LargestJsonNumber = 9007199254740991.0;
 
 template <typename Integer>
 QJsonValue numberToJson(Integer number)
 {
-    const double value = static_cast<double>(number);
+    const auto value = static_cast<double>(number);
     if (std::abs(value) > LargestJsonNumber)
         return QString::number(number);
     return value;
@@ -61,7 +64,7 @@ std::optional<Integer> numberFromJson(const QJsonValue &value)
 template <typename Integer>
 QString numberForPeople(Integer number)
 {
-    const QString decimal = QString::number(number);
+    QString decimal = QString::number(number);
     if (number < 10)
         return decimal;
     return QStringLiteral("%1 (0x%2)").arg(decimal, QString::number(number, 16).toUpper());
@@ -81,180 +84,252 @@ std::optional<bool> flagFromJson(const QJsonValue &value)
     return value.toString() == QLatin1String("false") ? std::optional(false) : std::nullopt;
 }
 
-/// A field of @p Package: conversions, and the getter and setter (members or callables).
-template <typename Package, typename ToJson, typename FromJson, typename ForPeople, typename Getter,
-          typename Setter>
-PackageField makeField(const char *name, const QString &type, ToJson toJson, FromJson fromJson,
-                       ForPeople forPeople, Getter getter, Setter setter)
+/// How a field gets and stores its value.
+template <typename Value>
+struct Access
 {
-    const auto valueOf = [getter](PackageBase &package) {
-        return std::invoke(getter, static_cast<Package &>(package));
-    };
+    std::function<Value(PackageBase &)> get;
+    std::function<void(PackageBase &, const Value &)> set;
+};
+
+/// Access through a getter and a setter of @p Package, members or callables.
+template <typename Value, typename Package, typename Getter, typename Setter>
+Access<Value> access(Getter getter, Setter setter)
+{
+    return {[getter](PackageBase &package) {
+                return static_cast<Value>(std::invoke(getter, static_cast<Package &>(package)));
+            },
+            [setter](PackageBase &package, const Value &value) {
+                std::invoke(setter, static_cast<Package &>(package), value);
+            }};
+}
+
+/// What the values of a field look like in JSON and for people.
+template <typename Value>
+struct Format
+{
+    QString type;
+    std::function<QJsonValue(const Value &)> toJson;
+    std::function<std::optional<Value>(const QJsonValue &)> fromJson;
+    std::function<QString(const Value &)> forPeople;
+};
+
+template <typename Value>
+PackageField makeField(const char *name, const Format<Value> &format, const Access<Value> &access)
+{
     return {
         QString::fromLatin1(name),
-        type,
-        [=](PackageBase &package) -> QJsonValue { return toJson(valueOf(package)); },
+        format.type,
+        [=](PackageBase &package) { return format.toJson(access.get(package)); },
         [=](PackageBase &package, const QJsonValue &value) {
-            const auto parsed = fromJson(value);
+            const std::optional<Value> parsed = format.fromJson(value);
             if (!parsed) {
                 const QByteArray array =
                     QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
                 return QStringLiteral("%1 is not %2")
-                    .arg(QString::fromUtf8(array.mid(1, array.size() - 2)), type);
+                    .arg(QString::fromUtf8(array.mid(1, array.size() - 2)), format.type);
             }
-            std::invoke(setter, static_cast<Package &>(package), *parsed);
+            access.set(package, *parsed);
             return QString();
         },
-        [=](PackageBase &package) { return forPeople(valueOf(package)); },
+        [=](PackageBase &package) { return format.forPeople(access.get(package)); },
     };
 }
 
 /// A whole number from @p min to @p max.
-template <typename Package, typename Integer, typename Getter, typename Setter>
-PackageField numberField(const char *name, Integer min, Integer max, Getter getter, Setter setter)
+template <typename Integer>
+Format<Integer> numberFormat(Integer min, Integer max)
 {
-    const auto toJson = [](auto value) { return numberToJson(static_cast<Integer>(value)); };
-    const auto fromJson = [=](const QJsonValue &value) {
-        const std::optional<Integer> number = numberFromJson<Integer>(value);
-        return number && *number >= min && *number <= max ? number : std::nullopt;
-    };
-    const auto forPeople = [](auto value) { return numberForPeople(static_cast<Integer>(value)); };
-    return makeField<Package>(name,
-                              QStringLiteral("a whole number from %1 to %2").arg(min).arg(max),
-                              toJson, fromJson, forPeople, getter, setter);
+    return {QStringLiteral("a whole number from %1 to %2").arg(min).arg(max), numberToJson<Integer>,
+            [=](const QJsonValue &value) {
+                const std::optional<Integer> number = numberFromJson<Integer>(value);
+                return number && *number >= min && *number <= max ? number : std::nullopt;
+            },
+            numberForPeople<Integer>};
 }
 
-template <typename Package, typename Number, typename Getter, typename Setter>
-PackageField limitedField(const char *name, Getter getter, Setter setter)
-{
-    return numberField<Package, qint64>(name, std::numeric_limits<Number>::min(),
-                                        std::numeric_limits<Number>::max(), getter, setter);
-}
-
-/// A code: its name, or its number where it has none, from @p min to @p max.
-template <typename Package, typename Code, std::size_t N, typename Getter, typename Setter>
-PackageField codeField(const char *name, const Korvin::CodeName<Code> (&names)[N], int min, int max,
-                       Getter getter, Setter setter)
+/// A code of a table: its name, or its number from @p min to @p max where it has none.
+template <typename Code, std::size_t N>
+Format<qint64> codeFormat(const Korvin::CodeName<Code> (&names)[N], qint64 min, qint64 max)
 {
     QStringList words;
     for (const Korvin::CodeName<Code> &row : names)
-        words << QString(row.name);
-    const auto nameOf = [&names](Code code) { return QString(Korvin::nameOf(names, code)); };
-    const auto toJson = [nameOf](Code code) {
-        return nameOf(code).isEmpty() ? QJsonValue(code) : QJsonValue(nameOf(code));
+        words << row.name.toString();
+    const auto nameOf = [&names](qint64 code) {
+        return Korvin::nameOf(names, static_cast<Code>(code)).toString();
     };
-    const auto fromJson = [&names, min, max](const QJsonValue &value) -> std::optional<Code> {
-        for (const Korvin::CodeName<Code> &row : names) {
-            if (value.toString() == row.name)
-                return row.code;
-        }
-        const std::optional<qint64> number = numberFromJson<qint64>(value);
-        if (!number || *number < min || *number > max)
-            return {};
-        return static_cast<Code>(*number);
-    };
-    const auto forPeople = [nameOf](Code code) {
-        const QString word = nameOf(code).isEmpty() ? QStringLiteral("no name") : nameOf(code);
-        return QStringLiteral("%1 (%2)").arg(word).arg(code);
-    };
-    return makeField<Package>(name,
-                              QStringLiteral("one of %1, or a number from %2 to %3")
-                                  .arg(words.join(QLatin1String(", ")))
-                                  .arg(min)
-                                  .arg(max),
-                              toJson, fromJson, forPeople, getter, setter);
+    return {QStringLiteral("one of %1, or a number from %2 to %3")
+                .arg(words.join(QLatin1String(", ")))
+                .arg(min)
+                .arg(max),
+            [nameOf](qint64 code) {
+                const QString name = nameOf(code);
+                return name.isEmpty() ? QJsonValue(code) : QJsonValue(name);
+            },
+            [=, &names](const QJsonValue &value) -> std::optional<qint64> {
+                const qint64 number = numberFromJson<qint64>(value).value_or(min - 1);
+                const auto unknown = static_cast<Code>(-1);
+                const Code code = Korvin::codeOf(names, value.toString(), unknown);
+                if (code != unknown)
+                    return code;
+                return number >= min && number <= max ? std::optional(number) : std::nullopt;
+            },
+            [nameOf](qint64 code) {
+                const QString name = nameOf(code);
+                return QStringLiteral("%1 (%2)")
+                    .arg(name.isEmpty() ? QStringLiteral("no name") : name)
+                    .arg(code);
+            }};
 }
 
-template <typename Package, typename Getter, typename Setter>
-PackageField textField(const char *name, Getter getter, Setter setter)
+Format<QString> textFormat()
 {
     const auto same = [](const QString &text) { return text; };
-    return makeField<Package>(name, QStringLiteral("a text"), same, textFromJson, same, getter,
-                              setter);
+    return {QStringLiteral("a text"), same, textFromJson, same};
 }
 
-template <typename Package, typename Getter, typename Setter>
-PackageField flagField(const char *name, Getter getter, Setter setter)
+Format<bool> flagFormat()
 {
-    const auto forPeople = [](bool flag) {
-        return flag ? QStringLiteral("true") : QStringLiteral("false");
-    };
-    return makeField<Package>(
-        name, QStringLiteral("true or false"), [](bool flag) { return flag; }, flagFromJson,
-        forPeople, getter, setter);
+    return {QStringLiteral("true or false"), [](bool flag) { return flag; }, flagFromJson,
+            [](bool flag) { return flag ? QStringLiteral("true") : QStringLiteral("false"); }};
 }
 
+Format<QByteArray> dataFormat()
+{
+    return {QStringLiteral("bytes in hexadecimal digits"),
+            [](const QByteArray &data) { return QString::fromLatin1(data.toHex()); },
+            [](const QJsonValue &value) -> std::optional<QByteArray> {
+                QByteArray bytes;
+                if (!value.isString() || !bytesFromHex(value.toString(), &bytes).isEmpty())
+                    return {};
+                return bytes;
+            },
+            [](const QByteArray &data) {
+                const QString size = QStringLiteral("%1 bytes").arg(data.size());
+                return data.isEmpty() ? size : size + QLatin1String(": ") + hexFromBytes(data);
+            }};
+}
+
+/// Collects the fields of a class.
 template <typename Package>
-PackageField dataField()
+class FieldList
 {
-    const auto toJson = [](const QByteArray &data) { return QString::fromLatin1(data.toHex()); };
-    const auto fromJson = [](const QJsonValue &value) -> std::optional<QByteArray> {
-        QByteArray bytes;
-        if (!value.isString() || !bytesFromHex(value.toString(), &bytes).isEmpty())
-            return {};
-        return bytes;
-    };
-    const auto forPeople = [](const QByteArray &data) {
-        return data.isEmpty()
-            ? QStringLiteral("0 bytes")
-            : QStringLiteral("%1 bytes: %2").arg(data.size()).arg(hexFromBytes(data));
-    };
-    return makeField<Package>("data", QStringLiteral("bytes in hexadecimal digits"), toJson,
-                              fromJson, forPeople, &Package::data, &Package::setData);
-}
+public:
+    explicit FieldList(Fields fields = {})
+        : m_fields(std::move(fields))
+    {
+    }
 
-constexpr int MinInt = std::numeric_limits<int>::min();
-constexpr int MaxInt = std::numeric_limits<int>::max();
+    Fields take() { return std::move(m_fields); }
 
-Fields commonFields(const char *kindName)
+    /// A number of the range of @p Number.
+    template <typename Number, typename Getter, typename Setter>
+    void number(const char *name, Getter getter, Setter setter)
+    {
+        using Integer = std::conditional_t<std::is_same_v<Number, quint64>, quint64, qint64>;
+        m_fields.push_back(makeField(name,
+                                     numberFormat<Integer>(std::numeric_limits<Number>::min(),
+                                                           std::numeric_limits<Number>::max()),
+                                     access<Integer, Package>(getter, setter)));
+    }
+
+    template <typename Code, std::size_t N, typename Getter, typename Setter>
+    void code(const char *name, const Korvin::CodeName<Code> (&names)[N], Getter getter,
+              Setter setter, qint64 min = MinInt, qint64 max = MaxInt)
+    {
+        const auto set = [setter](Package &package, qint64 code) {
+            std::invoke(setter, package, static_cast<Code>(code));
+        };
+        m_fields.push_back(
+            makeField(name, codeFormat(names, min, max), access<qint64, Package>(getter, set)));
+    }
+
+    template <typename Getter, typename Setter>
+    void text(const char *name, Getter getter, Setter setter)
+    {
+        m_fields.push_back(makeField(name, textFormat(), access<QString, Package>(getter, setter)));
+    }
+
+    template <typename Getter, typename Setter>
+    void flag(const char *name, Getter getter, Setter setter)
+    {
+        m_fields.push_back(makeField(name, flagFormat(), access<bool, Package>(getter, setter)));
+    }
+
+    void data()
+    {
+        m_fields.push_back(makeField(
+            "data", dataFormat(), access<QByteArray, Package>(&Package::data, &Package::setData)));
+    }
+
+private:
+    Fields m_fields;
+};
+
+Fields commonFields(const char *kindName = "clientPackageType")
 {
     using P = PackageBase;
-    return {
-        numberField<P, quint64>("serialNum", 0, std::numeric_limits<quint64>::max(),
-                                &P::getSerialNum, &P::setSerialNum),
-        textField<P>("deviceKey", &P::getDeviceKey, &P::setDeviceKey),
-        textField<P>("tag", &P::getTag, &P::setTag),
-        textField<P>("tagProto", &P::getTagProto, &P::setTagProto),
-        textField<P>("serverConnectionKey", &P::getSeverConnectionKey, &P::setServerConnectionKey),
-        limitedField<P, quint8>("scrAddr", &P::getScrAddr, &P::setScrAddr),
-        limitedField<P, quint8>("desAddr", &P::getDesAddr, &P::setDesAddr),
-        limitedField<P, qint32>("deviceType", &P::getDeviceType, &P::setDeviceType),
-        limitedField<P, quint8>("portAddr", &P::getPortAddr, &P::setPortAddr),
-        limitedField<P, quint16>("scanBoardAddr", &P::getScanBoardAddr, &P::setScanBoardAddr),
-        limitedField<P, quint16>("highAddr", &P::getHighAddr, &P::setHighAddr),
-        limitedField<P, quint16>("lowAddr", &P::getLowAddr, &P::setLowAddr),
-        codeField<P>("readWriteCode", Korvin::ReadWriteNames, MinInt, MaxInt, &P::getReadWriteCode,
-                     &P::setReadWriteCode),
-        limitedField<P, qint32>("reserved2", &P::getReserved2, &P::setReserved2),
-        flagField<P>("isRegisterAddrSelfIncreasing", &P::getIsRegisterAddrSelfIncreasing,
-                     &P::setIsRegisterAddrSelfIncreasing),
-        limitedField<P, qint32>("timeout", &P::getTimeout, &P::setTimeout),
-        limitedField<P, qint32>("maxPartSize", &P::getMaxPartSize, &P::setMaxPartSize),
-        limitedField<P, qint32>("partCount", &P::getPartCount, &P::setPartCount),
-        limitedField<P, qint32>("curPartIndex", &P::getCurPartIndex, &P::setCurPartIndex),
-        codeField<P>(kindName, Korvin::ClientPackageTypeNames, MinInt, MaxInt,
-                     &P::getClientPackageType, &P::setClientPackageType),
-        flagField<P>("subcribeHardware", &P::getSubcribeHardware, &P::setSubcribeHardware),
-        limitedField<P, quint32>("ackCode", &P::getAckCode, &P::setAckCode),
-        codeField<P>("commResult", Korvin::CommResultNames, MinInt, MaxInt, &P::getCommResult,
-                     &P::setCommResult),
-        codeField<P>("packResult", Korvin::PackageResultNames, MinInt, MaxInt, &P::getPackResult,
-                     &P::setPackResult),
-    };
-}
-
-Fields operator+(Fields fields, const Fields &more)
-{
-    fields.insert(fields.end(), more.begin(), more.end());
-    return fields;
+    FieldList<P> fields;
+    fields.number<quint64>("serialNum", &P::getSerialNum, &P::setSerialNum);
+    fields.text("deviceKey", &P::getDeviceKey, &P::setDeviceKey);
+    fields.text("tag", &P::getTag, &P::setTag);
+    fields.text("tagProto", &P::getTagProto, &P::setTagProto);
+    fields.text("serverConnectionKey", &P::getSeverConnectionKey, &P::setServerConnectionKey);
+    fields.number<quint8>("scrAddr", &P::getScrAddr, &P::setScrAddr);
+    fields.number<quint8>("desAddr", &P::getDesAddr, &P::setDesAddr);
+    fields.number<qint32>("deviceType", &P::getDeviceType, &P::setDeviceType);
+    fields.number<quint8>("portAddr", &P::getPortAddr, &P::setPortAddr);
+    fields.number<quint16>("scanBoardAddr", &P::getScanBoardAddr, &P::setScanBoardAddr);
+    fields.number<quint16>("highAddr", &P::getHighAddr, &P::setHighAddr);
+    fields.number<quint16>("lowAddr", &P::getLowAddr, &P::setLowAddr);
+    fields.code("readWriteCode", Korvin::ReadWriteNames, &P::getReadWriteCode,
+                &P::setReadWriteCode);
+    fields.number<qint32>("reserved2", &P::getReserved2, &P::setReserved2);
+    fields.flag("isRegisterAddrSelfIncreasing", &P::getIsRegisterAddrSelfIncreasing,
+                &P::setIsRegisterAddrSelfIncreasing);
+    fields.number<qint32>("timeout", &P::getTimeout, &P::setTimeout);
+    fields.number<qint32>("maxPartSize", &P::getMaxPartSize, &P::setMaxPartSize);
+    fields.number<qint32>("partCount", &P::getPartCount, &P::setPartCount);
+    fields.number<qint32>("curPartIndex", &P::getCurPartIndex, &P::setCurPartIndex);
+    fields.code(kindName, Korvin::ClientPackageTypeNames, &P::getClientPackageType,
+                &P::setClientPackageType);
+    fields.flag("subcribeHardware", &P::getSubcribeHardware, &P::setSubcribeHardware);
+    fields.number<quint32>("ackCode", &P::getAckCode, &P::setAckCode);
+    fields.code("commResult", Korvin::CommResultNames, &P::getCommResult, &P::setCommResult);
+    fields.code("packResult", Korvin::PackageResultNames, &P::getPackResult, &P::setPackResult);
+    return fields.take();
 }
 
 Fields readFields()
 {
     using P = PackageRequestRead;
-    return commonFields("clientPackageType")
-        + Fields{limitedField<P, qint32>("replyDataLength", &P::getReplyDataLength,
-                                         &P::setReplyDataLength)};
+    FieldList<P> fields(commonFields());
+    fields.number<qint32>("replyDataLength", &P::getReplyDataLength, &P::setReplyDataLength);
+    return fields.take();
+}
+
+Fields readDataFields()
+{
+    FieldList<PackageRequestReadData> fields(readFields());
+    fields.data();
+    return fields.take();
+}
+
+Fields readFileFields()
+{
+    using P = PackageRequestReadFile;
+    FieldList<P> fields(readFields());
+    fields.text("fileNameWithPath", &P::fileNameWithPath, &P::setFileNameWithPath);
+    fields.flag("broadcastRspToAllApp", &P::isBroadcastRspToAllApp, &P::set_isBroadcastRspToAllApp);
+    return fields.take();
+}
+
+Fields readMemDataFields()
+{
+    using P = PackageRequestReadMemData;
+    FieldList<P> fields(readFields());
+    fields.number<long>("offset", &P::offset, &P::setOffset);
+    return fields.take();
 }
 
 /// A write has no setters for its broadcast flag and its own kind; its payload has both.
@@ -266,28 +341,44 @@ void setPayload(PackageRequestWrite &package, bool broadcast, OrvexEnum::ClientP
                                                       &parsed);
 }
 
+/// The fields of every write, but for the length of its data.
+Fields writeFieldsWithoutLength()
+{
+    using P = PackageRequestWrite;
+    FieldList<P> fields(commonFields("baseClientPackageType"));
+    fields.flag("broadcast", &P::bBroadcast, [](P &package, bool broadcast) {
+        setPayload(package, broadcast, package.getClientPackageType());
+    });
+    fields.code(
+        "clientPackageType", Korvin::ClientPackageTypeNames, &P::getClientPackageType,
+        [](P &package, OrvexEnum::ClientPackageType kind) {
+            setPayload(package, package.bBroadcast(), kind);
+        },
+        0, std::numeric_limits<quint8>::max());
+    return fields.take();
+}
+
 Fields writeFields()
 {
     using P = PackageRequestWrite;
-    return commonFields("baseClientPackageType")
-        + Fields{
-            flagField<P>("broadcast", &P::bBroadcast,
-                         [](P &package, bool broadcast) {
-                             setPayload(package, broadcast, package.getClientPackageType());
-                         }),
-            codeField<P>("clientPackageType", Korvin::ClientPackageTypeNames, 0, 255,
-                         &P::getClientPackageType,
-                         [](P &package, OrvexEnum::ClientPackageType kind) {
-                             setPayload(package, package.bBroadcast(), kind);
-                         }),
-        };
+    FieldList<P> fields(writeFieldsWithoutLength());
+    fields.number<qint32>("packageDataLength", &P::getPackageDataLength, &P::setPackageDataLength);
+    return fields.take();
 }
 
-Fields lengthOfWrite()
+Fields writeDataFields()
 {
-    using P = PackageRequestWrite;
-    return {limitedField<P, qint32>("packageDataLength", &P::getPackageDataLength,
-                                    &P::setPackageDataLength)};
+    FieldList<PackageRequestWriteData> fields(writeFields());
+    fields.data();
+    return fields.take();
+}
+
+Fields writeIPFields()
+{
+    using P = PackageRequestWriteIP;
+    FieldList<P> fields(writeDataFields());
+    fields.text("ipAddress", &P::getIPAddress, &P::setIPAddress);
+    return fields.take();
 }
 
 /// A file write has no setter for its offset; a payload with an empty file name sets it alone.
@@ -303,17 +394,36 @@ void setOffset(PackageRequestWriteFile &package, qint64 offset)
     setPayload(package, broadcast, kind);
 }
 
-template <typename Package>
-PackageField broadcastRspField()
+/// The length of a file write's data is the size of the file.
+Fields writeFileFields()
 {
-    return flagField<Package>("broadcastRspToAllApp", &Package::isBroadcastRspToAllApp,
-                              &Package::set_isBroadcastRspToAllApp);
+    using P = PackageRequestWriteFile;
+    FieldList<P> fields(writeFieldsWithoutLength());
+    fields.text("fileNameWithPath", &P::fileNameWithPath, &P::setFileNameWithPaht);
+    fields.number<qint32>("offset", &P::Offset, setOffset);
+    fields.flag("broadcastRspToAllApp", &P::isBroadcastRspToAllApp, &P::set_isBroadcastRspToAllApp);
+    return fields.take();
 }
 
-template <typename Package>
-PackageField memoryOffsetField()
+Fields writeMemDataFields()
 {
-    return limitedField<Package, long>("offset", &Package::offset, &Package::setOffset);
+    using P = PackageRequestWriteMemData;
+    FieldList<P> fields(writeFields());
+    fields.number<long>("offset", &P::offset, &P::setOffset);
+    return fields.take();
+}
+
+Fields specialFields()
+{
+    using P = SpecialPackageRequest;
+    FieldList<P> fields(commonFields());
+    fields.number<qint32>("id", &P::id, &P::setId);
+    fields.text("strData", &P::strData, &P::setStrData);
+    fields.number<qint32>("specialFlagEndTimeOut", &P::specialFlagEndTimeOut,
+                          &P::setSpecialFlagEndTimeOut);
+    fields.flag("enabledSpecialPackForAllPort", &P::getEnabledSpecialPackForAllPort,
+                &P::setEnabledSpecialPackForAllPort);
+    return fields.take();
 }
 
 template <typename Package, typename... Arguments>
@@ -350,64 +460,27 @@ const PackageField *PackageClass::field(const QString &fieldName) const
 
 const std::vector<PackageClass> &packageClasses()
 {
-    using ReadFile = PackageRequestReadFile;
-    using WriteFile = PackageRequestWriteFile;
-    using WriteIP = PackageRequestWriteIP;
-    using Special = SpecialPackageRequest;
     constexpr long NoOffset = 0;
-    static const Fields writeDataFields =
-        writeFields() + lengthOfWrite() + Fields{dataField<PackageRequestWriteData>()};
     static const std::vector<PackageClass> classes{
-        makeClass<PackageBase>("PackageBase", commonFields("clientPackageType")),
+        makeClass<PackageBase>("PackageBase", commonFields()),
         makeRequestClass<PackageRequestRead>("PackageRequestRead", readFields(), 0,
                                              OrvexEnum::DataPackage),
-        makeRequestClass<PackageRequestReadData>(
-            "PackageRequestReadData", readFields() + Fields{dataField<PackageRequestReadData>()},
-            0),
-        makeRequestClass<ReadFile>(
-            "PackageRequestReadFile",
-            readFields()
-                + Fields{textField<ReadFile>("fileNameWithPath", &ReadFile::fileNameWithPath,
-                                             &ReadFile::setFileNameWithPath),
-                         broadcastRspField<ReadFile>()},
-            0, QString()),
-        makeRequestClass<PackageRequestReadMemData>(
-            "PackageRequestReadMemData",
-            readFields() + Fields{memoryOffsetField<PackageRequestReadMemData>()}, 0, NoOffset),
-        makeRequestClass<PackageRequestWrite>(
-            "PackageRequestWrite", writeFields() + lengthOfWrite(), false, OrvexEnum::DataPackage),
-        makeRequestClass<PackageRequestWriteData>("PackageRequestWriteData", writeDataFields, false,
-                                                  QByteArray(), 0),
-        makeRequestClass<WriteIP>(
-            "PackageRequestWriteIP",
-            writeDataFields
-                + Fields{textField<WriteIP>("ipAddress", &WriteIP::getIPAddress,
-                                            &WriteIP::setIPAddress)},
-            false, QByteArray(), 0),
-        makeRequestClass<WriteFile>(
-            "PackageRequestWriteFile",
-            writeFields()
-                + Fields{textField<WriteFile>("fileNameWithPath", &WriteFile::fileNameWithPath,
-                                              &WriteFile::setFileNameWithPaht),
-                         limitedField<WriteFile, qint32>("offset", &WriteFile::Offset, setOffset),
-                         broadcastRspField<WriteFile>()},
-            false, QString(), 0),
-        makeRequestClass<PackageRequestWriteMemData>(
-            "PackageRequestWriteMemData",
-            writeFields() + lengthOfWrite()
-                + Fields{memoryOffsetField<PackageRequestWriteMemData>()},
-            false, NoOffset, 0),
-        makeClass<Special>(
-            "SpecialPackageRequest",
-            commonFields("clientPackageType")
-                + Fields{limitedField<Special, qint32>("id", &Special::id, &Special::setId),
-                         textField<Special>("strData", &Special::strData, &Special::setStrData),
-                         limitedField<Special, qint32>("specialFlagEndTimeOut",
-                                                       &Special::specialFlagEndTimeOut,
-                                                       &Special::setSpecialFlagEndTimeOut),
-                         flagField<Special>("enabledSpecialPackForAllPort",
-                                            &Special::getEnabledSpecialPackForAllPort,
-                                            &Special::setEnabledSpecialPackForAllPort)}),
+        makeRequestClass<PackageRequestReadData>("PackageRequestReadData", readDataFields(), 0),
+        makeRequestClass<PackageRequestReadFile>("PackageRequestReadFile", readFileFields(), 0,
+                                                 QString()),
+        makeRequestClass<PackageRequestReadMemData>("PackageRequestReadMemData",
+                                                    readMemDataFields(), 0, NoOffset),
+        makeRequestClass<PackageRequestWrite>("PackageRequestWrite", writeFields(), false,
+                                              OrvexEnum::DataPackage),
+        makeRequestClass<PackageRequestWriteData>("PackageRequestWriteData", writeDataFields(),
+                                                  false, QByteArray(), 0),
+        makeRequestClass<PackageRequestWriteIP>("PackageRequestWriteIP", writeIPFields(), false,
+                                                QByteArray(), 0),
+        makeRequestClass<PackageRequestWriteFile>("PackageRequestWriteFile", writeFileFields(),
+                                                  false, QString(), 0),
+        makeRequestClass<PackageRequestWriteMemData>("PackageRequestWriteMemData",
+                                                     writeMemDataFields(), false, NoOffset, 0),
+        makeClass<SpecialPackageRequest>("SpecialPackageRequest", specialFields()),
     };
     return classes;
 }
