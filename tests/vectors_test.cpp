@@ -1,0 +1,152 @@
+// Runs the vectors of tests/data/vectors. A case gives the fields of a package, what each of its
+// forms must be, and the fields of a new package of the class that has decoded that form
+// ("decodes": all that differ from the defaults of the class; the fields themselves where it is
+// missing).
+
+#include "packageforms.h"
+#include "testsupport.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QJsonArray>
+
+namespace {
+
+struct FormOfVector
+{
+    const char *name;
+    Encoding encoding;
+};
+
+constexpr FormOfVector Forms[] = {
+    {"requestFrame", {Form::Frame, Direction::Request, ReplySize::Short}},
+    {"shortReply", {Form::Frame, Direction::Reply, ReplySize::Short}},
+    {"fullReply", {Form::Frame, Direction::Reply, ReplySize::Full}},
+    {"requestRecord", {Form::Text, Direction::Request, ReplySize::Short}},
+    {"replyRecord", {Form::Text, Direction::Reply, ReplySize::Short}},
+    {"linuxRequest", {Form::Linux, Direction::Request, ReplySize::Short}},
+};
+
+constexpr FormOfVector LinuxReply = {"linuxReply",
+                                     {Form::Linux, Direction::Reply, ReplySize::Short}};
+
+struct Vector
+{
+    QString className;
+    QJsonObject content;
+};
+
+void PrintTo(const Vector &vector, std::ostream *out)
+{
+    *out << vector.className.toStdString() << ", "
+         << vector.content.value(QLatin1String("name")).toString().toStdString();
+}
+
+std::vector<Vector> allVectors()
+{
+    std::vector<Vector> vectors;
+    const QDir directory(QStringLiteral(TEST_DATA "/vectors"));
+    for (const QString &fileName : directory.entryList(QDir::Files, QDir::Name)) {
+        QFile file(directory.filePath(fileName));
+        file.open(QIODevice::ReadOnly);
+        const QJsonObject json = QJsonDocument::fromJson(file.readAll()).object();
+        const QString className = json.value(QLatin1String("class")).toString();
+        for (const QJsonValue content : json.value(QLatin1String("cases")).toArray())
+            vectors.push_back({className, content.toObject()});
+    }
+    return vectors;
+}
+
+QByteArray encodedForm(const QJsonObject &form)
+{
+    if (form.contains(QLatin1String("text")))
+        return form.value(QLatin1String("text")).toString().toUtf8();
+    QByteArray bytes;
+    for (const QJsonValue piece : form.value(QLatin1String("bytes")).toArray())
+        bytes += QByteArray::fromHex(piece.toString().toLatin1());
+    return bytes;
+}
+
+class Vectors : public testing::TestWithParam<Vector>
+{
+protected:
+    std::unique_ptr<PackageBase> packageWith(const QJsonObject &fields) const
+    {
+        std::unique_ptr<PackageBase> package = m_class.create();
+        EXPECT_EQ(packageFromJson(m_class, fields, *package), QString());
+        return package;
+    }
+
+    QJsonObject fields() const
+    {
+        return GetParam().content.value(QLatin1String("fields")).toObject();
+    }
+
+    void checkEncoding(const FormOfVector &form, const QJsonObject &expected) const
+    {
+        const std::unique_ptr<PackageBase> package = packageWith(fields());
+        const QJsonObject before = packageToJson(m_class, *package);
+        QByteArray encoded;
+        EXPECT_EQ(encodePackage(*package, form.encoding, &encoded), QString());
+        EXPECT_EQ(encoded, encodedForm(expected));
+        EXPECT_EQ(packageToJson(m_class, *package), before) << "an encoder changed the package";
+    }
+
+    void checkDecoding(const FormOfVector &form, const QJsonObject &expected) const
+    {
+        const QByteArray encoded = encodedForm(expected);
+        const std::unique_ptr<PackageBase> decoded = m_class.create();
+        int consumed = 0;
+        const LogCapture log; // short blocks are reported
+        const QString fault = decodePackage(*decoded, form.encoding, encoded, &consumed);
+        if (expected.value(QLatin1String("refused")).toBool()) {
+            EXPECT_FALSE(fault.isEmpty());
+            return;
+        }
+        EXPECT_EQ(fault, QString());
+        if (form.encoding.form == Form::Frame) {
+            EXPECT_EQ(consumed, expected.value(QLatin1String("consumed")).toInt());
+        }
+        const QJsonValue decodes = expected.value(QLatin1String("decodes"));
+        const QJsonObject fieldsAfter = decodes.isUndefined() ? fields() : decodes.toObject();
+        EXPECT_EQ(packageToJson(m_class, *decoded),
+                  packageToJson(m_class, *packageWith(fieldsAfter)));
+    }
+
+    const PackageClass &m_class = *packageClass(GetParam().className);
+};
+
+TEST_P(Vectors, EncodeAndDecode)
+{
+    int forms = 0;
+    const bool decodeOnly = GetParam().content.value(QLatin1String("decodeOnly")).toBool();
+    for (const FormOfVector &form : Forms) {
+        const QJsonValue expected = GetParam().content.value(QLatin1String(form.name));
+        if (expected.isUndefined())
+            continue;
+        SCOPED_TRACE(form.name);
+        if (!decodeOnly)
+            checkEncoding(form, expected.toObject());
+        checkDecoding(form, expected.toObject());
+        ++forms;
+    }
+    const QJsonValue linuxReply = GetParam().content.value(QLatin1String(LinuxReply.name));
+    if (!linuxReply.isUndefined()) {
+        checkDecoding(LinuxReply, linuxReply.toObject());
+        ++forms;
+    }
+    EXPECT_GT(forms, 0) << "the vector has no form";
+}
+
+INSTANTIATE_TEST_SUITE_P(Data, Vectors, testing::ValuesIn(allVectors()));
+
+TEST(VectorFiles, CoverEveryClass)
+{
+    QStringList covered;
+    for (const Vector &vector : allVectors())
+        covered << vector.className;
+    for (const PackageClass &listed : packageClasses())
+        EXPECT_TRUE(covered.contains(listed.name)) << listed.name.toStdString();
+}
+
+} // namespace
