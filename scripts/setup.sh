@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Installs what the build and the tests need, where it is missing.
+#
+# Usage: setup.sh [--ci]
+#   --ci  also what the checks of .ci/run need
+set -euo pipefail
+
+packages=(cmake g++ libgtest-dev make ninja-build pkg-config qtbase5-dev)
+if [[ ${1:-} == --ci ]]; then
+    packages+=(clang clang-format clang-tidy libclang-rt-dev llvm)
+fi
+
+if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
+    echo "setup: this is no Debian system; install what these Debian packages hold:" >&2
+    echo "setup:   ${packages[*]}" >&2
+    echo "setup: then build with: cmake --preset dev && cmake --build --preset dev" >&2
+    exit 1
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+    status=$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null || true)
+    [[ $status == installed ]] || missing+=("$package")
+done
+if [[ ${#missing[@]} -eq 0 ]]; then
+    echo "setup: all that is needed is installed"
+    exit 0
+fi
+
+as_root=()
+if [[ $EUID -ne 0 ]]; then
+    if ! command -v sudo >/dev/null; then
+        echo "setup: not root and no sudo; have these installed: ${missing[*]}" >&2
+        exit 1
+    fi
+    as_root=(sudo)
+fi
+echo "setup: installing ${missing[*]}"
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -qq -y --no-install-recommends "${missing[@]}" </dev/null >/dev/null
