@@ -16,7 +16,8 @@ int main()
     PackageRequestReadData served;
     int consumed = 0;
     served.UnPackageRequest(frame, 0, &consumed); // or served.unPackageRequest(record)
-    served.setData(QByteArray("\x01\xFF\x10", served.getReplyDataLength()));
+    served.setData(QByteArray("\x01\xFF\x10", 3).left(served.getReplyDataLength()));
+    served.setReplyDataLength(served.data().size());
     served.setPackResult(OrvexEnum::PackOk);
     const QByteArray replyFrame = served.MackPackageReply(false);
     const QString replyRecord = served.makePackageReply();

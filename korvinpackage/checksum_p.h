@@ -26,7 +26,7 @@ bool checksumHolds(const QByteArray &data, int start, int length, SumOf sumOf)
     const qint64 end = qint64(start) + length;
     if (end > data.size())
         return false;
-    const int sum = sumOf(wrapped(qint64(start) + 2), length > 4 ? length - 4 : 0);
+    const int sum = sumOf(wrapped(qint64(start) + 2), wrapped(qint64(length) - 4));
     const int stored = byteAt(data, end - 2) + 256 * byteAt(data, end - 1);
     return stored == (sum & 0xFFFF);
 }

@@ -1,5 +1,6 @@
 #include "include/packagerequestcombination.h"
 
+#include "codenames_p.h"
 #include "include/packagerequestreaddata.h"
 #include "include/packagerequestreadfile.h"
 #include "include/packagerequestwritedata.h"
@@ -11,7 +12,6 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QMessageLogger>
 
-#include <algorithm>
 #include <memory>
 
 using namespace Korvin;
@@ -20,33 +20,21 @@ namespace {
 
 constexpr char LogFile[] = "packagerequestcombination";
 
-template <typename Package>
-std::unique_ptr<PackageBase> create()
+/// A new request of the type; null for a type that does not travel in a combination.
+std::unique_ptr<PackageBase> createRequest(CombinationType type)
 {
-    return std::make_unique<Package>();
-}
-
-struct TypeWord
-{
-    QStringView word;
-    std::unique_ptr<PackageBase> (*create)(); // null: memory data does not travel in a combination
-};
-
-constexpr TypeWord TypeWords[] = {
-    {u"writeData", create<PackageRequestWriteData>},
-    {u"writeFile", create<PackageRequestWriteFile>},
-    {u"writeMemData", nullptr},
-    {u"ReadData", create<PackageRequestReadData>},
-    {u"ReadFile", create<PackageRequestReadFile>},
-    {u"ReadMemData", nullptr},
-};
-
-const TypeWord *typeWord(QStringView word)
-{
-    const auto *const found =
-        std::find_if(std::begin(TypeWords), std::end(TypeWords),
-                     [word](const TypeWord &row) { return word == row.word; });
-    return found == std::end(TypeWords) ? nullptr : found;
+    switch (type) {
+    case CombinationType::WriteData:
+        return std::make_unique<PackageRequestWriteData>();
+    case CombinationType::WriteFile:
+        return std::make_unique<PackageRequestWriteFile>();
+    case CombinationType::ReadData:
+        return std::make_unique<PackageRequestReadData>();
+    case CombinationType::ReadFile:
+        return std::make_unique<PackageRequestReadFile>();
+    default:
+        return nullptr;
+    }
 }
 
 OrvexEnum::ClientPackageType kindOfWrite(const PackageBase *package)
@@ -157,14 +145,15 @@ bool PackageRequestCombination::unCombinationPackageRequest(const QString &text)
             const QStringView record = props.next();
             if (!props.atEnd())
                 break;
-            const TypeWord *type = typeWord(propsType);
-            if (!type || !type->create) {
+            const CombinationType type =
+                codeOf(CombinationTypeNames, propsType, CombinationType::Unknown);
+            std::unique_ptr<PackageBase> package = createRequest(type);
+            if (!package) {
                 QMessageLogger(LogFile, __LINE__, function)
-                    .warning(type ? "ReadMemData is not support !!!"
-                                  : "Error package type of CMBPackages.");
+                    .warning(type == CombinationType::Unknown ? "Error package type of CMBPackages."
+                                                              : "ReadMemData is not support !!!");
                 return false;
             }
-            std::unique_ptr<PackageBase> package = type->create();
             package->unPackageRequest(record.toString());
             m_packageList.push_back(nullptr);
             m_packageList.back() = package.release();

@@ -267,7 +267,12 @@ public:
     void dataString(const char *, QStringView &field) { field = next(); }
 
 private:
-    QStringView next() { return m_columns.at(m_next++); }
+    /// The next column; an empty one behind the last.
+    QStringView next()
+    {
+        const int column = m_next++;
+        return column < m_columns.size() ? m_columns.at(column) : QStringView();
+    }
 
     QVarLengthArray<QStringView, 32> m_columns;
     int m_next = 0;

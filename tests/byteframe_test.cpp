@@ -7,11 +7,6 @@
 
 namespace {
 
-QJsonObject snapshot(PackageBase &package)
-{
-    return ::snapshot(package, "PackageBase");
-}
-
 /// The fields of a header behind the two texts.
 struct Fields
 {

@@ -132,6 +132,22 @@ TEST(CommPackageBase, ASubclassCanReplaceTheSum)
     EXPECT_FALSE(slice.ReviseOk(hex("55 AA 01 56 55"), 0, 5));
 }
 
+TEST(CommPackageBase, TheSumOfAFrameWithoutABodyIsAskedForTooWithANegativeLength)
+{
+    class Asked : public CommPackageBase
+    {
+    public:
+        void calcRevise(QByteArray, int start, int length, int *revise) override
+        {
+            EXPECT_EQ(start, 2);
+            EXPECT_EQ(length, -1);
+            *revise = 0x34AA;
+        }
+    };
+    Asked slice;
+    EXPECT_TRUE(slice.ReviseOk(hex("55 AA 34"), 0, 3));
+}
+
 TEST(CommPackageBase, MetaObject)
 {
     const QMetaObject &meta = CommPackageBase::staticMetaObject;

@@ -11,16 +11,6 @@
 
 namespace {
 
-QJsonObject readSnapshot(PackageBase &package)
-{
-    return snapshot(package, "PackageRequestReadFile");
-}
-
-QJsonObject writeSnapshot(PackageBase &package)
-{
-    return snapshot(package, "PackageRequestWriteFile");
-}
-
 const QString Key = QStringLiteral("key");
 const QString Tag = QStringLiteral("tag");
 const QString Name = QStringLiteral("a/b.txt");
@@ -78,10 +68,10 @@ TEST(PackageRequestReadFile, AccessorsCopyAndAssignment)
     EXPECT_EQ(source.fileNameWithPath(), QStringLiteral("other"));
     EXPECT_FALSE(source.isBroadcastRspToAllApp());
     PackageRequestReadFile copy(source);
-    EXPECT_EQ(readSnapshot(copy), readSnapshot(source));
+    EXPECT_EQ(snapshot(copy), snapshot(source));
     PackageRequestReadFile target;
     EXPECT_EQ(&(target = source), &target);
-    EXPECT_EQ(readSnapshot(target), readSnapshot(source));
+    EXPECT_EQ(snapshot(target), snapshot(source));
 }
 
 TEST(PackageRequestWriteFile, AccessorsCopyAndAssignment)
@@ -92,10 +82,10 @@ TEST(PackageRequestWriteFile, AccessorsCopyAndAssignment)
     EXPECT_EQ(source.fileNameWithPath(), QStringLiteral("other"));
     EXPECT_FALSE(source.isBroadcastRspToAllApp());
     PackageRequestWriteFile copy(source);
-    EXPECT_EQ(writeSnapshot(copy), writeSnapshot(source));
+    EXPECT_EQ(snapshot(copy), snapshot(source));
     PackageRequestWriteFile target;
     EXPECT_EQ(&(target = source), &target);
-    EXPECT_EQ(writeSnapshot(target), writeSnapshot(source));
+    EXPECT_EQ(snapshot(target), snapshot(source));
 }
 
 TEST(PackageRequestReadFile, AppendsItsNameToRequestsAndReplies)
@@ -227,11 +217,11 @@ TEST(PackageRequestWriteFile, ParsesSizeNameAndOffset)
 TEST(PackageRequestWriteFile, ReplyHasNothingToParse)
 {
     PackageRequestWriteFile package(Key, 1, 2, 3, 4, 5, 6, 7, 8, 9, Tag, true, Name, 11);
-    const QJsonObject before = writeSnapshot(package);
+    const QJsonObject before = snapshot(package);
     int parsed = -1;
     EXPECT_TRUE(package.ParseDataFromPackage(false, hex("00 00 01 00 00 00 61"), 0, &parsed));
     EXPECT_EQ(parsed, 0);
-    EXPECT_EQ(writeSnapshot(package), before);
+    EXPECT_EQ(snapshot(package), before);
 }
 
 /// Real files in a directory that goes with the test.
@@ -333,15 +323,15 @@ TEST(PackageRequestReadFile, TooFewColumnsAreRefusedWithTheObjectUnchanged)
     for (int columns = 1; columns <= 20; ++columns) {
         SCOPED_TRACE(columns);
         PackageRequestReadFile package(Key, 1, 2, 3, 4, 5, 6, 7, 8, 9, Tag, 10, Name);
-        const QJsonObject before = readSnapshot(package);
+        const QJsonObject before = snapshot(package);
         const QString record(columns - 1, QLatin1Char(','));
         EXPECT_EQ(package.unPackageReply(record), columns >= 19);
         if (columns < 19) {
-            EXPECT_EQ(readSnapshot(package), before);
+            EXPECT_EQ(snapshot(package), before);
         }
         EXPECT_EQ(package.unPackageRequest(record), columns >= 18);
         if (columns < 18) {
-            EXPECT_EQ(readSnapshot(package), before);
+            EXPECT_EQ(snapshot(package), before);
         }
     }
 }
@@ -351,15 +341,15 @@ TEST(PackageRequestWriteFile, TooFewColumnsAreRefusedWithTheObjectUnchanged)
     for (int columns = 1; columns <= 21; ++columns) {
         SCOPED_TRACE(columns);
         PackageRequestWriteFile package(Key, 1, 2, 3, 4, 5, 6, 7, 8, 9, Tag, true, Name, 11);
-        const QJsonObject before = writeSnapshot(package);
+        const QJsonObject before = snapshot(package);
         const QString record(columns - 1, QLatin1Char(','));
         EXPECT_EQ(package.unPackageReply(record), columns >= 20);
         if (columns < 20) {
-            EXPECT_EQ(writeSnapshot(package), before);
+            EXPECT_EQ(snapshot(package), before);
         }
         EXPECT_EQ(package.unPackageRequest(record), columns >= 19);
         if (columns < 19) {
-            EXPECT_EQ(writeSnapshot(package), before);
+            EXPECT_EQ(snapshot(package), before);
         }
     }
 }
@@ -403,15 +393,15 @@ TEST(FileRequests, RefusedCommonColumnsRefuseTheRecord)
     };
     NoColumnsRead read;
     NoColumnsWrite write;
-    const QJsonObject readBefore = readSnapshot(read);
-    const QJsonObject writeBefore = writeSnapshot(write);
+    const QJsonObject readBefore = snapshot(read);
+    const QJsonObject writeBefore = snapshot(write);
     const QString record(20, QLatin1Char(','));
     EXPECT_FALSE(read.unPackageRequest(record));
     EXPECT_FALSE(read.unPackageReply(record));
     EXPECT_FALSE(write.unPackageRequest(record));
     EXPECT_FALSE(write.unPackageReply(record));
-    EXPECT_EQ(readSnapshot(read), readBefore);
-    EXPECT_EQ(writeSnapshot(write), writeBefore);
+    EXPECT_EQ(snapshot(read), readBefore);
+    EXPECT_EQ(snapshot(write), writeBefore);
 }
 
 TEST(FileRequests, MetaObjects)

@@ -119,9 +119,9 @@ TEST(LinuxFrame, BuilderChangesNothing)
 {
     PackageRequestWriteData package(QStringLiteral("key"), 1, 2, 3, 4, 5, 6, 7, 8, 9,
                                     QStringLiteral("tag"), true, hex("0102"), 2);
-    const QJsonObject before = snapshot(package, "PackageRequestWriteData");
+    const QJsonObject before = snapshot(package);
     package.ParseSendRequest_Linux();
-    EXPECT_EQ(snapshot(package, "PackageRequestWriteData"), before);
+    EXPECT_EQ(snapshot(package), before);
 }
 
 TEST(LinuxFrame, SerialNumberTravelsAsItsLowByte)
@@ -195,11 +195,11 @@ TEST(LinuxFrame, HeaderOfTheReplyReplacesTheFieldsThatItCarriesOnly)
     package.setTag(QStringLiteral("tag"));
     package.setTimeout(7);
     package.setSerialNum(8);
-    QJsonObject expected = snapshot(package, "PackageBase");
+    QJsonObject expected = snapshot(package);
     expected[QStringLiteral("serialNum")] = 9;
     EXPECT_TRUE(package.unBasePackageReply_Linux(
         closed(hex("55 AA 00 09 00 00 00 00 0000 00 00 0000 0000 0000"))));
-    EXPECT_EQ(snapshot(package, "PackageBase"), expected);
+    EXPECT_EQ(snapshot(package), expected);
 }
 
 TEST(LinuxFrame, StartBytesAreNotExamined)
@@ -222,15 +222,15 @@ TEST(LinuxFrame, WrongChecksumIsRefusedWithTheObjectUnchanged)
         flipped[bit / 8] = static_cast<char>(flipped.at(bit / 8) ^ (1 << (bit % 8)));
         PackageRequestReadData read;
         read.setData(hex("AA"));
-        const QJsonObject readBefore = snapshot(read, "PackageRequestReadData");
+        const QJsonObject readBefore = snapshot(read);
         EXPECT_FALSE(read.unBasePackageReply_Linux(flipped));
         EXPECT_FALSE(read.unPackageReply_Linux(flipped));
-        EXPECT_EQ(snapshot(read, "PackageRequestReadData"), readBefore);
+        EXPECT_EQ(snapshot(read), readBefore);
         PackageRequestWriteData write;
         write.setData(hex("AA"));
-        const QJsonObject writeBefore = snapshot(write, "PackageRequestWriteData");
+        const QJsonObject writeBefore = snapshot(write);
         EXPECT_FALSE(write.unPackageReply_Linux(flipped));
-        EXPECT_EQ(snapshot(write, "PackageRequestWriteData"), writeBefore);
+        EXPECT_EQ(snapshot(write), writeBefore);
     }
 }
 
@@ -240,9 +240,9 @@ TEST(LinuxFrame, EveryTruncationThatDoesNotVerifyIsRefused)
         closed(hex("55 AA 00 09 01 02 03 04 0506 00 08 090A 0B0C 0300 010203"));
     for (int size = 0; size < reply.size(); ++size) {
         PackageRequestReadData package;
-        const QJsonObject before = snapshot(package, "PackageRequestReadData");
+        const QJsonObject before = snapshot(package);
         EXPECT_FALSE(package.unPackageReply_Linux(reply.left(size))) << size;
-        EXPECT_EQ(snapshot(package, "PackageRequestReadData"), before);
+        EXPECT_EQ(snapshot(package), before);
     }
 }
 

@@ -7,16 +7,6 @@
 
 namespace {
 
-QJsonObject readSnapshot(PackageBase &package)
-{
-    return snapshot(package, "PackageRequestReadMemData");
-}
-
-QJsonObject writeSnapshot(PackageBase &package)
-{
-    return snapshot(package, "PackageRequestWriteMemData");
-}
-
 const QString Key = QStringLiteral("key");
 const QString Tag = QStringLiteral("tag");
 
@@ -60,17 +50,17 @@ TEST(PackageRequestWriteMemData, Constructors)
 TEST(PackageRequestReadMemData, CopyMoveAndAssignment)
 {
     PackageRequestReadMemData source(Key, 1, 2, 3, 4, 5, 6, 7, 8, 9, Tag, 10, 11L);
-    const QJsonObject expected = readSnapshot(source);
+    const QJsonObject expected = snapshot(source);
     PackageRequestReadMemData copy(source);
-    EXPECT_EQ(readSnapshot(copy), expected);
+    EXPECT_EQ(snapshot(copy), expected);
     PackageRequestReadMemData moved(std::move(copy));
-    EXPECT_EQ(readSnapshot(moved), expected);
+    EXPECT_EQ(snapshot(moved), expected);
     PackageRequestReadMemData target;
     EXPECT_EQ(&(target = source), &target);
-    EXPECT_EQ(readSnapshot(target), expected);
+    EXPECT_EQ(snapshot(target), expected);
     PackageRequestReadMemData moveTarget;
     EXPECT_EQ(&(moveTarget = std::move(moved)), &moveTarget);
-    EXPECT_EQ(readSnapshot(moveTarget), expected);
+    EXPECT_EQ(snapshot(moveTarget), expected);
     moveTarget.setOffset(5L);
     EXPECT_EQ(moveTarget.offset(), 5L);
 }
@@ -79,11 +69,11 @@ TEST(PackageRequestWriteMemData, CopyAndAssignment)
 {
     PackageRequestWriteMemData source(Key, 1, 2, 3, 4, 5, 6, 7, 8, 9, Tag, true, 11L, 12);
     PackageRequestWriteMemData copy(source);
-    EXPECT_EQ(writeSnapshot(copy), writeSnapshot(source));
+    EXPECT_EQ(snapshot(copy), snapshot(source));
     PackageRequestWriteMemData target(QString(), 0, 0, 0, 0, 0, 0, 0, 0, 0, QString(), false, 0L,
                                       0);
     EXPECT_EQ(&(target = source), &target);
-    EXPECT_EQ(writeSnapshot(target), writeSnapshot(source));
+    EXPECT_EQ(snapshot(target), snapshot(source));
     target.setOffset(5L);
     EXPECT_EQ(target.offset(), 5L);
 }
@@ -242,25 +232,25 @@ TEST(MemDataRequests, TooFewColumnsAreRefusedWithTheObjectUnchanged)
         SCOPED_TRACE(columns);
         const QString record(columns - 1, QLatin1Char(','));
         PackageRequestReadMemData read(Key, 1, 2, 3, 4, 5, 6, 7, 8, 9, Tag, 10, 11L);
-        const QJsonObject readBefore = readSnapshot(read);
+        const QJsonObject readBefore = snapshot(read);
         EXPECT_EQ(read.unPackageReply(record), columns >= 19);
         if (columns < 19) {
-            EXPECT_EQ(readSnapshot(read), readBefore);
+            EXPECT_EQ(snapshot(read), readBefore);
         }
         EXPECT_EQ(read.unPackageRequest(record), columns >= 18);
         if (columns < 18) {
-            EXPECT_EQ(readSnapshot(read), readBefore);
+            EXPECT_EQ(snapshot(read), readBefore);
         }
 
         PackageRequestWriteMemData write(Key, 1, 2, 3, 4, 5, 6, 7, 8, 9, Tag, true, 11L, 12);
-        const QJsonObject writeBefore = writeSnapshot(write);
+        const QJsonObject writeBefore = snapshot(write);
         EXPECT_EQ(write.unPackageReply(record), columns >= 20);
         if (columns < 20) {
-            EXPECT_EQ(writeSnapshot(write), writeBefore);
+            EXPECT_EQ(snapshot(write), writeBefore);
         }
         EXPECT_EQ(write.unPackageRequest(record), columns >= 19);
         if (columns < 19) {
-            EXPECT_EQ(writeSnapshot(write), writeBefore);
+            EXPECT_EQ(snapshot(write), writeBefore);
         }
     }
 }
@@ -282,15 +272,15 @@ TEST(MemDataRequests, RefusedCommonColumnsRefuseTheRecord)
     };
     NoColumnsRead read;
     NoColumnsWrite write(Key, 1, 2, 3, 4, 5, 6, 7, 8, 9, Tag, true, 11L, 12);
-    const QJsonObject readBefore = readSnapshot(read);
-    const QJsonObject writeBefore = writeSnapshot(write);
+    const QJsonObject readBefore = snapshot(read);
+    const QJsonObject writeBefore = snapshot(write);
     const QString record(20, QLatin1Char(','));
     EXPECT_FALSE(read.unPackageRequest(record));
     EXPECT_FALSE(read.unPackageReply(record));
     EXPECT_FALSE(write.unPackageRequest(record));
     EXPECT_FALSE(write.unPackageReply(record));
-    EXPECT_EQ(readSnapshot(read), readBefore);
-    EXPECT_EQ(writeSnapshot(write), writeBefore);
+    EXPECT_EQ(snapshot(read), readBefore);
+    EXPECT_EQ(snapshot(write), writeBefore);
 }
 
 TEST(MemDataRequests, MetaObjectsAreThoseOfTheRegisterRequests)

@@ -15,11 +15,6 @@ class PackageTimerOut
 
 namespace {
 
-QJsonObject snapshot(PackageBase &package)
-{
-    return ::snapshot(package, "PackageBase");
-}
-
 /// Draws serial numbers until the next one is @p wanted.
 void makeNextSerial(quint64 wanted)
 {

@@ -6,11 +6,6 @@
 
 namespace {
 
-QJsonObject snapshot(PackageBase &package)
-{
-    return ::snapshot(package, "PackageRequestRead");
-}
-
 PackageRequestRead makeRead(uchar reserved2, int replyDataLength,
                             OrvexEnum::ClientPackageType kind = OrvexEnum::FilePackage)
 {
@@ -42,7 +37,7 @@ TEST(PackageRequestRead, Defaults)
     PackageRequestRead package;
     PackageBase base;
     EXPECT_EQ(package.getReplyDataLength(), 0);
-    EXPECT_EQ(::snapshot(package, "PackageBase"), ::snapshot(base, "PackageBase"));
+    EXPECT_EQ(baseSnapshot(package), baseSnapshot(base));
 }
 
 TEST(PackageRequestRead, Constructor)

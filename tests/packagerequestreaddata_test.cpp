@@ -8,11 +8,6 @@ namespace {
 
 constexpr int Mebibyte = 1024 * 1024;
 
-QJsonObject snapshot(PackageBase &package)
-{
-    return ::snapshot(package, "PackageRequestReadData");
-}
-
 void expectRead(const PackageRequestReadData &package, OrvexEnum::CommResults commResult)
 {
     expectCommonArguments(package, commResult, OrvexEnum::Read, OrvexEnum::DataPackage);
@@ -151,7 +146,7 @@ TEST(PackageRequestReadData, EveryTruncationOfARequestFrame)
         int baseConsumed = -1;
         EXPECT_TRUE(base.UnPackageRequest(frame.left(size), 0, &baseConsumed));
         base.setClientPackageType(decoded.getClientPackageType()); // of the payload
-        EXPECT_EQ(::snapshot(decoded, "PackageBase"), ::snapshot(base, "PackageBase"));
+        EXPECT_EQ(baseSnapshot(decoded), baseSnapshot(base));
         // Behind the header 4 bytes of length, 1 of kind, 4 of length, 4 of data.
         if (size >= 38) {
             EXPECT_EQ(decoded.getReplyDataLength(), 4);

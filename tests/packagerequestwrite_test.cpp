@@ -4,11 +4,6 @@
 
 namespace {
 
-QJsonObject snapshot(PackageBase &package)
-{
-    return ::snapshot(package, "PackageRequestWrite");
-}
-
 PackageRequestWrite makeWrite(uchar reserved2, bool broadcast,
                               OrvexEnum::ClientPackageType kind = OrvexEnum::MemDataPackage)
 {
@@ -35,7 +30,7 @@ TEST(PackageRequestWrite, Defaults)
     EXPECT_FALSE(package.bBroadcast());
     EXPECT_EQ(package.getClientPackageType(), OrvexEnum::DataPackage);
     EXPECT_EQ(package.getPackageDataLength(), 0);
-    EXPECT_EQ(::snapshot(package, "PackageBase"), ::snapshot(base, "PackageBase"));
+    EXPECT_EQ(baseSnapshot(package), baseSnapshot(base));
 }
 
 TEST(PackageRequestWrite, Constructor)
@@ -63,7 +58,7 @@ TEST(PackageRequestWrite, Constructor)
     expected.setTimeout(11);
     expected.setTag(QStringLiteral("tag"));
     expected.setCommResult(OrvexEnum::CommPending);
-    EXPECT_EQ(::snapshot(package, "PackageBase"), ::snapshot(expected, "PackageBase"));
+    EXPECT_EQ(baseSnapshot(package), baseSnapshot(expected));
 }
 
 TEST(PackageRequestWrite, Reserved2ChoosesTheTagProtocol)
@@ -246,6 +241,21 @@ TEST(PackageRequestWrite, OwnReplyRecordDoesNotGiveTheFieldsBack)
     EXPECT_TRUE(record.endsWith(QStringLiteral(",5,true,memData")));
     EXPECT_TRUE(package.unPackageReply(record));
     EXPECT_EQ(package.getAckCode(), 5U);
+    EXPECT_FALSE(package.bBroadcast());
+    EXPECT_EQ(package.getClientPackageType(), OrvexEnum::DataPackage);
+}
+
+/// Believes that a request record has fewer columns of its own.
+class FewerColumns : public PackageRequestWrite
+{
+public:
+    FewerColumns() { m_nRequestFieldCount = 0; }
+};
+
+TEST(PackageRequestWrite, ColumnsThatASubclassDoesNotAskForReadAsEmpty)
+{
+    FewerColumns package;
+    EXPECT_TRUE(package.unPackageRequest(recordWith("")));
     EXPECT_FALSE(package.bBroadcast());
     EXPECT_EQ(package.getClientPackageType(), OrvexEnum::DataPackage);
 }

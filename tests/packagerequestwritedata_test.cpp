@@ -9,11 +9,6 @@ namespace {
 constexpr int Mebibyte = 1024 * 1024;
 constexpr int MaxInt = std::numeric_limits<int>::max();
 
-QJsonObject snapshot(PackageBase &package)
-{
-    return ::snapshot(package, "PackageRequestWriteData");
-}
-
 template <typename Package>
 Package makeWrite(const QByteArray &data, int dataLength)
 {

@@ -4,11 +4,6 @@
 
 namespace {
 
-QJsonObject snapshot(PackageBase &package)
-{
-    return ::snapshot(package, "SpecialPackageRequest");
-}
-
 TEST(SpecialPackageRequest, DefaultConstructor)
 {
     const quint64 serial = PackageBase::makeSerialNum();

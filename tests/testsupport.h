@@ -1,9 +1,9 @@
 #ifndef TESTSUPPORT_H
 #define TESTSUPPORT_H
 
-#include "packagejson.h"
-
 #include <packagebase.h>
+#include <packageclass.h>
+#include <packagejson.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QJsonDocument>
@@ -14,6 +14,8 @@
 
 #include <ostream>
 #include <vector>
+
+using namespace KorvinInspect;
 
 // How GoogleTest prints values in its messages.
 inline void PrintTo(const QString &text, std::ostream *out)
@@ -38,9 +40,18 @@ inline QByteArray hex(const char *digits)
 }
 
 /// All fields of a package as they are now, to compare every one of them later.
-inline QJsonObject snapshot(PackageBase &package, const char *className)
+inline QJsonObject snapshot(const PackageBase &package)
 {
-    return packageToJson(*packageClass(QString::fromLatin1(className)), package);
+    return packageToJson(package);
+}
+
+/// What a package has of the fields of PackageBase.
+inline QJsonObject baseSnapshot(const PackageBase &package)
+{
+    QJsonObject json;
+    for (const PackageField &field : packageClasses().front().fields)
+        json.insert(field.name, field.get(package));
+    return json;
 }
 
 /// Expects the arguments that the constructors of all requests begin with: "key", 1, 2, 3, 4, 5, 6,

@@ -4,11 +4,6 @@
 
 namespace {
 
-QJsonObject snapshot(PackageBase &package)
-{
-    return ::snapshot(package, "PackageBase");
-}
-
 struct KeyRow
 {
     const char *key;

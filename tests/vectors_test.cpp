@@ -73,7 +73,7 @@ protected:
     std::unique_ptr<PackageBase> packageWith(const QJsonObject &fields) const
     {
         std::unique_ptr<PackageBase> package = m_class.create();
-        EXPECT_EQ(packageFromJson(m_class, fields, *package), QString());
+        EXPECT_EQ(packageFromJson(fields, *package), QString());
         return package;
     }
 
@@ -85,11 +85,11 @@ protected:
     void checkEncoding(const FormOfVector &form, const QJsonObject &expected) const
     {
         const std::unique_ptr<PackageBase> package = packageWith(fields());
-        const QJsonObject before = packageToJson(m_class, *package);
+        const QJsonObject before = packageToJson(*package);
         QByteArray encoded;
         EXPECT_EQ(encodePackage(*package, form.encoding, &encoded), QString());
         EXPECT_EQ(encoded, encodedForm(expected));
-        EXPECT_EQ(packageToJson(m_class, *package), before) << "an encoder changed the package";
+        EXPECT_EQ(packageToJson(*package), before) << "an encoder changed the package";
     }
 
     void checkDecoding(const FormOfVector &form, const QJsonObject &expected) const
@@ -109,8 +109,7 @@ protected:
         }
         const QJsonValue decodes = expected.value(QLatin1String("decodes"));
         const QJsonObject fieldsAfter = decodes.isUndefined() ? fields() : decodes.toObject();
-        EXPECT_EQ(packageToJson(m_class, *decoded),
-                  packageToJson(m_class, *packageWith(fieldsAfter)));
+        EXPECT_EQ(packageToJson(*decoded), packageToJson(*packageWith(fieldsAfter)));
     }
 
     const PackageClass &m_class = *packageClass(GetParam().className);

@@ -1,8 +1,9 @@
-#include "hexbytes.h"
 #include "packageforms.h"
-#include "packagejson.h"
 
+#include <hexbytes.h>
 #include <packagebase.h>
+#include <packageclass.h>
+#include <packagejson.h>
 #include <packagerequestcombination.h>
 
 #include <QtCore/QCommandLineParser>
@@ -13,6 +14,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+
+using namespace KorvinInspect;
 
 namespace {
 
@@ -207,7 +210,7 @@ Described packageOf(const QJsonObject &json, const QString &origin)
         fail(QStringLiteral("%1: class: missing").arg(origin));
     Described described{classNamed(name.toString()), nullptr};
     described.package = described.packageClass.create();
-    const QString fault = packageFromJson(described.packageClass, json, *described.package);
+    const QString fault = packageFromJson(json, *described.package);
     if (!fault.isEmpty())
         fail(QStringLiteral("%1: %2").arg(origin, fault));
     return described;
@@ -329,7 +332,7 @@ void decodeCombination(const CommandLine &line, const Input &input)
     for (PackageBase *package : combination.packageList()) {
         const PackageClass &itemClass =
             classNamed(QString::fromLatin1(package->metaObject()->className()));
-        json.append(packageToJson(itemClass, *package));
+        json.append(packageToJson(*package));
         tables += "item " + QByteArray::number(json.size()) + '\n'
             + table(rowsOf(itemClass, *package)) + '\n';
         PackageBase::clear(package);
@@ -374,7 +377,7 @@ void decode(const QStringList &arguments)
     if (!fault.isEmpty())
         fail(QStringLiteral("%1: %2").arg(input.origin, fault));
     if (line.isSet("json")) {
-        print(QJsonDocument(packageToJson(wanted, *package)).toJson());
+        print(QJsonDocument(packageToJson(*package)).toJson());
         return;
     }
     Rows rows = rowsOf(wanted, *package);

@@ -10,6 +10,10 @@
 
 class PackageBase;
 
+namespace KorvinInspect {
+class CombinationAccess; // reads combinations from JSON
+}
+
 /// Several requests in one text record, handed out as new objects.
 ///
 /// **Record**: items joined by "|"; each item is a type word, "^", and the request record of that
@@ -75,6 +79,8 @@ public:
     bool makeCombinationPackageRequest();
 
 private:
+    friend class KorvinInspect::CombinationAccess;
+
     void setSerialNum(quint64 serialNum);
 
     std::list<PackageBase *> m_packageList;

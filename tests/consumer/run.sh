@@ -18,15 +18,20 @@ echo "find_package:"
 cmake -S "$consumer" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$work/moved" >>"$work/log"
 cmake --build "$work/cmake" >>"$work/log"
 "$work/cmake/consumer"
+"$work/cmake/inspecting_consumer"
 
 echo "pkg-config:"
 mkdir "$work/make"
 PKG_CONFIG_PATH=$pkgconfig make -C "$work/make" -f "$consumer/Makefile" \
-    SOURCE="$consumer/main.cpp" >>"$work/log"
-LD_LIBRARY_PATH=$(dirname "$pkgconfig") "$work/make/consumer"
+    SOURCE="$consumer" >>"$work/log"
+export LD_LIBRARY_PATH=$(dirname "$pkgconfig")
+"$work/make/consumer"
+"$work/make/inspecting_consumer"
+unset LD_LIBRARY_PATH
 
 echo "add_subdirectory, static:"
 cmake -S "$consumer" -B "$work/subdirectory" -DKORVINPACKAGE_SOURCE="$source" \
     -DBUILD_SHARED_LIBS=OFF >>"$work/log"
 cmake --build "$work/subdirectory" >>"$work/log"
 "$work/subdirectory/consumer"
+"$work/subdirectory/inspecting_consumer"

@@ -1,4 +1,6 @@
-#include "hexbytes.h"
+#include "include/hexbytes.h"
+
+namespace KorvinInspect {
 
 namespace {
 
@@ -46,3 +48,5 @@ QString hexFromBytes(const QByteArray &bytes)
 {
     return QString::fromLatin1(bytes.toHex(' ').toUpper());
 }
+
+} // namespace KorvinInspect

@@ -1,15 +1,21 @@
 #ifndef HEXBYTES_H
 #define HEXBYTES_H
 
+#include "korvininspectglobal.h"
+
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
+
+namespace KorvinInspect {
 
 /// Reads bytes as pairs of hexadecimal digits; white space between the pairs is allowed.
 ///
 /// @return what is wrong and at which character, counted from 1, or an empty text.
-QString bytesFromHex(const QString &text, QByteArray *bytes);
+KORVININSPECT_EXPORT QString bytesFromHex(const QString &text, QByteArray *bytes);
 
 /// Pairs of digits with a blank between them.
-QString hexFromBytes(const QByteArray &bytes);
+KORVININSPECT_EXPORT QString hexFromBytes(const QByteArray &bytes);
+
+} // namespace KorvinInspect
 
 #endif

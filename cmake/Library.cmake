@@ -1,0 +1,55 @@
+# What the project's libraries have in common: visibility, version, installation of library, headers
+# and pkg-config file.
+
+include(CMakePackageConfigHelpers)
+
+# Sets up the library TARGET, whose public headers are the HEADERS in its folder include/. It is
+# exported as Korvin::EXPORT_NAME; PREFIX is what the macros of its export header begin with;
+# REQUIRES and PACKAGE_REQUIRES are what it is linked to, for CMake and for pkg-config.
+function(korvinpackage_library target)
+    cmake_parse_arguments(arg "" "EXPORT_NAME;PREFIX;REQUIRES;PACKAGE_REQUIRES" "HEADERS" ${ARGN})
+    add_library(Korvin::${arg_EXPORT_NAME} ALIAS ${target})
+    korvinpackage_target_defaults(${target})
+    target_sources(${target} PRIVATE ${arg_HEADERS})
+    target_compile_features(${target} PUBLIC cxx_std_17)
+    target_compile_definitions(${target} PRIVATE ${arg_PREFIX}_LIBRARY)
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "STATIC_LIBRARY")
+        target_compile_definitions(${target} PUBLIC ${arg_PREFIX}_STATIC)
+        set(pkgconfig_cflags " -D${arg_PREFIX}_STATIC")
+    endif()
+    target_include_directories(${target} PUBLIC
+        $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
+        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/${target}>)
+    target_link_libraries(${target} PUBLIC ${arg_REQUIRES})
+    set_target_properties(${target} PROPERTIES
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON
+        POSITION_INDEPENDENT_CODE ON
+        VERSION ${PROJECT_VERSION}
+        SOVERSION ${PROJECT_VERSION_MAJOR}
+        EXPORT_NAME ${arg_EXPORT_NAME})
+
+    install(TARGETS ${target} EXPORT KorvinPackageTargets)
+    install(FILES ${arg_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${target})
+
+    file(RELATIVE_PATH pkgconfig_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+    set(pkgconfig_name ${target})
+    set(pkgconfig_requires ${arg_PACKAGE_REQUIRES})
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in ${target}.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
+
+# Installs the CMake package of all libraries.
+function(korvinpackage_install_cmake_package)
+    set(directory ${CMAKE_INSTALL_LIBDIR}/cmake/KorvinPackage)
+    install(EXPORT KorvinPackageTargets NAMESPACE Korvin:: DESTINATION ${directory})
+    configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KorvinPackageConfig.cmake.in
+        KorvinPackageConfig.cmake INSTALL_DESTINATION ${directory})
+    write_basic_package_version_file(KorvinPackageConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+    install(FILES
+        ${CMAKE_CURRENT_BINARY_DIR}/KorvinPackageConfig.cmake
+        ${CMAKE_CURRENT_BINARY_DIR}/KorvinPackageConfigVersion.cmake
+        DESTINATION ${directory})
+endfunction()

@@ -1,0 +1,18 @@
+#ifndef KORVININSPECTGLOBAL_H
+#define KORVININSPECTGLOBAL_H
+
+/// @file
+/// Marks what the library exports. A static build defines KORVININSPECT_STATIC, for itself and
+/// for its users.
+
+#include <QtCore/QtGlobal>
+
+#if defined(KORVININSPECT_STATIC)
+#define KORVININSPECT_EXPORT
+#elif defined(KORVININSPECT_LIBRARY)
+#define KORVININSPECT_EXPORT Q_DECL_EXPORT
+#else
+#define KORVININSPECT_EXPORT Q_DECL_IMPORT
+#endif
+
+#endif

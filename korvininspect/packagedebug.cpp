@@ -1,0 +1,78 @@
+#include "include/packagedebug.h"
+
+#include "include/hexbytes.h"
+#include "include/packageclass.h"
+
+#include <commpackagebase.h>
+#include <packagebase.h>
+#include <packagerequestcombination.h>
+
+using namespace KorvinInspect;
+
+namespace {
+
+QString firstBytes(const QByteArray &data)
+{
+    constexpr int MaxBytes = 32;
+    QString text = QStringLiteral("%1 bytes").arg(data.size());
+    if (!data.isEmpty())
+        text += QLatin1String(": ") + hexFromBytes(data.left(MaxBytes));
+    if (data.size() > MaxBytes)
+        text += QLatin1String(" ...");
+    return text;
+}
+
+QString valueOf(const PackageField &field, const PackageBase &package)
+{
+    switch (field.valueType) {
+    case ValueType::Data:
+        return firstBytes(package.data());
+    case ValueType::Text:
+        return QLatin1Char('"') + field.describe(package) + QLatin1Char('"');
+    default:
+        return field.describe(package);
+    }
+}
+
+} // namespace
+
+QDebug operator<<(QDebug debug, const PackageBase &package)
+{
+    const QDebugStateSaver saver(debug);
+    const PackageClass &itsClass = classOf(package);
+    debug.nospace().noquote() << itsClass.name << '(';
+    const char *separator = "";
+    for (const PackageField &field : itsClass.fields) {
+        debug << separator << field.name << '=' << valueOf(field, package);
+        separator = ", ";
+    }
+    debug << ')';
+    return debug;
+}
+
+QDebug operator<<(QDebug debug, const PackageRequestCombination &combination)
+{
+    const QDebugStateSaver saver(debug);
+    debug.nospace() << "PackageRequestCombination(deviceKey=" << combination.getDeviceKey()
+                    << ", timeout=" << combination.getTimeout()
+                    << ", serialNum=" << combination.getSerialNum() << ", packages=[";
+    const char *separator = "";
+    for (const PackageBase *package : PackageRequestCombination(combination).packageList()) {
+        debug << separator << *package;
+        separator = ", ";
+    }
+    debug << "])";
+    return debug;
+}
+
+QDebug operator<<(QDebug debug, const CommPackageBase &slice)
+{
+    const QDebugStateSaver saver(debug);
+    debug.nospace().noquote() << "CommPackageBase(spareBytes=" << firstBytes(slice.getSpareBytes())
+                              << ", spareLength=" << slice.getSpareLength()
+                              << ", frameSlice=" << firstBytes(slice.getFrameSlice())
+                              << ", sliceLength=" << slice.getSliceLength()
+                              << ", checkStatus=" << slice.getCheckStatus()
+                              << ", spareWord=" << slice.getSpareWord() << ')';
+    return debug;
+}
