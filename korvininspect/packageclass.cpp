@@ -3,6 +3,7 @@
 #include "codenames_p.h"
 #include "include/hexbytes.h"
 #include "jsonvalues_p.h"
+#include "valuetext_p.h"
 
 #include <packagerequestreaddata.h>
 #include <packagerequestreadfile.h>
@@ -26,16 +27,6 @@ using Fields = std::vector<PackageField>;
 
 constexpr int MinInt = std::numeric_limits<int>::min();
 constexpr int MaxInt = std::numeric_limits<int>::max();
-
-/// "2560 (0xA00)"; small and negative numbers in decimal only.
-template <typename Integer>
-QString numberForPeople(Integer number)
-{
-    QString decimal = QString::number(number);
-    if (number < 10)
-        return decimal;
-    return QStringLiteral("%1 (0x%2)").arg(decimal, QString::number(number, 16).toUpper());
-}
 
 QString numberExpression(qint64 number)
 {

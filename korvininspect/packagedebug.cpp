@@ -1,7 +1,7 @@
 #include "include/packagedebug.h"
 
-#include "include/hexbytes.h"
 #include "include/packageclass.h"
+#include "valuetext_p.h"
 
 #include <commpackagebase.h>
 #include <packagebase.h>
@@ -10,17 +10,6 @@
 using namespace KorvinInspect;
 
 namespace {
-
-QString firstBytes(const QByteArray &data)
-{
-    constexpr int MaxBytes = 32;
-    QString text = QStringLiteral("%1 bytes").arg(data.size());
-    if (!data.isEmpty())
-        text += QLatin1String(": ") + hexFromBytes(data.left(MaxBytes));
-    if (data.size() > MaxBytes)
-        text += QLatin1String(" ...");
-    return text;
-}
 
 QString valueOf(const PackageField &field, const PackageBase &package)
 {

@@ -159,6 +159,15 @@ QString continued(QString record, Part part)
     });
 }
 
+/// The text that escaped columns stand for. The order of the escapes is part of the format.
+inline QString unescaped(QStringView column)
+{
+    QString oriPort = column.toString();
+    oriPort.replace(QLatin1String("*#*"), QLatin1String(","));
+    oriPort.replace(QLatin1String("#*#"), QLatin1String("/"));
+    return oriPort;
+}
+
 /// Splits a record at its commas and walks over its columns.
 class RecordReader
 {
@@ -227,13 +236,7 @@ public:
 
     void text(const char *, QString &field) { field = next().toString(); }
 
-    void escaped(const char *, QString &field)
-    {
-        QString oriPort = next().toString();
-        oriPort.replace(QLatin1String("*#*"), QLatin1String(","));
-        oriPort.replace(QLatin1String("#*#"), QLatin1String("/"));
-        field = oriPort;
-    }
+    void escaped(const char *, QString &field) { field = unescaped(next()); }
 
     /// Any text but "read" is a write.
     void access(const char *, OrvexEnum::ReadWriteCode &code)

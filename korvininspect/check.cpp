@@ -1,0 +1,183 @@
+#include "classlayouts_p.h"
+#include "fieldrules_p.h"
+#include "include/packagecheck.h"
+
+#include <new>
+
+namespace KorvinInspect {
+
+namespace {
+
+/// Keeps the first fault.
+class FirstFault : public FieldSink
+{
+public:
+    explicit FirstFault(const MessageShape &shape)
+        : m_shape(shape)
+    {
+    }
+
+    void add(const WireField &field) override
+    {
+        if (!m_verdict.isOk())
+            return;
+        if (field.type == WireType::Checksum)
+            endAt(field.offset);
+        const FieldFault fault = faultOf(field, m_shape);
+        if (m_verdict.isOk() && fault.fault != Fault::None) {
+            m_verdict.fault = fault.fault;
+            m_verdict.field = QString::fromLatin1(field.name);
+            m_verdict.position = field.column < 0 ? static_cast<int>(field.offset) : field.column;
+            m_verdict.expected = fault.expected;
+            m_verdict.found = fault.found;
+        }
+        m_end = qMax(m_end, field.offset + field.width);
+    }
+
+    /// Expects that the fields end at @p end.
+    void endAt(qint64 end)
+    {
+        if (!m_verdict.isOk() || m_end >= end)
+            return;
+        m_verdict.fault = Fault::TrailingBytes;
+        m_verdict.position = static_cast<int>(m_end);
+        m_verdict.expected = QStringLiteral("%1 bytes").arg(m_end);
+        m_verdict.found = QStringLiteral("%1 bytes").arg(end);
+    }
+
+    Verdict verdict() const { return m_verdict; }
+
+private:
+    MessageShape m_shape;
+    Verdict m_verdict;
+    qint64 m_end = 0;
+};
+
+Verdict countFault(int expected, int found, const char *what)
+{
+    Verdict verdict;
+    verdict.fault = found < expected ? Fault::TooFewFields : Fault::TooManyFields;
+    verdict.position = qMin(expected, found);
+    verdict.expected = QStringLiteral("%1 %2").arg(expected).arg(QLatin1String(what));
+    verdict.found = QString::number(found);
+    return verdict;
+}
+
+Verdict checkRecord(QStringView record, const MessageShape &shape)
+{
+    FirstFault sink(shape);
+    RecordScanner scanner(record, sink);
+    if (scanner.count() < neededColumns(shape))
+        return countFault(neededColumns(shape), scanner.count(), "columns");
+    if (scanner.count() > writtenColumns(shape))
+        return countFault(writtenColumns(shape), scanner.count(), "columns");
+    scanRecordAsWritten(scanner, shape);
+    return sink.verdict();
+}
+
+Verdict checkItem(QStringView item)
+{
+    const auto parts = static_cast<int>(item.count(QLatin1Char('^'))) + 1;
+    if (parts != 2)
+        return countFault(2, parts, "parts");
+    Korvin::TextParts props(item, '^');
+    const QStringView word = props.next();
+    const std::optional<ClassId> id = classOfType(word);
+    if (id)
+        return checkRecord(props.next(), {*id, Form::Text, Direction::Request});
+    Verdict verdict;
+    verdict.fault = Fault::UnknownType;
+    verdict.field = QStringLiteral("type");
+    verdict.expected = QStringLiteral("writeData, writeFile, ReadData or ReadFile");
+    verdict.found = QLatin1Char('"') + word.left(20).toString() + QLatin1Char('"');
+    return verdict;
+}
+
+Verdict checkCombination(QStringView record)
+{
+    int number = 0;
+    for (Korvin::TextParts items(record, '|'); !items.atEnd();) {
+        Verdict verdict = checkItem(items.next());
+        ++number;
+        if (!verdict.isOk()) {
+            verdict.item = number;
+            return verdict;
+        }
+    }
+    return {};
+}
+
+Verdict checkText(QStringView record, const MessageShape &shape)
+{
+    return shape.classId == ClassId::PackageRequestCombination ? checkCombination(record)
+                                                               : checkRecord(record, shape);
+}
+
+Verdict checkBytes(const QByteArray &frame, const MessageShape &shape)
+{
+    FirstFault sink(shape);
+    if (shape.form == Form::Frame) {
+        scanFrame<FrameAsWritten>(frame, shape, sink);
+        sink.endAt(frame.size());
+        return sink.verdict();
+    }
+    constexpr int Smallest = Korvin::LinuxHeader::Size + Korvin::LinuxHeader::ChecksumSize;
+    if (frame.size() >= Smallest) {
+        scanLinuxFrame(frame, shape, sink);
+        return sink.verdict();
+    }
+    Verdict verdict;
+    verdict.fault = Fault::Truncated;
+    verdict.position = frame.size();
+    verdict.expected = QStringLiteral("at least %1 bytes").arg(Smallest);
+    verdict.found = QStringLiteral("%1 bytes").arg(frame.size());
+    return verdict;
+}
+
+Verdict refused(Fault fault)
+{
+    Verdict verdict;
+    verdict.fault = fault;
+    return verdict;
+}
+
+/// Runs a check for a shape that exists.
+template <typename Check>
+Verdict guardedCheck(const MessageShape &shape, Check &&run)
+{
+    try {
+        return exists(shape) ? run() : refused(Fault::NoSuchForm);
+    } catch (const std::bad_alloc &) {
+        return refused(Fault::OutOfMemory);
+    }
+}
+
+} // namespace
+
+QString describe(const Verdict &verdict)
+{
+    QString place;
+    if (verdict.item > 0)
+        place += QStringLiteral("item %1, ").arg(verdict.item);
+    if (!verdict.field.isEmpty())
+        place += QStringLiteral("%1 at %2: ").arg(verdict.field).arg(verdict.position);
+    else if (verdict.fault == Fault::TrailingBytes)
+        place += QStringLiteral("at %1: ").arg(verdict.position);
+    return place + reasonOf({verdict.fault, verdict.expected, verdict.found});
+}
+
+Verdict check(const QByteArray &input, const MessageShape &shape)
+{
+    if (shape.form == Form::Text)
+        return check(QString::fromUtf8(input), shape);
+    return guardedCheck(shape, [&] { return checkBytes(input, shape); });
+}
+
+Verdict check(const QString &record, const MessageShape &shape)
+{
+    if (shape.form != Form::Text)
+        return refused(Fault::NoSuchForm);
+    return guardedCheck(shape, [&] { return checkText(record, shape); });
+}
+
+} // namespace KorvinInspect

@@ -1,0 +1,29 @@
+#ifndef FIELDRULES_P_H
+#define FIELDRULES_P_H
+
+#include "include/packagecheck.h"
+#include "wirefield_p.h"
+
+namespace KorvinInspect {
+
+/// What is wrong with a field, taken by itself.
+struct FieldFault
+{
+    Fault fault = Fault::None;
+    QString expected;
+    QString found;
+};
+
+/// Compares a field with what encoders write. @p shape tells where an empty data string is one
+/// number and where none.
+FieldFault faultOf(const WireField &field, const MessageShape &shape);
+
+/// The fault in words.
+QString reasonOf(const FieldFault &fault);
+
+/// The name of a code, or an empty view; of any field whose type is a code.
+QStringView codeName(const WireField &field);
+
+} // namespace KorvinInspect
+
+#endif

@@ -1,0 +1,65 @@
+#ifndef PACKAGECHECK_H
+#define PACKAGECHECK_H
+
+#include "korvininspectglobal.h"
+#include "messageshape.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+namespace KorvinInspect {
+
+/// Why a frame or record is refused.
+enum class Fault {
+    None,
+    NoSuchForm,         ///< The class has no such form: see exists().
+    Truncated,          ///< The input ends inside a field.
+    LengthTooLarge,     ///< More bytes are announced than are left.
+    TrailingBytes,      ///< Bytes are left behind the last field.
+    UnknownMarker,      ///< A marker or start byte is another one.
+    UnknownCode,        ///< A code in a frame has no name.
+    WrongChecksum,      ///< The checksum is another one.
+    ZeroInText,         ///< A text in a frame holds a zero byte, where readers end it.
+    TooFewFields,       ///< The record has too few columns, or an item too few parts.
+    TooManyFields,      ///< The record has too many columns, or an item too many parts.
+    NotANumber,         ///< A column is not a decimal number as encoders write it.
+    OutOfRange,         ///< A number is out of the range of its field.
+    UnknownName,        ///< A column is none of the words of its field.
+    NotEscaped,         ///< A device key holds a character that encoders escape.
+    DataStringMismatch, ///< A data string has not as many numbers as the length says.
+    UnknownType,        ///< An item of a combination has a type that none carries.
+    OutOfMemory         ///< The input could not be looked at.
+};
+
+/// What check() found: the first fault in wire order.
+struct Verdict
+{
+    Fault fault = Fault::None;
+    QString field;    ///< Name of the field, empty where none is concerned.
+    int item = 0;     ///< Item of a combination, counted from 1; 0 elsewhere.
+    int position = 0; ///< Byte offset in a frame, column in a record, both counted from 0.
+    QString expected; ///< In words.
+    QString found;    ///< In words.
+
+    bool isOk() const { return fault == Fault::None; }
+};
+
+/// The verdict in one line, such as "tag, offset 5: 300 bytes are announced, 12 are left".
+KORVININSPECT_EXPORT QString describe(const Verdict &verdict);
+
+/// Looks at input that is not trusted, before it reaches a decoder.
+///
+/// Accepts what the encoder of the class writes for a package whose fields agree, where the decoder
+/// accepts it too; refuses all else. docs/protocol.md lists what encoders write and this refuses.
+/// No object is built, nothing is allocated for what the input announces, and the time is linear in
+/// its size.
+///
+/// @param input is the frame, or the record in UTF-8.
+KORVININSPECT_EXPORT Verdict check(const QByteArray &input, const MessageShape &shape);
+
+/// The same for a record that is text already.
+KORVININSPECT_EXPORT Verdict check(const QString &record, const MessageShape &shape);
+
+} // namespace KorvinInspect
+
+#endif

@@ -1,0 +1,35 @@
+#ifndef PACKAGEGUESS_H
+#define PACKAGEGUESS_H
+
+#include "korvininspectglobal.h"
+#include "messageshape.h"
+#include "packagecheck.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QVector>
+
+namespace KorvinInspect {
+
+/// What an input may be.
+struct Guess
+{
+    MessageShape shape;
+    Verdict verdict; ///< That of check() for the shape.
+    QString reason;  ///< Why it may be this, or why not quite.
+};
+
+/// What a captured frame or record may be, best first.
+///
+/// The form shows by itself: 55 AA and a checksum, columns of text, else a byte frame. Then every
+/// class is tried. Those that check() accepts come first, and among them those whose read/write
+/// code and kind of payload are usual for the class; then those that are refused latest.
+///
+/// Several classes share a layout, so that the first guess need not be right: a short reply of most
+/// classes is the same six bytes.
+///
+/// @param input is the frame, or the record in UTF-8.
+KORVININSPECT_EXPORT QVector<Guess> guess(const QByteArray &input);
+
+} // namespace KorvinInspect
+
+#endif

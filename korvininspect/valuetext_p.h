@@ -1,0 +1,35 @@
+#ifndef VALUETEXT_P_H
+#define VALUETEXT_P_H
+
+#include "include/hexbytes.h"
+
+/// @file
+/// Values for people.
+
+namespace KorvinInspect {
+
+/// "2560 (0xA00)"; small and negative numbers in decimal only.
+template <typename Integer>
+QString numberForPeople(Integer number)
+{
+    QString decimal = QString::number(number);
+    if (number < 10)
+        return decimal;
+    return QStringLiteral("%1 (0x%2)").arg(decimal, QString::number(number, 16).toUpper());
+}
+
+/// The size and the first 32 bytes.
+inline QString firstBytes(const QByteArray &data)
+{
+    constexpr int MaxBytes = 32;
+    QString text = QStringLiteral("%1 bytes").arg(data.size());
+    if (!data.isEmpty())
+        text += QLatin1String(": ") + hexFromBytes(data.left(MaxBytes));
+    if (data.size() > MaxBytes)
+        text += QLatin1String(" ...");
+    return text;
+}
+
+} // namespace KorvinInspect
+
+#endif
