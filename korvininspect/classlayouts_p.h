@@ -148,8 +148,8 @@ private:
         Korvin::DataBlock block{lengthName};
         block.lengthField(m_scanner);
         const int start = m_scanner.position();
-        if (block.length >= 1)
-            block.dataField(m_scanner, m_fields.data);
+        block.length = qMax(block.length, 0); // no data where it is negative
+        block.dataField(m_scanner, m_fields.data);
         return start;
     }
 

@@ -100,8 +100,12 @@ public:
         explained.width = static_cast<int>(field.present);
         explained.raw = field.column < 0 ? m_frame.mid(explained.offset, explained.width)
                                          : field.text.toString().toUtf8();
-        explained.value = valueOf(field, explained);
-        explained.meaning = meaningOf(field, explained);
+        WireField taken = field;
+        // The readers of byte frames know two codes.
+        if (field.type == WireType::ReadWriteCode && m_shape.form == Form::Frame)
+            taken.number = field.number == 0 ? OrvexEnum::Read : OrvexEnum::Write;
+        explained.value = valueOf(taken, explained);
+        explained.meaning = meaningOf(taken, explained);
         explained.description = descriptionOf(explained.name);
         remark(field, explained);
         m_fields.append(explained);
@@ -206,12 +210,15 @@ private:
             if (field.type == WireType::Text)
                 return QStringLiteral("read as an empty text");
             return m_shape.form == Form::Linux ? QStringLiteral("what is there is read")
-                                               : QStringLiteral("read as zeros");
+                                               : QStringLiteral("read as zeros, or left as it was");
         case Fault::NotANumber:
         case Fault::OutOfRange:
+        case Fault::UnknownCode:
         case Fault::UnknownName:
             return QStringLiteral("read as %1")
-                .arg(codeName(field).isEmpty() ? valueForPeople(explained) : explained.meaning);
+                .arg(explained.meaning.isEmpty() || field.type == WireType::Number
+                         ? valueForPeople(explained)
+                         : explained.meaning);
         default:
             return {};
         }

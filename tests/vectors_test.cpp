@@ -5,67 +5,9 @@
 
 #include "packageforms.h"
 #include "testsupport.h"
-
-#include <QtCore/QDir>
-#include <QtCore/QFile>
-#include <QtCore/QJsonArray>
+#include "testvectors.h"
 
 namespace {
-
-struct FormOfVector
-{
-    const char *name;
-    Encoding encoding;
-};
-
-constexpr FormOfVector Forms[] = {
-    {"requestFrame", {Form::Frame, Direction::Request, ReplySize::Short}},
-    {"shortReply", {Form::Frame, Direction::Reply, ReplySize::Short}},
-    {"fullReply", {Form::Frame, Direction::Reply, ReplySize::Full}},
-    {"requestRecord", {Form::Text, Direction::Request, ReplySize::Short}},
-    {"replyRecord", {Form::Text, Direction::Reply, ReplySize::Short}},
-    {"linuxRequest", {Form::Linux, Direction::Request, ReplySize::Short}},
-};
-
-constexpr FormOfVector LinuxReply = {"linuxReply",
-                                     {Form::Linux, Direction::Reply, ReplySize::Short}};
-
-struct Vector
-{
-    QString className;
-    QJsonObject content;
-};
-
-void PrintTo(const Vector &vector, std::ostream *out)
-{
-    *out << vector.className.toStdString() << ", "
-         << vector.content.value(QLatin1String("name")).toString().toStdString();
-}
-
-std::vector<Vector> allVectors()
-{
-    std::vector<Vector> vectors;
-    const QDir directory(QStringLiteral(TEST_DATA "/vectors"));
-    for (const QString &fileName : directory.entryList(QDir::Files, QDir::Name)) {
-        QFile file(directory.filePath(fileName));
-        file.open(QIODevice::ReadOnly);
-        const QJsonObject json = QJsonDocument::fromJson(file.readAll()).object();
-        const QString className = json.value(QLatin1String("class")).toString();
-        for (const QJsonValue content : json.value(QLatin1String("cases")).toArray())
-            vectors.push_back({className, content.toObject()});
-    }
-    return vectors;
-}
-
-QByteArray encodedForm(const QJsonObject &form)
-{
-    if (form.contains(QLatin1String("text")))
-        return form.value(QLatin1String("text")).toString().toUtf8();
-    QByteArray bytes;
-    for (const QJsonValue piece : form.value(QLatin1String("bytes")).toArray())
-        bytes += QByteArray::fromHex(piece.toString().toLatin1());
-    return bytes;
-}
 
 class Vectors : public testing::TestWithParam<Vector>
 {
@@ -119,7 +61,7 @@ TEST_P(Vectors, EncodeAndDecode)
 {
     int forms = 0;
     const bool decodeOnly = GetParam().content.value(QLatin1String("decodeOnly")).toBool();
-    for (const FormOfVector &form : Forms) {
+    for (const FormOfVector &form : EncodedForms) {
         const QJsonValue expected = GetParam().content.value(QLatin1String(form.name));
         if (expected.isUndefined())
             continue;

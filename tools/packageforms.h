@@ -1,15 +1,14 @@
 #ifndef PACKAGEFORMS_H
 #define PACKAGEFORMS_H
 
+#include <messageshape.h>
+
 #include <QtCore/QByteArray>
-#include <QtCore/QString>
 
 class PackageBase;
 
-/// The encodings of a package.
-enum class Form { Frame, Text, Linux };
-
-enum class Direction { Request, Reply };
+using KorvinInspect::Direction;
+using KorvinInspect::Form;
 
 /// The size of a frame's reply; records and Linux frames have one size.
 enum class ReplySize { Short, Full };

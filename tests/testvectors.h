@@ -1,0 +1,50 @@
+#ifndef TESTVECTORS_H
+#define TESTVECTORS_H
+
+#include "packageforms.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QJsonObject>
+
+#include <ostream>
+#include <vector>
+
+/// A form as the vectors name it.
+struct FormOfVector
+{
+    const char *name;
+    Encoding encoding;
+};
+
+/// The forms that encoders make.
+constexpr FormOfVector EncodedForms[] = {
+    {"requestFrame", {Form::Frame, Direction::Request, ReplySize::Short}},
+    {"shortReply", {Form::Frame, Direction::Reply, ReplySize::Short}},
+    {"fullReply", {Form::Frame, Direction::Reply, ReplySize::Full}},
+    {"requestRecord", {Form::Text, Direction::Request, ReplySize::Short}},
+    {"replyRecord", {Form::Text, Direction::Reply, ReplySize::Short}},
+    {"linuxRequest", {Form::Linux, Direction::Request, ReplySize::Short}},
+};
+
+constexpr FormOfVector LinuxReply = {"linuxReply",
+                                     {Form::Linux, Direction::Reply, ReplySize::Short}};
+
+/// A case of tests/data/vectors.
+struct Vector
+{
+    QString className;
+    QJsonObject content;
+};
+
+inline void PrintTo(const Vector &vector, std::ostream *out)
+{
+    *out << vector.className.toStdString() << ", "
+         << vector.content.value(QLatin1String("name")).toString().toStdString();
+}
+
+std::vector<Vector> allVectors();
+
+/// The bytes of a form, or the record in UTF-8.
+QByteArray encodedForm(const QJsonObject &form);
+
+#endif
