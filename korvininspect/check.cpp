@@ -2,6 +2,10 @@
 #include "fieldrules_p.h"
 #include "include/packagecheck.h"
 
+#include <QtCore/QVarLengthArray>
+
+#include <algorithm>
+#include <cstring>
 #include <new>
 
 namespace KorvinInspect {
@@ -23,7 +27,9 @@ public:
             return;
         if (field.type == WireType::Checksum)
             endAt(field.offset);
-        const FieldFault fault = faultOf(field, m_shape);
+        FieldFault fault = faultOf(field, m_shape);
+        if (fault.fault == Fault::None)
+            fault = contradiction(field);
         if (m_verdict.isOk() && fault.fault != Fault::None) {
             m_verdict.fault = fault.fault;
             m_verdict.field = QString::fromLatin1(field.name);
@@ -48,9 +54,32 @@ public:
     Verdict verdict() const { return m_verdict; }
 
 private:
+    /// An encoder takes fields of the same name from the same field of its package.
+    FieldFault contradiction(const WireField &field)
+    {
+        if (field.type == WireType::Constant || field.type == WireType::Gap)
+            return {};
+        const auto *const earlier =
+            std::find_if(m_seen.begin(), m_seen.end(), [&](const WireField &seen) {
+                return seen.type == field.type && std::strcmp(seen.name, field.name) == 0;
+            });
+        if (earlier == m_seen.end()) {
+            m_seen.append(field);
+            return {};
+        }
+        const bool same = earlier->number == field.number
+            && (!field.bytes
+                || std::memcmp(earlier->bytes, field.bytes, static_cast<size_t>(field.width)) == 0);
+        if (same)
+            return {};
+        return {Fault::Contradiction, QString::number(earlier->number),
+                QString::number(field.number)};
+    }
+
     MessageShape m_shape;
     Verdict m_verdict;
     qint64 m_end = 0;
+    QVarLengthArray<WireField, 32> m_seen; // more than a frame or record has different ones
 };
 
 Verdict countFault(int expected, int found, const char *what)
@@ -77,7 +106,7 @@ Verdict checkRecord(QStringView record, const MessageShape &shape)
 
 Verdict checkItem(QStringView item)
 {
-    const auto parts = static_cast<int>(item.count(QLatin1Char('^'))) + 1;
+    const auto parts = static_cast<int>(std::count(item.begin(), item.end(), QLatin1Char('^'))) + 1;
     if (parts != 2)
         return countFault(2, parts, "parts");
     Korvin::TextParts props(item, '^');
@@ -161,16 +190,19 @@ QString describe(const Verdict &verdict)
         place += QStringLiteral("item %1, ").arg(verdict.item);
     if (!verdict.field.isEmpty())
         place += QStringLiteral("%1 at %2: ").arg(verdict.field).arg(verdict.position);
-    else if (verdict.fault == Fault::TrailingBytes)
+    else if (verdict.fault == Fault::TrailingBytes || verdict.fault == Fault::Truncated)
         place += QStringLiteral("at %1: ").arg(verdict.position);
     return place + reasonOf({verdict.fault, verdict.expected, verdict.found});
 }
 
 Verdict check(const QByteArray &input, const MessageShape &shape)
 {
-    if (shape.form == Form::Text)
-        return check(QString::fromUtf8(input), shape);
-    return guardedCheck(shape, [&] { return checkBytes(input, shape); });
+    return guardedCheck(shape, [&] {
+        if (shape.form != Form::Text)
+            return checkBytes(input, shape);
+        const QString record = QString::fromUtf8(input);
+        return record.toUtf8() == input ? checkText(record, shape) : refused(Fault::NotUtf8);
+    });
 }
 
 Verdict check(const QString &record, const MessageShape &shape)

@@ -113,12 +113,21 @@ FieldFault columnFault(const WireField &field, const MessageShape &shape)
     }
 }
 
+FieldFault textFault(const QByteArray &utf8)
+{
+    if (utf8.contains('\0'))
+        return {Fault::ZeroInText, {}, {}};
+    if (QString::fromUtf8(utf8).toUtf8() != utf8)
+        return {Fault::NotUtf8, {}, {}};
+    return {};
+}
+
 FieldFault byteFault(const WireField &field)
 {
     const auto isText = field.type == WireType::Text || field.type == WireType::Block;
     if (field.present < field.width) {
         return {isText ? Fault::LengthTooLarge : Fault::Truncated, byteCount(field.width),
-                byteCount(field.present)};
+                byteCount(field.left)};
     }
     const QString number = QString::number(field.number);
     switch (field.type) {
@@ -135,9 +144,7 @@ FieldFault byteFault(const WireField &field)
             return {Fault::UnknownCode, QStringLiteral("0 or 1"), number};
         break;
     case WireType::Text:
-        if (field.width > 0 && std::memchr(field.bytes, 0, static_cast<size_t>(field.width)))
-            return {Fault::ZeroInText, QStringLiteral("no zero byte"), byteCount(field.width)};
-        break;
+        return textFault(QByteArray::fromRawData(field.bytes, static_cast<int>(field.width)));
     case WireType::Checksum:
         if (field.number != field.max) {
             return {Fault::WrongChecksum, QString::number(field.max, 16).toUpper(),
@@ -195,6 +202,8 @@ QString reasonOf(const FieldFault &fault)
         return expectedAndFound("wrong checksum");
     case Fault::ZeroInText:
         return QStringLiteral("the text holds a zero byte, where readers end it");
+    case Fault::NotUtf8:
+        return QStringLiteral("the text is not UTF-8");
     case Fault::TooFewFields:
         return expectedAndFound("too few");
     case Fault::TooManyFields:
@@ -209,6 +218,8 @@ QString reasonOf(const FieldFault &fault)
         return expectedAndFound("not escaped");
     case Fault::DataStringMismatch:
         return expectedAndFound("the data string does not have the announced length");
+    case Fault::Contradiction:
+        return expectedAndFound("differs from the first one");
     case Fault::UnknownType:
         return expectedAndFound("unknown type");
     case Fault::OutOfMemory:

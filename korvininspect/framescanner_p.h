@@ -144,7 +144,8 @@ private:
         field.type = type;
         field.offset = m_position < 0 ? m_frame.size() : qMin(m_position, m_frame.size());
         field.width = width;
-        field.present = qBound<qint64>(0, m_frame.size() - field.offset, width);
+        field.left = qBound<qint64>(0, m_frame.size() - field.offset, width);
+        field.present = field.left;
         return field;
     }
 

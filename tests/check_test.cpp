@@ -1,0 +1,456 @@
+// The strict verdict: every fault by rows, everything that encoders make, and that nothing is
+// accepted which no encoder writes.
+
+#include "generatedpackages.h"
+#include "testvectors.h"
+
+#include <packagecheck.h>
+
+namespace {
+
+MessageShape shapeOf(const PackageClass &itsClass, const Encoding &encoding)
+{
+    return {itsClass.id, encoding.form, encoding.direction};
+}
+
+QByteArray encoded(PackageBase &package, const Encoding &encoding)
+{
+    QByteArray bytes;
+    EXPECT_EQ(encodePackage(package, encoding, &bytes), QString());
+    return bytes;
+}
+
+struct RefusedRow
+{
+    const char *className;
+    Form form;
+    Direction direction;
+    const char *input; // hexadecimal digits or text
+    Fault fault;
+    const char *verdict;
+};
+
+// The header of a request without key and tag, without its marker and its read/write code.
+#define HEAD "0000 0000 03000000 0700 01 02 03 04 0500 "
+#define TAIL " 06 0700 0800 "
+
+// Columns 0 to 14 of a record.
+#define COLUMNS "7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok"
+#define WRITE_COLUMNS "7,key,1,2,3,4,5,6,7,8,write,9,tag,ok,ok"
+
+constexpr auto Request = Direction::Request;
+constexpr auto Reply = Direction::Reply;
+
+const RefusedRow RefusedRows[] = {
+    {"PackageBase", Form::Frame, Request, "", Fault::Truncated,
+     "marker at 0: truncated: 1 bytes expected, 0 bytes found"},
+    {"PackageBase", Form::Frame, Request, "00 0500 6162", Fault::LengthTooLarge,
+     "deviceKey at 3: 5 bytes are announced, 2 bytes are left"},
+    {"PackageBase", Form::Frame, Request, "00 0100 61 0100", Fault::LengthTooLarge,
+     "tag at 6: 1 bytes are announced, 0 bytes are left"},
+    {"PackageBase", Form::Frame, Request, "00 0000 0000 0300", Fault::Truncated,
+     "timeout at 5: truncated: 4 bytes expected, 2 bytes found"},
+    {"PackageBase", Form::Frame, Request,
+     "00 0200 6100 0000 03000000 0700 01 02 03 04 0500 00" TAIL, Fault::ZeroInText,
+     "deviceKey at 3: the text holds a zero byte, where readers end it"},
+    {"PackageBase", Form::Frame, Request, "00 0000 0100 FF 03000000 0700 01 02 03 04 0500 00" TAIL,
+     Fault::NotUtf8, "tag at 5: the text is not UTF-8"},
+    {"PackageBase", Form::Text, Request, "7,\xFF,1,2,3,4,5,6,7,8,read,9,tag,ok,ok", Fault::NotUtf8,
+     "the text is not UTF-8"},
+    {"PackageBase", Form::Frame, Request, "00 " HEAD "02" TAIL, Fault::UnknownCode,
+     "readWriteCode at 17: unknown code: a code with a name expected, 2 found"},
+    {"PackageBase", Form::Frame, Request, "01 " HEAD "00" TAIL, Fault::UnknownMarker,
+     "marker at 0: unknown marker: 0 expected, 1 found"},
+    {"PackageBase", Form::Frame, Request, "00 " HEAD "00" TAIL "00", Fault::TrailingBytes,
+     "at 23: bytes behind the last field: 23 bytes expected, 24 bytes found"},
+    {"PackageBase", Form::Frame, Reply, "00 0700 00 08 00", Fault::UnknownCode,
+     "commResult at 4: unknown code: a code with a name expected, 8 found"},
+    {"PackageBase", Form::Frame, Reply, "00 0700 00 01 0B", Fault::UnknownCode,
+     "packResult at 5: unknown code: a code with a name expected, 11 found"},
+    {"PackageBase", Form::Frame, Reply, "00 0700 00 01", Fault::Truncated,
+     "packResult at 5: truncated: 1 bytes expected, 0 bytes found"},
+    {"PackageBase", Form::Frame, Reply, "02 " HEAD "00" TAIL "00 00 01 00 00 00",
+     Fault::UnknownMarker, "marker at 0: unknown marker: 1 expected, 2 found"},
+    {"PackageBase", Form::Frame, Reply, "01 " HEAD "00" TAIL "00 00 01 00 00", Fault::Truncated,
+     "at 28: truncated: 1 bytes expected, 0 bytes found"},
+    {"PackageRequestRead", Form::Frame, Request, "00 " HEAD "00" TAIL "FFFFFFFF 00",
+     Fault::OutOfRange, "replyDataLength at 23: out of range: a length expected, -1 found"},
+    {"PackageRequestRead", Form::Frame, Request, "00 " HEAD "00" TAIL "01000000 03",
+     Fault::UnknownCode,
+     "clientPackageType at 27: unknown code: a code with a name expected, 3 found"},
+    {"PackageRequestWrite", Form::Frame, Request, "00 " HEAD "01" TAIL "02 00", Fault::UnknownCode,
+     "broadcast at 23: unknown code: 0 or 1 expected, 2 found"},
+    {"PackageRequestWriteData", Form::Frame, Request, "00 " HEAD "01" TAIL "00 00 FFFFFF7F 01",
+     Fault::LengthTooLarge, "data at 29: 2147483647 bytes are announced, 1 bytes are left"},
+    {"PackageRequestWriteData", Form::Frame, Request, "00 " HEAD "01" TAIL "00 00 01000000 01 02",
+     Fault::TrailingBytes, "at 30: bytes behind the last field: 30 bytes expected, 31 bytes found"},
+    {"PackageRequestReadData", Form::Frame, Request, "00 " HEAD "00" TAIL "02000000 00 02000000 01",
+     Fault::LengthTooLarge, "data at 32: 2 bytes are announced, 1 bytes are left"},
+    {"PackageRequestReadData", Form::Frame, Reply, "00 0700 00 01 00 02000000",
+     Fault::LengthTooLarge, "data at 10: 2 bytes are announced, 0 bytes are left"},
+    {"PackageRequestReadFile", Form::Frame, Reply, "00 0700 00 01 00 0200 61",
+     Fault::LengthTooLarge, "fileNameWithPath at 8: 2 bytes are announced, 1 bytes are left"},
+    {"PackageRequestWriteFile", Form::Frame, Request, "00 " HEAD "01" TAIL "00 01 000000",
+     Fault::Truncated, "at 28: truncated: 1 bytes expected, 0 bytes found"},
+    {"PackageRequestWriteFile", Form::Frame, Request, "00 " HEAD "01" TAIL "00 01 01000000 61",
+     Fault::Truncated, "offset at 30: truncated: 4 bytes expected, 0 bytes found"},
+
+    {"PackageRequestReadData", Form::Linux, Reply, "55 55", Fault::Truncated,
+     "at 2: truncated: at least 20 bytes expected, 2 bytes found"},
+    {"PackageRequestReadData", Form::Linux, Reply,
+     "54AA 00 05 00000000 0000 00 00 0000 0000 0000 5A55", Fault::UnknownMarker,
+     "start at 0: unknown marker: 85 expected, 84 found"},
+    {"PackageRequestReadData", Form::Linux, Reply,
+     "55AA 00 05 00000000 0000 00 00 0000 0000 0000 5B55", Fault::WrongChecksum,
+     "checksum at 18: wrong checksum: 555A expected, 555B found"},
+    {"PackageRequestReadData", Form::Linux, Reply,
+     "55AA 00 05 00000000 0000 00 00 0000 0000 0200 01 5D55", Fault::LengthTooLarge,
+     "data at 18: 2 bytes are announced, 1 bytes are left"},
+    {"PackageRequestReadData", Form::Linux, Reply,
+     "55AA 00 05 00000000 0000 00 00 0000 0000 0100 01 02 5E55", Fault::TrailingBytes,
+     "at 19: bytes behind the last field: 19 bytes expected, 20 bytes found"},
+    {"PackageRequestReadData", Form::Linux, Request,
+     "55AA 00 05 00000000 0000 00 00 0000 0000 0100 01 5C55", Fault::TrailingBytes,
+     "at 18: bytes behind the last field: 18 bytes expected, 19 bytes found"},
+    {"PackageRequestRead", Form::Linux, Reply, "", Fault::NoSuchForm, "the class has no such form"},
+
+    {"PackageBase", Form::Text, Request, "7,key", Fault::TooFewFields,
+     "too few: 15 columns expected, 2 found"},
+    {"PackageBase", Form::Text, Request, COLUMNS ",0", Fault::TooManyFields,
+     "too many: 15 columns expected, 16 found"},
+    {"PackageBase", Form::Text, Reply, COLUMNS, Fault::TooFewFields,
+     "too few: 16 columns expected, 15 found"},
+    {"PackageBase", Form::Text, Reply, COLUMNS ",4294967295", Fault::OutOfRange,
+     "ackCode at 15: out of range: a number from 0 to 2147483647 expected, \"4294967295\" found"},
+    {"PackageBase", Form::Text, Request, "07,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok",
+     Fault::NotANumber,
+     "serialNum at 0: not a number: a number from 0 to 2147483647 expected, \"07\" found"},
+    {"PackageBase", Form::Text, Request, "2147483648,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok",
+     Fault::OutOfRange,
+     "serialNum at 0: out of range: a number from 0 to 2147483647 expected, \"2147483648\" found"},
+    {"PackageBase", Form::Text, Request,
+     "99999999999999999999999999999999999999999999999999,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok",
+     Fault::OutOfRange,
+     "serialNum at 0: out of range: a number from 0 to 2147483647 expected, "
+     "\"9999999999999999999999999999999999999999...\" found"},
+    {"PackageBase", Form::Text, Request, "7,a/b,1,2,3,4,5,6,7,8,read,9,tag,ok,ok",
+     Fault::NotEscaped, "deviceKey at 1: not escaped: #*# for / expected, \"a/b\" found"},
+    {"PackageBase", Form::Text, Request, "7,key,-2147483649,2,3,4,5,6,7,8,read,9,tag,ok,ok",
+     Fault::OutOfRange,
+     "deviceType at 2: out of range: a number from -2147483648 to 2147483647 expected, "
+     "\"-2147483649\" found"},
+    {"PackageBase", Form::Text, Request, "7,key,-0,2,3,4,5,6,7,8,read,9,tag,ok,ok",
+     Fault::NotANumber,
+     "deviceType at 2: not a number: a number from -2147483648 to 2147483647 expected, \"-0\" "
+     "found"},
+    {"PackageBase", Form::Text, Request, "7,key,-,2,3,4,5,6,7,8,read,9,tag,ok,ok",
+     Fault::NotANumber,
+     "deviceType at 2: not a number: a number from -2147483648 to 2147483647 expected, \"-\" "
+     "found"},
+    {"PackageBase", Form::Text, Request, "7,key,1,256,3,4,5,6,7,8,read,9,tag,ok,ok",
+     Fault::OutOfRange,
+     "scrAddr at 3: out of range: a number from 0 to 255 expected, \"256\" found"},
+    {"PackageBase", Form::Text, Request, "7,key,1,,3,4,5,6,7,8,read,9,tag,ok,ok", Fault::NotANumber,
+     "scrAddr at 3: not a number: a number from 0 to 255 expected, \"\" found"},
+    {"PackageBase", Form::Text, Request, "7,key,1,2, 3,4,5,6,7,8,read,9,tag,ok,ok",
+     Fault::NotANumber,
+     "desAddr at 4: not a number: a number from 0 to 255 expected, \" 3\" found"},
+    {"PackageBase", Form::Text, Request, "7,key,1,2,3,4,65536,6,7,8,read,9,tag,ok,ok",
+     Fault::OutOfRange,
+     "scanBoardAddr at 6: out of range: a number from 0 to 65535 expected, \"65536\" found"},
+    {"PackageBase", Form::Text, Request, "7,key,1,2,3,4,5,6,7,-1,read,9,tag,ok,ok",
+     Fault::OutOfRange,
+     "reserved2 at 9: out of range: a number from 0 to 2147483647 expected, \"-1\" found"},
+    {"PackageBase", Form::Text, Request, "7,key,1,2,3,4,5,6,7,8,Read,9,tag,ok,ok",
+     Fault::UnknownName,
+     "readWriteCode at 10: unknown name: a word of this field expected, \"Read\" found"},
+    {"PackageBase", Form::Text, Request, "7,key,1,2,3,4,5,6,7,8,read,9,tag,timeOut,ok",
+     Fault::UnknownName,
+     "commResult at 13: unknown name: a word of this field expected, \"timeOut\" found"},
+    {"PackageBase", Form::Text, Request, "7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,", Fault::UnknownName,
+     "packResult at 14: unknown name: a word of this field expected, \"\" found"},
+    {"PackageRequestRead", Form::Text, Request, COLUMNS ",-1,data", Fault::OutOfRange,
+     "replyDataLength at 15: out of range: a number from 0 to 2147483647 expected, \"-1\" found"},
+    {"PackageRequestRead", Form::Text, Request, COLUMNS ",1,Data", Fault::UnknownName,
+     "clientPackageType at 16: unknown name: a word of this field expected, \"Data\" found"},
+    {"PackageRequestWrite", Form::Text, Reply, WRITE_COLUMNS ",0,True,data", Fault::UnknownName,
+     "broadcast at 16: unknown name: a word of this field expected, \"True\" found"},
+    {"PackageRequestReadData", Form::Text, Reply, COLUMNS ",0,2,data,2,1/2/3",
+     Fault::DataStringMismatch,
+     "data at 19: the data string does not have the announced length: 2 numbers expected, 3 "
+     "found"},
+    {"PackageRequestReadData", Form::Text, Reply, COLUMNS ",0,3,data,2,1/2", Fault::Contradiction,
+     "replyDataLength at 18: differs from the first one: 3 expected, 2 found"},
+    {"PackageRequestReadData", Form::Frame, Request, "00 " HEAD "00" TAIL "02000000 00 03000000",
+     Fault::Contradiction,
+     "replyDataLength at 28: differs from the first one: 2 expected, 3 found"},
+    {"PackageRequestReadFile", Form::Frame, Reply,
+     "01 " HEAD "00" TAIL "02000000 00 0100 61 00 00 01 00 00 00 02000000 00 0100 62",
+     Fault::Contradiction,
+     "fileNameWithPath at 44: differs from the first one: 1 expected, 1 found"},
+    {"PackageRequestReadData", Form::Text, Reply, COLUMNS ",0,0,data,0,", Fault::DataStringMismatch,
+     "data at 19: the data string does not have the announced length: 0 numbers expected, 1 "
+     "found"},
+    {"PackageRequestWriteData", Form::Text, Request, WRITE_COLUMNS ",true,data,0,",
+     Fault::DataStringMismatch,
+     "data at 18: the data string does not have the announced length: 0 numbers expected, 1 "
+     "found"},
+    {"PackageRequestWriteData", Form::Text, Request, WRITE_COLUMNS ",true,data,2147483647,1",
+     Fault::DataStringMismatch,
+     "data at 18: the data string does not have the announced length: 2147483647 numbers "
+     "expected, 1 found"},
+    {"PackageRequestWriteData", Form::Text, Request, WRITE_COLUMNS ",true,data,2,1/256",
+     Fault::OutOfRange, "data at 18: out of range: a number from 0 to 255 expected, \"256\" found"},
+    {"PackageRequestWriteData", Form::Text, Request, WRITE_COLUMNS ",true,data,2,1/",
+     Fault::NotANumber, "data at 18: not a number: a number from 0 to 255 expected, \"\" found"},
+    {"PackageRequestReadMemData", Form::Text, Request, COLUMNS ",1,memData,x", Fault::NotANumber,
+     "offset at 17: not a number: a number from -2147483648 to 2147483647 expected, \"x\" found"},
+    {"SpecialPackageRequest", Form::Text, Request, "1,2", Fault::TooFewFields,
+     "too few: 3 columns expected, 2 found"},
+    {"SpecialPackageRequest", Form::Text, Request, "1,2,a,b", Fault::TooManyFields,
+     "too many: 3 columns expected, 4 found"},
+    {"SpecialPackageRequest", Form::Text, Request, "1,-2,a", Fault::OutOfRange,
+     "timeout at 1: out of range: a number from 0 to 2147483647 expected, \"-2\" found"},
+    {"SpecialPackageRequest", Form::Text, Reply, "1,2,a,0", Fault::TooFewFields,
+     "too few: 16 columns expected, 4 found"},
+    {"PackageRequestCombination", Form::Text, Request, "", Fault::TooFewFields,
+     "item 1, too few: 2 parts expected, 1 found"},
+    {"PackageRequestCombination", Form::Text, Request,
+     "ReadData^" COLUMNS ",1,data|ReadData^" COLUMNS ",1,data^", Fault::TooManyFields,
+     "item 2, too many: 2 parts expected, 3 found"},
+    {"PackageRequestCombination", Form::Text, Request, "ReadMemData^" COLUMNS ",1,memData,5",
+     Fault::UnknownType,
+     "item 1, type at 0: unknown type: writeData, writeFile, ReadData or ReadFile expected, "
+     "\"ReadMemData\" found"},
+    {"PackageRequestCombination", Form::Text, Request, "ReadData^" COLUMNS ",1,data|readData^",
+     Fault::UnknownType,
+     "item 2, type at 0: unknown type: writeData, writeFile, ReadData or ReadFile expected, "
+     "\"readData\" found"},
+    {"PackageRequestCombination", Form::Text, Request, "ReadFile^" COLUMNS ",x,file,name",
+     Fault::NotANumber,
+     "item 1, replyDataLength at 15: not a number: a number from 0 to 2147483647 expected, \"x\" "
+     "found"},
+};
+
+ClassId idOf(const char *name)
+{
+    const PackageClass *found = packageClass(QLatin1String(name));
+    return found ? found->id : ClassId::PackageRequestCombination;
+}
+
+TEST(Check, RefusesWithAReason)
+{
+    for (const RefusedRow &row : RefusedRows) {
+        SCOPED_TRACE(row.verdict);
+        const QByteArray input = row.form == Form::Text ? QByteArray(row.input) : hex(row.input);
+        const Verdict verdict = check(input, {idOf(row.className), row.form, row.direction});
+        EXPECT_FALSE(verdict.isOk());
+        EXPECT_EQ(int(verdict.fault), int(row.fault));
+        EXPECT_EQ(describe(verdict), QString::fromLatin1(row.verdict));
+    }
+}
+
+TEST(Check, VerdictSaysWhere)
+{
+    const Verdict verdict =
+        check(hex("00 0500 6162"), {ClassId::PackageBase, Form::Frame, Request});
+    EXPECT_EQ(verdict.field, QStringLiteral("deviceKey"));
+    EXPECT_EQ(verdict.position, 3);
+    EXPECT_EQ(verdict.item, 0);
+    EXPECT_EQ(verdict.expected, QStringLiteral("5 bytes"));
+    EXPECT_EQ(verdict.found, QStringLiteral("2 bytes"));
+}
+
+struct AcceptedRow
+{
+    const char *className;
+    Form form;
+    Direction direction;
+    const char *input;
+};
+
+const AcceptedRow AcceptedRows[] = {
+    {"PackageBase", Form::Frame, Request, "00 " HEAD "00" TAIL},
+    {"PackageBase", Form::Frame, Reply, "00 0700 FF 07 F5"},
+    {"PackageBase", Form::Frame, Reply, "01 " HEAD "00" TAIL "FF 99 07 99 F5 99"},
+    // A request to read announces data that it does not carry.
+    {"PackageRequestReadData", Form::Frame, Request, "00 " HEAD "00" TAIL "04000000 00 04000000"},
+    {"PackageRequestReadData", Form::Frame, Reply,
+     "01 " HEAD "00" TAIL "04000000 00 04000000 00 00 01 00 00 00 04000000 00 04000000"},
+    // The layout that readers of a file write expect.
+    {"PackageRequestWriteFile", Form::Frame, Request,
+     "00 " HEAD "01" TAIL "00 01 01000000 61 05000000"},
+    {"PackageRequestWriteFile", Form::Frame, Request, "00 " HEAD "01" TAIL "00 01 00000000 61"},
+    {"PackageRequestWriteFile", Form::Frame, Request, "00 " HEAD "01" TAIL "00 01"},
+    {"PackageRequestWriteData", Form::Linux, Reply,
+     "55AA FF 05 00000000 0000 01 FF 0000 0000 0000 5957"},
+    {"PackageBase", Form::Text, Reply, COLUMNS ",2147483647"},
+    {"PackageRequestWriteData", Form::Text, Reply, WRITE_COLUMNS ",0,true,data,0,"},
+    {"PackageRequestWriteData", Form::Text, Request, WRITE_COLUMNS ",true,data,1,255"},
+    {"PackageRequestReadMemData", Form::Text, Request, COLUMNS ",1,memData,-2147483648"},
+    {"SpecialPackageRequest", Form::Text, Request, "-1,2147483647,"},
+    {"PackageRequestCombination", Form::Text, Request, "ReadFile^" COLUMNS ",1,file,name"},
+};
+
+TEST(Check, AcceptsWhatEncodersWrite)
+{
+    for (const AcceptedRow &row : AcceptedRows) {
+        SCOPED_TRACE(row.input);
+        const QByteArray input = row.form == Form::Text ? QByteArray(row.input) : hex(row.input);
+        EXPECT_EQ(describe(check(input, {idOf(row.className), row.form, row.direction})),
+                  QStringLiteral("ok"));
+    }
+}
+
+TEST(Check, TextOnlyTakesRecords)
+{
+    EXPECT_EQ(
+        int(check(QStringLiteral("1,2,3"), {ClassId::PackageBase, Form::Frame, Request}).fault),
+        int(Fault::NoSuchForm));
+}
+
+/// Whether an encoder would write the same again of what a decoder takes from an accepted input.
+/// The other forms do not read back what was written.
+bool isLossless(const MessageShape &shape, const QByteArray &input)
+{
+    const bool request = shape.direction == Request;
+    switch (shape.form) {
+    case Form::Frame:
+        return request ? shape.classId != ClassId::PackageRequestWriteFile : input.at(0) == '\0';
+    case Form::Text:
+        return request || shape.classId == ClassId::PackageBase;
+    default:
+        return false;
+    }
+}
+
+/// What is accepted must decode, and where the form is lossless it must be what an encoder writes.
+void expectWrittenByAnEncoder(const QByteArray &input, const PackageClass &itsClass,
+                              const Encoding &encoding)
+{
+    const MessageShape shape = shapeOf(itsClass, encoding);
+    if (!check(input, shape).isOk())
+        return;
+    SCOPED_TRACE((encoding.form == Form::Text ? input : input.toHex(' ')).toStdString());
+    // Readers take full replies from wrong places, and may make absurd lengths ready.
+    if (encoding.form == Form::Frame && !isLossless(shape, input))
+        return;
+    const LogCapture log; // of a data read without data
+    const std::unique_ptr<PackageBase> decoded = itsClass.create();
+    int consumed = 0;
+    if (encoding.form != Form::Linux || encoding.direction == Reply) {
+        EXPECT_EQ(decodePackage(*decoded, encoding, input, &consumed), QString());
+    }
+    if (!isLossless(shape, input))
+        return;
+    QByteArray again = encoded(*decoded, encoding);
+    // A data read without data decodes as one with zeros.
+    if (itsClass.id == ClassId::PackageRequestReadData && encoding.form == Form::Frame)
+        again.truncate(qMax(input.size(), again.size() - decoded->data().size()));
+    EXPECT_EQ(again, input);
+}
+
+bool isRefusedReply(const MessageShape &shape)
+{
+    return shape.classId == ClassId::SpecialPackageRequest && shape.form == Form::Text
+        && shape.direction == Reply;
+}
+
+TEST(Check, AcceptsEveryConsistentPackageAndNothingThatNoEncoderWrites)
+{
+    Generator generate(42);
+    for (int i = 0; i < 20000 && !testing::Test::HasFailure(); ++i) {
+        const PackageClass &itsClass = generate.anyClass();
+        const Encoding encoding = generate.anyEncoding(itsClass);
+        const MessageShape shape = shapeOf(itsClass, encoding);
+        const QByteArray input = encoded(*generate.consistentPackage(itsClass), encoding);
+        SCOPED_TRACE(testing::Message() << i << ": " << describe(shape).toStdString());
+        EXPECT_EQ(check(input, shape).isOk(), !isRefusedReply(shape))
+            << describe(check(input, shape)).toStdString() << '\n'
+            << input.toHex(' ').toStdString();
+        expectWrittenByAnEncoder(input, itsClass, encoding);
+        expectWrittenByAnEncoder(generate.mutated(input, encoding.form), itsClass, encoding);
+    }
+}
+
+TEST(Check, RefusesTruncationsAndFlippedBitsThatAReaderCanNotice)
+{
+    Generator generate(43);
+    for (const PackageClass &itsClass : packageClasses()) {
+        for (const FormOfVector &form : EncodedForms) {
+            const MessageShape shape = shapeOf(itsClass, form.encoding);
+            if (!exists(shape))
+                continue;
+            SCOPED_TRACE(describe(shape).toStdString());
+            const QByteArray input = encoded(*generate.consistentPackage(itsClass), form.encoding);
+            for (int size = 0; size < input.size(); ++size)
+                expectWrittenByAnEncoder(input.left(size), itsClass, form.encoding);
+            for (int bit = 0; bit < 8 * input.size(); ++bit) {
+                QByteArray flipped = input;
+                flipped[bit / 8] = static_cast<char>(flipped.at(bit / 8) ^ (1 << bit % 8));
+                // What is not UTF-8 is no record.
+                if (form.encoding.form != Form::Text
+                    || QString::fromUtf8(flipped).toUtf8() == flipped)
+                    expectWrittenByAnEncoder(flipped, itsClass, form.encoding);
+            }
+        }
+    }
+}
+
+TEST(Check, RefusesEveryTruncationOfFramesThatCarryTheirLengths)
+{
+    Generator generate(44);
+    for (const PackageClass &itsClass : packageClasses()) {
+        // The name of a written file ends where its frame ends.
+        if (itsClass.id == ClassId::PackageRequestWriteFile)
+            continue;
+        for (const FormOfVector &form : EncodedForms) {
+            const MessageShape shape = shapeOf(itsClass, form.encoding);
+            if (!exists(shape) || shape.form == Form::Text)
+                continue;
+            SCOPED_TRACE(testing::Message() << form.name << ' ' << describe(shape).toStdString());
+            const auto package = generate.consistentPackage(itsClass);
+            const QByteArray input = encoded(*package, form.encoding);
+            for (int size = 0; size < input.size(); ++size) {
+                // Without its data a data read is a request.
+                const bool isRequest = itsClass.id == ClassId::PackageRequestReadData
+                    && QByteArray(form.name) == "requestFrame"
+                    && size == input.size() - package->data().size();
+                EXPECT_EQ(check(input.left(size), shape).isOk(), isRequest) << size;
+            }
+        }
+    }
+}
+
+TEST(Check, RefusesEveryFlippedBitOfALinuxFrame)
+{
+    Generator generate(45);
+    const PackageClass &itsClass = *packageClass(QStringLiteral("PackageRequestWriteData"));
+    const Encoding encoding{Form::Linux, Request, ReplySize::Short};
+    const QByteArray input = encoded(*generate.consistentPackage(itsClass), encoding);
+    ASSERT_TRUE(check(input, shapeOf(itsClass, encoding)).isOk());
+    for (int bit = 0; bit < 8 * input.size(); ++bit) {
+        QByteArray flipped = input;
+        flipped[bit / 8] = static_cast<char>(flipped.at(bit / 8) ^ (1 << bit % 8));
+        EXPECT_FALSE(check(flipped, shapeOf(itsClass, encoding)).isOk()) << bit;
+    }
+}
+
+TEST(Check, CombinationsOfConsistentRequestsAreAccepted)
+{
+    Generator generate(46);
+    const MessageShape shape{ClassId::PackageRequestCombination, Form::Text, Request};
+    for (int i = 0; i < 500; ++i) {
+        QStringList items;
+        while (items.size() < 3) {
+            const PackageClass &itsClass = generate.anyClass();
+            if (itsClass.combinationType.isEmpty())
+                continue;
+            items << itsClass.combinationType + QLatin1Char('^')
+                    + generate.consistentPackage(itsClass)->makePackageRequest();
+        }
+        EXPECT_EQ(describe(check(items.join(QLatin1Char('|')), shape)), QStringLiteral("ok"));
+    }
+}
+
+} // namespace

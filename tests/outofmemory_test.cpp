@@ -2,6 +2,7 @@
 // result: no crash, no exception, and a package that works again afterwards. Replaces malloc, so
 // this is a program of its own and is not built with sanitizers, which do the same.
 
+#include "mallochook.h"
 #include "packagebase_p.h"
 #include "testsupport.h"
 
@@ -12,50 +13,6 @@
 
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
-
-#include <cerrno>
-#include <cstdlib>
-
-extern "C" {
-void *__libc_malloc(std::size_t size);
-void *__libc_calloc(std::size_t count, std::size_t size);
-void *__libc_realloc(void *memory, std::size_t size);
-}
-
-namespace {
-
-// Allocations left until the one that fails; negative while none is to fail.
-int countdown = -1;
-
-bool failsNow()
-{
-    if (countdown < 0)
-        return false;
-    if (countdown-- > 0)
-        return false;
-    errno = ENOMEM;
-    return true;
-}
-
-} // namespace
-
-extern "C" {
-
-void *malloc(std::size_t size)
-{
-    return failsNow() ? nullptr : __libc_malloc(size);
-}
-
-void *calloc(std::size_t nmemb, std::size_t size)
-{
-    return failsNow() ? nullptr : __libc_calloc(nmemb, size);
-}
-
-void *realloc(void *ptr, std::size_t size)
-{
-    return failsNow() ? nullptr : __libc_realloc(ptr, size);
-}
-}
 
 namespace {
 
@@ -83,7 +40,7 @@ int failEachAllocation(Make make, Operation operation, Report report = Report::A
     EXPECT_TRUE(operation(*make()));
     for (int failing = 0;; ++failing) {
         auto subject = make();
-        countdown = failing;
+        failingAllocation = failing;
         bool threw = false;
         bool succeeded = false;
         try {
@@ -91,8 +48,8 @@ int failEachAllocation(Make make, Operation operation, Report report = Report::A
         } catch (...) {
             threw = true;
         }
-        const bool failed = countdown == -1;
-        countdown = -1;
+        const bool failed = failingAllocation == -1;
+        failingAllocation = -1;
         EXPECT_FALSE(threw) << "allocation " << failing;
         if (failed && report == Report::Always) {
             EXPECT_FALSE(succeeded) << "allocation " << failing;
@@ -268,9 +225,9 @@ TEST_F(OutOfMemoryElsewhere, ReportOfAShortCopy)
     // The copy fails either way; what counts is that its message does not throw.
     QByteArray destination;
     for (int failing = 0; failing < 8; ++failing) {
-        countdown = failing;
+        failingAllocation = failing;
         const bool copied = PackageBase::ArrayCopy(QByteArray(), 0, &destination, 0, 1);
-        countdown = -1;
+        failingAllocation = -1;
         EXPECT_FALSE(copied);
     }
 }
@@ -284,9 +241,9 @@ TEST_F(OutOfMemoryElsewhere, ReportOfMissingFields)
     };
     const Probe package;
     for (int failing = 0; failing < 8; ++failing) {
-        countdown = failing;
+        failingAllocation = failing;
         const quint64 serialNum = package.getSerialNum();
-        countdown = -1;
+        failingAllocation = -1;
         EXPECT_EQ(serialNum, 0U);
     }
 }
@@ -355,10 +312,10 @@ TEST_F(OutOfMemoryElsewhere, Combinations)
     int failures = 0;
     for (int failing = 0;; ++failing) {
         Owner owner;
-        countdown = failing;
+        failingAllocation = failing;
         const bool decoded = owner.unCombinationPackageRequest(record);
-        const bool failed = countdown == -1;
-        countdown = -1;
+        const bool failed = failingAllocation == -1;
+        failingAllocation = -1;
         if (!failed) {
             EXPECT_TRUE(decoded);
             EXPECT_EQ(owner.packageList().size(), 2U);
@@ -384,9 +341,9 @@ TEST_F(OutOfMemoryElsewhere, CheckOfAFileWriteSaysThatItFailed)
     ASSERT_TRUE(combination.unCombinationPackageRequest(
         QStringLiteral("writeFile^8,,1,0,255,2,3,4,5,0,write,3,,ok,ok,false,file,missing,0")));
     const LogCapture log;
-    countdown = 0;
+    failingAllocation = 0;
     const bool checked = combination.makeCombinationPackageRequest();
-    countdown = -1;
+    failingAllocation = -1;
     EXPECT_FALSE(checked);
     ASSERT_EQ(log.messages().size(), 1U);
     EXPECT_EQ(log.messages().front().text,

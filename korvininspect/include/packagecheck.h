@@ -20,12 +20,14 @@ enum class Fault {
     UnknownCode,        ///< A code in a frame has no name.
     WrongChecksum,      ///< The checksum is another one.
     ZeroInText,         ///< A text in a frame holds a zero byte, where readers end it.
+    NotUtf8,            ///< A text in a frame, or a record, is not UTF-8.
     TooFewFields,       ///< The record has too few columns, or an item too few parts.
     TooManyFields,      ///< The record has too many columns, or an item too many parts.
     NotANumber,         ///< A column is not a decimal number as encoders write it.
     OutOfRange,         ///< A number is out of the range of its field.
     UnknownName,        ///< A column is none of the words of its field.
     NotEscaped,         ///< A device key holds a character that encoders escape.
+    Contradiction,      ///< A field that stands twice has two values.
     DataStringMismatch, ///< A data string has not as many numbers as the length says.
     UnknownType,        ///< An item of a combination has a type that none carries.
     OutOfMemory         ///< The input could not be looked at.

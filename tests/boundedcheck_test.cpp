@@ -1,0 +1,176 @@
+// What check() allocates, and how its time grows.
+
+#include "mallochook.h"
+#include "testsupport.h"
+
+#include <packagecheck.h>
+#include <packageexplain.h>
+
+#include <QtCore/QElapsedTimer>
+
+#include <functional>
+#include <limits>
+
+namespace {
+
+constexpr auto Request = Direction::Request;
+
+struct Row
+{
+    const char *name;
+    MessageShape shape;
+    std::function<QByteArray(int)> input; // of about so many bytes
+};
+
+void PrintTo(const Row &row, std::ostream *out)
+{
+    *out << row.name;
+}
+
+const char Header[] = "00 0000 0000 03000000 0700 01 02 03 04 0500 01 06 0700 0800 00 00";
+const char Columns[] = "7,key,1,2,3,4,5,6,7,8,write,9,tag,ok,ok,true,data,";
+
+QByteArray littleEndian(int value)
+{
+    QByteArray bytes;
+    int index = 0;
+    PackageBase::SetBytesFromInt(&bytes, 0, 4, value, &index);
+    return bytes;
+}
+
+QByteArray dataFrame(int announced, int size)
+{
+    return hex(Header) + littleEndian(announced) + QByteArray(size, '\x01');
+}
+
+QByteArray dataRecord(int announced, int size)
+{
+    return Columns + QByteArray::number(announced) + ',' + QByteArray("1/").repeated(size / 2)
+        + '1';
+}
+
+const MessageShape WriteFrame{ClassId::PackageRequestWriteData, Form::Frame, Request};
+const MessageShape WriteRecord{ClassId::PackageRequestWriteData, Form::Text, Request};
+
+/// Inputs that may grow.
+const Row Growing[] = {
+    {"data that is there", WriteFrame, [](int size) { return dataFrame(size, size); }},
+    {"data that is announced only", WriteFrame, [](int size) { return dataFrame(size, 0); }},
+    {"a data string", WriteRecord, [](int size) { return dataRecord(size / 2 + 1, size); }},
+    {"columns",
+     {ClassId::PackageBase, Form::Text, Request},
+     [](int size) { return QByteArray(size, ','); }},
+    {"a number",
+     {ClassId::PackageBase, Form::Text, Request},
+     [](int size) { return QByteArray(size, '9') + ",key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok"; }},
+    {"items",
+     {ClassId::PackageRequestCombination, Form::Text, Request},
+     [](int size) {
+         return QByteArray("ReadData^7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok,4,data|")
+                    .repeated(size / 59)
+             + "x";
+     }},
+    {"a Linux frame",
+     {ClassId::PackageRequestWriteData, Form::Linux, Request},
+     [](int size) { return hex("55AA") + QByteArray(size, '\0'); }},
+};
+
+class BoundedCheck : public testing::TestWithParam<Row>
+{
+};
+
+/// A frame is looked at where it is; of a record the check makes a text, as a decoder needs one.
+TEST_P(BoundedCheck, AllocatesNothingForWhatIsAnnounced)
+{
+    for (const int size : {1000, 100000, 10000000}) {
+        const QByteArray input = GetParam().input(size);
+        check(input, GetParam().shape); // what is made once
+        const Allocations before = allocations;
+        allocations.largest = 0;
+        const Verdict verdict = check(input, GetParam().shape);
+        const std::size_t count = allocations.count - before.count;
+        // UTF-16 and back to UTF-8 to compare: both have room for the worst case.
+        const std::size_t text =
+            GetParam().shape.form == Form::Text ? 4 * static_cast<std::size_t>(input.size()) : 0;
+        EXPECT_LE(count, 60U) << size << ' ' << describe(verdict).toStdString();
+        EXPECT_LE(allocations.largest, text + 200) << size;
+    }
+}
+
+TEST_P(BoundedCheck, TakesTimeInProportionToTheInput)
+{
+    const auto best = [&](const QByteArray &input) {
+        qint64 shortest = std::numeric_limits<qint64>::max();
+        for (int run = 0; run < 7; ++run) {
+            QElapsedTimer timer;
+            timer.start();
+            check(input, GetParam().shape);
+            shortest = qMin(shortest, timer.nsecsElapsed());
+        }
+        return shortest;
+    };
+    // Quadratic time would be 64 times as much.
+    const qint64 once = qMax<qint64>(best(GetParam().input(200000)), 20000);
+    EXPECT_LT(best(GetParam().input(1600000)), 30 * once);
+}
+
+INSTANTIATE_TEST_SUITE_P(Inputs, BoundedCheck, testing::ValuesIn(Growing));
+
+TEST(BoundedCheck, TheLargestAnnouncedLengthsCostNothing)
+{
+    for (const int announced : {std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
+        const QByteArray frame = dataFrame(announced, 5);
+        const QString record = QString::fromLatin1(dataRecord(announced, 5));
+        check(frame, WriteFrame);
+        const std::size_t before = allocations.bytes;
+        EXPECT_FALSE(check(frame, WriteFrame).isOk());
+        EXPECT_FALSE(check(record, WriteRecord).isOk());
+        EXPECT_LT(allocations.bytes - before, 3000U);
+    }
+}
+
+TEST(BoundedExplain, MakesNothingReadyThatIsAnnouncedOnly)
+{
+    const QByteArray frame = dataFrame(std::numeric_limits<int>::max(), 5);
+    const QByteArray record = dataRecord(std::numeric_limits<int>::max(), 5);
+    explain(frame, WriteFrame);
+    allocations.largest = 0;
+    EXPECT_FALSE(explain(frame, WriteFrame).isEmpty());
+    EXPECT_FALSE(explain(record, WriteRecord).isEmpty());
+    EXPECT_LT(allocations.largest, 10000U);
+}
+
+TEST(CheckOutOfMemory, IsAVerdict)
+{
+    const QByteArray record = dataRecord(4, 100);
+    const Verdict expected = check(record, WriteRecord);
+    EXPECT_EQ(int(expected.fault), int(Fault::DataStringMismatch));
+    for (int failing = 0;; ++failing) {
+        failingAllocation = failing;
+        const Verdict verdict = check(record, WriteRecord);
+        const bool failed = failingAllocation == -1;
+        failingAllocation = -1;
+        EXPECT_EQ(int(verdict.fault), int(failed ? Fault::OutOfMemory : Fault::DataStringMismatch));
+        if (!failed)
+            break;
+    }
+}
+
+TEST(ExplainOutOfMemory, ExplainsNothing)
+{
+    const QByteArray frame = dataFrame(5, 5);
+    const int fields = explain(frame, WriteFrame).size();
+    EXPECT_EQ(fields, 20);
+    for (int failing = 0;; ++failing) {
+        failingAllocation = failing;
+        const QVector<ExplainedField> explained = explain(frame, WriteFrame);
+        const bool failed = failingAllocation == -1;
+        failingAllocation = -1;
+        // Sorting does without the memory that it would like to have.
+        EXPECT_TRUE(explained.size() == fields || (failed && explained.isEmpty()));
+        if (!failed)
+            break;
+    }
+}
+
+} // namespace

@@ -1,0 +1,23 @@
+#ifndef MALLOCHOOK_H
+#define MALLOCHOOK_H
+
+#include <cstddef>
+
+/// @file
+/// A malloc that counts, and that fails on demand. A program with it is not built with sanitizers,
+/// which replace malloc too.
+
+/// Allocations left until the one that fails; negative while none is to fail.
+extern int failingAllocation;
+
+/// What has been allocated since the program began.
+struct Allocations
+{
+    std::size_t count = 0;
+    std::size_t bytes = 0;
+    std::size_t largest = 0; ///< Reset it before the operation that is measured.
+};
+
+extern Allocations allocations;
+
+#endif
