@@ -47,7 +47,8 @@ QString literal(const QByteArray &bytes)
     QString text(QLatin1Char('"'));
     for (const char byte : bytes) {
         const auto code = static_cast<uchar>(byte);
-        if (byte == '"' || byte == '\\')
+        // Two question marks may begin a trigraph.
+        if (byte == '"' || byte == '\\' || (byte == '?' && text.endsWith(QLatin1Char('?'))))
             text += QLatin1Char('\\');
         if (code >= 0x20 && code < 0x7F)
             text += QLatin1Char(byte);
@@ -57,12 +58,46 @@ QString literal(const QByteArray &bytes)
     return text + QLatin1Char('"');
 }
 
+/// The sum of what @p expression makes of pieces: compilers need not take literals of more than
+/// 65536 characters.
+template <typename Value, typename Expression>
+QString sumOfPieces(const Value &value, Expression expression)
+{
+    constexpr int MaxSize = 16384;
+    QStringList pieces;
+    for (int i = 0; i < value.size(); i += MaxSize)
+        pieces << expression(value.mid(i, MaxSize));
+    return pieces.join(QLatin1String(" + "));
+}
+
+QString pieceOfText(const QString &text)
+{
+    const QByteArray utf8 = text.toUtf8();
+    if (QString::fromUtf8(utf8) == text) {
+        return QStringLiteral("QString::fromUtf8(%1, %2)")
+            .arg(literal(utf8), QString::number(utf8.size()));
+    }
+    // UTF-8 loses a byte order mark in front and one half of a surrogate pair.
+    QStringList units;
+    for (const QChar unit : text)
+        units << QStringLiteral("u\"\\x%1\"").arg(unit.unicode(), 0, 16);
+    return QStringLiteral("QStringView(%1, %2).toString()")
+        .arg(units.join(QLatin1Char(' ')), QString::number(text.size()));
+}
+
 QString textExpression(const QString &text)
 {
-    if (text.isEmpty())
-        return QStringLiteral("QString()");
-    const QByteArray utf8 = text.toUtf8();
-    return QStringLiteral("QString::fromUtf8(%1, %2)").arg(literal(utf8)).arg(utf8.size());
+    return text.isEmpty() ? QStringLiteral("QString()") : sumOfPieces(text, pieceOfText);
+}
+
+QString pieceOfData(const QByteArray &data)
+{
+    return QStringLiteral("QByteArray::fromHex(\"%1\")").arg(QString::fromLatin1(data.toHex()));
+}
+
+QString dataExpression(const QByteArray &data)
+{
+    return data.isEmpty() ? QStringLiteral("QByteArray()") : sumOfPieces(data, pieceOfData);
 }
 
 std::optional<bool> flagFromJson(const QJsonValue &value)
@@ -250,10 +285,7 @@ Format<QByteArray> dataFormat()
                 const QString size = QStringLiteral("%1 bytes").arg(data.size());
                 return data.isEmpty() ? size : size + QLatin1String(": ") + hexFromBytes(data);
             },
-            [](const QByteArray &data) {
-                return QStringLiteral("QByteArray::fromHex(\"%1\")")
-                    .arg(QString::fromLatin1(data.toHex()));
-            }};
+            dataExpression};
 }
 
 /// Collects the fields of a class.
