@@ -1,0 +1,23 @@
+#ifndef HTMLPAGE_H
+#define HTMLPAGE_H
+
+#include <messageshape.h>
+#include <packagecheck.h>
+#include <packageexplain.h>
+
+#include <QtCore/QByteArray>
+#include <QtCore/QVector>
+
+/// An explained frame or record as one HTML page: its verdict, a map of its bytes or characters,
+/// and a table of its fields. Pointing at one of the two marks the other.
+///
+/// The page needs nothing but itself, and nothing of @p input becomes markup. Of large input it
+/// shows the beginning and says how much follows.
+///
+/// @param input is the frame, or the record in UTF-8.
+/// @param fields and @p verdict are those of explain() and check().
+QByteArray htmlPage(const QByteArray &input, const KorvinInspect::MessageShape &shape,
+                    const QVector<KorvinInspect::ExplainedField> &fields,
+                    const KorvinInspect::Verdict &verdict);
+
+#endif
