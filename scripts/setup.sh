@@ -5,7 +5,8 @@
 #   --ci  also what the checks of .ci/run need
 set -euo pipefail
 
-packages=(cmake g++ libgtest-dev make ninja-build pkg-config qtbase5-dev)
+packages=(chromium chromium-driver cmake g++ libgtest-dev make ninja-build pkg-config
+    python3 qtbase5-dev)
 if [[ ${1:-} == --ci ]]; then
     packages+=(clang clang-format clang-tidy libclang-rt-dev llvm)
 fi
