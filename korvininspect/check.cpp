@@ -1,6 +1,7 @@
 #include "classlayouts_p.h"
 #include "fieldrules_p.h"
 #include "include/packagecheck.h"
+#include "valuetext_p.h"
 
 #include <QtCore/QVarLengthArray>
 
@@ -47,8 +48,8 @@ public:
             return;
         m_verdict.fault = Fault::TrailingBytes;
         m_verdict.position = static_cast<int>(m_end);
-        m_verdict.expected = QStringLiteral("%1 bytes").arg(m_end);
-        m_verdict.found = QStringLiteral("%1 bytes").arg(end);
+        m_verdict.expected = byteCount(m_end);
+        m_verdict.found = byteCount(end);
     }
 
     Verdict verdict() const { return m_verdict; }
@@ -159,7 +160,7 @@ Verdict checkBytes(const QByteArray &frame, const MessageShape &shape)
     verdict.fault = Fault::Truncated;
     verdict.position = frame.size();
     verdict.expected = QStringLiteral("at least %1 bytes").arg(Smallest);
-    verdict.found = QStringLiteral("%1 bytes").arg(frame.size());
+    verdict.found = byteCount(frame.size());
     return verdict;
 }
 

@@ -42,9 +42,9 @@ QString descriptionOf(const QString &name)
         {QStringLiteral("ackCode"), QStringLiteral("acknowledge code of the device: 0 success")},
         {QStringLiteral("commResult"), QStringLiteral("outcome of the transport")},
         {QStringLiteral("packResult"), QStringLiteral("outcome of the request")},
-        {QStringLiteral("replyDataLength"), QStringLiteral("bytes that a read asks for or brings")},
-        {QStringLiteral("packageDataLength"), QStringLiteral("bytes that are written")},
-        {QStringLiteral("dataLength"), QStringLiteral("bytes that are read or written")},
+        {QStringLiteral("replyDataLength"), QStringLiteral("how much a read asks for or brings")},
+        {QStringLiteral("packageDataLength"), QStringLiteral("how much is written")},
+        {QStringLiteral("dataLength"), QStringLiteral("how much is read or written")},
         {QStringLiteral("data"), QStringLiteral("the data itself")},
         {QStringLiteral("clientPackageType"), QStringLiteral("kind of payload")},
         {QStringLiteral("broadcast"), QStringLiteral("whether the write goes to all devices")},
@@ -211,9 +211,12 @@ private:
                 return QStringLiteral("read as an empty text");
             return m_shape.form == Form::Linux ? QStringLiteral("what is there is read")
                                                : QStringLiteral("read as zeros, or left as it was");
+        case Fault::UnknownCode:
+            if (field.type != WireType::Flag && field.type != WireType::ReadWriteCode)
+                return {};
+            [[fallthrough]];
         case Fault::NotANumber:
         case Fault::OutOfRange:
-        case Fault::UnknownCode:
         case Fault::UnknownName:
             return QStringLiteral("read as %1")
                 .arg(explained.meaning.isEmpty() || field.type == WireType::Number

@@ -3,17 +3,13 @@
 #include "classlayouts_p.h"
 #include "codenames_p.h"
 #include "datastring_p.h"
+#include "valuetext_p.h"
 
 #include <cstring>
 
 namespace KorvinInspect {
 
 namespace {
-
-QString byteCount(qint64 count)
-{
-    return QStringLiteral("%1 bytes").arg(count);
-}
 
 /// A text of the input, cut for messages.
 QString quoted(QStringView text)
@@ -191,7 +187,7 @@ QString reasonOf(const FieldFault &fault)
     case Fault::Truncated:
         return expectedAndFound("truncated");
     case Fault::LengthTooLarge:
-        return QStringLiteral("%1 are announced, %2 are left").arg(fault.expected, fault.found);
+        return QStringLiteral("announced %1, left %2").arg(fault.expected, fault.found);
     case Fault::TrailingBytes:
         return expectedAndFound("bytes behind the last field");
     case Fault::UnknownMarker:

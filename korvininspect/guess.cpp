@@ -14,12 +14,16 @@ bool looksLikeLinuxFrame(const QByteArray &input)
     return input.startsWith("\x55\xAA");
 }
 
-bool looksLikeText(const QByteArray &input)
+bool isPrintable(const QByteArray &input)
 {
-    const bool printable = std::all_of(input.begin(), input.end(), [](char character) {
+    return std::all_of(input.begin(), input.end(), [](char character) {
         return static_cast<uchar>(character) >= 0x20 && character != 0x7F;
     });
-    return printable && (input.count(',') >= 2 || input.contains('^'));
+}
+
+bool hasColumns(const QByteArray &input)
+{
+    return input.count(',') >= 2 || input.contains('^');
 }
 
 /// Counts the codes that are usual for a class.
@@ -68,6 +72,12 @@ struct Ranked
     int usualCodes = 0;
 };
 
+/// Whether the record has another number of columns, which says more than a wrong value.
+bool hasOtherColumns(const Verdict &verdict)
+{
+    return verdict.fault == Fault::TooFewFields || verdict.fault == Fault::TooManyFields;
+}
+
 bool isBetter(const Ranked &a, const Ranked &b)
 {
     const Verdict &first = a.guess.verdict;
@@ -76,6 +86,8 @@ bool isBetter(const Ranked &a, const Ranked &b)
         return first.isOk();
     if (first.isOk())
         return a.usualCodes > b.usualCodes;
+    if (hasOtherColumns(first) != hasOtherColumns(second))
+        return hasOtherColumns(second);
     return std::tie(first.item, first.position) > std::tie(second.item, second.position);
 }
 
@@ -118,8 +130,9 @@ Ranked rank(const QByteArray &input, const QString &record, const MessageShape &
 
 QVector<Form> formsOf(const QByteArray &input)
 {
-    if (looksLikeText(input))
-        return {Form::Text};
+    if (isPrintable(input))
+        return hasColumns(input) ? QVector<Form>{Form::Text}
+                                 : QVector<Form>{Form::Frame, Form::Text};
     if (looksLikeLinuxFrame(input))
         return {Form::Linux, Form::Frame};
     return {Form::Frame};
@@ -130,7 +143,8 @@ QVector<Guess> guesses(const QByteArray &input)
     QVector<ClassId> classes;
     for (const PackageClass &listed : packageClasses())
         classes << listed.id;
-    classes << ClassId::PackageRequestCombination;
+    if (input.contains('^'))
+        classes << ClassId::PackageRequestCombination;
     const QString record = QString::fromUtf8(input);
 
     std::vector<Ranked> ranked;

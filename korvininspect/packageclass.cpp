@@ -282,7 +282,7 @@ Format<QByteArray> dataFormat()
             dataToJson,
             dataFromJson,
             [](const QByteArray &data) {
-                const QString size = QStringLiteral("%1 bytes").arg(data.size());
+                const QString size = byteCount(data.size());
                 return data.isEmpty() ? size : size + QLatin1String(": ") + hexFromBytes(data);
             },
             dataExpression};

@@ -18,11 +18,16 @@ QString numberForPeople(Integer number)
     return QStringLiteral("%1 (0x%2)").arg(decimal, QString::number(number, 16).toUpper());
 }
 
+inline QString byteCount(qint64 count)
+{
+    return count == 1 ? QStringLiteral("1 byte") : QStringLiteral("%1 bytes").arg(count);
+}
+
 /// The size and the first 32 bytes.
 inline QString firstBytes(const QByteArray &data)
 {
     constexpr int MaxBytes = 32;
-    QString text = QStringLiteral("%1 bytes").arg(data.size());
+    QString text = byteCount(data.size());
     if (!data.isEmpty())
         text += QLatin1String(": ") + hexFromBytes(data.left(MaxBytes));
     if (data.size() > MaxBytes)

@@ -34,7 +34,7 @@ struct WireField
     qint64 width = 0;   // what the field needs; in a record the characters of the column
     qint64 present = 0; // what is there of it; -1 for a column that is missing
 
-    qint64 left = 0;    // what is there from the offset on, at most the width
+    qint64 left = 0; // what is there from the offset on, at most the width
 
     qint64 number = 0; // as a decoder takes it; of texts and blocks the announced size
     qint64 min = 0;    // what an encoder writes

@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
-# Installs what the build and the tests need, where it is missing.
+# Installs what the build needs, where it is missing.
 #
-# Usage: setup.sh [--ci]
-#   --ci  also what the checks of .ci/run need
+# Usage: setup.sh [--tests | --ci]
+#   --tests  also what the tests need to run: a browser, which looks at a page
+#   --ci     also what the checks of .ci/run need
 set -euo pipefail
 
-packages=(chromium chromium-driver cmake g++ libgtest-dev make ninja-build pkg-config
-    python3 qtbase5-dev)
+packages=(cmake g++ libgtest-dev make ninja-build pkg-config python3 qtbase5-dev)
+if [[ ${1:-} == --tests || ${1:-} == --ci ]]; then
+    packages+=(bsdutils chromium chromium-driver)
+fi
 if [[ ${1:-} == --ci ]]; then
     packages+=(clang clang-format clang-tidy libclang-rt-dev llvm)
 fi

@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh
+scripts/setup.sh --tests
 echo "test: building"
 cmake --preset dev >/dev/null
 cmake --build --preset dev

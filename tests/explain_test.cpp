@@ -302,7 +302,7 @@ TEST(Explain, ShortFrameSaysWhatIsMissing)
     EXPECT_EQ(rowOf(fields.at(0)), QStringLiteral("marker|0+1|0||"));
     EXPECT_EQ(rowOf(fields.at(1)), QStringLiteral("deviceKeySize|1+2|5|bytes|"));
     EXPECT_EQ(rowOf(fields.at(2)),
-              QStringLiteral("deviceKey|3+1|\"\"||5 bytes are announced, 1 bytes are left; "
+              QStringLiteral("deviceKey|3+1|\"\"||announced 5 bytes, left 1 byte; "
                              "read as an empty text"));
     EXPECT_EQ(rowOf(fields.at(3)),
               QStringLiteral("tagSize|4+0|0|bytes|truncated: 2 bytes expected, 0 bytes found; "

@@ -47,6 +47,8 @@ const GuessRow GuessRows[] = {
      "19 columns, every one in its range"},
     {WRITE_COLUMNS ",true,file,1,5", true, "request record of PackageRequestWriteFile",
      "19 columns, every one in its range"},
+    {"7,key,1,2,3,4,5,6,7,8,read,9,tag,late,ok", true, "request record of PackageBase",
+     "commResult at 13: unknown name: a word of this field expected, \"late\" found"},
     {"1,2,text", true, "request record of SpecialPackageRequest",
      "3 columns, every one in its range"},
     {"ReadData^" READ_COLUMNS ",4,data", true, "request record of PackageRequestCombination",

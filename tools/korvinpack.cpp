@@ -1,3 +1,6 @@
+#include "commandline.h"
+#include "cppsource.h"
+#include "explaincommands.h"
 #include "packageforms.h"
 
 #include <hexbytes.h>
@@ -6,9 +9,7 @@
 #include <packagejson.h>
 #include <packagerequestcombination.h>
 
-#include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
-#include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 
@@ -19,8 +20,6 @@ using namespace KorvinInspect;
 
 namespace {
 
-constexpr int WrongInput = 2;
-
 const char Overview[] =
     "Encodes and decodes the packages of a device-control protocol.\n"
     "\n"
@@ -29,6 +28,9 @@ const char Overview[] =
     "Commands:\n"
     "  encode   print a package as a frame or record\n"
     "  decode   print the fields of a frame or record\n"
+    "  explain  explain frames and records byte by byte\n"
+    "  check    say whether frames and records are what encoders write\n"
+    "  diff     show the fields in which two frames or records differ\n"
     "  combine  print a combination record of several packages\n"
     "  classes  list the classes and their fields\n"
     "\n"
@@ -60,96 +62,6 @@ const char ClassesExamples[] = "\n"
                                "Examples:\n"
                                "  korvinpack classes\n"
                                "  korvinpack classes PackageRequestRead\n";
-
-[[noreturn]] void fail(const QString &message)
-{
-    std::fprintf(stderr, "korvinpack: %s\n", qUtf8Printable(message));
-    std::exit(WrongInput);
-}
-
-void print(const QByteArray &output)
-{
-    const auto size = static_cast<std::size_t>(output.size());
-    if (std::fwrite(output.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0)
-        fail(QStringLiteral("cannot write to standard output"));
-}
-
-/// The content of a file; "-" is standard input.
-QByteArray contentOf(const QString &fileName)
-{
-    QFile file(fileName);
-    const bool open = fileName == QLatin1String("-") ? file.open(stdin, QIODevice::ReadOnly)
-                                                     : file.open(QIODevice::ReadOnly);
-    if (!open)
-        fail(QStringLiteral("%1: %2").arg(fileName, file.errorString()));
-    return file.readAll();
-}
-
-/// The options of one command.
-class CommandLine
-{
-public:
-    CommandLine(const QString &command, const QString &description, const char *examples)
-        : m_examples(examples)
-    {
-        m_parser.setApplicationDescription(description);
-        m_parser.addPositionalArgument(command, description, command);
-    }
-
-    void addArgument(const char *name, const char *description)
-    {
-        m_parser.addPositionalArgument(QString::fromLatin1(name), QString::fromLatin1(description),
-                                       QStringLiteral("[%1]").arg(QLatin1String(name)));
-    }
-
-    /// An option with a value, or without one where @p value is null.
-    void addOption(const char *name, const char *description, const char *value = nullptr)
-    {
-        m_parser.addOption({QString::fromLatin1(name), QString::fromLatin1(description),
-                            QString::fromLatin1(value)});
-    }
-
-    /// Ends the program for --help and for arguments that make no sense.
-    void parse(const QStringList &arguments, int maxArguments)
-    {
-        const QCommandLineOption help = m_parser.addHelpOption();
-        if (!m_parser.parse(arguments))
-            fail(m_parser.errorText());
-        if (m_parser.isSet(help)) {
-            print(m_parser.helpText().toUtf8() + m_examples);
-            std::exit(EXIT_SUCCESS);
-        }
-        m_arguments = m_parser.positionalArguments().mid(1);
-        if (m_arguments.size() > maxArguments)
-            fail(QStringLiteral("%1: one argument too many").arg(m_arguments.at(maxArguments)));
-    }
-
-    QStringList arguments() const { return m_arguments; }
-    bool isSet(const char *option) const { return m_parser.isSet(QString::fromLatin1(option)); }
-    QString value(const char *option) const { return m_parser.value(QString::fromLatin1(option)); }
-    QStringList values(const char *option) const
-    {
-        return m_parser.values(QString::fromLatin1(option));
-    }
-
-    /// The index of the option's value among @p words; the first is the default.
-    int choice(const char *option, const QStringList &words) const
-    {
-        if (!isSet(option))
-            return 0;
-        const int index = words.indexOf(value(option));
-        if (index < 0) {
-            fail(QStringLiteral("--%1 %2: not one of %3")
-                     .arg(QLatin1String(option), value(option), words.join(QLatin1String(", "))));
-        }
-        return index;
-    }
-
-private:
-    QCommandLineParser m_parser;
-    QByteArray m_examples;
-    QStringList m_arguments;
-};
 
 void addEncodingOptions(CommandLine &line)
 {
@@ -226,6 +138,7 @@ void encode(const QStringList &arguments)
     line.addOption("reply", "Size of a frame's reply: short (default) or full.", "SIZE");
     line.addOption("set", "Gives a field a value; may be repeated.", "NAME=VALUE");
     line.addOption("raw", "Prints the bytes themselves, and nothing behind a record.");
+    line.addOption("cpp", "Prints C++ that builds the package.");
     line.addArgument("FILE", "The package as JSON, \"-\" for standard input.");
     line.parse(arguments, 1);
 
@@ -244,6 +157,10 @@ void encode(const QStringList &arguments)
         json.insert(assignment.left(equals), assignment.mid(equals + 1));
     }
     const Described described = packageOf(json, origin);
+    if (line.isSet("cpp")) {
+        print(cppSource(*described.package).toUtf8());
+        return;
+    }
 
     Encoding encoding = encodingOf(line);
     if (line.choice("reply", {QStringLiteral("short"), QStringLiteral("full")}) == 1)
@@ -464,6 +381,12 @@ int main(int argc, char *argv[])
         encode(arguments);
     else if (command == QLatin1String("decode"))
         decode(arguments);
+    else if (command == QLatin1String("explain"))
+        explainInputs(arguments);
+    else if (command == QLatin1String("check"))
+        return checkInputs(arguments);
+    else if (command == QLatin1String("diff"))
+        return diffInputs(arguments);
     else if (command == QLatin1String("combine"))
         combine(arguments);
     else if (command == QLatin1String("classes"))

@@ -46,7 +46,7 @@ struct Verdict
     bool isOk() const { return fault == Fault::None; }
 };
 
-/// The verdict in one line, such as "tag, offset 5: 300 bytes are announced, 12 are left".
+/// The verdict in one line, such as "tag at 5: announced 300 bytes, left 12 bytes".
 KORVININSPECT_EXPORT QString describe(const Verdict &verdict);
 
 /// Looks at input that is not trusted, before it reaches a decoder.

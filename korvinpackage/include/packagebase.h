@@ -275,7 +275,8 @@ public:
     /// @name Byte frame
     /// @{
 
-    /// The request frame.
+    /// The request frame; empty when memory has run out. An override that returns an empty one
+    /// makes full replies empty too.
     virtual QByteArray MackPackageRequest();
 
     /// Reads a request frame that begins at @p startIndex. Its marker is skipped, not tested.
@@ -360,7 +361,8 @@ public:
     /// @}
 
 protected:
-    /// The 15 common columns.
+    /// The 15 common columns; null when memory has run out. An override that returns a null text
+    /// makes the records null too.
     virtual QString makePackage();
 
 Q_SIGNALS:

@@ -68,8 +68,8 @@ public:
     bool unCombinationPackageRequest(const QString &text);
 
     /// Checks that the requests can be carried out: a read must expect at least one byte, a data
-    /// write must not have a negative length, a file write must name a local file that is not
-    /// empty.
+    /// write must not have a negative length, a file write must name a local file, or a directory,
+    /// whose size is not 0.
     ///
     /// The kind of a write is the one in its PackageBase part; where that is `DataPackage`, the
     /// write's own.

@@ -99,10 +99,10 @@ public:
     /// @name Linux frame
     /// @{
 
-    /// The request frame. A read carries no data. A write carries all of its data; its checksum
-    /// stands behind as many bytes as the package data length says, so keep that length equal to
-    /// the size of the data, and below 65536. A code that is neither `Read` nor `Write` gives a
-    /// header of zeros.
+    /// The request frame. A read carries no data. A write carries all of its data unless its length
+    /// is 0 or less; its checksum stands behind as many bytes as the length says, so keep that
+    /// length equal to the size of the data, and below 65536. A code that is neither `Read` nor
+    /// `Write` gives a header of zeros.
     QByteArray ParseSendRequest_Linux();
 
     /// Takes over the header of a reply (see unBasePackageReply_Linux()), its length as the reply

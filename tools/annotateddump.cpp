@@ -1,0 +1,145 @@
+#include "annotateddump.h"
+
+#include <hexbytes.h>
+
+using namespace KorvinInspect;
+
+namespace {
+
+constexpr int BytesInARow = 8;
+constexpr int MostRows = 4;
+constexpr int MostCharacters = 3 * BytesInARow;
+
+// Colours of a terminal: neighbouring fields differ, and remarks stand out.
+constexpr const char *FieldColors[] = {"36", "32", "35", "34"};
+constexpr char RemarkColor[] = "33";
+
+class Dump
+{
+public:
+    explicit Dump(bool isColored)
+        : m_isColored(isColored)
+    {
+    }
+
+    QByteArray take() { return m_text.toUtf8(); }
+
+    void header(const MessageShape &shape)
+    {
+        const bool isText = shape.form == Form::Text;
+        row({isText ? QStringLiteral("column") : QStringLiteral("offset"),
+             isText ? QStringLiteral("text") : QStringLiteral("bytes"), QStringLiteral("field"),
+             QStringLiteral("value"), QStringLiteral("meaning")},
+            nullptr);
+    }
+
+    void item(int number) { m_text += QStringLiteral("item %1\n").arg(number); }
+
+    void field(const ExplainedField &field, bool isText)
+    {
+        const char *color = FieldColors[m_fields++ % std::size(FieldColors)];
+        const QStringList rows = isText ? textRows(field) : byteRows(field);
+        row({position(field), rows.constFirst(),
+             field.name.isEmpty() ? QStringLiteral("-") : field.name, value(field), wordsOf(field)},
+            color);
+        for (int i = 1; i < rows.size(); ++i)
+            row({QString(), rows.at(i), QString(), QString(), QString()}, color);
+        for (const QString &remark : field.remarks)
+            m_text +=
+                colored(QString(10, QLatin1Char(' ')) + QLatin1String("! ") + remark, RemarkColor)
+                + QLatin1Char('\n');
+    }
+
+private:
+    struct Row
+    {
+        QString position;
+        QString raw;
+        QString name;
+        QString value;
+        QString words;
+    };
+
+    static QString position(const ExplainedField &field)
+    {
+        return field.column < 0 ? QString::number(field.offset) : QString::number(field.column);
+    }
+
+    static QString value(const ExplainedField &field)
+    {
+        if (field.value.userType() == QMetaType::QByteArray)
+            return valueForPeople(field).section(QLatin1Char(':'), 0, 0);
+        return valueForPeople(field);
+    }
+
+    static QStringList byteRows(const ExplainedField &field)
+    {
+        QStringList rows;
+        for (int start = 0; start < field.raw.size() && rows.size() < MostRows;
+             start += BytesInARow)
+            rows << hexFromBytes(field.raw.mid(start, BytesInARow));
+        const int shown = MostRows * BytesInARow;
+        if (field.raw.size() > shown)
+            rows << QStringLiteral("... %1 more").arg(field.raw.size() - shown);
+        return rows.isEmpty() ? QStringList{QString()} : rows;
+    }
+
+    static QStringList textRows(const ExplainedField &field)
+    {
+        const QString text = QString::fromUtf8(field.raw);
+        QStringList rows;
+        for (int start = 0; start < text.size() && rows.size() < MostRows; start += MostCharacters)
+            rows << text.mid(start, MostCharacters);
+        const int shown = MostRows * MostCharacters;
+        if (text.size() > shown)
+            rows << QStringLiteral("... %1 more").arg(text.size() - shown);
+        return rows.isEmpty() ? QStringList{QString()} : rows;
+    }
+
+    QString colored(const QString &text, const char *color) const
+    {
+        if (!m_isColored || !color)
+            return text;
+        return QStringLiteral("\x1B[%1m%2\x1B[0m").arg(QLatin1String(color), text);
+    }
+
+    void row(const Row &row, const char *color)
+    {
+        QString line = row.position.rightJustified(6) + QLatin1String("  ")
+            + colored(row.raw.leftJustified(MostCharacters), color) + QLatin1String("  ")
+            + row.name.leftJustified(20) + QLatin1String("  ") + row.value.leftJustified(16)
+            + QLatin1String("  ") + row.words;
+        while (line.endsWith(QLatin1Char(' ')))
+            line.chop(1);
+        m_text += line + QLatin1Char('\n');
+    }
+
+    bool m_isColored;
+    unsigned m_fields = 0;
+    QString m_text;
+};
+
+} // namespace
+
+QByteArray annotatedDump(const QVector<ExplainedField> &fields, const MessageShape &shape,
+                         bool isColored)
+{
+    Dump dump(isColored);
+    dump.header(shape);
+    int item = 0;
+    for (const ExplainedField &field : fields) {
+        if (field.item != item) {
+            item = field.item;
+            dump.item(item);
+        }
+        dump.field(field, shape.form == Form::Text);
+    }
+    return dump.take();
+}
+
+QString wordsOf(const ExplainedField &field)
+{
+    if (field.meaning.isEmpty() || field.description.isEmpty())
+        return field.meaning + field.description;
+    return field.meaning + QLatin1String(": ") + field.description;
+}

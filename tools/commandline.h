@@ -1,0 +1,51 @@
+#ifndef COMMANDLINE_H
+#define COMMANDLINE_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QStringList>
+
+/// Exit statuses besides 0.
+enum ExitStatus {
+    Refused = 1, ///< The input is refused, or the two inputs differ.
+    WrongInput = 2
+};
+
+/// Prints one line to standard error and ends the program.
+[[noreturn]] void fail(const QString &message);
+
+/// Prints to standard output.
+void print(const QByteArray &output);
+
+/// The content of a file; "-" is standard input.
+QByteArray contentOf(const QString &fileName);
+
+/// The options of one command.
+class CommandLine
+{
+public:
+    CommandLine(const QString &command, const QString &description, const char *examples);
+
+    void addArgument(const char *name, const char *description);
+
+    /// An option with a value, or without one where @p value is null.
+    void addOption(const char *name, const char *description, const char *value = nullptr);
+
+    /// Ends the program for --help and for arguments that make no sense.
+    void parse(const QStringList &arguments, int maxArguments);
+
+    QStringList arguments() const;
+    bool isSet(const char *option) const;
+    QString value(const char *option) const;
+    QStringList values(const char *option) const;
+
+    /// The index of the option's value among @p words; the first is the default.
+    int choice(const char *option, const QStringList &words) const;
+
+private:
+    QCommandLineParser m_parser;
+    QByteArray m_examples;
+    QStringList m_arguments;
+};
+
+#endif

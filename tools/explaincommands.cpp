@@ -1,0 +1,355 @@
+#include "explaincommands.h"
+
+#include "annotateddump.h"
+#include "commandline.h"
+#include "htmlpage.h"
+#include "inputlines.h"
+
+#include <hexbytes.h>
+#include <packagecheck.h>
+#include <packageexplain.h>
+#include <packageguess.h>
+
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QMap>
+#include <QtCore/QSaveFile>
+
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+#include <tuple>
+
+using namespace KorvinInspect;
+
+namespace {
+
+const char ExplainExamples[] =
+    "\n"
+    "Examples:\n"
+    "  korvinpack explain \"00 0500 01 02 03\"\n"
+    "  korvinpack explain --class PackageRequestRead --direction reply --file records.txt\n"
+    "  korvinpack explain --html page.html \"7,usb0,0,0,0,0,0,0,0,0,read,3,,ok,ok\"\n";
+
+const char CheckExamples[] =
+    "\n"
+    "Examples:\n"
+    "  korvinpack check --class PackageBase --direction reply \"00 0500 00 01 00\"\n"
+    "  korvinpack check --class PackageRequestRead --form text --direction request < records.txt\n"
+    "\n"
+    "The exit status is 0 when all are accepted, 1 when one is refused.\n";
+
+const char DiffExamples[] = "\n"
+                            "Examples:\n"
+                            "  korvinpack diff \"00 0500 00 01 00\" \"00 0600 00 05 00\"\n"
+                            "  korvinpack diff --files sent.hex received.hex\n"
+                            "\n"
+                            "The exit status is 0 when no field differs, 1 when one does.\n";
+
+void addShapeOptions(CommandLine &line)
+{
+    line.addOption("class", "The class of the package; guessed where it is missing.", "CLASS");
+    line.addOption("form", "frame, text or linux; guessed where it is missing.", "FORM");
+    line.addOption("direction", "request or reply; guessed where it is missing.", "DIRECTION");
+}
+
+/// What the options say of an input; what they do not say is guessed.
+class ShapeOptions
+{
+public:
+    explicit ShapeOptions(const CommandLine &line)
+    {
+        const QStringList forms{QStringLiteral("frame"), QStringLiteral("text"),
+                                QStringLiteral("linux")};
+        const QStringList directions{QStringLiteral("request"), QStringLiteral("reply")};
+        if (line.isSet("class"))
+            m_class = classNamed(line.value("class"));
+        if (line.isSet("form"))
+            m_form = static_cast<Form>(line.choice("form", forms));
+        if (line.isSet("direction"))
+            m_direction = static_cast<Direction>(line.choice("direction", directions));
+    }
+
+    /// Whether nothing is left to guess.
+    bool areComplete() const { return m_class && m_form && m_direction; }
+
+    /// The best guess that agrees with the options; ends the program where there is none.
+    Guess shapeOf(const Captured &captured) const
+    {
+        if (areComplete())
+            return given(captured);
+        for (const Guess &candidate : guess(captured.bytes)) {
+            if (agree(candidate.shape))
+                return candidate;
+        }
+        fail(QStringLiteral("%1: it cannot be what the options say").arg(captured.origin));
+    }
+
+    bool agree(const MessageShape &shape) const
+    {
+        return m_class.value_or(shape.classId) == shape.classId
+            && m_form.value_or(shape.form) == shape.form
+            && m_direction.value_or(shape.direction) == shape.direction;
+    }
+
+private:
+    static ClassId classNamed(const QString &name)
+    {
+        if (name == className(ClassId::PackageRequestCombination))
+            return ClassId::PackageRequestCombination;
+        const PackageClass *found = packageClass(name);
+        if (!found)
+            fail(QStringLiteral("%1: no such class; \"korvinpack classes\" lists them").arg(name));
+        return found->id;
+    }
+
+    Guess given(const Captured &captured) const
+    {
+        const MessageShape shape{*m_class, *m_form, *m_direction};
+        if (!exists(shape))
+            fail(QStringLiteral("%1: there is no %2").arg(captured.origin, describe(shape)));
+        return {shape, check(captured.bytes, shape), QString()};
+    }
+
+    std::optional<ClassId> m_class;
+    std::optional<Form> m_form;
+    std::optional<Direction> m_direction;
+};
+
+QJsonObject jsonOf(const Verdict &verdict)
+{
+    if (verdict.isOk())
+        return {{QStringLiteral("ok"), true}};
+    QJsonObject json{
+        {QStringLiteral("ok"), false},
+        {QStringLiteral("reason"), describe(verdict)},
+        {QStringLiteral("position"), verdict.position},
+    };
+    if (!verdict.field.isEmpty())
+        json.insert(QStringLiteral("field"), verdict.field);
+    if (verdict.item > 0)
+        json.insert(QStringLiteral("item"), verdict.item);
+    return json;
+}
+
+QByteArray jsonLine(const Captured &captured, const Guess &guessed)
+{
+    const QJsonObject json{
+        {QStringLiteral("line"), static_cast<qint64>(captured.line)},
+        {QStringLiteral("what"), describe(guessed.shape)},
+        {QStringLiteral("verdict"), jsonOf(guessed.verdict)},
+        {QStringLiteral("fields"), explanationToJson(explain(captured.bytes, guessed.shape))},
+    };
+    return QJsonDocument(json).toJson(QJsonDocument::Compact) + '\n';
+}
+
+/// What the input is and whether it is accepted, in one line.
+QByteArray headline(const Captured &captured, const Guess &guessed, bool isGuessed)
+{
+    QString line;
+    if (!captured.isOnly)
+        line += QStringLiteral("line %1: ").arg(captured.line);
+    line += describe(guessed.shape);
+    line += QStringLiteral(", %1 bytes: ").arg(captured.bytes.size());
+    line += guessed.verdict.isOk() ? QStringLiteral("ok")
+                                   : QLatin1String("refused: ") + describe(guessed.verdict);
+    if (isGuessed && guessed.verdict.isOk())
+        line += QStringLiteral(" (a guess: %1)").arg(guessed.reason);
+    else if (isGuessed)
+        line += QStringLiteral(" (a guess)");
+    return line.toUtf8() + "\n\n";
+}
+
+/// All that the input may be.
+QByteArray otherGuesses(const Captured &captured, const ShapeOptions &options)
+{
+    QByteArray list("it may be\n");
+    for (const Guess &candidate : guess(captured.bytes)) {
+        if (candidate.verdict.isOk() && options.agree(candidate.shape)) {
+            list += QStringLiteral("  %1: %2\n")
+                        .arg(describe(candidate.shape), candidate.reason)
+                        .toUtf8();
+        }
+    }
+    return list + '\n';
+}
+
+void writePage(const QString &fileName, const Captured &captured, const Guess &guessed)
+{
+    if (!captured.isOnly)
+        fail(QStringLiteral("--html %1: a page explains one input").arg(fileName));
+    QSaveFile file(fileName);
+    const QByteArray page = htmlPage(captured.bytes, guessed.shape,
+                                     explain(captured.bytes, guessed.shape), guessed.verdict);
+    if (!file.open(QIODevice::WriteOnly) || file.write(page) != page.size() || !file.commit())
+        fail(QStringLiteral("%1: %2").arg(fileName, file.errorString()));
+}
+
+bool isColored(const CommandLine &line)
+{
+    const int choice = line.choice(
+        "color", {QStringLiteral("auto"), QStringLiteral("always"), QStringLiteral("never")});
+    return choice == 1 || (choice == 0 && printsToTerminal());
+}
+
+/// The fields by item, name and how often the name has occurred.
+using FieldsByPlace = QMap<std::tuple<int, QString, int>, ExplainedField>;
+
+FieldsByPlace byPlace(const QVector<ExplainedField> &fields)
+{
+    FieldsByPlace placed;
+    for (const ExplainedField &field : fields) {
+        int occurrence = 0;
+        while (placed.contains({field.item, field.name, occurrence}))
+            ++occurrence;
+        placed.insert({field.item, field.name, occurrence}, field);
+    }
+    return placed;
+}
+
+QString shown(const FieldsByPlace &fields, const FieldsByPlace::key_type &place)
+{
+    const auto found = fields.find(place);
+    if (found == fields.end())
+        return QStringLiteral("-");
+    if (found->name.isEmpty())
+        return found->column < 0 ? hexFromBytes(found->raw) : QString::fromUtf8(found->raw);
+    QString text = valueForPeople(*found);
+    if (!found->meaning.isEmpty())
+        text += QStringLiteral(" (%1)").arg(found->meaning);
+    return text;
+}
+
+/// The differing fields, in the order of the first input.
+QByteArray differences(const QVector<ExplainedField> &first, const QVector<ExplainedField> &second)
+{
+    const FieldsByPlace a = byPlace(first);
+    const FieldsByPlace b = byPlace(second);
+    QList<FieldsByPlace::key_type> places = a.keys();
+    for (const auto &place : b.keys()) {
+        if (!a.contains(place))
+            places << place;
+    }
+    const auto offset = [&](const FieldsByPlace::key_type &place) {
+        return a.contains(place) ? a.value(place).offset : b.value(place).offset;
+    };
+    std::stable_sort(places.begin(), places.end(), [&](const auto &left, const auto &right) {
+        return offset(left) < offset(right);
+    });
+    QString text;
+    for (const auto &place : qAsConst(places)) {
+        if (a.contains(place) && b.contains(place) && a.value(place).raw == b.value(place).raw)
+            continue;
+        const auto &[item, name, occurrence] = place;
+        const QString itemName = item > 0 ? QStringLiteral("item %1 ").arg(item) : QString();
+        text += QStringLiteral("%1  %2  %3 -> %4\n")
+                    .arg(offset(place), 6)
+                    .arg(itemName + (name.isEmpty() ? QStringLiteral("not read") : name), -20)
+                    .arg(shown(a, place), shown(b, place));
+    }
+    return text.toUtf8();
+}
+
+} // namespace
+
+void explainInputs(const QStringList &arguments)
+{
+    CommandLine line(QStringLiteral("explain"),
+                     QStringLiteral("Explains frames and records field by field: where each one "
+                                    "is, its bytes, its value, and what it means."),
+                     ExplainExamples);
+    addShapeOptions(line);
+    line.addOption("guess", "Lists also what else the input may be.");
+    line.addOption("json", "Prints a JSON object in one line for each input.");
+    line.addOption("html", "Writes one input as a page for a browser.", "FILE");
+    line.addOption("color", "auto (default), always or never.", "WHEN");
+    InputLines::addOptions(line);
+    line.parse(arguments, 1);
+
+    const ShapeOptions options(line);
+    const bool colored = isColored(line);
+    InputLines inputs(line);
+    Progress progress;
+    Captured captured;
+    while (inputs.next(&captured)) {
+        progress.show(captured.line);
+        const Guess guessed = options.shapeOf(captured);
+        if (line.isSet("html")) {
+            writePage(line.value("html"), captured, guessed);
+        } else if (line.isSet("json")) {
+            print(jsonLine(captured, guessed));
+        } else {
+            QByteArray output = headline(captured, guessed, !options.areComplete());
+            if (line.isSet("guess"))
+                output += otherGuesses(captured, options);
+            output += annotatedDump(explain(captured.bytes, guessed.shape), guessed.shape, colored);
+            print(captured.isOnly ? output : output + '\n');
+        }
+    }
+}
+
+int checkInputs(const QStringList &arguments)
+{
+    CommandLine line(QStringLiteral("check"),
+                     QStringLiteral("Says whether frames and records are what an encoder of their "
+                                    "class writes, and why not."),
+                     CheckExamples);
+    addShapeOptions(line);
+    InputLines::addOptions(line);
+    line.parse(arguments, 1);
+
+    const ShapeOptions options(line);
+    InputLines inputs(line);
+    Progress progress;
+    Captured captured;
+    int status = EXIT_SUCCESS;
+    while (inputs.next(&captured)) {
+        progress.show(captured.line);
+        const Guess guessed = options.shapeOf(captured);
+        QByteArray output;
+        if (!captured.isOnly)
+            output += "line " + QByteArray::number(static_cast<qint64>(captured.line)) + ": ";
+        output += guessed.verdict.isOk() ? QByteArray("ok")
+                                         : "refused: " + describe(guessed.verdict).toUtf8();
+        if (!options.areComplete())
+            output += " (as " + describe(guessed.shape).toUtf8() + ')';
+        print(output + '\n');
+        if (!guessed.verdict.isOk())
+            status = Refused;
+    }
+    return status;
+}
+
+int diffInputs(const QStringList &arguments)
+{
+    CommandLine line(QStringLiteral("diff"),
+                     QStringLiteral("Shows the fields in which two frames or records differ: "
+                                    "offset, name, and both values."),
+                     DiffExamples);
+    addShapeOptions(line);
+    line.addOption("files", "A and B are names of files.");
+    line.addArgument("A", "A frame in hexadecimal digits or a record.");
+    line.addArgument("B", "Another one, which is taken for the same.");
+    line.parse(arguments, 2);
+    if (line.arguments().size() < 2)
+        fail(QStringLiteral("A and B: missing"));
+
+    const ShapeOptions options(line);
+    std::optional<MessageShape> shape;
+    QVector<ExplainedField> explained[2];
+    for (int i = 0; i < 2; ++i) {
+        const QString argument = line.arguments().at(i);
+        Captured captured;
+        captured.origin = line.isSet("files") ? argument : QString(QLatin1Char("AB"[i]));
+        captured.bytes =
+            capturedBytes(line.isSet("files") ? contentOf(argument).trimmed() : argument.toUtf8(),
+                          line.value("form") == QLatin1String("text"), captured.origin);
+        if (!shape)
+            shape = options.shapeOf(captured).shape;
+        explained[i] = explain(captured.bytes, *shape);
+    }
+    const QByteArray output = differences(explained[0], explained[1]);
+    print(describe(*shape).toUtf8() + '\n');
+    print(output.isEmpty() ? QByteArray("no field differs\n") : output);
+    return output.isEmpty() ? EXIT_SUCCESS : Refused;
+}
