@@ -77,21 +77,16 @@ bool isCountOfBytes(const QString &name)
 class Explainer : public FieldSink
 {
 public:
-    /// @param isText tells texts from frames: offsets count characters of @p record.
+    /// @param frame is empty for a record, whose columns come with the fields.
     Explainer(const MessageShape &shape, QByteArray frame)
         : m_shape(shape)
         , m_frame(std::move(frame))
     {
     }
 
-    explicit Explainer(const MessageShape &shape)
-        : m_shape(shape)
-    {
-    }
-
     void add(const WireField &field) override
     {
-        if (field.present < 0 || field.type == WireType::Gap)
+        if (field.present < 0)
             return;
         ExplainedField explained;
         explained.name = nameOf(field);
@@ -342,7 +337,7 @@ void completeRecord(QVector<ExplainedField> &fields, QStringView record)
         fields.begin(), fields.end(),
         [](const ExplainedField &a, const ExplainedField &b) { return a.column < b.column; });
     QVector<ExplainedField> complete;
-    auto field = fields.begin();
+    auto *field = fields.begin();
     int column = 0;
     for (Korvin::TextParts parts(record, ','); !parts.atEnd(); ++column) {
         const QStringView text = parts.next();

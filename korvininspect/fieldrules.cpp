@@ -64,7 +64,7 @@ FieldFault dataStringFault(const WireField &field, const MessageShape &shape)
     if (count == 0)
         return {};
     for (Korvin::TextParts parts(field.text, '/'); !parts.atEnd();) {
-        const FieldFault fault = numberFault(parts.next(), 0, 255);
+        FieldFault fault = numberFault(parts.next(), 0, 255);
         if (fault.fault != Fault::None)
             return fault;
     }
@@ -77,7 +77,7 @@ FieldFault wordFault(const WireField &field)
     if (field.type == WireType::Flag) {
         if (field.text == QStringView(u"true") || field.text == QStringView(u"false"))
             return {};
-    } else if (codeName(field) == field.text && !field.text.isEmpty()) {
+    } else if (codeName(field) == field.text) {
         return {};
     }
     return {Fault::UnknownName, QStringLiteral("a word of this field"), quoted(field.text)};
@@ -85,10 +85,9 @@ FieldFault wordFault(const WireField &field)
 
 bool isLength(const WireField &field)
 {
-    return field.type == WireType::Number
-        && (std::strcmp(field.name, "replyDataLength") == 0
-            || std::strcmp(field.name, "packageDataLength") == 0
-            || std::strcmp(field.name, "fileNameSize") == 0);
+    return std::strcmp(field.name, "replyDataLength") == 0
+        || std::strcmp(field.name, "packageDataLength") == 0
+        || std::strcmp(field.name, "fileNameSize") == 0;
 }
 
 FieldFault columnFault(const WireField &field, const MessageShape &shape)
@@ -218,10 +217,9 @@ QString reasonOf(const FieldFault &fault)
         return expectedAndFound("differs from the first one");
     case Fault::UnknownType:
         return expectedAndFound("unknown type");
-    case Fault::OutOfMemory:
-        break;
+    default:
+        return QStringLiteral("out of memory");
     }
-    return QStringLiteral("out of memory");
 }
 
 QStringView codeName(const WireField &field)

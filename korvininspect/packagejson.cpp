@@ -258,7 +258,7 @@ QString frameSliceFromJson(const QJsonObject &json, CommPackageBase &slice)
         reader.readInt("sliceLength", sliceLength);
         reader.readInt("checkStatus", checkStatus);
         reader.readSerial("spareWord", spareWord);
-        const QString fault = reader.end();
+        QString fault = reader.end();
         if (fault.isEmpty()) {
             slice.setSpareBytes(spareBytes)
                 .setSpareLength(spareLength)

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Measures what the tests cover of the library's sources, with clang's source-based coverage, whose
+# Measures what the tests cover of the sources of the libraries, with clang's source-based coverage, whose
 # branches are those of the source and none of the compiler's. Fails below 100 % of lines or branches.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -13,9 +13,10 @@ LLVM_PROFILE_FILE=$PWD/$build/profiles/%p.profraw ctest --preset coverage -j "$(
 
 llvm-profdata merge --sparse "$build"/profiles/*.profraw -o "$build/all.profdata"
 measured=("$build/korvinpackage/libkorvinpackage.so"
+    -object "$build/korvininspect/libkorvininspect.so"
     -object "$build/tests/korvinpackage_tests" # has some of the private headers
     -instr-profile="$build/all.profdata")
-sources=("$PWD"/korvinpackage/*.cpp "$PWD"/korvinpackage/*.h)
+sources=("$PWD"/korvinpackage/*.{cpp,h} "$PWD"/korvininspect/*.{cpp,h})
 report=$(llvm-cov report "${measured[@]}" --show-branch-summary "${sources[@]}")
 # Columns: file, regions, functions, lines and branches, each as number, missed and percentage.
 awk '/^TOTAL/ || /\.(cpp|h) / { printf "%-32s lines %6s of %5d   branches %7s of %4d\n", \

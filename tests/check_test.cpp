@@ -250,6 +250,14 @@ TEST(Check, RefusesWithAReason)
     }
 }
 
+TEST(Check, EveryVerdictHasWords)
+{
+    Verdict verdict;
+    EXPECT_EQ(describe(verdict), QStringLiteral("ok"));
+    verdict.fault = Fault::OutOfMemory;
+    EXPECT_EQ(describe(verdict), QStringLiteral("out of memory"));
+}
+
 TEST(Check, VerdictSaysWhere)
 {
     const Verdict verdict =

@@ -85,8 +85,10 @@ TEST(CppSource, BuildsTheSamePackages)
     const std::vector<std::unique_ptr<PackageBase>> packages = cppSourceCases();
     const std::vector<QJsonObject> built = builtFromCppSource();
     ASSERT_EQ(built.size(), packages.size());
-    for (std::size_t i = 0; i < packages.size(); ++i)
-        EXPECT_EQ(built[i], snapshot(*packages[i])) << cppSource(*packages[i]).toStdString();
+    for (std::size_t i = 0; i < packages.size(); ++i) {
+        SCOPED_TRACE(cppSource(*packages[i]).toStdString());
+        EXPECT_EQ(built[i], snapshot(*packages[i]));
+    }
 }
 
 TEST(CppSource, EveryClassIsBuilt)

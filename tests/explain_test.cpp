@@ -13,6 +13,8 @@
 #include <QtCore/QMap>
 #include <QtCore/QSet>
 
+#include <algorithm>
+
 namespace {
 
 using Explanation = QVector<ExplainedField>;
@@ -144,12 +146,10 @@ void expectStatus(const Explanation &fields, const PackageBase &decoded)
 
 bool announcesTooMuch(const Explanation &fields)
 {
-    for (const ExplainedField &field : fields) {
-        if (field.name.endsWith(QLatin1String("DataLength"))
-            && field.value.toLongLong() > LongestBlock)
-            return true;
-    }
-    return false;
+    return std::any_of(fields.begin(), fields.end(), [](const ExplainedField &field) {
+        return field.name.endsWith(QLatin1String("DataLength"))
+            && field.value.toLongLong() > LongestBlock;
+    });
 }
 
 void expectExplained(const QByteArray &input, const PackageClass &itsClass,

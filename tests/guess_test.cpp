@@ -108,7 +108,7 @@ TEST(Guess, FindsTheFormAndDirectionOfEveryEncodedPackage)
 
 TEST(Guess, ThereIsOneForAnyInput)
 {
-    for (const char *input : {"", "00", "FF", "55", "55AA", "2C2C2C", "0D0A"})
+    for (const char *input : {"", "00", "FF", "55", "55AA", "2C2C2C", "0D0A", "7F2C2C"})
         EXPECT_FALSE(guess(hex(input)).isEmpty()) << input;
 }
 

@@ -68,6 +68,85 @@ TEST(PackageJson, LargestNumbersComeBack)
     EXPECT_EQ(copy.getAckCode(), std::numeric_limits<uint>::max());
 }
 
+TEST(PackageJson, NumbersAreWholeAndInTheirRange)
+{
+    const struct
+    {
+        const char *json;
+        const char *fault;
+    } rows[] = {
+        {R"({"serialNum": 1.5})",
+         "serialNum: 1.5 is not a whole number from 0 to 18446744073709551615"},
+        {R"({"serialNum": 1e17})",
+         "serialNum: 100000000000000000 is not a whole number from 0 to 18446744073709551615"},
+        {R"({"serialNum": -1})",
+         "serialNum: -1 is not a whole number from 0 to 18446744073709551615"},
+        {R"({"serialNum": true})",
+         "serialNum: true is not a whole number from 0 to 18446744073709551615"},
+        {R"({"timeout": 1.5})",
+         "timeout: 1.5 is not a whole number from -2147483648 to 2147483647"},
+        {R"({"timeout": -1e300})",
+         "timeout: -1e+300 is not a whole number from -2147483648 to 2147483647"},
+        {R"({"timeout": 2147483648})",
+         "timeout: 2147483648 is not a whole number from -2147483648 to 2147483647"},
+        {R"({"timeout": -2147483649})",
+         "timeout: -2147483649 is not a whole number from -2147483648 to 2147483647"},
+        {R"({"readWriteCode": 2147483648})",
+         "readWriteCode: 2147483648 is not one of read, write, or a number from -2147483648 to "
+         "2147483647"},
+        {R"({"readWriteCode": -2147483649})",
+         "readWriteCode: -2147483649 is not one of read, write, or a number from -2147483648 to "
+         "2147483647"},
+        {R"({"commResult": "Ok"})",
+         "commResult: \"Ok\" is not one of pending, ok, crcErr, lengthErr, portErr, timeout, "
+         "codeErr, forcedCancel, or a number from -2147483648 to 2147483647"},
+        {R"({"packResult": "x", "scrAddr": 1})",
+         "packResult: \"x\" is not one of ok, fileErr, memErr, fileDeleteErr, directoryCreateErr, "
+         "invalidPort, parseFailure, messageDisconnect, forceCancel, sendError, "
+         "parsePackAddrFailure, failure, disConnect, fileNoExist, fileReadFailure, "
+         "fileCreatFailure, fileWriteFailure, deviceSpaceNoEnough, cancelWait, cancel, abort, "
+         "timeOut, or a number from -2147483648 to 2147483647"},
+        {R"({"clientPackageType": null})",
+         "clientPackageType: null is not one of data, file, memData, or a number from -2147483648 "
+         "to 2147483647"},
+    };
+    for (const auto &row : rows) {
+        PackageBase package;
+        const QJsonObject before = packageToJson(package);
+        EXPECT_EQ(packageFromJson(object(row.json), package), QString::fromLatin1(row.fault));
+        EXPECT_EQ(packageToJson(package), before);
+    }
+    PackageBase package;
+    EXPECT_EQ(packageFromJson(object(R"({"serialNum": "0xFFFFFFFFFFFFFFFF", "timeout": "-0x1",
+                                         "scrAddr": "0Xff", "portAddr": "7"})"),
+                              package),
+              QStringLiteral("timeout: \"-0x1\" is not a whole number from -2147483648 to "
+                             "2147483647"));
+    EXPECT_EQ(package.getSerialNum(), std::numeric_limits<quint64>::max());
+    EXPECT_EQ(package.getScrAddr(), 255);
+    EXPECT_EQ(package.getPortAddr(), 7);
+}
+
+TEST(PackageJson, FlagsMayBeText)
+{
+    PackageBase package;
+    EXPECT_EQ(packageFromJson(object(R"({"subcribeHardware": "true"})"), package), QString());
+    EXPECT_TRUE(package.getSubcribeHardware());
+    EXPECT_EQ(packageFromJson(object(R"({"subcribeHardware": "false"})"), package), QString());
+    EXPECT_FALSE(package.getSubcribeHardware());
+    EXPECT_EQ(packageFromJson(object(R"({"subcribeHardware": "TRUE"})"), package),
+              QStringLiteral("subcribeHardware: \"TRUE\" is not true or false"));
+    EXPECT_EQ(packageFromJson(object(R"({"subcribeHardware": 1})"), package),
+              QStringLiteral("subcribeHardware: 1 is not true or false"));
+}
+
+TEST(PackageFields, ExpressionOfNoData)
+{
+    const PackageRequestWriteData package;
+    EXPECT_EQ(classOf(package).field(QStringLiteral("data"))->expression(package),
+              QStringLiteral("QByteArray()"));
+}
+
 TEST(PackageJson, OffsetOfAFileWriteLeavesAllElse)
 {
     PackageRequestWriteFile package(QStringLiteral("key"), 1, 2, 3, 4, 5, 6, 7, 8, 9,
@@ -219,6 +298,13 @@ TEST(DebugOutput, PackageShowsNamesAndHexadecimal)
     EXPECT_TRUE(
         text.endsWith(QStringLiteral(", data=33 bytes: ") + thirtyTwo + QStringLiteral("...) 7")))
         << text.toStdString();
+}
+
+TEST(DebugOutput, CodesWithoutAName)
+{
+    PackageBase package;
+    package.setCommResult(static_cast<OrvexEnum::CommResults>(77));
+    EXPECT_TRUE(debugged(package).contains(QStringLiteral(", commResult=no name (77), ")));
 }
 
 TEST(DebugOutput, EveryClassShowsEveryField)

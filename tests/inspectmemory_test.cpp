@@ -1,10 +1,11 @@
-// What check() allocates, and how its time grows.
+// What korvininspect allocates, how the time of check() grows, and what happens out of memory.
 
 #include "mallochook.h"
 #include "testsupport.h"
 
 #include <packagecheck.h>
 #include <packageexplain.h>
+#include <packageguess.h>
 
 #include <ctime>
 #include <functional>
@@ -171,6 +172,48 @@ TEST(ExplainOutOfMemory, ExplainsNothing)
         if (!failed)
             break;
     }
+}
+
+/// Lets every allocation of an operation fail in turn.
+template <typename Operation>
+void failEachAllocation(Operation operation)
+{
+    operation(); // what is made once
+    for (int failing = 0;; ++failing) {
+        failingAllocation = failing;
+        EXPECT_NO_THROW(operation());
+        const bool failed = failingAllocation == -1;
+        failingAllocation = -1;
+        if (!failed) {
+            EXPECT_GT(failing, 0);
+            return;
+        }
+    }
+}
+
+TEST(GuessOutOfMemory, ThrowsNothing)
+{
+    const QByteArray input = hex("00 0500 00 01 00");
+    failEachAllocation([&] { guess(input); });
+    failingAllocation = 0;
+    const bool isEmpty = guess(input).isEmpty();
+    failingAllocation = -1;
+    EXPECT_TRUE(isEmpty);
+}
+
+TEST(JsonOutOfMemory, ThrowsNothing)
+{
+    PackageBase package;
+    const QJsonObject json = packageToJson(package);
+    failEachAllocation([&] { packageToJson(package); });
+    failEachAllocation([&] { packageFromJson(json, package); });
+    failingAllocation = 0;
+    const bool isEmpty = packageToJson(package).isEmpty();
+    failingAllocation = 0;
+    const QString fault = packageFromJson(json, package);
+    failingAllocation = -1;
+    EXPECT_TRUE(isEmpty);
+    EXPECT_EQ(fault, QStringLiteral("out of memory"));
 }
 
 } // namespace
