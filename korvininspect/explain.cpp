@@ -200,7 +200,8 @@ private:
     {
         switch (fault) {
         case Fault::Truncated:
-            return QStringLiteral("read as 0");
+            return m_shape.form == Form::Linux ? QStringLiteral("what is missing is read as 0")
+                                               : QStringLiteral("read as 0");
         case Fault::LengthTooLarge:
             if (field.type == WireType::Text)
                 return QStringLiteral("read as an empty text");

@@ -90,6 +90,11 @@ bool isLength(const WireField &field)
         || std::strcmp(field.name, "fileNameSize") == 0;
 }
 
+bool isStatusOfRequest(const WireField &field, const MessageShape &shape)
+{
+    return shape.direction == Direction::Request && std::strcmp(field.name, "status") == 0;
+}
+
 FieldFault columnFault(const WireField &field, const MessageShape &shape)
 {
     switch (field.type) {
@@ -117,7 +122,7 @@ FieldFault textFault(const QByteArray &utf8)
     return {};
 }
 
-FieldFault byteFault(const WireField &field)
+FieldFault byteFault(const WireField &field, const MessageShape &shape)
 {
     const auto isText = field.type == WireType::Text || field.type == WireType::Block;
     if (field.present < field.width) {
@@ -133,6 +138,8 @@ FieldFault byteFault(const WireField &field)
     case WireType::Number:
         if (isLength(field) && field.number < 0)
             return {Fault::OutOfRange, QStringLiteral("a length"), number};
+        if (isStatusOfRequest(field, shape) && field.number != 0)
+            return {Fault::OutOfRange, QStringLiteral("0 in a request"), number};
         break;
     case WireType::Flag:
         if (field.number > 1)
@@ -169,7 +176,7 @@ QStringView nameIn(const Korvin::CodeName<Code> (&names)[N], qint64 number)
 
 FieldFault faultOf(const WireField &field, const MessageShape &shape)
 {
-    return field.column < 0 ? byteFault(field) : columnFault(field, shape);
+    return field.column < 0 ? byteFault(field, shape) : columnFault(field, shape);
 }
 
 QString reasonOf(const FieldFault &fault)

@@ -122,6 +122,8 @@ Ranked rank(const QByteArray &input, const QString &record, const MessageShape &
         ranked.guess.verdict = check(input, shape);
         if (shape.form == Form::Frame)
             scanFrame<FrameAsWritten>(input, shape, codes);
+        else
+            scanLinuxFrame(input, shape, codes);
     }
     ranked.usualCodes = codes.count();
     ranked.guess.reason = reasonFor(ranked.guess, columns);

@@ -42,9 +42,11 @@ QDebug operator<<(QDebug debug, const PackageBase &package)
 QDebug operator<<(QDebug debug, const PackageRequestCombination &combination)
 {
     const QDebugStateSaver saver(debug);
-    debug.nospace() << "PackageRequestCombination(deviceKey=" << combination.getDeviceKey()
-                    << ", timeout=" << combination.getTimeout()
-                    << ", serialNum=" << combination.getSerialNum() << ", packages=[";
+    debug.nospace().noquote() << "PackageRequestCombination(deviceKey=\""
+                              << combination.getDeviceKey()
+                              << "\", timeout=" << numberForPeople(combination.getTimeout())
+                              << ", serialNum=" << numberForPeople(combination.getSerialNum())
+                              << ", packages=[";
     const char *separator = "";
     for (const PackageBase *package : PackageRequestCombination(combination).packageList()) {
         debug << separator << *package;
@@ -58,10 +60,10 @@ QDebug operator<<(QDebug debug, const CommPackageBase &slice)
 {
     const QDebugStateSaver saver(debug);
     debug.nospace().noquote() << "CommPackageBase(spareBytes=" << firstBytes(slice.getSpareBytes())
-                              << ", spareLength=" << slice.getSpareLength()
+                              << ", spareLength=" << numberForPeople(slice.getSpareLength())
                               << ", frameSlice=" << firstBytes(slice.getFrameSlice())
-                              << ", sliceLength=" << slice.getSliceLength()
-                              << ", checkStatus=" << slice.getCheckStatus()
-                              << ", spareWord=" << slice.getSpareWord() << ')';
+                              << ", sliceLength=" << numberForPeople(slice.getSliceLength())
+                              << ", checkStatus=" << numberForPeople(slice.getCheckStatus())
+                              << ", spareWord=" << numberForPeople(slice.getSpareWord()) << ')';
     return debug;
 }

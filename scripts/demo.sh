@@ -37,6 +37,11 @@ echo
 korvinpack decode --class PackageRequestCombination --verify \
     --file "$sent/15-combination-record-request.txt"
 
+echo "== A frame byte by byte, and the fields in which two replies differ =="
+korvinpack explain --raw --file "$sent/01-write-frame-request.bin"
+korvinpack diff "00 0500 00 01 00" "00 0600 00 05 00" || [[ $? -eq 1 ]]
+echo
+
 echo "== A package described in JSON, there and back =="
 cat examples/data/write.json
 korvinpack encode examples/data/write.json | tee "$sent/write.hex"

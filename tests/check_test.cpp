@@ -112,6 +112,9 @@ const RefusedRow RefusedRows[] = {
     {"PackageRequestReadData", Form::Linux, Request,
      "55AA 00 05 00000000 0000 00 00 0000 0000 0100 01 5C55", Fault::TrailingBytes,
      "at 18: bytes behind the last field: 18 bytes expected, 19 bytes found"},
+    {"PackageRequestReadData", Form::Linux, Request,
+     "55AA 04 05 00000000 0000 00 00 0000 0000 0000 5E55", Fault::OutOfRange,
+     "status at 2: out of range: 0 in a request expected, 4 found"},
     {"PackageRequestRead", Form::Linux, Reply, "", Fault::NoSuchForm, "the class has no such form"},
 
     {"PackageBase", Form::Text, Request, "7,key", Fault::TooFewFields,

@@ -333,11 +333,12 @@ TEST(DebugOutput, Combination)
 
 TEST(DebugOutput, FrameSlice)
 {
-    const CommPackageBase slice(hex("55 AA 01 56 55"), 0, 5);
+    CommPackageBase slice(hex("55 AA 01 56 55"), 0, 5);
+    slice.setSpareWord(255);
     EXPECT_EQ(
         debugged(slice),
         QStringLiteral("CommPackageBase(spareBytes=0 bytes, spareLength=0, frameSlice=5 bytes: "
-                       "55 AA 01 56 55, sliceLength=5, checkStatus=1, spareWord=0) 7"));
+                       "55 AA 01 56 55, sliceLength=5, checkStatus=1, spareWord=255 (0xFF)) 7"));
 }
 
 } // namespace
