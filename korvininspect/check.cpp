@@ -1,5 +1,6 @@
 #include "classlayouts_p.h"
 #include "fieldrules_p.h"
+#include "include/inputtext.h"
 #include "include/packagecheck.h"
 #include "valuetext_p.h"
 
@@ -73,6 +74,9 @@ private:
                 || std::memcmp(earlier->bytes, field.bytes, static_cast<size_t>(field.width)) == 0);
         if (same)
             return {};
+        if (earlier->number == field.number)
+            return {Fault::Contradiction, QStringLiteral("the same bytes"),
+                    QStringLiteral("others")};
         return {Fault::Contradiction, QString::number(earlier->number),
                 QString::number(field.number)};
     }
@@ -119,7 +123,7 @@ Verdict checkItem(QStringView item)
     verdict.fault = Fault::UnknownType;
     verdict.field = QStringLiteral("type");
     verdict.expected = QStringLiteral("writeData, writeFile, ReadData or ReadFile");
-    verdict.found = QLatin1Char('"') + word.left(20).toString() + QLatin1Char('"');
+    verdict.found = QLatin1Char('"') + printable(word.toString(), 20) + QLatin1Char('"');
     return verdict;
 }
 
@@ -201,7 +205,7 @@ Verdict check(const QByteArray &input, const MessageShape &shape)
     return guardedCheck(shape, [&] {
         if (shape.form != Form::Text)
             return checkBytes(input, shape);
-        const QString record = QString::fromUtf8(input);
+        const QString record = textFromUtf8(input);
         return record.toUtf8() == input ? checkText(record, shape) : refused(Fault::NotUtf8);
     });
 }

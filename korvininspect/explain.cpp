@@ -4,6 +4,8 @@
 #include "codenames_p.h"
 #include "datastring_p.h"
 #include "fieldrules_p.h"
+#include "include/inputtext.h"
+#include "jsonvalues_p.h"
 #include "recordcursors_p.h"
 #include "valuetext_p.h"
 
@@ -55,7 +57,7 @@ QString descriptionOf(const QString &name)
         {QStringLiteral("id"), QStringLiteral("id of the special request")},
         {QStringLiteral("strData"), QStringLiteral("text of the special request")},
         {QStringLiteral("checksum"),
-         QStringLiteral("5555 plus all bytes from offset 2 on, modulo 10000")},
+         QStringLiteral("0x5555 plus all bytes from offset 2 on, modulo 0x10000")},
         {QStringLiteral("type"), QStringLiteral("what the item of the combination is")},
     };
     return descriptions.value(name);
@@ -205,8 +207,10 @@ private:
         case Fault::LengthTooLarge:
             if (field.type == WireType::Text)
                 return QStringLiteral("read as an empty text");
-            return m_shape.form == Form::Linux ? QStringLiteral("what is there is read")
-                                               : QStringLiteral("read as zeros, or left as it was");
+            if (m_shape.form != Form::Linux)
+                return QStringLiteral("read as zeros, or left as it was");
+            return isDataWrite(m_shape.classId) ? QStringLiteral("what is missing is read as 0")
+                                                : QStringLiteral("what is there is read");
         case Fault::UnknownCode:
             if (field.type != WireType::Flag && field.type != WireType::ReadWriteCode)
                 return {};
@@ -452,7 +456,7 @@ QVector<ExplainedField> explain(const QByteArray &input, const MessageShape &sha
     if (!exists(shape))
         return {};
     return guardedExplain([&] {
-        return shape.form == Form::Text ? explain(QString::fromUtf8(input), shape)
+        return shape.form == Form::Text ? explain(textFromUtf8(input), shape)
                                         : explainFrame(input, shape);
     });
 }
@@ -478,7 +482,7 @@ QJsonArray explanationToJson(const QVector<ExplainedField> &fields)
         };
         const bool isText = field.column >= 0 || field.item > 0;
         json.insert(QStringLiteral("raw"),
-                    isText ? QString::fromUtf8(field.raw) : QString::fromLatin1(field.raw.toHex()));
+                    isText ? textFromUtf8(field.raw) : QString::fromLatin1(field.raw.toHex()));
         if (field.column >= 0)
             json.insert(QStringLiteral("column"), field.column);
         if (field.item > 0)
@@ -486,6 +490,8 @@ QJsonArray explanationToJson(const QVector<ExplainedField> &fields)
         if (field.value.userType() == QMetaType::QByteArray)
             json.insert(QStringLiteral("value"),
                         QString::fromLatin1(field.value.toByteArray().toHex()));
+        else if (field.value.userType() == QMetaType::ULongLong)
+            json.insert(QStringLiteral("value"), numberToJson(field.value.toULongLong()));
         else if (field.value.isValid())
             json.insert(QStringLiteral("value"), QJsonValue::fromVariant(field.value));
         if (!field.meaning.isEmpty())
@@ -503,7 +509,7 @@ QString valueForPeople(const ExplainedField &field)
 {
     switch (field.value.userType()) {
     case QMetaType::QString:
-        return QLatin1Char('"') + field.value.toString() + QLatin1Char('"');
+        return QLatin1Char('"') + printable(field.value.toString()) + QLatin1Char('"');
     case QMetaType::QByteArray:
         return firstBytes(field.value.toByteArray());
     case QMetaType::LongLong:

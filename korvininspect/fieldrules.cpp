@@ -3,6 +3,7 @@
 #include "classlayouts_p.h"
 #include "codenames_p.h"
 #include "datastring_p.h"
+#include "include/inputtext.h"
 #include "valuetext_p.h"
 
 #include <cstring>
@@ -11,14 +12,15 @@ namespace KorvinInspect {
 
 namespace {
 
-/// A text of the input, cut for messages.
 QString quoted(QStringView text)
 {
     constexpr int MaxCharacters = 40;
-    QString shown = text.left(MaxCharacters).toString();
-    if (text.size() > MaxCharacters)
-        shown += QLatin1String("...");
-    return QLatin1Char('"') + shown + QLatin1Char('"');
+    return QLatin1Char('"') + printable(text.toString(), MaxCharacters) + QLatin1Char('"');
+}
+
+QString hexadecimal(qint64 number)
+{
+    return QLatin1String("0x") + QString::number(number, 16).toUpper();
 }
 
 /// Whether a text is a number as encoders write it: digits without zeros in front, and a sign only
@@ -133,7 +135,7 @@ FieldFault byteFault(const WireField &field, const MessageShape &shape)
     switch (field.type) {
     case WireType::Constant:
         if (field.number != field.max)
-            return {Fault::UnknownMarker, QString::number(field.max), number};
+            return {Fault::UnknownMarker, hexadecimal(field.max), hexadecimal(field.number)};
         break;
     case WireType::Number:
         if (isLength(field) && field.number < 0)
@@ -148,10 +150,8 @@ FieldFault byteFault(const WireField &field, const MessageShape &shape)
     case WireType::Text:
         return textFault(QByteArray::fromRawData(field.bytes, static_cast<int>(field.width)));
     case WireType::Checksum:
-        if (field.number != field.max) {
-            return {Fault::WrongChecksum, QString::number(field.max, 16).toUpper(),
-                    QString::number(field.number, 16).toUpper()};
-        }
+        if (field.number != field.max)
+            return {Fault::WrongChecksum, hexadecimal(field.max), hexadecimal(field.number)};
         break;
     case WireType::ReadWriteCode:
     case WireType::Kind:

@@ -1,6 +1,7 @@
 #include "include/packageguess.h"
 
 #include "classlayouts_p.h"
+#include "include/inputtext.h"
 
 #include <algorithm>
 #include <new>
@@ -14,16 +15,11 @@ bool looksLikeLinuxFrame(const QByteArray &input)
     return input.startsWith("\x55\xAA");
 }
 
-bool isPrintable(const QByteArray &input)
+/// No byte frame begins with a character, and no record holds a zero byte.
+bool looksLikeText(const QByteArray &input)
 {
-    return std::all_of(input.begin(), input.end(), [](char character) {
-        return static_cast<uchar>(character) >= 0x20 && character != 0x7F;
-    });
-}
-
-bool hasColumns(const QByteArray &input)
-{
-    return input.count(',') >= 2 || input.contains('^');
+    return !input.contains('\0') && !input.startsWith('\1')
+        && (input.contains(',') || input.contains('^'));
 }
 
 /// Counts the codes that are usual for a class.
@@ -69,6 +65,7 @@ private:
 struct Ranked
 {
     Guess guess;
+    int form = 0; // place among the forms that the input looks like
     int usualCodes = 0;
 };
 
@@ -86,6 +83,8 @@ bool isBetter(const Ranked &a, const Ranked &b)
         return first.isOk();
     if (first.isOk())
         return a.usualCodes > b.usualCodes;
+    if (a.form != b.form)
+        return a.form < b.form;
     if (hasOtherColumns(first) != hasOtherColumns(second))
         return hasOtherColumns(second);
     return std::tie(first.item, first.position) > std::tie(second.item, second.position);
@@ -111,33 +110,31 @@ Ranked rank(const QByteArray &input, const QString &record, const MessageShape &
 {
     Ranked ranked;
     ranked.guess.shape = shape;
+    ranked.guess.verdict = check(input, shape);
     UsualCodes codes(shape.classId);
     int columns = 0;
     if (shape.form == Form::Text) {
-        ranked.guess.verdict = check(record, shape);
         RecordScanner scanner(record, codes);
         columns = scanner.count();
         scanRecordAsWritten(scanner, shape);
+    } else if (shape.form == Form::Frame) {
+        scanFrame<FrameAsWritten>(input, shape, codes);
     } else {
-        ranked.guess.verdict = check(input, shape);
-        if (shape.form == Form::Frame)
-            scanFrame<FrameAsWritten>(input, shape, codes);
-        else
-            scanLinuxFrame(input, shape, codes);
+        scanLinuxFrame(input, shape, codes);
     }
     ranked.usualCodes = codes.count();
     ranked.guess.reason = reasonFor(ranked.guess, columns);
     return ranked;
 }
 
+/// All forms, the one that the input looks like first.
 QVector<Form> formsOf(const QByteArray &input)
 {
-    if (isPrintable(input))
-        return hasColumns(input) ? QVector<Form>{Form::Text}
-                                 : QVector<Form>{Form::Frame, Form::Text};
     if (looksLikeLinuxFrame(input))
-        return {Form::Linux, Form::Frame};
-    return {Form::Frame};
+        return {Form::Linux, Form::Frame, Form::Text};
+    if (looksLikeText(input))
+        return {Form::Text, Form::Frame, Form::Linux};
+    return {Form::Frame, Form::Text, Form::Linux};
 }
 
 QVector<Guess> guesses(const QByteArray &input)
@@ -147,14 +144,17 @@ QVector<Guess> guesses(const QByteArray &input)
         classes << listed.id;
     if (input.contains('^'))
         classes << ClassId::PackageRequestCombination;
-    const QString record = QString::fromUtf8(input);
+    const QString record = textFromUtf8(input);
 
     std::vector<Ranked> ranked;
-    for (const Form form : formsOf(input)) {
+    const QVector<Form> forms = formsOf(input);
+    for (const Form form : forms) {
         for (const Direction direction : {Direction::Request, Direction::Reply}) {
             for (const ClassId id : classes) {
-                if (exists({id, form, direction}))
-                    ranked.push_back(rank(input, record, {id, form, direction}));
+                if (!exists({id, form, direction}))
+                    continue;
+                ranked.push_back(rank(input, record, {id, form, direction}));
+                ranked.back().form = forms.indexOf(form);
             }
         }
     }

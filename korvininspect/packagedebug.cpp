@@ -1,5 +1,6 @@
 #include "include/packagedebug.h"
 
+#include "include/inputtext.h"
 #include "include/packageclass.h"
 #include "valuetext_p.h"
 
@@ -17,7 +18,7 @@ QString valueOf(const PackageField &field, const PackageBase &package)
     case ValueType::Data:
         return firstBytes(package.data());
     case ValueType::Text:
-        return QLatin1Char('"') + field.describe(package) + QLatin1Char('"');
+        return QLatin1Char('"') + printable(field.describe(package)) + QLatin1Char('"');
     default:
         return field.describe(package);
     }
@@ -43,7 +44,7 @@ QDebug operator<<(QDebug debug, const PackageRequestCombination &combination)
 {
     const QDebugStateSaver saver(debug);
     debug.nospace().noquote() << "PackageRequestCombination(deviceKey=\""
-                              << combination.getDeviceKey()
+                              << printable(combination.getDeviceKey())
                               << "\", timeout=" << numberForPeople(combination.getTimeout())
                               << ", serialNum=" << numberForPeople(combination.getSerialNum())
                               << ", packages=[";

@@ -5,6 +5,7 @@
 #include "testsupport.h"
 #include "testvectors.h"
 
+#include <inputtext.h>
 #include <packageexplain.h>
 #include <packagerequestcombination.h>
 #include <packagerequestwritedata.h>
@@ -157,6 +158,11 @@ void expectExplained(const QByteArray &input, const PackageClass &itsClass,
 {
     const Explanation fields = explain(input, shapeOf(itsClass, encoding));
     EXPECT_EQ(together(fields, encoding.form), input);
+    if (encoding.form == Form::Text) {
+        const QString record = textFromUtf8(input);
+        for (const ExplainedField &field : fields)
+            EXPECT_EQ(record.mid(field.offset, field.width).toUtf8(), field.raw);
+    }
     if (announcesTooMuch(fields))
         return;
     const LogCapture log; // short blocks are reported
@@ -309,6 +315,26 @@ TEST(Explain, ShortFrameSaysWhatIsMissing)
                              "read as 0"));
 }
 
+TEST(Explain, AZeroByteDoesNotEndARecord)
+{
+    const QByteArray record("1,2,a\0b,c", 9);
+    const Explanation fields =
+        explain(record, {ClassId::SpecialPackageRequest, Form::Text, Direction::Request});
+    ASSERT_EQ(fields.size(), 4);
+    EXPECT_EQ(fields.at(2).raw, QByteArray("a\0b", 3));
+    EXPECT_EQ(fields.at(2).value.toString().size(), 3);
+    EXPECT_EQ(fields.at(3).raw, QByteArray("c"));
+}
+
+TEST(Explain, NumbersOf64BitsAreNotRoundedInJson)
+{
+    const QJsonArray json =
+        explanationToJson(explain(QStringLiteral("-1,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok"),
+                                  {ClassId::PackageBase, Form::Text, Direction::Request}));
+    EXPECT_EQ(json.at(0).toObject().value(QStringLiteral("value")).toString(),
+              QStringLiteral("18446744073709551615"));
+}
+
 TEST(Explain, ReplyRecordSaysWhatIsReadElsewhere)
 {
     const Explanation fields =
@@ -353,9 +379,10 @@ TEST(Explain, LinuxFrameSaysWhatItsStatusStandsFor)
                 {ClassId::PackageRequestReadData, Form::Linux, Direction::Reply});
     ASSERT_EQ(fields.size(), 15);
     EXPECT_EQ(rowOf(fields.at(2)), QStringLiteral("status|2+1|4|timeout|"));
-    EXPECT_EQ(rowOf(fields.at(14)),
-              QStringLiteral("checksum|18+2|21855 (0x555F)||wrong checksum: 555E expected, 555F "
-                             "found"));
+    EXPECT_EQ(
+        rowOf(fields.at(14)),
+        QStringLiteral("checksum|18+2|21855 (0x555F)||wrong checksum: 0x555E expected, 0x555F "
+                       "found"));
 }
 
 TEST(Explain, ThereIsNothingToSayOfAFormThatDoesNotExist)

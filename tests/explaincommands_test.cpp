@@ -71,12 +71,14 @@ TEST_F(ExplainCommands, VerdictInJsonSaysWhere)
         {QStringLiteral("explain"), QStringLiteral("--json"), QStringLiteral("ReadData^1,2|x^")});
     EXPECT_EQ(QJsonDocument::fromJson(output).object().value(QStringLiteral("verdict")).toObject(),
               QJsonDocument::fromJson(R"({"ok": false, "item": 1, "position": 2,
-                  "reason": "item 1, too few: 17 columns expected, 2 found"})")
+                  "reason": "item 1, too few: 17 columns expected, 2 found",
+                  "expected": "17 columns", "found": "2"})")
                   .object());
     const QByteArray frame = outputOf(words("explain --json --direction request 000500"));
     EXPECT_EQ(QJsonDocument::fromJson(frame).object().value(QStringLiteral("verdict")).toObject(),
               QJsonDocument::fromJson(R"({"ok": false, "field": "deviceKey", "position": 3,
-                  "reason": "deviceKey at 3: announced 5 bytes, left 0 bytes"})")
+                  "reason": "deviceKey at 3: announced 5 bytes, left 0 bytes",
+                  "expected": "5 bytes", "found": "0 bytes"})")
                   .object());
 }
 
@@ -94,6 +96,45 @@ TEST_F(ExplainCommands, ManyInputsAreReportedByLine)
               QByteArray("line 1: ok (as reply frame of PackageBase)\n"
                          "line 3: refused: deviceKey at 3: announced 5 bytes, left 0 bytes "
                          "(as request frame of PackageBase)\n"));
+}
+
+TEST_F(ExplainCommands, ALineThatIsNeitherFrameNorRecordDoesNotEndAStream)
+{
+    const QByteArray input("000500000100\n0x\n000600000100\n");
+    const Finished checked =
+        korvinpack(words("check --class PackageBase --form frame --direction reply"), input);
+    EXPECT_EQ(checked.exitStatus, 1);
+    EXPECT_EQ(checked.output,
+              QByteArray("line 1: ok\n"
+                         "line 2: refused: \"x\" at character 2 is not a hexadecimal digit\n"
+                         "line 3: ok\n"));
+    const QList<QByteArray> lines = outputOf(words("explain --json"), input).split('\n');
+    EXPECT_EQ(lines.value(1),
+              QByteArray("{\"line\":2,\"verdict\":{\"ok\":false,\"reason\":\"\\\"x\\\" at "
+                         "character 2 is not a hexadecimal digit\"}}"));
+    EXPECT_TRUE(outputOf(words("explain"), input).contains("\nline 2: refused: "));
+}
+
+TEST_F(ExplainCommands, AZeroByteIsPartOfTheInput)
+{
+    const QByteArray record = QByteArray(Record) + QByteArray("\0,evil", 6);
+    for (const char *command :
+         {"check", "check --class PackageBase --form text --direction request"}) {
+        const Finished run = korvinpack(words(command), record + '\n');
+        EXPECT_EQ(run.exitStatus, 1) << command;
+        EXPECT_TRUE(run.output.startsWith("refused: ")) << run.output.toStdString();
+    }
+    EXPECT_EQ(korvinpack(words("check"), QByteArray("\0\5\n", 3)).exitStatus, 2);
+}
+
+TEST_F(ExplainCommands, TerminalsGetNoControlCharacters)
+{
+    const QByteArray frame = hex("00 0300 1B5B48 0100 0A 03000000 0000 00 00 00 00 0000 00 00 0000 "
+                                 "0000");
+    const QByteArray output = outputOf(words("explain --raw"), frame);
+    EXPECT_FALSE(output.contains('\x1B'));
+    EXPECT_TRUE(output.contains("\"\\u001b[H\""));
+    EXPECT_TRUE(output.contains("\"\\u000a\""));
 }
 
 TEST_F(ExplainCommands, RawInputIsOneFrame)
@@ -232,13 +273,13 @@ TEST_F(ExplainCommands, WrongInputGetsOneLineAndStatus2)
         const char *error;
     } rows[] = {
         {"explain 0", "", "INPUT: the hexadecimal digit at character 1 has no second one"},
-        {"check", "00\n0x\n", "-, line 2: \"x\" at character 2 is not a hexadecimal digit"},
+        {"check --form frame 00,05", "", "INPUT: \",\" at character 3 is not a hexadecimal digit"},
+        {"diff 000500000100 7,usb0,0", "", "B: \",\" at character 2 is not a hexadecimal digit"},
         {"explain --class Package 00", "",
          "Package: no such class; \"korvinpack classes\" lists them"},
         {"explain --form binary 00", "", "--form binary: not one of frame, text, linux"},
         {"explain --direction up 00", "", "--direction up: not one of request, reply"},
         {"explain --color=blue 00", "", "--color blue: not one of auto, always, never"},
-        {"explain --form linux 00", "", "INPUT: it cannot be what the options say"},
         {"explain --class PackageRequestCombination --form frame --direction request 00", "",
          "INPUT: there is no request frame of PackageRequestCombination"},
         {"check --file /nowhere/x", "", "/nowhere/x: No such file or directory"},

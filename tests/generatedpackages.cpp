@@ -55,7 +55,9 @@ QJsonValue Generator::consistentValue(const PackageField &field, ClassId id)
             return isWriteClass(id) ? 1 : 0;
         if (field.name == QLatin1String("commResult"))
             return upTo(7);
-        return field.name == QLatin1String("packResult") ? upTo(10) : upTo(2);
+        if (field.name == QLatin1String("packResult"))
+            return oneIn(2) ? upTo(10) : 245 + upTo(10);
+        return upTo(2);
     default:
         break;
     }
@@ -67,7 +69,9 @@ QJsonValue Generator::consistentValue(const PackageField &field, ClassId id)
         return upTo(255);
     if (field.type.contains(QLatin1String("to 65535")))
         return upTo(65535);
-    return upTo(100000);
+    const bool mayBeNegative = field.name == QLatin1String("offset")
+        || (field.name == QLatin1String("timeout") && id != ClassId::SpecialPackageRequest);
+    return upTo(100000) - (mayBeNegative ? 50000 : 0);
 }
 
 std::unique_ptr<PackageBase> Generator::consistentPackage(const PackageClass &ofClass)

@@ -40,7 +40,7 @@ const GuessRow GuessRows[] = {
      "Linux reply frame of PackageRequestReadData", "begins with 55 AA and the checksum holds"},
     {"55AA 00 05 00000000 0000 00 00 0000 0000 0000 5B55", false,
      "Linux request frame of PackageRequestReadData",
-     "checksum at 18: wrong checksum: 555A expected, 555B found"},
+     "checksum at 18: wrong checksum: 0x555A expected, 0x555B found"},
     {READ_COLUMNS, true, "request record of PackageBase", "15 columns, every one in its range"},
     {READ_COLUMNS ",0", true, "reply record of PackageBase", "16 columns, every one in its range"},
     {READ_COLUMNS ",4,data", true, "request record of PackageRequestRead",
@@ -55,6 +55,9 @@ const GuessRow GuessRows[] = {
      "19 columns, every one in its range"},
     {"7,key,1,2,3,4,5,6,7,8,read,9,tag,late,ok", true, "request record of PackageBase",
      "commResult at 13: unknown name: a word of this field expected, \"late\" found"},
+    {"1,2,te\txt", true, "request record of SpecialPackageRequest",
+     "3 columns, every one in its range"},
+    {"7,usb0", true, "request record of PackageBase", "too few: 15 columns expected, 2 found"},
     {"1,2,text", true, "request record of SpecialPackageRequest",
      "3 columns, every one in its range"},
     {"ReadData^" READ_COLUMNS ",4,data", true, "request record of PackageRequestCombination",
@@ -114,8 +117,14 @@ TEST(Guess, FindsTheFormAndDirectionOfEveryEncodedPackage)
 
 TEST(Guess, ThereIsOneForAnyInput)
 {
-    for (const char *input : {"", "00", "FF", "55", "55AA", "2C2C2C", "0D0A", "7F2C2C"})
-        EXPECT_FALSE(guess(hex(input)).isEmpty()) << input;
+    for (const char *digits : {"", "00", "FF", "55", "55AA", "2C2C2C", "0D0A", "7F2C2C",
+                               "372CFF2C30", "EFBBBF312C322C61", "312C322C6100622C"}) {
+        SCOPED_TRACE(digits);
+        const QByteArray input = hex(digits);
+        EXPECT_FALSE(guess(input).isEmpty());
+        for (const Guess &candidate : guess(input))
+            EXPECT_EQ(describe(candidate.verdict), describe(check(input, candidate.shape)));
+    }
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "annotateddump.h"
 
 #include <hexbytes.h>
+#include <inputtext.h>
 
 using namespace KorvinInspect;
 
@@ -62,7 +63,9 @@ private:
 
     static QString position(const ExplainedField &field)
     {
-        return field.column < 0 ? QString::number(field.offset) : QString::number(field.column);
+        if (field.column >= 0)
+            return QString::number(field.column);
+        return field.item > 0 ? QString() : QString::number(field.offset);
     }
 
     static QString value(const ExplainedField &field)
@@ -86,13 +89,12 @@ private:
 
     static QStringList textRows(const ExplainedField &field)
     {
-        const QString text = QString::fromUtf8(field.raw);
+        const QString text = printable(textFromUtf8(field.raw), MostRows * MostCharacters + 1);
         QStringList rows;
         for (int start = 0; start < text.size() && rows.size() < MostRows; start += MostCharacters)
             rows << text.mid(start, MostCharacters);
-        const int shown = MostRows * MostCharacters;
-        if (text.size() > shown)
-            rows << QStringLiteral("... %1 more").arg(text.size() - shown);
+        if (text.size() > MostRows * MostCharacters)
+            rows << QStringLiteral("...");
         return rows.isEmpty() ? QStringList{QString()} : rows;
     }
 

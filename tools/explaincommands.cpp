@@ -6,10 +6,12 @@
 #include "inputlines.h"
 
 #include <hexbytes.h>
+#include <inputtext.h>
 #include <packagecheck.h>
 #include <packageexplain.h>
 #include <packageguess.h>
 
+#include <QtCore/QHash>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QMap>
@@ -70,6 +72,8 @@ public:
             m_direction = static_cast<Direction>(line.choice("direction", directions));
     }
 
+    std::optional<Form> form() const { return m_form; }
+
     /// Whether nothing is left to guess.
     bool areComplete() const { return m_class && m_form && m_direction; }
 
@@ -124,6 +128,8 @@ QJsonObject jsonOf(const Verdict &verdict)
         {QStringLiteral("ok"), false},
         {QStringLiteral("reason"), describe(verdict)},
         {QStringLiteral("position"), verdict.position},
+        {QStringLiteral("expected"), verdict.expected},
+        {QStringLiteral("found"), verdict.found},
     };
     if (!verdict.field.isEmpty())
         json.insert(QStringLiteral("field"), verdict.field);
@@ -139,6 +145,23 @@ QByteArray jsonLine(const Captured &captured, const Guess &guessed)
         {QStringLiteral("what"), describe(guessed.shape)},
         {QStringLiteral("verdict"), jsonOf(guessed.verdict)},
         {QStringLiteral("fields"), explanationToJson(explain(captured.bytes, guessed.shape))},
+    };
+    return QJsonDocument(json).toJson(QJsonDocument::Compact) + '\n';
+}
+
+/// What is said of a line that is neither a frame nor a record.
+QByteArray faultLine(const Captured &captured, bool isJson)
+{
+    if (!isJson) {
+        return QStringLiteral("line %1: refused: %2\n")
+            .arg(captured.line)
+            .arg(captured.fault)
+            .toUtf8();
+    }
+    const QJsonObject json{
+        {QStringLiteral("line"), static_cast<qint64>(captured.line)},
+        {QStringLiteral("verdict"),
+         QJsonObject{{QStringLiteral("ok"), false}, {QStringLiteral("reason"), captured.fault}}},
     };
     return QJsonDocument(json).toJson(QJsonDocument::Compact) + '\n';
 }
@@ -198,12 +221,9 @@ using FieldsByPlace = QMap<std::tuple<int, QString, int>, ExplainedField>;
 FieldsByPlace byPlace(const QVector<ExplainedField> &fields)
 {
     FieldsByPlace placed;
-    for (const ExplainedField &field : fields) {
-        int occurrence = 0;
-        while (placed.contains({field.item, field.name, occurrence}))
-            ++occurrence;
-        placed.insert({field.item, field.name, occurrence}, field);
-    }
+    QHash<QPair<int, QString>, int> occurrences;
+    for (const ExplainedField &field : fields)
+        placed.insert({field.item, field.name, occurrences[{field.item, field.name}]++}, field);
     return placed;
 }
 
@@ -213,7 +233,7 @@ QString shown(const FieldsByPlace &fields, const FieldsByPlace::key_type &place)
     if (found == fields.end())
         return QStringLiteral("-");
     if (found->name.isEmpty())
-        return found->column < 0 ? hexFromBytes(found->raw) : QString::fromUtf8(found->raw);
+        return found->column < 0 ? hexFromBytes(found->raw) : printable(textFromUtf8(found->raw));
     QString text = valueForPeople(*found);
     if (!found->meaning.isEmpty())
         text += QStringLiteral(" (%1)").arg(found->meaning);
@@ -230,20 +250,24 @@ QByteArray differences(const QVector<ExplainedField> &first, const QVector<Expla
         if (!a.contains(place))
             places << place;
     }
-    const auto offset = [&](const FieldsByPlace::key_type &place) {
-        return a.contains(place) ? a.value(place).offset : b.value(place).offset;
+    const auto fieldAt = [&](const FieldsByPlace::key_type &place) -> const ExplainedField & {
+        const auto found = a.constFind(place);
+        return found != a.constEnd() ? *found : *b.constFind(place);
     };
     std::stable_sort(places.begin(), places.end(), [&](const auto &left, const auto &right) {
-        return offset(left) < offset(right);
+        return fieldAt(left).offset < fieldAt(right).offset;
     });
     QString text;
     for (const auto &place : qAsConst(places)) {
-        if (a.contains(place) && b.contains(place) && a.value(place).raw == b.value(place).raw)
+        const auto inFirst = a.constFind(place);
+        const auto inSecond = b.constFind(place);
+        if (inFirst != a.constEnd() && inSecond != b.constEnd() && inFirst->raw == inSecond->raw)
             continue;
         const auto &[item, name, occurrence] = place;
+        const ExplainedField &field = fieldAt(place);
         const QString itemName = item > 0 ? QStringLiteral("item %1 ").arg(item) : QString();
         text += QStringLiteral("%1  %2  %3 -> %4\n")
-                    .arg(offset(place), 6)
+                    .arg(field.column < 0 ? field.offset : field.column, 6)
                     .arg(itemName + (name.isEmpty() ? QStringLiteral("not read") : name), -20)
                     .arg(shown(a, place), shown(b, place));
     }
@@ -268,11 +292,15 @@ void explainInputs(const QStringList &arguments)
 
     const ShapeOptions options(line);
     const bool colored = isColored(line);
-    InputLines inputs(line);
+    InputLines inputs(line, options.form());
     Progress progress;
     Captured captured;
     while (inputs.next(&captured)) {
         progress.show(captured.line);
+        if (!captured.fault.isEmpty()) {
+            print(faultLine(captured, line.isSet("json")));
+            continue;
+        }
         const Guess guessed = options.shapeOf(captured);
         if (line.isSet("html")) {
             writePage(line.value("html"), captured, guessed);
@@ -299,12 +327,17 @@ int checkInputs(const QStringList &arguments)
     line.parse(arguments, 1);
 
     const ShapeOptions options(line);
-    InputLines inputs(line);
+    InputLines inputs(line, options.form());
     Progress progress;
     Captured captured;
     int status = EXIT_SUCCESS;
     while (inputs.next(&captured)) {
         progress.show(captured.line);
+        if (!captured.fault.isEmpty()) {
+            print(faultLine(captured, false));
+            status = Refused;
+            continue;
+        }
         const Guess guessed = options.shapeOf(captured);
         QByteArray output;
         if (!captured.isOnly)
@@ -324,7 +357,7 @@ int diffInputs(const QStringList &arguments)
 {
     CommandLine line(QStringLiteral("diff"),
                      QStringLiteral("Shows the fields in which two frames or records differ: "
-                                    "offset, name, and both values."),
+                                    "offset or column, name, and both values."),
                      DiffExamples);
     addShapeOptions(line);
     line.addOption("files", "A and B are names of files.");
@@ -341,9 +374,12 @@ int diffInputs(const QStringList &arguments)
         const QString argument = line.arguments().at(i);
         Captured captured;
         captured.origin = line.isSet("files") ? argument : QString(QLatin1Char("AB"[i]));
-        captured.bytes =
-            capturedBytes(line.isSet("files") ? contentOf(argument).trimmed() : argument.toUtf8(),
-                          line.value("form") == QLatin1String("text"), captured.origin);
+        const QByteArray text =
+            line.isSet("files") ? contentOf(argument).trimmed() : argument.toUtf8();
+        const QString fault =
+            capturedBytes(text, shape ? shape->form : options.form(), &captured.bytes);
+        if (!fault.isEmpty())
+            fail(QStringLiteral("%1: %2").arg(captured.origin, fault));
         if (!shape)
             shape = options.shapeOf(captured).shape;
         explained[i] = explain(captured.bytes, *shape);

@@ -1,6 +1,7 @@
 #include "htmlpage.h"
 
 #include <hexbytes.h>
+#include <inputtext.h>
 
 #include <QtCore/QCryptographicHash>
 
@@ -383,7 +384,7 @@ QString dataCell(const char *cssClass, const QString &html)
 QString rawOf(const ExplainedField &field, Form form)
 {
     if (form == Form::Text)
-        return shown(QString::fromUtf8(field.raw));
+        return shown(textFromUtf8(field.raw));
     const QString begin = hexFromBytes(field.raw.left(MostRawBytes));
     return field.raw.size() > MostRawBytes ? begin + QLatin1String(" &hellip;") : begin;
 }
@@ -495,7 +496,7 @@ Map mapOf(const QByteArray &input, const QVector<ExplainedField> &fields, Form f
     if (form != Form::Text)
         return {byteMap(input, fields), QStringLiteral("byte"), input.size(),
                 qMin(input.size(), MostCells)};
-    const QString record = QString::fromUtf8(input);
+    const QString record = textFromUtf8(input);
     const QString begin = beginning(record, MostCells);
     return {textMap(begin, fields), QStringLiteral("character"), record.size(), begin.size()};
 }

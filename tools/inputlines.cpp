@@ -3,24 +3,23 @@
 #include "commandline.h"
 
 #include <hexbytes.h>
+#include <inputtext.h>
 
 #include <cstdio>
 #include <unistd.h>
 
 using namespace KorvinInspect;
 
-QByteArray capturedBytes(const QByteArray &text, bool isText, const QString &origin)
+QString capturedBytes(const QByteArray &text, std::optional<Form> form, QByteArray *bytes)
 {
-    if (isText)
-        return text;
-    QByteArray bytes;
-    const QString fault = bytesFromHex(QString::fromUtf8(text), &bytes);
-    if (fault.isEmpty())
-        return bytes;
-    // A record has separators, which are no digits.
-    if (!text.contains(',') && !text.contains('^'))
-        fail(QStringLiteral("%1: %2").arg(origin, fault));
-    return text;
+    if (form != Form::Text) {
+        const QString fault = bytesFromHex(textFromUtf8(text), bytes);
+        const bool hasSeparators = text.contains(',') || text.contains('^');
+        if (fault.isEmpty() || form || !hasSeparators)
+            return fault;
+    }
+    *bytes = text;
+    return {};
 }
 
 void InputLines::addOptions(CommandLine &line)
@@ -32,59 +31,79 @@ void InputLines::addOptions(CommandLine &line)
                      "it is missing.");
 }
 
-InputLines::InputLines(const CommandLine &line)
-    : m_isText(line.value("form") == QLatin1String("text"))
+InputLines::InputLines(const CommandLine &line, std::optional<Form> form)
+    : m_form(form)
     , m_isRaw(line.isSet("raw"))
 {
     if (!line.arguments().isEmpty()) {
         if (line.isSet("file"))
             fail(QStringLiteral("--file %1: there is an INPUT already").arg(line.value("file")));
-        m_isArgument = true;
         m_name = QStringLiteral("INPUT");
-        m_ahead = line.arguments().constFirst().toUtf8();
-        m_isAhead = true;
+        m_first = line.arguments().constFirst().toUtf8();
+        m_line = 1;
         return;
     }
     m_name = line.isSet("file") ? line.value("file") : QStringLiteral("-");
     m_file.setFileName(m_name);
-    const bool isOpen = m_name == QLatin1String("-") ? m_file.open(stdin, QIODevice::ReadOnly)
-                                                     : m_file.open(QIODevice::ReadOnly);
+    // By its descriptor: a line of a FILE ends at its first zero byte.
+    const bool isOpen = m_name == QLatin1String("-")
+        ? m_file.open(STDIN_FILENO, QIODevice::ReadOnly)
+        : m_file.open(QIODevice::ReadOnly);
     if (!isOpen)
         fail(QStringLiteral("%1: %2").arg(m_name, m_file.errorString()));
-    if (m_isRaw) {
-        m_ahead = m_file.readAll();
-        m_isAhead = true;
-    } else {
-        m_isAhead = readLine(&m_ahead);
-    }
+    if (m_isRaw)
+        m_first = m_file.readAll();
+    else if (!readLine(&m_first))
+        m_state = State::End;
 }
 
 bool InputLines::readLine(QByteArray *text)
 {
-    while (!m_file.atEnd()) {
+    while (true) {
         *text = m_file.readLine();
-        ++m_lineAhead;
+        if (text->isEmpty())
+            return false;
+        ++m_line;
         while (text->endsWith('\n') || text->endsWith('\r'))
             text->chop(1);
         if (!text->isEmpty())
             return true;
     }
-    return false;
 }
 
 bool InputLines::next(Captured *captured)
 {
-    if (!m_isAhead)
+    QByteArray text;
+    captured->isOnly = false;
+    switch (m_state) {
+    case State::First:
+        text = m_first;
+        captured->line = qMax<std::size_t>(m_line, 1);
+        captured->isOnly = m_isRaw || !m_file.isOpen() || !readLine(&m_second);
+        m_state = captured->isOnly ? State::End : State::Second;
+        break;
+    case State::Second:
+        text = m_second;
+        captured->line = m_line;
+        m_state = State::Later;
+        break;
+    case State::Later:
+        if (!readLine(&text))
+            return false;
+        captured->line = m_line;
+        break;
+    case State::End:
         return false;
-    const bool isFirst = m_line == 0;
-    m_line = m_lineAhead > 0 ? m_lineAhead : 1;
-    const QByteArray text = m_ahead;
-    m_isAhead = !m_isArgument && !m_isRaw && readLine(&m_ahead);
-    captured->line = m_line;
-    captured->isOnly = isFirst && !m_isAhead;
+    }
     captured->origin =
-        captured->isOnly ? m_name : QStringLiteral("%1, line %2").arg(m_name).arg(m_line);
-    captured->bytes = capturedBytes(text, m_isText || m_isRaw, captured->origin);
+        captured->isOnly ? m_name : QStringLiteral("%1, line %2").arg(m_name).arg(captured->line);
+    captured->fault.clear();
+    if (m_isRaw)
+        captured->bytes = text;
+    else
+        captured->fault = capturedBytes(text, m_form, &captured->bytes);
+    if (captured->isOnly && !captured->fault.isEmpty())
+        fail(QStringLiteral("%1: %2").arg(m_name, captured->fault));
     return true;
 }
 

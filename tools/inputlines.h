@@ -1,9 +1,12 @@
 #ifndef INPUTLINES_H
 #define INPUTLINES_H
 
+#include <messageshape.h>
+
 #include <QtCore/QFile>
 
 #include <cstddef>
+#include <optional>
 
 class CommandLine;
 
@@ -11,30 +14,31 @@ class CommandLine;
 struct Captured
 {
     QByteArray bytes; ///< The frame, or the record in UTF-8.
+    QString fault;    ///< Why it is neither; empty for one that is.
     QString origin;   ///< What messages call it.
     std::size_t line = 0;
     bool isOnly = false; ///< Whether there is no other one.
 };
 
-/// The bytes of a frame that is given in hexadecimal digits, or of a record as it stands; ends the
-/// program for what is neither.
+/// Takes hexadecimal digits for a frame and any other text with separators for a record; where
+/// @p form is given, for what it says.
 ///
-/// @param isText takes digits for a record too.
-QByteArray capturedBytes(const QByteArray &text, bool isText, const QString &origin);
+/// @return why the text is neither, or an empty text.
+QString capturedBytes(const QByteArray &text, std::optional<KorvinInspect::Form> form,
+                      QByteArray *bytes);
 
 /// Hands out captured frames and records: the argument of a command, or the lines of a file or of
-/// standard input, one after the other, without keeping them.
-///
-/// A line of hexadecimal digits is a frame, any other line a record; empty lines are passed over.
+/// standard input, one after the other, without keeping them. Empty lines are passed over.
 class InputLines
 {
 public:
     /// Adds the options that the constructor looks at.
     static void addOptions(CommandLine &line);
 
-    explicit InputLines(const CommandLine &line);
+    InputLines(const CommandLine &line, std::optional<KorvinInspect::Form> form);
 
-    /// The next one; ends the program where it cannot be read.
+    /// The next one. Ends the program for an only one that is neither a frame nor a record; of
+    /// several, such a one has its fault.
     ///
     /// @return false at the end.
     bool next(Captured *captured);
@@ -44,13 +48,12 @@ private:
 
     QFile m_file;
     QString m_name;
-    QByteArray m_ahead;
+    std::optional<KorvinInspect::Form> m_form;
+    bool m_isRaw;
     std::size_t m_line = 0;
-    std::size_t m_lineAhead = 0;
-    bool m_isAhead = false;
-    bool m_isText = false;
-    bool m_isRaw = false;
-    bool m_isArgument = false;
+    QByteArray m_first;
+    QByteArray m_second;
+    enum class State { First, Second, Later, End } m_state = State::First;
 };
 
 /// Frames and records that have been looked at, in a line of standard error, where that is a

@@ -4,6 +4,7 @@
 #include "packageforms.h"
 
 #include <hexbytes.h>
+#include <inputtext.h>
 #include <packagebase.h>
 #include <packageclass.h>
 #include <packagejson.h>
@@ -232,7 +233,7 @@ Input inputOf(const CommandLine &line, Form form)
             input.bytes.chop(input.bytes.endsWith("\r\n") ? 2 : 1);
         return input;
     }
-    const QString fault = bytesFromHex(QString::fromUtf8(input.bytes), &input.bytes);
+    const QString fault = bytesFromHex(textFromUtf8(input.bytes), &input.bytes);
     if (!fault.isEmpty())
         fail(QStringLiteral("%1: %2").arg(input.origin, fault));
     return input;
@@ -242,7 +243,7 @@ void decodeCombination(const CommandLine &line, const Input &input)
 {
     qInstallMessageHandler(printWarning);
     PackageRequestCombination combination;
-    const bool decoded = combination.unCombinationPackageRequest(QString::fromUtf8(input.bytes));
+    const bool decoded = combination.unCombinationPackageRequest(textFromUtf8(input.bytes));
     const bool verified = !line.isSet("verify") || combination.makeCombinationPackageRequest();
     QJsonArray json;
     QByteArray tables;
@@ -305,18 +306,6 @@ void decode(const QStringList &arguments)
     print(table(rows));
 }
 
-/// The type word that a combination record has for a class.
-QString typeWordOf(const QString &className)
-{
-    static const QHash<QString, QString> words{
-        {QStringLiteral("PackageRequestWriteData"), QStringLiteral("writeData")},
-        {QStringLiteral("PackageRequestWriteFile"), QStringLiteral("writeFile")},
-        {QStringLiteral("PackageRequestReadData"), QStringLiteral("ReadData")},
-        {QStringLiteral("PackageRequestReadFile"), QStringLiteral("ReadFile")},
-    };
-    return words.value(className);
-}
-
 void combine(const QStringList &arguments)
 {
     CommandLine line(QStringLiteral("combine"),
@@ -330,7 +319,7 @@ void combine(const QStringList &arguments)
     QStringList items;
     for (const QString &fileName : line.arguments()) {
         const Described described = packageOf(jsonOf(fileName), fileName);
-        const QString word = typeWordOf(described.packageClass.name);
+        const QString word = described.packageClass.combinationType;
         if (word.isEmpty()) {
             fail(QStringLiteral("%1: class: a combination cannot carry %2")
                      .arg(fileName, described.packageClass.name));

@@ -1,5 +1,6 @@
 #include "packageforms.h"
 
+#include <inputtext.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
 
@@ -47,7 +48,7 @@ QString decodePackage(PackageBase &package, const Encoding &encoding, const QByt
         return decoded ? QString() : QStringLiteral("the frame does not decode");
     }
     if (encoding.form == Form::Text) {
-        const QString record = QString::fromUtf8(encoded);
+        const QString record = KorvinInspect::textFromUtf8(encoded);
         const bool decoded =
             request ? package.unPackageRequest(record) : package.unPackageReply(record);
         return decoded ? QString()

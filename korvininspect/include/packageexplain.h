@@ -37,9 +37,10 @@ struct ExplainedField
 
 /// Explains a frame or record field by field, in wire order.
 ///
-/// The fields cover the input without a gap. Where a decoder reads bytes or columns twice, or an
-/// encoder put another field there, remarks say so. The input need not be valid: what a decoder
-/// refuses is explained as far as it goes; check() says whether it is.
+/// The fields cover the input without a gap, but for the separators of a record. Where a decoder
+/// reads bytes or columns twice, or an encoder put another field there, remarks say so. The input
+/// need not be valid: what a decoder refuses is explained as far as it goes; check() says whether
+/// it is.
 ///
 /// @param input is the frame, or the record in UTF-8.
 /// @return nothing for a shape that does not exist.

@@ -21,9 +21,9 @@ struct Guess
 /// What a captured frame or record may be, best first.
 ///
 /// The form shows by itself: 55 AA and a checksum, columns of text, else a byte frame. Then every
-/// class is tried. Those that check() accepts come first, and among them those whose read/write
-/// code and kind of payload are usual for the class; then records with the right number of columns;
-/// then those that are refused latest.
+/// class is tried, and after those of this form the ones of the others. Those that check() accepts
+/// come first, and among them those whose read/write code and kind of payload are usual for the
+/// class; then records with the right number of columns; then those that are refused latest.
 ///
 /// Several classes share a layout, so that the first guess need not be right: a short reply of most
 /// classes is the same six bytes.
