@@ -13,7 +13,7 @@ using namespace KorvinInspect;
 QString capturedBytes(const QByteArray &text, std::optional<Form> form, QByteArray *bytes)
 {
     if (form != Form::Text) {
-        const QString fault = bytesFromHex(textFromUtf8(text), bytes);
+        QString fault = bytesFromHex(textFromUtf8(text), bytes);
         const bool hasSeparators = text.contains(',') || text.contains('^');
         if (fault.isEmpty() || form || !hasSeparators)
             return fault;
