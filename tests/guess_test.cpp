@@ -117,8 +117,9 @@ TEST(Guess, FindsTheFormAndDirectionOfEveryEncodedPackage)
 
 TEST(Guess, ThereIsOneForAnyInput)
 {
-    for (const char *digits : {"", "00", "FF", "55", "55AA", "2C2C2C", "0D0A", "7F2C2C",
-                               "372CFF2C30", "EFBBBF312C322C61", "312C322C6100622C"}) {
+    for (const char *digits :
+         {"", "00", "FF", "55", "55AA", "2C2C2C", "0D0A", "7F2C2C", "372CFF2C30", "012C2C", "415E",
+          "EFBBBF312C322C61", "312C322C6100622C"}) {
         SCOPED_TRACE(digits);
         const QByteArray input = hex(digits);
         EXPECT_FALSE(guess(input).isEmpty());
