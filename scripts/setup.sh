@@ -23,8 +23,8 @@ fi
 
 missing=()
 for package in "${packages[@]}"; do
-    status=$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null || true)
-    [[ $status == installed ]] || missing+=("$package")
+    [[ $(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null) == installed ]] \
+        || missing+=("$package")
 done
 if [[ ${#missing[@]} -eq 0 ]]; then
     echo "setup: all that is needed is installed"

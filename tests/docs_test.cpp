@@ -387,16 +387,23 @@ TEST(Documentation, CommandsPrintWhatIsShown)
     EXPECT_GE(commands, 40);
 }
 
-/// The C++ of README.md is a part of an example that is built and run.
-TEST(Documentation, ReadmeShowsTheExample)
+/// The C++ blocks of README.md are parts of examples that are built and run.
+TEST(Documentation, ReadmeShowsTheExamples)
 {
     const QString readme = contentOf(QStringLiteral("README.md"));
-    const int begin = readme.indexOf(QStringLiteral("```cpp\n")) + 7;
-    const QString shown = readme.mid(begin, readme.indexOf(QStringLiteral("```"), begin) - begin);
-    QString example = contentOf(QStringLiteral("examples/roundtrip.cpp"));
-    example.replace(QStringLiteral("\n    "), QStringLiteral("\n"));
-    EXPECT_GT(shown.count(QLatin1Char('\n')), 15);
-    EXPECT_TRUE(example.contains(shown)) << shown.toStdString();
+    const QString begin = QStringLiteral("```cpp\n");
+    int position = 0;
+    for (const char *name : {"examples/roundtrip.cpp", "examples/inspect.cpp"}) {
+        position = readme.indexOf(begin, position) + begin.size();
+        ASSERT_GE(position, begin.size()) << name;
+        const QString shown =
+            readme.mid(position, readme.indexOf(QStringLiteral("```"), position) - position);
+        QString example = contentOf(QString::fromLatin1(name));
+        example.replace(QStringLiteral("\n    "), QStringLiteral("\n"));
+        EXPECT_GE(shown.count(QLatin1Char('\n')), 6);
+        EXPECT_TRUE(example.contains(shown)) << shown.toStdString();
+    }
+    EXPECT_EQ(readme.indexOf(begin, position), -1) << "a block that no example holds";
 }
 
 } // namespace

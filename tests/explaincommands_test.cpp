@@ -178,6 +178,19 @@ TEST_F(ExplainCommands, DiffTakesTexts)
               QByteArray("reply frame of PackageBase\n     6  not read              - -> 01\n"));
 }
 
+/// A run that takes quadratic time does not finish in time.
+TEST_F(ExplainCommands, DiffOfManyColumnsTakesLinearTime)
+{
+    const QByteArray record = QByteArray(Record) + QByteArray(",1").repeated(50000);
+    const QString first = write("first.txt", record);
+    const QString second = write("second.txt", record + '2');
+    const Finished run =
+        korvinpack({QStringLiteral("diff"), QStringLiteral("--files"), first, second});
+    EXPECT_EQ(run.exitStatus, 1);
+    EXPECT_TRUE(run.output.endsWith("\n 50014  not read              1 -> 12\n"))
+        << run.output.toStdString();
+}
+
 TEST_F(ExplainCommands, ColorsAreForTerminals)
 {
     const QStringList plain = arguments("explain", ShortReply);

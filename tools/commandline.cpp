@@ -28,6 +28,14 @@ QByteArray contentOf(const QString &fileName)
     return file.readAll();
 }
 
+const KorvinInspect::PackageClass &classNamed(const QString &name)
+{
+    const KorvinInspect::PackageClass *found = KorvinInspect::packageClass(name);
+    if (!found)
+        fail(QStringLiteral("%1: no such class; \"korvinpack classes\" lists them").arg(name));
+    return *found;
+}
+
 CommandLine::CommandLine(const QString &command, const QString &description, const char *examples)
     : m_examples(examples)
 {

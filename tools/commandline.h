@@ -1,6 +1,8 @@
 #ifndef COMMANDLINE_H
 #define COMMANDLINE_H
 
+#include <packageclass.h>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QStringList>
@@ -19,6 +21,9 @@ void print(const QByteArray &output);
 
 /// The content of a file; "-" is standard input.
 QByteArray contentOf(const QString &fileName);
+
+/// The class of that name; ends the program where there is none.
+const KorvinInspect::PackageClass &classNamed(const QString &name);
 
 /// The options of one command.
 class CommandLine

@@ -65,7 +65,7 @@ public:
                                 QStringLiteral("linux")};
         const QStringList directions{QStringLiteral("request"), QStringLiteral("reply")};
         if (line.isSet("class"))
-            m_class = classNamed(line.value("class"));
+            m_class = idOf(line.value("class"));
         if (line.isSet("form"))
             m_form = static_cast<Form>(line.choice("form", forms));
         if (line.isSet("direction"))
@@ -97,14 +97,10 @@ public:
     }
 
 private:
-    static ClassId classNamed(const QString &name)
+    static ClassId idOf(const QString &name)
     {
-        if (name == className(ClassId::PackageRequestCombination))
-            return ClassId::PackageRequestCombination;
-        const PackageClass *found = packageClass(name);
-        if (!found)
-            fail(QStringLiteral("%1: no such class; \"korvinpack classes\" lists them").arg(name));
-        return found->id;
+        const ClassId combination = ClassId::PackageRequestCombination;
+        return name == className(combination) ? combination : classNamed(name).id;
     }
 
     Guess given(const Captured &captured) const

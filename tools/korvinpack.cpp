@@ -82,14 +82,6 @@ Encoding encodingOf(const CommandLine &line)
     return encoding;
 }
 
-const PackageClass &classNamed(const QString &name)
-{
-    const PackageClass *found = packageClass(name);
-    if (!found)
-        fail(QStringLiteral("%1: no such class; \"korvinpack classes\" lists them").arg(name));
-    return *found;
-}
-
 QJsonObject jsonOf(const QString &fileName)
 {
     const QByteArray content = contentOf(fileName);
