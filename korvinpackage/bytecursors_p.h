@@ -4,6 +4,7 @@
 #include "include/packagebase.h"
 #include "integers_p.h"
 #include "memory_p.h"
+#include "utf8_p.h"
 
 namespace Korvin {
 
@@ -13,76 +14,123 @@ namespace Korvin {
 class ByteWriter
 {
 public:
-    explicit ByteWriter(QByteArray *frame)
+    /// Continues @p frame. Memory for @p room more bytes is taken at once.
+    explicit ByteWriter(QByteArray *frame, qint64 room = 0)
         : m_frame(frame)
+        , m_size(frame->size())
     {
+        makeRoom(room);
     }
 
+    int size() const { return m_size; }
+
+    /// Makes the frame as long as what has been written into its memory.
+    void finish() { m_frame->resize(m_size); }
+
     /// A byte of fixed value.
-    void constant(const char *, quint8 value) { integer(1, value); }
+    void constant(const char *, quint8 value) { integer<1>(value); }
 
     /// A byte that the format leaves undefined.
-    void gap() { integer(1, 0); }
+    void gap() { integer<1>(0); }
+
+    void zeros(int count) { std::memset(next(count), 0, static_cast<size_t>(count)); }
 
     template <typename T>
     void u8(const char *, const T &field)
     {
-        integer(1, static_cast<quint32>(field));
+        integer<1>(static_cast<quint32>(field));
     }
 
     template <typename T>
     void s8(const char *, const T &field)
     {
-        integer(1, static_cast<quint32>(field));
+        integer<1>(static_cast<quint32>(field));
     }
 
     template <typename T>
     void u16(const char *, const T &field)
     {
-        integer(2, static_cast<quint32>(field));
+        integer<2>(static_cast<quint32>(field));
     }
 
     template <typename T>
     void i32(const char *, const T &field)
     {
-        integer(4, static_cast<quint32>(field));
+        integer<4>(static_cast<quint32>(field));
     }
 
     /// 0 for `Read`, 1 for any other code.
     void access(const char *, OrvexEnum::ReadWriteCode code)
     {
-        integer(1, code == OrvexEnum::Read ? 0 : 1);
+        integer<1>(code == OrvexEnum::Read ? 0 : 1);
     }
 
-    void flag(const char *, bool field) { integer(1, field ? 1 : 0); }
+    void flag(const char *, bool field) { integer<1>(field ? 1 : 0); }
 
     /// A text in UTF-8 behind its 16-bit size.
-    void sizedText(const char *, const QString &text)
+    void sizedText(const char *name, const QString &text)
     {
-        const QByteArray utf8 = text.toUtf8();
-        integer(2, static_cast<quint32>(utf8.size()));
-        m_frame->append(utf8);
+        const int sizePosition = m_size;
+        integer<2>(0);
+        this->text(name, text);
+        const int size = m_size - sizePosition - 2;
+        storeLittleEndian<2>(m_out + sizePosition, static_cast<quint32>(size));
     }
 
     /// A sized text whose bytes a reader does not count.
     void uncountedText(const char *name, const QString &text) { sizedText(name, text); }
 
     /// A text in UTF-8 without its size.
-    void text(const char *, const QString &text) { m_frame->append(text.toUtf8()); }
+    void text(const char *, const QString &text)
+    {
+        const int start = m_size;
+        if (!narrowAscii(text, next(text.size()))) {
+            m_size = start;
+            bytes(text.toUtf8());
+        }
+    }
 
     /// The bytes of a block whose length stands in a field of its own.
-    void block(const char *, int, const QByteArray &data) { m_frame->append(data); }
+    void block(const char *, int, const QByteArray &data) { bytes(data); }
 
 private:
-    void integer(int width, quint32 value)
+    template <int Width>
+    void integer(quint32 value)
     {
-        char bytes[4];
-        for (int i = 0; i < width; ++i)
-            bytes[i] = littleEndianByte(value, i);
-        m_frame->append(bytes, width);
+        storeLittleEndian<Width>(next(Width), value);
+    }
+
+    void bytes(const QByteArray &data)
+    {
+        char *const out = next(data.size());
+        std::memcpy(out, data.constData(), static_cast<size_t>(data.size()));
+    }
+
+    /// Where the next @p count bytes belong.
+    char *next(int count)
+    {
+        if (m_capacity - m_size < count) {
+            finish(); // or what is written would not move along
+            makeRoom(qMax(count, m_size));
+        }
+        char *const out = m_out + m_size;
+        m_size += count;
+        return out;
+    }
+
+    void makeRoom(qint64 count)
+    {
+        // Of what no QByteArray can hold, Qt says so by std::bad_alloc.
+        m_capacity =
+            static_cast<int>(qMin<qint64>(m_size + count, std::numeric_limits<int>::max()));
+        m_frame->reserve(m_capacity);
+        m_out = m_frame->data();
     }
 
     QByteArray *m_frame;
+    char *m_out = nullptr;
+    int m_size;         // of what is written, most of it behind the end of the frame
+    int m_capacity = 0; // of the memory that is surely there
 };
 
 /// Walks over a layout and reads its fields from a frame.
@@ -130,8 +178,10 @@ public:
 
     void sizedText(const char *name, QString &text)
     {
-        text.clear();
-        this->text(name, integer(2), text);
+        const int size = integer(2);
+        if (size == 0)
+            text.clear();
+        this->text(name, size, text);
     }
 
     /// A sized text whose bytes are not counted.
@@ -149,19 +199,24 @@ public:
     {
         if (size <= 0)
             return;
-        const char *bytes = take(size);
-        text = bytes ? QString::fromUtf8(bytes, static_cast<int>(qstrnlen(bytes, uint(size))))
-                     : QString();
+        if (const char *bytes = take(size))
+            readUtf8(bytes, size, text);
+        else
+            text.clear();
     }
 
     /// The bytes of a block. What a short frame does not hold stays as it was in @p data, or is 0
     /// where @p data grew.
     void block(const char *, int length, QByteArray &data)
     {
-        resizeToAnnounced(data, length, m_frame.size() - qint64(m_position));
+        const qint64 available = m_frame.size() - qint64(m_position);
         const char *bytes = take(length);
-        if (bytes && length > 0)
-            std::memcpy(data.data(), bytes, static_cast<size_t>(length));
+        if (!bytes) {
+            resizeToAnnounced(data, length, available);
+            return;
+        }
+        data.resize(length);
+        std::memcpy(data.data(), bytes, static_cast<size_t>(qMax(length, 0)));
     }
 
 private:
@@ -190,8 +245,9 @@ private:
 class LinuxFrameReader
 {
 public:
-    explicit LinuxFrameReader(const QByteArray &frame)
+    explicit LinuxFrameReader(const QByteArray &frame, int position = 0)
         : m_frame(frame)
+        , m_position(position)
     {
     }
 
@@ -221,7 +277,7 @@ private:
     quint8 next() { return byteAt(m_frame, m_position++); }
 
     const QByteArray &m_frame;
-    int m_position = 0;
+    int m_position;
 };
 
 } // namespace Korvin

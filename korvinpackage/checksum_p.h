@@ -3,19 +3,47 @@
 
 #include "integers_p.h"
 
+#include <cstring>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace Korvin {
 
-constexpr int ChecksumSeed = 0x5555;
+constexpr quint32 ChecksumSeed = 0x5555;
+
+/// The sum of all bytes.
+inline quint32 byteSum(const char *bytes, qint64 count)
+{
+    quint32 sum = 0;
+    const char *const end = bytes + count;
+#ifdef __SSE2__
+    __m128i even = _mm_setzero_si128();
+    __m128i odd = _mm_setzero_si128();
+    for (qint64 pairs = count / 32; pairs > 0; --pairs, bytes += 32) {
+        __m128i next[2];
+        std::memcpy(next, bytes, sizeof next);
+        even = _mm_add_epi64(even, _mm_sad_epu8(next[0], _mm_setzero_si128()));
+        odd = _mm_add_epi64(odd, _mm_sad_epu8(next[1], _mm_setzero_si128()));
+    }
+    const __m128i sums = _mm_add_epi64(even, odd);
+    sum = static_cast<quint32>(_mm_cvtsi128_si32(sums))
+        + static_cast<quint32>(_mm_cvtsi128_si32(_mm_srli_si128(sums, 8)));
+#endif
+    for (; bytes != end; ++bytes)
+        sum += static_cast<quint8>(*bytes);
+    return sum;
+}
 
 /// The 16-bit additive checksum before it is cut to 16 bits: the seed plus all bytes of the range
 /// that lie inside the array.
 inline int additiveSum(const QByteArray &data, int start, int length)
 {
     const qint64 end = qMin<qint64>(qint64(start) + length, data.size());
-    quint32 sum = ChecksumSeed;
-    for (qint64 i = qMax(start, 0); i < end; ++i)
-        sum += static_cast<quint8>(data.at(static_cast<int>(i)));
-    return static_cast<int>(sum);
+    const qint64 begin = qMax(start, 0);
+    const quint32 sum = begin < end ? byteSum(data.constData() + begin, end - begin) : 0;
+    return static_cast<int>(ChecksumSeed + sum);
 }
 
 /// Verifies a frame of @p length bytes at @p start. @p sumOf is called with the start and the

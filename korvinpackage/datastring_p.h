@@ -5,6 +5,8 @@
 #include "memory_p.h"
 #include "textparts_p.h"
 
+#include <array>
+
 /// @file
 /// The data string: a byte array in a text record, each byte as an unsigned decimal number, the
 /// numbers joined by "/".
@@ -19,15 +21,26 @@ struct DataStringSource
     int count;
 };
 
-inline QChar *writeDecimal(QChar *out, quint8 value)
+/// A byte as decimal digits and the separator behind them.
+struct DecimalByte
 {
-    if (value >= 100)
-        *out++ = QLatin1Char(static_cast<char>('0' + value / 100));
-    if (value >= 10)
-        *out++ = QLatin1Char(static_cast<char>('0' + value / 10 % 10));
-    *out++ = QLatin1Char(static_cast<char>('0' + value % 10));
-    return out;
+    char16_t text[4] = {};
+    int size = 0;
+};
+
+constexpr std::array<DecimalByte, 256> makeDecimalBytes()
+{
+    std::array<DecimalByte, 256> bytes = {};
+    for (int value = 0; value < 256; ++value) {
+        DecimalByte &byte = bytes[static_cast<size_t>(value)];
+        for (int scale = value >= 100 ? 100 : value >= 10 ? 10 : 1; scale > 0; scale /= 10)
+            byte.text[byte.size++] = static_cast<char16_t>(u'0' + value / scale % 10);
+        byte.text[byte.size++] = u'/';
+    }
+    return bytes;
 }
+
+constexpr std::array<DecimalByte, 256> DecimalBytes = makeDecimalBytes();
 
 inline void appendDataString(QString &text, const DataStringSource &source)
 {
@@ -43,12 +56,17 @@ inline void appendDataString(QString &text, const DataStringSource &source)
     const int start = text.size();
     text.reserve(static_cast<int>(widest));
     text.resize(static_cast<int>(widest));
-    QChar *out = writeDecimal(text.data() + start, byteAt(source.data, 0));
-    for (int i = 1; i < count; ++i) {
-        *out++ = QLatin1Char('/');
-        out = writeDecimal(out, byteAt(source.data, i));
+    QChar *out = text.data() + start;
+    for (const char *byte = source.data.constData(), *end = byte + present; byte != end; ++byte) {
+        const DecimalByte &decimal = DecimalBytes[static_cast<quint8>(*byte)];
+        std::memcpy(out, decimal.text, sizeof decimal.text);
+        out += decimal.size;
     }
-    text.truncate(static_cast<int>(out - text.constData()));
+    for (int missing = count - present; missing > 0; --missing) {
+        *out++ = QLatin1Char('0');
+        *out++ = QLatin1Char('/');
+    }
+    text.truncate(static_cast<int>(out - text.constData()) - 1); // the last separator
 }
 
 /// Number of parts between the "/" of a data string; an empty one has one part.
@@ -70,8 +88,8 @@ inline bool readDataString(QStringView text, int length, QByteArray &data)
         resizeToAnnounced(data, length, dataStringParts(text));
         char *out = data.data();
         const char *const end = out + data.size();
-        for (TextParts parts(text, '/'); out != end && !parts.atEnd(); ++out)
-            *out = static_cast<char>(toInt(parts.next()));
+        for (NumberParts parts(text, '/'); out != end && !parts.atEnd(); ++out)
+            *out = static_cast<char>(parts.next());
         return true;
     });
 }

@@ -26,6 +26,14 @@ constexpr char littleEndianByte(quint32 value, int i)
     return static_cast<char>(i < 4 ? value >> (8 * i) : 0);
 }
 
+/// Stores the low @p Width bytes of @p value, the least significant first.
+template <int Width>
+void storeLittleEndian(char *out, quint32 value)
+{
+    for (int i = 0; i < Width; ++i)
+        out[i] = littleEndianByte(value, i);
+}
+
 /// The unsigned byte at @p position; 0 outside the array.
 inline quint8 byteAt(const QByteArray &bytes, qint64 position)
 {

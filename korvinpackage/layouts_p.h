@@ -20,6 +20,7 @@ struct CommonPart
 {
     static constexpr int RequestColumns = 15;
     static constexpr int ReplyColumns = 16; // the acknowledge code comes behind
+    static constexpr int ShortReplySize = 6;
 
     PackageBasePrivate &package;
 
@@ -43,7 +44,7 @@ struct CommonPart
         w.u16("highAddr", package.highAddr);
     }
 
-    /// The short reply, 6 bytes.
+    /// The short reply.
     template <typename Walker>
     void shortReply(Walker &w)
     {
@@ -108,9 +109,10 @@ struct AckColumn
     }
 };
 
-/// What a register read adds: 5 bytes behind the header, two columns.
+/// What a register read adds behind the header, and its two columns.
 struct RegisterReadPart
 {
+    static constexpr int PayloadSize = 5;
     static constexpr int Columns = 2;
 
     qint32 &replyDataLength;
@@ -131,9 +133,11 @@ struct RegisterReadPart
     }
 };
 
-/// What a register write adds: 2 bytes behind the header, two columns.
+/// What a register write adds behind the header, and its two columns.
 struct RegisterWritePart
 {
+    static constexpr int PayloadSize = 2;
+
     bool &broadcast;
     OrvexEnum::ClientPackageType &clientPackageType;
 
@@ -152,10 +156,12 @@ struct RegisterWritePart
     }
 };
 
-/// The block that a data request adds behind the register payload: 4 bytes and the data. The length
-/// and the data come from different fields of the package and need not agree.
+/// The block that a data request adds behind the register payload. The length and the data come
+/// from different fields of the package and need not agree.
 struct DataBlock
 {
+    static constexpr int LengthSize = 4;
+
     const char *lengthName; // "replyDataLength" in a read, "packageDataLength" in a write
     qint32 length = 0;
 
@@ -197,6 +203,7 @@ struct LinuxHeader
     static constexpr int Size = 18;
     static constexpr int StartSize = 2; // outside the checksum
     static constexpr int ChecksumSize = 2;
+    static constexpr int LengthPosition = 16;
 
     PackageBasePrivate &package;
     qint32 status = 0;

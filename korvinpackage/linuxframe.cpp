@@ -12,45 +12,45 @@ QByteArray makeLinuxRequest(PackageBasePrivate &package, int length, const QByte
     if (isWrite)
         length = qMax(length, 0);
     return guarded([&] {
-        QByteArray frame;
-        if (isWrite || package.readWriteCode == OrvexEnum::Read) {
-            ByteWriter writer(&frame);
-            LinuxHeader header{package, 0, static_cast<quint16>(length)};
-            header.walk(writer);
-        } else {
-            frame.fill('\0', LinuxHeader::Size);
-        }
         int extent = 0;
-        if (isWrite && length > 0) {
+        if (isWrite)
             extent = length > MaxAnnouncedLength ? qMin(length, data.size()) : length;
-            frame.append(data);
-        }
         const qint64 checksum = qint64(LinuxHeader::Size) + extent;
         const qint64 end = checksum + LinuxHeader::ChecksumSize;
-        if (end > frame.size())
-            resizeWithZeros(frame, end);
+
+        QByteArray frame;
+        ByteWriter writer(&frame, qMax(end, qint64(LinuxHeader::Size) + data.size()));
+        if (isWrite || package.readWriteCode == OrvexEnum::Read)
+            LinuxHeader{package, 0, static_cast<quint16>(length)}.walk(writer);
+        else
+            writer.zeros(LinuxHeader::Size);
+        if (isWrite && length > 0)
+            writer.block("data", length, data);
+        writer.zeros(static_cast<int>(qMax<qint64>(end - writer.size(), 0)));
+        writer.finish();
         const int sum = additiveSum(frame, LinuxHeader::StartSize,
                                     static_cast<int>(checksum) - LinuxHeader::StartSize);
-        int index = 0;
-        PackageBase::SetBytesFromInt(&frame, static_cast<int>(checksum), LinuxHeader::ChecksumSize,
-                                     sum, &index);
+        storeLittleEndian<LinuxHeader::ChecksumSize>(frame.data() + checksum,
+                                                     static_cast<quint32>(sum));
         return frame;
     });
 }
 
 int linuxReplyLength(const QByteArray &frame)
 {
-    LinuxFrameReader reader(frame);
-    PackageBasePrivate ignored;
-    LinuxHeader header{ignored};
-    header.walk(reader);
-    return header.dataLength;
+    LinuxFrameReader reader(frame, LinuxHeader::LengthPosition);
+    quint16 length = 0;
+    reader.u16("dataLength", length);
+    return length;
 }
 
-QByteArray linuxReplyData(const QByteArray &frame, int length)
+std::string_view linuxReplyData(const QByteArray &frame, int length)
 {
     const int available = frame.size() - LinuxHeader::Size - LinuxHeader::ChecksumSize;
-    return frame.mid(LinuxHeader::Size, qBound(0, length, qMax(available, 0)));
+    if (available <= 0)
+        return {};
+    return {frame.constData() + LinuxHeader::Size,
+            static_cast<size_t>(qBound(0, length, available))};
 }
 
 } // namespace Korvin

@@ -3,6 +3,8 @@
 
 #include "packagebase_p.h"
 
+#include <string_view>
+
 /// @file
 /// The frame of the Linux client, for the data requests.
 
@@ -16,8 +18,9 @@ QByteArray makeLinuxRequest(PackageBasePrivate &package, int length, const QByte
 /// The data length that a reply announces.
 int linuxReplyLength(const QByteArray &frame);
 
-/// The data in front of the checksum of a reply, at most @p length bytes.
-QByteArray linuxReplyData(const QByteArray &frame, int length);
+/// The data in front of the checksum of a reply, at most @p length bytes; it lives as long as the
+/// frame.
+std::string_view linuxReplyData(const QByteArray &frame, int length);
 
 } // namespace Korvin
 

@@ -31,6 +31,8 @@ inline void resizeWithZeros(QByteArray &bytes, qint64 length)
     if (length > std::numeric_limits<int>::max())
         throw std::bad_alloc();
     const int oldLength = bytes.size();
+    if (length == oldLength)
+        return; // without a copy of what is shared
     bytes.resize(static_cast<int>(qMax<qint64>(length, 0)));
     if (length > oldLength)
         std::memset(bytes.data() + oldLength, 0, static_cast<size_t>(length - oldLength));

@@ -17,6 +17,9 @@ constexpr char LogFile[] = "packagebase";
 constexpr int MissingRecordLine = 466;
 constexpr int ShortCopyLine = 530;
 
+/// What a request frame takes but for its texts and data, with the payload that hooks append.
+constexpr int FixedFieldsRoom = 48;
+
 } // namespace
 
 quint64 PackageBase::SERIALNUM = 1;
@@ -458,9 +461,12 @@ int PackageBase::getPackageDataLength() const
 QByteArray PackageBase::MackPackageRequest()
 {
     return guarded([this] {
+        const PackageBasePrivate &fields = *m_pPackageBasePri;
+        const qint64 texts = qint64(fields.deviceKey.size()) + fields.tag.size();
         QByteArray frame;
-        ByteWriter writer(&frame);
+        ByteWriter writer(&frame, FixedFieldsRoom + texts + data().size());
         CommonPart{*m_pPackageBasePri}.header(writer);
+        writer.finish();
         return frame;
     });
 }
@@ -480,16 +486,19 @@ QByteArray PackageBase::MackPackageReply(bool full)
 {
     return guarded([this, full] {
         QByteArray frame;
-        ByteWriter writer(&frame);
         if (!full) {
+            ByteWriter writer(&frame, CommonPart::ShortReplySize);
             CommonPart{*m_pPackageBasePri}.shortReply(writer);
+            writer.finish();
             return frame;
         }
         frame = MackPackageRequest();
         if (frame.isEmpty())
             return frame;
         frame.data()[0] = FullReplyMarker;
+        ByteWriter writer(&frame);
         CommonPart{*m_pPackageBasePri}.fullReplyResults(writer);
+        writer.finish();
         return frame;
     });
 }
@@ -502,7 +511,7 @@ bool PackageBase::UnPackageReply(QByteArray data, int startIndex, int *index, bo
     if (!*full) {
         ByteReader reader(data, startIndex);
         CommonPart{*m_pPackageBasePri}.shortReply(reader);
-        *index = 6;
+        *index = CommonPart::ShortReplySize;
         return true;
     }
     int requestLength = 0;

@@ -58,7 +58,7 @@ QByteArray PackageRequestRead::MackPackageRequest()
 
 bool PackageRequestRead::UnPackageRequest(QByteArray data, int startIndex, int *parsedLength)
 {
-    return readRequestFrame(*this, data, startIndex, parsedLength);
+    return readRequestFrame(*this, std::move(data), startIndex, parsedLength);
 }
 
 QByteArray PackageRequestRead::MackPackageReply(bool withRequest)
@@ -69,7 +69,7 @@ QByteArray PackageRequestRead::MackPackageReply(bool withRequest)
 bool PackageRequestRead::UnPackageReply(QByteArray data, int startIndex, int *parsedLength,
                                         bool *withRequest)
 {
-    return readReplyFrame(*this, data, startIndex, parsedLength, withRequest);
+    return readReplyFrame(*this, std::move(data), startIndex, parsedLength, withRequest);
 }
 
 void PackageRequestRead::AppendDataToPackage(bool isRequest, QByteArray *package)
@@ -77,15 +77,16 @@ void PackageRequestRead::AppendDataToPackage(bool isRequest, QByteArray *package
     PackageBase::AppendDataToPackage(isRequest, package);
     if (!isRequest)
         return;
-    ByteWriter writer(package);
+    ByteWriter writer(package, RegisterReadPart::PayloadSize);
     int length = getReplyDataLength();
     RegisterReadPart{length, m_pPackageBasePri->clientPackageType}.payload(writer);
+    writer.finish();
 }
 
 bool PackageRequestRead::ParseDataFromPackage(bool isRequest, QByteArray package, int startIndex,
                                               int *parsedLength)
 {
-    PackageBase::ParseDataFromPackage(isRequest, package, startIndex, parsedLength);
+    *parsedLength = 0;
     if (!isRequest)
         return true;
     ByteReader reader(package, startIndex);

@@ -73,10 +73,11 @@ void PackageRequestReadData::setData(const QByteArray &data)
 void PackageRequestReadData::AppendDataToPackage(bool isRequest, QByteArray *package)
 {
     PackageRequestRead::AppendDataToPackage(isRequest, package);
-    ByteWriter writer(package);
+    ByteWriter writer(package, DataBlock::LengthSize + qint64(m_data.size()));
     DataBlock block{LengthName, getReplyDataLength()};
     block.lengthField(writer);
     block.dataField(writer, m_data);
+    writer.finish();
 }
 
 bool PackageRequestReadData::ParseDataFromPackage(bool isRequest, QByteArray package,
@@ -144,7 +145,8 @@ bool PackageRequestReadData::unPackageReply_Linux(QByteArray bytes)
         return false;
     return guarded([&] {
         setReplyDataLength(linuxReplyLength(bytes));
-        m_data.append(linuxReplyData(bytes, getReplyDataLength()));
+        const std::string_view data = linuxReplyData(bytes, getReplyDataLength());
+        m_data.append(data.data(), static_cast<int>(data.size()));
         return true;
     });
 }

@@ -65,6 +65,7 @@ void PackageRequestReadFile::AppendDataToPackage(bool isRequest, QByteArray *pac
     PackageRequestRead::AppendDataToPackage(isRequest, package);
     ByteWriter writer(package);
     FileReadPart{m_fileNameWithPath}.payload(writer);
+    writer.finish();
 }
 
 bool PackageRequestReadFile::ParseDataFromPackage(bool isRequest, QByteArray package,

@@ -76,7 +76,7 @@ QByteArray PackageRequestWrite::MackPackageRequest()
 
 bool PackageRequestWrite::UnPackageRequest(QByteArray data, int startIndex, int *parsedLength)
 {
-    return readRequestFrame(*this, data, startIndex, parsedLength);
+    return readRequestFrame(*this, std::move(data), startIndex, parsedLength);
 }
 
 QByteArray PackageRequestWrite::MackPackageReply(bool withRequest)
@@ -87,7 +87,7 @@ QByteArray PackageRequestWrite::MackPackageReply(bool withRequest)
 bool PackageRequestWrite::UnPackageReply(QByteArray data, int startIndex, int *parsedLength,
                                          bool *withRequest)
 {
-    return readReplyFrame(*this, data, startIndex, parsedLength, withRequest);
+    return readReplyFrame(*this, std::move(data), startIndex, parsedLength, withRequest);
 }
 
 void PackageRequestWrite::AppendDataToPackage(bool isRequest, QByteArray *package)
@@ -95,14 +95,15 @@ void PackageRequestWrite::AppendDataToPackage(bool isRequest, QByteArray *packag
     PackageBase::AppendDataToPackage(isRequest, package);
     if (!isRequest)
         return;
-    ByteWriter writer(package);
+    ByteWriter writer(package, RegisterWritePart::PayloadSize);
     RegisterWritePart{m_bBroadcast, m_clientPackageType}.payload(writer);
+    writer.finish();
 }
 
 bool PackageRequestWrite::ParseDataFromPackage(bool isRequest, QByteArray package, int startIndex,
                                                int *parsedLength)
 {
-    PackageBase::ParseDataFromPackage(isRequest, package, startIndex, parsedLength);
+    *parsedLength = 0;
     if (!isRequest)
         return true;
     ByteReader reader(package, startIndex);

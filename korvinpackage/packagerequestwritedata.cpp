@@ -75,10 +75,11 @@ void PackageRequestWriteData::AppendDataToPackage(bool isRequest, QByteArray *pa
     PackageRequestWrite::AppendDataToPackage(isRequest, package);
     if (!isRequest)
         return;
-    ByteWriter writer(package);
+    ByteWriter writer(package, DataBlock::LengthSize + qint64(m_data.size()));
     DataBlock block{LengthName, getPackageDataLength()};
     block.lengthField(writer);
     block.dataField(writer, m_data);
+    writer.finish();
 }
 
 bool PackageRequestWriteData::ParseDataFromPackage(bool isRequest, QByteArray package,
@@ -159,9 +160,10 @@ bool PackageRequestWriteData::unPackageReply_Linux(QByteArray bytes)
         return false;
     return guarded([&] {
         setPackageDataLength(linuxReplyLength(bytes));
-        const QByteArray data = linuxReplyData(bytes, getPackageDataLength());
-        resizeToAnnounced(m_data, getPackageDataLength(), data.size());
-        m_data.replace(0, data.size(), data);
+        const std::string_view data = linuxReplyData(bytes, getPackageDataLength());
+        const auto size = static_cast<int>(data.size());
+        resizeToAnnounced(m_data, getPackageDataLength(), size);
+        m_data.replace(0, size, data.data(), size);
         return true;
     });
 }

@@ -86,6 +86,7 @@ void PackageRequestWriteFile::AppendDataToPackage(bool isRequest, QByteArray *pa
         return;
     ByteWriter writer(package);
     FileWritePart{m_fileNameWithPath, m_nOffset}.writtenPayload(writer);
+    writer.finish();
 }
 
 bool PackageRequestWriteFile::ParseDataFromPackage(bool isRequest, QByteArray package,

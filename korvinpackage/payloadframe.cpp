@@ -15,15 +15,14 @@ QByteArray makeRequestFrame(PackageBase &package)
     });
 }
 
-bool readRequestFrame(PackageBase &package, const QByteArray &data, int startIndex,
-                      int *parsedLength)
+bool readRequestFrame(PackageBase &package, QByteArray data, int startIndex, int *parsedLength)
 {
     *parsedLength = 0;
     int baseLength = 0;
     if (!package.PackageBase::UnPackageRequest(data, startIndex, &baseLength))
         return false;
     int payloadLength = 0;
-    package.ParseDataFromPackage(true, data, wrapped(qint64(startIndex) + baseLength),
+    package.ParseDataFromPackage(true, std::move(data), wrapped(qint64(startIndex) + baseLength),
                                  &payloadLength);
     *parsedLength = wrapped(qint64(baseLength) + payloadLength);
     return true;
@@ -39,7 +38,7 @@ QByteArray makeReplyFrame(PackageBase &package, bool withRequest)
     });
 }
 
-bool readReplyFrame(PackageBase &package, const QByteArray &data, int startIndex, int *parsedLength,
+bool readReplyFrame(PackageBase &package, QByteArray data, int startIndex, int *parsedLength,
                     bool *withRequest)
 {
     *parsedLength = 0;
@@ -47,8 +46,8 @@ bool readReplyFrame(PackageBase &package, const QByteArray &data, int startIndex
     if (!package.PackageBase::UnPackageReply(data, startIndex, &baseLength, withRequest))
         return false;
     int payloadLength = 0;
-    package.ParseDataFromPackage(*withRequest, data, wrapped(qint64(startIndex) + baseLength),
-                                 &payloadLength);
+    package.ParseDataFromPackage(*withRequest, std::move(data),
+                                 wrapped(qint64(startIndex) + baseLength), &payloadLength);
     *parsedLength = wrapped(qint64(baseLength) + payloadLength);
     return true;
 }

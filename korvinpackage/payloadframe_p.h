@@ -10,13 +10,12 @@
 namespace Korvin {
 
 QByteArray makeRequestFrame(PackageBase &package);
-bool readRequestFrame(PackageBase &package, const QByteArray &data, int startIndex,
-                      int *parsedLength);
+bool readRequestFrame(PackageBase &package, QByteArray data, int startIndex, int *parsedLength);
 
 /// A full reply has the payload twice: the request inside carries it, and the hook adds it again
 /// behind the results. Peers expect both.
 QByteArray makeReplyFrame(PackageBase &package, bool withRequest);
-bool readReplyFrame(PackageBase &package, const QByteArray &data, int startIndex, int *parsedLength,
+bool readReplyFrame(PackageBase &package, QByteArray data, int startIndex, int *parsedLength,
                     bool *withRequest);
 
 } // namespace Korvin

@@ -75,10 +75,14 @@ public:
     /// A text whose "/" and then "," are escaped. Their order is part of the format.
     void escaped(const char *, const QString &field)
     {
+        column();
+        if (!field.contains(QLatin1Char('/')) && !field.contains(QLatin1Char(','))) {
+            m_record.append(field);
+            return;
+        }
         QString safePort = field;
         safePort.replace(QLatin1Char('/'), QLatin1String("#*#"));
         safePort.replace(QLatin1Char(','), QLatin1String("*#*"));
-        column();
         m_record.append(safePort);
     }
 
@@ -97,14 +101,12 @@ public:
 
     void result(const char *, OrvexEnum::CommResults result)
     {
-        column();
-        m_record.append(PackageBase::GetCommResultsToStr(result));
+        word(nameOf(CommResultNames, result));
     }
 
     void result(const char *, OrvexEnum::PackageResults result)
     {
-        column();
-        m_record.append(PackageBase::GetPackageResultsToStr(result));
+        word(nameOf(PackageResultNames, result));
     }
 
     void dataString(const char *, const DataStringSource &source)
@@ -163,6 +165,8 @@ QString continued(QString record, Part part)
 inline QString unescaped(QStringView column)
 {
     QString oriPort = column.toString();
+    if (!oriPort.contains(QLatin1Char('#')))
+        return oriPort;
     oriPort.replace(QLatin1String("*#*"), QLatin1String(","));
     oriPort.replace(QLatin1String("#*#"), QLatin1String("/"));
     return oriPort;
@@ -259,12 +263,12 @@ public:
 
     void result(const char *, OrvexEnum::CommResults &result)
     {
-        result = PackageBase::GetCommResults(next().toString());
+        result = codeOf(CommResultNames, next(), OrvexEnum::CommOk);
     }
 
     void result(const char *, OrvexEnum::PackageResults &result)
     {
-        result = PackageBase::GetPackageResultsStr(next().toString());
+        result = codeOf(PackageResultNames, next(), OrvexEnum::PackOk);
     }
 
     void dataString(const char *, QStringView &field) { field = next(); }

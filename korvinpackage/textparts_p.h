@@ -39,19 +39,27 @@ inline QString borrowed(QStringView text)
     return QString::fromRawData(text.data(), static_cast<int>(text.size()));
 }
 
+/// Takes decimal digits off the front of a text, at most nine of them, so that no int overflows.
+inline int takeDigits(const QChar *&at, const QChar *end)
+{
+    if (end - at > 9)
+        end = at + 9;
+    int value = 0;
+    for (; at != end; ++at) {
+        const uint digit = at->unicode() - uint('0');
+        if (digit > 9)
+            break;
+        value = 10 * value + static_cast<int>(digit);
+    }
+    return value;
+}
+
 /// The value of one to nine decimal digits with nothing around them, or -1 for any other text.
 inline int plainNumber(QStringView text)
 {
-    if (text.isEmpty() || text.size() > 9)
-        return -1;
-    int value = 0;
-    for (const QChar character : text) {
-        const int digit = character.unicode() - '0';
-        if (digit < 0 || digit > 9)
-            return -1;
-        value = 10 * value + digit;
-    }
-    return value;
+    const QChar *at = text.begin();
+    const int value = takeDigits(at, text.end());
+    return at == text.end() && at != text.begin() ? value : -1;
 }
 
 /// QString::toInt: 0 for what is not a decimal number of the range; blanks around it and a sign
@@ -68,6 +76,41 @@ inline uint toUInt(QStringView text)
     const int value = plainNumber(text);
     return value >= 0 ? static_cast<uint>(value) : borrowed(text).toUInt();
 }
+
+/// Hands out the parts of a text between its separators as toInt() reads them.
+class NumberParts
+{
+public:
+    NumberParts(QStringView text, char separator)
+        : m_at(text.begin())
+        , m_end(text.end())
+        , m_separator(separator)
+    {
+    }
+
+    bool atEnd() const { return m_atEnd; }
+
+    int next()
+    {
+        const QChar *at = m_at;
+        int value = takeDigits(at, m_end);
+        if (at == m_at || (at != m_end && *at != QLatin1Char(m_separator))) {
+            // No plain number: the part as a whole goes the careful way.
+            const QStringView part = TextParts(QStringView(m_at, m_end), m_separator).next();
+            value = toInt(part);
+            at = part.end();
+        }
+        m_atEnd = at == m_end;
+        m_at = m_atEnd ? m_end : at + 1;
+        return value;
+    }
+
+private:
+    const QChar *m_at;
+    const QChar *m_end;
+    char m_separator;
+    bool m_atEnd = false;
+};
 
 } // namespace Korvin
 

@@ -270,7 +270,23 @@ TEST_F(OutOfMemoryElsewhere, LinuxFrames)
     const QByteArray frame = makeWrite()->ParseSendRequest_Linux();
     const auto read = [&frame](auto &p) { return p.unPackageReply_Linux(frame); };
     EXPECT_GT(failEachAllocation(makeRead, read), 0);
-    EXPECT_GT(failEachAllocation(makeWrite, read), 0);
+    EXPECT_GT(failEachAllocation(std::make_unique<PackageRequestWriteData>, read), 0);
+}
+
+TEST_F(OutOfMemoryElsewhere, CommonRecordsTakeFewAllocations)
+{
+    const auto make = [] {
+        return std::make_unique<PackageBase>(QStringLiteral("COM3:9600"), 1, 2, 3, 4, 5, 6, 7, 8, 9,
+                                             QStringLiteral("wall-2/cabinet-14/board-03"),
+                                             OrvexEnum::CommOk, OrvexEnum::DataPackage,
+                                             OrvexEnum::Read, true);
+    };
+    const QString record = make()->makePackageRequest();
+    const auto read = [&record](auto &p) { return p.unPackageRequest(record); };
+    EXPECT_LE(failEachAllocation(make, [](auto &p) { return !p.makePackageRequest().isEmpty(); }),
+              5);
+    EXPECT_LE(failEachAllocation(make, read), 5);
+    EXPECT_LE(failEachAllocation(std::make_unique<PackageBase>, read), 5);
 }
 
 TEST_F(OutOfMemoryElsewhere, FileSizes)
