@@ -4,6 +4,7 @@
 #include "checksum_p.h"
 #include "codenames_p.h"
 #include "layouts_p.h"
+#include "payloadframe_p.h"
 #include "recordcursors_p.h"
 
 #include <QtCore/QMessageLogger>
@@ -473,13 +474,7 @@ QByteArray PackageBase::MackPackageRequest()
 
 bool PackageBase::UnPackageRequest(QByteArray data, int startIndex, int *index)
 {
-    *index = 0;
-    return guarded([&] {
-        ByteReader reader(data, startIndex);
-        CommonPart{*m_pPackageBasePri}.header(reader);
-        *index = reader.distanceFrom(startIndex);
-        return true;
-    });
+    return readHeader(*m_pPackageBasePri, data, startIndex, index);
 }
 
 QByteArray PackageBase::MackPackageReply(bool full)

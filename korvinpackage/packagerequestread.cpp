@@ -58,7 +58,7 @@ QByteArray PackageRequestRead::MackPackageRequest()
 
 bool PackageRequestRead::UnPackageRequest(QByteArray data, int startIndex, int *parsedLength)
 {
-    return readRequestFrame(*this, std::move(data), startIndex, parsedLength);
+    return readRequestFrame(*this, *m_pPackageBasePri, std::move(data), startIndex, parsedLength);
 }
 
 QByteArray PackageRequestRead::MackPackageReply(bool withRequest)

@@ -76,7 +76,7 @@ QByteArray PackageRequestWrite::MackPackageRequest()
 
 bool PackageRequestWrite::UnPackageRequest(QByteArray data, int startIndex, int *parsedLength)
 {
-    return readRequestFrame(*this, std::move(data), startIndex, parsedLength);
+    return readRequestFrame(*this, *m_pPackageBasePri, std::move(data), startIndex, parsedLength);
 }
 
 QByteArray PackageRequestWrite::MackPackageReply(bool withRequest)

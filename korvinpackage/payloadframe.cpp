@@ -1,9 +1,20 @@
 #include "payloadframe_p.h"
 
-#include "integers_p.h"
-#include "memory_p.h"
+#include "bytecursors_p.h"
+#include "layouts_p.h"
 
 namespace Korvin {
+
+bool readHeader(PackageBasePrivate &fields, const QByteArray &data, int startIndex, int *length)
+{
+    *length = 0;
+    return guarded([&] {
+        ByteReader reader(data, startIndex);
+        CommonPart{fields}.header(reader);
+        *length = reader.distanceFrom(startIndex);
+        return true;
+    });
+}
 
 QByteArray makeRequestFrame(PackageBase &package)
 {
@@ -15,11 +26,12 @@ QByteArray makeRequestFrame(PackageBase &package)
     });
 }
 
-bool readRequestFrame(PackageBase &package, QByteArray data, int startIndex, int *parsedLength)
+bool readRequestFrame(PackageBase &package, PackageBasePrivate &fields, QByteArray data,
+                      int startIndex, int *parsedLength)
 {
     *parsedLength = 0;
     int baseLength = 0;
-    if (!package.PackageBase::UnPackageRequest(data, startIndex, &baseLength))
+    if (!readHeader(fields, data, startIndex, &baseLength))
         return false;
     int payloadLength = 0;
     package.ParseDataFromPackage(true, std::move(data), wrapped(qint64(startIndex) + baseLength),

@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Installs what the build needs, where it is missing.
 #
-# Usage: setup.sh [--tests | --ci]
-#   --tests  also what the tests need to run: a browser, which looks at a page
-#   --ci     also what the checks of .ci/run need
+# Usage: setup.sh [--tests | --ci | --benchmarks | --peers]
+#   --tests       also what the tests need to run: a browser, which looks at a page
+#   --ci          also what the checks of .ci/run need
+#   --benchmarks  also what measures the codecs
+#   --peers       the same, and the libraries that are measured beside this one
 set -euo pipefail
 
 packages=(cmake g++ libgtest-dev make ninja-build pkg-config python3 qtbase5-dev)
@@ -12,6 +14,13 @@ if [[ ${1:-} == --tests || ${1:-} == --ci ]]; then
 fi
 if [[ ${1:-} == --ci ]]; then
     packages+=(clang clang-format clang-tidy libclang-rt-dev llvm)
+fi
+if [[ ${1:-} == --ci || ${1:-} == --benchmarks || ${1:-} == --peers ]]; then
+    packages+=(libbenchmark-dev valgrind)
+fi
+if [[ ${1:-} == --peers ]]; then
+    packages+=(flatbuffers-compiler libflatbuffers-dev libfmt-dev libmsgpack-cxx-dev libnanopb-dev
+        libprotobuf-dev libqt5serialbus5-dev nanopb protobuf-compiler)
 fi
 
 if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then

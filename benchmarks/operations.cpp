@@ -1,0 +1,146 @@
+// Runs a fixed list of operations one after the other, for callgrind to count the instructions of
+// each.
+
+#include "rows.h"
+#include "samples.h"
+
+#include <packagerequestcombination.h>
+
+#include <valgrind/callgrind.h>
+
+#include <cstdlib>
+#include <iostream>
+
+namespace {
+
+constexpr int Repetitions = 100;
+
+/// Counts an operation that has been run before, so that nothing is set up or loaded on the way.
+template <typename Operation>
+void count(const char *name, Operation operation)
+{
+    bool ok = operation();
+    CALLGRIND_START_INSTRUMENTATION;
+    CALLGRIND_ZERO_STATS;
+    for (int i = 0; i < Repetitions; ++i)
+        ok = operation() && ok;
+    CALLGRIND_DUMP_STATS_AT(name);
+    CALLGRIND_STOP_INSTRUMENTATION;
+    if (!ok) {
+        std::cerr << "operations: wrong result of " << name << std::endl;
+        std::exit(1);
+    }
+}
+
+bool readRequest(PackageBase &package, const QByteArray &frame)
+{
+    int index = 0;
+    return package.UnPackageRequest(frame, 0, &index) && index > 0;
+}
+
+bool readReply(PackageBase &package, const QByteArray &frame)
+{
+    int index = 0;
+    bool full = false;
+    return package.UnPackageReply(frame, 0, &index, &full) && index > 0;
+}
+
+template <typename Encoded>
+bool kept(const Encoded &encoded)
+{
+    benchmark::DoNotOptimize(encoded.constData());
+    return !encoded.isEmpty();
+}
+
+void countCommon()
+{
+    auto package = makeRequest<PackageBase>(Sample(), OrvexEnum::CommOk, OrvexEnum::DataPackage,
+                                            OrvexEnum::Read, true);
+    const QByteArray frame = package.MackPackageRequest();
+    const QByteArray reply = package.MackPackageReply(true);
+    const QString record = package.makePackageRequest();
+    count("common frame, encode", [&] { return kept(package.MackPackageRequest()); });
+    count("common frame, decode", [&] { return readRequest(package, frame); });
+    count("common full reply, encode", [&] { return kept(package.MackPackageReply(true)); });
+    count("common full reply, decode", [&] { return readReply(package, reply); });
+    count("common short reply, encode", [&] { return kept(package.MackPackageReply(false)); });
+    count("common record, make", [&] { return kept(package.makePackageRequest()); });
+    count("common record, read", [&] { return package.unPackageRequest(record); });
+}
+
+void countWriteData()
+{
+    Sample sample;
+    sample.block = randomBlock(LargeBlock, 1);
+    const auto make = [&sample] {
+        return makeRequest<PackageRequestWriteData>(sample, false, sample.block,
+                                                    sample.block.size());
+    };
+    PackageRequestWriteData package = make();
+    const QByteArray frame = package.MackPackageRequest();
+    const QByteArray linuxFrame = package.ParseSendRequest_Linux();
+    const QString record = package.makePackageRequest();
+    const QString reply = package.makePackageReply();
+    count("write data frame, encode", [&] { return kept(package.MackPackageRequest()); });
+    count("write data frame, encode fresh", [&] { return kept(make().MackPackageRequest()); });
+    count("write data frame, decode", [&] { return readRequest(package, frame); });
+    count("write data frame, decode fresh", [&] {
+        PackageRequestWriteData fresh;
+        return readRequest(fresh, frame);
+    });
+    count("write data Linux frame, encode", [&] { return kept(package.ParseSendRequest_Linux()); });
+    count("write data Linux frame, decode",
+          [&] { return package.unPackageReply_Linux(linuxFrame); });
+    count("write data record, make", [&] { return kept(package.makePackageRequest()); });
+    count("write data record, read", [&] { return package.unPackageRequest(record); });
+    count("write data reply record, read", [&] { return package.unPackageReply(reply); });
+}
+
+void countReadData()
+{
+    Sample sample;
+    sample.block = randomBlock(LargeBlock, 1);
+    auto package = makeRequest<PackageRequestReadData>(sample, sample.block, sample.block.size());
+    const QByteArray frame = package.MackPackageReply(false);
+    const QString record = package.makePackageReply();
+    count("read data short reply, encode", [&] { return kept(package.MackPackageReply(false)); });
+    count("read data short reply, decode", [&] { return readReply(package, frame); });
+    count("read data reply record, make", [&] { return kept(package.makePackageReply()); });
+    count("read data reply record, read", [&] { return package.unPackageReply(record); });
+}
+
+void countOthers()
+{
+    auto file =
+        makeRequest<PackageRequestReadFile>(Sample(), 2048, QStringLiteral("config/wall-2.rcfgx"));
+    const QByteArray frame = file.MackPackageRequest();
+    const QString record = file.makePackageRequest();
+    count("read file frame, encode", [&] { return kept(file.MackPackageRequest()); });
+    count("read file frame, decode", [&] { return readRequest(file, frame); });
+    count("read file record, make", [&] { return kept(file.makePackageRequest()); });
+    count("read file record, read", [&] { return file.unPackageRequest(record); });
+
+    SpecialPackageRequest special(7, 5000, Sample().deviceKey);
+    const QString specialRecord = special.makePackageRequest();
+    count("special record, make", [&] { return kept(special.makePackageRequest()); });
+    count("special record, read", [&] { return special.unPackageRequest(specialRecord); });
+
+    const QString item = QStringLiteral("ReadFile^") + record;
+    const QString combined = item + QLatin1Char('|') + item;
+    PackageRequestCombination combination;
+    count("combination of two, read", [&] {
+        const bool ok = combination.unCombinationPackageRequest(combined);
+        qDeleteAll(combination.packageList());
+        return ok;
+    });
+}
+
+} // namespace
+
+int main()
+{
+    countCommon();
+    countWriteData();
+    countReadData();
+    countOthers();
+}
