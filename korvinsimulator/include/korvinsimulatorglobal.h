@@ -1,0 +1,18 @@
+#ifndef KORVINSIMULATORGLOBAL_H
+#define KORVINSIMULATORGLOBAL_H
+
+/// @file
+/// Marks what the library exports. A static build defines KORVINSIMULATOR_STATIC, for itself and
+/// for its users.
+
+#include <QtCore/QtGlobal>
+
+#if defined(KORVINSIMULATOR_STATIC)
+#define KORVINSIMULATOR_EXPORT
+#elif defined(KORVINSIMULATOR_LIBRARY)
+#define KORVINSIMULATOR_EXPORT Q_DECL_EXPORT
+#else
+#define KORVINSIMULATOR_EXPORT Q_DECL_IMPORT
+#endif
+
+#endif

@@ -1,0 +1,155 @@
+#include "unitoperations_p.h"
+
+#include <numeric>
+
+namespace KorvinSimulator {
+
+namespace {
+
+/// A place in a block.
+struct Place
+{
+    Block *block = nullptr;
+    int offset = 0;
+
+    bool holds(qint64 length) const { return offset + length <= block->data.size(); }
+};
+
+/// The place of a register; without a block where there is none.
+Place find(Unit &unit, quint32 address)
+{
+    auto next = unit.blocks.upperBound(address);
+    if (next == unit.blocks.begin())
+        return {};
+    --next;
+    const quint32 offset = address - next.key();
+    if (offset >= static_cast<quint32>(next->data.size()))
+        return {};
+    return {&*next, static_cast<int>(offset)};
+}
+
+/// The block that begins at @p address, which file and memory requests use as their buffer.
+Block *bufferAt(Unit &unit, quint32 address)
+{
+    const auto block = unit.blocks.find(address);
+    return block == unit.blocks.end() ? nullptr : &*block;
+}
+
+/// Overwrites bytes, all of which are there.
+void overwrite(QByteArray *target, int offset, const QByteArray &data)
+{
+    target->replace(offset, data.size(), data);
+}
+
+bool liesIn(const QByteArray &data, qint64 offset, qint64 length)
+{
+    return offset >= 0 && offset <= data.size() && length <= data.size() - offset;
+}
+
+void fill(const Place &place, const QByteArray &data)
+{
+    overwrite(&place.block->data, place.offset, data);
+    const int end = place.offset + data.size();
+    place.block->filled = place.offset == 0 ? end : qMax(place.block->filled, end);
+}
+
+/// Whether @p length bytes fit into the buffer at @p address.
+RequestOutcome probeBuffer(Unit &unit, quint32 address, int length)
+{
+    const Block *buffer = bufferAt(unit, address);
+    if (!buffer)
+        return UnknownRegister;
+    if (length < 0)
+        return WrongLength;
+    return length > buffer->data.size() ? PastTheEnd : Done;
+}
+
+} // namespace
+
+RequestOutcome probe(Unit &unit, quint32 address, int length)
+{
+    const Place place = find(unit, address);
+    if (!place.block)
+        return UnknownRegister;
+    if (length < 0)
+        return WrongLength;
+    return place.holds(length) ? Done : PastTheEnd;
+}
+
+RequestOutcome readBlock(Unit &unit, quint32 address, int length, QByteArray *data)
+{
+    const RequestOutcome outcome = probe(unit, address, length);
+    if (outcome.ackCode == 0) {
+        const Place place = find(unit, address);
+        *data = place.block->data.mid(place.offset, length);
+    }
+    return outcome;
+}
+
+RequestOutcome writeBlock(Unit &unit, quint32 address, const QByteArray &data)
+{
+    const RequestOutcome outcome = probe(unit, address, data.size());
+    if (outcome.ackCode == 0)
+        fill(find(unit, address), data);
+    return outcome;
+}
+
+RequestOutcome readFile(Unit &unit, quint32 address, const QString &name, int length)
+{
+    const RequestOutcome outcome = probeBuffer(unit, address, length);
+    if (outcome.ackCode != 0)
+        return outcome;
+    const auto file = unit.files.constFind(name);
+    if (file == unit.files.constEnd())
+        return FileMissing;
+    if (length > file->size())
+        return FileTooShort;
+    fill({bufferAt(unit, address)}, file->left(length));
+    return Done;
+}
+
+RequestOutcome writeFile(Unit &unit, quint32 address, const QString &name, int offset)
+{
+    const Block *buffer = bufferAt(unit, address);
+    if (!buffer)
+        return UnknownRegister;
+    if (name.isEmpty())
+        return FileNameEmpty;
+    const QByteArray file = unit.files.value(name);
+    if (!liesIn(file, offset, 0))
+        return FileGap;
+    const QByteArray part = buffer->data.left(buffer->filled);
+    const auto used = std::accumulate(
+        unit.files.cbegin(), unit.files.cend(), qint64(0),
+        [](qint64 sum, const QByteArray &contents) { return sum + contents.size(); });
+    if (used - file.size() + offset + part.size() > qMin(unit.fileSpace, MaxContents))
+        return NoSpace;
+    unit.files[name] = file.left(offset) + part;
+    return Done;
+}
+
+RequestOutcome readMemory(Unit &unit, quint32 address, qint64 offset, int length)
+{
+    const RequestOutcome outcome = probeBuffer(unit, address, length);
+    if (outcome.ackCode != 0)
+        return outcome;
+    if (!liesIn(unit.memory, offset, length))
+        return PastTheEnd;
+    fill({bufferAt(unit, address)}, unit.memory.mid(static_cast<int>(offset), length));
+    return Done;
+}
+
+RequestOutcome writeMemory(Unit &unit, quint32 address, qint64 offset, int length)
+{
+    const RequestOutcome outcome = probeBuffer(unit, address, length);
+    if (outcome.ackCode != 0)
+        return outcome;
+    const Block *buffer = bufferAt(unit, address);
+    const QByteArray data = buffer->data.left(length > 0 ? length : buffer->filled);
+    if (!liesIn(unit.memory, offset, data.size()))
+        return PastTheEnd;
+    overwrite(&unit.memory, static_cast<int>(offset), data);
+    return Done;
+}
+
+} // namespace KorvinSimulator

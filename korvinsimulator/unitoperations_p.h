@@ -1,0 +1,51 @@
+#ifndef UNITOPERATIONS_P_H
+#define UNITOPERATIONS_P_H
+
+#include "include/devicestate.h"
+#include "include/requestoutcome.h"
+
+/// @file
+/// What requests do to one unit. An operation that fails changes nothing.
+
+namespace KorvinSimulator {
+
+// The acknowledge codes are such that the results which a Linux frame makes of them fit as well.
+constexpr RequestOutcome Done{};
+constexpr RequestOutcome FileMissing{1, OrvexEnum::CommOk, OrvexEnum::PackFileNoExist};
+constexpr RequestOutcome FileTooShort{1, OrvexEnum::CommOk, OrvexEnum::PackFileReadFailure};
+constexpr RequestOutcome FileNameEmpty{1, OrvexEnum::CommOk, OrvexEnum::PackFileCreatFailure};
+constexpr RequestOutcome FileGap{1, OrvexEnum::CommOk, OrvexEnum::PackFileWriteFailure};
+constexpr RequestOutcome NoSpace{2, OrvexEnum::CommOk, OrvexEnum::PackDeviceSpaceNoEnough};
+constexpr RequestOutcome PastTheEnd{2, OrvexEnum::CommOk, OrvexEnum::PackMemErr};
+constexpr RequestOutcome WrongLength{2, OrvexEnum::CommLengthErr, OrvexEnum::PackMemErr};
+constexpr RequestOutcome UnknownUnit{3, OrvexEnum::CommOk, OrvexEnum::PackInvalidPort};
+constexpr RequestOutcome UnknownRegister{5, OrvexEnum::CommOk, OrvexEnum::PackParsePackAddrFailure};
+constexpr RequestOutcome UnknownSpecial{5, OrvexEnum::CommOk, OrvexEnum::PackFailure};
+
+/// What a block, a file or a memory may have at most, in bytes.
+constexpr qint64 MaxContents = 67108864;
+
+/// Whether there is a register at @p address, with @p length bytes from there on.
+RequestOutcome probe(Unit &unit, quint32 address, int length);
+
+RequestOutcome readBlock(Unit &unit, quint32 address, int length, QByteArray *data);
+RequestOutcome writeBlock(Unit &unit, quint32 address, const QByteArray &data);
+
+// File and memory requests carry no bytes: they use the block that begins at their register address
+// as a buffer, which data requests fill and read.
+
+/// Copies the first @p length bytes of a file to the block.
+RequestOutcome readFile(Unit &unit, quint32 address, const QString &name, int length);
+
+/// Cuts a file at @p offset and appends what the block is filled with.
+RequestOutcome writeFile(Unit &unit, quint32 address, const QString &name, int offset);
+
+/// Copies @p length bytes of memory to the block.
+RequestOutcome readMemory(Unit &unit, quint32 address, qint64 offset, int length);
+
+/// Copies @p length bytes of the block to memory; with length 0 what the block is filled with.
+RequestOutcome writeMemory(Unit &unit, quint32 address, qint64 offset, int length);
+
+} // namespace KorvinSimulator
+
+#endif
