@@ -67,7 +67,7 @@ public:
             json.isUndefined() ? QByteArray() : dataFromJson(json);
         if (!data || data->size() > MaxContents) {
             fail(QStringLiteral("data"),
-                 QStringLiteral("not hexadecimal digits of at most 64 MiB"));
+                 QStringLiteral("not hexadecimal digits of at most 16 MiB"));
             return;
         }
         qint64 size = data->size();
@@ -84,8 +84,9 @@ public:
         const QJsonValue json = m_members.take(QLatin1String(name));
         if (!json.isUndefined() && !json.isArray())
             fail(QLatin1String(name), QStringLiteral("not a list"));
+        const QJsonArray items = json.toArray();
         int number = 0;
-        for (const QJsonValue item : json.toArray()) {
+        for (const QJsonValue item : items) {
             const QString fault = read(item);
             ++number;
             if (!fault.isEmpty())

@@ -226,16 +226,22 @@ QByteArray linuxReply(const QByteArray &request, const PackageBase &outcome)
     return reply;
 }
 
+/// Keeps the length of a data read's reply equal to its data.
+void settleData(PackageBase &package, Form form)
+{
+    auto *read = qobject_cast<PackageRequestReadData *>(&package);
+    if (!read)
+        return;
+    // A record without data is refused by its reader.
+    const bool needsByte = form == Form::Text && read->data().isEmpty();
+    setReadData(*read, needsByte ? QByteArray(1, '\0') : read->data());
+}
+
 QByteArray recordReply(const std::vector<std::unique_ptr<PackageBase>> &packages)
 {
     QStringList records;
-    for (const auto &package : packages) {
-        auto *read = qobject_cast<PackageRequestReadData *>(package.get());
-        // A record without data is refused by its reader.
-        if (read && read->data().isEmpty())
-            setReadData(*read, QByteArray(1, '\0'));
+    for (const auto &package : packages)
         records << package->makePackageReply();
-    }
     return records.join(QLatin1Char('|')).toUtf8();
 }
 
@@ -323,6 +329,7 @@ QByteArray SimulatedDevice::replyTo(const QByteArray &request, ClassId classId, 
             setOutcome(*package, fault.outcome);
         else
             carryOut(*package);
+        settleData(*package, form);
         constexpr quint64 LastSerial = 255;
         if (fault.kind == FaultKind::StaleSerial) {
             const quint64 serial = package->getSerialNum();

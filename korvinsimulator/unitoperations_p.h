@@ -23,7 +23,7 @@ constexpr RequestOutcome UnknownRegister{5, OrvexEnum::CommOk, OrvexEnum::PackPa
 constexpr RequestOutcome UnknownSpecial{5, OrvexEnum::CommOk, OrvexEnum::PackFailure};
 
 /// What a block, a file or a memory may have at most, in bytes.
-constexpr qint64 MaxContents = 67108864;
+constexpr qint64 MaxContents = 16777216;
 
 /// Whether there is a register at @p address, with @p length bytes from there on.
 RequestOutcome probe(Unit &unit, quint32 address, int length);

@@ -65,7 +65,7 @@ struct Unit
     QByteArray memory;
 
     QMap<QString, QByteArray> files; ///< By name, as requests have it: a path is a name as well.
-    qint64 fileSpace = 1048576;      ///< What all files together may take, at most 64 MiB.
+    qint64 fileSpace = 1048576;      ///< What all files together may take, at most 16 MiB.
 };
 
 /// A device: its units, and what belongs to none of them.
@@ -85,7 +85,7 @@ struct DeviceState
 KORVINSIMULATOR_EXPORT QJsonObject stateToJson(const DeviceState &state);
 
 /// Reads a state. What @p json leaves out has its default; what it does not know is an error. No
-/// block, file or memory may have more than 64 MiB.
+/// block, file or memory may have more than 16 MiB.
 ///
 /// @param state becomes what @p json describes; unchanged when that is wrong.
 /// @return what is wrong, beginning with the name of the member, or an empty text.
