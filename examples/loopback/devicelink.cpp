@@ -1,0 +1,171 @@
+#include "devicelink.h"
+
+#include "replies.h"
+
+#include <packagecheck.h>
+#include <packageclass.h>
+#include <packagerequestreaddata.h>
+#include <packagerequestwritedata.h>
+
+using namespace KorvinInspect;
+
+namespace {
+
+constexpr int ReopenMilliseconds = 200;
+constexpr int LongestTimeout = 60000;
+constexpr quint64 LastSerial = 255;
+
+/// A request as it is sent to a device: as a frame, but where a frame leaves something out.
+Message encode(PackageBase *request, bool prefersLinux)
+{
+    const ClassId id = classOf(*request).id;
+    switch (id) {
+    case ClassId::PackageRequestReadData:
+        if (prefersLinux) {
+            return {id, Form::Linux,
+                    static_cast<PackageRequestReadData *>(request)->ParseSendRequest_Linux()};
+        }
+        break;
+    case ClassId::PackageRequestWriteData:
+    case ClassId::PackageRequestWriteIP: {
+        auto *write = static_cast<PackageRequestWriteData *>(request);
+        // A Linux frame cannot say that it is a broadcast.
+        if (prefersLinux && !write->bBroadcast())
+            return {id, Form::Linux, write->ParseSendRequest_Linux()};
+        break;
+    }
+    case ClassId::PackageRequestWriteFile:   // its offset
+    case ClassId::PackageRequestReadMemData: // its offset
+    case ClassId::PackageRequestWriteMemData:
+        return {id, Form::Text, request->makePackageRequest().toUtf8()};
+    default:
+        break;
+    }
+    return {id, Form::Frame, request->MackPackageRequest()};
+}
+
+} // namespace
+
+DeviceLink::DeviceLink(const QString &deviceKey, const QHostAddress &address, quint16 port,
+                       bool prefersLinux, QObject *parent)
+    : QObject(parent)
+    , m_deviceKey(deviceKey)
+    , m_address(address)
+    , m_port(port)
+    , m_prefersLinux(prefersLinux)
+{
+    for (quint64 serial = 1; serial <= LastSerial; ++serial)
+        m_freeSerials.enqueue(serial);
+    open();
+}
+
+void DeviceLink::open()
+{
+    auto *socket = new QTcpSocket;
+    m_socket = new MessageSocket(socket, MessageSocket::Framing::LengthPrefix, this);
+    connect(socket, &QTcpSocket::connected, this, [this] {
+        m_isOpen = true;
+        qInfo("device %s is there", qUtf8Printable(m_deviceKey));
+    });
+    connect(m_socket, &MessageSocket::received, this, &DeviceLink::receive);
+    connect(m_socket, &MessageSocket::closed, this, [this](const QString &reason) {
+        if (m_isOpen)
+            qInfo("device %s is gone: %s", qUtf8Printable(m_deviceKey), qUtf8Printable(reason));
+        m_isOpen = false;
+        m_socket->deleteLater();
+        failAll();
+        QTimer::singleShot(ReopenMilliseconds, this, &DeviceLink::open);
+    });
+    socket->connectToHost(m_address, m_port);
+}
+
+void DeviceLink::send(PackageBase *request)
+{
+    auto *timer = new Timer(qBound(1, request->getTimeout(), LongestTimeout), this);
+    request->setTimeOutTimer(timer);
+    connect(timer, &Timer::timeout, this, [=] {
+        fail(request, OrvexEnum::CommTimeout, OrvexEnum::PackTimeOut);
+        complete(request);
+    });
+    m_queue.enqueue(request);
+    if (m_isOpen)
+        sendQueued();
+    else
+        failLater(request, OrvexEnum::CommForcedCancel, OrvexEnum::PackDisConnect);
+}
+
+void DeviceLink::sendQueued()
+{
+    while (m_isOpen && !m_queue.isEmpty() && !m_freeSerials.isEmpty()) {
+        PackageBase *request = m_queue.dequeue();
+        const quint64 serial = m_freeSerials.dequeue();
+        m_underWay.insert(serial, {request, request->getSerialNum()});
+        request->setSerialNum(serial);
+        Q_EMIT request->BeginRequestEvent(this, request);
+        const Message message = encode(request, m_prefersLinux);
+        // A record can hold what a frame cannot. The device would close the connection of all.
+        if (!check(message.bytes, {message.classId, message.form, Direction::Request}).isOk()
+            || !m_socket->send(message)) {
+            failLater(request, OrvexEnum::CommLengthErr, OrvexEnum::PackParseFailure);
+        }
+    }
+}
+
+void DeviceLink::receive(const Message &message)
+{
+    QString reason;
+    const auto reply = decodeReply(message, &reason);
+    if (!reply) {
+        qInfo("device %s: a reply is left out: %s", qUtf8Printable(m_deviceKey),
+              qUtf8Printable(reason));
+        return;
+    }
+    PackageBase *request = m_underWay.value(reply->getSerialNum()).request;
+    if (request && takeOver(request, *reply, message.form)) {
+        complete(request);
+        return;
+    }
+    // It comes too late, or twice.
+    qInfo("device %s: a reply to no request, serial number %llu, is left out",
+          qUtf8Printable(m_deviceKey), reply->getSerialNum());
+}
+
+/// Ends a request, under way or in the queue, that has an outcome.
+void DeviceLink::complete(PackageBase *request)
+{
+    const quint64 serial = request->getSerialNum();
+    if (m_underWay.value(serial).request == request) {
+        request->setSerialNum(m_underWay.take(serial).clientSerial);
+        m_freeSerials.enqueue(serial);
+    } else {
+        m_queue.removeOne(request);
+    }
+    // It may be the timer that has just run out.
+    request->getTimeOutTimer()->deleteLater();
+    request->getTimeOutTimer()->stop();
+    request->setTimeOutTimer(nullptr);
+    Q_EMIT request->CompleteRequestEvent(this, request);
+    sendQueued();
+}
+
+/// Ends a request from the event loop, unless something else has ended it by then.
+void DeviceLink::failLater(PackageBase *request, OrvexEnum::CommResults commResult,
+                           OrvexEnum::PackageResults packResult)
+{
+    QTimer::singleShot(0, request->getTimeOutTimer(), [=] {
+        fail(request, commResult, packResult);
+        complete(request);
+    });
+}
+
+/// Ends all that is under way or waits.
+void DeviceLink::failAll()
+{
+    QList<PackageBase *> requests = m_queue;
+    for (const UnderWay &underWay : qAsConst(m_underWay))
+        requests << underWay.request;
+    for (PackageBase *request : requests) {
+        fail(request, OrvexEnum::CommForcedCancel, OrvexEnum::PackDisConnect);
+        complete(request);
+    }
+}
