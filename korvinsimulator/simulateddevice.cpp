@@ -245,19 +245,23 @@ QByteArray recordReply(const std::vector<std::unique_ptr<PackageBase>> &packages
     return records.join(QLatin1Char('|')).toUtf8();
 }
 
-/// What the line makes of a reply.
-std::vector<QByteArray> transmit(QByteArray reply, const Fault &fault)
+/// The same bytes but for one bit.
+QByteArray flipped(QByteArray bytes, quint64 bit)
 {
-    const auto size = static_cast<quint32>(reply.size());
+    const auto position = static_cast<int>(bit / 8);
+    bytes[position] = static_cast<char>(bytes.at(position) ^ (1 << bit % 8));
+    return bytes;
+}
+
+/// What the line makes of a reply.
+std::vector<QByteArray> transmit(const QByteArray &reply, const Fault &fault)
+{
+    const auto size = static_cast<quint64>(reply.size());
     switch (fault.kind) {
     case FaultKind::DropReply:
         return {};
-    case FaultKind::Corrupt: {
-        const quint32 bit = fault.position % (8 * size);
-        const auto position = static_cast<int>(bit / 8);
-        reply[position] = static_cast<char>(reply.at(position) ^ (1 << bit % 8));
-        return {reply};
-    }
+    case FaultKind::Corrupt:
+        return {flipped(reply, fault.position % (8 * size))};
     case FaultKind::Truncate:
         return {reply.left(static_cast<int>(fault.position % size))};
     case FaultKind::Duplicate:

@@ -6,7 +6,7 @@
 namespace {
 
 constexpr int PrefixSize = 4;
-constexpr int DeadlineMilliseconds = 10000;
+constexpr int DeadlineMilliseconds = 3000;
 
 /// A peer that sends but does not read gets no more of its messages read.
 constexpr qint64 MaxUnsent = 4 * MessageSocket::MaxMessageSize;
