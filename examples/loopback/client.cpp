@@ -17,6 +17,7 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QEventLoop>
 #include <QtCore/QFile>
+#include <QtCore/QThread>
 
 #include <algorithm>
 #include <cstdio>
@@ -34,6 +35,7 @@ constexpr uchar Port = 2;
 constexpr ushort ScanBoard = 65535;
 
 constexpr int PartSize = 2048;
+constexpr int ReopenMilliseconds = 100;
 
 ushort highWord(quint32 address)
 {
@@ -298,6 +300,9 @@ private:
         QObject::connect(&m_connection, &ProxyConnection::closed, &loop, &QEventLoop::quit);
         m_connection.open(m_settings.proxy, m_settings.port);
         loop.exec();
+        // It may be about to come back.
+        if (!m_connection.isOpen())
+            QThread::msleep(ReopenMilliseconds);
         return m_connection.isOpen();
     }
 

@@ -40,7 +40,7 @@ struct Fault
     quint32 position = 0;
 
     /// Result: the outcome.
-    RequestOutcome outcome;
+    RequestOutcome outcome = {};
 };
 
 /// Which request of a device meets which fault: none, those of a script, or some by chance.

@@ -19,6 +19,7 @@ cmake -S "$consumer" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$work/moved" >>"$work
 cmake --build "$work/cmake" >>"$work/log"
 "$work/cmake/consumer"
 "$work/cmake/inspecting_consumer"
+"$work/cmake/simulating_consumer"
 
 echo "pkg-config:"
 mkdir "$work/make"
@@ -27,6 +28,7 @@ PKG_CONFIG_PATH=$pkgconfig make -C "$work/make" -f "$consumer/Makefile" \
 export LD_LIBRARY_PATH=$(dirname "$pkgconfig")
 "$work/make/consumer"
 "$work/make/inspecting_consumer"
+"$work/make/simulating_consumer"
 unset LD_LIBRARY_PATH
 
 echo "add_subdirectory, static:"
@@ -35,3 +37,4 @@ cmake -S "$consumer" -B "$work/subdirectory" -DKORVINPACKAGE_SOURCE="$source" \
 cmake --build "$work/subdirectory" >>"$work/log"
 "$work/subdirectory/consumer"
 "$work/subdirectory/inspecting_consumer"
+"$work/subdirectory/simulating_consumer"
