@@ -84,14 +84,14 @@ void DeviceLink::send(PackageBase *request)
     auto *timer = new Timer(qBound(1, request->getTimeout(), LongestTimeout), this);
     request->setTimeOutTimer(timer);
     connect(timer, &Timer::timeout, this, [=] {
-        fail(request, OrvexEnum::CommTimeout, OrvexEnum::PackTimeOut);
+        fail(request, timer->commResult(), timer->packResult());
         complete(request);
     });
     m_queue.enqueue(request);
     if (m_isOpen)
         sendQueued();
     else
-        failLater(request, OrvexEnum::CommForcedCancel, OrvexEnum::PackDisConnect);
+        timer->giveUp(OrvexEnum::CommForcedCancel, OrvexEnum::PackDisConnect);
 }
 
 void DeviceLink::sendQueued()
@@ -106,7 +106,8 @@ void DeviceLink::sendQueued()
         // A record can hold what a frame cannot. The device would close the connection of all.
         if (!check(message.bytes, {message.classId, message.form, Direction::Request}).isOk()
             || !m_socket->send(message)) {
-            failLater(request, OrvexEnum::CommLengthErr, OrvexEnum::PackParseFailure);
+            request->getTimeOutTimer()->giveUp(OrvexEnum::CommLengthErr,
+                                               OrvexEnum::PackParseFailure);
         }
     }
 }
@@ -146,16 +147,6 @@ void DeviceLink::complete(PackageBase *request)
     request->setTimeOutTimer(nullptr);
     Q_EMIT request->CompleteRequestEvent(this, request);
     sendQueued();
-}
-
-/// Ends a request from the event loop, unless something else has ended it by then.
-void DeviceLink::failLater(PackageBase *request, OrvexEnum::CommResults commResult,
-                           OrvexEnum::PackageResults packResult)
-{
-    QTimer::singleShot(0, request->getTimeOutTimer(), [=] {
-        fail(request, commResult, packResult);
-        complete(request);
-    });
 }
 
 /// Ends all that is under way or waits.

@@ -42,8 +42,6 @@ private:
     void sendQueued();
     void receive(const Message &message);
     void complete(PackageBase *request);
-    void failLater(PackageBase *request, OrvexEnum::CommResults commResult,
-                   OrvexEnum::PackageResults packResult);
     void failAll();
 
     /// A request as it leaves a client, to put it back when it is complete.

@@ -48,9 +48,10 @@ void Job::sendNext()
         return;
     }
     PackageBase *request = m_requests.at(m_next++).get();
-    const auto link = std::find_if(m_links.begin(), m_links.end(), [=](const DeviceLink *candidate) {
-        return candidate->deviceKey() == request->getDeviceKey();
-    });
+    const auto link =
+        std::find_if(m_links.begin(), m_links.end(), [=](const DeviceLink *candidate) {
+            return candidate->deviceKey() == request->getDeviceKey();
+        });
     if (link != m_links.end()) {
         (*link)->send(request);
         return;

@@ -38,7 +38,15 @@ void Proxy::shutDown()
     m_isShuttingDown = true;
     m_server.close();
     if (m_jobCount == 0)
-        Q_EMIT finished();
+        finish();
+}
+
+void Proxy::finish()
+{
+    const QList<MessageSocket *> clients = m_jobs.keys();
+    for (MessageSocket *client : clients)
+        client->close(QStringLiteral("the proxy ends"));
+    Q_EMIT finished();
 }
 
 void Proxy::accept()
@@ -75,7 +83,8 @@ void Proxy::receive(MessageSocket *client, const Message &message)
     auto *job = new Job(message, m_links, this);
     ++m_jobCount;
     client->setPaused(++m_jobs[client] >= MaxJobsOfClient);
-    connect(job, &Job::finished, this, [=] { endJob(client, job); });
+    connect(job, &Job::finished, this,
+            [=, guarded = QPointer<MessageSocket>(client)] { endJob(guarded, job); });
     job->start();
 }
 
@@ -93,15 +102,15 @@ void Proxy::answerSpecial(MessageSocket *client, const Message &message)
     client->send({message.classId, Form::Text, request.makePackageReply().toUtf8()});
 }
 
-void Proxy::endJob(MessageSocket *client, Job *job)
+void Proxy::endJob(const QPointer<MessageSocket> &client, Job *job)
 {
-    // The client may have gone meanwhile; the job has gone on, as its requests were under way.
-    const auto jobs = m_jobs.find(client);
-    if (jobs != m_jobs.end()) {
+    // The client may have gone meanwhile, and another one may have its place in memory.
+    const auto jobs = m_jobs.find(client.data());
+    if (client && jobs != m_jobs.end()) {
         client->send(job->reply());
         client->setPaused(--*jobs >= MaxJobsOfClient);
     }
     job->deleteLater();
     if (--m_jobCount == 0 && m_isShuttingDown)
-        Q_EMIT finished();
+        finish();
 }

@@ -4,6 +4,7 @@
 #include "devicelink.h"
 #include "job.h"
 
+#include <QtCore/QPointer>
 #include <QtNetwork/QTcpServer>
 
 /// Stands between clients, which send text records, and devices.
@@ -33,7 +34,8 @@ private:
     void accept();
     void receive(MessageSocket *client, const Message &message);
     void answerSpecial(MessageSocket *client, const Message &message);
-    void endJob(MessageSocket *client, Job *job);
+    void endJob(const QPointer<MessageSocket> &client, Job *job);
+    void finish();
 
     QTcpServer m_server;
     Job::Links m_links;

@@ -16,6 +16,11 @@ namespace {
 /// The proxy gives up after the time-out of the request; its reply needs a moment as well.
 constexpr int GraceMilliseconds = 1000;
 
+void giveUp(PackageBase *request)
+{
+    request->getTimeOutTimer()->giveUp(OrvexEnum::CommForcedCancel, OrvexEnum::PackSendError);
+}
+
 } // namespace
 
 ProxyConnection::ProxyConnection(QObject *parent)
@@ -55,7 +60,7 @@ void ProxyConnection::send(PackageBase *request)
     begin(request, request->getTimeout() + GraceMilliseconds);
     const Message message{classOf(*request).id, Form::Text, request->makePackageRequest().toUtf8()};
     if (!m_isOpen || !m_socket->send(message))
-        failLater(request);
+        giveUp(request);
 }
 
 void ProxyConnection::sendCombination(const std::vector<PackageBase *> &requests)
@@ -74,7 +79,7 @@ void ProxyConnection::sendCombination(const std::vector<PackageBase *> &requests
     if (m_isOpen && m_socket->send(message))
         return;
     for (PackageBase *request : requests)
-        failLater(request);
+        giveUp(request);
 }
 
 void ProxyConnection::begin(PackageBase *request, int timeout)
@@ -87,7 +92,7 @@ void ProxyConnection::begin(PackageBase *request, int timeout)
     auto *timer = new Timer(timeout, this);
     request->setTimeOutTimer(timer);
     connect(timer, &Timer::timeout, this, [=] {
-        fail(request, OrvexEnum::CommTimeout, OrvexEnum::PackTimeOut);
+        fail(request, timer->commResult(), timer->packResult());
         complete(request);
     });
     Q_EMIT request->BeginRequestEvent(this, request);
@@ -101,16 +106,6 @@ void ProxyConnection::complete(PackageBase *request)
     request->getTimeOutTimer()->stop();
     request->setTimeOutTimer(nullptr);
     Q_EMIT request->CompleteRequestEvent(this, request);
-}
-
-/// The caller is not to be told inside of send(). The timer goes when something else has ended the
-/// request by then.
-void ProxyConnection::failLater(PackageBase *request)
-{
-    QTimer::singleShot(0, request->getTimeOutTimer(), [=] {
-        fail(request, OrvexEnum::CommForcedCancel, OrvexEnum::PackSendError);
-        complete(request);
-    });
 }
 
 void ProxyConnection::failAll()

@@ -47,7 +47,6 @@ private:
 
     void begin(PackageBase *request, int timeout);
     void complete(PackageBase *request);
-    void failLater(PackageBase *request);
     void failAll();
     void receive(const Message &message);
     void receiveSpecial(const Message &message);

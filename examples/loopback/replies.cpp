@@ -38,7 +38,6 @@ bool readLinuxReply(PackageBase *package, const QByteArray &frame)
     return write && write->unPackageReply_Linux(frame);
 }
 
-/// Short replies have no address.
 bool sameAddress(const PackageBase &one, const PackageBase &other)
 {
     return one.getScrAddr() == other.getScrAddr() && one.getDesAddr() == other.getDesAddr()
@@ -74,10 +73,10 @@ std::unique_ptr<PackageBase> decodeReply(const Message &reply, QString *reason)
 
 bool takeOver(PackageBase *request, const PackageBase &reply, Form form)
 {
-    if (classOf(*request).id != classOf(reply).id
-        || (form != Form::Frame && !sameAddress(*request, reply))) {
+    const ClassId id = classOf(*request).id;
+    const bool hasAddress = form != Form::Frame && id != ClassId::SpecialPackageRequest;
+    if (id != classOf(reply).id || (hasAddress && !sameAddress(*request, reply)))
         return false;
-    }
     if (auto *read = qobject_cast<PackageRequestReadData *>(request)) {
         const bool isSuccess = reply.getAckCode() == 0 && reply.getPackResult() == OrvexEnum::PackOk
             && reply.getCommResult() == OrvexEnum::CommOk;

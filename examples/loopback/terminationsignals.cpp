@@ -28,6 +28,9 @@ void handleTermination(const std::function<void()> &onTermination)
         new QSocketNotifier(ends[1], QSocketNotifier::Read, QCoreApplication::instance());
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [=] {
         notifier->setEnabled(false);
+        // Who asks again does not want to wait.
+        std::signal(SIGINT, SIG_DFL);
+        std::signal(SIGTERM, SIG_DFL);
         onTermination();
     });
     std::signal(SIGINT, wakeEventLoop);
