@@ -284,7 +284,7 @@ try {
     reader.number("maxPartSize", 1, MaxInt, &read.maxPartSize);
     reader.list("units", [&](const QJsonValue &item) { return readUnit(item, &read); });
     reader.list("specials", [&](const QJsonValue &item) { return readSpecial(item, &read); });
-    const QString fault = reader.end();
+    QString fault = reader.end();
     if (fault.isEmpty())
         *state = read;
     return fault;

@@ -11,8 +11,6 @@ struct Place
 {
     Block *block = nullptr;
     int offset = 0;
-
-    bool holds(qint64 length) const { return offset + length <= block->data.size(); }
 };
 
 /// The place of a register; without a block where there is none.
@@ -26,13 +24,6 @@ Place find(Unit &unit, quint32 address)
     if (offset >= static_cast<quint32>(next->data.size()))
         return {};
     return {&*next, static_cast<int>(offset)};
-}
-
-/// The block that begins at @p address, which file and memory requests use as their buffer.
-Block *bufferAt(Unit &unit, quint32 address)
-{
-    const auto block = unit.blocks.find(address);
-    return block == unit.blocks.end() ? nullptr : &*block;
 }
 
 /// Overwrites bytes, all of which are there.
@@ -53,50 +44,55 @@ void fill(const Place &place, const QByteArray &data)
     place.block->filled = place.offset == 0 ? end : qMax(place.block->filled, end);
 }
 
-/// Whether @p length bytes fit into the buffer at @p address.
-RequestOutcome probeBuffer(Unit &unit, quint32 address, int length)
+/// Finds @p length bytes from a register on.
+RequestOutcome locate(Unit &unit, quint32 address, int length, Place *place)
 {
-    const Block *buffer = bufferAt(unit, address);
-    if (!buffer)
+    *place = find(unit, address);
+    if (!place->block)
         return UnknownRegister;
     if (length < 0)
         return WrongLength;
-    return length > buffer->data.size() ? PastTheEnd : Done;
+    return place->offset + qint64(length) > place->block->data.size() ? PastTheEnd : Done;
+}
+
+/// Finds @p length bytes of the block that begins at @p address, which file and memory requests use
+/// as their buffer.
+RequestOutcome locateBuffer(Unit &unit, quint32 address, int length, Place *place)
+{
+    const RequestOutcome outcome = locate(unit, address, length, place);
+    return place->offset == 0 ? outcome : UnknownRegister;
 }
 
 } // namespace
 
 RequestOutcome probe(Unit &unit, quint32 address, int length)
 {
-    const Place place = find(unit, address);
-    if (!place.block)
-        return UnknownRegister;
-    if (length < 0)
-        return WrongLength;
-    return place.holds(length) ? Done : PastTheEnd;
+    Place place;
+    return locate(unit, address, length, &place);
 }
 
 RequestOutcome readBlock(Unit &unit, quint32 address, int length, QByteArray *data)
 {
-    const RequestOutcome outcome = probe(unit, address, length);
-    if (outcome.ackCode == 0) {
-        const Place place = find(unit, address);
+    Place place;
+    const RequestOutcome outcome = locate(unit, address, length, &place);
+    if (outcome.ackCode == 0)
         *data = place.block->data.mid(place.offset, length);
-    }
     return outcome;
 }
 
 RequestOutcome writeBlock(Unit &unit, quint32 address, const QByteArray &data)
 {
-    const RequestOutcome outcome = probe(unit, address, data.size());
+    Place place;
+    const RequestOutcome outcome = locate(unit, address, data.size(), &place);
     if (outcome.ackCode == 0)
-        fill(find(unit, address), data);
+        fill(place, data);
     return outcome;
 }
 
 RequestOutcome readFile(Unit &unit, quint32 address, const QString &name, int length)
 {
-    const RequestOutcome outcome = probeBuffer(unit, address, length);
+    Place buffer;
+    const RequestOutcome outcome = locateBuffer(unit, address, length, &buffer);
     if (outcome.ackCode != 0)
         return outcome;
     const auto file = unit.files.constFind(name);
@@ -104,21 +100,22 @@ RequestOutcome readFile(Unit &unit, quint32 address, const QString &name, int le
         return FileMissing;
     if (length > file->size())
         return FileTooShort;
-    fill({bufferAt(unit, address)}, file->left(length));
+    fill(buffer, file->left(length));
     return Done;
 }
 
 RequestOutcome writeFile(Unit &unit, quint32 address, const QString &name, int offset)
 {
-    const Block *buffer = bufferAt(unit, address);
-    if (!buffer)
-        return UnknownRegister;
+    Place buffer;
+    const RequestOutcome outcome = locateBuffer(unit, address, 0, &buffer);
+    if (outcome.ackCode != 0)
+        return outcome;
     if (name.isEmpty())
         return FileNameEmpty;
     const QByteArray file = unit.files.value(name);
     if (!liesIn(file, offset, 0))
         return FileGap;
-    const QByteArray part = buffer->data.left(buffer->filled);
+    const QByteArray part = buffer.block->data.left(buffer.block->filled);
     const auto used = std::accumulate(
         unit.files.cbegin(), unit.files.cend(), qint64(0),
         [](qint64 sum, const QByteArray &contents) { return sum + contents.size(); });
@@ -130,22 +127,24 @@ RequestOutcome writeFile(Unit &unit, quint32 address, const QString &name, int o
 
 RequestOutcome readMemory(Unit &unit, quint32 address, qint64 offset, int length)
 {
-    const RequestOutcome outcome = probeBuffer(unit, address, length);
+    Place buffer;
+    const RequestOutcome outcome = locateBuffer(unit, address, length, &buffer);
     if (outcome.ackCode != 0)
         return outcome;
     if (!liesIn(unit.memory, offset, length))
         return PastTheEnd;
-    fill({bufferAt(unit, address)}, unit.memory.mid(static_cast<int>(offset), length));
+    fill(buffer, unit.memory.mid(static_cast<int>(offset), length));
     return Done;
 }
 
 RequestOutcome writeMemory(Unit &unit, quint32 address, qint64 offset, int length)
 {
-    const RequestOutcome outcome = probeBuffer(unit, address, length);
+    Place buffer;
+    const RequestOutcome outcome = locateBuffer(unit, address, length, &buffer);
     if (outcome.ackCode != 0)
         return outcome;
-    const Block *buffer = bufferAt(unit, address);
-    const QByteArray data = buffer->data.left(length > 0 ? length : buffer->filled);
+    const Block &block = *buffer.block;
+    const QByteArray data = block.data.left(length > 0 ? length : block.filled);
     if (!liesIn(unit.memory, offset, data.size()))
         return PastTheEnd;
     overwrite(&unit.memory, static_cast<int>(offset), data);

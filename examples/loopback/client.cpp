@@ -99,6 +99,9 @@ public:
     int retries() const { return m_retries; }
     int requests() const { return m_requests; }
 
+    /// What became of the last request that failed.
+    QString error() const { return m_error; }
+
     bool write(quint32 address, const QByteArray &data)
     {
         PackageRequestWriteData whole = makeWrite(address, data);
@@ -279,13 +282,11 @@ private:
     {
         QEventLoop loop;
         auto left = requests.size();
-        std::vector<QMetaObject::Connection> connections;
         for (PackageBase *request : requests) {
-            connections.push_back(
-                QObject::connect(request, &PackageBase::CompleteRequestEvent, &loop, [&] {
-                    if (--left == 0)
-                        loop.quit();
-                }));
+            QObject::connect(request, &PackageBase::CompleteRequestEvent, &loop, [&] {
+                if (--left == 0)
+                    loop.quit();
+            });
         }
         send();
         loop.exec();
@@ -306,10 +307,6 @@ private:
         return m_connection.isOpen();
     }
 
-public:
-    QString error() const { return m_error; }
-
-private:
     Settings m_settings;
     ProxyConnection m_connection;
     QString m_error;

@@ -74,7 +74,7 @@ void DeviceLink::open()
         m_isOpen = false;
         m_socket->deleteLater();
         failAll();
-        QTimer::singleShot(ReopenMilliseconds, this, &DeviceLink::open);
+        QTimer::singleShot(ReopenMilliseconds, this, [this] { open(); });
     });
     socket->connectToHost(m_address, m_port);
 }

@@ -9,7 +9,7 @@ constexpr int PrefixSize = 4;
 constexpr int DeadlineMilliseconds = 3000;
 
 /// A peer that sends but does not read gets no more of its messages read.
-constexpr qint64 MaxUnsent = 4 * MessageSocket::MaxMessageSize;
+constexpr qint64 MaxUnsent = 4 * qint64(MessageSocket::MaxMessageSize);
 
 } // namespace
 
@@ -39,7 +39,7 @@ MessageSocket::MessageSocket(QTcpSocket *socket, Framing framing, QObject *paren
             [this] { close(QStringLiteral("closed by the peer")); });
     connect(socket, &QTcpSocket::errorOccurred, this, [this] { close(m_socket->errorString()); });
     // What has arrived by now is not announced again.
-    QTimer::singleShot(0, this, &MessageSocket::readMessages);
+    QTimer::singleShot(0, this, [this] { readMessages(); });
 }
 
 bool MessageSocket::send(const Message &message)
@@ -65,7 +65,7 @@ void MessageSocket::setPaused(bool paused)
         return;
     m_paused = paused;
     if (!paused)
-        QTimer::singleShot(0, this, &MessageSocket::readMessages);
+        QTimer::singleShot(0, this, [this] { readMessages(); });
 }
 
 void MessageSocket::close(const QString &reason)

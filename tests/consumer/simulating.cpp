@@ -18,8 +18,8 @@ int main()
         device.answer(read.makePackageRequest().toUtf8(),
                       KorvinInspect::ClassId::PackageRequestReadData, KorvinInspect::Form::Text);
     const bool good = answer.replies.size() == 1
-        && read.unPackageReply(QString::fromUtf8(answer.replies.front()))
-        && read.isPackageSuccess() && read.data() == "data";
+        && read.unPackageReply(QString::fromUtf8(answer.replies.front())) && read.isPackageSuccess()
+        && read.data() == "data";
     std::puts(good ? "simulating consumer: ok" : "simulating consumer: wrong");
     return good ? 0 : 1;
 }

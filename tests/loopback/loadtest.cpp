@@ -284,7 +284,7 @@ private:
             m_isWriting = !m_isWriting;
         m_request.release()->deleteLater();
         // Not from within the signal.
-        QTimer::singleShot(0, this, &Client::next);
+        QTimer::singleShot(0, this, [this] { next(); });
     }
 
     int m_number;
