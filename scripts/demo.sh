@@ -108,11 +108,11 @@ tour
 end_servers
 
 echo
-echo "== The same with faults in 5 % of the replies; data requests as Linux frames, which have a checksum =="
-start korvin-device --state "$state" --faults 0.05 --seed 7
+echo "== The same with 5 % of faults; data requests as Linux frames, which have a checksum =="
+start korvin-device --state "$state" --faults 0.05 --seed 3
 start korvin-proxy --linux "device0=127.0.0.1:$port"
 proxy_port=$port
 tour
 end_servers
-echo "$(grep -c 'left out' korvin-proxy.log) replies were garbled, late or stale, and were left out"
+echo "replies that the proxy left out, garbled, stale or sent twice: $(grep -c 'left out' korvin-proxy.log)"
 echo "demo: done"

@@ -265,14 +265,17 @@ private:
         for (int attempt = 0; attempt < m_settings.attempts; ++attempt) {
             m_retries += attempt > 0 ? 1 : 0;
             ++m_requests;
-            if (connectToProxy())
-                sendAndWait(requests, send);
+            if (!connectToProxy()) {
+                m_error = QStringLiteral("no proxy");
+                continue;
+            }
+            sendAndWait(requests, send);
             const auto failed =
                 std::find_if(requests.begin(), requests.end(),
                              [](PackageBase *request) { return !request->isPackageSuccess(); });
-            if (m_connection.isOpen() && failed == requests.end())
+            if (failed == requests.end())
                 return true;
-            m_error = failed == requests.end() ? QStringLiteral("no proxy") : outcomeText(*failed);
+            m_error = outcomeText(*failed);
         }
         return false;
     }

@@ -479,6 +479,7 @@ bool isCutOff(quint16 port, const QByteArray &bytes)
     QObject::connect(&socket, &QTcpSocket::connected, &loop, [&] { socket.write(bytes); });
     QObject::connect(&socket, &QTcpSocket::disconnected, &loop, &QEventLoop::quit);
     QObject::connect(&deadline, &QTimer::timeout, &loop, &QEventLoop::quit);
+    deadline.setSingleShot(true);
     deadline.start(15000);
     socket.connectToHost(QHostAddress::LocalHost, port);
     loop.exec();
