@@ -26,6 +26,8 @@ function(korvinpackage_library target)
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON
         POSITION_INDEPENDENT_CODE ON
+        # The libraries find each other, wherever they are installed.
+        INSTALL_RPATH $ORIGIN
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
         EXPORT_NAME ${arg_EXPORT_NAME})
