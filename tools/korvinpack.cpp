@@ -1,4 +1,5 @@
 #include "commandline.h"
+#include "conform.h"
 #include "cppsource.h"
 #include "explaincommands.h"
 #include "packageforms.h"
@@ -33,6 +34,7 @@ const char Overview[] =
     "  check    say whether frames and records are what encoders write\n"
     "  diff     show the fields in which two frames or records differ\n"
     "  combine  print a combination record of several packages\n"
+    "  conform  hold another program to the protocol, case by case\n"
     "  classes  list the classes and their fields\n"
     "\n"
     "korvinpack COMMAND --help says more. Wrong input ends with exit status 2, one line on\n"
@@ -370,6 +372,8 @@ int main(int argc, char *argv[])
         return diffInputs(arguments);
     else if (command == QLatin1String("combine"))
         combine(arguments);
+    else if (command == QLatin1String("conform"))
+        return conformProgram(arguments);
     else if (command == QLatin1String("classes"))
         classes(arguments);
     else if (command == QLatin1String("--help") || command == QLatin1String("-h"))
