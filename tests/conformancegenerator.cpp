@@ -111,9 +111,9 @@ public:
     {
         QJsonObject json = begin("encode", encoding);
         if (encoding.form == Form::Frame && encoding.direction == Direction::Reply) {
-            json.insert(QStringLiteral("reply"), encoding.replySize == ReplySize::Full
-                            ? QStringLiteral("full")
-                            : QStringLiteral("short"));
+            json.insert(QStringLiteral("reply"),
+                        encoding.replySize == ReplySize::Full ? QStringLiteral("full")
+                                                              : QStringLiteral("short"));
         }
         json.insert(QStringLiteral("fields"),
                     fieldsNamed(fieldsOnTheWire(m_class), m_class, package));
@@ -204,8 +204,8 @@ void writeVector(const Vector &vector, const FormOfVector &form)
                 QStringLiteral("%1: %2: %3")
                     .arg(vector.className, vector.content.value(QLatin1String("name")).toString(),
                          QLatin1String(form.name)));
-    const bool isEncoded = !vector.content.value(QLatin1String("decodeOnly")).toBool()
-        && form.name != LinuxReply.name;
+    const bool isEncoded =
+        !vector.content.value(QLatin1String("decodeOnly")).toBool() && form.name != LinuxReply.name;
     if (isEncoded)
         cases.encode(*packageWith(itsClass, fields), form.encoding, encoded);
     if (expected.value(QLatin1String("refused")).toBool()) {

@@ -364,7 +364,8 @@ TEST(Documentation, CommandsPrintWhatIsShown)
                        QStringLiteral(TOOLS_DIR ":") + environment.value(QStringLiteral("PATH")));
     int commands = 0;
     QStringList fileNames{QStringLiteral("README.md"), QStringLiteral("docs/protocol.md"),
-                          QStringLiteral("docs/known-properties.md")};
+                          QStringLiteral("docs/known-properties.md"),
+                          QStringLiteral("docs/conformance.md")};
     const QString golden = QStringLiteral("tests/data/golden/");
     for (const QString &name : QDir(QStringLiteral(SOURCE_DIR "/") + golden).entryList(QDir::Files))
         fileNames << golden + name;

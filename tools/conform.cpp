@@ -18,16 +18,18 @@ using namespace KorvinInspect;
 
 namespace {
 
-const char ConformExamples[] =
-    "\n"
-    "The program gets one case in a line of JSON on standard input, answers it with one line of JSON\n"
-    "on standard output, and gets the next; docs/conformance.md has both. The exit status is 1 where\n"
-    "a case fails.\n"
-    "\n"
-    "Examples:\n"
-    "  korvinpack conform ./my-codec\n"
-    "  korvinpack conform --timeout 1 -- python3 my_codec.py --stdin\n"
-    "  korvinpack conform --print | grep '\"form\":\"text\"' | korvinpack conform --cases - ./my-codec\n";
+const char ConformExamples[] = "\n"
+                               "The program gets one case in a line of JSON on standard input, "
+                               "answers it with one line of JSON\n"
+                               "on standard output, and gets the next; docs/conformance.md has "
+                               "both. The exit status is 1 where\n"
+                               "a case fails.\n"
+                               "\n"
+                               "Examples:\n"
+                               "  korvinpack conform ./my-codec\n"
+                               "  korvinpack conform --timeout 1 -- python3 my_codec.py --stdin\n"
+                               "  korvinpack conform --print | grep '\"form\":\"text\"' | "
+                               "korvinpack conform --cases - ./my-codec\n";
 
 constexpr int DefaultTimeout = 5;
 constexpr int LongestTimeout = 3600;
@@ -241,8 +243,8 @@ Outcome compare(const QJsonObject &expected, const QByteArray &line)
 Outcome run(Program &program, const QJsonObject &expected)
 {
     QByteArray answer;
-    const QString fault = program.ask(
-        QJsonDocument(questionOf(expected)).toJson(QJsonDocument::Compact), &answer);
+    const QString fault =
+        program.ask(QJsonDocument(questionOf(expected)).toJson(QJsonDocument::Compact), &answer);
     return fault.isEmpty() ? compare(expected, answer) : ended(fault);
 }
 
@@ -316,7 +318,8 @@ int conformProgram(const QStringList &arguments)
     line.addOption("cases", "Takes the cases from a file, \"-\" for standard input.", "FILE");
     line.addOption("timeout", "How long an answer may take; 5 where it is missing.", "SECONDS");
     line.addOption("print", "Prints the cases and runs no program.");
-    line.addArgument("PROGRAM", "The program and its arguments, behind \"--\" if one is an option.");
+    line.addArgument("PROGRAM",
+                     "The program and its arguments, behind \"--\" if one is an option.");
     line.parse(arguments, std::numeric_limits<int>::max());
 
     const QString origin =
@@ -338,7 +341,8 @@ int conformProgram(const QStringList &arguments)
         if (outcome.kind == Outcome::Ended)
             program.end();
         if (!outcome.reason.isEmpty())
-            print(QStringLiteral("FAILED %1: %2\n").arg(text(json, "case"), outcome.reason).toUtf8());
+            print(
+                QStringLiteral("FAILED %1: %2\n").arg(text(json, "case"), outcome.reason).toUtf8());
         if (counts[Outcome::Ended] == MostEndings) {
             print("given up: too many of these\n");
             break;
