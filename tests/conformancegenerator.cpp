@@ -9,6 +9,7 @@
 #include <inputtext.h>
 #include <packageexplain.h>
 
+#include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QSet>
 
@@ -217,6 +218,36 @@ void writeVector(const Vector &vector, const FormOfVector &form)
                  *packageWith(itsClass, decodes.isUndefined() ? fields : decodes.toObject()));
 }
 
+/// A combination is a list of packages and no package itself.
+void writeCombinations()
+{
+    QFile file(QStringLiteral(TEST_DATA "/combinations.json"));
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("%s", qUtf8Printable(file.errorString()));
+    const QJsonObject json = QJsonDocument::fromJson(file.readAll()).object();
+    const QString name = json.value(QLatin1String("class")).toString();
+    for (const QJsonValue item : json.value(QLatin1String("cases")).toArray()) {
+        const QJsonObject content = item.toObject();
+        QJsonObject line{
+            {QStringLiteral("case"),
+             QStringLiteral("%1: %2: requestRecord: decode")
+                 .arg(name, content.value(QLatin1String("name")).toString())},
+            {QStringLiteral("task"), QStringLiteral("decode")},
+            {QStringLiteral("class"), name},
+            {QStringLiteral("form"), QStringLiteral("text")},
+            {QStringLiteral("direction"), QStringLiteral("request")},
+            {QStringLiteral("text"), content.value(QLatin1String("text"))},
+        };
+        const QJsonValue packages = content.value(QLatin1String("packages"));
+        line.insert(QStringLiteral("verdict"),
+                    packages.isArray() ? QStringLiteral("accepted") : QStringLiteral("refused"));
+        if (packages.isArray())
+            line.insert(QStringLiteral("fields"),
+                        QJsonObject{{QStringLiteral("packages"), packages}});
+        std::puts(QJsonDocument(line).toJson(QJsonDocument::Compact).constData());
+    }
+}
+
 void writeVectors()
 {
     for (const Vector &vector : allVectors()) {
@@ -295,6 +326,7 @@ int main(int argc, char *argv[])
 {
     if (argc == 1) {
         writeVectors();
+        writeCombinations();
         return 0;
     }
     if (argc != 3)

@@ -3,6 +3,7 @@
 #include "commandline.h"
 
 #include <hexbytes.h>
+#include <messageshape.h>
 #include <packagebase.h>
 
 #include <QtCore/QElapsedTimer>
@@ -33,7 +34,7 @@ const char ConformExamples[] = "\n"
 
 constexpr int DefaultTimeout = 5;
 constexpr int LongestTimeout = 3600;
-constexpr int LongestAnswer = 16 * 1024 * 1024;
+constexpr int LongestAnswer = 1024 * 1024;
 
 /// A program that had to be ended so often is not asked any more.
 constexpr int MostEndings = 10;
@@ -96,7 +97,7 @@ public:
         m_process->write(line + '\n');
         while (!m_process->canReadLine()) {
             if (m_process->bytesAvailable() > LongestAnswer)
-                return QStringLiteral("the answer is longer than 16 MiB");
+                return QStringLiteral("the answer is longer than 1 MiB");
             const int left = m_timeout - static_cast<int>(qMin<qint64>(clock.elapsed(), m_timeout));
             if (left == 0)
                 return QStringLiteral("no answer within %1 s").arg(m_timeout / 1000.0);
@@ -190,27 +191,55 @@ Outcome compareText(const QJsonObject &expected, const QJsonObject &answer)
 }
 
 /// Compares the fields that are expected; a program may give more.
-Outcome compareFields(const QJsonObject &expected, const QJsonObject &answer)
+QString faultOfFields(const PackageClass &itsClass, const QJsonObject &wanted,
+                      const QJsonObject &got)
 {
-    const PackageClass &itsClass = *packageClass(text(expected, "class"));
-    const QJsonObject wanted = expected.value(QLatin1String("fields")).toObject();
-    const QJsonObject got = answer.value(QLatin1String("fields")).toObject();
     for (auto member = wanted.begin(); member != wanted.end(); ++member) {
+        if (member.key() == QLatin1String("class"))
+            continue;
         const QJsonValue value = got.value(member.key());
         if (value.isUndefined())
-            return failed(QStringLiteral("%1: missing").arg(member.key()));
+            return QStringLiteral("%1: missing").arg(member.key());
         // A value may be written in several ways.
         const PackageField &field = *itsClass.field(member.key());
         const std::unique_ptr<PackageBase> package = itsClass.create();
         const QString fault = field.set(*package, value);
         if (!fault.isEmpty())
-            return failed(QStringLiteral("%1: %2").arg(field.name, fault));
+            return QStringLiteral("%1: %2").arg(field.name, fault);
         if (field.get(*package) != member.value()) {
-            return failed(QStringLiteral("%1: expected %2, got %3")
-                              .arg(field.name, compact(member.value()), compact(value)));
+            return QStringLiteral("%1: expected %2, got %3")
+                .arg(field.name, compact(member.value()), compact(value));
         }
     }
-    return {Outcome::Passed, {}};
+    return {};
+}
+
+QString faultOfPackages(const QJsonArray &wanted, const QJsonArray &got)
+{
+    if (got.size() != wanted.size())
+        return QStringLiteral("packages: expected %1, got %2").arg(wanted.size()).arg(got.size());
+    for (int i = 0; i < wanted.size(); ++i) {
+        const QJsonObject package = wanted.at(i).toObject();
+        const QString name = text(package, "class");
+        QString fault = faultOfFields(*packageClass(name), package, got.at(i).toObject());
+        if (text(got.at(i).toObject(), "class") != name)
+            fault = QStringLiteral("class: expected %1").arg(name);
+        if (!fault.isEmpty())
+            return QStringLiteral("package %1: %2").arg(i + 1).arg(fault);
+    }
+    return {};
+}
+
+Outcome compareFields(const QJsonObject &expected, const QJsonObject &answer)
+{
+    const QJsonObject wanted = expected.value(QLatin1String("fields")).toObject();
+    const QJsonObject got = answer.value(QLatin1String("fields")).toObject();
+    const PackageClass *itsClass = packageClass(text(expected, "class"));
+    const QString fault = itsClass
+        ? faultOfFields(*itsClass, wanted, got)
+        : faultOfPackages(wanted.value(QLatin1String("packages")).toArray(),
+                          got.value(QLatin1String("packages")).toArray());
+    return fault.isEmpty() ? Outcome{Outcome::Passed, {}} : failed(fault);
 }
 
 Outcome compare(const QJsonObject &expected, const QByteArray &line)
@@ -248,6 +277,18 @@ Outcome run(Program &program, const QJsonObject &expected)
     return fault.isEmpty() ? compare(expected, answer) : ended(fault);
 }
 
+QString faultOfNames(const QString &name, const QJsonObject &fields)
+{
+    const PackageClass *itsClass = packageClass(name);
+    if (!itsClass)
+        return QStringLiteral("class: there is no such class");
+    for (const QString &field : fields.keys()) {
+        if (!itsClass->field(field) && field != QLatin1String("class"))
+            return QStringLiteral("%1: %2 has no such field").arg(field, name);
+    }
+    return {};
+}
+
 /// What is wrong with a case, or an empty text.
 QString faultOf(const QJsonObject &json)
 {
@@ -264,14 +305,17 @@ QString faultOf(const QJsonObject &json)
     if (hasText == json.value(QLatin1String("bytes")).isString()
         || !bytesFromHex(text(json, "bytes"), &bytes).isEmpty())
         return QStringLiteral("neither bytes nor text");
-    const PackageClass *itsClass = packageClass(text(json, "class"));
-    if (!itsClass)
-        return QStringLiteral("class: there is no such class");
-    for (const QString &name : json.value(QLatin1String("fields")).toObject().keys()) {
-        if (!itsClass->field(name))
-            return QStringLiteral("%1: %2 has no such field").arg(name, itsClass->name);
+    const QJsonObject fields = json.value(QLatin1String("fields")).toObject();
+    if (text(json, "class") != className(ClassId::PackageRequestCombination))
+        return faultOfNames(text(json, "class"), fields);
+    for (const QJsonValue package : fields.value(QLatin1String("packages")).toArray()) {
+        const QString fault = faultOfNames(text(package.toObject(), "class"), package.toObject());
+        if (!fault.isEmpty())
+            return fault;
     }
-    return {};
+    return task == QLatin1String("decode")
+        ? QString()
+        : QStringLiteral("task: no program encodes a combination");
 }
 
 /// Reads all cases before the first of them is run.
@@ -300,7 +344,7 @@ int timeoutOf(const CommandLine &line)
         return DefaultTimeout * 1000;
     bool isNumber = false;
     const double seconds = line.value("timeout").toDouble(&isNumber);
-    if (!isNumber || seconds < 0.001 || seconds > LongestTimeout)
+    if (!isNumber || !(seconds >= 0.001 && seconds <= LongestTimeout))
         fail(QStringLiteral("--timeout %1: not seconds from 0.001 to %2")
                  .arg(line.value("timeout"))
                  .arg(LongestTimeout));

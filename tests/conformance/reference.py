@@ -466,6 +466,26 @@ def read_length_and_data(length_column, data_column, f, must_agree):
     return length
 
 
+COMBINATION_TYPES = {
+    "writeData": "PackageRequestWriteData", "writeFile": "PackageRequestWriteFile",
+    "ReadData": "PackageRequestReadData", "ReadFile": "PackageRequestReadFile",
+}
+
+
+def decode_combination(text):
+    packages = []
+    for item in text.split("|"):
+        parts = item.split("^")
+        if len(parts) != 2:
+            break
+        if parts[0] not in COMBINATION_TYPES:
+            raise Refused
+        fields = {"data": b"", "fileNameWithPath": ""}
+        decode_text(COMBINATION_TYPES[parts[0]], "request", parts[1], fields)
+        packages.append({"class": COMBINATION_TYPES[parts[0]], **fields_for_answer(fields)})
+    return packages
+
+
 # Cases
 
 
@@ -502,6 +522,8 @@ def answer_to(case):
         if form == "linux":
             return {"bytes": encode_linux(cls, fields).hex()}
         return {"bytes": encode_frame(cls, direction, case.get("reply"), fields).hex()}
+    if cls == "PackageRequestCombination":
+        return {"fields": {"packages": decode_combination(case["text"])}}
     fields = {"data": b"", "fileNameWithPath": "", "strData": ""}
     if form == "text":
         decode_text(cls, direction, case["text"], fields)
