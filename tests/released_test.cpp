@@ -1,6 +1,6 @@
 // Holds the library to the frames and records of its releases: what a release encoded is encoded to
-// the same bytes and decoded to the same fields for ever. Each file of tests/data/released has cases
-// of one class and form, a line of JSON each, as docs/conformance.md describes them.
+// the same bytes and decoded to the same fields for ever. Each file of tests/data/released has
+// cases of one class and form, a line of JSON each, as docs/conformance.md describes them.
 
 #include "packageforms.h"
 #include "testsupport.h"
@@ -87,8 +87,7 @@ void checkPackage(const QJsonObject &json)
     }
     const LogCapture log; // short blocks are reported
     int consumed = 0;
-    const bool decoded =
-        decodePackage(*package, encoding, encodedOf(json), &consumed).isEmpty();
+    const bool decoded = decodePackage(*package, encoding, encodedOf(json), &consumed).isEmpty();
     EXPECT_EQ(decoded, json.value(QLatin1String("verdict")) == QLatin1String("accepted"));
     expectFields(fields, *package);
 }
