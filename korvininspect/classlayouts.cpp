@@ -30,53 +30,6 @@ int ownColumns(const MessageShape &shape)
     }
 }
 
-/// The columns behind those of a register request, the first of which is @p column.
-void scanOwnColumns(RecordScanner &scanner, const MessageShape &shape, int column,
-                    LayoutFields &fields)
-{
-    switch (shape.classId) {
-    case ClassId::PackageRequestReadData:
-        if (shape.direction == Direction::Reply)
-            scanner.scan(column, fields.readDataColumns());
-        break;
-    case ClassId::PackageRequestReadFile:
-        scanner.scan(column, fields.fileRead());
-        break;
-    case ClassId::PackageRequestReadMemData:
-        scanner.scan(column, fields.memoryRead());
-        break;
-    case ClassId::PackageRequestWriteData:
-    case ClassId::PackageRequestWriteIP:
-        scanner.scan(column, fields.writeDataColumns());
-        break;
-    case ClassId::PackageRequestWriteFile:
-        scanner.scan(column, fields.fileWrite());
-        break;
-    case ClassId::PackageRequestWriteMemData:
-        scanner.scan(column, fields.memoryWrite());
-        break;
-    default:
-        break;
-    }
-}
-
-void scanRegisterColumns(RecordScanner &scanner, const MessageShape &shape, int column,
-                         LayoutFields &fields)
-{
-    if (isRead(shape.classId))
-        scanner.scan(column, fields.registerRead());
-    if (isWrite(shape.classId))
-        scanner.scan(column, fields.registerWrite());
-}
-
-void scanCommonColumns(RecordScanner &scanner, const MessageShape &shape, LayoutFields &fields)
-{
-    if (shape.classId == ClassId::SpecialPackageRequest)
-        scanner.scan(0, fields.special());
-    else
-        scanner.scan(0, fields.commonPart());
-}
-
 } // namespace
 
 void scanLinuxFrame(const QByteArray &frame, const MessageShape &shape, FieldSink &sink)
@@ -116,31 +69,6 @@ int writtenColumns(const MessageShape &shape)
     const bool specialReply =
         shape.classId == ClassId::SpecialPackageRequest && shape.direction == Direction::Reply;
     return specialReply ? 4 : neededColumns(shape);
-}
-
-void scanRecordAsRead(RecordScanner &scanner, const MessageShape &shape)
-{
-    LayoutFields fields;
-    scanCommonColumns(scanner, shape, fields);
-    const bool reply = shape.direction == Direction::Reply;
-    if (reply)
-        scanner.scan(CommonPart::RequestColumns, fields.ackColumn());
-    // Register, file write and memory write columns are read where a request has them.
-    scanRegisterColumns(scanner, shape, CommonPart::RequestColumns, fields);
-    const bool early = shape.classId == ClassId::PackageRequestWriteFile
-        || shape.classId == ClassId::PackageRequestWriteMemData;
-    const int common = reply && !early ? CommonPart::ReplyColumns : CommonPart::RequestColumns;
-    scanOwnColumns(scanner, shape, common + RegisterColumns, fields);
-}
-
-void scanRecordAsWritten(RecordScanner &scanner, const MessageShape &shape)
-{
-    LayoutFields fields;
-    scanCommonColumns(scanner, shape, fields);
-    if (shape.direction == Direction::Reply)
-        scanner.scan(scanner.column(), fields.ackColumn());
-    scanRegisterColumns(scanner, shape, scanner.column(), fields);
-    scanOwnColumns(scanner, shape, scanner.column(), fields);
 }
 
 std::optional<ClassId> classOfType(QStringView word)

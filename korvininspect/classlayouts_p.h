@@ -96,10 +96,11 @@ private:
 };
 
 /// A byte frame as the decoder of a class reads it.
+template <typename Scanner>
 class FrameAsRead
 {
 public:
-    FrameAsRead(ClassId id, FrameScanner &scanner)
+    FrameAsRead(ClassId id, Scanner &scanner)
         : m_id(id)
         , m_scanner(scanner)
     {
@@ -154,7 +155,7 @@ private:
     }
 
     ClassId m_id;
-    FrameScanner &m_scanner;
+    Scanner &m_scanner;
     LayoutFields m_fields;
 };
 
@@ -296,15 +297,88 @@ void scanLinuxFrame(const QByteArray &frame, const MessageShape &shape, FieldSin
 /// request.
 int neededColumns(const MessageShape &shape);
 
-/// Walks over the columns of a record as its decoder reads them; they are not in their order where
-/// a reply is read one column early.
-void scanRecordAsRead(RecordScanner &scanner, const MessageShape &shape);
-
 /// The columns that an encoder writes.
 int writtenColumns(const MessageShape &shape);
 
+template <typename Scanner>
+void scanCommonColumns(Scanner &scanner, const MessageShape &shape, LayoutFields &fields)
+{
+    if (shape.classId == ClassId::SpecialPackageRequest)
+        scanner.scan(0, fields.special());
+    else
+        scanner.scan(0, fields.commonPart());
+}
+
+template <typename Scanner>
+void scanRegisterColumns(Scanner &scanner, const MessageShape &shape, int column,
+                         LayoutFields &fields)
+{
+    if (isRead(shape.classId))
+        scanner.scan(column, fields.registerRead());
+    if (isWrite(shape.classId))
+        scanner.scan(column, fields.registerWrite());
+}
+
+/// The columns behind those of a register request, the first of which is @p column.
+template <typename Scanner>
+void scanOwnColumns(Scanner &scanner, const MessageShape &shape, int column, LayoutFields &fields)
+{
+    switch (shape.classId) {
+    case ClassId::PackageRequestReadData:
+        if (shape.direction == Direction::Reply)
+            scanner.scan(column, fields.readDataColumns());
+        break;
+    case ClassId::PackageRequestReadFile:
+        scanner.scan(column, fields.fileRead());
+        break;
+    case ClassId::PackageRequestReadMemData:
+        scanner.scan(column, fields.memoryRead());
+        break;
+    case ClassId::PackageRequestWriteData:
+    case ClassId::PackageRequestWriteIP:
+        scanner.scan(column, fields.writeDataColumns());
+        break;
+    case ClassId::PackageRequestWriteFile:
+        scanner.scan(column, fields.fileWrite());
+        break;
+    case ClassId::PackageRequestWriteMemData:
+        scanner.scan(column, fields.memoryWrite());
+        break;
+    default:
+        break;
+    }
+}
+
+/// Walks over the columns of a record as its decoder reads them; they are not in their order where
+/// a reply is read one column early.
+template <typename Scanner>
+void scanRecordAsRead(Scanner &scanner, const MessageShape &shape)
+{
+    using Korvin::CommonPart;
+    LayoutFields fields;
+    scanCommonColumns(scanner, shape, fields);
+    const bool reply = shape.direction == Direction::Reply;
+    if (reply)
+        scanner.scan(CommonPart::RequestColumns, fields.ackColumn());
+    // Register, file write and memory write columns are read where a request has them.
+    scanRegisterColumns(scanner, shape, CommonPart::RequestColumns, fields);
+    const bool early = shape.classId == ClassId::PackageRequestWriteFile
+        || shape.classId == ClassId::PackageRequestWriteMemData;
+    const int common = reply && !early ? CommonPart::ReplyColumns : CommonPart::RequestColumns;
+    scanOwnColumns(scanner, shape, common + Korvin::RegisterReadPart::Columns, fields);
+}
+
 /// Walks over the columns of a record as its encoder writes them.
-void scanRecordAsWritten(RecordScanner &scanner, const MessageShape &shape);
+template <typename Scanner>
+void scanRecordAsWritten(Scanner &scanner, const MessageShape &shape)
+{
+    LayoutFields fields;
+    scanCommonColumns(scanner, shape, fields);
+    if (shape.direction == Direction::Reply)
+        scanner.scan(scanner.column(), fields.ackColumn());
+    scanRegisterColumns(scanner, shape, scanner.column(), fields);
+    scanOwnColumns(scanner, shape, scanner.column(), fields);
+}
 
 /// The class that a type word of a combination stands for; nothing for a word that none carries.
 std::optional<ClassId> classOfType(QStringView word);

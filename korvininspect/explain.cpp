@@ -326,7 +326,7 @@ QVector<ExplainedField> explainFrame(const QByteArray &frame, const MessageShape
     if (shape.form == Form::Linux) {
         scanLinuxFrame(frame, shape, explainer);
     } else {
-        scanFrame<FrameAsRead>(frame, shape, explainer);
+        scanFrame<FrameAsRead<FrameScanner>>(frame, shape, explainer);
         scanFrame<FrameAsWritten>(frame, shape, written);
     }
     QVector<ExplainedField> fields = explainer.take();
