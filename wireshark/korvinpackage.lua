@@ -67,10 +67,6 @@ local function bytes_in_words(count)
     return count == 1 and "1 byte" or string.format("%d bytes", count)
 end
 
-local function quoted(text)
-    return '"' .. (#text > 40 and text:sub(1, 40) .. "..." or text) .. '"'
-end
-
 -- The length of the UTF-8 character at a position, or nil.
 local function utf8_length(text, position)
     local first = text:byte(position)
@@ -113,6 +109,11 @@ local function valid_utf8(text)
     end
     parts[#parts + 1] = text:sub(start)
     return table.concat(parts), valid
+end
+
+local function quoted(text)
+    local start = valid_utf8(text:sub(1, 40):gsub("%c", "."))
+    return '"' .. start .. (#text > 40 and "..." or "") .. '"'
 end
 
 -- Frames. A scanner gives the fields as the decoders of the library take them: each has a name, an
@@ -286,18 +287,23 @@ function FrameScanner:run(steps, marker)
     end
 end
 
+-- The fields by offset; those of the same offset stay in their order.
+local function by_offset(fields)
+    local places = {}
+    for i, field in ipairs(fields) do
+        places[field] = i
+    end
+    table.sort(fields, function(a, b)
+        if a.offset ~= b.offset then
+            return a.offset < b.offset
+        end
+        return places[a] < places[b]
+    end)
+    return fields
+end
+
 -- Adds a nameless field for all bytes that no other field covers.
 local function add_unread(fields, size)
-    local sorted = {}
-    for i, field in ipairs(fields) do
-        sorted[i] = { field = field, place = i }
-    end
-    table.sort(sorted, function(a, b)
-        if a.field.offset ~= b.field.offset then
-            return a.field.offset < b.field.offset
-        end
-        return a.place < b.place
-    end)
     local complete, reached = {}, 0
     local function unread(offset)
         if offset > reached then
@@ -309,8 +315,7 @@ local function add_unread(fields, size)
             }
         end
     end
-    for _, entry in ipairs(sorted) do
-        local field = entry.field
+    for _, field in ipairs(by_offset(fields)) do
         unread(field.offset)
         complete[#complete + 1] = field
         reached = math.max(reached, field.offset + field.width)
@@ -331,6 +336,13 @@ local function scan_frame(bytes, class, is_request)
         scanner:run(layout.fullReply, 1)
     else
         scanner:run(layout.shortReply)
+    end
+    if is_request and class == "PackageRequestReadData" then
+        local data = scanner.fields[#scanner.fields]
+        if data.missing > 0 and data.width == 0 then
+            data.fault = nil
+            data.note = "a request announces the data that its reply is to bring"
+        end
     end
     -- What an encoder writes behind the request of a full reply always reads back as something else.
     local in_request = true
@@ -506,15 +518,19 @@ local function data_string(text, length, takes_empty)
     return table.concat(bytes), fault
 end
 
-local function scan_record(text, class, is_request, base)
+-- The fields as decoders read them, or as encoders write them.
+local function scan_record(text, class, is_request, base, as_written)
     local layout = layouts.classes[class]
     local parts = split(text, ",", base or 0)
-    local fields, readers, written = {}, {}, {}
+    local fields, readers, written, written_count = {}, {}, {}, 0
     for _, step in ipairs(is_request and layout.requestRecord or layout.writtenReplyRecord) do
         written[step.column] = step.name
+        written_count = written_count + 1
     end
     local number = 0
-    for _, step in ipairs(is_request and layout.requestRecord or layout.replyRecord) do
+    local steps = is_request and layout.requestRecord
+        or as_written and layout.writtenReplyRecord or layout.replyRecord
+    for _, step in ipairs(steps) do
         local part = parts[step.column + 1]
         if part then
             local value, fault
@@ -533,7 +549,7 @@ local function scan_record(text, class, is_request, base)
                 offset = part.offset,
                 width = #part.text,
                 value = value,
-                fault = written[step.column] == step.name and fault or nil,
+                fault = (written[step.column] or step.name) == step.name and fault or nil,
                 note = written[step.column] and written[step.column] ~= step.name
                     and "an encoder writes " .. written[step.column] .. " here" or nil,
                 is_data_string = step.kind == "dataString",
@@ -554,12 +570,10 @@ local function scan_record(text, class, is_request, base)
             }
         end
     end
-    table.sort(fields, function(a, b)
-        return a.offset < b.offset
-    end)
-    local needed = layout.columns[is_request and 1 or 2]
+    -- Of a special request's reply an encoder writes less than its decoder wants.
+    local needed = math.min(layout.columns[is_request and 1 or 2], written_count)
     return {
-        fields = fields,
+        fields = by_offset(fields),
         fault = #parts < needed
             and string.format("too few columns: %d expected, %d found", needed, #parts) or nil,
     }
@@ -644,7 +658,9 @@ local function guess_class(bytes, form, is_request)
     end
     local best, best_rank
     for _, class in ipairs(layouts.order) do
-        local class_rank = rank(scan(bytes, form, class, is_request), class)
+        local scanned = form == "text" and scan_record(bytes, class, is_request, 0, true)
+            or scan_frame(bytes, class, is_request)
+        local class_rank = rank(scanned, class)
         if not best or class_rank < best_rank then
             best, best_rank = class, class_rank
         end
@@ -854,13 +870,15 @@ end
 local function add_fields(tree, range, bytes, list)
     for _, field in ipairs(list) do
         local raw = bytes:sub(field.offset + 1, field.offset + field.width)
-        local item = add_item(tree, range(field.offset, field.width), field, raw)
+        -- There is no range behind the last byte, not even an empty one.
+        local place = range(math.min(field.offset, #bytes - (field.width == 0 and 1 or 0)),
+            field.width)
+        local item = add_item(tree, place, field, raw)
         if field.name == "status" then
             local result = layouts.names.commResult[field.value + 1]
             item:append_text(string.format(" (%s)", result or "no name"))
         elseif field.name == "checksum" then
-            item:add(fields.checksum_status, range(field.offset, field.width),
-                field.checksum_ok and 1 or 0):set_generated()
+            item:add(fields.checksum_status, place, field.checksum_ok and 1 or 0):set_generated()
         end
         if field.fault then
             local is_sum = field.checksum_ok == false and field.missing == 0
@@ -917,7 +935,7 @@ local function show(range, bytes, pinfo, tree, message, place)
     end
     add_fields(subtree, range, bytes, scanned.fields)
     for i, item in ipairs(scanned.items or {}) do
-        local branch = subtree:add(range(item.offset, item.width),
+        local branch = subtree:add(range(math.min(item.offset, #bytes - 1), item.width),
             string.format("item %d: %s", i, item.class or "not read"))
         if item.fault then
             branch:add_proto_expert_info(experts.malformed, item.fault)
@@ -961,8 +979,12 @@ local function dissect_message(tvb, offset, length, pinfo, tree, wanted_class)
     local form, class = label_of(bytes)
     if form then
         local width = #form + #class + 2
-        tree:add(fields.label, tvb(offset, width - 1))
+        local item = tree:add(fields.label, tvb(offset, width - 1))
         offset, length = offset + width, length - width
+        if length == 0 then
+            item:add_proto_expert_info(experts.malformed, "nothing behind the label")
+            return
+        end
         bytes = bytes:sub(width + 1)
     else
         form = FORMS[main.prefs.form] or form_of(bytes)

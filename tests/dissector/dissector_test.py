@@ -1,0 +1,392 @@
+#!/usr/bin/env python3
+"""Holds the Wireshark dissector to the library: every field of every frame and record has the place,
+the value and the faults that korvinpack explain gives, and no input makes the dissector fail.
+
+Usage: dissector_test.py KORVINPACK GENERATOR DISSECTOR CASES [COUNT]
+"""
+
+import collections
+import json
+import os
+import random
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import captures
+
+KORVINPACK, GENERATOR, DISSECTOR, CASES = sys.argv[1:5]
+COUNT = int(sys.argv[5]) if len(sys.argv) > 5 else 300
+
+CLASSES = [
+    "PackageBase", "PackageRequestRead", "PackageRequestReadData", "PackageRequestReadFile",
+    "PackageRequestReadMemData", "PackageRequestWrite", "PackageRequestWriteData",
+    "PackageRequestWriteIP", "PackageRequestWriteFile", "PackageRequestWriteMemData",
+    "SpecialPackageRequest", "PackageRequestCombination",
+]
+FORMS = {"frame": "Byte frames", "text": "Text records", "linux": "Linux frames"}
+PORTS = {name: 6000 + i for i, name in enumerate(CLASSES)}
+DECODE_AS = [f"{layer}.port=={port},{name.lower()}"
+             for name, port in PORTS.items() for layer in ("udp", "tcp")]
+
+Message = collections.namedtuple("Message", "form cls direction content")
+Field = collections.namedtuple("Field", "name offset width value faulty")
+
+
+def message_of(case):
+    content = case["text"].encode() if case["form"] == "text" else bytes.fromhex(case["bytes"])
+    return Message(case["form"], case["class"], case["direction"], content)
+
+
+def is_line(message):
+    """Whether korvinpack takes it from a line as it is."""
+    if message.form != "text":
+        return len(message.content) > 0
+    return (message.content.isascii() or message.content.decode().isprintable()) and not any(
+        byte < 32 or byte == 127 for byte in message.content) and message.content.strip(
+        ) == message.content and not message.content.startswith((b"#", b"0x")) and message.content
+
+
+def vectors():
+    with open(CASES, encoding="utf-8") as file:
+        return [json.loads(line) for line in file]
+
+
+def generated(count):
+    lines = subprocess.run([GENERATOR, "7", str(count)], capture_output=True, check=True).stdout
+    return [json.loads(line) for line in lines.decode().splitlines()]
+
+
+def lines_explained(lines, options):
+    run = subprocess.run([KORVINPACK, "explain", "--json"] + options,
+                         input=b"\n".join(lines) + b"\n", capture_output=True, check=False)
+    answers = [json.loads(line) for line in run.stdout.decode().splitlines()]
+    assert len(answers) == len(lines), run.stderr
+    return answers
+
+
+def by_group(messages, group_of, options_of):
+    """What the library says of each message, asked group by group."""
+    groups = collections.defaultdict(list)
+    for i, message in enumerate(messages):
+        groups[group_of(message)].append(i)
+    result = [None] * len(messages)
+    for group, places in groups.items():
+        lines = [messages[i].content if messages[i].form == "text"
+                 else messages[i].content.hex().encode() for i in places]
+        for i, answer in zip(places, lines_explained(lines, options_of(group))):
+            result[i] = answer
+    return result
+
+
+def explained(messages):
+    return by_group(messages, lambda message: message[:3],
+                    lambda group: ["--form", group[0], "--class", group[1], "--direction",
+                                   group[2]])
+
+
+def guessed(messages):
+    return by_group(messages, lambda message: message.direction,
+                    lambda direction: ["--direction", direction])
+
+
+NO_FAULTS = ("an encoder writes", "reads bytes", "reads the column", "not read", "read as",
+             "what is")
+
+
+def units_to_bytes(text):
+    """The byte offset of each character, and of the end, counted in UTF-16 units."""
+    offsets = []
+    position = 0
+    for character in text:
+        width = len(character.encode())
+        offsets += [position] * (len(character.encode("utf-16-le")) // 2)
+        position += width
+    return offsets + [position]
+
+
+def expected_fields(message, explanation):
+    offsets = units_to_bytes(message.content.decode()) if message.form == "text" else None
+    fields = []
+    full = message.direction == "reply" and message.form == "frame" and message.content[:1] != b"\0"
+    for field in explanation["fields"]:
+        begin, end = field["offset"], field["offset"] + field["width"]
+        if offsets:
+            begin, end = offsets[begin], offsets[end]
+        value = field.get("value")
+        remarks = field.get("remarks", [])
+        faulty = any(not remark.startswith(NO_FAULTS) for remark in remarks)
+        # Where an encoder writes something else, and where it wrote nothing, the dissector has
+        # its own rules.
+        if full or not field["name"] or any(remark.startswith("an encoder") for remark in remarks):
+            faulty = None
+        if field["name"] == "serialNum":
+            value = int(value)
+        # Data that a request announces is not missing.
+        if field["name"] == "data" and message.direction == "request" and begin == end:
+            faulty = None
+        # Wireshark has no range behind the end.
+        offset = min(begin, len(message.content) - 1) if begin == end else begin
+        fields.append(Field(field["name"], offset, end - begin, value, faulty))
+    return fields
+
+
+def mutants(message, all_sizes, chance):
+    """Truncations, flipped bits and noise in place of a message."""
+    content = message.content
+    if not content or len(content) > 200:
+        return
+    changed = [content[:size] for size in range(1, len(content))]
+    if not all_sizes:
+        changed = chance.sample(changed, min(5, len(changed)))
+    for _ in range(10):
+        flipped = bytearray(content)
+        bit = chance.randrange(8 * len(flipped))
+        flipped[bit // 8] ^= 1 << bit % 8
+        changed.append(bytes(flipped))
+    changed.append(bytes(chance.randrange(256) for _ in range(chance.randrange(80))))
+    for mutant in changed:
+        try:
+            mutant.decode()
+        except UnicodeDecodeError:
+            if message.form == "text":
+                continue
+        yield message._replace(content=mutant)
+
+
+class Dissected:
+    """The fields that the dissector shows for a packet."""
+
+    def __init__(self, packet, base):
+        self.fields = []
+        self.base = base
+        protos = captures.packages(packet)
+        assert len(protos) == 1, len(protos)
+        self.walk(protos[0])
+
+    def walk(self, element):
+        for child in element.findall("field"):
+            name = child.get("name")
+            if name == "_ws.expert":
+                continue
+            if not name.startswith("korvinpackage."):
+                self.walk(child)
+                continue
+            name = name[len("korvinpackage."):]
+            if name in ("class", "form", "direction", "response_to", "response_in",
+                        "response_time"):
+                continue
+            self.fields.append(self.field(name, child))
+
+    def field(self, name, element):
+        shown = element.get("show")
+        value = None
+        faulty = any(child.get("name") == "_ws.expert"
+                     and any(info.get("name") in ("korvinpackage.malformed",
+                                                  "korvinpackage.checksum.bad")
+                             for info in child.findall("field"))
+                     for child in element.findall("field"))
+        if name in ("data_string", "unread") and (name == "data_string"
+                                                  or element.get("showname").startswith("data:")):
+            name = "data"
+            value = [child.get("show").replace(":", "") for child in element.findall("field")
+                     if child.get("name") == "korvinpackage.data"]
+            value = value[0] if value else ""
+        elif name == "unread":
+            name = ""
+        elif name == "data":
+            value = shown.replace(":", "")
+        elif name in ("deviceKey", "tag", "fileNameWithPath", "strData", "type"):
+            value = shown
+        elif name == "broadcast":
+            value = shown in ("1", "True")
+        else:
+            value = int(shown, 0)
+        return Field(name, int(element.get("pos")) - self.base, int(element.get("size")), value,
+                     faulty)
+
+
+def same(expected, shown):
+    if expected[:3] != shown[:3]:
+        return False
+    if expected.faulty is not None and expected.faulty != shown.faulty:
+        return False
+    # Wireshark shows other characters in ways of its own.
+    if isinstance(expected.value, str) and not expected.value.isprintable():
+        return True
+    # Nothing of what was announced is there.
+    return (expected.value or "") == (shown.value or "") if expected.name in ("data", "") \
+        else expected.value == shown.value
+
+
+class DissectorTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.directory = tempfile.TemporaryDirectory()
+        self.addCleanup(self.directory.cleanup)
+
+    def dissect(self, packets, preferences=(), decode_as=DECODE_AS, two_passes=False,
+                dissector=DISSECTOR):
+        path = os.path.join(self.directory.name, "capture.pcap")
+        captures.write(path, packets)
+        return captures.tshark(dissector, path, decode_as, preferences, two_passes)
+
+    def compare(self, messages):
+        messages = [message for message in messages if is_line(message)]
+        explanations = explained(messages)
+        compared = 0
+        for form, words in FORMS.items():
+            places = [i for i, message in enumerate(messages) if message.form == form]
+            packets = self.dissect([captures.udp(messages[i].content, PORTS[messages[i].cls],
+                                                 messages[i].direction == "request")
+                                    for i in places], [f"form:{words}"])
+            self.assertEqual(len(packets), len(places))
+            for i, packet in zip(places, packets):
+                expected = expected_fields(messages[i], explanations[i])
+                shown = Dissected(packet, captures.HEADERS).fields
+                self.assertTrue(len(expected) == len(shown) and all(map(same, expected, shown)),
+                                f"{messages[i]}\nexpected\n" + "\n".join(map(str, expected))
+                                + "\nshown\n" + "\n".join(map(str, shown)))
+                compared += len(expected)
+        return compared
+
+    def test_every_field_is_that_of_the_library(self):
+        chance = random.Random(1)
+        cases = vectors()
+        broken = [message for case in cases if case["task"] == "decode"
+                  for message in mutants(message_of(case), "every byte differs" in case["case"],
+                                         chance)]
+        chance.shuffle(broken)
+        messages = [message_of(case) for case in cases + generated(COUNT)] + broken[:4 * COUNT]
+        self.assertGreater(self.compare(messages), 50 * COUNT)
+
+    def test_what_is_no_package_at_all(self):
+        """No class and no form is given; there is nothing to compare with, but it must not fail."""
+        chance = random.Random(2)
+        packets = []
+        for i in range(COUNT // 2):
+            content = chance.choice([b"", b"\x55\xAA", b"\0", b"\1", b"7,usb,", b"ReadData^1,"])
+            content += bytes(chance.choice([0, 1, 255, 44, 94, 124, chance.randrange(256)])
+                             for _ in range(chance.randrange(1, 60)))
+            packets.append(captures.udp(content, 5000, i % 2 == 0))
+        packets.append(captures.udp(b"", 5000, True))
+        shown = self.dissect(packets, decode_as=["udp.port==5000,korvinpackage"])
+        self.assertEqual(len(shown), len(packets))
+        self.assertTrue(all(captures.packages(packet) for packet in shown[:-1]))
+
+    def shown_value(self, packet, name):
+        found = packet.findall(f".//field[@name='korvinpackage.{name}']")
+        return [field.get("show") for field in found]
+
+    def test_class_and_form_are_guessed(self):
+        """As the library guesses them, for what encoders write."""
+        messages = [message_of(case) for case in vectors()
+                    if case["task"] == "encode" and case.get("reply") != "full"]
+        messages = [message for message in messages if is_line(message)]
+        # A port for each: the class of a reply is that of its request.
+        packets = self.dissect([captures.udp(message.content, 7000 + i,
+                                             message.direction == "request")
+                                for i, message in enumerate(messages)],
+                               ["udp_ports:7000-7999"], decode_as=[])
+        guesses = guessed(messages)
+        compared = 0
+        for message, guess, packet in zip(messages, guesses, packets):
+            if guess["verdict"]["ok"]:
+                with self.subTest(message):
+                    self.assertIn(" of " + self.shown_value(packet, "class")[0],
+                                  guess["what"] + " ")
+                compared += 1
+        self.assertGreater(compared, 60)
+
+    def test_replies_are_tied_to_requests(self):
+        read = bytes.fromhex("0000000000030000000500" + "00" * 12 + "0300000000" + "03000000")
+        short = bytes.fromhex("000500000100" + "03000000" + "01FF10")
+        linux = bytes.fromhex("55AA000500000000000000000000000000035955")
+        record = b"5,,0,0,0,0,0,0,0,0,read,3,,ok,ok,3,data"
+        reply_record = b"5,,0,0,0,0,0,0,0,0,read,3,,ok,ok,0,3,data,3,1/255/16"
+        packets = self.dissect([
+            captures.udp(read, 5000, True),  # 1
+            captures.udp(record, 5000, True),
+            captures.udp(short, 5000, False),
+            captures.udp(short, 5001, False),  # from another port
+            captures.udp(reply_record, 5000, False),
+            captures.udp(linux, 5000, False),  # 6: of another form
+        ], ["udp_ports:5000-5001"], decode_as=[], two_passes=True)
+        self.assertEqual([self.shown_value(packet, "response_in") for packet in packets],
+                         [["3"], ["5"], [], [], [], []])
+        self.assertEqual([self.shown_value(packet, "response_to") for packet in packets],
+                         [[], [], ["1"], [], ["2"], []])
+        self.assertEqual([self.shown_value(packet, "response_time") for packet in packets],
+                         [[], [], ["0.002000000"], [], ["0.003000000"], []])
+        # The class of a reply is that of its request.
+        self.assertEqual(self.shown_value(packets[2], "class"), ["PackageRequestReadData"])
+        self.assertEqual(self.shown_value(packets[2], "data"), ["01:ff:10"])
+
+    def test_found_in_the_plugin_folder(self):
+        folder = os.path.join(self.directory.name, ".local/lib/wireshark/plugins")
+        os.makedirs(folder)
+        for name in os.listdir(os.path.dirname(DISSECTOR)):
+            if name.endswith(".lua"):
+                shutil.copy(os.path.join(os.path.dirname(DISSECTOR), name), folder)
+        packets = self.dissect([captures.udp(b"12,0,hello", 5000, True)],
+                               decode_as=["udp.port==5000,korvinpackage"], dissector=None)
+        self.assertEqual(self.shown_value(packets[0], "strData"), ["hello"])
+
+    def test_checksums_and_failures_are_marked(self):
+        good = bytes.fromhex("55AA04050000000000000000000000000000" + "5E55")
+        bad = bytes.fromhex("55AA04050000000000000000000000000000" + "5F55")
+        packets = self.dissect([captures.udp(frame, PORTS["PackageRequestReadData"], False)
+                                for frame in (good, bad)])
+        self.assertEqual([self.shown_value(packet, "checksum.status") for packet in packets],
+                         [["1"], ["0"]])
+        self.assertEqual([len(self.shown_value(packet, "checksum.bad")) for packet in packets],
+                         [0, 1])
+        self.assertEqual([len(self.shown_value(packet, "failure")) for packet in packets], [1, 1])
+
+    def test_tcp_segments_are_messages_by_default(self):
+        cases = [case for case in vectors() if is_line(message_of(case))
+                 and case["task"] == "decode" and case["form"] == "frame"][:50]
+        streams = {port: captures.TcpStream(port) for port in PORTS.values()}
+        packets = self.dissect([
+            streams[PORTS[case["class"]]].segment(message_of(case).content,
+                                                  case["direction"] == "request")
+            for case in cases], ["form:Byte frames"])
+        messages = [message_of(case) for case in cases]
+        for message, explanation, packet in zip(messages, explained(messages), packets):
+            shown = Dissected(packet, 14 + 20 + 20).fields
+            expected = expected_fields(message, explanation)
+            self.assertTrue(len(expected) == len(shown) and all(map(same, expected, shown)))
+
+    def test_framed_tcp_streams(self):
+        """Lines and messages with their length in front, cut into segments anywhere."""
+        chance = random.Random(3)
+        cases = [case for case in vectors() if case["task"] == "decode"
+                 and case["direction"] == "request" and is_line(message_of(case))]
+        chance.shuffle(cases)
+        stream = b""
+        for case in cases:
+            message = message_of(case)
+            labelled = f"{message.form} {message.cls} ".encode() + message.content
+            if message.form == "text":
+                stream += labelled + b"\n"
+            else:
+                stream += len(labelled).to_bytes(4, "little") + labelled
+        tcp = captures.TcpStream(5000)
+        segments = []
+        while stream:
+            size = chance.choice([1, 2, 3, 5, 40, 100, 400])
+            segments.append(tcp.segment(stream[:size], True))
+            stream = stream[size:]
+        packets = self.dissect(segments, ["framing:A line, or its length in front"],
+                               decode_as=["tcp.port==5000,korvinpackage"])
+        shown = [value for packet in packets for value in self.shown_value(packet, "class")]
+        self.assertEqual(shown, [case["class"] for case in cases])
+        self.assertEqual(sum(len(self.shown_value(packet, "label")) for packet in packets),
+                         len(cases))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
