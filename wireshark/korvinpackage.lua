@@ -57,6 +57,10 @@ local function is_data_write(class)
     return class == "PackageRequestWriteData" or class == "PackageRequestWriteIP"
 end
 
+local function is_count_of_bytes(name)
+    return name == "offset" or name:find("Length$") or name:find("Size$")
+end
+
 local function is_length(name)
     return name == "replyDataLength" or name == "packageDataLength" or name == "fileNameSize"
 end
@@ -877,6 +881,8 @@ local function add_fields(tree, range, bytes, list)
         if field.name == "status" then
             local result = layouts.names.commResult[field.value + 1]
             item:append_text(string.format(" (%s)", result or "no name"))
+        elseif is_count_of_bytes(field.name) then
+            item:append_text(" bytes")
         elseif field.name == "checksum" then
             item:add(fields.checksum_status, place, field.checksum_ok and 1 or 0):set_generated()
         end

@@ -9,6 +9,7 @@ import collections
 import json
 import os
 import random
+import re
 import shutil
 import subprocess
 import sys
@@ -32,7 +33,7 @@ DECODE_AS = [f"{layer}.port=={port},{name.lower()}"
              for name, port in PORTS.items() for layer in ("udp", "tcp")]
 
 Message = collections.namedtuple("Message", "form cls direction content")
-Field = collections.namedtuple("Field", "name offset width value faulty")
+Field = collections.namedtuple("Field", "name offset width value faulty meaning")
 
 
 def message_of(case):
@@ -129,7 +130,8 @@ def expected_fields(message, explanation):
             faulty = None
         # Wireshark has no range behind the end.
         offset = min(begin, len(message.content) - 1) if begin == end else begin
-        fields.append(Field(field["name"], offset, end - begin, value, faulty))
+        fields.append(Field(field["name"], offset, end - begin, value, faulty,
+                            field.get("meaning")))
     return fields
 
 
@@ -205,7 +207,7 @@ class Dissected:
         else:
             value = int(shown, 0)
         return Field(name, int(element.get("pos")) - self.base, int(element.get("size")), value,
-                     faulty)
+                     faulty, element.get("showname"))
 
 
 def same(expected, shown):
@@ -213,6 +215,10 @@ def same(expected, shown):
         return False
     if expected.faulty is not None and expected.faulty != shown.faulty:
         return False
+    # The dissector shows the type word of a combination and the class behind it.
+    if expected.meaning and expected.name != "type":
+        if not re.search(rf"[ (]{expected.meaning}( \(-?\d+\)|\)|)$", shown.meaning):
+            return False
     # Wireshark shows other characters in ways of its own.
     if isinstance(expected.value, str) and not expected.value.isprintable():
         return True
