@@ -583,7 +583,8 @@ local function scan_record(text, class, is_request, base, as_written)
     }
 end
 
-local function scan_combination(text)
+-- The items are request records. Where a peer answers with a combination, they are those of replies.
+local function scan_combination(text, is_request)
     local items = {}
     local goes_on = true
     for i, part in ipairs(split(text, "|", 0)) do
@@ -597,7 +598,7 @@ local function scan_combination(text)
             item.fields[1] = { name = "", offset = part.offset, width = #part.text, fault = reason }
             goes_on = false
         else
-            local record = scan_record(props[2].text, class, true, props[2].offset)
+            local record = scan_record(props[2].text, class, is_request, props[2].offset)
             item.fields = record.fields
             item.fault = record.fault
             item.class = class
@@ -630,7 +631,7 @@ local function scan(bytes, form, class, is_request)
     elseif form == "frame" then
         return scan_frame(bytes, class, is_request)
     elseif class == COMBINATION then
-        return scan_combination(bytes)
+        return scan_combination(bytes, is_request)
     end
     return scan_record(bytes, class, is_request)
 end
@@ -1005,10 +1006,7 @@ local function dissect_message(tvb, offset, length, pinfo, tree, wanted_class)
     if request then
         request.class = message.class
     end
-    if message.class == COMBINATION then
-        message.is_request = true
-        message.serial = nil
-    elseif form == "text" and message.class == "SpecialPackageRequest" then
+    if message.class == COMBINATION or form == "text" and message.class == "SpecialPackageRequest" then
         message.serial = nil
     end
     message.scanned = scan(bytes, form, message.class, message.is_request)

@@ -54,6 +54,25 @@ def write(path, packets):
             file.write(packet)
 
 
+def tcp_streams(path):
+    """What each side of each TCP connection of a capture has sent, in order of the first packet.
+
+    The capture has Ethernet and IPv4 headers, and no segment twice or out of order."""
+    streams = {}
+    with open(path, "rb") as file:
+        file.read(24)
+        while True:
+            header = file.read(16)
+            if not header:
+                return streams
+            packet = file.read(struct.unpack("<IIII", header)[2])
+            ip = packet[14:]
+            tcp = ip[4 * (ip[0] & 15):struct.unpack(">H", ip[2:4])[0]]
+            payload = tcp[4 * (tcp[12] >> 4):]
+            ports = struct.unpack(">HH", tcp[:4])
+            streams[ports] = streams.get(ports, b"") + payload
+
+
 class Error(Exception):
     pass
 
