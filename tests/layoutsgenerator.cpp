@@ -68,7 +68,8 @@ public:
         if (position >= 0)
             m_steps << QStringLiteral("at:%1").arg(position);
         else
-            m_steps << QStringLiteral("back:") + m_steps.at(-1 - position).section(QLatin1Char(':'), 1);
+            m_steps << QStringLiteral("back:")
+                    + m_steps.at(-1 - position).section(QLatin1Char(':'), 1);
     }
 
 private:
@@ -252,15 +253,17 @@ QMap<QString, QString> descriptions()
 
 int main()
 {
-    put(QStringLiteral("-- Generated from the layouts of the library by layouts_generator; not to be "
-                       "edited."));
+    put(QStringLiteral(
+        "-- Generated from the layouts of the library by layouts_generator; not to be "
+        "edited."));
     put(QStringLiteral("return {\n    classes = {"));
     QStringList order;
     for (const PackageClass &listed : packageClasses()) {
         putClass(listed.id);
         order << QStringLiteral("        \"%1\",").arg(listed.name);
     }
-    put(QStringLiteral("    },\n    order = {\n%1\n    },\n    names = {").arg(order.join(QLatin1Char('\n'))));
+    put(QStringLiteral("    },\n    order = {\n%1\n    },\n    names = {")
+            .arg(order.join(QLatin1Char('\n'))));
     putNames("readWriteCode", Korvin::ReadWriteNames);
     putNames("clientPackageType", Korvin::ClientPackageTypeNames);
     putNames("commResult", Korvin::CommResultNames);
