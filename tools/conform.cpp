@@ -309,7 +309,7 @@ QString faultOf(const QJsonObject &json)
     if (text(json, "class") != className(ClassId::PackageRequestCombination))
         return faultOfNames(text(json, "class"), fields);
     for (const QJsonValue package : fields.value(QLatin1String("packages")).toArray()) {
-        const QString fault = faultOfNames(text(package.toObject(), "class"), package.toObject());
+        QString fault = faultOfNames(text(package.toObject(), "class"), package.toObject());
         if (!fault.isEmpty())
             return fault;
     }

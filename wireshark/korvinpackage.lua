@@ -348,7 +348,7 @@ local function scan_frame(bytes, class, is_request)
             data.note = "a request announces the data that its reply is to bring"
         end
     end
-    -- What an encoder writes behind the request of a full reply always reads back as something else.
+    -- What an encoder writes behind the request of a full reply reads back as something else.
     local in_request = true
     for _, field in ipairs(scanner.fields) do
         if full and field.name == "ackCode" then
@@ -539,14 +539,14 @@ local function scan_record(text, class, is_request, base, as_written)
         if part then
             local value, fault
             if step.kind == "dataString" then
-                value, fault = data_string(part.text, number, is_data_write(class) and not is_request)
+                local takes_empty = is_data_write(class) and not is_request
+                value, fault = data_string(part.text, number, takes_empty)
             else
                 value, fault = columns[step.kind](part.text, step.name)
             end
-            if type(value) == "number" and step.kind:find("32$") or step.kind:find("^u") then
+            if type(value) == "number" then
                 number = value
             end
-            -- A number that is read as unsigned 64 bits keeps its sign.
             fields[#fields + 1] = {
                 name = step.name,
                 column = step.column,
@@ -583,7 +583,7 @@ local function scan_record(text, class, is_request, base, as_written)
     }
 end
 
--- The items are request records. Where a peer answers with a combination, they are those of replies.
+-- The items are request records, or where a peer answers with a combination, reply records.
 local function scan_combination(text, is_request)
     local items = {}
     local goes_on = true
@@ -1006,7 +1006,8 @@ local function dissect_message(tvb, offset, length, pinfo, tree, wanted_class)
     if request then
         request.class = message.class
     end
-    if message.class == COMBINATION or form == "text" and message.class == "SpecialPackageRequest" then
+    if message.class == COMBINATION
+        or form == "text" and message.class == "SpecialPackageRequest" then
         message.serial = nil
     end
     message.scanned = scan(bytes, form, message.class, message.is_request)

@@ -284,8 +284,12 @@ def encode_linux(cls, f):
 
 
 def decode_linux(cls, frame, f):
-    byte = lambda i: frame[i] if 0 <= i < len(frame) else 0
-    word = lambda i: byte(i) | byte(i + 1) << 8
+    def byte(i):
+        return frame[i] if 0 <= i < len(frame) else 0
+
+    def word(i):
+        return byte(i) | byte(i + 1) << 8
+
     if word(len(frame) - 2) != checksum(frame[2:max(2, len(frame) - 2)]):
         raise Refused
     status = signed(byte(2), 8)
