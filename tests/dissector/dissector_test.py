@@ -19,7 +19,7 @@ import unittest
 import captures
 
 KORVINPACK, GENERATOR, DISSECTOR, CASES = sys.argv[1:5]
-COUNT = int(sys.argv[5]) if len(sys.argv) > 5 else 200
+COUNT = int(sys.argv[5]) if len(sys.argv) > 5 else 100
 
 CLASSES = [
     "PackageBase", "PackageRequestRead", "PackageRequestReadData", "PackageRequestReadFile",
