@@ -1,15 +1,21 @@
 #!/usr/bin/env bash
-# Measures what the tests cover of the sources of the libraries, with clang's source-based coverage, whose
-# branches are those of the source and none of the compiler's. Fails below 100 % of lines or branches.
+# Runs the tests under address and undefined-behaviour sanitizers, and measures in the same run what they
+# cover of the sources of the libraries, with clang's source-based coverage, whose branches are those of the
+# source and none of the compiler's. The tests that replace malloc, as the sanitizers do, have a build of
+# their own. Fails below 100 % of lines or branches.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup.sh --ci
 build=build/coverage
 rm -rf "$build/profiles"
+export LLVM_PROFILE_FILE=$PWD/$build/profiles/%p.profraw
 cmake --preset coverage >/dev/null
 cmake --build --preset coverage
-LLVM_PROFILE_FILE=$PWD/$build/profiles/%p.profraw ctest --preset coverage -j "$(nproc)"
+ctest --preset coverage -j "$(nproc)"
+cmake --preset coverage-memory >/dev/null
+cmake --build --preset coverage-memory
+LC_ALL=C.UTF-8 build/coverage-memory/tests/outofmemory_tests --gtest_brief=1
 
 llvm-profdata merge --sparse "$build"/profiles/*.profraw -o "$build/all.profdata"
 measured=("$build/korvinpackage/libkorvinpackage.so"

@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Runs clang-tidy over the libraries and the tools.
+#
+# Usage: lint.sh [--all]
+#   --all  also over the examples and the tests, which takes several times as long
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/setup.sh --ci
+sources=('korvin*/*.cpp' 'tools/*.cpp')
+if [[ ${1:-} == --all ]]; then
+    sources+=('examples/*.cpp' 'tests/*.cpp' ':!tests/consumer')
+fi
+cmake --preset coverage >/dev/null
+cmake --build --preset coverage >/dev/null # for generated headers
+git ls-files "${sources[@]}" \
+    | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/coverage 2>/dev/null
