@@ -23,7 +23,11 @@ auto guarded(Operation &&operation) -> decltype(operation())
 }
 
 /// The most that is made ready for a length that was announced but not delivered.
+#ifdef FUZZING_BUILD_MODE_UNSAFE_FOR_PRODUCTION
+constexpr int MaxAnnouncedLength = 64 * 1024; // a fuzzer announces much, and wants to be fast
+#else
 constexpr int MaxAnnouncedLength = 256 * 1024 * 1024;
+#endif
 
 /// Gives @p bytes a length; what this adds is 0. A length below 0 counts as 0.
 inline void resizeWithZeros(QByteArray &bytes, qint64 length)

@@ -1,17 +1,13 @@
 // The strict verdict: every fault by rows, everything that encoders make, and that nothing is
 // accepted which no encoder writes.
 
+#include "codecagreement.h"
 #include "generatedpackages.h"
 #include "testvectors.h"
 
 #include <packagecheck.h>
 
 namespace {
-
-MessageShape shapeOf(const PackageClass &itsClass, const Encoding &encoding)
-{
-    return {itsClass.id, encoding.form, encoding.direction};
-}
 
 QByteArray encoded(PackageBase &package, const Encoding &encoding)
 {
@@ -318,73 +314,6 @@ TEST(Check, TextOnlyTakesRecords)
     EXPECT_EQ(
         int(check(QStringLiteral("1,2,3"), {ClassId::PackageBase, Form::Frame, Request}).fault),
         int(Fault::NoSuchForm));
-}
-
-/// Whether an encoder would write the same again of what a decoder takes from an accepted input.
-/// The other forms do not read back what was written.
-bool isLossless(const MessageShape &shape, const QByteArray &input)
-{
-    const bool request = shape.direction == Request;
-    switch (shape.form) {
-    case Form::Frame:
-        return request ? shape.classId != ClassId::PackageRequestWriteFile : input.at(0) == '\0';
-    case Form::Text:
-        return request || shape.classId == ClassId::PackageBase;
-    default:
-        return false;
-    }
-}
-
-/// Puts an accepted full reply together again from its request and its results: readers take those
-/// from other places.
-void expectFullReplyOfAnEncoder(const QByteArray &input, const PackageClass &itsClass)
-{
-    QByteArray request = input;
-    request[0] = '\0';
-    const std::unique_ptr<PackageBase> package = itsClass.create();
-    int consumed = 0;
-    ASSERT_TRUE(package->UnPackageRequest(request, 0, &consumed));
-    // A data read without data decodes as one with zeros.
-    if (itsClass.id == ClassId::PackageRequestReadData && input.size() < 2 * package->data().size())
-        package->setData({});
-    const int results = package->MackPackageRequest().size();
-    ASSERT_LE(results + 6, input.size());
-    package->setAckCode(static_cast<uchar>(input.at(results)));
-    package->setCommResult(OrvexEnum::CommResults(static_cast<uchar>(input.at(results + 2))));
-    package->setPackResult(OrvexEnum::PackageResults(static_cast<uchar>(input.at(results + 4))));
-    QByteArray again = package->MackPackageReply(true);
-    for (const int gap : {results + 1, results + 3, results + 5})
-        again[gap] = input.at(gap);
-    EXPECT_EQ(again, input);
-}
-
-/// What is accepted must decode, and where the form is lossless it must be what an encoder writes.
-void expectWrittenByAnEncoder(const QByteArray &input, const PackageClass &itsClass,
-                              const Encoding &encoding)
-{
-    const MessageShape shape = shapeOf(itsClass, encoding);
-    if (!check(input, shape).isOk())
-        return;
-    SCOPED_TRACE((encoding.form == Form::Text ? input : input.toHex(' ')).toStdString());
-    if (encoding.form == Form::Frame && !isLossless(shape, input)) {
-        // A file write is not read as it is written.
-        if (itsClass.id != ClassId::PackageRequestWriteFile)
-            expectFullReplyOfAnEncoder(input, itsClass);
-        return;
-    }
-    const LogCapture log; // of a data read without data
-    const std::unique_ptr<PackageBase> decoded = itsClass.create();
-    int consumed = 0;
-    if (encoding.form != Form::Linux || encoding.direction == Reply) {
-        EXPECT_EQ(decodePackage(*decoded, encoding, input, &consumed), QString());
-    }
-    if (!isLossless(shape, input))
-        return;
-    QByteArray again = encoded(*decoded, encoding);
-    // A data read without data decodes as one with zeros.
-    if (itsClass.id == ClassId::PackageRequestReadData && encoding.form == Form::Frame)
-        again.truncate(qMax(input.size(), again.size() - decoded->data().size()));
-    EXPECT_EQ(again, input);
 }
 
 bool isRefusedReply(const MessageShape &shape)

@@ -1,0 +1,114 @@
+// What korvininspect reads besides frames and records of a known shape: input of an unknown one,
+// JSON and hexadecimal digits.
+
+#include "fuzztarget.h"
+
+#include <commpackagebase.h>
+#include <hexbytes.h>
+#include <inputtext.h>
+#include <packageexplain.h>
+#include <packageguess.h>
+#include <packagerequestcombination.h>
+
+#include <QtCore/QJsonArray>
+
+#include <algorithm>
+
+using namespace KorvinInspect;
+
+namespace {
+
+/// Every shape that the input is guessed to be has the verdict and explanation of that shape.
+void guessAll(const QByteArray &input)
+{
+    const QVector<Guess> guesses = guess(input);
+    EXPECT_FALSE(guesses.isEmpty());
+    bool accepted = true;
+    for (const Guess &guessed : guesses) {
+        EXPECT_TRUE(exists(guessed.shape));
+        const Verdict verdict = check(input, guessed.shape);
+        EXPECT_EQ(describe(verdict), describe(guessed.verdict));
+        EXPECT_TRUE(accepted || !verdict.isOk()) << "the accepted ones come first";
+        accepted = verdict.isOk();
+        observe((guessed.reason + describe(verdict)).toUtf8());
+    }
+    const QVector<ExplainedField> fields = explain(input, guesses.front().shape);
+    EXPECT_EQ(explanationToJson(fields).size(), fields.size());
+    for (const ExplainedField &field : fields) {
+        const QString shown = printable(valueForPeople(field));
+        EXPECT_LE(shown.size(), 6 * 200 + 3);
+        observe(shown.toUtf8());
+    }
+}
+
+/// What was read from JSON comes back through JSON.
+void readPackage(const PackageClass &itsClass, const QJsonObject &json)
+{
+    const std::unique_ptr<PackageBase> package = filledPackage(itsClass);
+    const QString fault = packageFromJson(json, *package);
+    observe(fault.toUtf8());
+    const QJsonObject written = packageToJson(*package);
+    const std::unique_ptr<PackageBase> again = itsClass.create();
+    EXPECT_EQ(packageFromJson(written, *again), QString());
+    EXPECT_EQ(packageToJson(*again), written);
+    observe(*package);
+}
+
+void readCombination(const QJsonObject &json)
+{
+    PackageRequestCombination combination;
+    const QString fault = combinationFromJson(json, combination);
+    const QJsonObject written = combinationToJson(combination);
+    const QJsonArray packages = written.value(QStringLiteral("packages")).toArray();
+    EXPECT_EQ(packages.size(), static_cast<int>(combination.packageList().size()));
+    EXPECT_TRUE(fault.isEmpty() || packages.isEmpty());
+    for (PackageBase *package : combination.packageList()) {
+        observe(*package);
+        PackageBase::clear(package);
+    }
+}
+
+void readSlice(const QJsonObject &json)
+{
+    CommPackageBase slice;
+    observe(frameSliceFromJson(json, slice).toUtf8());
+    const QJsonObject written = frameSliceToJson(slice);
+    CommPackageBase again;
+    EXPECT_EQ(frameSliceFromJson(written, again), QString());
+    EXPECT_EQ(frameSliceToJson(again), written);
+    observe(slice.getFrameSlice());
+}
+
+void readHex(const QString &digits)
+{
+    QByteArray bytes;
+    const QString fault = bytesFromHex(digits, &bytes);
+    observe(fault.toUtf8());
+    if (!fault.isEmpty())
+        return;
+    QByteArray again;
+    EXPECT_EQ(bytesFromHex(hexFromBytes(bytes), &again), QString());
+    EXPECT_EQ(again, bytes);
+    EXPECT_LE(2 * bytes.size(), digits.size());
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const quint8 *bytes, std::size_t size)
+{
+    FuzzInput input(bytes, size);
+    const quint8 kind = input.byte() % 8;
+    if (kind == 0) {
+        readHex(textFromUtf8(input.rest()));
+    } else if (kind == 1) {
+        readSlice(QJsonDocument::fromJson(input.rest()).object());
+    } else if (kind == 2) {
+        readCombination(QJsonDocument::fromJson(input.rest()).object());
+    } else if (kind == 3) {
+        const PackageClass &itsClass = input.packageClass();
+        readPackage(itsClass, QJsonDocument::fromJson(input.rest()).object());
+    } else {
+        guessAll(input.rest());
+    }
+    return 0;
+}
