@@ -113,7 +113,7 @@ QByteArray dataOf(const Explanation &fields, int length)
         EXPECT_FALSE(field.remarks.isEmpty());
         if (field.column >= 0) {
             for (const QByteArray &number : field.raw.split('/'))
-                data += static_cast<char>(number.toInt());
+                data += static_cast<char>(textFromUtf8(number).toInt());
         }
         data = data.leftJustified(length, '\0', true);
     }

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include <malloc.h>
+
 int failingAllocation = -1;
 Allocations allocations;
 
@@ -10,6 +12,7 @@ extern "C" {
 void *__libc_malloc(std::size_t size);
 void *__libc_calloc(std::size_t count, std::size_t size);
 void *__libc_realloc(void *memory, std::size_t size);
+void __libc_free(void *memory);
 }
 
 namespace {
@@ -26,22 +29,48 @@ bool failsNow(std::size_t size)
     return true;
 }
 
+void *taken(void *memory)
+{
+    allocations.inUse += malloc_usable_size(memory);
+    if (allocations.inUse > allocations.peak)
+        allocations.peak = allocations.inUse;
+    return memory;
+}
+
+void givenBack(void *memory)
+{
+    allocations.inUse -= malloc_usable_size(memory);
+}
+
 } // namespace
 
 extern "C" {
 
 void *malloc(std::size_t size)
 {
-    return failsNow(size) ? nullptr : __libc_malloc(size);
+    return failsNow(size) ? nullptr : taken(__libc_malloc(size));
 }
 
 void *calloc(std::size_t nmemb, std::size_t size)
 {
-    return failsNow(nmemb * size) ? nullptr : __libc_calloc(nmemb, size);
+    return failsNow(nmemb * size) ? nullptr : taken(__libc_calloc(nmemb, size));
 }
 
 void *realloc(void *ptr, std::size_t size)
 {
-    return failsNow(size) ? nullptr : __libc_realloc(ptr, size);
+    if (failsNow(size))
+        return nullptr;
+    const std::size_t before = malloc_usable_size(ptr);
+    void *const memory = __libc_realloc(ptr, size);
+    if (!memory && size > 0)
+        return nullptr; // the old block stays
+    allocations.inUse -= before;
+    return taken(memory);
+}
+
+void free(void *ptr)
+{
+    givenBack(ptr);
+    __libc_free(ptr);
 }
 }

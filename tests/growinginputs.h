@@ -1,0 +1,32 @@
+#ifndef GROWINGINPUTS_H
+#define GROWINGINPUTS_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+/// @file
+/// Every decoder with inputs that grow where a sender can make them grow, to measure what the
+/// decoder takes of memory and of time.
+
+/// The most memory that decoding may take, in bytes.
+struct MemoryBound
+{
+    int multiple; ///< For each byte or character of the input.
+    int constant; ///< However short the input.
+};
+
+/// A kind of input and its decoder.
+struct GrowingInput
+{
+    std::string name;
+
+    MemoryBound bound;
+
+    /// Makes an input of about so many bytes or characters; what it returns decodes it.
+    std::function<std::function<void()>(int size)> prepare;
+};
+
+const std::vector<GrowingInput> &growingInputs();
+
+#endif
