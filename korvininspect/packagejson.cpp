@@ -27,6 +27,11 @@ namespace {
 
 using Packages = std::vector<std::unique_ptr<PackageBase>>;
 
+QString outOfMemory()
+{
+    return QStringLiteral("out of memory");
+}
+
 /// Runs a reader; an exception becomes a fault.
 template <typename Reader>
 QString reading(Reader &&reader)
@@ -34,7 +39,7 @@ QString reading(Reader &&reader)
     try {
         return reader();
     } catch (const std::bad_alloc &) {
-        return QStringLiteral("out of memory");
+        return outOfMemory();
     }
 }
 
@@ -132,16 +137,22 @@ QString packagesFromJson(const QJsonArray &array, Packages *packages)
 }
 
 /// Fills a combination through its decoder, which creates the packages.
-void fill(PackageRequestCombination &combination, const Packages &packages)
+///
+/// @return false when memory has run out.
+bool fill(PackageRequestCombination &combination, const Packages &packages)
 {
     QStringList items;
     for (const auto &package : packages)
         items << classOf(*package).combinationType + QLatin1Char('^');
-    if (!items.isEmpty())
-        combination.unCombinationPackageRequest(items.join(QLatin1Char('|')));
+    if (!items.isEmpty() && !combination.unCombinationPackageRequest(items.join(QLatin1Char('|'))))
+        return false;
     auto package = packages.begin();
-    for (PackageBase *item : combination.packageList())
-        packageFromJson(packageToJson(**package++), *item);
+    for (PackageBase *item : combination.packageList()) {
+        const QJsonObject json = packageToJson(**package++);
+        if (json.isEmpty() || !packageFromJson(json, *item).isEmpty())
+            return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -220,9 +231,13 @@ QString combinationFromJson(const QJsonObject &json, PackageRequestCombination &
             return fault;
         PackageRequestCombination made(timeout, deviceKey);
         CombinationAccess::setSerialNum(made, serialNum);
-        fill(made, packages);
-        combination = made;
-        return fault;
+        if (fill(made, packages)) {
+            combination = made;
+            return fault;
+        }
+        for (PackageBase *package : made.packageList())
+            delete package;
+        return outOfMemory();
     });
 }
 

@@ -97,8 +97,9 @@ PackageRequestCombination::PackageRequestCombination(const PackageRequestCombina
 PackageRequestCombination &
 PackageRequestCombination::operator=(const PackageRequestCombination &other)
 {
+    std::list<PackageBase *> packageList = other.m_packageList; // may throw: before all else
+    m_packageList.swap(packageList);
     m_timeout = other.m_timeout;
-    m_packageList = other.m_packageList;
     m_deviceKey = other.m_deviceKey;
     m_serialNum = other.m_serialNum;
     return *this;

@@ -13,8 +13,8 @@
 
 namespace {
 
-/// What a decoder may take besides what is announced.
-constexpr std::size_t Constant = 2000;
+/// What a decoder may take besides what is announced: large blocks are whole pages.
+constexpr std::size_t Constant = 8192;
 
 /// The most memory in use during @p run, above what was in use before.
 template <typename Run>

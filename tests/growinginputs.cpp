@@ -17,6 +17,7 @@
 #include <QtCore/QJsonObject>
 
 #include <memory>
+#include <utility>
 
 using namespace KorvinInspect;
 
@@ -174,9 +175,9 @@ void appendRecords(std::vector<GrowingInput> &inputs, const PackageClass &itsCla
 }
 
 /// A data string of numbers, at @p column.
-Text dataRecord(int column, const QString &number)
+Text dataRecord(int column, const char *each)
 {
-    return [=](int size) {
+    return [column, number = QString::fromLatin1(each)](int size) {
         const int numbers = size / (number.size() + 1);
         return QString(column - 1, QLatin1Char(',')) + QString::number(numbers) + QLatin1Char(',')
             + (number + QLatin1Char('/')).repeated(numbers - 1) + number;
@@ -203,14 +204,15 @@ void appendData(std::vector<GrowingInput> &inputs)
     inputs.push_back(frameInput(read, Direction::Reply, "data", Block, [](int size) {
         return QByteArray(6, '\0') + block(QByteArray(size, 'd'));
     }));
-    for (const QString &number :
-         {QString(), QStringLiteral("255"), QStringLiteral("-0000000001")}) {
+    const std::pair<const char *, const char *> kinds[] = {
+        {"", "empty numbers"}, {"255", "numbers"}, {"-0000000001", "long numbers"}};
+    for (const auto &[number, what] : kinds) {
         inputs.push_back(
-            recordInput(read, Direction::Reply, "data", RecordText, dataRecord(19, number)));
+            recordInput(read, Direction::Reply, what, RecordText, dataRecord(19, number)));
         inputs.push_back(
-            recordInput(write, Direction::Request, "data", RecordText, dataRecord(18, number)));
+            recordInput(write, Direction::Request, what, RecordText, dataRecord(18, number)));
         inputs.push_back(
-            recordInput(write, Direction::Reply, "data", RecordText, dataRecord(19, number)));
+            recordInput(write, Direction::Reply, what, RecordText, dataRecord(19, number)));
     }
     const Bytes fitting = [](int size) { return linuxFrame(size, QByteArray(size, 'd')); };
     const Bytes longer = [](int size) { return linuxFrame(7, QByteArray(size, 'd')); };

@@ -3,9 +3,11 @@
 #include "mallochook.h"
 #include "testsupport.h"
 
+#include <commpackagebase.h>
 #include <packagecheck.h>
 #include <packageexplain.h>
 #include <packageguess.h>
+#include <packagerequestcombination.h>
 
 #include <ctime>
 #include <functional>
@@ -174,7 +176,7 @@ TEST(ExplainOutOfMemory, ExplainsNothing)
     }
 }
 
-/// Lets every allocation of an operation fail in turn.
+/// Lets every allocation of an operation fail in turn. Qt's JSON is known to leak then.
 template <typename Operation>
 void failEachAllocation(Operation operation)
 {
@@ -214,6 +216,61 @@ TEST(JsonOutOfMemory, ThrowsNothing)
     failingAllocation = -1;
     EXPECT_TRUE(isEmpty);
     EXPECT_EQ(fault, QStringLiteral("out of memory"));
+}
+
+/// Deletes the packages that it holds.
+class Owner : public PackageRequestCombination
+{
+public:
+    ~Owner() override
+    {
+        for (PackageBase *package : packageList())
+            PackageBase::clear(package);
+    }
+};
+
+TEST(CombinationJsonOutOfMemory, LeavesTheCombinationAsItIs)
+{
+    const QJsonObject json =
+        QJsonDocument::fromJson(
+            R"({"deviceKey": "after", "timeout": 5, "serialNum": 6, "packages": [
+            {"class": "PackageRequestReadData", "tag": "tag"},
+            {"class": "PackageRequestWriteData", "data": "010203"}]})")
+            .object();
+    bool failed = true;
+    for (int failing = 0; failed; ++failing) {
+        Owner combination;
+        failingAllocation = failing;
+        const QString fault = combinationFromJson(json, combination);
+        failed = failingAllocation == -1;
+        failingAllocation = -1;
+        EXPECT_EQ(combination.packageList().size(), fault.isEmpty() ? 2U : 0U) << failing;
+        EXPECT_EQ(combination.getTimeout(), fault.isEmpty() ? 5 : 0) << failing;
+        EXPECT_EQ(combination.getDeviceKey().isEmpty(), !fault.isEmpty()) << failing;
+        EXPECT_TRUE(failed || fault.isEmpty());
+    }
+    Owner combination;
+    ASSERT_EQ(combinationFromJson(json, combination), QString());
+    failEachAllocation([&] { combinationToJson(combination); });
+}
+
+TEST(FrameSliceJsonOutOfMemory, LeavesTheSliceAsItIs)
+{
+    const QJsonObject json =
+        QJsonDocument::fromJson(R"({"frameSlice": "55AA", "sliceLength": 2})").object();
+    bool failed = true;
+    for (int failing = 0; failed; ++failing) {
+        CommPackageBase slice;
+        failingAllocation = failing;
+        const QString fault = frameSliceFromJson(json, slice);
+        failed = failingAllocation == -1;
+        failingAllocation = -1;
+        EXPECT_EQ(slice.getFrameSlice().size(), fault.isEmpty() ? 2 : 0) << failing;
+        EXPECT_EQ(slice.getSliceLength(), fault.isEmpty() ? 2 : 0) << failing;
+        EXPECT_TRUE(failed || fault.isEmpty());
+    }
+    const CommPackageBase slice(hex("55AA 5555"), 0, 4);
+    failEachAllocation([&] { frameSliceToJson(slice); });
 }
 
 } // namespace

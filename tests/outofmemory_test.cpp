@@ -39,6 +39,7 @@ int failEachAllocation(Make make, Operation operation, Report report = Report::A
 {
     EXPECT_TRUE(operation(*make()));
     for (int failing = 0;; ++failing) {
+        const std::size_t inUse = allocations.inUse;
         auto subject = make();
         failingAllocation = failing;
         bool threw = false;
@@ -56,6 +57,8 @@ int failEachAllocation(Make make, Operation operation, Report report = Report::A
         }
         EXPECT_TRUE(failed || succeeded) << "allocation " << failing;
         EXPECT_TRUE(operation(*subject)) << "works again after allocation " << failing;
+        subject.reset();
+        EXPECT_EQ(allocations.inUse, inUse) << "leaks after allocation " << failing;
         if (!failed)
             return failing;
     }
@@ -326,7 +329,9 @@ TEST_F(OutOfMemoryElsewhere, Combinations)
     // A request whose record does not decode stays in the list, so the decoding may succeed
     // although an allocation has failed.
     int failures = 0;
+    std::size_t inUse = allocations.inUse;
     for (int failing = 0;; ++failing) {
+        EXPECT_EQ(allocations.inUse, inUse) << "leaks before allocation " << failing;
         Owner owner;
         failingAllocation = failing;
         const bool decoded = owner.unCombinationPackageRequest(record);
