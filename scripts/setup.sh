@@ -14,7 +14,7 @@ if [[ ${1:-} == --tests || ${1:-} == --ci ]]; then
     packages+=(bsdutils chromium chromium-driver tshark valgrind)
 fi
 if [[ ${1:-} == --ci ]]; then
-    packages+=(clang clang-format clang-tidy libclang-rt-dev llvm)
+    packages+=(clang clang-format clang-tidy libclang-rt-dev llvm locales)
 fi
 if [[ ${1:-} == --ci || ${1:-} == --benchmarks || ${1:-} == --peers ]]; then
     packages+=(libbenchmark-dev valgrind)

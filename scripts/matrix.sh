@@ -1,0 +1,116 @@
+#!/usr/bin/env bash
+# Builds and tests what .ci/run has no time for: both compilers, both build types and both kinds of
+# library, users with other flags, a 32-bit and a big-endian machine, and all tests in other locales.
+#
+# Usage: matrix.sh [CELL...]
+#   CELL  COMPILER-TYPE-KIND, such as clang++-Debug-static, or consumer, i386, s390x, locales
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+root=build/matrix
+suites=(korvinpackage_tests korvininspect_tests)
+replays=(bytetools combination frame inspect linuxframe record)
+
+cells=(consumer locales i386 s390x)
+for compiler in g++ clang++; do
+    for type in Debug Release; do
+        cells+=("$compiler-$type-shared" "$compiler-$type-static")
+    done
+done
+if [[ $# -gt 0 ]]; then
+    cells=("$@")
+fi
+
+need() {
+    local missing=()
+    for package in "$@"; do
+        dpkg-query --show --showformat='${db:Status-Status}\n' "$package" 2>/dev/null \
+            | grep -qx installed || missing+=("$package")
+    done
+    [[ ${#missing[@]} -eq 0 ]] && return
+    DEBIAN_FRONTEND=noninteractive apt-get install -qq -y --no-install-recommends "${missing[@]}" \
+        </dev/null >/dev/null
+}
+
+native() {
+    local compiler type kind
+    IFS=- read -r compiler type kind <<<"$1"
+    local build=$root/$1 shared=ON
+    [[ $kind == static ]] && shared=OFF
+    cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" \
+        -DBUILD_SHARED_LIBS="$shared" -DKORVINPACKAGE_WERROR=ON >/dev/null
+    cmake --build "$build" >/dev/null
+    ctest --test-dir "$build" --label-exclude outside --no-tests=error -j "$(nproc)" | tail -n 3
+}
+
+# Users of the libraries with strict Qt defines, and without exceptions where they only link.
+consumer() {
+    cmake --preset dev >/dev/null
+    cmake --build --preset dev >/dev/null
+    local strict="-DQT_NO_CAST_FROM_ASCII -DQT_NO_CAST_TO_ASCII -DQT_NO_CAST_FROM_BYTEARRAY
+        -DQT_NO_URL_CAST_FROM_STRING -DQT_NO_KEYWORDS -DQT_NO_FOREACH -DQT_NO_NARROWING_CONVERSIONS_IN_CONNECT
+        -DQT_USE_QSTRINGBUILDER -DQT_STRICT_ITERATORS"
+    CXXFLAGS="${strict//$'\n'/ }" CXX="g++ ${strict//$'\n'/ }" \
+        tests/consumer/run.sh "$PWD" "$PWD/build/dev"
+    CXX="clang++ ${strict//$'\n'/ }" tests/consumer/run.sh "$PWD" "$PWD/build/dev"
+}
+
+locales() {
+    cmake --preset dev >/dev/null
+    cmake --build --preset dev >/dev/null
+    scripts/locales.sh
+}
+
+# Cross-compiles against Debian's packages for ARCHITECTURE, and runs the tests in an emulator. These
+# packages are only unpacked; Qt's code generators are those of this machine.
+emulated() {
+    local architecture=$1 triplet=$2 compiler=$3 emulator=$4
+    need mmdebstrap qemu-user-static "g++-${compiler//_/-}"
+    local sysroot=$PWD/$root/sysroot-$architecture build=$root/$architecture
+    if [[ ! -d $sysroot ]]; then
+        mkdir -p "$root"
+        mmdebstrap --quiet --variant=extract --architectures="$architecture" \
+            --include=libgtest-dev,qtbase5-dev bookworm "$sysroot" http://deb.debian.org/debian
+        for tool in moc rcc; do
+            ln -sf "/usr/lib/qt5/bin/$tool" "$sysroot/usr/lib/qt5/bin/$tool"
+        done
+    fi
+    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_SYSTEM_NAME=Linux \
+        -DCMAKE_SYSTEM_PROCESSOR="$architecture" -DCMAKE_CXX_COMPILER="$compiler-g++" \
+        -DCMAKE_SYSROOT="$sysroot" -DCMAKE_LIBRARY_ARCHITECTURE="$triplet" \
+        -DCMAKE_FIND_ROOT_PATH="$sysroot" -DCMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER \
+        -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY \
+        -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY \
+        -DCMAKE_CROSSCOMPILING_EMULATOR="$emulator;-L;$sysroot" \
+        -DKORVINPACKAGE_BUILD_EXAMPLES=OFF >/dev/null
+    cmake --build "$build" --target "${suites[@]}" "${replays[@]/%/_replay}" >/dev/null
+    for suite in "${suites[@]}"; do
+        LC_ALL=C.UTF-8 "$emulator" -L "$sysroot" "$build/tests/$suite" --gtest_brief=1
+    done
+    for target in "${replays[@]}"; do
+        "$emulator" -L "$sysroot" "$build/fuzz/${target}_replay" "fuzz/corpus/$target" | tail -n 1
+    done
+}
+
+scripts/setup.sh --ci
+failed=()
+for cell in "${cells[@]}"; do
+    echo "=== $cell (${SECONDS} s)"
+    case $cell in
+    consumer | locales) run=("$cell") ;;
+    i386) run=(emulated i386 i386-linux-gnu i686-linux-gnu qemu-i386-static) ;;
+    s390x) run=(emulated s390x s390x-linux-gnu s390x-linux-gnu qemu-s390x-static) ;;
+    *) run=(native "$cell") ;;
+    esac
+    # Not in the condition itself, where set -e would be ignored.
+    set +e
+    (set -e; "${run[@]}")
+    status=$?
+    set -e
+    [[ $status -eq 0 ]] || failed+=("$cell")
+done
+if [[ ${#failed[@]} -gt 0 ]]; then
+    echo "matrix: failed: ${failed[*]}" >&2
+    exit 1
+fi
+echo "matrix: ${#cells[@]} cells pass"
