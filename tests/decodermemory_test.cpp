@@ -118,6 +118,18 @@ TEST_F(AnnouncedMemory, OfFrames)
     }
 }
 
+TEST_F(AnnouncedMemory, OfFramesThatAreLongerIsThatOfTheirBytes)
+{
+    const QByteArray frame =
+        QByteArray(25, '\0') + littleEndian(Limit + 1) + QByteArray(Limit, 'd');
+    int consumed = 0;
+    PackageRequestWriteData write;
+    write.UnPackageRequest(frame, 0, &consumed);
+    EXPECT_EQ(write.data().size(), 0) << "one byte is missing";
+    write.UnPackageRequest(frame + 'd', 0, &consumed);
+    EXPECT_EQ(write.data().size(), Limit + 1);
+}
+
 TEST_F(AnnouncedMemory, OfRecords)
 {
     for (const AnnouncedRow &row : AnnouncedRows) {
