@@ -4,9 +4,9 @@
 #include "rows.h"
 #include "samples.h"
 
+#include "writedata.nano.h"
 #include "writedata.pb.h"
 #include "writedata_generated.h"
-#include "writedatanano.pb.h"
 
 #include <QtCore/QCborArray>
 #include <QtCore/QCborValue>
@@ -189,9 +189,9 @@ void addQCbor()
 }
 
 /// Stores the fields with the setters that protobuf generates.
-peers::protobuf::WriteData makeProtobuf()
+peers::WriteData makeProtobuf()
 {
-    peers::protobuf::WriteData message;
+    peers::WriteData message;
     message.set_device_key(DeviceKey);
     message.set_tag(Tag);
     message.set_timeout(Sample::Timeout);
@@ -211,7 +211,7 @@ peers::protobuf::WriteData makeProtobuf()
 
 void addProtobuf()
 {
-    using Message = peers::protobuf::WriteData;
+    using Message = peers::WriteData;
     addPeer(
         "protobuf", "owned, no checksum", makeProtobuf,
         [](const Message &message) { return message.SerializeAsString(); },
@@ -338,9 +338,9 @@ void addMsgpack()
         });
 }
 
-peers_nano_WriteData makeNano()
+peers_WriteData makeNano()
 {
-    peers_nano_WriteData message = peers_nano_WriteData_init_zero;
+    peers_WriteData message = peers_WriteData_init_zero;
     DeviceKey.copy(message.device_key, sizeof message.device_key - 1);
     Tag.copy(message.tag, sizeof message.tag - 1);
     message.timeout = Sample::Timeout;
@@ -363,20 +363,20 @@ void addNanopb()
 {
     addPeer(
         "nanopb", "owned, no checksum", makeNano,
-        [](const peers_nano_WriteData &message) {
-            QByteArray bytes(peers_nano_WriteData_size, Qt::Uninitialized);
+        [](const peers_WriteData &message) {
+            QByteArray bytes(peers_WriteData_size, Qt::Uninitialized);
             pb_ostream_t stream =
                 pb_ostream_from_buffer(reinterpret_cast<pb_byte_t *>(bytes.data()),
                                        static_cast<std::size_t>(bytes.size()));
-            const bool ok = pb_encode(&stream, peers_nano_WriteData_fields, &message);
+            const bool ok = pb_encode(&stream, peers_WriteData_fields, &message);
             bytes.truncate(ok ? static_cast<int>(stream.bytes_written) : 0);
             return bytes;
         },
-        [](const QByteArray &bytes, peers_nano_WriteData &message) {
+        [](const QByteArray &bytes, peers_WriteData &message) {
             pb_istream_t stream =
                 pb_istream_from_buffer(reinterpret_cast<const pb_byte_t *>(bytes.constData()),
                                        static_cast<std::size_t>(bytes.size()));
-            return pb_decode(&stream, peers_nano_WriteData_fields, &message)
+            return pb_decode(&stream, peers_WriteData_fields, &message)
                 && message.data.size == LargeBlock;
         });
 }
