@@ -77,8 +77,10 @@ inline void readUtf8(const char *bytes, int size, QString &text)
         text = QString(size, Qt::Uninitialized);
     else
         text.resize(size);
-    if (!widenAscii(bytes, size, text.data()))
-        text = QString::fromUtf8(bytes, static_cast<int>(qstrnlen(bytes, static_cast<uint>(size))));
+    if (widenAscii(bytes, size, text.data()))
+        return;
+    text.clear(); // not both in memory
+    text = QString::fromUtf8(bytes, static_cast<int>(qstrnlen(bytes, static_cast<uint>(size))));
 }
 
 } // namespace Korvin
