@@ -2,6 +2,7 @@
 #define GROWINGINPUTS_H
 
 #include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,11 @@ struct GrowingInput
     /// Makes an input of about so many bytes or characters; what it returns decodes it.
     std::function<std::function<void()>(int size)> prepare;
 };
+
+inline void PrintTo(const GrowingInput &input, std::ostream *out)
+{
+    *out << input.name;
+}
 
 const std::vector<GrowingInput> &growingInputs();
 
