@@ -101,12 +101,12 @@ public:
 
     void result(const char *, OrvexEnum::CommResults result)
     {
-        word(nameOf(CommResultNames, result));
+        word(PackageBase::GetCommResultsToStr(result));
     }
 
     void result(const char *, OrvexEnum::PackageResults result)
     {
-        word(nameOf(PackageResultNames, result));
+        word(PackageBase::GetPackageResultsToStr(result));
     }
 
     void dataString(const char *, const DataStringSource &source)
@@ -263,12 +263,12 @@ public:
 
     void result(const char *, OrvexEnum::CommResults &result)
     {
-        result = codeOf(CommResultNames, next(), OrvexEnum::CommOk);
+        result = PackageBase::GetCommResults(borrowed(next()));
     }
 
     void result(const char *, OrvexEnum::PackageResults &result)
     {
-        result = codeOf(PackageResultNames, next(), OrvexEnum::PackOk);
+        result = PackageBase::GetPackageResultsStr(borrowed(next()));
     }
 
     void dataString(const char *, QStringView &field) { field = next(); }

@@ -203,11 +203,15 @@ TEST(FastPaths, SumsBeyond32BitsWrap)
 
 TEST(FastPaths, EveryByteOfADataString)
 {
+    const auto decimals = Korvin::makeDecimalBytes(); // here while the program runs
     for (int value = 0; value < 256; ++value) {
         const QByteArray data(3, static_cast<char>(value));
         QString text = QStringLiteral("x");
         Korvin::appendDataString(text, {data, 3});
         const QString number = QString::number(value);
+        const Korvin::DecimalByte &decimal = decimals[static_cast<std::size_t>(value)];
+        EXPECT_EQ(QString(reinterpret_cast<const QChar *>(decimal.text), decimal.size),
+                  number + QLatin1Char('/'));
         EXPECT_EQ(text, QStringLiteral("x%1/%1/%1").arg(number));
         QByteArray read;
         EXPECT_TRUE(Korvin::readDataString(QStringView(text).mid(1), 3, read));
