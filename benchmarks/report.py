@@ -146,10 +146,19 @@ COLUMNS = (("request frame", "encode"), ("request frame", "decode"),
            ("reply record", "encode"), ("reply record", "decode"))
 
 
+def machine(run):
+    caches = ", ".join(f"L{cache['level']} {cache['type'].lower()} {cache['size'] >> 10} KiB"
+                       for cache in run.context["caches"])
+    return (f"Measured {run.context['date'][:10]} on {run.context['num_cpus']} processors of "
+            f"{run.context['mhz_per_cpu'] / 1000:.1f} GHz ({caches}).")
+
+
 def tables(run):
     def cells(row):
         return [time_text(row.min), time_text(row.median), ratio_text(run.ratio(row)), row.note]
 
+    yield machine(run)
+    yield ""
     yield "### Targets"
     yield ""
     yield from table(["operation", "at most", "measured", ""],
@@ -217,7 +226,8 @@ def lines(run, top):
                   if size and key in found]
         path = " ".join(f"{x(size):.1f},{y(time):.1f}" for size, time in points)
         yield f'<polyline points="{path}" class="line l{number}"/>'
-        yield f'<text x="{left + width + 6}" y="{y(points[-1][1]) + 4:.1f}">{", ".join(key)}</text>'
+        below = 14 * (key == ("request frame", "decode"))  # they end in the same place
+        yield f'<text x="{left + width + 6}" y="{y(points[-1][1]) + 4 + below:.1f}">{", ".join(key)}</text>'
     for size in (1 << 10, 1 << 14, 1 << 18, 1 << 20, 1 << 22, 1 << 24):
         name = f"{size >> 20} MiB" if size >= 1 << 20 else f"{size >> 10} KiB"
         yield f'<text x="{x(size):.1f}" y="{top + height + 16}" text-anchor="middle">{name}</text>'
