@@ -117,7 +117,7 @@ def chosen(sources, count, seed):
     """The mutants of each source in a random order, and as many of them as are its share."""
     orders = {}
     for source in sources:
-        orders[source] = candidates(ROOT / source)
+        orders[source] = candidates(TREE / source)
         random.Random(f"{seed} {source}").shuffle(orders[source])
     shares = {source: 0 for source in sources}
     while sum(shares.values()) < count:
@@ -260,8 +260,8 @@ def main():
     sources = arguments.sources or sorted(
         str(path.relative_to(ROOT)) for suffix in ("*.cpp", "*_p.h")
         for path in (ROOT / arguments.library).glob(suffix))
-    orders, shares = chosen(sources, arguments.count, arguments.seed)
     prepare(programs)
+    orders, shares = chosen(sources, arguments.count, arguments.seed)
     library = Library(arguments.library)
     timeouts = {}
     for suite in suites:
@@ -274,7 +274,7 @@ def main():
     killed, equivalent, survivors, stillborn = 0, 0, [], 0
     start = time.monotonic()
     for source in sources:
-        original = (ROOT / source).read_text()
+        original = (TREE / source).read_text()
         pending = list(orders[source])
         alive, done = 0, 0
         while pending and done < shares[source]:
