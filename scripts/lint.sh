@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
-# Runs clang-tidy over the libraries and the tools.
+# Runs clang-tidy over the library that the others stand on.
 #
 # Usage: lint.sh [--all]
-#   --all  also over the examples and the tests, which takes several times as long
+#   --all  also over the other libraries, tools, examples and tests, which takes many times as long
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup.sh --ci
-sources=('korvin*/*.cpp' 'tools/*.cpp')
+sources=('korvinpackage/*.cpp')
 if [[ ${1:-} == --all ]]; then
-    sources+=('examples/*.cpp' 'tests/*.cpp' ':!tests/consumer')
+    sources+=('korvin*/*.cpp' 'tools/*.cpp' 'examples/*.cpp' 'tests/*.cpp' ':!tests/consumer')
 fi
 cmake --preset coverage >/dev/null
 cmake --build --preset coverage >/dev/null # for generated headers
