@@ -64,16 +64,16 @@ class ObjectReader
 {
 public:
     explicit ObjectReader(QJsonObject json)
-        : m_json(std::move(json))
+        : m_members(std::move(json))
     {
-        m_json.remove(QLatin1String("class"));
+        m_members.read("class");
     }
 
     /// Stores a value that @p parse makes of the field, where the object has it.
     template <typename Value, typename Parse>
     void read(const char *name, const char *type, Value &value, Parse parse)
     {
-        const QJsonValue json = m_json.take(QLatin1String(name));
+        const QJsonValue json = m_members.read(name);
         if (json.isUndefined())
             return;
         const auto parsed = parse(json);
@@ -109,13 +109,16 @@ public:
     /// The first fault, or an empty text.
     QString end()
     {
-        if (m_fault.isEmpty() && !m_json.isEmpty())
-            m_fault = inField(m_json.constBegin().key(), QStringLiteral("there is no such field"));
+        if (!m_fault.isEmpty())
+            return m_fault;
+        const std::optional<QString> unknown = m_members.unknown();
+        if (unknown)
+            m_fault = inField(*unknown, QStringLiteral("there is no such field"));
         return m_fault;
     }
 
 private:
-    QJsonObject m_json;
+    JsonMembers m_members;
     QString m_fault;
 };
 

@@ -25,7 +25,7 @@ QString inMember(const QString &name, const QString &fault)
     return QStringLiteral("%1: %2").arg(name, fault);
 }
 
-/// Takes the members of an object one by one; what is left behind the last one is unknown.
+/// Reads the members of an object one by one, and keeps the first fault.
 class MemberReader
 {
 public:
@@ -39,7 +39,7 @@ public:
     template <typename Integer>
     void number(const char *name, qint64 min, qint64 max, Integer *value)
     {
-        const QJsonValue json = m_members.take(QLatin1String(name));
+        const QJsonValue json = m_members.read(name);
         if (json.isUndefined())
             return;
         const std::optional<qint64> number = numberFromJson<qint64>(json);
@@ -52,7 +52,7 @@ public:
 
     void text(const char *name, QString *value)
     {
-        const std::optional<QString> text = textFromJson(m_members.take(QLatin1String(name)));
+        const std::optional<QString> text = textFromJson(m_members.read(name));
         if (text)
             *value = *text;
         else
@@ -62,7 +62,7 @@ public:
     /// Data in hexadecimal digits; zeros up to "size" behind it.
     void data(QByteArray *value)
     {
-        const QJsonValue json = m_members.take(QStringLiteral("data"));
+        const QJsonValue json = m_members.read("data");
         const std::optional<QByteArray> data =
             json.isUndefined() ? QByteArray() : dataFromJson(json);
         if (!data || data->size() > MaxContents) {
@@ -75,13 +75,13 @@ public:
         *value = data->leftJustified(static_cast<int>(size), '\0');
     }
 
-    QJsonValue member(const char *name) { return m_members.take(QLatin1String(name)); }
+    QJsonValue member(const char *name) { return m_members.read(name); }
 
     /// The objects of a list, each read by @p read, which returns what is wrong.
     template <typename Read>
     void list(const char *name, Read read)
     {
-        const QJsonValue json = m_members.take(QLatin1String(name));
+        const QJsonValue json = m_members.read(name);
         if (!json.isUndefined() && !json.isArray())
             fail(QLatin1String(name), QStringLiteral("not a list"));
         const QJsonArray items = json.toArray();
@@ -104,20 +104,21 @@ public:
     /// The first fault, or an empty text.
     QString end()
     {
-        for (auto left = m_members.constBegin(); left != m_members.constEnd(); ++left)
-            fail(left.key(), QStringLiteral("there is no such member"));
+        const std::optional<QString> unknown = m_members.unknown();
+        if (unknown)
+            fail(*unknown, QStringLiteral("there is no such member"));
         return m_fault;
     }
 
 private:
-    QJsonObject m_members;
+    JsonMembers m_members;
     QString m_fault;
 };
 
 /// The members of data, without the zeros at its end.
 void insertData(QJsonObject *json, const QByteArray &data)
 {
-    int size = data.size();
+    auto size = data.size();
     while (size > 0 && data.at(size - 1) == '\0')
         --size;
     json->insert(QStringLiteral("data"), dataToJson(data.left(size)));
