@@ -92,9 +92,9 @@ private:
 
 PackageRequestWriteData makeWrite(const QByteArray &data)
 {
-    return {
-        DeviceKey, 0,    255,        1, 2, 65535, 0x0A00, 0x0010, 0, 3000, QStringLiteral("demo"),
-        false,     data, data.size()};
+    const int length = data.size();
+    return {DeviceKey, 0,    255,   1, 2, 65535, 0x0A00, 0x0010, 0, 3000, QStringLiteral("demo"),
+            false,     data, length};
 }
 
 PackageRequestReadData makeRead(ushort lowAddr, int length)

@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <utility>
 
 namespace {
 
@@ -52,8 +53,8 @@ int main(int argc, char *argv[])
     }
     outcome.isKept = true;
     int failed = 0;
-    for (const QString &file : qAsConst(files))
+    for (const QString &file : std::as_const(files))
         failed += replay(file) ? 0 : 1;
-    std::printf("%d inputs, %d failed\n", files.size(), failed);
+    std::printf("%d inputs, %d failed\n", static_cast<int>(files.size()), failed);
     return failed == 0 ? 0 : 1;
 }

@@ -2,6 +2,7 @@
 #include "fieldrules_p.h"
 #include "include/inputtext.h"
 #include "include/packagecheck.h"
+#include "memory_p.h"
 #include "valuetext_p.h"
 
 #include <QtCore/QVarLengthArray>
@@ -162,7 +163,7 @@ Verdict checkBytes(const QByteArray &frame, const MessageShape &shape)
     }
     Verdict verdict;
     verdict.fault = Fault::Truncated;
-    verdict.position = frame.size();
+    verdict.position = static_cast<int>(frame.size());
     verdict.expected = QStringLiteral("at least %1 bytes").arg(Smallest);
     verdict.found = byteCount(frame.size());
     return verdict;
@@ -175,11 +176,12 @@ Verdict refused(Fault fault)
     return verdict;
 }
 
-/// Runs a check for a shape that exists.
+/// Runs a check of an input of @p size for a shape that exists.
 template <typename Check>
-Verdict guardedCheck(const MessageShape &shape, Check &&run)
+Verdict guardedCheck(qint64 size, const MessageShape &shape, Check &&run)
 {
     try {
+        Korvin::checkedSize(size); // positions are ints
         return exists(shape) ? run() : refused(Fault::NoSuchForm);
     } catch (const std::bad_alloc &) {
         return refused(Fault::OutOfMemory);
@@ -202,7 +204,7 @@ QString describe(const Verdict &verdict)
 
 Verdict check(const QByteArray &input, const MessageShape &shape)
 {
-    return guardedCheck(shape, [&] {
+    return guardedCheck(input.size(), shape, [&] {
         if (shape.form != Form::Text)
             return checkBytes(input, shape);
         const QString record = textFromUtf8(input);
@@ -214,7 +216,7 @@ Verdict check(const QString &record, const MessageShape &shape)
 {
     if (shape.form != Form::Text)
         return refused(Fault::NoSuchForm);
-    return guardedCheck(shape, [&] { return checkText(record, shape); });
+    return guardedCheck(record.size(), shape, [&] { return checkText(record, shape); });
 }
 
 } // namespace KorvinInspect

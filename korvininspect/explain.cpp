@@ -6,13 +6,14 @@
 #include "fieldrules_p.h"
 #include "include/inputtext.h"
 #include "jsonvalues_p.h"
+#include "memory_p.h"
 #include "recordcursors_p.h"
 #include "valuetext_p.h"
 
-#include <QtCore/QHash>
 #include <QtCore/QJsonObject>
 
 #include <algorithm>
+#include <map>
 
 namespace KorvinInspect {
 
@@ -21,7 +22,7 @@ namespace {
 /// What the fields are for, by name.
 QString descriptionOf(const QString &name)
 {
-    static const QHash<QString, QString> descriptions{
+    static const std::map<QString, QString> descriptions{
         {QStringLiteral("marker"),
          QStringLiteral("kind of frame: 0 request or short reply, 1 full reply")},
         {QStringLiteral("start"), QStringLiteral("start of a Linux frame, 55 AA")},
@@ -60,7 +61,8 @@ QString descriptionOf(const QString &name)
          QStringLiteral("0x5555 plus all bytes from offset 2 on, modulo 0x10000")},
         {QStringLiteral("type"), QStringLiteral("what the item of the combination is")},
     };
-    return descriptions.value(name);
+    const auto found = descriptions.find(name);
+    return found == descriptions.end() ? QString() : found->second;
 }
 
 QString nameOf(const WireField &field)
@@ -229,7 +231,7 @@ private:
 
     MessageShape m_shape;
     QByteArray m_frame;
-    QHash<QString, QString> m_texts;
+    std::map<QString, QString> m_texts;
     QVector<ExplainedField> m_fields;
 };
 
@@ -315,7 +317,7 @@ void completeFrame(QVector<ExplainedField> &fields, const QByteArray &frame)
         end = qMax(end, field.offset + field.width);
         complete.append(field);
     }
-    addUnread(frame.size());
+    addUnread(static_cast<int>(frame.size()));
     fields = complete;
 }
 
@@ -342,7 +344,7 @@ void completeRecord(QVector<ExplainedField> &fields, QStringView record)
         fields.begin(), fields.end(),
         [](const ExplainedField &a, const ExplainedField &b) { return a.column < b.column; });
     QVector<ExplainedField> complete;
-    auto *field = fields.begin();
+    QVector<ExplainedField>::iterator field = fields.begin();
     int column = 0;
     for (Korvin::TextParts parts(record, ','); !parts.atEnd(); ++column) {
         const QStringView text = parts.next();
@@ -438,11 +440,12 @@ QVector<ExplainedField> explainCombination(QStringView record)
     return fields;
 }
 
-/// Runs an explanation; out of memory gives none.
+/// Runs an explanation of an input of @p size; out of memory gives none.
 template <typename Explain>
-QVector<ExplainedField> guardedExplain(Explain &&run)
+QVector<ExplainedField> guardedExplain(qint64 size, Explain &&run)
 {
     try {
+        Korvin::checkedSize(size); // positions are ints
         return run();
     } catch (const std::bad_alloc &) {
         return {};
@@ -455,7 +458,7 @@ QVector<ExplainedField> explain(const QByteArray &input, const MessageShape &sha
 {
     if (!exists(shape))
         return {};
-    return guardedExplain([&] {
+    return guardedExplain(input.size(), [&] {
         return shape.form == Form::Text ? explain(textFromUtf8(input), shape)
                                         : explainFrame(input, shape);
     });
@@ -465,7 +468,7 @@ QVector<ExplainedField> explain(const QString &record, const MessageShape &shape
 {
     if (!exists(shape) || shape.form != Form::Text)
         return {};
-    return guardedExplain([&] {
+    return guardedExplain(record.size(), [&] {
         return shape.classId == ClassId::PackageRequestCombination ? explainCombination(record)
                                                                    : explainRecord(record, shape);
     });

@@ -2,8 +2,10 @@
 
 #include "classlayouts_p.h"
 #include "include/inputtext.h"
+#include "memory_p.h"
 
 #include <algorithm>
+#include <array>
 #include <new>
 
 namespace KorvinInspect {
@@ -128,7 +130,7 @@ Ranked rank(const QByteArray &input, const QString &record, const MessageShape &
 }
 
 /// All forms, the one that the input looks like first.
-QVector<Form> formsOf(const QByteArray &input)
+std::array<Form, 3> formsOf(const QByteArray &input)
 {
     if (looksLikeLinuxFrame(input))
         return {Form::Linux, Form::Frame, Form::Text};
@@ -147,16 +149,17 @@ QVector<Guess> guesses(const QByteArray &input)
     const QString record = textFromUtf8(input);
 
     std::vector<Ranked> ranked;
-    const QVector<Form> forms = formsOf(input);
-    for (const Form form : forms) {
+    int place = 0;
+    for (const Form form : formsOf(input)) {
         for (const Direction direction : {Direction::Request, Direction::Reply}) {
             for (const ClassId id : classes) {
                 if (!exists({id, form, direction}))
                     continue;
                 ranked.push_back(rank(input, record, {id, form, direction}));
-                ranked.back().form = forms.indexOf(form);
+                ranked.back().form = place;
             }
         }
+        ++place;
     }
     std::stable_sort(ranked.begin(), ranked.end(), isBetter);
     QVector<Guess> guesses;
@@ -170,6 +173,7 @@ QVector<Guess> guesses(const QByteArray &input)
 QVector<Guess> guess(const QByteArray &input)
 {
     try {
+        Korvin::checkedSize(input.size()); // positions are ints
         return guesses(input);
     } catch (const std::bad_alloc &) {
         return {};

@@ -17,7 +17,7 @@ public:
     /// Continues @p frame. Memory for @p room more bytes is taken at once.
     explicit ByteWriter(QByteArray *frame, qint64 room = 0)
         : m_frame(frame)
-        , m_size(frame->size())
+        , m_size(checkedSize(frame->size()))
     {
         makeRoom(room);
     }
@@ -107,22 +107,20 @@ private:
     }
 
     /// Where the next @p count bytes belong.
-    char *next(int count)
+    char *next(qint64 count)
     {
         if (m_capacity - m_size < count) {
             finish(); // or what is written would not move along
-            makeRoom(qMax(count, m_size));
+            makeRoom(qMax<qint64>(count, m_size));
         }
         char *const out = m_out + m_size;
-        m_size += count;
+        m_size += static_cast<int>(count);
         return out;
     }
 
     void makeRoom(qint64 count)
     {
-        // Of what no QByteArray can hold, Qt says so by std::bad_alloc.
-        m_capacity =
-            static_cast<int>(qMin<qint64>(m_size + count, std::numeric_limits<int>::max()));
+        m_capacity = checkedSize(m_size + count);
         m_frame->reserve(m_capacity);
         m_out = m_frame->data();
     }

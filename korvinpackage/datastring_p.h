@@ -44,18 +44,14 @@ constexpr std::array<DecimalByte, 256> DecimalBytes = makeDecimalBytes();
 
 inline void appendDataString(QString &text, const DataStringSource &source)
 {
-    const int size = source.data.size();
-    const int count = source.count > MaxAnnouncedLength ? qMin(source.count, size) : source.count;
+    const auto present = static_cast<int>(qMin<qint64>(source.count, source.data.size()));
+    const int count = source.count > MaxAnnouncedLength ? present : source.count;
     if (count <= 0)
         return;
-    const int present = qMin(count, size);
-    // Of what no QString can hold, Qt says so by std::bad_alloc.
-    const qint64 widest =
-        qMin<qint64>(text.size() + qint64(4) * present + qint64(2) * (count - present),
-                     std::numeric_limits<int>::max());
-    const int start = text.size();
-    text.reserve(static_cast<int>(widest));
-    text.resize(static_cast<int>(widest));
+    const auto start = text.size();
+    const int widest = checkedSize(start + qint64(4) * present + qint64(2) * (count - present));
+    text.reserve(widest);
+    text.resize(widest);
     QChar *out = text.data() + start;
     for (const char *byte = source.data.constData(), *end = byte + present; byte != end; ++byte) {
         const DecimalByte &decimal = DecimalBytes[static_cast<quint8>(*byte)];

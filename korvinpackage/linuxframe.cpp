@@ -14,7 +14,7 @@ QByteArray makeLinuxRequest(PackageBasePrivate &package, int length, const QByte
     return guarded([&] {
         int extent = 0;
         if (isWrite)
-            extent = length > MaxAnnouncedLength ? qMin(length, data.size()) : length;
+            extent = length > MaxAnnouncedLength ? qMin(length, checkedSize(data.size())) : length;
         const qint64 checksum = qint64(LinuxHeader::Size) + extent;
         const qint64 end = checksum + LinuxHeader::ChecksumSize;
 
@@ -46,11 +46,11 @@ int linuxReplyLength(const QByteArray &frame)
 
 std::string_view linuxReplyData(const QByteArray &frame, int length)
 {
-    const int available = frame.size() - LinuxHeader::Size - LinuxHeader::ChecksumSize;
+    const qint64 available = frame.size() - LinuxHeader::Size - LinuxHeader::ChecksumSize;
     if (available <= 0)
         return {};
     return {frame.constData() + LinuxHeader::Size,
-            static_cast<size_t>(qBound(0, length, available))};
+            static_cast<size_t>(qMax<qint64>(0, qMin<qint64>(length, available)))};
 }
 
 } // namespace Korvin

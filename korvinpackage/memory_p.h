@@ -29,15 +29,29 @@ constexpr int MaxAnnouncedLength = 64 * 1024; // a fuzzer announces much, and wa
 constexpr int MaxAnnouncedLength = 256 * 1024 * 1024;
 #endif
 
+/// A size as an int. Of more than an int counts, which Qt 6 could hold, memory has run out, as it
+/// has with Qt 5.
+inline int checkedSize(qint64 size)
+{
+    if (size > std::numeric_limits<int>::max())
+        throw std::bad_alloc();
+    return static_cast<int>(size);
+}
+
 /// Gives @p bytes a length; what this adds is 0. A length below 0 counts as 0.
 inline void resizeWithZeros(QByteArray &bytes, qint64 length)
 {
-    if (length > std::numeric_limits<int>::max())
-        throw std::bad_alloc();
-    const int oldLength = bytes.size();
+    const qint64 oldLength = bytes.size();
     if (length == oldLength)
         return; // without a copy of what is shared
-    bytes.resize(static_cast<int>(qMax<qint64>(length, 0)));
+    if (length > bytes.capacity()) {
+        // resize() may take twice as much.
+        QByteArray larger(checkedSize(length), Qt::Uninitialized);
+        std::memcpy(larger.data(), bytes.constData(), static_cast<size_t>(oldLength));
+        bytes = std::move(larger);
+    } else {
+        bytes.resize(static_cast<int>(qMax<qint64>(length, 0)));
+    }
     if (length > oldLength)
         std::memset(bytes.data() + oldLength, 0, static_cast<size_t>(length - oldLength));
 }

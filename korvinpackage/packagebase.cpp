@@ -9,6 +9,8 @@
 
 #include <QtCore/QMessageLogger>
 
+#include <limits>
+
 using namespace Korvin;
 
 namespace {
@@ -566,7 +568,8 @@ bool PackageBase::unPackage(void *, int)
 
 bool PackageBase::unBasePackageReply_Linux(QByteArray bytes)
 {
-    if (!ReviseOk(bytes, 0, bytes.size()))
+    constexpr int Longest = std::numeric_limits<int>::max();
+    if (!ReviseOk(bytes, 0, static_cast<int>(qMin<qint64>(bytes.size(), Longest))))
         return false;
     LinuxFrameReader reader(bytes);
     LinuxHeader header{*m_pPackageBasePri};

@@ -146,7 +146,7 @@ bool PackageRequestReadData::unPackageReply_Linux(QByteArray bytes)
     return guarded([&] {
         setReplyDataLength(linuxReplyLength(bytes));
         const std::string_view data = linuxReplyData(bytes, getReplyDataLength());
-        m_data.append(data.data(), static_cast<int>(data.size()));
+        m_data.append(data.data(), static_cast<QByteArray::size_type>(data.size()));
         return true;
     });
 }

@@ -161,9 +161,9 @@ bool PackageRequestWriteData::unPackageReply_Linux(QByteArray bytes)
     return guarded([&] {
         setPackageDataLength(linuxReplyLength(bytes));
         const std::string_view data = linuxReplyData(bytes, getPackageDataLength());
-        const auto size = static_cast<int>(data.size());
+        const auto size = static_cast<QByteArray::size_type>(data.size());
         resizeToAnnounced(m_data, getPackageDataLength(), size);
-        m_data.replace(0, size, data.data(), size);
+        m_data.replace(QByteArray::size_type(0), size, data.data(), size);
         return true;
     });
 }

@@ -126,7 +126,7 @@ private:
     void word(QStringView text)
     {
         column();
-        m_record.append(text.data(), static_cast<int>(text.size()));
+        m_record.append(text.data(), static_cast<QString::size_type>(text.size()));
     }
 
     void kind(OrvexEnum::ClientPackageType type)

@@ -36,7 +36,7 @@ private:
 /// A QString that reads the characters of @p text where they are; it must not outlive them.
 inline QString borrowed(QStringView text)
 {
-    return QString::fromRawData(text.data(), static_cast<int>(text.size()));
+    return QString::fromRawData(text.data(), static_cast<QString::size_type>(text.size()));
 }
 
 /// Takes decimal digits off the front of a text, at most nine of them, so that no int overflows.

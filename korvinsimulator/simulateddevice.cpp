@@ -35,7 +35,7 @@ void setOutcome(PackageBase &request, const RequestOutcome &outcome)
 void setReadData(PackageRequestReadData &read, const QByteArray &data)
 {
     read.setData(data);
-    read.setReplyDataLength(data.size());
+    read.setReplyDataLength(static_cast<int>(data.size()));
 }
 
 /// Carries out a read on the unit it is addressed to.
@@ -217,12 +217,13 @@ QByteArray linuxReply(const QByteArray &request, const PackageBase &outcome)
                                  &index);
     PackageBase::SetBytesFromInt(&reply, SerialOffset, 1, static_cast<int>(outcome.getSerialNum()),
                                  &index);
-    PackageBase::SetBytesFromInt(&reply, LengthOffset, 2, data.size(), &index);
+    PackageBase::SetBytesFromInt(&reply, LengthOffset, 2, static_cast<int>(data.size()), &index);
     reply += data;
+    const auto checksumOffset = static_cast<int>(reply.size());
     int sum = 0;
-    PackageBase::calcRevise(reply, StatusOffset, reply.size() - StatusOffset, &sum);
+    PackageBase::calcRevise(reply, StatusOffset, checksumOffset - StatusOffset, &sum);
     reply.append(2, '\0');
-    PackageBase::SetBytesFromInt(&reply, reply.size() - 2, 2, sum, &index);
+    PackageBase::SetBytesFromInt(&reply, checksumOffset, 2, sum, &index);
     return reply;
 }
 

@@ -40,7 +40,7 @@ bool liesIn(const QByteArray &data, qint64 offset, qint64 length)
 void fill(const Place &place, const QByteArray &data)
 {
     overwrite(&place.block->data, place.offset, data);
-    const int end = place.offset + data.size();
+    const int end = place.offset + static_cast<int>(data.size());
     place.block->filled = place.offset == 0 ? end : qMax(place.block->filled, end);
 }
 
@@ -83,7 +83,7 @@ RequestOutcome readBlock(Unit &unit, quint32 address, int length, QByteArray *da
 RequestOutcome writeBlock(Unit &unit, quint32 address, const QByteArray &data)
 {
     Place place;
-    const RequestOutcome outcome = locate(unit, address, data.size(), &place);
+    const RequestOutcome outcome = locate(unit, address, static_cast<int>(data.size()), &place);
     if (outcome.ackCode == 0)
         fill(place, data);
     return outcome;

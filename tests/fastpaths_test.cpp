@@ -10,6 +10,7 @@
 
 #include <random>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -73,7 +74,7 @@ TEST(FastPaths, NumberParts)
             fields.append(generator.next());
         const QString text = fields.join(QLatin1Char('/'));
         Korvin::NumberParts parts(text, '/');
-        for (const QString &field : qAsConst(fields)) {
+        for (const QString &field : std::as_const(fields)) {
             ASSERT_FALSE(parts.atEnd()) << text.toStdString();
             ASSERT_EQ(parts.next(), field.toInt()) << text.toStdString();
         }

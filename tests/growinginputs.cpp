@@ -28,13 +28,15 @@ using Bytes = std::function<QByteArray(int)>;
 using Text = std::function<QString(int)>;
 
 // What decoding may take at most, by what becomes of a byte or character.
-constexpr MemoryBound Block{2, 2000};      // copied
-constexpr MemoryBound FrameText{3, 2000};  // twice as wide
-constexpr MemoryBound RecordText{3, 2000}; // copied, and as wide as it is
-constexpr MemoryBound Item{40, 4000};      // of "ReadData^|": a package with all its fields
-constexpr MemoryBound Verdicts{8, 4000};   // text of the input, and UTF-8 of the text
-constexpr MemoryBound Guesses{8, 32000};   // the same, and a verdict for every shape
-constexpr MemoryBound Fields{320, 16000};  // of ",": a field with its value and remarks
+constexpr bool Qt6 = QT_VERSION_MAJOR > 5;       // where texts and arrays are larger objects
+constexpr MemoryBound Block{2, 2000};            // copied
+constexpr MemoryBound FrameText{3, 2000};        // twice as wide
+constexpr MemoryBound RecordText{3, 2000};       // copied, and as wide as it is
+constexpr MemoryBound Item{Qt6 ? 44 : 40, 4000}; // of "ReadData^|": a package with all its fields
+constexpr MemoryBound Verdicts{8, 4000};         // text of the input, and UTF-8 of the text
+constexpr MemoryBound Guesses{8, Qt6 ? 36000 : 32000}; // the same, and a verdict for every shape
+constexpr MemoryBound Fields{Qt6 ? 512 : 320,
+                             Qt6 ? 20000 : 16000}; // of ",": a field with its value and remarks
 constexpr MemoryBound Json{8, 4000};
 
 QByteArray littleEndian(int value, int width)

@@ -294,8 +294,8 @@ TEST(PackageRequestWriteData, MakesItsColumns)
 TEST(PackageRequestWriteData, DataStringThatNoTextCanHoldMakesNoRecord)
 {
     PackageRequestWriteData package;
-    package.setData(QByteArray(300 * Mebibyte, '\0'));
-    package.setPackageDataLength(300 * Mebibyte);
+    package.setData(QByteArray(600 * Mebibyte, '\0'));
+    package.setPackageDataLength(600 * Mebibyte);
     EXPECT_TRUE(package.makePackageRequest().isNull());
     EXPECT_TRUE(package.makePackageReply().isNull());
 }

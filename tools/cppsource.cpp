@@ -106,7 +106,7 @@ QString call(const QString &opening, const QStringList &arguments, const QString
     QString text = opening + arguments.first();
     for (const QString &argument : arguments.mid(1)) {
         text += QLatin1Char(',');
-        const int end = column(text) + 1 + argument.size() + closing.size();
+        const auto end = column(text) + 1 + argument.size() + closing.size();
         text += end <= MaxColumns ? QStringLiteral(" ") : newLine;
         text += argument;
     }

@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <optional>
 #include <tuple>
+#include <utility>
 
 using namespace KorvinInspect;
 
@@ -254,7 +255,7 @@ QByteArray differences(const QVector<ExplainedField> &first, const QVector<Expla
         return fieldAt(left).offset < fieldAt(right).offset;
     });
     QString text;
-    for (const auto &place : qAsConst(places)) {
+    for (const auto &place : std::as_const(places)) {
         const auto inFirst = a.constFind(place);
         const auto inSecond = b.constFind(place);
         if (inFirst != a.constEnd() && inSecond != b.constEnd() && inFirst->raw == inSecond->raw)

@@ -243,7 +243,8 @@ QString shown(uint character)
 {
     if (!QChar::isPrint(character))
         return QStringLiteral("U+%1").arg(character, 4, 16, QLatin1Char('0')).toUpper();
-    return QString::fromUcs4(&character, 1).toHtmlEscaped();
+    const char32_t code = character;
+    return QString::fromUcs4(&code, 1).toHtmlEscaped();
 }
 
 /// A text as HTML; of a long one the beginning.
@@ -263,7 +264,7 @@ QString hexDigits(int number, int width)
     return QString::number(number, 16).toUpper().rightJustified(width, QLatin1Char('0'));
 }
 
-QString counted(int count, const QString &what)
+QString counted(qint64 count, const QString &what)
 {
     return count == 1 ? QLatin1String("1 ") + what
                       : QStringLiteral("%1 %2s").arg(QString::number(count), what);
@@ -462,7 +463,7 @@ QString tableHead(TableColumns columns)
         + QLatin1String("</tr></thead>");
 }
 
-QString more(int count, const QString &what)
+QString more(qint64 count, const QString &what)
 {
     if (count <= 0)
         return {};
@@ -486,16 +487,16 @@ QString fieldTable(const QVector<ExplainedField> &fields, Form form)
 struct Map
 {
     QString html;
-    QString unit; ///< What a cell is.
-    int size = 0; ///< Of the whole input.
-    int shown = 0;
+    QString unit;    ///< What a cell is.
+    qint64 size = 0; ///< Of the whole input.
+    qint64 shown = 0;
 };
 
 Map mapOf(const QByteArray &input, const QVector<ExplainedField> &fields, Form form)
 {
     if (form != Form::Text)
         return {byteMap(input, fields), QStringLiteral("byte"), input.size(),
-                qMin(input.size(), MostCells)};
+                qMin<qint64>(input.size(), MostCells)};
     const QString record = textFromUtf8(input);
     const QString begin = beginning(record, MostCells);
     return {textMap(begin, fields), QStringLiteral("character"), record.size(), begin.size()};

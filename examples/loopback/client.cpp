@@ -206,7 +206,7 @@ private:
                 nextTag(),
                 false,
                 data,
-                data.size()};
+                static_cast<int>(data.size())};
     }
 
     PackageRequestReadData makeRead(quint32 address, int length)

@@ -7,6 +7,8 @@
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
 
+#include <utility>
+
 using namespace KorvinInspect;
 
 namespace {
@@ -153,7 +155,7 @@ void DeviceLink::complete(PackageBase *request)
 void DeviceLink::failAll()
 {
     QList<PackageBase *> requests = m_queue;
-    for (const UnderWay &underWay : qAsConst(m_underWay))
+    for (const UnderWay &underWay : std::as_const(m_underWay))
         requests << underWay.request;
     for (PackageBase *request : requests) {
         fail(request, OrvexEnum::CommForcedCancel, OrvexEnum::PackDisConnect);

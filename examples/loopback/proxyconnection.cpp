@@ -8,6 +8,7 @@
 #include <QtCore/QStringList>
 
 #include <limits>
+#include <utility>
 
 using namespace KorvinInspect;
 
@@ -150,7 +151,7 @@ void ProxyConnection::receiveSpecial(const Message &message)
     QString reason;
     const auto reply = decodeReply(message, &reason);
     SpecialPackageRequest *request = nullptr;
-    for (PackageBase *pending : qAsConst(m_pending)) {
+    for (PackageBase *pending : std::as_const(m_pending)) {
         auto *special = qobject_cast<SpecialPackageRequest *>(pending);
         if (reply && special
             && special->id() == static_cast<const SpecialPackageRequest &>(*reply).id()

@@ -454,7 +454,8 @@ void runRestart(System *system, const Settings &settings, Verdict *verdict)
     });
     verdict->expect(allDone && !succeeded.isEmpty(),
                     QStringLiteral("what succeeded was carried out"));
-    std::printf("  %d requests carried out by devices, none twice\n", carriedOut.size());
+    std::printf("  %d requests carried out by devices, none twice\n",
+                static_cast<int>(carriedOut.size()));
 }
 
 /// Whether @p text turns up in a log, which is written a moment later, for the @p times th time.
