@@ -7,6 +7,9 @@
 
 #include <QtCore/QtGlobal>
 
+/// @def KORVININSPECT_EXPORT
+/// Stands before what is exported; empty in a static build.
+
 #if defined(KORVININSPECT_STATIC)
 #define KORVININSPECT_EXPORT
 #elif defined(KORVININSPECT_LIBRARY)

@@ -36,10 +36,13 @@ public:
 
     /// Takes the reply data length of @p other through its virtual getter.
     PackageRequestRead(const PackageRequestRead &other);
+
+    /// Takes over the PackageBase part and the reply data length.
     PackageRequestRead &operator=(const PackageRequestRead &other);
+
     ~PackageRequestRead() override;
 
-    /// Number of data bytes expected in the reply.
+    /// Stores the number of data bytes expected in the reply. A negative number is stored as it is.
     void setReplyDataLength(int replyDataLength);
 
     /// The virtual getReplyDataLength().

@@ -67,6 +67,7 @@ public:
                            uchar reserved2, int timeout, QString tag, QByteArray data,
                            int replyDataLength);
 
+    /// Copies all fields and the data.
     PackageRequestReadData(const PackageRequestReadData &other);
 
     /// Copies the data only; all other fields of the target stay as they are.
@@ -74,6 +75,7 @@ public:
 
     ~PackageRequestReadData() override;
 
+    /// The data of a reply.
     QByteArray data() const override;
 
     /// Leaves the reply data length as it is.
@@ -106,8 +108,7 @@ public:
     QByteArray ParseSendRequest_Linux();
 
     /// Takes over the header of a reply (see unBasePackageReply_Linux()), its length as the reply
-    /// data length,
-    /// and its data.
+    /// data length, and its data.
     ///
     /// The data is appended to the data that the object has: clear it first where replies must not
     /// add up.

@@ -40,18 +40,26 @@ public:
                            uchar reserved2, int timeout, QString tag, int replyDataLength,
                            QString fileNameWithPath);
 
+    /// @{
+    /// Copies all fields, the file name and the broadcast of the response.
     PackageRequestReadFile(const PackageRequestReadFile &other);
     PackageRequestReadFile &operator=(const PackageRequestReadFile &other);
+    /// @}
+
     ~PackageRequestReadFile() override;
 
+    /// @{
     /// Path of the file on the device side.
     QString fileNameWithPath() const;
     void setFileNameWithPath(const QString &fileNameWithPath);
+    /// @}
 
+    /// @{
     /// Whether the proxy hands the response to every connected application; true at first, in no
     /// encoding.
     bool isBroadcastRspToAllApp() const;
     void set_isBroadcastRspToAllApp(bool isBroadcastRspToAllApp);
+    /// @}
 
     void AppendDataToPackage(bool isRequest, QByteArray *package) override;
 

@@ -30,16 +30,22 @@ public:
                               uchar reserved2, int timeout, QString tag, int replyDataLength,
                               long offset);
 
-    /// A moved-from package keeps its fields: there is nothing in it that moves.
+    /// @{
+    /// Copies all fields and the offset. A moved-from package keeps its fields: there is nothing in
+    /// it that moves.
     PackageRequestReadMemData(const PackageRequestReadMemData &other);
     PackageRequestReadMemData(PackageRequestReadMemData &&other);
     PackageRequestReadMemData &operator=(const PackageRequestReadMemData &other);
     PackageRequestReadMemData &operator=(PackageRequestReadMemData &&other);
+    /// @}
+
     ~PackageRequestReadMemData() override;
 
-    /// Position of the block in the device's memory, in bytes.
+    /// @{
+    /// Position of the block in the device's memory, in bytes. Records carry 32 bits of it, signed.
     long offset() const;
     void setOffset(long offset);
+    /// @}
 
     QString makePackageReply() override;
     QString makePackageRequest() override;

@@ -38,8 +38,12 @@ public:
                         OrvexEnum::CommResults commResult, bool bBroadcast,
                         OrvexEnum::ClientPackageType clientPackageType);
 
+    /// @{
+    /// Copies all fields, the broadcast, the kind and the package data length.
     PackageRequestWrite(const PackageRequestWrite &other);
     PackageRequestWrite &operator=(const PackageRequestWrite &other);
+    /// @}
+
     ~PackageRequestWrite() override;
 
     /// Whether the write goes to all receivers.
@@ -51,9 +55,11 @@ public:
     /// The virtual getPackageDataLength().
     int getDataLength() const override;
 
-    /// Number of data bytes that the write sends.
+    /// @{
+    /// Number of data bytes that the write sends. A negative number is stored as it is.
     void setPackageDataLength(int packageDataLength) override;
     int getPackageDataLength() const override;
+    /// @}
 
     QByteArray MackPackageRequest() override;
     bool UnPackageRequest(QByteArray data, int startIndex, int *parsedLength) override;

@@ -46,10 +46,15 @@ public:
                             uchar reserved2, int timeout, QString tag, bool bBroadcast,
                             QByteArray data, int dataLength);
 
+    /// @{
+    /// Copies all fields and the data.
     PackageRequestWriteData(const PackageRequestWriteData &other);
     PackageRequestWriteData &operator=(const PackageRequestWriteData &other);
+    /// @}
+
     ~PackageRequestWriteData() override;
 
+    /// The data of a request.
     QByteArray data() const override;
 
     /// Leaves the package data length as it is.
@@ -89,8 +94,7 @@ public:
     QByteArray ParseSendRequest_Linux();
 
     /// Takes over the header of a reply (see unBasePackageReply_Linux()), its length as the package
-    /// data length,
-    /// and its data.
+    /// data length, and its data.
     ///
     /// The data is resized to that length and overwritten from its start; what the reply does not
     /// carry stays as it was, or is 0 where the data grew.

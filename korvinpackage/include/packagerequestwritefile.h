@@ -49,18 +49,26 @@ public:
                             uchar reserved2, int timeout, QString tag, bool bBroadcast,
                             QString fileNameWithPath, int offset);
 
+    /// @{
+    /// Copies all fields, the file name, the offset and the broadcast of the response.
     PackageRequestWriteFile(const PackageRequestWriteFile &other);
     PackageRequestWriteFile &operator=(const PackageRequestWriteFile &other);
+    /// @}
+
     ~PackageRequestWriteFile() override;
 
+    /// @{
     /// Path of the file; on the sending side that of a local file.
     QString fileNameWithPath() const;
     void setFileNameWithPaht(const QString &fileNameWithPath);
+    /// @}
 
+    /// @{
     /// Whether the proxy hands the response to every connected application; true at first, in no
     /// encoding.
     bool isBroadcastRspToAllApp() const;
     void set_isBroadcastRspToAllApp(bool isBroadcastRspToAllApp);
+    /// @}
 
     /// Position in the file at which this transfer starts, in bytes.
     int Offset() const;

@@ -29,13 +29,19 @@ public:
                                ushort lowAddr, uchar reserved2, int timeout, QString tag,
                                bool bBroadcast, long offset, int dataLength);
 
+    /// @{
+    /// Copies all fields and the offset.
     PackageRequestWriteMemData(const PackageRequestWriteMemData &other);
     PackageRequestWriteMemData &operator=(const PackageRequestWriteMemData &other);
+    /// @}
+
     ~PackageRequestWriteMemData() override;
 
-    /// Position of the block in the device's memory, in bytes.
+    /// @{
+    /// Position of the block in the device's memory, in bytes. Records carry 32 bits of it, signed.
     long offset() const;
     void setOffset(long offset);
+    /// @}
 
     QString makePackageReply() override;
     QString makePackageRequest() override;

@@ -27,27 +27,39 @@ public:
     /// The same with a device key.
     SpecialPackageRequest(int id, unsigned short endTimeOut, QString deviceKey);
 
+    /// @{
+    /// Copies all fields; moving moves the text and copies the rest.
     SpecialPackageRequest(const SpecialPackageRequest &other);
-
-    /// Moves the text; the PackageBase part is copied.
     SpecialPackageRequest(SpecialPackageRequest &&other);
     SpecialPackageRequest &operator=(const SpecialPackageRequest &other);
     SpecialPackageRequest &operator=(SpecialPackageRequest &&other);
+    /// @}
+
     ~SpecialPackageRequest() override;
 
+    /// @{
+    /// What is asked of the proxy: a number of its own, signed, 32 bits.
     int id() const;
     void setId(int id);
+    /// @}
 
+    /// @{
+    /// The text of the request. A "," in it ends the column.
     QString strData() const;
     void setStrData(const QString &strData);
+    /// @}
 
+    /// @{
     /// End time-out of the special flag; in no encoding.
     int specialFlagEndTimeOut() const;
     void setSpecialFlagEndTimeOut(const int &specialFlagEndTimeOut);
+    /// @}
 
+    /// @{
     /// Whether the request applies to all ports; in no encoding.
     bool getEnabledSpecialPackForAllPort() const;
     void setEnabledSpecialPackForAllPort(const bool &enabledSpecialPackForAllPort);
+    /// @}
 
     using PackageBase::unPackage;
 

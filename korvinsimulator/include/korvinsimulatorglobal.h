@@ -7,6 +7,9 @@
 
 #include <QtCore/QtGlobal>
 
+/// @def KORVINSIMULATOR_EXPORT
+/// Stands before what is exported; empty in a static build.
+
 #if defined(KORVINSIMULATOR_STATIC)
 #define KORVINSIMULATOR_EXPORT
 #elif defined(KORVINSIMULATOR_LIBRARY)
