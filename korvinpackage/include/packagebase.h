@@ -30,6 +30,8 @@ struct PackageBasePrivate;
 /// text record for the proxy link, and reads both back. Subclasses append their own part to each.
 /// Use a subclass for a request; use PackageBase itself to look at the part that all share.
 ///
+/// @dotfile frame.dot "Byte frames, and the bytes of their parts"
+///
 /// **Request frame**, integers little-endian, K and T the UTF-8 sizes of device key and tag:
 ///
 /// | offset   | width | field                                  |
@@ -51,17 +53,44 @@ struct PackageBasePrivate;
 /// | 19+K+T   | 2     | register address, low word             |
 /// | 21+K+T   | 2     | register address, high word            |
 ///
-/// **Short reply**, 6 bytes: marker 0, serial number (2), acknowledge code (1), communication
-/// result (1), package result (1).
+/// **Short reply**, 6 bytes; serial number 5 and success are `00 05 00 00 01 00`:
+///
+/// | offset | width | field                            |
+/// |--------|-------|----------------------------------|
+/// | 0      | 1     | marker, 0                        |
+/// | 1      | 2     | serial number, low 16 bits       |
+/// | 3      | 1     | acknowledge code, low 8 bits     |
+/// | 4      | 1     | communication result, low 8 bits |
+/// | 5      | 1     | package result, low 8 bits       |
 ///
 /// **Full reply**: the request frame with marker 1, then acknowledge code, 0, communication
 /// result, 0, package result, 0. The decoder reads the three results as consecutive bytes, and so
 /// does not get back what was written. Both sides of the protocol do this; it stays.
 ///
-/// **Request record**: 15 columns joined by ",": serial number, device key ("/" written "#*#" and
-/// "," written "*#*"), device type, screen, destination and port address, scan board address, high
-/// word, low word, reserved 2, "read" or "write", time-out, tag as it stands, communication
-/// result, package result. **Reply record**: the same and column 15, the acknowledge code.
+/// **Records**: columns joined by ",", 15 in a request and 16 in a reply, numbers in decimal.
+///
+/// | column | field                                               |
+/// |--------|-----------------------------------------------------|
+/// | 0      | serial number                                       |
+/// | 1      | device key, "/" written "#*#" and "," written "*#*" |
+/// | 2      | device type                                         |
+/// | 3      | screen address                                      |
+/// | 4      | destination address                                 |
+/// | 5      | port address                                        |
+/// | 6      | scan board address                                  |
+/// | 7      | register address, high word                         |
+/// | 8      | register address, low word                          |
+/// | 9      | reserved 2                                          |
+/// | 10     | "read" or "write"                                   |
+/// | 11     | time-out                                            |
+/// | 12     | tag as it stands                                    |
+/// | 13     | name of the communication result                    |
+/// | 14     | name of the package result                          |
+/// | 15     | acknowledge code, in a reply only                   |
+///
+/// @dotfile record.dot "The columns of a record in groups"
+///
+/// A request record:
 ///
 ///     7,usb#*#0*#*1,1,0,255,2,65535,2560,16,0,write,3000,t1,pending,ok
 ///

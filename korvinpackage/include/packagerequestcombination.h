@@ -21,6 +21,8 @@ class CombinationAccess; // reads combinations from JSON
 ///
 ///     writeData^7,usb0,1,...,2,1/255|ReadFile^8,usb0,1,...,a.txt
 ///
+/// @dotfile combination.dot "A record of requests"
+///
 /// | type word      | becomes                                                     |
 /// |----------------|-------------------------------------------------------------|
 /// | "writeData"    | a PackageRequestWriteData                                   |

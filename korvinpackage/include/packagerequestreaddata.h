@@ -15,9 +15,17 @@
 ///
 /// A reply of the data 01 FF 10: `03 00 00 00 01 FF 10`.
 ///
-/// **Record columns**: none in a request; in a reply, at 18 and 19, reply data length and data
-/// string: each byte as a decimal number, joined by "/" ("1/255/16"). A reply without data has an
-/// empty data string, which reads as one part, so that such a record is refused.
+/// **Record columns**, behind those of PackageRequestRead:
+///
+/// | request | reply | column                                                    |
+/// |---------|-------|-----------------------------------------------------------|
+/// | none    | 18    | reply data length                                         |
+/// | none    | 19    | data string: each byte as a decimal number, joined by "/" |
+///
+/// The data 01 FF 10 is `3,1/255/16`. A reply without data has an empty data string, which reads as
+/// one part, so that such a record is refused.
+///
+/// @dotfile linux.dot "The frame of the Linux client"
 ///
 /// **Linux frame**, little-endian, closed by the 16-bit sum of the bytes from offset 2 on, seed
 /// 0x5555 (see PackageBase::ReviseOk):

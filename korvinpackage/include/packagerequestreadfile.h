@@ -16,8 +16,13 @@
 /// The file a/b.txt: `07 00 61 2F 62 2E 74 78 74`. Readers do not count the N bytes of the name as
 /// consumed. Peers rely on it.
 ///
-/// **Record columns**: the file name as it stands, at 17 of a request and at 18 of a reply. A ","
-/// in it ends the column.
+/// **Record column**, behind those of PackageRequestRead:
+///
+/// | request | reply | column                                              |
+/// |---------|-------|-----------------------------------------------------|
+/// | 17      | 18    | file name as it stands; a "," in it ends the column |
+///
+/// A request for that file ends in `,0,file,a/b.txt`.
 class KORVINPACKAGE_EXPORT PackageRequestReadFile : public PackageRequestRead
 {
     Q_OBJECT

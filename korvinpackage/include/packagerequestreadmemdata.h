@@ -7,8 +7,14 @@
 ///
 /// The frame is that of PackageRequestRead; the offset is not in it.
 ///
-/// **Record column**: the offset, at 17 of a request and at 18 of a reply. It is read as a signed
-/// 32-bit number; one out of that range reads as 0.
+/// **Record column**, behind those of PackageRequestRead:
+///
+/// | request | reply | column         |
+/// |---------|-------|----------------|
+/// | 17      | 18    | offset, signed |
+///
+/// It is read with 32 bits; a number out of that range reads as 0. A request for 16 bytes from 100
+/// on ends in `,16,memData,100`.
 ///
 /// The meta-object is that of PackageRequestRead.
 class KORVINPACKAGE_EXPORT PackageRequestReadMemData : public PackageRequestRead

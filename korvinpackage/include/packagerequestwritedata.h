@@ -16,9 +16,15 @@
 /// data bytes as consumed, and so take the results of a full reply from where the data begins.
 /// Peers rely on it.
 ///
-/// **Record columns**: package data length and data string (each byte as a decimal number, joined
-/// by "/": "1/255/16"), at 17 and 18 of a request and at 18 and 19 of a reply. A request without
-/// data has an empty data string, which reads as one part, so that such a record is refused.
+/// **Record columns**, behind those of PackageRequestWrite:
+///
+/// | request | reply | column                                                    |
+/// |---------|-------|-----------------------------------------------------------|
+/// | 17      | 18    | package data length                                       |
+/// | 18      | 19    | data string: each byte as a decimal number, joined by "/" |
+///
+/// The data 01 FF 10 is `3,1/255/16`. A request without data has an empty data string, which reads
+/// as one part, so that such a record is refused.
 ///
 /// **Linux frame**: see PackageRequestReadData.
 ///

@@ -24,9 +24,16 @@
 /// A frame that this class made therefore does not give the file name back. Peers rely on both;
 /// the record carries everything.
 ///
-/// **Record columns**: file name as it stands (a "," in it ends the column) and offset, at 17 and
-/// 18 of a request. A reply carries them at 18 and 19, behind the acknowledge code, but is read at
-/// 17 and 18: reading a reply record that this class made gives the kind word as the file name.
+/// **Record columns**, behind those of PackageRequestWrite:
+///
+/// | request | reply | column                                              |
+/// |---------|-------|-----------------------------------------------------|
+/// | 17      | 18    | file name as it stands; a "," in it ends the column |
+/// | 18      | 19    | offset, signed                                      |
+///
+/// A request to write a/b.txt from 5 on ends in `,false,file,a/b.txt,5`. A reply has the columns
+/// one place further back, but is read at 17 and 18 as well: reading a reply record that this class
+/// made gives the kind word as the file name.
 class KORVINPACKAGE_EXPORT PackageRequestWriteFile : public PackageRequestWrite
 {
     Q_OBJECT

@@ -5,8 +5,16 @@
 
 /// A request to the proxy itself: an identifier, a text and two settings, no register or data.
 ///
-/// The frames are those of PackageBase. **The whole record** is three columns: id, time-out, text
-/// as it stands (a "," in it ends the column); a reply adds the acknowledge code:
+/// The frames are those of PackageBase. **Record columns**, which are all that it has:
+///
+/// | column | field                                          |
+/// |--------|------------------------------------------------|
+/// | 0      | id, signed                                     |
+/// | 1      | time-out                                       |
+/// | 2      | text as it stands; a "," in it ends the column |
+/// | 3      | acknowledge code, in a reply only              |
+///
+/// A request, and its reply:
 ///
 ///     12,0,hello
 ///     12,0,hello,0

@@ -5,6 +5,10 @@
 /// Marks what the library exports. A static build defines KORVINSIMULATOR_STATIC, for itself and
 /// for its users.
 
+/// @namespace KorvinSimulator
+/// A device in memory, SimulatedDevice: what it holds, what it answers, and what goes wrong on
+/// purpose.
+
 #include <QtCore/QtGlobal>
 
 /// @def KORVINSIMULATOR_EXPORT
