@@ -182,9 +182,7 @@ public:
     /// Orders by serial number, as unsigned numbers.
     bool operator<(const PackageBase &other);
 
-    /// @name Address of the operation
     /// @{
-
     /// Screen, destination, device type, port and scan board; then the register, as a high and a
     /// low word, and the direction.
     ///
@@ -222,9 +220,7 @@ public:
     void setTimeout(int timeout);
     /// @}
 
-    /// @name Split transfer
     /// @{
-
     /// Largest payload of one part in bytes, number of parts, and index of the part being handled.
     ///
     /// In no encoding. Decoders of request records derive the part count where their class says so.
@@ -264,9 +260,7 @@ public:
     void setTimeOutTimer(KORVIN_LINUX_CLIENT::PackageTimerOut *timeOutTimer);
     /// @}
 
-    /// @name Outcome
     /// @{
-
     /// Acknowledge code of the device, 0 for accepted; result of the transport; result of the
     /// device or the receiving side.
     ///
