@@ -12,10 +12,13 @@ set -euo pipefail
 
 packages=(cmake g++ libgtest-dev make ninja-build pkg-config python3 qtbase5-dev)
 if [[ ${1:-} == --tests || ${1:-} == --ci ]]; then
-    packages+=(bsdutils chromium chromium-driver tshark valgrind)
+    packages+=(bsdutils tshark valgrind)
+fi
+if [[ ${1:-} == --tests || ${1:-} == --docs || ${1:-} == --ci ]]; then
+    packages+=(chromium chromium-driver)
 fi
 if [[ ${1:-} == --docs || ${1:-} == --ci ]]; then
-    packages+=(chromium chromium-driver doxygen graphviz)
+    packages+=(doxygen graphviz)
 fi
 if [[ ${1:-} == --ci ]]; then
     packages+=(clang clang-format clang-tidy libclang-rt-dev llvm locales)

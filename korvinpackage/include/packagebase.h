@@ -210,7 +210,6 @@ public:
     void setReserved2(int reserved2);
     bool getIsRegisterAddrSelfIncreasing() const;
     void setIsRegisterAddrSelfIncreasing(bool isRegisterAddrSelfIncreasing);
-
     /// @}
 
     /// @{

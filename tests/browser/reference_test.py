@@ -6,7 +6,7 @@ FOLDER has the pages. Screenshots are written next to it, in FOLDER/../screensho
 packages chromium and chromium-driver.
 """
 
-import html.parser
+import html
 import pathlib
 import re
 import sys
@@ -53,21 +53,13 @@ return {
 WIDTH = 400
 
 
-class Links(html.parser.HTMLParser):
-    """What a page links to or shows, and what of it can be linked to."""
+def links_of(page):
+    """What a page links to or shows."""
+    return set(map(html.unescape, re.findall(r'\b(?:href|src|data)="([^"]*)"', page.read_text())))
 
-    def __init__(self, page):
-        super().__init__()
-        self.targets = []
-        self.anchors = set()
-        self.feed(page.read_text())
 
-    def handle_starttag(self, tag, attrs):
-        for name, value in attrs:
-            if name in ("href", "src", "data", "xlink:href"):
-                self.targets.append(value)
-            elif name == "id" or (name == "name" and tag == "a"):
-                self.anchors.add(value)
+def anchors_of(page):
+    return set(re.findall(r'\b(?:id|name)="([^"]*)"', page.read_text()))
 
 
 def document_tables():
@@ -115,27 +107,36 @@ class ReferenceTest(unittest.TestCase):
         """Those of the targets that are not there."""
         found = []
         for target in targets:
-            url = urllib.parse.urlsplit(urllib.parse.urljoin(page.as_uri(), target))
-            if url.scheme != "file":
+            url = urllib.parse.urlsplit(target.removeprefix(f"{FOLDER.as_uri()}/"))
+            if url.scheme in ("http", "https", "javascript"):
                 continue
-            path = pathlib.Path(urllib.parse.unquote(url.path))
+            name = urllib.parse.unquote(url.path) or page.name
             fragment = urllib.parse.unquote(url.fragment)
-            if not path.is_file() or FOLDER not in path.parents:
-                found.append(f"{page.name}: {target}")
-            elif fragment and path.suffix == ".html" and fragment not in anchors[path]:
+            if name not in anchors or (fragment and fragment not in anchors[name]):
                 found.append(f"{page.name}: {target}")
         return found
 
     def test_no_link_is_dead(self):
-        pages = {page: Links(page) for page in [*FOLDER.glob("*.html"), *FOLDER.glob("*.svg")]}
+        pages = [*FOLDER.glob("*.html"), *FOLDER.glob("dot_*.svg"), *FOLDER.glob("*__graph.svg")]
         self.assertGreater(len(pages), 100)
-        anchors = {page: links.anchors for page, links in pages.items()}
-        dead = [text for page, links in pages.items()
-                for text in self.dead(page, links.targets, anchors)]
+        anchors = {str(file.relative_to(FOLDER)): set() for file in FOLDER.glob("**/*.*")}
+        anchors |= {page.name: anchors_of(page) for page in pages}
+        dead = [text for page in pages for text in self.dead(page, links_of(page), anchors)]
         for name, looks in self.looks.items():
-            links = [link for link, _ in looks["links"]]
+            links = {link for link, _ in looks["links"]}
             self.assertGreater(len(links), 10, name)
             dead += self.dead(FOLDER / f"{name}.html", links, anchors)
+        self.assertEqual(dead, [])
+
+    def test_no_link_of_the_documents_is_dead(self):
+        dead = []
+        links = 0
+        for document in [*DOCS.glob("*.md"), *DOCS.parent.glob("*.md")]:
+            for target in re.findall(r"\]\(([^)]*)\)", document.read_text()):
+                links += 1
+                if not (document.parent / target).exists():
+                    dead.append(f"{document.name}: {target}")
+        self.assertGreater(links, 50)
         self.assertEqual(dead, [])
 
     def test_the_main_page_leads_to_the_start_pages(self):
@@ -183,17 +184,21 @@ class ReferenceTest(unittest.TestCase):
             self.assertEqual(looks["tooWide"], [], name)
             self.assertLessEqual(looks["width"], WIDTH, name)
 
+    def picture(self, name, scheme, place):
+        path = SCREENSHOTS / f"{name}-{scheme}.png"
+        with self.browser.window(500, 400):
+            self.browser.open(FOLDER / f"{name}.html", scheme)
+            self.browser.run("document.querySelector(arguments[0]).scrollIntoView()", place)
+            self.browser.screenshot(path)
+        return Picture(path)
+
     def test_light_and_dark(self):
         SCREENSHOTS.mkdir(exist_ok=True)
         for name, place in (("index", ".contents"), ("classPackageBase", "iframe[src*=frame]"),
                             ("md_docs_protocol", "table"), ("md_docs_start_client", ".fragment")):
             for scheme in ("light", "dark"):
                 with self.subTest(page=name, scheme=scheme):
-                    self.browser.open(FOLDER / f"{name}.html", scheme)
-                    self.browser.run("document.querySelector(arguments[0]).scrollIntoView()", place)
-                    path = SCREENSHOTS / f"{name}-{scheme}.png"
-                    self.browser.screenshot(path)
-                    picture = Picture(path)
+                    picture = self.picture(name, scheme, place)
                     behind = picture.pixel(2, 200)
                     light = luminance(behind)
                     self.assertTrue(light > 0.8 if scheme == "light" else light < 0.05, light)
