@@ -35,13 +35,13 @@ def follow(page, folder):
     """The faults of a page, and how many commands it has."""
     faults = []
     commands = 0
-    for block in BLOCK.finditer(page.read_text()):
+    for block in BLOCK.finditer(page.read_text("utf-8")):
         if block["file"]:
-            (folder / block["file"]).write_text(block["text"])
+            (folder / block["file"]).write_text(block["text"], "utf-8")
         if block["kind"] != "console":
             continue
         for command, expected in commands_of(block["text"]):
-            done = subprocess.run(["sh", "-c", command], cwd=folder, timeout=SECONDS, text=True,
+            done = subprocess.run(["sh", "-c", command], cwd=folder, timeout=SECONDS, encoding="utf-8",
                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
             commands += 1
             if (done.stdout, done.returncode) != (expected, 0):

@@ -30,7 +30,7 @@ DIAGRAMS = ["frame", "record", "linux", "combination"]
 
 # What a page shows: its links, once a script has added the menu; its pictures with their sizes, of those
 # in a frame the frame's; its tables; its width, and what is wider than the window and does not scroll by
-# itself.
+# itself; the types of members that have more lines than words.
 LOOKS = """
 const width = document.documentElement.clientWidth;
 const scrolls = element => element
@@ -48,6 +48,12 @@ return {
   tooWide: [...document.querySelectorAll('body *')]
       .filter(element => element.getBoundingClientRect().right > width + 1 && !scrolls(element))
       .map(element => element.outerHTML.slice(0, 100)),
+  torn: [...document.querySelectorAll('td.memItemLeft')].filter(cell => {
+    const range = document.createRange();
+    range.selectNodeContents(cell);
+    const lines = new Set([...range.getClientRects()].map(line => line.top));
+    return lines.size > cell.innerText.trim().split(/\\s+/).length;
+  }).map(cell => cell.innerText),
 };
 """
 WIDTH = 400
@@ -55,23 +61,23 @@ WIDTH = 400
 
 def links_of(page):
     """What a page links to or shows."""
-    return set(map(html.unescape, re.findall(r'\b(?:href|src|data)="([^"]*)"', page.read_text())))
+    return set(map(html.unescape, re.findall(r'\b(?:href|src|data)="([^"]*)"', page.read_text("utf-8"))))
 
 
 def anchors_of(page):
-    return set(re.findall(r'\b(?:id|name)="([^"]*)"', page.read_text()))
+    return set(re.findall(r'\b(?:id|name)="([^"]*)"', page.read_text("utf-8")))
 
 
 def document_tables():
     """The tables of docs/protocol.md with the text of their cells."""
-    tables = re.findall(r"^(?:\|.*\n)+", (DOCS / "protocol.md").read_text(), re.M)
+    tables = re.findall(r"^(?:\|.*\n)+", (DOCS / "protocol.md").read_text("utf-8"), re.M)
     return [[[cell.strip().replace("`", "") for cell in row.strip("|").split("|")]
              for number, row in enumerate(table.splitlines()) if number != 1] for table in tables]
 
 
 def named_table(name):
     """The rows of a table of docs/protocol.md."""
-    text = (DOCS / "protocol.md").read_text()
+    text = (DOCS / "protocol.md").read_text("utf-8")
     table = re.search(rf"<!-- table: {name} -->\n\n((?:\|.*\n)+)", text).group(1)
     return [[cell.strip() for cell in row.strip("|").split("|")]
             for row in table.splitlines()[2:]]
@@ -132,7 +138,7 @@ class ReferenceTest(unittest.TestCase):
         dead = []
         links = 0
         for document in [*DOCS.glob("*.md"), *DOCS.parent.glob("*.md")]:
-            for target in re.findall(r"\]\(([^)]*)\)", document.read_text()):
+            for target in re.findall(r"\]\(([^)]*)\)", document.read_text("utf-8")):
                 links += 1
                 if not (document.parent / target).exists():
                     dead.append(f"{document.name}: {target}")
@@ -183,6 +189,7 @@ class ReferenceTest(unittest.TestCase):
         for name, looks in self.looks.items():
             self.assertEqual(looks["tooWide"], [], name)
             self.assertLessEqual(looks["width"], WIDTH, name)
+            self.assertEqual(looks["torn"], [], name)
 
     def picture(self, name, scheme, place):
         path = SCREENSHOTS / f"{name}-{scheme}.png"
