@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs what the build needs, where it is missing.
 #
-# Usage: setup.sh [--tests | --ci | --benchmarks | --peers]
+# Usage: setup.sh [--tests | --docs | --ci | --benchmarks | --peers]
 #   --tests       also what the tests need to run: a browser, which looks at a page, tshark, which
 #                 runs the dissector, and valgrind, which counts instructions
+#   --docs        also what scripts/docs.sh needs
 #   --ci          also what the checks of .ci/run need
 #   --benchmarks  also what measures the codecs
 #   --peers       the same, and the libraries that are measured beside this one
@@ -11,7 +12,13 @@ set -euo pipefail
 
 packages=(cmake g++ libgtest-dev make ninja-build pkg-config python3 qtbase5-dev)
 if [[ ${1:-} == --tests || ${1:-} == --ci ]]; then
-    packages+=(bsdutils chromium chromium-driver tshark valgrind)
+    packages+=(bsdutils tshark valgrind)
+fi
+if [[ ${1:-} == --tests || ${1:-} == --docs || ${1:-} == --ci ]]; then
+    packages+=(chromium chromium-driver)
+fi
+if [[ ${1:-} == --docs || ${1:-} == --ci ]]; then
+    packages+=(doxygen graphviz)
 fi
 if [[ ${1:-} == --ci ]]; then
     packages+=(clang clang-format clang-tidy libclang-rt-dev llvm locales)

@@ -1,6 +1,6 @@
 // Holds the documentation to the code: the tables of docs/protocol.md are those that the layouts
 // give, and every korvinpack command that README.md, docs/ and tests/data/golden/ show prints what
-// they say it prints.
+// they say it prints. The start pages that need a library installed are for scripts/start-pages.sh.
 
 #include "layouts_p.h"
 #include "testsupport.h"
@@ -10,6 +10,7 @@
 #include <QtCore/QMap>
 #include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QTemporaryDir>
 
 namespace {
 
@@ -357,11 +358,18 @@ std::vector<Shown> commandsOf(const QString &document)
     return commands;
 }
 
-TEST(Documentation, CommandsPrintWhatIsShown)
+/// The environment with korvinpack in its path.
+QProcessEnvironment toolsEnvironment()
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("PATH"),
                        QStringLiteral(TOOLS_DIR ":") + environment.value(QStringLiteral("PATH")));
+    return environment;
+}
+
+TEST(Documentation, CommandsPrintWhatIsShown)
+{
+    const QProcessEnvironment environment = toolsEnvironment();
     int commands = 0;
     QStringList fileNames{QStringLiteral("README.md"), QStringLiteral("docs/protocol.md"),
                           QStringLiteral("docs/known-properties.md"),
@@ -386,6 +394,27 @@ TEST(Documentation, CommandsPrintWhatIsShown)
         }
     }
     EXPECT_GE(commands, 40);
+}
+
+/// They write files and use them, one after the other, in a folder of their own.
+TEST(Documentation, StartPagesPrintWhatIsShown)
+{
+    // Where a user's dissectors are.
+    QTemporaryDir home;
+    ASSERT_TRUE(QDir(home.path()).mkpath(QStringLiteral(".local/lib/wireshark")));
+    ASSERT_TRUE(QFile::link(QStringLiteral(SOURCE_DIR "/wireshark"),
+                            home.filePath(QStringLiteral(".local/lib/wireshark/plugins"))));
+    QProcessEnvironment environment = toolsEnvironment();
+    environment.insert(QStringLiteral("HOME"), home.path());
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral("python3"),
+                  {QStringLiteral(SOURCE_DIR "/tests/startpages_test.py"),
+                   QStringLiteral(SOURCE_DIR "/docs/start-capture.md"),
+                   QStringLiteral(SOURCE_DIR "/docs/start-firmware.md")});
+    ASSERT_TRUE(process.waitForFinished());
+    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardOutput().toStdString()
+                                     << process.readAllStandardError().toStdString();
 }
 
 /// The C++ blocks of README.md are parts of examples that are built and run.

@@ -5,7 +5,15 @@
 /// Marks what the library exports. A static build defines KORVININSPECT_STATIC, for itself and
 /// for its users.
 
+/// @namespace KorvinInspect
+/// Looks into frames and records: check() refuses hostile ones before a decoder sees them,
+/// explain() says what each field is, guess() what an unknown one may be; packages as JSON and in
+/// debug output.
+
 #include <QtCore/QtGlobal>
+
+/// @def KORVININSPECT_EXPORT
+/// Stands before what is exported; empty in a static build.
 
 #if defined(KORVININSPECT_STATIC)
 #define KORVININSPECT_EXPORT

@@ -8,14 +8,15 @@ namespace KorvinInspect {
 /// The encodings: byte frame, text record, frame of the Linux client.
 enum class Form { Frame, Text, Linux };
 
+/// To the device, or back from it.
 enum class Direction { Request, Reply };
 
 /// What a frame or record is; it does not say so itself. A combination record is a text request.
 struct MessageShape
 {
-    ClassId classId = ClassId::PackageBase;
-    Form form = Form::Frame;
-    Direction direction = Direction::Request;
+    ClassId classId = ClassId::PackageBase;   ///< Which class reads it.
+    Form form = Form::Frame;                  ///< Which encoding it is in.
+    Direction direction = Direction::Request; ///< Which way it goes.
 };
 
 /// The name of a class: that of its JSON.

@@ -36,13 +36,15 @@ enum class Fault {
 /// What check() found: the first fault in wire order.
 struct Verdict
 {
-    Fault fault = Fault::None;
+    Fault fault = Fault::None; ///< `Fault::None` for what is accepted.
+
     QString field;    ///< Name of the field, empty where none is concerned.
     int item = 0;     ///< Item of a combination, counted from 1; 0 elsewhere.
     int position = 0; ///< Byte offset in a frame, column in a record, both counted from 0.
     QString expected; ///< In words.
     QString found;    ///< In words.
 
+    /// Whether the input is accepted.
     bool isOk() const { return fault == Fault::None; }
 };
 

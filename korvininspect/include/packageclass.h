@@ -36,8 +36,9 @@ enum class ValueType { Number, Code, Flag, Text, Data };
 /// One field of a class, by the name that it has in JSON.
 struct PackageField
 {
-    QString name;
-    ValueType valueType;
+    QString name;        ///< As in JSON and in docs/protocol.md.
+    ValueType valueType; ///< Says which type of JSON value get() gives.
+
     QString type;   ///< In words, for people: "a whole number from 0 to 255", "a text".
     QString setter; ///< The operation that stores a value; empty where only constructors do.
 
@@ -60,8 +61,8 @@ struct PackageField
 /// list of packages and not one itself, has none of this.
 struct PackageClass
 {
-    ClassId id;
-    QString name;
+    ClassId id;   ///< What names the class in a MessageShape.
+    QString name; ///< That of the C++ class.
 
     /// The type word of the class in a combination record; empty where a record carries none.
     QString combinationType;
@@ -72,7 +73,7 @@ struct PackageClass
     /// Whether a package is of this class or of one that derives from it.
     std::function<bool(const PackageBase *)> isClassOf;
 
-    std::vector<PackageField> fields;
+    std::vector<PackageField> fields; ///< Inherited ones too.
 
     /// The field of that name, or null.
     KORVININSPECT_EXPORT const PackageField *field(const QString &fieldName) const;

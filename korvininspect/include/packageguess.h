@@ -13,9 +13,9 @@ namespace KorvinInspect {
 /// What an input may be.
 struct Guess
 {
-    MessageShape shape;
-    Verdict verdict; ///< That of check() for the shape.
-    QString reason;  ///< Why it may be this, or why not quite.
+    MessageShape shape; ///< Class, form and direction.
+    Verdict verdict;    ///< That of check() for the shape.
+    QString reason;     ///< Why it may be this, or why not quite.
 };
 
 /// What a captured frame or record may be, best first.

@@ -23,9 +23,11 @@ public:
     /// No slice; the check status is 1 (`OrvexEnum::CommOk`).
     CommPackageBase();
 
+    /// @{
     /// Copies the members, not the state of QObject.
     CommPackageBase(const CommPackageBase &other);
     CommPackageBase &operator=(const CommPackageBase &other);
+    /// @}
 
     /// Takes the slice of @p length bytes at @p start, as much of it as @p frame holds, and
     /// verifies its checksum. A negative length takes all bytes from @p start on.
@@ -33,24 +35,38 @@ public:
 
     ~CommPackageBase() override;
 
+    /// @{
+    /// Spare members for the caller: neither looked at nor changed. Empty and 0 at first.
     QByteArray getSpareBytes() const;
     CommPackageBase &setSpareBytes(const QByteArray &spareBytes);
     int getSpareLength() const;
     CommPackageBase &setSpareLength(const int &spareLength);
+    /// @}
 
+    /// @{
+    /// The bytes of the slice. The setter verifies nothing and leaves length and status as they
+    /// are.
     QByteArray getFrameSlice() const;
     CommPackageBase &setFrameSlice(const QByteArray &frameSlice);
+    /// @}
 
+    /// @{
     /// The length that was asked for; the slice is shorter where the frame ended first.
     int getSliceLength() const;
     CommPackageBase &setSliceLength(const int &sliceLength);
+    /// @}
 
+    /// @{
     /// 1 (`OrvexEnum::CommOk`) when the checksum holds, 2 (`OrvexEnum::CommCrcErr`) when not.
     int getCheckStatus() const;
     CommPackageBase &setCheckStatus(const int &checkStatus);
+    /// @}
 
+    /// @{
+    /// One more spare member, 0 at first.
     quint64 getSpareWord() const;
     CommPackageBase &setSpareWord(quint64 spareWord);
+    /// @}
 
     /// Hook for a subclass that reads requests out of slices; the base reads nothing and returns
     /// false.

@@ -7,6 +7,9 @@
 
 #include <QtCore/QtGlobal>
 
+/// @def KORVINPACKAGE_EXPORT
+/// Stands before what is exported; empty in a static build.
+
 #if defined(KORVINPACKAGE_STATIC)
 #define KORVINPACKAGE_EXPORT
 #elif defined(KORVINPACKAGE_LIBRARY)

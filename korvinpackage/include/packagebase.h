@@ -30,6 +30,8 @@ struct PackageBasePrivate;
 /// text record for the proxy link, and reads both back. Subclasses append their own part to each.
 /// Use a subclass for a request; use PackageBase itself to look at the part that all share.
 ///
+/// @dotfile frame.dot "Byte frames, and the bytes of their parts"
+///
 /// **Request frame**, integers little-endian, K and T the UTF-8 sizes of device key and tag:
 ///
 /// | offset   | width | field                                  |
@@ -51,17 +53,44 @@ struct PackageBasePrivate;
 /// | 19+K+T   | 2     | register address, low word             |
 /// | 21+K+T   | 2     | register address, high word            |
 ///
-/// **Short reply**, 6 bytes: marker 0, serial number (2), acknowledge code (1), communication
-/// result (1), package result (1).
+/// **Short reply**, 6 bytes; serial number 5 and success are `00 05 00 00 01 00`:
+///
+/// | offset | width | field                            |
+/// |--------|-------|----------------------------------|
+/// | 0      | 1     | marker, 0                        |
+/// | 1      | 2     | serial number, low 16 bits       |
+/// | 3      | 1     | acknowledge code, low 8 bits     |
+/// | 4      | 1     | communication result, low 8 bits |
+/// | 5      | 1     | package result, low 8 bits       |
 ///
 /// **Full reply**: the request frame with marker 1, then acknowledge code, 0, communication
 /// result, 0, package result, 0. The decoder reads the three results as consecutive bytes, and so
 /// does not get back what was written. Both sides of the protocol do this; it stays.
 ///
-/// **Request record**: 15 columns joined by ",": serial number, device key ("/" written "#*#" and
-/// "," written "*#*"), device type, screen, destination and port address, scan board address, high
-/// word, low word, reserved 2, "read" or "write", time-out, tag as it stands, communication
-/// result, package result. **Reply record**: the same and column 15, the acknowledge code.
+/// **Records**: columns joined by ",", 15 in a request and 16 in a reply, numbers in decimal.
+///
+/// | column | field                                               |
+/// |--------|-----------------------------------------------------|
+/// | 0      | serial number                                       |
+/// | 1      | device key, "/" written "#*#" and "," written "*#*" |
+/// | 2      | device type                                         |
+/// | 3      | screen address                                      |
+/// | 4      | destination address                                 |
+/// | 5      | port address                                        |
+/// | 6      | scan board address                                  |
+/// | 7      | register address, high word                         |
+/// | 8      | register address, low word                          |
+/// | 9      | reserved 2                                          |
+/// | 10     | "read" or "write"                                   |
+/// | 11     | time-out                                            |
+/// | 12     | tag as it stands                                    |
+/// | 13     | name of the communication result                    |
+/// | 14     | name of the package result                          |
+/// | 15     | acknowledge code, in a reply only                   |
+///
+/// @dotfile record.dot "The columns of a record in groups"
+///
+/// A request record:
 ///
 ///     7,usb#*#0*#*1,1,0,255,2,65535,2560,16,0,write,3000,t1,pending,ok
 ///
@@ -104,47 +133,63 @@ public:
     /// Takes over the same fields as the copy constructor; keeps its own server connection key.
     PackageBase &operator=(const PackageBase &other);
 
+    /// Deletes neither the user token nor the timer.
     ~PackageBase() override;
 
     /// Disconnects both signals of @p package, then deletes it. Null is allowed.
     static void clear(PackageBase *package);
 
     /// @}
-    /// @name Identity and order
-    /// @{
 
     /// Draws the next serial number of the process: 2, 3 and so on to 255, then from 1. Not
     /// locked: threads that create packages at the same time must take turns.
     static quint64 makeSerialNum();
 
-    /// The serial number; 0 with a critical log message if the package has lost its fields.
+    /// @{
+    /// Ties a reply to its request. Frames carry its low 16 bits, Linux frames its low 8; records
+    /// are written with all 64, and read with 32.
+    ///
+    /// Reads as 0, with a critical log message, if the package has lost its fields.
     quint64 getSerialNum() const;
     void setSerialNum(quint64 serialNum);
+    /// @}
 
+    /// @{
     /// Key of the device on its link. In frames up to 65535 bytes of UTF-8; a zero byte ends it.
     QString getDeviceKey() const;
     void setDeviceKey(QString deviceKey);
+    /// @}
 
-    /// The caller's tag, echoed by the peer. A "," in it shifts all later columns of a record.
+    /// @{
+    /// The caller's tag, echoed by the peer. A "," in it shifts all later columns of a record. In
+    /// frames up to 65535 bytes of UTF-8; a zero byte ends it.
     QString getTag() const;
     void setTag(QString tag);
+    /// @}
 
-    /// Protocol tag; not in any encoding.
+    /// @{
+    /// Protocol tag, for the caller; in no encoding.
     QString getTagProto() const;
     void setTagProto(QString tagProto);
+    /// @}
 
+    /// @{
     /// Key of the server connection that the package travels on; neither encoded nor copied.
     QString getSeverConnectionKey();
     void setServerConnectionKey(const QString &serverConnectionKey);
+    /// @}
 
     /// Orders by serial number, as unsigned numbers.
     bool operator<(const PackageBase &other);
 
-    /// @}
-    /// @name Address of the operation
-    /// The bytes and words are unsigned, whatever type a setter takes; a scan board address is cut
-    /// to 16 bits. Frames carry the low byte of device type and reserved 2.
     /// @{
+    /// Screen, destination, device type, port and scan board; then the register, as a high and a
+    /// low word, and the direction.
+    ///
+    /// Screen, destination and port are bytes, 0 to 255, whatever type a setter takes. The scan
+    /// board address and both words have 16 bits; more is cut off. Device type and reserved 2 have
+    /// 32 bits, signed: records carry all of them, frames the low byte. Whether the register
+    /// address advances by itself is in no encoding.
     uchar getScrAddr() const;
     void setScrAddr(char scrAddr);
     ushort getDesAddr() const;
@@ -165,51 +210,61 @@ public:
     void setReserved2(int reserved2);
     bool getIsRegisterAddrSelfIncreasing() const;
     void setIsRegisterAddrSelfIncreasing(bool isRegisterAddrSelfIncreasing);
-
     /// @}
-    /// @name Transfer
-    /// @{
 
-    /// Time-out in the caller's unit; the library only stores and transmits it.
+    /// @{
+    /// Time-out in the caller's unit, signed, 32 bits; the library only stores and transmits it.
+    /// Linux frames do not carry it.
     int getTimeout() const;
     void setTimeout(int timeout);
+    /// @}
 
-    /// Largest payload of one part of a split transfer, in bytes.
+    /// @{
+    /// Largest payload of one part in bytes, number of parts, and index of the part being handled.
+    ///
+    /// In no encoding. Decoders of request records derive the part count where their class says so.
     int getMaxPartSize() const;
     void setMaxPartSize(int maxPartSize);
-
-    /// Number of parts of a split transfer; decoders of requests derive it.
     int getPartCount() const;
     void setPartCount(int partCount);
-
-    /// Index of the part being handled.
     int getCurPartIndex() const;
     void setCurPartIndex(int curPartIndex);
+    /// @}
 
     /// True when @p sentParts is at least the part count; always true with part count 0.
     bool partSendComplete(int sentParts);
 
-    /// Kind of payload. PackageRequestWrite keeps a kind of its own beside this one.
+    /// @{
+    /// Kind of payload, carried by read requests. PackageRequestWrite keeps a kind of its own
+    /// beside this one.
     OrvexEnum::ClientPackageType getClientPackageType() const;
     void setClientPackageType(OrvexEnum::ClientPackageType clientPackageType);
+    /// @}
 
-    /// Whether the caller subscribes to hardware notifications.
+    /// @{
+    /// Whether the caller subscribes to hardware notifications; not in any encoding.
     bool getSubcribeHardware();
     void setSubcribeHardware(bool subcribeHardware);
+    /// @}
 
-    /// The caller's own pointer; never dereferenced or freed.
+    /// @{
+    /// The caller's own pointer; copied with the package, never dereferenced or freed.
     void *getUserToken() const;
     void setUserToken(void *userToken);
+    /// @}
 
-    /// The caller's timer; never used or freed.
+    /// @{
+    /// The caller's timer; copied with the package, never used or freed.
     KORVIN_LINUX_CLIENT::PackageTimerOut *getTimeOutTimer() const;
     void setTimeOutTimer(KORVIN_LINUX_CLIENT::PackageTimerOut *timeOutTimer);
-
     /// @}
-    /// @name Outcome
-    /// @{
 
-    /// Acknowledge code of the device; 0 means accepted. Frames carry its low byte.
+    /// @{
+    /// Acknowledge code of the device, 0 for accepted; result of the transport; result of the
+    /// device or the receiving side.
+    ///
+    /// Frames carry the low byte of each, records the number of the first and the names of the
+    /// others. A Linux frame has one signed status byte for all three.
     uint getAckCode() const;
     void setAckCode(uint ackCode);
     OrvexEnum::CommResults getCommResult() const;
@@ -266,9 +321,17 @@ public:
 
     /// Number of data bytes that the operation moves.
     virtual int getDataLength() const;
+
+    /// The data; empty in the base.
     virtual QByteArray data() const;
+
+    /// Stores the data, without its length; the base does nothing.
     virtual void setData(const QByteArray &data);
+
+    /// Stores the number of bytes that a write sends; the base does nothing.
     virtual void setPackageDataLength(int packageDataLength);
+
+    /// The number of bytes that a write sends; 0 in the base.
     virtual int getPackageDataLength() const;
 
     /// @}

@@ -21,6 +21,8 @@ class CombinationAccess; // reads combinations from JSON
 ///
 ///     writeData^7,usb0,1,...,2,1/255|ReadFile^8,usb0,1,...,a.txt
 ///
+/// @dotfile combination.dot "A record of requests"
+///
 /// | type word      | becomes                                                     |
 /// |----------------|-------------------------------------------------------------|
 /// | "writeData"    | a PackageRequestWriteData                                   |
@@ -46,16 +48,25 @@ public:
     /// An empty combination with the next serial number of PackageBase::makeSerialNum().
     PackageRequestCombination(int timeout, const QString &deviceKey);
 
+    /// @{
+    /// A copy refers to the same requests; assigning drops those that the target had, without
+    /// deleting them.
     PackageRequestCombination(const PackageRequestCombination &other);
     PackageRequestCombination &operator=(const PackageRequestCombination &other);
+    /// @}
+
     ~PackageRequestCombination() override;
 
     /// The requests in the order of the record.
     std::list<PackageBase *> packageList();
 
+    /// @{
+    /// What the constructor was given or drew. The record of a combination carries none of it, and
+    /// the requests have a device key, serial number and time-out each.
     QString getDeviceKey() const;
     quint64 getSerialNum() const;
     int getTimeout() const;
+    /// @}
 
     /// Decodes a combination record into new requests. The earlier entries of the list are dropped,
     /// not deleted.

@@ -15,10 +15,16 @@
 /// A read of 4096 bytes of a file: `00 10 00 00 01`. A full reply ends with a second copy of the
 /// payload, a short reply has none.
 ///
-/// **Record columns**: reply data length and kind word ("data", "file", "memData"), at 15 and 16
-/// of a request. A reply carries them at 16 and 17, behind the acknowledge code, but is read at 15
-/// and 16: reading a reply record that this class made gives the acknowledge code as the length,
-/// and the kind `MemDataPackage`. Peers rely on it.
+/// **Record columns**, behind those of PackageBase:
+///
+/// | request | reply | column                                 |
+/// |---------|-------|----------------------------------------|
+/// | 15      | 16    | reply data length                      |
+/// | 16      | 17    | kind word: "data", "file" or "memData" |
+///
+/// A reply has them behind the acknowledge code, but is read at 15 and 16 as well: reading a reply
+/// record that this class made gives the acknowledge code as the length, and the kind
+/// `MemDataPackage`. Peers rely on it.
 class KORVINPACKAGE_EXPORT PackageRequestRead : public PackageBase
 {
     Q_OBJECT
@@ -36,10 +42,13 @@ public:
 
     /// Takes the reply data length of @p other through its virtual getter.
     PackageRequestRead(const PackageRequestRead &other);
+
+    /// Takes over the PackageBase part and the reply data length.
     PackageRequestRead &operator=(const PackageRequestRead &other);
+
     ~PackageRequestRead() override;
 
-    /// Number of data bytes expected in the reply.
+    /// Stores the number of data bytes expected in the reply. A negative number is stored as it is.
     void setReplyDataLength(int replyDataLength);
 
     /// The virtual getReplyDataLength().

@@ -15,9 +15,17 @@
 ///
 /// A reply of the data 01 FF 10: `03 00 00 00 01 FF 10`.
 ///
-/// **Record columns**: none in a request; in a reply, at 18 and 19, reply data length and data
-/// string: each byte as a decimal number, joined by "/" ("1/255/16"). A reply without data has an
-/// empty data string, which reads as one part, so that such a record is refused.
+/// **Record columns**, behind those of PackageRequestRead:
+///
+/// | request | reply | column                                                    |
+/// |---------|-------|-----------------------------------------------------------|
+/// | none    | 18    | reply data length                                         |
+/// | none    | 19    | data string: each byte as a decimal number, joined by "/" |
+///
+/// The data 01 FF 10 is `3,1/255/16`. A reply without data has an empty data string, which reads as
+/// one part, so that such a record is refused.
+///
+/// @dotfile linux.dot "The frame of the Linux client"
 ///
 /// **Linux frame**, little-endian, closed by the 16-bit sum of the bytes from offset 2 on, seed
 /// 0x5555 (see PackageBase::ReviseOk):
@@ -67,6 +75,7 @@ public:
                            uchar reserved2, int timeout, QString tag, QByteArray data,
                            int replyDataLength);
 
+    /// Copies all fields and the data.
     PackageRequestReadData(const PackageRequestReadData &other);
 
     /// Copies the data only; all other fields of the target stay as they are.
@@ -74,6 +83,7 @@ public:
 
     ~PackageRequestReadData() override;
 
+    /// The data of a reply.
     QByteArray data() const override;
 
     /// Leaves the reply data length as it is.
@@ -106,8 +116,7 @@ public:
     QByteArray ParseSendRequest_Linux();
 
     /// Takes over the header of a reply (see unBasePackageReply_Linux()), its length as the reply
-    /// data length,
-    /// and its data.
+    /// data length, and its data.
     ///
     /// The data is appended to the data that the object has: clear it first where replies must not
     /// add up.

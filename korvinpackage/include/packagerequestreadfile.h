@@ -16,8 +16,13 @@
 /// The file a/b.txt: `07 00 61 2F 62 2E 74 78 74`. Readers do not count the N bytes of the name as
 /// consumed. Peers rely on it.
 ///
-/// **Record columns**: the file name as it stands, at 17 of a request and at 18 of a reply. A ","
-/// in it ends the column.
+/// **Record column**, behind those of PackageRequestRead:
+///
+/// | request | reply | column                                              |
+/// |---------|-------|-----------------------------------------------------|
+/// | 17      | 18    | file name as it stands; a "," in it ends the column |
+///
+/// A request for that file ends in `,0,file,a/b.txt`.
 class KORVINPACKAGE_EXPORT PackageRequestReadFile : public PackageRequestRead
 {
     Q_OBJECT
@@ -40,18 +45,26 @@ public:
                            uchar reserved2, int timeout, QString tag, int replyDataLength,
                            QString fileNameWithPath);
 
+    /// @{
+    /// Copies all fields, the file name and the broadcast of the response.
     PackageRequestReadFile(const PackageRequestReadFile &other);
     PackageRequestReadFile &operator=(const PackageRequestReadFile &other);
+    /// @}
+
     ~PackageRequestReadFile() override;
 
+    /// @{
     /// Path of the file on the device side.
     QString fileNameWithPath() const;
     void setFileNameWithPath(const QString &fileNameWithPath);
+    /// @}
 
+    /// @{
     /// Whether the proxy hands the response to every connected application; true at first, in no
     /// encoding.
     bool isBroadcastRspToAllApp() const;
     void set_isBroadcastRspToAllApp(bool isBroadcastRspToAllApp);
+    /// @}
 
     void AppendDataToPackage(bool isRequest, QByteArray *package) override;
 

@@ -7,8 +7,14 @@
 ///
 /// The frame is that of PackageRequestRead; the offset is not in it.
 ///
-/// **Record column**: the offset, at 17 of a request and at 18 of a reply. It is read as a signed
-/// 32-bit number; one out of that range reads as 0.
+/// **Record column**, behind those of PackageRequestRead:
+///
+/// | request | reply | column         |
+/// |---------|-------|----------------|
+/// | 17      | 18    | offset, signed |
+///
+/// It is read with 32 bits; a number out of that range reads as 0. A request for 16 bytes from 100
+/// on ends in `,16,memData,100`.
 ///
 /// The meta-object is that of PackageRequestRead.
 class KORVINPACKAGE_EXPORT PackageRequestReadMemData : public PackageRequestRead
@@ -30,16 +36,22 @@ public:
                               uchar reserved2, int timeout, QString tag, int replyDataLength,
                               long offset);
 
-    /// A moved-from package keeps its fields: there is nothing in it that moves.
+    /// @{
+    /// Copies all fields and the offset. A moved-from package keeps its fields: there is nothing in
+    /// it that moves.
     PackageRequestReadMemData(const PackageRequestReadMemData &other);
     PackageRequestReadMemData(PackageRequestReadMemData &&other);
     PackageRequestReadMemData &operator=(const PackageRequestReadMemData &other);
     PackageRequestReadMemData &operator=(PackageRequestReadMemData &&other);
+    /// @}
+
     ~PackageRequestReadMemData() override;
 
-    /// Position of the block in the device's memory, in bytes.
+    /// @{
+    /// Position of the block in the device's memory, in bytes. Records carry 32 bits of it, signed.
     long offset() const;
     void setOffset(long offset);
+    /// @}
 
     QString makePackageReply() override;
     QString makePackageRequest() override;

@@ -15,10 +15,15 @@
 /// A broadcast of memory data: `01 02`. A full reply ends with a second copy of the payload, a
 /// short reply has none. The package data length is not in the payload.
 ///
-/// **Record columns**: "true" or "false", and the kind word ("data", "file", "memData"), at 15 and
-/// 16 of a request. A reply carries them at 16 and 17, behind the acknowledge code, but is read at
-/// 15 and 16: reading a reply record that this class made gives broadcast false and the kind
-/// `DataPackage`. Peers rely on it.
+/// **Record columns**, behind those of PackageBase:
+///
+/// | request | reply | column                                 |
+/// |---------|-------|----------------------------------------|
+/// | 15      | 16    | broadcast: "true" or "false"           |
+/// | 16      | 17    | kind word: "data", "file" or "memData" |
+///
+/// A reply has them behind the acknowledge code, but is read at 15 and 16 as well: reading a reply
+/// record that this class made gives broadcast false and the kind `DataPackage`. Peers rely on it.
 ///
 /// A write keeps a kind of its own; the kind in its PackageBase part stays `DataPackage` unless it
 /// is set there.
@@ -38,8 +43,12 @@ public:
                         OrvexEnum::CommResults commResult, bool bBroadcast,
                         OrvexEnum::ClientPackageType clientPackageType);
 
+    /// @{
+    /// Copies all fields, the broadcast, the kind and the package data length.
     PackageRequestWrite(const PackageRequestWrite &other);
     PackageRequestWrite &operator=(const PackageRequestWrite &other);
+    /// @}
+
     ~PackageRequestWrite() override;
 
     /// Whether the write goes to all receivers.
@@ -51,9 +60,11 @@ public:
     /// The virtual getPackageDataLength().
     int getDataLength() const override;
 
-    /// Number of data bytes that the write sends.
+    /// @{
+    /// Number of data bytes that the write sends. A negative number is stored as it is.
     void setPackageDataLength(int packageDataLength) override;
     int getPackageDataLength() const override;
+    /// @}
 
     QByteArray MackPackageRequest() override;
     bool UnPackageRequest(QByteArray data, int startIndex, int *parsedLength) override;

@@ -16,9 +16,15 @@
 /// data bytes as consumed, and so take the results of a full reply from where the data begins.
 /// Peers rely on it.
 ///
-/// **Record columns**: package data length and data string (each byte as a decimal number, joined
-/// by "/": "1/255/16"), at 17 and 18 of a request and at 18 and 19 of a reply. A request without
-/// data has an empty data string, which reads as one part, so that such a record is refused.
+/// **Record columns**, behind those of PackageRequestWrite:
+///
+/// | request | reply | column                                                    |
+/// |---------|-------|-----------------------------------------------------------|
+/// | 17      | 18    | package data length                                       |
+/// | 18      | 19    | data string: each byte as a decimal number, joined by "/" |
+///
+/// The data 01 FF 10 is `3,1/255/16`. A request without data has an empty data string, which reads
+/// as one part, so that such a record is refused.
 ///
 /// **Linux frame**: see PackageRequestReadData.
 ///
@@ -46,10 +52,15 @@ public:
                             uchar reserved2, int timeout, QString tag, bool bBroadcast,
                             QByteArray data, int dataLength);
 
+    /// @{
+    /// Copies all fields and the data.
     PackageRequestWriteData(const PackageRequestWriteData &other);
     PackageRequestWriteData &operator=(const PackageRequestWriteData &other);
+    /// @}
+
     ~PackageRequestWriteData() override;
 
+    /// The data of a request.
     QByteArray data() const override;
 
     /// Leaves the package data length as it is.
@@ -89,8 +100,7 @@ public:
     QByteArray ParseSendRequest_Linux();
 
     /// Takes over the header of a reply (see unBasePackageReply_Linux()), its length as the package
-    /// data length,
-    /// and its data.
+    /// data length, and its data.
     ///
     /// The data is resized to that length and overwritten from its start; what the reply does not
     /// carry stays as it was, or is 0 where the data grew.

@@ -24,9 +24,16 @@
 /// A frame that this class made therefore does not give the file name back. Peers rely on both;
 /// the record carries everything.
 ///
-/// **Record columns**: file name as it stands (a "," in it ends the column) and offset, at 17 and
-/// 18 of a request. A reply carries them at 18 and 19, behind the acknowledge code, but is read at
-/// 17 and 18: reading a reply record that this class made gives the kind word as the file name.
+/// **Record columns**, behind those of PackageRequestWrite:
+///
+/// | request | reply | column                                              |
+/// |---------|-------|-----------------------------------------------------|
+/// | 17      | 18    | file name as it stands; a "," in it ends the column |
+/// | 18      | 19    | offset, signed                                      |
+///
+/// A request to write a/b.txt from 5 on ends in `,false,file,a/b.txt,5`. A reply has the columns
+/// one place further back, but is read at 17 and 18 as well: reading a reply record that this class
+/// made gives the kind word as the file name.
 class KORVINPACKAGE_EXPORT PackageRequestWriteFile : public PackageRequestWrite
 {
     Q_OBJECT
@@ -49,18 +56,26 @@ public:
                             uchar reserved2, int timeout, QString tag, bool bBroadcast,
                             QString fileNameWithPath, int offset);
 
+    /// @{
+    /// Copies all fields, the file name, the offset and the broadcast of the response.
     PackageRequestWriteFile(const PackageRequestWriteFile &other);
     PackageRequestWriteFile &operator=(const PackageRequestWriteFile &other);
+    /// @}
+
     ~PackageRequestWriteFile() override;
 
+    /// @{
     /// Path of the file; on the sending side that of a local file.
     QString fileNameWithPath() const;
     void setFileNameWithPaht(const QString &fileNameWithPath);
+    /// @}
 
+    /// @{
     /// Whether the proxy hands the response to every connected application; true at first, in no
     /// encoding.
     bool isBroadcastRspToAllApp() const;
     void set_isBroadcastRspToAllApp(bool isBroadcastRspToAllApp);
+    /// @}
 
     /// Position in the file at which this transfer starts, in bytes.
     int Offset() const;

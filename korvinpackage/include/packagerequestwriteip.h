@@ -27,12 +27,19 @@ public:
                           uchar reserved2, int timeout, QString tag, bool bBroadcast,
                           QByteArray data, int dataLength);
 
+    /// @{
+    /// Copies all fields, the data and the address.
     PackageRequestWriteIP(const PackageRequestWriteIP &other);
     PackageRequestWriteIP &operator=(const PackageRequestWriteIP &other);
+    /// @}
+
     ~PackageRequestWriteIP() override;
 
+    /// @{
+    /// The address as text; any text will do.
     QString getIPAddress() const;
     void setIPAddress(QString ipAddress);
+    /// @}
 
 private:
     QString m_ipAddress;

@@ -7,10 +7,17 @@
 ///
 /// The frame is that of PackageRequestWrite; offset and length are not in it.
 ///
-/// **Record columns**: offset and package data length, at 17 and 18 of a request. A reply carries
-/// them at 18 and 19, behind the acknowledge code, but is read at 17 and 18: reading a reply record
-/// that this class made gives the offset 0 and the offset that was sent as the length. Peers rely
-/// on it. Both are read as signed 32-bit numbers; one out of that range reads as 0.
+/// **Record columns**, behind those of PackageRequestWrite:
+///
+/// | request | reply | column                      |
+/// |---------|-------|-----------------------------|
+/// | 17      | 18    | offset, signed              |
+/// | 18      | 19    | package data length, signed |
+///
+/// Both are read with 32 bits; a number out of that range reads as 0. A request to write 16 bytes
+/// from 100 on ends in `,false,memData,100,16`. A reply has the columns one place further back, but
+/// is read at 17 and 18 as well: reading a reply record that this class made gives the offset 0 and
+/// the offset that was sent as the length. Peers rely on it.
 ///
 /// The meta-object is that of PackageRequestWrite.
 class KORVINPACKAGE_EXPORT PackageRequestWriteMemData : public PackageRequestWrite
@@ -29,13 +36,19 @@ public:
                                ushort lowAddr, uchar reserved2, int timeout, QString tag,
                                bool bBroadcast, long offset, int dataLength);
 
+    /// @{
+    /// Copies all fields and the offset.
     PackageRequestWriteMemData(const PackageRequestWriteMemData &other);
     PackageRequestWriteMemData &operator=(const PackageRequestWriteMemData &other);
+    /// @}
+
     ~PackageRequestWriteMemData() override;
 
-    /// Position of the block in the device's memory, in bytes.
+    /// @{
+    /// Position of the block in the device's memory, in bytes. Records carry 32 bits of it, signed.
     long offset() const;
     void setOffset(long offset);
+    /// @}
 
     QString makePackageReply() override;
     QString makePackageRequest() override;

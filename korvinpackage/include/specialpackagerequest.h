@@ -5,8 +5,16 @@
 
 /// A request to the proxy itself: an identifier, a text and two settings, no register or data.
 ///
-/// The frames are those of PackageBase. **The whole record** is three columns: id, time-out, text
-/// as it stands (a "," in it ends the column); a reply adds the acknowledge code:
+/// The frames are those of PackageBase. **Record columns**, which are all that it has:
+///
+/// | column | field                                          |
+/// |--------|------------------------------------------------|
+/// | 0      | id, signed                                     |
+/// | 1      | time-out                                       |
+/// | 2      | text as it stands; a "," in it ends the column |
+/// | 3      | acknowledge code, in a reply only              |
+///
+/// A request, and its reply:
 ///
 ///     12,0,hello
 ///     12,0,hello,0
@@ -27,27 +35,39 @@ public:
     /// The same with a device key.
     SpecialPackageRequest(int id, unsigned short endTimeOut, QString deviceKey);
 
+    /// @{
+    /// Copies all fields; moving moves the text and copies the rest.
     SpecialPackageRequest(const SpecialPackageRequest &other);
-
-    /// Moves the text; the PackageBase part is copied.
     SpecialPackageRequest(SpecialPackageRequest &&other);
     SpecialPackageRequest &operator=(const SpecialPackageRequest &other);
     SpecialPackageRequest &operator=(SpecialPackageRequest &&other);
+    /// @}
+
     ~SpecialPackageRequest() override;
 
+    /// @{
+    /// What is asked of the proxy: a number of its own, signed, 32 bits.
     int id() const;
     void setId(int id);
+    /// @}
 
+    /// @{
+    /// The text of the request. A "," in it ends the column.
     QString strData() const;
     void setStrData(const QString &strData);
+    /// @}
 
+    /// @{
     /// End time-out of the special flag; in no encoding.
     int specialFlagEndTimeOut() const;
     void setSpecialFlagEndTimeOut(const int &specialFlagEndTimeOut);
+    /// @}
 
+    /// @{
     /// Whether the request applies to all ports; in no encoding.
     bool getEnabledSpecialPackForAllPort() const;
     void setEnabledSpecialPackForAllPort(const bool &enabledSpecialPackForAllPort);
+    /// @}
 
     using PackageBase::unPackage;
 

@@ -30,12 +30,13 @@ namespace KorvinSimulator {
 /// Where a unit is: all of a package's address but the register.
 struct UnitAddress
 {
-    uchar screen = 0;
-    uchar destination = 0;
-    uchar deviceType = 0; ///< The low byte of a package's, which is all that frames carry.
-    uchar port = 0;
-    quint16 scanBoard = 0;
+    uchar screen = 0;      ///< 0 to 255.
+    uchar destination = 0; ///< 0 to 255.
+    uchar deviceType = 0;  ///< The low byte of a package's, which is all that frames carry.
+    uchar port = 0;        ///< 0 to 255.
+    quint16 scanBoard = 0; ///< 0 to 65535.
 
+    /// The order of QMap: field by field.
     KORVINSIMULATOR_EXPORT bool operator<(const UnitAddress &other) const;
 };
 
@@ -48,7 +49,7 @@ KORVINSIMULATOR_EXPORT quint32 registerAddressOf(const PackageBase &package);
 /// Bytes at consecutive register addresses: a register of that width, or a data block.
 struct Block
 {
-    QByteArray data;
+    QByteArray data; ///< The first byte is at the address of the block.
 
     /// How many bytes at the start of the block the last writes put there. A write to the start
     /// sets it; one further on extends it. File and memory writes take as many bytes from the
@@ -62,7 +63,7 @@ struct Unit
     /// By the register address of the first byte; blocks must not overlap.
     QMap<quint32, Block> blocks;
 
-    QByteArray memory;
+    QByteArray memory; ///< From offset 0 on.
 
     QMap<QString, QByteArray> files; ///< By name, as requests have it: a path is a name as well.
     qint64 fileSpace = 1048576;      ///< What all files together may take, at most 16 MiB.
@@ -71,7 +72,7 @@ struct Unit
 /// A device: its units, and what belongs to none of them.
 struct DeviceState
 {
-    QMap<UnitAddress, Unit> units;
+    QMap<UnitAddress, Unit> units; ///< By their address.
 
     /// The special requests that the device knows: what it answers, by id. A "," would end the
     /// answer.

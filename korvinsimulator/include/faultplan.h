@@ -30,7 +30,7 @@ KORVINSIMULATOR_EXPORT QString describe(FaultKind kind);
 /// One fault and its details.
 struct Fault
 {
-    FaultKind kind = FaultKind::None;
+    FaultKind kind = FaultKind::None; ///< What goes wrong.
 
     /// Delay: in milliseconds.
     int delay = 0;

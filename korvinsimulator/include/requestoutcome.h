@@ -11,8 +11,8 @@ struct RequestOutcome
     /// 0 for success, below 128. The status of a Linux frame is this code, and nothing else of the
     /// outcome is in it.
     unsigned ackCode = 0;
-    OrvexEnum::CommResults commResult = OrvexEnum::CommOk;
-    OrvexEnum::PackageResults packResult = OrvexEnum::PackOk;
+    OrvexEnum::CommResults commResult = OrvexEnum::CommOk;    ///< Of the transport.
+    OrvexEnum::PackageResults packResult = OrvexEnum::PackOk; ///< Of the device.
 };
 
 } // namespace KorvinSimulator

@@ -44,11 +44,15 @@ struct Answer
 class KORVINSIMULATOR_EXPORT SimulatedDevice
 {
 public:
+    /// A device with a copy of @p state, and without faults.
     explicit SimulatedDevice(const DeviceState &state = {});
     virtual ~SimulatedDevice();
 
+    /// @{
+    /// What the device holds now. It may be changed between two requests.
     DeviceState &state();
     const DeviceState &state() const;
+    /// @}
 
     /// What goes wrong from now on.
     void setFaults(const FaultPlan &faults);
