@@ -5,6 +5,8 @@
 #include <packagerequestreadmemdata.h>
 #include <packagerequestwritememdata.h>
 
+#include <limits>
+
 namespace {
 
 const QString Key = QStringLiteral("key");
@@ -142,9 +144,10 @@ TEST(MemDataRequests, OffsetsAreReadWith32Bits)
 TEST(PackageRequestReadMemData, WritesTheWholeOffset)
 {
     PackageRequestReadMemData package;
-    package.setOffset(5000000000L);
-    EXPECT_TRUE(package.makePackageRequest().endsWith(QStringLiteral(",0,data,5000000000")));
-    EXPECT_TRUE(package.makePackageReply().endsWith(QStringLiteral(",0,0,data,5000000000")));
+    package.setOffset(std::numeric_limits<long>::max());
+    const auto largest = QLatin1String(sizeof(long) == 8 ? "9223372036854775807" : "2147483647");
+    EXPECT_TRUE(package.makePackageRequest().endsWith(QStringLiteral(",0,data,") + largest));
+    EXPECT_TRUE(package.makePackageReply().endsWith(QStringLiteral(",0,0,data,") + largest));
 }
 
 TEST(PackageRequestReadMemData, RequestRecordGivesThePartCountOfTheRead)

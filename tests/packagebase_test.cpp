@@ -498,8 +498,9 @@ long slotOf(Function function)
     static_assert(sizeof function == 2 * sizeof(long));
     long words[2];
     std::memcpy(words, &function, sizeof words);
-    EXPECT_EQ(words[0] % 8, 1) << "not virtual";
-    return words[0] / 8;
+    constexpr auto SlotSize = static_cast<long>(sizeof(void *));
+    EXPECT_EQ(words[0] % SlotSize, 1) << "not virtual";
+    return words[0] / SlotSize;
 }
 
 TEST(PackageBase, SlotOrder)

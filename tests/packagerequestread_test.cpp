@@ -381,7 +381,7 @@ TEST(PackageRequestRead, ReplyDataLengthIsTheLastSlot)
         long words[2];
         static_assert(sizeof words == sizeof function);
         std::memcpy(words, &function, sizeof words);
-        return words[0] / 8;
+        return words[0] / static_cast<long>(sizeof(void *));
     };
     EXPECT_EQ(slotOf(&PackageRequestRead::getReplyDataLength),
               slotOf(&PackageBase::unBasePackageReply_Linux) + 2);
