@@ -18,7 +18,7 @@ using namespace Korvin;
 
 namespace {
 
-constexpr char LogFile[] = "packagerequestcombination";
+constexpr char CombinationLogFile[] = "packagerequestcombination";
 
 /// A new request of the type; null for a type that does not travel in a combination.
 std::unique_ptr<PackageBase> createRequest(CombinationType type)
@@ -150,7 +150,7 @@ bool PackageRequestCombination::unCombinationPackageRequest(const QString &text)
                 codeOf(CombinationTypeNames, propsType, CombinationType::Unknown);
             std::unique_ptr<PackageBase> package = createRequest(type);
             if (!package) {
-                QMessageLogger(LogFile, __LINE__, function)
+                QMessageLogger(CombinationLogFile, __LINE__, function)
                     .warning(type == CombinationType::Unknown ? "Error package type of CMBPackages."
                                                               : "ReadMemData is not support !!!");
                 return false;
@@ -168,7 +168,8 @@ bool PackageRequestCombination::makeCombinationPackageRequest()
     const char *const function = Q_FUNC_INFO;
     return guarded([&] {
         if (m_packageList.empty()) {
-            QMessageLogger(LogFile, __LINE__, function).warning("CMBPACKAGES size is 0.");
+            QMessageLogger(CombinationLogFile, __LINE__, function)
+                .warning("CMBPACKAGES size is 0.");
             return false;
         }
         for (const PackageBase *package : m_packageList) {
@@ -177,7 +178,7 @@ bool PackageRequestCombination::makeCombinationPackageRequest()
                 return false;
             const char *fault = code == OrvexEnum::Write ? writeFault(package) : nullptr;
             if (fault) {
-                QMessageLogger(LogFile, __LINE__, function).warning("%s", fault);
+                QMessageLogger(CombinationLogFile, __LINE__, function).warning("%s", fault);
                 return false;
             }
         }

@@ -11,7 +11,10 @@ sources=('korvinpackage/*.cpp')
 if [[ ${1:-} == --all ]]; then
     sources+=('korvin*/*.cpp' 'tools/*.cpp' 'examples/*.cpp' 'tests/*.cpp' ':!tests/consumer')
 fi
-cmake --preset coverage >/dev/null
-cmake --build --preset coverage >/dev/null # for generated headers
+build=build/lint
+cmake --preset coverage -B "$build" -DCMAKE_UNITY_BUILD=OFF >/dev/null
+if [[ ${1:-} == --all ]]; then
+    cmake --build "$build" >/dev/null # for generated headers
+fi
 git ls-files "${sources[@]}" \
-    | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/coverage 2>/dev/null
+    | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p "$build" 2>/dev/null
