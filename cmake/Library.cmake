@@ -23,6 +23,12 @@ function(korvinpackage_library target)
         $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/${target}>)
     target_link_libraries(${target} PUBLIC ${arg_REQUIRES})
+    # Templates of the standard library and of Qt would be exported as well.
+    set(exports ${CMAKE_CURRENT_SOURCE_DIR}/exports.map)
+    if(type STREQUAL "SHARED_LIBRARY" AND UNIX AND NOT APPLE)
+        target_link_options(${target} PRIVATE -Wl,--version-script=${exports})
+        set_target_properties(${target} PROPERTIES LINK_DEPENDS ${exports})
+    endif()
     set_target_properties(${target} PROPERTIES
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON
@@ -47,10 +53,17 @@ endfunction()
 # Installs the CMake package of all libraries.
 function(korvinpackage_install_cmake_package)
     set(directory ${CMAKE_INSTALL_LIBDIR}/cmake/KorvinPackage)
-    install(EXPORT KorvinPackageTargets NAMESPACE Korvin:: DESTINATION ${directory})
+    # A shared and a static build may be installed together.
+    if(BUILD_SHARED_LIBS)
+        set(targets KorvinPackageSharedTargets)
+    else()
+        set(targets KorvinPackageStaticTargets)
+    endif()
+    install(EXPORT KorvinPackageTargets NAMESPACE Korvin:: FILE ${targets}.cmake
+        DESTINATION ${directory})
     configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KorvinPackageConfig.cmake.in
         KorvinPackageConfig.cmake INSTALL_DESTINATION ${directory})
-    write_basic_package_version_file(KorvinPackageConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+    write_basic_package_version_file(KorvinPackageConfigVersion.cmake COMPATIBILITY SameMajorVersion)
     install(FILES
         ${CMAKE_CURRENT_BINARY_DIR}/KorvinPackageConfig.cmake
         ${CMAKE_CURRENT_BINARY_DIR}/KorvinPackageConfigVersion.cmake
