@@ -148,29 +148,46 @@ QString capitalised(const QString &word)
     return word.left(1).toUpper() + word.mid(1);
 }
 
-template <typename Value>
-PackageField makeField(const char *name, const QString &setter, const Format<Value> &format,
-                       const Access<Value> &access)
+/// What is wrong with a value that is none of a field of @p type.
+QString describeMisfit(const QJsonValue &value, const QString &type)
 {
+    const QByteArray array = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+    return QStringLiteral("%1 is not %2")
+        .arg(QString::fromUtf8(array.mid(1, array.size() - 2)), type);
+}
+
+template <typename Value>
+PackageField makeField(const char *name, const QString &setter, Format<Value> format,
+                       Access<Value> access)
+{
+    struct Binding
+    {
+        Format<Value> format;
+        Access<Value> access;
+    };
+    const auto bound =
+        std::make_shared<const Binding>(Binding{std::move(format), std::move(access)});
     return {
         QString::fromLatin1(name),
-        format.valueType,
-        format.type,
+        bound->format.valueType,
+        bound->format.type,
         setter,
-        [=](const PackageBase &package) { return format.toJson(access.get(package)); },
-        [=](PackageBase &package, const QJsonValue &value) {
-            const std::optional<Value> parsed = format.fromJson(value);
-            if (!parsed) {
-                const QByteArray array =
-                    QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
-                return QStringLiteral("%1 is not %2")
-                    .arg(QString::fromUtf8(array.mid(1, array.size() - 2)), format.type);
-            }
-            access.set(package, *parsed);
+        [bound](const PackageBase &package) {
+            return bound->format.toJson(bound->access.get(package));
+        },
+        [bound](PackageBase &package, const QJsonValue &value) {
+            const std::optional<Value> parsed = bound->format.fromJson(value);
+            if (!parsed)
+                return describeMisfit(value, bound->format.type);
+            bound->access.set(package, *parsed);
             return QString();
         },
-        [=](const PackageBase &package) { return format.forPeople(access.get(package)); },
-        [=](const PackageBase &package) { return format.expression(access.get(package)); },
+        [bound](const PackageBase &package) {
+            return bound->format.forPeople(bound->access.get(package));
+        },
+        [bound](const PackageBase &package) {
+            return bound->format.expression(bound->access.get(package));
+        },
     };
 }
 
