@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Freezes the cases of the conformance kit as the golden frames and records of a release, one file for
-# each class and form, and lists their sums. scripts/check-released.sh holds them to it ever after.
+# each class and form, and the ABI of the libraries that the preset dev has built; lists their sums.
+# scripts/check-released.sh and scripts/check-abi.sh hold later ones to it ever after.
 #
 # Usage: freeze.sh VERSION
 set -euo pipefail
@@ -18,4 +19,10 @@ for line in open(sys.argv[1], encoding="utf-8"):
     with open(f"{sys.argv[2]}/{case['class']}.{form}.jsonl", "a", encoding="utf-8") as file:
         file.write(line)
 END
-(cd "$released" && LC_ALL=C sha256sum "$1"/*.jsonl >>SHA256SUMS)
+for library in korvinpackage korvininspect korvinsimulator; do
+    abidw --headers-dir "$library/include" --drop-private-types --exported-interfaces-only \
+        --no-comp-dir-path --no-corpus-path --no-show-locs \
+        --out-file "$released/$1/lib$library.abi" "build/dev/$library/lib$library.so"
+done
+xz -9 "$released/$1"/*.abi
+(cd "$released" && LC_ALL=C sha256sum "$1"/*.abi.xz "$1"/*.jsonl >>SHA256SUMS)
