@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Installs what the build needs, where it is missing.
 #
-# Usage: setup.sh [--tests | --docs | --ci | --benchmarks | --peers]
+# Usage: setup.sh [--tests | --docs | --packages | --ci | --benchmarks | --peers]
 #   --tests       also what the tests need to run: a browser, which looks at a page, tshark, which
 #                 runs the dissector, and valgrind, which counts instructions
 #   --docs        also what scripts/docs.sh needs
+#   --packages    also what scripts/package.sh needs
 #   --ci          also what the checks of .ci/run need
 #   --benchmarks  also what measures the codecs
 #   --peers       the same, and the libraries that are measured beside this one
@@ -17,11 +18,14 @@ fi
 if [[ ${1:-} == --tests || ${1:-} == --docs || ${1:-} == --ci ]]; then
     packages+=(chromium chromium-driver)
 fi
-if [[ ${1:-} == --docs || ${1:-} == --ci ]]; then
+if [[ ${1:-} == --docs || ${1:-} == --packages || ${1:-} == --ci ]]; then
     packages+=(doxygen graphviz)
 fi
+if [[ ${1:-} == --packages || ${1:-} == --ci ]]; then
+    packages+=(debhelper dpkg-dev lintian)
+fi
 if [[ ${1:-} == --ci ]]; then
-    packages+=(clang clang-format clang-tidy libclang-rt-dev llvm locales)
+    packages+=(abigail-tools clang clang-format clang-tidy libclang-rt-dev llvm locales qt6-base-dev)
 fi
 if [[ ${1:-} == --ci || ${1:-} == --benchmarks || ${1:-} == --peers ]]; then
     packages+=(libbenchmark-dev valgrind)

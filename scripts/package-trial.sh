@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Tries the packages of build/package as a new user would: on a bare Debian 12, unpacked for this, installs
+# them, does what the start pages say, builds the consumers, uninstalls them, and looks for what is left.
+# Needs root and Debian's package server.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+need=(mmdebstrap)
+dpkg-query --show "${need[@]}" >/dev/null 2>&1 || apt-get install -qq -y --no-install-recommends "${need[@]}"
+
+root=$PWD/build/package/bare
+rm -rf "$root"
+echo "trial: a bare Debian 12"
+mmdebstrap --quiet --variant=apt bookworm "$root" http://deb.debian.org/debian
+cp /etc/resolv.conf "$root/etc/"
+# Packages of documentation keep it, whatever this machine is set up for.
+mkdir "$root/trial"
+cp build/package/*.deb "$root/trial"
+git ls-files -z scripts tests/consumer tests/startpages_test.py 'docs/start-*.md' \
+    | xargs -0 cp --parents -t "$root/trial"
+
+inside() {
+    chroot "$root" env -i PATH=/usr/bin:/bin:/usr/sbin:/sbin HOME=/root LC_ALL=C.UTF-8 \
+        DEBIAN_FRONTEND=noninteractive bash -euc "cd /trial; $1" </dev/null
+}
+trap 'umount "$root/proc" 2>/dev/null || true' EXIT
+mount -t proc proc "$root/proc"
+
+echo "trial: install"
+inside "apt-get update -qq; apt-get install -qq -y ./*.deb g++ cmake make pkg-config python3 tshark >/dev/null 2>log \
+    || { cat log; exit 1; }"
+echo "trial: start pages"
+inside "scripts/start-pages.sh --installed"
+echo "trial: consumers"
+inside "tests/consumer/installed.sh /usr"
+echo "trial: uninstall"
+inside "apt-get purge -qq -y '.*korvin.*' >/dev/null"
+left=$(find "$root" -path "$root/trial" -prune -o -path "$root/proc" -prune -o -iname '*korvin*' -print \
+    | grep -v "$root/var/cache/apt" || true)
+if [[ -n $left ]]; then
+    echo "trial: left behind: $left" >&2
+    exit 1
+fi
+echo "trial: all done, nothing is left"
