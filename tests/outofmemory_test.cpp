@@ -138,8 +138,10 @@ TEST_P(OutOfMemory, PayloadsAreReadOrRefused)
     QByteArray payload;
     makeWithLength()->AppendDataToPackage(true, &payload);
     const auto decode = [&payload](auto &p) {
-        int parsed = 0;
-        return p.ParseDataFromPackage(true, payload, 0, &parsed);
+        int parsed = -1;
+        const bool read = p.ParseDataFromPackage(true, payload, 0, &parsed);
+        EXPECT_GE(parsed, 0);
+        return read;
     };
     failEachAllocation(makeEmpty, decode);
 }

@@ -201,6 +201,13 @@ TEST(PackageRequestWriteData, AnnouncedDataIsMadeReadyUpTo256Mebibytes)
     EXPECT_EQ(package.data().count('\0'), 256 * Mebibyte);
 }
 
+TEST(PackageRequestWriteData, DataThatIsThereIsKeptBeyond256Mebibytes)
+{
+    const QByteArray data(256 * Mebibyte + 1, 'x');
+    const auto package = makeWrite<PackageRequestWriteData>(data, data.size());
+    EXPECT_EQ(package.data().size(), 256 * Mebibyte + 1);
+}
+
 TEST(PackageRequestWriteData, ConsumedLengthLeavesOutTheData)
 {
     auto package = makeWrite<PackageRequestWriteData>(hex("01 02 03 04 05"), 5);

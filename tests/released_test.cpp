@@ -20,7 +20,8 @@ std::vector<QString> releasedFiles()
 {
     std::vector<QString> files;
     for (const QString &release : QDir(Released).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        for (const QString &name : QDir(Released + release).entryList(QDir::Files))
+        for (const QString &name :
+             QDir(Released + release).entryList({QStringLiteral("*.jsonl")}, QDir::Files))
             files.push_back(release + QLatin1Char('/') + name);
     }
     return files;
@@ -107,6 +108,8 @@ TEST_P(ReleasedFile, EncodesAndDecodesToTheSame)
         const QJsonObject json = QJsonDocument::fromJson(line).object();
         SCOPED_TRACE(json.value(QLatin1String("case")).toString().toStdString());
         ++cases;
+        if (sizeof(long) == 4 && line.contains("offset beyond 32 bits"))
+            continue; // of memory, which is a long
         if (json.value(QLatin1String("class")) == className(ClassId::PackageRequestCombination))
             checkCombination(json);
         else

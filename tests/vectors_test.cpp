@@ -59,6 +59,9 @@ protected:
 
 TEST_P(Vectors, EncodeAndDecode)
 {
+    const QString name = GetParam().content.value(QLatin1String("name")).toString();
+    if (sizeof(long) == 4 && name.startsWith(QLatin1String("offset beyond 32 bits")))
+        GTEST_SKIP() << "an offset of memory is a long, of 32 bits here";
     int forms = 0;
     const bool decodeOnly = GetParam().content.value(QLatin1String("decodeOnly")).toBool();
     for (const FormOfVector &form : EncodedForms) {
