@@ -11,9 +11,9 @@
 #include "valuetext_p.h"
 
 #include <QtCore/QJsonObject>
+#include <QtCore/QMap>
 
 #include <algorithm>
-#include <map>
 
 namespace KorvinInspect {
 
@@ -22,7 +22,7 @@ namespace {
 /// What the fields are for, by name.
 QString descriptionOf(const QString &name)
 {
-    static const std::map<QString, QString> descriptions{
+    static const QMap<QString, QString> descriptions{
         {QStringLiteral("marker"),
          QStringLiteral("kind of frame: 0 request or short reply, 1 full reply")},
         {QStringLiteral("start"), QStringLiteral("start of a Linux frame, 55 AA")},
@@ -61,8 +61,7 @@ QString descriptionOf(const QString &name)
          QStringLiteral("0x5555 plus all bytes from offset 2 on, modulo 0x10000")},
         {QStringLiteral("type"), QStringLiteral("what the item of the combination is")},
     };
-    const auto found = descriptions.find(name);
-    return found == descriptions.end() ? QString() : found->second;
+    return descriptions.value(name);
 }
 
 QString nameOf(const WireField &field)
@@ -231,7 +230,7 @@ private:
 
     MessageShape m_shape;
     QByteArray m_frame;
-    std::map<QString, QString> m_texts;
+    QMap<QString, QString> m_texts;
     QVector<ExplainedField> m_fields;
 };
 
