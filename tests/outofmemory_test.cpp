@@ -127,8 +127,10 @@ TEST_P(OutOfMemory, HeadersAreReadOrRefused)
 {
     const QByteArray header = make()->PackageBase::MackPackageRequest();
     const auto decode = [&header](auto &p) {
-        int consumed = 0;
-        return p.PackageBase::UnPackageRequest(header, 0, &consumed) && consumed > 0;
+        int consumed = -1;
+        const bool read = p.PackageBase::UnPackageRequest(header, 0, &consumed);
+        EXPECT_EQ(consumed, read ? header.size() : 0);
+        return read;
     };
     EXPECT_GT(failEachAllocation(makeEmpty, decode), 0);
 }
