@@ -108,6 +108,8 @@ inline std::unique_ptr<PackageBase> filledPackage(const KorvinInspect::PackageCl
             break;
         }
     }
+    // It owns no memory, which a user's data need not do either.
+    package->setData(QByteArray::fromRawData("\xB1\xB2\xB3\xB4\xB5", 5));
     return package;
 }
 

@@ -8,6 +8,7 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QStringList>
 
+#include <clocale>
 #include <cstdio>
 #include <exception>
 #include <utility>
@@ -38,6 +39,7 @@ bool replay(const QString &fileName)
 
 int main(int argc, char *argv[])
 {
+    std::setlocale(LC_ALL, "");
     QStringList files;
     for (int i = 1; i < argc; ++i) {
         const QString name = QFile::decodeName(argv[i]);

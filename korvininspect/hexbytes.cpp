@@ -20,15 +20,16 @@ QString bytesFromHex(const QString &text, QByteArray *bytes)
 {
     bytes->clear();
     int high = -1;
-    for (int i = 0; i < text.size(); ++i) {
-        const QChar character = text.at(i);
+    qint64 position = 0;
+    for (const QChar character : text) {
+        ++position;
         if (high < 0 && character.isSpace())
             continue;
         const int value = digitValue(character);
         if (value < 0) {
             return QStringLiteral("\"%1\" at character %2 is not a hexadecimal digit")
                 .arg(character)
-                .arg(i + 1);
+                .arg(position);
         }
         if (high < 0) {
             high = value;

@@ -39,7 +39,7 @@ inline quint8 byteAt(const QByteArray &bytes, qint64 position)
 {
     if (position < 0 || position >= bytes.size())
         return 0;
-    return static_cast<quint8>(bytes.at(static_cast<int>(position)));
+    return static_cast<quint8>(bytes.constData()[position]);
 }
 
 /// PackageBase::GetVauleFromBytes without the copy of the array.
@@ -53,7 +53,7 @@ inline int littleEndianField(const QByteArray &array, int start, int count, int 
         return 0;
     quint32 value = 0;
     for (int i = 0; i < qMin(count, 4); ++i)
-        value |= quint32(byteAt(array, start + i)) << (8 * i);
+        value |= quint32(byteAt(array, qint64(start) + i)) << (8 * i);
     return static_cast<int>(value);
 }
 

@@ -41,29 +41,29 @@ inline int checkedSize(qint64 size)
 /// Gives @p bytes a length; what this adds is 0. A length below 0 counts as 0.
 inline void resizeWithZeros(QByteArray &bytes, qint64 length)
 {
+    const int newLength = qMax(checkedSize(length), 0);
     const qint64 oldLength = bytes.size();
-    if (length == oldLength)
+    if (newLength == oldLength)
         return; // without a copy of what is shared
-    if (length > bytes.capacity()) {
-        // resize() may take twice as much.
-        QByteArray larger(checkedSize(length), Qt::Uninitialized);
-        std::memcpy(larger.data(), bytes.constData(), static_cast<size_t>(oldLength));
-        bytes = std::move(larger);
-    } else {
-        bytes.resize(static_cast<int>(qMax<qint64>(length, 0)));
-    }
-    if (length > oldLength)
-        std::memset(bytes.data() + oldLength, 0, static_cast<size_t>(length - oldLength));
+    bytes.resize(newLength);
+    if (newLength > oldLength)
+        std::memset(bytes.data() + oldLength, 0, static_cast<size_t>(newLength - oldLength));
 }
 
 /// Gives @p bytes an announced length of which @p available bytes are really there; beyond
 /// MaxAnnouncedLength it is left empty instead.
 inline void resizeToAnnounced(QByteArray &bytes, int length, qint64 available)
 {
-    if (length > available && length > MaxAnnouncedLength)
+    if (length > available && length > MaxAnnouncedLength) {
         bytes.clear();
-    else
+    } else if (length > bytes.size()) {
+        // Where resize() makes room to grow into, it may take twice as much.
+        QByteArray longer(length, '\0');
+        std::memcpy(longer.data(), bytes.constData(), static_cast<size_t>(bytes.size()));
+        bytes = std::move(longer);
+    } else {
         resizeWithZeros(bytes, length);
+    }
 }
 
 } // namespace Korvin

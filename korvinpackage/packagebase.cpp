@@ -9,8 +9,6 @@
 
 #include <QtCore/QMessageLogger>
 
-#include <limits>
-
 using namespace Korvin;
 
 namespace {
@@ -568,8 +566,7 @@ bool PackageBase::unPackage(void *, int)
 
 bool PackageBase::unBasePackageReply_Linux(QByteArray bytes)
 {
-    constexpr int Longest = std::numeric_limits<int>::max();
-    if (!ReviseOk(bytes, 0, static_cast<int>(qMin<qint64>(bytes.size(), Longest))))
+    if (!guarded([&] { return ReviseOk(bytes, 0, checkedSize(bytes.size())); }))
         return false;
     LinuxFrameReader reader(bytes);
     LinuxHeader header{*m_pPackageBasePri};

@@ -45,14 +45,14 @@ void fill(const Place &place, const QByteArray &data)
 }
 
 /// Finds @p length bytes from a register on.
-RequestOutcome locate(Unit &unit, quint32 address, int length, Place *place)
+RequestOutcome locate(Unit &unit, quint32 address, qint64 length, Place *place)
 {
     *place = find(unit, address);
     if (!place->block)
         return UnknownRegister;
     if (length < 0)
         return WrongLength;
-    return place->offset + qint64(length) > place->block->data.size() ? PastTheEnd : Done;
+    return place->offset + length > place->block->data.size() ? PastTheEnd : Done;
 }
 
 /// Finds @p length bytes of the block that begins at @p address, which file and memory requests use
@@ -83,7 +83,7 @@ RequestOutcome readBlock(Unit &unit, quint32 address, int length, QByteArray *da
 RequestOutcome writeBlock(Unit &unit, quint32 address, const QByteArray &data)
 {
     Place place;
-    const RequestOutcome outcome = locate(unit, address, static_cast<int>(data.size()), &place);
+    const RequestOutcome outcome = locate(unit, address, data.size(), &place);
     if (outcome.ackCode == 0)
         fill(place, data);
     return outcome;

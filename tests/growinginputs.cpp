@@ -30,6 +30,7 @@ using Text = std::function<QString(int)>;
 // What decoding may take at most, by what becomes of a byte or character.
 constexpr bool Qt6 = QT_VERSION_MAJOR > 5;       // where texts and arrays are larger objects
 constexpr MemoryBound Block{2, 2000};            // copied
+constexpr MemoryBound Appended{4, 2000};         // in memory that grows to twice its size
 constexpr MemoryBound FrameText{3, 2000};        // twice as wide
 constexpr MemoryBound RecordText{3, 2000};       // copied, and as wide as it is
 constexpr MemoryBound Item{Qt6 ? 44 : 40, 4000}; // of "ReadData^|": a package with all its fields
@@ -308,6 +309,23 @@ void appendReaders(std::vector<GrowingInput> &inputs)
         [](const QByteArray &input) {
             QByteArray copied;
             PackageBase::ArrayCopy(input, 0, &copied, 0, input.size());
+        },
+        linuxData));
+    inputs.push_back(readerInput(
+        "ArrayCopy, byte by byte", Appended,
+        [](const QByteArray &input) {
+            QByteArray copied;
+            for (int i = 0; i < input.size(); ++i)
+                PackageBase::ArrayCopy(input, i, &copied, i, 1);
+        },
+        linuxData));
+    inputs.push_back(readerInput(
+        "SetBytesFromInt, byte by byte", Appended,
+        [](const QByteArray &input) {
+            QByteArray bytes;
+            int index = 0;
+            for (int i = 0; i < input.size(); ++i)
+                PackageBase::SetBytesFromInt(&bytes, i, 1, input.at(i), &index);
         },
         linuxData));
 }

@@ -298,6 +298,30 @@ TEST(PackageRequestWriteData, MakesItsColumns)
     }
 }
 
+TEST(PackageRequestWriteData, DataThatOwnsNoMemoryIsCutAndFilledUp)
+{
+    static const char Bytes[] = "\x01\x02\x03\x04\x05\x06\x07\x08";
+    for (const QByteArray &data : {QByteArrayLiteral("\x01\x02\x03\x04\x05\x06\x07\x08"),
+                                   QByteArray::fromRawData(Bytes, 8)}) {
+        EXPECT_EQ(makeWrite<PackageRequestWriteData>(data, 3).data(), hex("01 02 03"));
+        EXPECT_EQ(makeWrite<PackageRequestWriteData>(data, 10).data(),
+                  hex("01 02 03 04 05 06 07 08 00 00"));
+
+        auto package = makeWrite<PackageRequestWriteData>({}, 0);
+        package.setData(data);
+        const LogCapture log;
+        int parsed = 0;
+        // Announces three bytes and holds one.
+        EXPECT_TRUE(package.ParseDataFromPackage(true, hex("00 00 03 00 00 00 AA"), 0, &parsed));
+        EXPECT_EQ(package.data(), hex("01 02 03"));
+
+        package.setData(data);
+        EXPECT_TRUE(
+            package.unPackageReply(QLatin1String(Columns) + QLatin1String(",0,false,data,4,9")));
+        EXPECT_EQ(package.data(), hex("09 02 03 04"));
+    }
+}
+
 TEST(PackageRequestWriteData, DataStringThatNoTextCanHoldMakesNoRecord)
 {
     PackageRequestWriteData package;
