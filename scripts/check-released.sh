@@ -15,7 +15,7 @@ fi
 
 # A sum cannot be changed together with its file. Without a history there is nothing to compare with.
 if git rev-parse --verify --quiet HEAD >/dev/null; then
-    removed=$( (git log --format= --patch --unified=0 -- SHA256SUMS
+    removed=$( (git log --format= --patch -m --unified=0 -- SHA256SUMS
         git diff --unified=0 HEAD -- SHA256SUMS) | grep -E '^-[0-9a-f]{64} ' | cut -c2- |
         grep -vxFf SHA256SUMS || true)
     if [[ -n $removed ]]; then

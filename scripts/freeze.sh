@@ -24,5 +24,10 @@ for library in korvinpackage korvininspect korvinsimulator; do
         --no-comp-dir-path --no-corpus-path --no-show-locs \
         --out-file "$released/$1/lib$library.abi" "build/dev/$library/lib$library.so"
 done
+sed -i "s|$PWD/||g" "$released/$1"/*.abi
+if grep -l "'/[^']*korvin" "$released/$1"/*.abi; then
+    echo "freeze: a dump names a folder of this machine" >&2
+    exit 1
+fi
 xz -9 "$released/$1"/*.abi
 (cd "$released" && LC_ALL=C sha256sum "$1"/*.abi.xz "$1"/*.jsonl >>SHA256SUMS)

@@ -13,10 +13,9 @@ rm -rf "$root"
 echo "trial: a bare Debian 12"
 mmdebstrap --quiet --variant=apt bookworm "$root" http://deb.debian.org/debian
 cp /etc/resolv.conf "$root/etc/"
-# Packages of documentation keep it, whatever this machine is set up for.
 mkdir "$root/trial"
 cp build/package/*.deb "$root/trial"
-git ls-files -z scripts tests/consumer tests/startpages_test.py 'docs/start-*.md' \
+git ls-files -z tests/consumer tests/startpages_test.py \
     | xargs -0 cp --parents -t "$root/trial"
 
 inside() {
@@ -30,7 +29,7 @@ echo "trial: install"
 inside "apt-get update -qq; apt-get install -qq -y ./*.deb g++ cmake make pkg-config python3 tshark >/dev/null 2>log \
     || { cat log; exit 1; }"
 echo "trial: start pages"
-inside "scripts/start-pages.sh --installed"
+inside "python3 tests/startpages_test.py /usr/share/doc/korvinpackage-doc/docs/start-*.md"
 echo "trial: consumers"
 inside "tests/consumer/installed.sh /usr"
 echo "trial: uninstall"
