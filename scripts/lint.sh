@@ -17,4 +17,4 @@ if [[ ${1:-} == --all ]]; then
     cmake --build "$build" >/dev/null # for generated headers
 fi
 git ls-files "${sources[@]}" \
-    | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p "$build" 2>/dev/null
+    | xargs -P "$(nproc)" -n 1 clang-tidy --quiet -p "$build" 2>/dev/null
