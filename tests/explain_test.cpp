@@ -46,7 +46,7 @@ INSTANTIATE_TEST_SUITE_P(Data, ExplainedVectors, testing::ValuesIn(allVectors())
 TEST(Explain, AgreesWithTheDecodersOnGeneratedInput)
 {
     Generator generate(20261121);
-    for (int i = 0; i < 40000 && !testing::Test::HasFailure(); ++i) {
+    for (int i = 0; i < 100000 && !testing::Test::HasFailure(); ++i) {
         const PackageClass &itsClass = generate.anyClass();
         const Encoding encoding = generate.anyEncoding(itsClass);
         const auto package = generate.oneIn(2) ? generate.consistentPackage(itsClass)

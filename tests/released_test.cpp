@@ -80,6 +80,10 @@ void checkPackage(const QJsonObject &json)
     const QJsonObject fields = json.value(QLatin1String("fields")).toObject();
     const std::unique_ptr<PackageBase> package = itsClass->create();
     if (json.value(QLatin1String("task")) == QLatin1String("encode")) {
+        if (!fitsThisMachine(fields)) {
+            EXPECT_NE(packageFromJson(fields, *package), QString());
+            return;
+        }
         EXPECT_EQ(packageFromJson(fields, *package), QString());
         QByteArray encoded;
         EXPECT_EQ(encodePackage(*package, encoding, &encoded), QString());
@@ -108,8 +112,6 @@ TEST_P(ReleasedFile, EncodesAndDecodesToTheSame)
         const QJsonObject json = QJsonDocument::fromJson(line).object();
         SCOPED_TRACE(json.value(QLatin1String("case")).toString().toStdString());
         ++cases;
-        if (sizeof(long) == 4 && line.contains("offset beyond 32 bits"))
-            continue; // of memory, which is a long
         if (json.value(QLatin1String("class")) == className(ClassId::PackageRequestCombination))
             checkCombination(json);
         else

@@ -6,6 +6,7 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QJsonObject>
 
+#include <limits>
 #include <ostream>
 #include <vector>
 
@@ -46,5 +47,14 @@ std::vector<Vector> allVectors();
 
 /// The bytes of a form, or the record in UTF-8.
 QByteArray encodedForm(const QJsonObject &form);
+
+/// Whether a package can hold the fields here: an offset of memory is a long, which has 32 bits on
+/// some machines.
+inline bool fitsThisMachine(const QJsonObject &fields)
+{
+    using Long = std::numeric_limits<long>;
+    const double offset = fields.value(QLatin1String("offset")).toDouble();
+    return offset >= static_cast<double>(Long::min()) && offset <= static_cast<double>(Long::max());
+}
 
 #endif

@@ -26,6 +26,10 @@ protected:
 
     void checkEncoding(const FormOfVector &form, const QJsonObject &expected) const
     {
+        if (!fitsThisMachine(fields())) {
+            EXPECT_NE(packageFromJson(fields(), *m_class.create()), QString());
+            return;
+        }
         const std::unique_ptr<PackageBase> package = packageWith(fields());
         const QJsonObject before = packageToJson(*package);
         QByteArray encoded;
@@ -59,9 +63,6 @@ protected:
 
 TEST_P(Vectors, EncodeAndDecode)
 {
-    const QString name = GetParam().content.value(QLatin1String("name")).toString();
-    if (sizeof(long) == 4 && name.startsWith(QLatin1String("offset beyond 32 bits")))
-        GTEST_SKIP() << "an offset of memory is a long, of 32 bits here";
     int forms = 0;
     const bool decodeOnly = GetParam().content.value(QLatin1String("decodeOnly")).toBool();
     for (const FormOfVector &form : EncodedForms) {
