@@ -98,7 +98,8 @@ inline std::unique_ptr<PackageBase> filledPackage(const KorvinInspect::PackageCl
             field.set(*package, QStringLiteral("before"));
             break;
         case KorvinInspect::ValueType::Data:
-            field.set(*package, QStringLiteral("B1B2B3B4B5"));
+            // It owns no memory, which a user's data need not do either.
+            package->setData(QByteArray::fromRawData("\xB1\xB2\xB3\xB4\xB5", 5));
             break;
         case KorvinInspect::ValueType::Flag:
             field.set(*package, true);
@@ -108,8 +109,6 @@ inline std::unique_ptr<PackageBase> filledPackage(const KorvinInspect::PackageCl
             break;
         }
     }
-    // It owns no memory, which a user's data need not do either.
-    package->setData(QByteArray::fromRawData("\xB1\xB2\xB3\xB4\xB5", 5));
     return package;
 }
 

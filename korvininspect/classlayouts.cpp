@@ -1,7 +1,6 @@
 #include "classlayouts_p.h"
 
 #include "checksum_p.h"
-#include "memory_p.h"
 
 namespace KorvinInspect {
 
@@ -42,7 +41,7 @@ void scanLinuxFrame(const QByteArray &frame, const MessageShape &shape, FieldSin
     // A request to read announces the data of its reply.
     const bool carriesData =
         shape.direction == Direction::Reply || common.readWriteCode != OrvexEnum::Read;
-    const int checksum = qMax(0, Korvin::checkedSize(frame.size()) - LinuxHeader::ChecksumSize);
+    const int checksum = qMax(0, static_cast<int>(frame.size()) - LinuxHeader::ChecksumSize);
     if (carriesData && header.dataLength > 0) {
         const QByteArray body = QByteArray::fromRawData(frame.constData(), checksum);
         FrameScanner data(body, sink);

@@ -7,6 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+scripts/setup.sh --ci
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 for dump in tests/data/released/*/*.abi.xz; do

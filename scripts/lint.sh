@@ -8,12 +8,10 @@ cd "$(dirname "$0")/.."
 
 scripts/setup.sh --ci
 sources=('korvinpackage/*.cpp')
-if [[ ${1:-} == --all ]]; then
-    sources+=('korvin*/*.cpp' 'tools/*.cpp' 'examples/*.cpp' 'tests/*.cpp' ':!tests/consumer')
-fi
 build=build/lint
 cmake --preset coverage -B "$build" -DCMAKE_UNITY_BUILD=OFF >/dev/null
 if [[ ${1:-} == --all ]]; then
+    sources+=('korvin*/*.cpp' 'tools/*.cpp' 'examples/*.cpp' 'tests/*.cpp' ':!tests/consumer')
     cmake --build "$build" >/dev/null # for generated headers
 fi
 git ls-files "${sources[@]}" \

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds and tests what .ci/run has no time for: both compilers, both build types and both kinds of
-# library, users with other flags, a 32-bit and a big-endian machine, and all tests in other locales.
+# library, users with other flags, a 32-bit and a big-endian machine, and the tests of the codecs in other locales.
 #
 # Usage: matrix.sh [CELL...]
 #   CELL  COMPILER-TYPE-KIND, such as clang++-Debug-static, or consumer, i386, s390x, locales

@@ -5,9 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-need=(mmdebstrap)
-dpkg-query --show "${need[@]}" >/dev/null 2>&1 || apt-get install -qq -y --no-install-recommends "${need[@]}"
-
+scripts/setup.sh --packages
 root=$PWD/build/package/bare
 rm -rf "$root"
 echo "trial: a bare Debian 12"
@@ -22,20 +20,17 @@ inside() {
     chroot "$root" env -i PATH=/usr/bin:/bin:/usr/sbin:/sbin HOME=/root LC_ALL=C.UTF-8 \
         DEBIAN_FRONTEND=noninteractive bash -euc "cd /trial; $1" </dev/null
 }
-trap 'umount "$root/proc" 2>/dev/null || true' EXIT
-mount -t proc proc "$root/proc"
 
 echo "trial: install"
-inside "apt-get update -qq; apt-get install -qq -y ./*.deb g++ cmake make pkg-config python3 tshark >/dev/null 2>log \
-    || { cat log; exit 1; }"
+inside "apt-get update -qq
+    apt-get install -qq -y ./*.deb g++ cmake make pkg-config python3 tshark >/dev/null"
 echo "trial: start pages"
 inside "python3 tests/startpages_test.py /usr/share/doc/korvinpackage-doc/docs/start-*.md"
 echo "trial: consumers"
 inside "tests/consumer/installed.sh /usr"
 echo "trial: uninstall"
 inside "apt-get purge -qq -y '.*korvin.*' >/dev/null"
-left=$(find "$root" -path "$root/trial" -prune -o -path "$root/proc" -prune -o -iname '*korvin*' -print \
-    | grep -v "$root/var/cache/apt" || true)
+left=$(find "$root" \( -path "$root/trial" -o -path "$root/var/cache/apt" \) -prune -o -iname '*korvin*' -print)
 if [[ -n $left ]]; then
     echo "trial: left behind: $left" >&2
     exit 1

@@ -5,7 +5,7 @@
 #   --tests       also what the tests need to run: a browser, which looks at a page, tshark, which
 #                 runs the dissector, and valgrind, which counts instructions
 #   --docs        also what scripts/docs.sh needs
-#   --packages    also what scripts/package.sh needs
+#   --packages    also what scripts/package.sh and scripts/package-trial.sh need
 #   --ci          also what the checks of .ci/run need
 #   --benchmarks  also what measures the codecs
 #   --peers       the same, and the libraries that are measured beside this one
@@ -22,7 +22,7 @@ if [[ ${1:-} == --docs || ${1:-} == --packages || ${1:-} == --ci ]]; then
     packages+=(doxygen graphviz)
 fi
 if [[ ${1:-} == --packages || ${1:-} == --ci ]]; then
-    packages+=(debhelper dpkg-dev lintian)
+    packages+=(debhelper dpkg-dev lintian mmdebstrap)
 fi
 if [[ ${1:-} == --ci ]]; then
     packages+=(abigail-tools clang clang-format clang-tidy libclang-rt-dev llvm locales qt6-base-dev)

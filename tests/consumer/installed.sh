@@ -18,14 +18,14 @@ run() {
 
 echo "find_package:"
 cmake -S "$consumer" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$prefix" >"$work/log"
-cmake --build "$work/cmake" >>"$work/log"
+cmake --build "$work/cmake" --parallel "$(nproc)" >>"$work/log"
 run "$work/cmake"
 
 if [[ -f $pkgconfig/../libkorvinpackage.a && -f $pkgconfig/../libkorvinpackage.so ]]; then
     echo "find_package, static:"
     cmake -S "$consumer" -B "$work/static" -DCMAKE_PREFIX_PATH="$prefix" \
-        -DKorvinPackage_USE_STATIC_LIBS=ON >"$work/log"
-    cmake --build "$work/static" >>"$work/log"
+        -DKorvinPackage_USE_STATIC_LIBS=ON >>"$work/log"
+    cmake --build "$work/static" --parallel "$(nproc)" >>"$work/log"
     run "$work/static"
     if ldd "$work/static/simulating_consumer" | grep korvin; then
         echo "a static consumer needs a shared library" >&2
@@ -36,7 +36,7 @@ fi
 export PKG_CONFIG_PATH=$pkgconfig LD_LIBRARY_PATH=$(dirname "$pkgconfig")
 echo "pkg-config:"
 mkdir "$work/make"
-make -C "$work/make" -f "$consumer/Makefile" SOURCE="$consumer" >>"$work/log"
+make -j "$(nproc)" -C "$work/make" -f "$consumer/Makefile" SOURCE="$consumer" >>"$work/log"
 run "$work/make"
 
 qmake=qmake

@@ -17,7 +17,7 @@ mv "$work/installed" "$work/moved"
 echo "add_subdirectory, static, many sources at once:"
 cmake -S "$consumer" -B "$work/subdirectory" -DKORVINPACKAGE_SOURCE="$source" \
     -DBUILD_SHARED_LIBS=OFF -DCMAKE_UNITY_BUILD=ON >>"$work/log"
-cmake --build "$work/subdirectory" >>"$work/log"
+cmake --build "$work/subdirectory" --parallel "$(nproc)" >>"$work/log"
 "$work/subdirectory/consumer"
 "$work/subdirectory/inspecting_consumer"
 "$work/subdirectory/simulating_consumer"
