@@ -2,6 +2,7 @@
 #define MEMORY_P_H
 
 #include <QtCore/QByteArray>
+#include <QtCore/QString>
 
 #include <cstring>
 #include <limits>
@@ -10,15 +11,43 @@
 
 namespace Korvin {
 
-/// Runs an operation that reports by its result: out of memory gives the empty result (false, an
-/// empty frame or record) instead of an exception.
+/// What an operation returns when memory has run out: false, 0, or an empty frame or record.
+///
+/// The empty frame and the empty record can be told from those that an override made: they lie in
+/// constant memory of their own, which copies share.
+template <typename Result>
+Result outOfMemory()
+{
+    return Result();
+}
+
+template <>
+inline QByteArray outOfMemory()
+{
+    return QByteArrayLiteral("");
+}
+
+template <>
+inline QString outOfMemory()
+{
+    return QStringLiteral("");
+}
+
+/// Returns whether an encoder gave up because memory had run out.
+template <typename Encoded>
+bool isOutOfMemory(const Encoded &encoded)
+{
+    return encoded.isEmpty() && encoded.constData() == outOfMemory<Encoded>().constData();
+}
+
+/// Runs an operation that reports by its result; catches that memory has run out.
 template <typename Operation>
 auto guarded(Operation &&operation) -> decltype(operation())
 {
     try {
         return std::forward<Operation>(operation)();
     } catch (const std::bad_alloc &) {
-        return {};
+        return outOfMemory<decltype(operation())>();
     }
 }
 

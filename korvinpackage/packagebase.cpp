@@ -4,7 +4,6 @@
 #include "checksum_p.h"
 #include "codenames_p.h"
 #include "layouts_p.h"
-#include "payloadframe_p.h"
 #include "recordcursors_p.h"
 
 #include <QtCore/QMessageLogger>
@@ -21,12 +20,135 @@ constexpr int ShortCopyLine = 530;
 /// What a request frame takes but for its texts and data, with the payload that hooks append.
 constexpr int FixedFieldsRoom = 48;
 
+QByteArray makeHeader(PackageBasePrivate &fields, int payloadSize)
+{
+    return guarded([&] {
+        const qint64 texts = qint64(fields.deviceKey.size()) + fields.tag.size();
+        QByteArray frame;
+        ByteWriter writer(&frame, FixedFieldsRoom + texts + payloadSize);
+        CommonPart{fields}.header(writer);
+        writer.finish();
+        return frame;
+    });
+}
+
+/// Reads the header of a request frame at @p startIndex; @p length becomes its length.
+bool readHeader(PackageBasePrivate &fields, const QByteArray &data, int startIndex, int *length)
+{
+    *length = 0;
+    return guarded([&] {
+        ByteReader reader(data, startIndex);
+        CommonPart{fields}.header(reader);
+        *length = reader.distanceFrom(startIndex);
+        return true;
+    });
+}
+
 } // namespace
+
+namespace Korvin {
+
+QByteArray makeRequestFrame(PackageBase &package, PackageBasePrivate &fields, int payloadSize)
+{
+    return guarded([&] {
+        QByteArray frame = makeHeader(fields, payloadSize);
+        if (!isOutOfMemory(frame))
+            package.AppendDataToPackage(true, &frame);
+        return frame;
+    });
+}
+
+bool readRequestFrame(PackageBase &package, PackageBasePrivate &fields, QByteArray data,
+                      int startIndex, int *parsedLength)
+{
+    *parsedLength = 0;
+    int baseLength = 0;
+    if (!readHeader(fields, data, startIndex, &baseLength))
+        return false;
+    int payloadLength = 0;
+    package.ParseDataFromPackage(true, std::move(data), wrapped(qint64(startIndex) + baseLength),
+                                 &payloadLength);
+    *parsedLength = wrapped(qint64(baseLength) + payloadLength);
+    return true;
+}
+
+QByteArray makeReplyFrame(PackageBase &package, bool withRequest)
+{
+    return guarded([&] {
+        QByteArray frame = package.PackageBase::MackPackageReply(withRequest);
+        if (!isOutOfMemory(frame))
+            package.AppendDataToPackage(withRequest, &frame);
+        return frame;
+    });
+}
+
+bool readReplyFrame(PackageBase &package, QByteArray data, int startIndex, int *parsedLength,
+                    bool *withRequest)
+{
+    *parsedLength = 0;
+    int baseLength = 0;
+    if (!package.PackageBase::UnPackageReply(data, startIndex, &baseLength, withRequest))
+        return false;
+    int payloadLength = 0;
+    package.ParseDataFromPackage(*withRequest, std::move(data),
+                                 wrapped(qint64(startIndex) + baseLength), &payloadLength);
+    *parsedLength = wrapped(qint64(baseLength) + payloadLength);
+    return true;
+}
+
+QByteArray makeLinuxRequest(PackageBasePrivate &fields, int length, const QByteArray &data)
+{
+    const bool isWrite = fields.readWriteCode == OrvexEnum::Write;
+    if (isWrite)
+        length = qMax(length, 0);
+    return guarded([&] {
+        int extent = 0;
+        if (isWrite)
+            extent = length > MaxAnnouncedLength ? qMin(length, checkedSize(data.size())) : length;
+        const qint64 checksum = qint64(LinuxHeader::Size) + extent;
+        const qint64 end = checksum + LinuxHeader::ChecksumSize;
+
+        QByteArray frame;
+        ByteWriter writer(&frame, qMax(end, qint64(LinuxHeader::Size) + data.size()));
+        if (isWrite || fields.readWriteCode == OrvexEnum::Read)
+            LinuxHeader{fields, 0, static_cast<quint16>(length)}.walk(writer);
+        else
+            writer.zeros(LinuxHeader::Size);
+        if (isWrite && length > 0)
+            writer.block("data", length, data);
+        writer.zeros(static_cast<int>(qMax<qint64>(end - writer.size(), 0)));
+        writer.finish();
+        const int sum = additiveSum(frame, LinuxHeader::StartSize,
+                                    static_cast<int>(checksum) - LinuxHeader::StartSize);
+        storeLittleEndian<LinuxHeader::ChecksumSize>(frame.data() + checksum,
+                                                     static_cast<quint32>(sum));
+        return frame;
+    });
+}
+
+int linuxReplyLength(const QByteArray &frame)
+{
+    LinuxFrameReader reader(frame, LinuxHeader::LengthPosition);
+    quint16 length = 0;
+    reader.u16("dataLength", length);
+    return length;
+}
+
+std::string_view linuxReplyData(const QByteArray &frame, int length)
+{
+    const qint64 available = frame.size() - LinuxHeader::Size - LinuxHeader::ChecksumSize;
+    if (available <= 0)
+        return {};
+    return {frame.constData() + LinuxHeader::Size,
+            static_cast<size_t>(qMax<qint64>(0, qMin<qint64>(length, available)))};
+}
+
+} // namespace Korvin
 
 quint64 PackageBase::SERIALNUM = 1;
 
 PackageBase::PackageBase()
-    : m_pPackageBasePri(std::make_unique<PackageBasePrivate>())
+    : m_pPackageBasePri(new PackageBasePrivate)
 {
 }
 
@@ -70,7 +192,7 @@ PackageBase::PackageBase(QString deviceKey, uchar scrAddr, uchar desAddr, uchar 
 
 PackageBase::PackageBase(const PackageBase &other)
     : QObject()
-    , m_pPackageBasePri(std::make_unique<PackageBasePrivate>(*other.m_pPackageBasePri))
+    , m_pPackageBasePri(new PackageBasePrivate(*other.m_pPackageBasePri))
 {
 }
 
@@ -81,6 +203,11 @@ PackageBase &PackageBase::operator=(const PackageBase &other)
 }
 
 PackageBase::~PackageBase() = default;
+
+void PackageBase::FieldsDeleter::operator()(PackageBasePrivate *fields) const
+{
+    delete fields;
+}
 
 void PackageBase::clear(PackageBase *package)
 {
@@ -461,15 +588,7 @@ int PackageBase::getPackageDataLength() const
 
 QByteArray PackageBase::MackPackageRequest()
 {
-    return guarded([this] {
-        const PackageBasePrivate &fields = *m_pPackageBasePri;
-        const qint64 texts = qint64(fields.deviceKey.size()) + fields.tag.size();
-        QByteArray frame;
-        ByteWriter writer(&frame, FixedFieldsRoom + texts + data().size());
-        CommonPart{*m_pPackageBasePri}.header(writer);
-        writer.finish();
-        return frame;
-    });
+    return makeHeader(*m_pPackageBasePri, 0);
 }
 
 bool PackageBase::UnPackageRequest(QByteArray data, int startIndex, int *index)
@@ -488,12 +607,15 @@ QByteArray PackageBase::MackPackageReply(bool full)
             return frame;
         }
         frame = MackPackageRequest();
-        if (frame.isEmpty())
+        if (isOutOfMemory(frame))
             return frame;
-        frame.data()[0] = FullReplyMarker;
+        // The acknowledge code is inserted at the end of the request: before the marker where the
+        // request is empty.
+        const int markerPosition = frame.isEmpty() ? 1 : 0;
         ByteWriter writer(&frame);
         CommonPart{*m_pPackageBasePri}.fullReplyResults(writer);
         writer.finish();
+        frame.data()[markerPosition] = FullReplyMarker;
         return frame;
     });
 }
@@ -544,7 +666,10 @@ bool PackageBase::unPackageReply(void *, int)
 bool PackageBase::unPackageReply(QString text)
 {
     RecordReader record(text, CommonPart::ReplyColumns);
-    return record.isComplete() && unPackage(text)
+    // The parser would accept a record that lacks the acknowledge code alone, and change the package.
+    if (record.columns() == CommonPart::RequestColumns)
+        return false;
+    return unPackage(text) && record.isComplete()
         && record.read(CommonPart::RequestColumns, AckColumn{m_pPackageBasePri->ackCode});
 }
 

@@ -3,6 +3,8 @@
 
 #include "include/packagebase.h"
 
+#include <string_view>
+
 /// All protocol fields of a package.
 struct PackageBasePrivate
 {
@@ -32,5 +34,44 @@ struct PackageBasePrivate
     OrvexEnum::PackageResults packResult = OrvexEnum::PackOk;
     KORVIN_LINUX_CLIENT::PackageTimerOut *timeOutTimer = nullptr;
 };
+
+namespace Korvin {
+
+/// @name Frames of the request classes
+/// The common frame, then the payload through the virtual hooks. @p fields are those of @p package.
+/// @{
+
+/// Makes a request frame, with memory for @p payloadSize bytes of payload taken at once.
+QByteArray makeRequestFrame(PackageBase &package, PackageBasePrivate &fields, int payloadSize);
+
+bool readRequestFrame(PackageBase &package, PackageBasePrivate &fields, QByteArray data,
+                      int startIndex, int *parsedLength);
+
+/// Makes a reply frame. A full one has the payload twice: the request inside carries it, and the
+/// hook adds it again after the results. Peers expect both.
+QByteArray makeReplyFrame(PackageBase &package, bool withRequest);
+
+bool readReplyFrame(PackageBase &package, QByteArray data, int startIndex, int *parsedLength,
+                    bool *withRequest);
+
+/// @}
+/// @name Linux frames of the data requests
+/// @{
+
+/// Makes a request frame. With the code `Write` it carries the data and an extent of @p length
+/// bytes: the checksum stands after that extent, whatever the size of the data. A code that is
+/// neither `Read` nor `Write` gives a header of zeros.
+QByteArray makeLinuxRequest(PackageBasePrivate &fields, int length, const QByteArray &data);
+
+/// Returns the data length that a reply announces.
+int linuxReplyLength(const QByteArray &frame);
+
+/// Returns the data before the checksum of a reply, at most @p length bytes; it lives as long as
+/// the frame.
+std::string_view linuxReplyData(const QByteArray &frame, int length);
+
+/// @}
+
+} // namespace Korvin
 
 #endif

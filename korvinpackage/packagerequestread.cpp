@@ -3,7 +3,6 @@
 #include "bytecursors_p.h"
 #include "layouts_p.h"
 #include "packagebase_p.h"
-#include "payloadframe_p.h"
 #include "recordcursors_p.h"
 
 using namespace Korvin;
@@ -53,7 +52,7 @@ int PackageRequestRead::getDataLength() const
 
 QByteArray PackageRequestRead::MackPackageRequest()
 {
-    return makeRequestFrame(*this);
+    return makeRequestFrame(*this, *m_pPackageBasePri, 0);
 }
 
 bool PackageRequestRead::UnPackageRequest(QByteArray data, int startIndex, int *parsedLength)

@@ -2,7 +2,7 @@
 
 #include "bytecursors_p.h"
 #include "layouts_p.h"
-#include "linuxframe_p.h"
+#include "packagebase_p.h"
 #include "recordcursors_p.h"
 
 using namespace Korvin;

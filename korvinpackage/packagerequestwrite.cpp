@@ -2,7 +2,7 @@
 
 #include "bytecursors_p.h"
 #include "layouts_p.h"
-#include "payloadframe_p.h"
+#include "packagebase_p.h"
 #include "recordcursors_p.h"
 
 using namespace Korvin;
@@ -71,7 +71,10 @@ int PackageRequestWrite::getDataLength() const
 
 QByteArray PackageRequestWrite::MackPackageRequest()
 {
-    return makeRequestFrame(*this);
+    // A wrong length may be very large.
+    constexpr int MostExpected = 64 * 1024;
+    return makeRequestFrame(*this, *m_pPackageBasePri,
+                            qBound(0, m_nPackageDataLength, MostExpected));
 }
 
 bool PackageRequestWrite::UnPackageRequest(QByteArray data, int startIndex, int *parsedLength)

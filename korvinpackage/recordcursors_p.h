@@ -147,12 +147,12 @@ private:
     bool m_first = true;
 };
 
-/// @p record with the columns of @p part behind it. A null record, which is what a maker returns
-/// when memory has run out, stays null.
+/// Returns @p record with the columns of @p part after it, or @p record itself if memory ran out
+/// while it was made.
 template <typename Part>
 QString continued(QString record, Part part)
 {
-    if (record.isNull())
+    if (isOutOfMemory(record))
         return record;
     return guarded([&] {
         RecordWriter writer(std::move(record));
@@ -185,8 +185,11 @@ public:
         m_complete = m_columns.size() == needed;
     }
 
-    /// Whether the record has as many columns as needed.
+    /// Returns whether the record has as many columns as needed.
     bool isComplete() const { return m_complete; }
+
+    /// Returns how many of the needed columns the record has.
+    int columns() const { return static_cast<int>(m_columns.size()); }
 
     /// Reads the columns of @p part, the first of which is @p column, counted from 0.
     ///

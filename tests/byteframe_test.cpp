@@ -3,6 +3,9 @@
 #include "bytecursors_p.h"
 #include "testsupport.h"
 
+#include <packagerequestread.h>
+#include <packagerequestwritedata.h>
+
 #include <limits>
 
 namespace {
@@ -433,10 +436,55 @@ TEST(ReplyFrame, RefusedRequestInsideAFullReplyFailsWithTheObjectUnchanged)
     EXPECT_EQ(snapshot(package), before);
 }
 
-TEST(ReplyFrame, NoFullReplyWithoutARequest)
+TEST(ReplyFrame, EmptyRequestGivesTheResultsAroundTheMarker)
 {
     OwnRequest package;
-    EXPECT_EQ(package.MackPackageReply(true), QByteArray());
+    package.setAckCode(7);
+    package.setPackResult(OrvexEnum::PackCancel);
+    // The acknowledge code is inserted before the marker, the two results after what follows it.
+    EXPECT_EQ(package.MackPackageReply(true), hex("07 01 01 00 FD 00"));
+    package.request = QByteArray("");
+    EXPECT_EQ(package.MackPackageReply(true), hex("07 01 01 00 FD 00"));
+}
+
+/// Replaces the request inside a full reply of a class with a payload.
+template <typename Package>
+class EmptyRequest : public Package
+{
+public:
+    QByteArray MackPackageRequest() override { return {}; }
+};
+
+TEST(ReplyFrame, EmptyRequestIsFollowedByThePayload)
+{
+    EmptyRequest<PackageRequestRead> read;
+    read.setAckCode(7);
+    read.setReplyDataLength(0x01020304);
+    EXPECT_EQ(read.MackPackageReply(true), hex("07 01 01 00 00 00  04 03 02 01 00"));
+
+    EmptyRequest<PackageRequestWriteData> write;
+    write.setPackageDataLength(2);
+    write.setData(hex("AA BB"));
+    EXPECT_EQ(write.MackPackageReply(true), hex("00 01 01 00 00 00  00 00  02 00 00 00 AA BB"));
+}
+
+/// Encodes itself where it is asked for its data, as a class that sends its own frame on may.
+class EncodesItself : public PackageRequestWriteData
+{
+public:
+    QByteArray data() const override
+    {
+        return const_cast<EncodesItself *>(this)->MackPackageRequest(); // NOLINT(*-const-cast)
+    }
+};
+
+TEST(RequestFrame, EncoderDoesNotAskForTheData)
+{
+    EncodesItself package;
+    package.setData(hex("AA"));
+    package.setPackageDataLength(1);
+    EXPECT_EQ(package.data().size(), 23 + 2 + 4 + 1);
+    EXPECT_EQ(package.MackPackageReply(true).size(), 30 + 6 + 7);
 }
 
 } // namespace

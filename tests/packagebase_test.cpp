@@ -1,6 +1,5 @@
 // Fields, construction, copying, order, serial numbers and signals of PackageBase.
 
-#include "packagebase_p.h"
 #include "testsupport.h"
 
 #include <QtCore/QMetaMethod>
@@ -296,6 +295,17 @@ TEST(PackageBase, SerialNumbersRunFromTwoTo255ThenFromOne)
     EXPECT_EQ(PackageBase::makeSerialNum(), 2U);
 }
 
+TEST(PackageBase, SerialCounterIsTheNumberDrawnLast)
+{
+    PackageBase::SERIALNUM = 1;
+    EXPECT_EQ(PackageBase::makeSerialNum(), 2U) << "as in a new process";
+    EXPECT_EQ(PackageBase::SERIALNUM, 2U);
+    PackageBase::SERIALNUM = 99;
+    EXPECT_EQ(PackageBase::makeSerialNum(), 100U);
+    PackageBase::SERIALNUM = 1000;
+    EXPECT_EQ(PackageBase::makeSerialNum(), 1U);
+}
+
 TEST(PackageBase, SerialNumberWrapsAfter254Packages)
 {
     makeNextSerial(2);
@@ -356,8 +366,19 @@ public:
     using PackageBase::makePackage;
     using PackageBase::unPackage;
 
-    void loseFields() { m_pPackageBasePri.reset(); }
+    void resetFields() { m_pPackageBasePri.reset(); }
+    void loseFields() { m_pPackageBasePri = nullptr; }
 };
+
+TEST(PackageBase, SubclassMayDropTheFieldsInEitherWay)
+{
+    Probe package;
+    package.setSerialNum(5);
+    package.resetFields();
+    const LogCapture log;
+    EXPECT_EQ(package.getSerialNum(), 0U);
+    EXPECT_EQ(log.messages().size(), 1U);
+}
 
 TEST(PackageBase, SerialNumberOfAPackageWithoutFieldsIsZeroAndReported)
 {

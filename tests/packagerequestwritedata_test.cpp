@@ -330,8 +330,8 @@ TEST(PackageRequestWriteData, DataStringThatNoTextCanHoldMakesNoRecord)
         PackageRequestWriteData package;
         package.setData(QByteArray(length, '\0'));
         package.setPackageDataLength(length);
-        EXPECT_TRUE(package.makePackageRequest().isNull()) << length;
-        EXPECT_TRUE(package.makePackageReply().isNull()) << length;
+        EXPECT_TRUE(package.makePackageRequest().isEmpty()) << length;
+        EXPECT_TRUE(package.makePackageReply().isEmpty()) << length;
     }
 }
 

@@ -130,11 +130,22 @@ TEST(SpecialPackageRequest, ReadsItsRecord)
     }
 }
 
-TEST(SpecialPackageRequest, OwnReplyIsRefusedByTheInheritedReader)
+TEST(SpecialPackageRequest, OwnReplyIsRefusedByTheInheritedReaderWithItsColumnsTaken)
+{
+    SpecialPackageRequest package = makeSpecial();
+    QJsonObject expected = snapshot(package);
+    expected[QStringLiteral("id")] = 13;
+    expected[QStringLiteral("timeout")] = 4;
+    expected[QStringLiteral("strData")] = QStringLiteral("bye");
+    EXPECT_FALSE(package.unPackageReply(QStringLiteral("13,4,bye,7")));
+    EXPECT_EQ(snapshot(package), expected) << "without the acknowledge code";
+}
+
+TEST(SpecialPackageRequest, ReplyOf15ColumnsIsRefusedUnread)
 {
     SpecialPackageRequest package = makeSpecial();
     const QJsonObject before = snapshot(package);
-    EXPECT_FALSE(package.unPackageReply(QStringLiteral("12,0,hello,7")));
+    EXPECT_FALSE(package.unPackageReply(QStringLiteral("1,2,text,3,4,5,6,7,8,9,10,11,12,13,14")));
     EXPECT_EQ(snapshot(package), before);
 }
 

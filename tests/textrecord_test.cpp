@@ -2,6 +2,8 @@
 
 #include "testsupport.h"
 
+#include <packagerequestread.h>
+
 namespace {
 
 struct KeyRow
@@ -312,11 +314,55 @@ TEST(TextRecord, CommonColumnsAreMadeAndReadThroughTheVirtualCall)
     EXPECT_EQ(package.getAckCode(), 4U);
 }
 
-TEST(TextRecord, NoCommonColumnsMakeNoRecord)
+/// Replaces the common columns of a class that has columns of its own.
+class OwnColumnsOfARead : public PackageRequestRead
+{
+protected:
+    QString makePackage() override { return {}; }
+};
+
+TEST(TextRecord, NullCommonColumnsAreEmptyOnes)
 {
     OwnColumns package;
     package.columns = QString();
-    EXPECT_TRUE(package.makePackageReply().isNull());
+    package.setAckCode(3);
+    EXPECT_EQ(package.makePackageReply(), QStringLiteral(",3"));
+    EXPECT_EQ(OwnColumnsOfARead().makePackageRequest(), QStringLiteral(",0,data"));
+    EXPECT_EQ(OwnColumnsOfARead().makePackageReply(), QStringLiteral(",0,0,data"));
+}
+
+/// Counts what reaches the virtual parser, and takes what it is given.
+class CountingParser : public PackageBase
+{
+public:
+    int calls = 0;
+    bool result = false;
+
+protected:
+    bool unPackage(QString text) override
+    {
+        ++calls;
+        return result && PackageBase::unPackage(text);
+    }
+};
+
+TEST(TextRecord, ReplyReaderAsksTheVirtualParser)
+{
+    CountingParser package;
+    int calls = 0;
+    const QJsonObject before = snapshot(package);
+    for (const int columns : {1, 14, 16, 17}) {
+        EXPECT_FALSE(package.unPackageReply(recordWith(0, QStringLiteral("9"), columns)));
+        EXPECT_EQ(package.calls, ++calls) << columns;
+    }
+    package.result = true;
+    EXPECT_FALSE(package.unPackageReply(recordWith(0, QStringLiteral("9"), 14)));
+    EXPECT_EQ(package.calls, ++calls);
+    EXPECT_FALSE(package.unPackageReply(recordWith(0, QStringLiteral("9"), 15)));
+    EXPECT_EQ(snapshot(package), before);
+    EXPECT_TRUE(package.unPackageReply(recordWith(0, QStringLiteral("9"), 16)));
+    EXPECT_EQ(package.calls, ++calls);
+    EXPECT_EQ(package.getSerialNum(), 9U);
 }
 
 } // namespace

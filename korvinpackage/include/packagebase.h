@@ -15,12 +15,12 @@ namespace KORVIN_LINUX_CLIENT {
 class PackageTimerOut;
 } // namespace KORVIN_LINUX_CLIENT
 
+struct PackageBasePrivate;
+
 namespace Korvin {
 class RecordReader;
 class RecordWriter;
 } // namespace Korvin
-
-struct PackageBasePrivate;
 
 /// A packet addressed to one device operation: the root of every request and reply.
 ///
@@ -144,6 +144,10 @@ public:
     /// Draws the next serial number of the process: 2, 3 and so on to 255, then from 1. Not
     /// locked: threads that create packages at the same time must take turns.
     static quint64 makeSerialNum();
+
+    /// The serial number that was drawn last, initially 1. Set it to give each process a start of
+    /// its own, or to draw the same numbers again.
+    static quint64 SERIALNUM;
 
     /// @{
     /// Ties a reply to its request. Frames carry its low 16 bits, Linux frames its low 8; records
@@ -338,8 +342,7 @@ public:
     /// @name Byte frame
     /// @{
 
-    /// The request frame; empty when memory has run out. An override that returns an empty one
-    /// makes full replies empty too.
+    /// The request frame; empty when memory has run out.
     virtual QByteArray MackPackageRequest();
 
     /// Reads a request frame that begins at @p startIndex. Its marker is skipped, not tested.
@@ -351,7 +354,10 @@ public:
     /// @return true, however short the data is.
     virtual bool UnPackageRequest(QByteArray data, int startIndex, int *index);
 
-    /// The reply frame: full, with the request inside, or short.
+    /// The reply frame: full, with the request frame of MackPackageRequest() inside, or short.
+    ///
+    /// Where an override makes an empty request frame, the full reply is acknowledge code, marker,
+    /// communication result, 0, package result, 0.
     virtual QByteArray MackPackageReply(bool full);
 
     /// Reads a reply frame that begins at @p startIndex.
@@ -387,9 +393,12 @@ public:
     /// Placeholder of a raw-buffer form: changes nothing and returns true.
     virtual bool unPackageReply(void *buffer, int length);
 
-    /// Reads a reply record.
+    /// Reads a reply record: its common columns with unPackage(), then the acknowledge code.
     ///
-    /// @return false, with nothing changed, when it has fewer than 16 columns.
+    /// @return false when unPackage() refuses the record, and when it has fewer than 16 columns.
+    ///     Nothing is changed then, except by an override of unPackage() that accepts fewer than
+    ///     15 columns, such as the one of SpecialPackageRequest. A record of exactly 15 columns is
+    ///     refused before unPackage() sees it.
     virtual bool unPackageReply(QString text);
 
     /// Reads a request record.
@@ -424,8 +433,7 @@ public:
     /// @}
 
 protected:
-    /// The 15 common columns; null when memory has run out. An override that returns a null text
-    /// makes the records null too.
+    /// The 15 common columns; empty when memory has run out.
     virtual QString makePackage();
 
 Q_SIGNALS:
@@ -446,10 +454,17 @@ private:
     static QString GetPackageResultsToStr(OrvexEnum::PackageResults result);
     static OrvexEnum::PackageResults GetPackageResultsStr(QString name);
 
-    static quint64 SERIALNUM;
-
 protected:
-    std::unique_ptr<PackageBasePrivate> m_pPackageBasePri; ///< All protocol fields.
+    /// Deletes the fields, whose type only the library knows.
+    struct KORVINPACKAGE_EXPORT FieldsDeleter
+    {
+        /// Deletes @p fields, which may be null.
+        void operator()(PackageBasePrivate *fields) const;
+    };
+
+    /// All protocol fields. Every constructor makes them; a subclass that drops them may call
+    /// getSerialNum() and destroy the package, and nothing else.
+    std::unique_ptr<PackageBasePrivate, FieldsDeleter> m_pPackageBasePri;
 
 private:
     QString m_serverConnectionKey;

@@ -2,13 +2,12 @@
 #define PACKAGEREQUESTCOMBINATION_H
 
 #include "korvinpackageglobal.h"
+#include "packagebase.h"
 
 #include <QtCore/QObject>
 #include <QtCore/QString>
 
 #include <list>
-
-class PackageBase;
 
 namespace KorvinInspect {
 class CombinationAccess; // reads combinations from JSON
