@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs a build tree, moves what was installed, and builds and runs the consumers against it; then
-# builds them with the source tree as a subdirectory.
+# builds them with the source tree as a subdirectory, and with the library's sources as their own.
 #
 # Usage: run.sh SOURCE BUILD
 set -euo pipefail
@@ -21,3 +21,20 @@ cmake --build "$work/subdirectory" --parallel "$(nproc)" >>"$work/log"
 "$work/subdirectory/consumer"
 "$work/subdirectory/inspecting_consumer"
 "$work/subdirectory/simulating_consumer"
+
+major=$(sed -n 's/^KORVINPACKAGE_QT_MAJOR:STRING=//p' "$build/CMakeCache.txt")
+echo "sources named one by one, all sources:"
+cmake -S "$consumer/sources" -B "$work/sources" -DKORVINPACKAGE_SOURCE="$source" -DQT_MAJOR="$major" \
+    >>"$work/log"
+cmake --build "$work/sources" --parallel "$(nproc)" >>"$work/log"
+"$work/sources/listed"
+"$work/sources/matching"
+
+qmake=qmake
+[[ $major == 6 ]] && qmake=qmake6
+echo "sources with $qmake:"
+mkdir "$work/qmake"
+cd "$work/qmake"
+"$qmake" "$consumer/sources/sources.pro" LIBRARY="$source/korvinpackage" >>"$work/log" 2>&1
+make -j "$(nproc)" >>"$work/log" 2>&1
+./sources
