@@ -7,22 +7,22 @@
 namespace KorvinInspect {
 
 /// What is wrong with a field, taken by itself.
-struct FieldFault
+struct FieldRefusal
 {
-    Fault fault = Fault::None;
+    Refusal refusal = Refusal::None;
     QString expected;
     QString found;
 };
 
 /// Compares a field with what encoders write. @p shape tells where an empty data string is one
-/// number and where none.
-FieldFault faultOf(const WireField &field, const MessageShape &shape);
+/// number and where it is none.
+FieldRefusal refusalOf(const WireField &field, const MessageShape &shape);
 
-/// The fault in words.
-QString reasonOf(const FieldFault &fault);
+/// Returns the refusal in words.
+QString reasonOf(const FieldRefusal &refusal);
 
-/// The name of a code, or an empty view; of any field whose type is a code.
-QStringView codeName(const WireField &field);
+/// Returns the name of a code; empty for a code without one and for other fields.
+QStringView codeName(WireType type, qint64 code);
 
 } // namespace KorvinInspect
 

@@ -1,25 +1,21 @@
 #include "include/messageshape.h"
 
-#include <algorithm>
+#include "classrow_p.h"
 
 namespace KorvinInspect {
 
 QString className(ClassId classId)
 {
-    const std::vector<PackageClass> &classes = packageClasses();
-    const auto found =
-        std::find_if(classes.begin(), classes.end(),
-                     [classId](const PackageClass &listed) { return listed.id == classId; });
-    return found == classes.end() ? QStringLiteral("PackageRequestCombination") : found->name;
+    const std::string_view name = rowOf(classId).name;
+    return QString::fromLatin1(name.data(), static_cast<int>(name.size()));
 }
 
 bool exists(const MessageShape &shape)
 {
-    if (shape.classId == ClassId::PackageRequestCombination)
+    const Korvin::ClassRow &row = rowOf(shape.classId);
+    if (row.base == Korvin::Base::Items)
         return shape.form == Form::Text && shape.direction == Direction::Request;
-    return shape.form != Form::Linux || shape.classId == ClassId::PackageRequestReadData
-        || shape.classId == ClassId::PackageRequestWriteData
-        || shape.classId == ClassId::PackageRequestWriteIP;
+    return shape.form != Form::Linux || row.has(Korvin::Linux);
 }
 
 QString describe(const MessageShape &shape)

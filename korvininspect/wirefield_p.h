@@ -10,12 +10,15 @@ enum class WireType {
     Constant, // number is what it must be
     Gap,
     Number,
+    Length, // number of bytes
+    Offset, // position in bytes
+    Status, // of a Linux frame
     ReadWriteCode,
     Flag,
     Kind,
     CommResult,
     PackageResult,
-    TextSize, // of the text behind it
+    TextSize, // of the text after it
     Text,
     EscapedText,
     Block,
@@ -28,6 +31,7 @@ struct WireField
 {
     const char *name = nullptr;
     WireType type = WireType::Number;
+    const void *source = nullptr; // the field of the package that it stands for
 
     int column = -1;    // -1 in a frame
     qint64 offset = 0;  // in bytes, or in characters of the record
@@ -36,10 +40,13 @@ struct WireField
 
     qint64 left = 0; // what is there from the offset on, at most the width
 
-    qint64 number = 0; // as a decoder takes it; of texts and blocks the announced size
+    qint64 number = 0; // as it is there; of texts and blocks the announced size
+    qint64 taken = 0;  // what a decoder makes of the number
     qint64 min = 0;    // what an encoder writes
     qint64 max = 0;
     bool isUnsigned64 = false; // number stands for 64 unsigned bits
+    bool isKept = false;       // a decoder keeps the text that it has where the size is 0 or less
+    bool isPadded = false;     // a decoder adds zeros to a block that is not all there
 
     QStringView text;            // of a column
     const char *bytes = nullptr; // of a text or block in a frame

@@ -59,15 +59,28 @@ public:
         integer<4>(static_cast<quint32>(field));
     }
 
+    void serial(const char *name, quint64 field) { u16(name, field); }
+    void shortSerial(const char *name, quint64 field) { u8(name, field); }
+    void ack(const char *name, quint32 field) { u8(name, field); }
+    void result(const char *name, int field) { u8(name, field); }
+    void status(const char *name, int field) { s8(name, field); }
+    void kind(const char *name, OrvexEnum::ClientPackageType field) { u8(name, field); }
+    void length(const char *name, qint32 field) { i32(name, field); }
+    void length(const char *name, quint16 field) { u16(name, field); }
+    void clampedLength(const char *name, qint32 field) { i32(name, field); }
+    void offset(const char *name, qint32 field) { i32(name, field); }
+
     /// 0 for `Read`, 1 for any other code.
     void access(const char *, OrvexEnum::ReadWriteCode code)
     {
         integer<1>(code == OrvexEnum::Read ? 0 : 1);
     }
 
+    void rawAccess(const char *name, OrvexEnum::ReadWriteCode code) { s8(name, code); }
+
     void flag(const char *, bool field) { integer<1>(field ? 1 : 0); }
 
-    /// A text in UTF-8 behind its 16-bit size.
+    /// A text in UTF-8 after its 16-bit size.
     void sizedText(const char *name, const QString &text)
     {
         const int sizePosition = m_size;
@@ -92,6 +105,8 @@ public:
 
     /// The bytes of a block whose length stands in a field of its own.
     void block(const char *, int, const QByteArray &data) { bytes(data); }
+    void uncountedBlock(const char *, int, const QByteArray &data) { bytes(data); }
+    void announcedBlock(const char *, int, const QByteArray &data) { bytes(data); }
 
 private:
     template <int Width>
@@ -167,6 +182,19 @@ public:
         field = static_cast<T>(integer(4));
     }
 
+    void serial(const char *name, quint64 &field) { u16(name, field); }
+    void ack(const char *name, quint32 &field) { u8(name, field); }
+    void kind(const char *name, OrvexEnum::ClientPackageType &field) { u8(name, field); }
+    void length(const char *name, qint32 &field) { i32(name, field); }
+    void clampedLength(const char *name, qint32 &field) { i32(name, field); }
+    void offset(const char *name, qint32 &field) { i32(name, field); }
+
+    template <typename Result>
+    void result(const char *name, Result &field)
+    {
+        u8(name, field);
+    }
+
     void access(const char *, OrvexEnum::ReadWriteCode &code)
     {
         code = integer(1) == 0 ? OrvexEnum::Read : OrvexEnum::Write;
@@ -179,7 +207,7 @@ public:
         const int size = integer(2);
         if (size == 0)
             text.clear();
-        this->text(name, size, text);
+        keptText(name, size, text);
     }
 
     /// A sized text whose bytes are not counted.
@@ -187,13 +215,13 @@ public:
     {
         const int size = integer(2);
         const int start = m_position;
-        this->text(name, size, text);
+        keptText(name, size, text);
         m_position = start;
     }
 
     /// A text of @p size bytes of UTF-8, which ends at its first zero byte. Left as it is where
     /// the size is 0 or less.
-    void text(const char *, int size, QString &text)
+    void keptText(const char *, int size, QString &text)
     {
         if (size <= 0)
             return;
@@ -215,6 +243,19 @@ public:
         }
         data.resize(length);
         std::memcpy(data.data(), bytes, static_cast<size_t>(qMax(length, 0)));
+    }
+
+    void announcedBlock(const char *name, int length, QByteArray &data)
+    {
+        block(name, length, data);
+    }
+
+    /// A block whose bytes are not counted.
+    void uncountedBlock(const char *name, int length, QByteArray &data)
+    {
+        const int start = m_position;
+        block(name, length, data);
+        m_position = start;
     }
 
 private:
@@ -270,6 +311,11 @@ public:
         const int low = next();
         field = static_cast<T>(low + 256 * next());
     }
+
+    void shortSerial(const char *name, quint64 &field) { u8(name, field); }
+    void status(const char *name, qint32 &field) { s8(name, field); }
+    void rawAccess(const char *name, OrvexEnum::ReadWriteCode &code) { s8(name, code); }
+    void length(const char *name, quint16 &field) { u16(name, field); }
 
 private:
     quint8 next() { return byteAt(m_frame, m_position++); }

@@ -130,7 +130,7 @@ int linuxReplyLength(const QByteArray &frame)
 {
     LinuxFrameReader reader(frame, LinuxHeader::LengthPosition);
     quint16 length = 0;
-    reader.u16("dataLength", length);
+    reader.length("dataLength", length);
     return length;
 }
 
@@ -666,7 +666,8 @@ bool PackageBase::unPackageReply(void *, int)
 bool PackageBase::unPackageReply(QString text)
 {
     RecordReader record(text, CommonPart::ReplyColumns);
-    // The parser would accept a record that lacks the acknowledge code alone, and change the package.
+    // The parser would accept a record that lacks the acknowledge code alone, and change the
+    // package.
     if (record.columns() == CommonPart::RequestColumns)
         return false;
     return unPackage(text) && record.isComplete()

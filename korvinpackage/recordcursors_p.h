@@ -48,22 +48,15 @@ public:
     }
 
     template <typename T>
-    void u32WrittenI32Read(const char *, const T &field)
+    void offset(const char *, const T &field)
     {
         number(field);
     }
 
-    template <typename T>
-    void i32WrittenU32Read(const char *, const T &field)
-    {
-        number(field);
-    }
-
-    template <typename T>
-    void u64WrittenI32Read(const char *, const T &field)
-    {
-        number(field);
-    }
+    void i32WrittenU32Read(const char *, qint32 field) { number(field); }
+    void length(const char *, qint32 field) { number(field); }
+    void serial(const char *, quint64 field) { number(field); }
+    void ack(const char *, quint32 field) { number(field); }
 
     /// A text as it stands.
     void text(const char *, const QString &field)
@@ -109,7 +102,7 @@ public:
         word(PackageBase::GetPackageResultsToStr(result));
     }
 
-    void dataString(const char *, const DataStringSource &source)
+    void dataString(const char *, int, const DataStringSource &source)
     {
         column();
         appendDataString(m_record, source);
@@ -177,7 +170,7 @@ class RecordReader
 {
 public:
     /// Splits off the first @p needed columns; @p text must outlive the reader.
-    RecordReader(const QString &text, int needed)
+    RecordReader(QStringView text, int needed)
     {
         TextParts parts(text, ',');
         while (m_columns.size() < needed && !parts.atEnd())
@@ -190,6 +183,18 @@ public:
 
     /// Returns how many of the needed columns the record has.
     int columns() const { return static_cast<int>(m_columns.size()); }
+
+    /// Returns the number of the next column, counted from 0.
+    int column() const { return m_next; }
+
+    /// Returns the next column; an empty text after the last one.
+    QStringView peek() const
+    {
+        return m_next < m_columns.size() ? m_columns.at(m_next) : QStringView();
+    }
+
+    /// Makes @p column the next one.
+    void goTo(int column) { m_next = column; }
 
     /// Reads the columns of @p part, the first of which is @p column, counted from 0.
     ///
@@ -224,21 +229,22 @@ public:
     }
 
     template <typename T>
-    void u32WrittenI32Read(const char *, T &field)
+    void offset(const char *name, T &field)
     {
-        field = static_cast<T>(toInt(next()));
+        i32(name, field);
     }
 
-    template <typename T>
-    void i32WrittenU32Read(const char *, T &field)
-    {
-        field = static_cast<T>(toUInt(next()));
-    }
+    void length(const char *name, qint32 &field) { i32(name, field); }
 
-    template <typename T>
-    void u64WrittenI32Read(const char *, T &field)
+    /// Written with 64 bits, read with 32.
+    void serial(const char *name, quint64 &field) { i32(name, field); }
+
+    /// Written unsigned, read signed.
+    void ack(const char *name, quint32 &field) { i32(name, field); }
+
+    void i32WrittenU32Read(const char *, qint32 &field)
     {
-        field = static_cast<T>(toInt(next()));
+        field = static_cast<qint32>(toUInt(next()));
     }
 
     void text(const char *, QString &field) { field = next().toString(); }
@@ -274,14 +280,14 @@ public:
         result = PackageBase::GetPackageResultsStr(borrowed(next()));
     }
 
-    void dataString(const char *, QStringView &field) { field = next(); }
+    void dataString(const char *, int, QStringView &field) { field = next(); }
 
 private:
-    /// The next column; an empty one behind the last.
     QStringView next()
     {
-        const int column = m_next++;
-        return column < m_columns.size() ? m_columns.at(column) : QStringView();
+        const QStringView column = peek();
+        ++m_next;
+        return column;
     }
 
     QVarLengthArray<QStringView, 32> m_columns;

@@ -121,7 +121,7 @@ public:
         addEncoded(encoding, encoded, &json);
         if (encoding.form == Form::Frame) {
             UndefinedBytes sink;
-            scanFrame<FrameAsWritten>(encoded, shapeOf(encoding), sink);
+            scanFrame<FrameAsWritten, WrittenFrameScanner>(encoded, shapeOf(encoding), sink);
             const QJsonArray undefined = sink.take();
             if (!undefined.isEmpty())
                 json.insert(QStringLiteral("undefined"), undefined);

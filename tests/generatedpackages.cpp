@@ -105,13 +105,14 @@ QJsonValue Generator::wildValue(const PackageField &field)
         return upTo(12) - 2;
     case ValueType::Data:
         return QString::fromLatin1(QByteArray(upTo(20), static_cast<char>(upTo(255))).toHex());
+    case ValueType::Length: {
+        // Up to 256 MiB an encoder makes what a length announces.
+        const int lengths[] = {0, -1, upTo(300), 0x7FFFFFFF};
+        return lengths[upTo(3)];
+    }
     case ValueType::Number:
         break;
     }
-    // Up to 256 MiB an encoder makes what a length announces.
-    const int lengths[] = {0, -1, upTo(300), 0x7FFFFFFF};
-    if (field.name.endsWith(QLatin1String("DataLength")))
-        return lengths[upTo(3)];
     const int edges[] = {0, 1, 127, 128, 255, 256, 65535, 65536, upTo(300), upTo(0x7FFFFFFE)};
     const int number = edges[upTo(9)];
     return oneIn(4) ? -number : number;

@@ -147,13 +147,14 @@ TEST(CheckOutOfMemory, IsAVerdict)
 {
     const QByteArray record = dataRecord(4, 100);
     const Verdict expected = check(record, WriteRecord);
-    EXPECT_EQ(int(expected.fault), int(Fault::DataStringMismatch));
+    EXPECT_EQ(int(expected.refusal), int(Refusal::DataStringMismatch));
     for (int failing = 0;; ++failing) {
         failingAllocation = failing;
         const Verdict verdict = check(record, WriteRecord);
         const bool failed = failingAllocation == -1;
         failingAllocation = -1;
-        EXPECT_EQ(int(verdict.fault), int(failed ? Fault::OutOfMemory : Fault::DataStringMismatch));
+        EXPECT_EQ(int(verdict.refusal),
+                  int(failed ? Refusal::OutOfMemory : Refusal::DataStringMismatch));
         if (!failed)
             break;
     }

@@ -51,26 +51,33 @@ public:
         step("i32", name);
     }
 
+    void serial(const char *name, quint64) { step("u16", name); }
+    void shortSerial(const char *name, quint64) { step("u8", name); }
+    void ack(const char *name, quint32) { step("u8", name); }
+    void result(const char *name, int) { step("u8", name); }
+    void kind(const char *name, OrvexEnum::ClientPackageType) { step("u8", name); }
+    void length(const char *name, qint32) { step("i32", name); }
+    void length(const char *name, quint16) { step("u16", name); }
+    void clampedLength(const char *name, qint32) { step("i32", name); }
+    void offset(const char *name, qint32) { step("i32", name); }
+    void status(const char *name, qint32) { step("s8", name); }
     void access(const char *name, OrvexEnum::ReadWriteCode) { step("access", name); }
+    void rawAccess(const char *name, OrvexEnum::ReadWriteCode) { step("s8", name); }
     void flag(const char *name, bool) { step("flag", name); }
     void sizedText(const char *name, const QString &) { step("sizedText", name); }
     void uncountedText(const char *name, const QString &) { step("uncountedText", name); }
 
     /// Of the size that the number in front gives, as is the block.
-    void text(const char *name, int, const QString &) { step("text", name); }
-    void block(const char *name, int, const QByteArray &) { step("block", name); }
+    void keptText(const char *name, int, const QString &) { step("text", name); }
+    void announcedBlock(const char *name, int, QStringView) { step("block", name); }
 
-    /// Stands for the beginning of the next field.
-    int position() const { return -1 - m_steps.size(); }
-
-    void setPosition(int position)
+    void uncountedBlock(const char *name, int, QStringView)
     {
-        if (position >= 0)
-            m_steps << QStringLiteral("at:%1").arg(position);
-        else
-            m_steps << QStringLiteral("back:")
-                    + m_steps.at(-1 - position).section(QLatin1Char(':'), 1);
+        step("block", name);
+        step("back", name);
     }
+
+    void goTo(int position) { m_steps << QStringLiteral("at:%1").arg(position); }
 
 private:
     void step(const char *type, const char *name)
@@ -114,22 +121,15 @@ public:
     }
 
     template <typename T>
-    void u32WrittenI32Read(const char *name, T &)
+    void offset(const char *name, T &)
     {
-        step("positiveI32", name);
+        step("i32", name);
     }
 
-    template <typename T>
-    void i32WrittenU32Read(const char *name, T &)
-    {
-        step("positiveU32", name);
-    }
-
-    template <typename T>
-    void u64WrittenI32Read(const char *name, T &)
-    {
-        step("positiveI32", name);
-    }
+    void ack(const char *name, quint32) { step("positiveI32", name); }
+    void i32WrittenU32Read(const char *name, qint32) { step("positiveU32", name); }
+    void serial(const char *name, quint64) { step("positiveI32", name); }
+    void length(const char *name, qint32) { step("i32", name); }
 
     void text(const char *name, const QString &) { step("text", name); }
     void escaped(const char *name, const QString &) { step("escaped", name); }
@@ -139,7 +139,7 @@ public:
     void writeKind(const char *name, OrvexEnum::ClientPackageType) { step("writeKind", name); }
     void result(const char *name, OrvexEnum::CommResults) { step("result", name); }
     void result(const char *name, OrvexEnum::PackageResults) { step("result", name); }
-    void dataString(const char *name, QStringView) { step("dataString", name); }
+    void dataString(const char *name, int, QStringView) { step("dataString", name); }
 
 private:
     void step(const char *type, const char *name)
@@ -157,7 +157,7 @@ template <typename Walk>
 QStringList frame(ClassId id, Walk walk)
 {
     FrameRecorder recorder;
-    FrameAsRead<FrameRecorder> layout(id, recorder);
+    FrameAsRead<FrameRecorder> layout(rowOf(id), recorder);
     walk(layout);
     return recorder.steps();
 }
@@ -198,17 +198,17 @@ void putClass(ClassId id)
     const MessageShape request{id, Form::Text, Direction::Request};
     const MessageShape reply{id, Form::Text, Direction::Reply};
     const auto asRead = [](auto &scanner, const MessageShape &shape) {
-        scanRecordAsRead(scanner, shape);
+        scanRecordAsRead(scanner, rowOf(shape), shape.direction == Direction::Reply);
     };
     const auto asWritten = [](auto &scanner, const MessageShape &shape) {
-        scanRecordAsWritten(scanner, shape);
+        scanRecordAsWritten(scanner, rowOf(shape), shape.direction == Direction::Reply);
     };
     putRecord("requestRecord", request, asRead);
     putRecord("replyRecord", reply, asRead);
     putRecord("writtenReplyRecord", reply, asWritten);
     put(QStringLiteral("            columns = { %1, %2 },")
-            .arg(neededColumns(request))
-            .arg(neededColumns(reply)));
+            .arg(Korvin::neededColumns(rowOf(id), false))
+            .arg(Korvin::neededColumns(rowOf(id), true)));
     if (exists({id, Form::Linux, Direction::Request})) {
         FrameRecorder recorder;
         PackageBasePrivate common;

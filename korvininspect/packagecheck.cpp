@@ -1,7 +1,8 @@
+#include "include/packagecheck.h"
+
 #include "classlayouts_p.h"
 #include "fieldrules_p.h"
 #include "include/inputtext.h"
-#include "include/packagecheck.h"
 #include "memory_p.h"
 #include "valuetext_p.h"
 
@@ -9,17 +10,16 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 namespace KorvinInspect {
 
 namespace {
 
-/// Keeps the first fault.
-class FirstFault : public FieldSink
+/// Keeps the first reason to refuse the input.
+class FirstRefusal : public FieldSink
 {
 public:
-    explicit FirstFault(const MessageShape &shape)
+    explicit FirstRefusal(const MessageShape &shape)
         : m_shape(shape)
     {
     }
@@ -30,15 +30,15 @@ public:
             return;
         if (field.type == WireType::Checksum)
             endAt(field.offset);
-        FieldFault fault = faultOf(field, m_shape);
-        if (fault.fault == Fault::None)
-            fault = contradiction(field);
-        if (m_verdict.isOk() && fault.fault != Fault::None) {
-            m_verdict.fault = fault.fault;
+        FieldRefusal refusal = refusalOf(field, m_shape);
+        if (refusal.refusal == Refusal::None)
+            refusal = contradiction(field);
+        if (m_verdict.isOk() && refusal.refusal != Refusal::None) {
+            m_verdict.refusal = refusal.refusal;
             m_verdict.field = QString::fromLatin1(field.name);
             m_verdict.position = field.column < 0 ? static_cast<int>(field.offset) : field.column;
-            m_verdict.expected = fault.expected;
-            m_verdict.found = fault.found;
+            m_verdict.expected = refusal.expected;
+            m_verdict.found = refusal.found;
         }
         m_end = qMax(m_end, field.offset + field.width);
     }
@@ -48,7 +48,7 @@ public:
     {
         if (!m_verdict.isOk() || m_end >= end)
             return;
-        m_verdict.fault = Fault::TrailingBytes;
+        m_verdict.refusal = Refusal::TrailingBytes;
         m_verdict.position = static_cast<int>(m_end);
         m_verdict.expected = byteCount(m_end);
         m_verdict.found = byteCount(end);
@@ -57,14 +57,14 @@ public:
     Verdict verdict() const { return m_verdict; }
 
 private:
-    /// An encoder takes fields of the same name from the same field of its package.
-    FieldFault contradiction(const WireField &field)
+    /// Compares a field with an earlier one that stands for the same field of the package.
+    FieldRefusal contradiction(const WireField &field)
     {
-        if (field.type == WireType::Constant || field.type == WireType::Gap)
+        if (!field.source)
             return {};
         const auto *const earlier =
             std::find_if(m_seen.begin(), m_seen.end(), [&](const WireField &seen) {
-                return seen.type == field.type && std::strcmp(seen.name, field.name) == 0;
+                return seen.type == field.type && seen.source == field.source;
             });
         if (earlier == m_seen.end()) {
             m_seen.append(field);
@@ -76,9 +76,9 @@ private:
         if (same)
             return {};
         if (earlier->number == field.number)
-            return {Fault::Contradiction, QStringLiteral("the same bytes"),
+            return {Refusal::Contradiction, QStringLiteral("the same bytes"),
                     QStringLiteral("others")};
-        return {Fault::Contradiction, QString::number(earlier->number),
+        return {Refusal::Contradiction, QString::number(earlier->number),
                 QString::number(field.number)};
     }
 
@@ -88,10 +88,10 @@ private:
     QVarLengthArray<WireField, 32> m_seen; // more than a frame or record has different ones
 };
 
-Verdict countFault(int expected, int found, const char *what)
+Verdict wrongCount(int expected, int found, const char *what)
 {
     Verdict verdict;
-    verdict.fault = found < expected ? Fault::TooFewFields : Fault::TooManyFields;
+    verdict.refusal = found < expected ? Refusal::TooFewFields : Refusal::TooManyFields;
     verdict.position = qMin(expected, found);
     verdict.expected = QStringLiteral("%1 %2").arg(expected).arg(QLatin1String(what));
     verdict.found = QString::number(found);
@@ -100,31 +100,45 @@ Verdict countFault(int expected, int found, const char *what)
 
 Verdict checkRecord(QStringView record, const MessageShape &shape)
 {
-    FirstFault sink(shape);
+    FirstRefusal sink(shape);
     RecordScanner scanner(record, sink);
-    if (scanner.count() < neededColumns(shape))
-        return countFault(neededColumns(shape), scanner.count(), "columns");
-    if (scanner.count() > writtenColumns(shape))
-        return countFault(writtenColumns(shape), scanner.count(), "columns");
-    scanRecordAsWritten(scanner, shape);
+    const Korvin::ClassRow &row = rowOf(shape);
+    const bool isReply = shape.direction == Direction::Reply;
+    const int needed = Korvin::neededColumns(row, isReply);
+    const int written = Korvin::writtenColumns(row, isReply);
+    if (scanner.count() < needed)
+        return wrongCount(needed, scanner.count(), "columns");
+    if (scanner.count() > written)
+        return wrongCount(written, scanner.count(), "columns");
+    scanRecordAsWritten(scanner, row, isReply);
     return sink.verdict();
+}
+
+QStringList typeWords()
+{
+    QStringList words;
+    for (const Korvin::ClassRow &row : Korvin::Classes) {
+        if (!row.typeWord.isEmpty())
+            words << row.typeWord.toString();
+    }
+    return words;
 }
 
 Verdict checkItem(QStringView item)
 {
     const auto parts = static_cast<int>(std::count(item.begin(), item.end(), QLatin1Char('^'))) + 1;
     if (parts != 2)
-        return countFault(2, parts, "parts");
+        return wrongCount(2, parts, "parts");
     Korvin::TextParts props(item, '^');
     const QStringView word = props.next();
     const std::optional<ClassId> id = classOfType(word);
     if (id)
         return checkRecord(props.next(), {*id, Form::Text, Direction::Request});
     Verdict verdict;
-    verdict.fault = Fault::UnknownType;
+    verdict.refusal = Refusal::UnknownType;
     verdict.field = QStringLiteral("type");
-    verdict.expected = QStringLiteral("writeData, writeFile, ReadData or ReadFile");
-    verdict.found = QLatin1Char('"') + printable(word.toString(), 20) + QLatin1Char('"');
+    verdict.expected = QLatin1String("one of ") + typeWords().join(QLatin1String(", "));
+    verdict.found = QStringLiteral("type word \"%1\"").arg(printable(word.toString(), 20));
     return verdict;
 }
 
@@ -144,15 +158,15 @@ Verdict checkCombination(QStringView record)
 
 Verdict checkText(QStringView record, const MessageShape &shape)
 {
-    return shape.classId == ClassId::PackageRequestCombination ? checkCombination(record)
-                                                               : checkRecord(record, shape);
+    return rowOf(shape).base == Korvin::Base::Items ? checkCombination(record)
+                                                    : checkRecord(record, shape);
 }
 
 Verdict checkBytes(const QByteArray &frame, const MessageShape &shape)
 {
-    FirstFault sink(shape);
+    FirstRefusal sink(shape);
     if (shape.form == Form::Frame) {
-        scanFrame<FrameAsWritten>(frame, shape, sink);
+        scanFrameAsWritten(frame, shape, sink);
         sink.endAt(frame.size());
         return sink.verdict();
     }
@@ -162,30 +176,29 @@ Verdict checkBytes(const QByteArray &frame, const MessageShape &shape)
         return sink.verdict();
     }
     Verdict verdict;
-    verdict.fault = Fault::Truncated;
+    verdict.refusal = Refusal::Truncated;
     verdict.position = static_cast<int>(frame.size());
     verdict.expected = QStringLiteral("at least %1 bytes").arg(Smallest);
     verdict.found = byteCount(frame.size());
     return verdict;
 }
 
-Verdict refused(Fault fault)
+Verdict refused(Refusal refusal)
 {
     Verdict verdict;
-    verdict.fault = fault;
+    verdict.refusal = refusal;
     return verdict;
 }
 
 /// Runs a check of an input of @p size for a shape that exists.
 template <typename Check>
-Verdict guardedCheck(qint64 size, const MessageShape &shape, Check &&run)
+Verdict guardedCheck(qint64 size, const MessageShape &shape, Check run)
 {
-    try {
+    const auto checkSize = [&] {
         Korvin::checkedSize(size); // positions are ints
-        return exists(shape) ? run() : refused(Fault::NoSuchForm);
-    } catch (const std::bad_alloc &) {
-        return refused(Fault::OutOfMemory);
-    }
+        return exists(shape) ? run() : refused(Refusal::NoSuchForm);
+    };
+    return Korvin::guarded(checkSize, refused(Refusal::OutOfMemory));
 }
 
 } // namespace
@@ -197,9 +210,9 @@ QString describe(const Verdict &verdict)
         place += QStringLiteral("item %1, ").arg(verdict.item);
     if (!verdict.field.isEmpty())
         place += QStringLiteral("%1 at %2: ").arg(verdict.field).arg(verdict.position);
-    else if (verdict.fault == Fault::TrailingBytes || verdict.fault == Fault::Truncated)
+    else if (verdict.refusal == Refusal::TrailingBytes || verdict.refusal == Refusal::Truncated)
         place += QStringLiteral("at %1: ").arg(verdict.position);
-    return place + reasonOf({verdict.fault, verdict.expected, verdict.found});
+    return place + reasonOf({verdict.refusal, verdict.expected, verdict.found});
 }
 
 Verdict check(const QByteArray &input, const MessageShape &shape)
@@ -208,14 +221,14 @@ Verdict check(const QByteArray &input, const MessageShape &shape)
         if (shape.form != Form::Text)
             return checkBytes(input, shape);
         const QString record = textFromUtf8(input);
-        return record.toUtf8() == input ? checkText(record, shape) : refused(Fault::NotUtf8);
+        return record.toUtf8() == input ? checkText(record, shape) : refused(Refusal::NotUtf8);
     });
 }
 
 Verdict check(const QString &record, const MessageShape &shape)
 {
     if (shape.form != Form::Text)
-        return refused(Fault::NoSuchForm);
+        return refused(Refusal::NoSuchForm);
     return guardedCheck(record.size(), shape, [&] { return checkText(record, shape); });
 }
 
