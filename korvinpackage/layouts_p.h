@@ -21,6 +21,7 @@ struct CommonPart
     static constexpr int RequestColumns = 15;
     static constexpr int ReplyColumns = 16; // the acknowledge code comes behind
     static constexpr int ShortReplySize = 6;
+    static constexpr int ResultsSize = 6; // of a full reply
 
     PackageBasePrivate &package;
 

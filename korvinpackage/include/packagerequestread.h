@@ -78,6 +78,13 @@ public:
     /// Number of data bytes expected in the reply.
     virtual int getReplyDataLength() const;
 
+protected:
+    /// Reads the payload of this class, which those of its subclasses follow:
+    /// ParseDataFromPackage() without a copy of the frame.
+    ///
+    /// @return the number of bytes consumed.
+    int parseRegisterPayload(bool isRequest, const QByteArray &package, int startIndex);
+
 private:
     int m_nReplyDataLength = 0;
 };

@@ -86,6 +86,12 @@ public:
     bool unPackageRequest(QString text) override;
 
 protected:
+    /// Reads the payload of this class, which those of its subclasses follow:
+    /// ParseDataFromPackage() without a copy of the frame.
+    ///
+    /// @return the number of bytes consumed.
+    int parseRegisterPayload(bool isRequest, const QByteArray &package, int startIndex);
+
     int m_nRequestFieldCount = 2; ///< Columns that this class adds to a request record.
     int m_nReplyFieldCount = 2;   ///< Columns that this class adds to a reply record.
 
