@@ -3,11 +3,12 @@
 
 include(CMakePackageConfigHelpers)
 
-# Sets up the library TARGET, whose public headers are the HEADERS in its folder include/. It is
-# exported as Korvin::EXPORT_NAME; PREFIX is what the macros of its export header begin with;
-# REQUIRES and PACKAGE_REQUIRES are what it is linked to, for CMake and for pkg-config.
+# Sets up the library TARGET, whose public headers are the HEADERS in its folder include/. They are
+# included below a folder of its name, or with FLAT by their names alone. It is exported as
+# Korvin::EXPORT_NAME; PREFIX is what the macros of its export header begin with; REQUIRES and
+# PACKAGE_REQUIRES are what it is linked to, for CMake and for pkg-config.
 function(korvinpackage_library target)
-    cmake_parse_arguments(arg "" "EXPORT_NAME;PREFIX;REQUIRES;PACKAGE_REQUIRES" "HEADERS" ${ARGN})
+    cmake_parse_arguments(arg "FLAT" "EXPORT_NAME;PREFIX;REQUIRES;PACKAGE_REQUIRES" "HEADERS" ${ARGN})
     add_library(Korvin::${arg_EXPORT_NAME} ALIAS ${target})
     korvinpackage_target_defaults(${target})
     target_sources(${target} PRIVATE ${arg_HEADERS})
@@ -19,9 +20,13 @@ function(korvinpackage_library target)
         target_compile_definitions(${target} PUBLIC ${arg_PREFIX}_STATIC)
         set(pkgconfig_cflags " -D${arg_PREFIX}_STATIC")
     endif()
+    set(include_folder ${CMAKE_INSTALL_INCLUDEDIR})
+    if(arg_FLAT)
+        string(APPEND include_folder /${target})
+    endif()
     target_include_directories(${target} PUBLIC
         $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
-        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/${target}>)
+        $<INSTALL_INTERFACE:${include_folder}>)
     target_link_libraries(${target} PUBLIC ${arg_REQUIRES})
     # Templates of the standard library and of Qt would be exported as well.
     set(exports ${CMAKE_CURRENT_SOURCE_DIR}/exports.map)

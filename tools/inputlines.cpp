@@ -2,8 +2,8 @@
 
 #include "commandline.h"
 
-#include <hexbytes.h>
-#include <inputtext.h>
+#include <korvininspect/hexbytes.h>
+#include <korvininspect/inputtext.h>
 
 #include <cstdio>
 #include <unistd.h>
