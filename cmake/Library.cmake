@@ -3,6 +3,13 @@
 
 include(CMakePackageConfigHelpers)
 
+# What is installed finds the libraries by their place relative to its own, wherever that is.
+if(APPLE)
+    set(korvinpackage_origin @loader_path)
+else()
+    set(korvinpackage_origin $ORIGIN)
+endif()
+
 # Sets up the library TARGET, whose public headers are the HEADERS in its folder include/. They are
 # included below a folder of its name, or with FLAT by their names alone. It is exported as
 # Korvin::EXPORT_NAME; PREFIX is what the macros of its export header begin with; REQUIRES and
@@ -38,8 +45,7 @@ function(korvinpackage_library target)
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON
         POSITION_INDEPENDENT_CODE ON
-        # The libraries find each other, wherever they are installed.
-        INSTALL_RPATH $ORIGIN
+        INSTALL_RPATH ${korvinpackage_origin}
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
         EXPORT_NAME ${arg_EXPORT_NAME})
@@ -66,11 +72,13 @@ function(korvinpackage_install_cmake_package)
     endif()
     install(EXPORT KorvinPackageTargets NAMESPACE Korvin:: FILE ${targets}.cmake
         DESTINATION ${directory})
-    configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KorvinPackageConfig.cmake.in
-        KorvinPackageConfig.cmake INSTALL_DESTINATION ${directory})
-    write_basic_package_version_file(KorvinPackageConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+    # Files of this name are found by find_package(KorvinPackage) and find_package(korvinpackage).
+    set(config korvinpackage-config)
+    configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/${config}.cmake.in
+        ${config}.cmake INSTALL_DESTINATION ${directory})
+    write_basic_package_version_file(${config}-version.cmake COMPATIBILITY SameMajorVersion)
     install(FILES
-        ${CMAKE_CURRENT_BINARY_DIR}/KorvinPackageConfig.cmake
-        ${CMAKE_CURRENT_BINARY_DIR}/KorvinPackageConfigVersion.cmake
+        ${CMAKE_CURRENT_BINARY_DIR}/${config}.cmake
+        ${CMAKE_CURRENT_BINARY_DIR}/${config}-version.cmake
         DESTINATION ${directory})
 endfunction()
