@@ -3,8 +3,8 @@
 #include "codecagreement.h"
 #include "fuzztarget.h"
 
-#include <inputtext.h>
-#include <packagecheck.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packagecheck.h>
 #include <packagerequestcombination.h>
 
 #include <QtCore/QStringList>

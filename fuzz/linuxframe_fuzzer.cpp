@@ -3,8 +3,8 @@
 #include "codecagreement.h"
 #include "fuzztarget.h"
 
-#include <packagecheck.h>
-#include <packageexplain.h>
+#include <korvininspect/packagecheck.h>
+#include <korvininspect/packageexplain.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
 

@@ -1,9 +1,10 @@
 #include "classlayouts_p.h"
 #include "fieldrules_p.h"
-#include "include/inputtext.h"
-#include "include/packagecheck.h"
 #include "memory_p.h"
 #include "valuetext_p.h"
+
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packagecheck.h>
 
 #include <QtCore/QVarLengthArray>
 

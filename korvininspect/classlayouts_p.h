@@ -2,9 +2,10 @@
 #define CLASSLAYOUTS_P_H
 
 #include "framescanner_p.h"
-#include "include/messageshape.h"
 #include "layouts_p.h"
 #include "recordscanner_p.h"
+
+#include <korvininspect/messageshape.h>
 
 #include <optional>
 

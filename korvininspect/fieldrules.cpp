@@ -3,8 +3,9 @@
 #include "classlayouts_p.h"
 #include "codenames_p.h"
 #include "datastring_p.h"
-#include "include/inputtext.h"
 #include "valuetext_p.h"
+
+#include <korvininspect/inputtext.h>
 
 #include <cstring>
 

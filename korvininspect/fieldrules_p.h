@@ -1,8 +1,9 @@
 #ifndef FIELDRULES_P_H
 #define FIELDRULES_P_H
 
-#include "include/packagecheck.h"
 #include "wirefield_p.h"
+
+#include <korvininspect/packagecheck.h>
 
 namespace KorvinInspect {
 

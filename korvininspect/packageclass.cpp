@@ -1,10 +1,10 @@
-#include "include/packageclass.h"
+#include <korvininspect/packageclass.h>
 
 #include "codenames_p.h"
-#include "include/hexbytes.h"
 #include "jsonvalues_p.h"
 #include "valuetext_p.h"
 
+#include <korvininspect/hexbytes.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestreadfile.h>
 #include <packagerequestreadmemdata.h>

@@ -1,9 +1,9 @@
-#include "include/simulateddevice.h"
+#include <korvinsimulator/simulateddevice.h>
 
 #include "unitoperations_p.h"
 
-#include <inputtext.h>
-#include <packageclass.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packageclass.h>
 #include <packagerequestcombination.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestreadfile.h>

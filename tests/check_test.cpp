@@ -5,7 +5,7 @@
 #include "generatedpackages.h"
 #include "testvectors.h"
 
-#include <packagecheck.h>
+#include <korvininspect/packagecheck.h>
 
 namespace {
 

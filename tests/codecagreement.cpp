@@ -1,8 +1,8 @@
 #include "codecagreement.h"
 
-#include <inputtext.h>
-#include <packagecheck.h>
-#include <packageexplain.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packagecheck.h>
+#include <korvininspect/packageexplain.h>
 #include <packagerequestcombination.h>
 
 #include <QtCore/QMap>

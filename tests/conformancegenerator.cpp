@@ -6,8 +6,8 @@
 #include "packageforms.h"
 #include "testvectors.h"
 
-#include <inputtext.h>
-#include <packageexplain.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packageexplain.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QJsonArray>

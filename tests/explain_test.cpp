@@ -6,8 +6,8 @@
 #include "testsupport.h"
 #include "testvectors.h"
 
-#include <inputtext.h>
-#include <packageexplain.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packageexplain.h>
 #include <packagerequestcombination.h>
 #include <packagerequestwritedata.h>
 

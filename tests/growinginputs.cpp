@@ -3,12 +3,12 @@
 #include "packageforms.h"
 
 #include <commpackagebase.h>
-#include <hexbytes.h>
-#include <packagecheck.h>
-#include <packageclass.h>
-#include <packageexplain.h>
-#include <packageguess.h>
-#include <packagejson.h>
+#include <korvininspect/hexbytes.h>
+#include <korvininspect/packagecheck.h>
+#include <korvininspect/packageclass.h>
+#include <korvininspect/packageexplain.h>
+#include <korvininspect/packageguess.h>
+#include <korvininspect/packagejson.h>
 #include <packagerequestcombination.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>

@@ -3,7 +3,7 @@
 #include "generatedpackages.h"
 #include "testvectors.h"
 
-#include <packageguess.h>
+#include <korvininspect/packageguess.h>
 
 namespace {
 

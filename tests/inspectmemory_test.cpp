@@ -4,9 +4,9 @@
 #include "testsupport.h"
 
 #include <commpackagebase.h>
-#include <packagecheck.h>
-#include <packageexplain.h>
-#include <packageguess.h>
+#include <korvininspect/packagecheck.h>
+#include <korvininspect/packageexplain.h>
+#include <korvininspect/packageguess.h>
 #include <packagerequestcombination.h>
 
 #include <ctime>

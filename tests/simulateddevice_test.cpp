@@ -2,12 +2,12 @@
 
 #include "generatedpackages.h"
 
-#include <packagecheck.h>
+#include <korvininspect/packagecheck.h>
+#include <korvinsimulator/simulateddevice.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestreadmemdata.h>
 #include <packagerequestwritedata.h>
 #include <packagerequestwritefile.h>
-#include <simulateddevice.h>
 
 using namespace KorvinSimulator;
 

@@ -4,11 +4,11 @@
 #include "explaincommands.h"
 #include "packageforms.h"
 
-#include <hexbytes.h>
-#include <inputtext.h>
+#include <korvininspect/hexbytes.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packageclass.h>
+#include <korvininspect/packagejson.h>
 #include <packagebase.h>
-#include <packageclass.h>
-#include <packagejson.h>
 #include <packagerequestcombination.h>
 
 #include <QtCore/QCoreApplication>

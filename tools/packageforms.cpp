@@ -1,6 +1,6 @@
 #include "packageforms.h"
 
-#include <inputtext.h>
+#include <korvininspect/inputtext.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
 

@@ -1,7 +1,7 @@
 #ifndef PACKAGEFORMS_H
 #define PACKAGEFORMS_H
 
-#include <messageshape.h>
+#include <korvininspect/messageshape.h>
 
 #include <QtCore/QByteArray>
 

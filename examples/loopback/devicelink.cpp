@@ -2,8 +2,8 @@
 
 #include "replies.h"
 
-#include <packagecheck.h>
-#include <packageclass.h>
+#include <korvininspect/packagecheck.h>
+#include <korvininspect/packageclass.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
 

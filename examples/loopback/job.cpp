@@ -2,8 +2,8 @@
 
 #include "replies.h"
 
-#include <inputtext.h>
-#include <packageclass.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packageclass.h>
 #include <packagerequestcombination.h>
 
 #include <algorithm>

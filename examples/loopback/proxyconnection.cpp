@@ -2,7 +2,7 @@
 
 #include "replies.h"
 
-#include <packageclass.h>
+#include <korvininspect/packageclass.h>
 #include <specialpackagerequest.h>
 
 #include <QtCore/QStringList>

@@ -1,8 +1,8 @@
 #include "replies.h"
 
-#include <inputtext.h>
-#include <packagecheck.h>
-#include <packageclass.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packagecheck.h>
+#include <korvininspect/packageclass.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
 #include <specialpackagerequest.h>

@@ -1,7 +1,7 @@
-#ifndef INPUTTEXT_H
-#define INPUTTEXT_H
+#ifndef KORVININSPECT_INPUTTEXT_H
+#define KORVININSPECT_INPUTTEXT_H
 
-#include "korvininspectglobal.h"
+#include <korvininspect/korvininspectglobal.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>

@@ -1,8 +1,8 @@
-#ifndef PACKAGECHECK_H
-#define PACKAGECHECK_H
+#ifndef KORVININSPECT_PACKAGECHECK_H
+#define KORVININSPECT_PACKAGECHECK_H
 
-#include "korvininspectglobal.h"
-#include "messageshape.h"
+#include <korvininspect/korvininspectglobal.h>
+#include <korvininspect/messageshape.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>

@@ -1,7 +1,7 @@
-#ifndef MESSAGESHAPE_H
-#define MESSAGESHAPE_H
+#ifndef KORVININSPECT_MESSAGESHAPE_H
+#define KORVININSPECT_MESSAGESHAPE_H
 
-#include "packageclass.h"
+#include <korvininspect/packageclass.h>
 
 namespace KorvinInspect {
 

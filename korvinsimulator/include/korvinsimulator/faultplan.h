@@ -1,8 +1,8 @@
-#ifndef FAULTPLAN_H
-#define FAULTPLAN_H
+#ifndef KORVINSIMULATOR_FAULTPLAN_H
+#define KORVINSIMULATOR_FAULTPLAN_H
 
-#include "korvinsimulatorglobal.h"
-#include "requestoutcome.h"
+#include <korvinsimulator/korvinsimulatorglobal.h>
+#include <korvinsimulator/requestoutcome.h>
 
 #include <QtCore/QString>
 

@@ -1,7 +1,7 @@
-#ifndef PACKAGEDEBUG_H
-#define PACKAGEDEBUG_H
+#ifndef KORVININSPECT_PACKAGEDEBUG_H
+#define KORVININSPECT_PACKAGEDEBUG_H
 
-#include "korvininspectglobal.h"
+#include <korvininspect/korvininspectglobal.h>
 
 #include <QtCore/QDebug>
 

@@ -1,9 +1,9 @@
-#ifndef PACKAGEGUESS_H
-#define PACKAGEGUESS_H
+#ifndef KORVININSPECT_PACKAGEGUESS_H
+#define KORVININSPECT_PACKAGEGUESS_H
 
-#include "korvininspectglobal.h"
-#include "messageshape.h"
-#include "packagecheck.h"
+#include <korvininspect/korvininspectglobal.h>
+#include <korvininspect/messageshape.h>
+#include <korvininspect/packagecheck.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QVector>

@@ -1,5 +1,5 @@
-#ifndef KORVININSPECTGLOBAL_H
-#define KORVININSPECTGLOBAL_H
+#ifndef KORVININSPECT_KORVININSPECTGLOBAL_H
+#define KORVININSPECT_KORVININSPECTGLOBAL_H
 
 /// @file
 /// Marks what the library exports. A static build defines KORVININSPECT_STATIC, for itself and

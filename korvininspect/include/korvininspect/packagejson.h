@@ -1,7 +1,7 @@
-#ifndef PACKAGEJSON_H
-#define PACKAGEJSON_H
+#ifndef KORVININSPECT_PACKAGEJSON_H
+#define KORVININSPECT_PACKAGEJSON_H
 
-#include "korvininspectglobal.h"
+#include <korvininspect/korvininspectglobal.h>
 
 #include <QtCore/QJsonObject>
 #include <QtCore/QString>

@@ -1,7 +1,7 @@
-#ifndef PACKAGECLASS_H
-#define PACKAGECLASS_H
+#ifndef KORVININSPECT_PACKAGECLASS_H
+#define KORVININSPECT_PACKAGECLASS_H
 
-#include "korvininspectglobal.h"
+#include <korvininspect/korvininspectglobal.h>
 
 #include <QtCore/QJsonValue>
 #include <QtCore/QString>

@@ -1,11 +1,10 @@
-#ifndef SIMULATEDDEVICE_H
-#define SIMULATEDDEVICE_H
+#ifndef KORVINSIMULATOR_SIMULATEDDEVICE_H
+#define KORVINSIMULATOR_SIMULATEDDEVICE_H
 
-#include "devicestate.h"
-#include "faultplan.h"
-#include "korvinsimulatorglobal.h"
-
-#include <packagecheck.h>
+#include <korvininspect/packagecheck.h>
+#include <korvinsimulator/devicestate.h>
+#include <korvinsimulator/faultplan.h>
+#include <korvinsimulator/korvinsimulatorglobal.h>
 
 #include <QtCore/QByteArray>
 

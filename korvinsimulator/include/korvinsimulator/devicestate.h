@@ -1,7 +1,7 @@
-#ifndef DEVICESTATE_H
-#define DEVICESTATE_H
+#ifndef KORVINSIMULATOR_DEVICESTATE_H
+#define KORVINSIMULATOR_DEVICESTATE_H
 
-#include "korvinsimulatorglobal.h"
+#include <korvinsimulator/korvinsimulatorglobal.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QJsonObject>

@@ -1,5 +1,5 @@
-#ifndef KORVINSIMULATORGLOBAL_H
-#define KORVINSIMULATORGLOBAL_H
+#ifndef KORVINSIMULATOR_KORVINSIMULATORGLOBAL_H
+#define KORVINSIMULATOR_KORVINSIMULATORGLOBAL_H
 
 /// @file
 /// Marks what the library exports. A static build defines KORVINSIMULATOR_STATIC, for itself and

@@ -1,7 +1,7 @@
-#ifndef HEXBYTES_H
-#define HEXBYTES_H
+#ifndef KORVININSPECT_HEXBYTES_H
+#define KORVININSPECT_HEXBYTES_H
 
-#include "korvininspectglobal.h"
+#include <korvininspect/korvininspectglobal.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>

@@ -1,8 +1,8 @@
-#ifndef PACKAGEEXPLAIN_H
-#define PACKAGEEXPLAIN_H
+#ifndef KORVININSPECT_PACKAGEEXPLAIN_H
+#define KORVININSPECT_PACKAGEEXPLAIN_H
 
-#include "korvininspectglobal.h"
-#include "messageshape.h"
+#include <korvininspect/korvininspectglobal.h>
+#include <korvininspect/messageshape.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QJsonArray>
