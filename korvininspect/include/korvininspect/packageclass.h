@@ -2,6 +2,7 @@
 #define KORVININSPECT_PACKAGECLASS_H
 
 #include <korvininspect/korvininspectglobal.h>
+#include <packagebase.h>
 
 #include <QtCore/QJsonValue>
 #include <QtCore/QString>
@@ -9,8 +10,6 @@
 #include <functional>
 #include <memory>
 #include <vector>
-
-class PackageBase;
 
 namespace KorvinInspect {
 
