@@ -12,7 +12,7 @@ namespace {
 QByteArray encoded(PackageBase &package, const Encoding &encoding)
 {
     QByteArray bytes;
-    EXPECT_EQ(encodePackage(package, encoding, &bytes), QString());
+    EXPECT_TRUE(encodePackage(package, encoding, &bytes).isOk());
     return bytes;
 }
 

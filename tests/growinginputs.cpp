@@ -1,7 +1,5 @@
 #include "growinginputs.h"
 
-#include "packageforms.h"
-
 #include <commpackagebase.h>
 #include <hexbytes.h>
 #include <packagecheck.h>
