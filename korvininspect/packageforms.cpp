@@ -164,6 +164,52 @@ public:
     void add(const WireField &) override { }
 };
 
+/// Keeps the first field that announces more data than is allowed.
+class ExcessSink : public FieldSink
+{
+public:
+    explicit ExcessSink(int most)
+        : m_most(most)
+    {
+    }
+
+    void add(const WireField &field) override
+    {
+        const bool announces = field.type == WireType::Block || field.type == WireType::DataString
+            || isNamed(field, "dataLength");
+        if (!m_verdict.isOk() || !announces || field.number <= m_most)
+            return;
+        m_verdict.fault = Fault::OutOfRange;
+        m_verdict.field = QString::fromLatin1(field.name);
+        m_verdict.position = field.column < 0 ? static_cast<int>(field.offset) : field.column;
+        m_verdict.expected = QStringLiteral("at most %1").arg(byteCount(m_most));
+        m_verdict.found = byteCount(field.number);
+    }
+
+    Verdict verdict() const { return m_verdict; }
+
+private:
+    int m_most;
+    Verdict m_verdict;
+};
+
+/// Looks whether the decoder of a class would make too much ready.
+Verdict checkAnnounced(const QByteArray &encoded, const MessageShape &shape, int most)
+{
+    ExcessSink sink(most);
+    if (shape.form == Form::Frame) {
+        scanFrame<FrameAsRead<FrameScanner>>(encoded, shape, sink);
+    } else if (shape.form == Form::Linux) {
+        scanLinuxFrame(encoded, shape, sink);
+    } else {
+        const QString record = textFromUtf8(encoded);
+        RecordScanner scanner(record, sink);
+        if (scanner.count() >= neededColumns(shape))
+            scanRecordAsRead(scanner, shape);
+    }
+    return sink.verdict();
+}
+
 // The readers of a payload say whether memory has run out, which those of a frame ignore.
 
 bool readShortReply(PackageBase &package, const QByteArray &frame)
@@ -213,12 +259,13 @@ bool readRecord(PackageBase &package, const QString &record, Direction direction
 
 /// The reply record of a special request is the request record and the acknowledge code, which
 /// stands in another column than readers of replies take it from.
-Verdict decodeSpecialReply(const QByteArray &record, std::unique_ptr<PackageBase> *package)
+Verdict decodeSpecialReply(const QByteArray &record, std::unique_ptr<PackageBase> *package,
+                           const CheckOptions &options)
 {
     const int end = static_cast<int>(qMax(record.lastIndexOf(','), 0));
     const MessageShape request{ClassId::SpecialPackageRequest, Form::Text, Direction::Request};
     std::unique_ptr<PackageBase> decoded;
-    Verdict verdict = decodeMessage(record.left(end), request, &decoded);
+    Verdict verdict = decodeMessage(record.left(end), request, &decoded, options);
     if (!verdict.isOk())
         return verdict;
     const QByteArray column = record.mid(end + 1);
@@ -235,6 +282,58 @@ Verdict decodeSpecialReply(const QByteArray &record, std::unique_ptr<PackageBase
     decoded->setAckCode(static_cast<uint>(ackCode));
     *package = std::move(decoded);
     return verdict;
+}
+
+/// Walks over the header as far as the serial number, in a frame that need not be good.
+class SerialNumSink : public FieldSink
+{
+public:
+    void add(const WireField &field) override
+    {
+        if (isNamed(field, "serialNum") && !m_serialNum && field.present == field.width)
+            m_serialNum = static_cast<quint32>(field.number);
+    }
+
+    std::optional<quint32> serialNum() const { return m_serialNum; }
+
+private:
+    std::optional<quint32> m_serialNum;
+};
+
+std::optional<quint32> serialNumOfFrame(const QByteArray &frame)
+{
+    PackageBasePrivate fields;
+    Korvin::CommonPart part{fields};
+    SerialNumSink sink;
+    FrameScanner scanner(frame, sink);
+    const quint8 marker = Korvin::byteAt(frame, 0);
+    if (marker == Korvin::ShortReplyMarker)
+        part.shortReply(scanner);
+    else if (marker == Korvin::FullReplyMarker)
+        part.header(scanner);
+    return sink.serialNum();
+}
+
+std::optional<quint32> serialNumOfLinuxFrame(const QByteArray &frame)
+{
+    PackageBasePrivate fields;
+    SerialNumSink sink;
+    FrameScanner scanner(frame, sink);
+    LinuxHeader{fields}.walk(scanner);
+    const bool begins = frame.startsWith("\x55\xAA");
+    return begins ? sink.serialNum() : std::nullopt;
+}
+
+std::optional<quint32> serialNumOfRecord(const QByteArray &record)
+{
+    constexpr int SpecialReplyCommas = 3;
+    const QByteArray column = record.left(qMax(record.indexOf(','), 0));
+    const int number = column.toInt();
+    if (number < 0 || QByteArray::number(number) != column
+        || record.count(',') == SpecialReplyCommas) {
+        return {};
+    }
+    return static_cast<quint32>(number);
 }
 
 /// Decodes a message that check() has accepted, into a package of its class.
@@ -290,13 +389,18 @@ Verdict encodeCombination(const std::vector<PackageBase *> &packages, QByteArray
 }
 
 Verdict decodePackage(PackageBase &package, const Encoding &encoding, const QByteArray &encoded,
-                      int *consumed)
+                      int *consumed, int announcedData)
 {
     return guarded([&] {
         const MessageShape shape{classOf(package).id, encoding.form, encoding.direction};
         int length = 0;
         if (!exists(shape))
             return refused(Fault::NoSuchForm);
+        Verdict excess;
+        if (announcedData != std::numeric_limits<int>::max())
+            excess = checkAnnounced(encoded, shape, announcedData);
+        if (!excess.isOk())
+            return excess;
         const bool isRead = readWith(package, shape, encoded, consumed ? consumed : &length);
         if (isRead)
             return Verdict();
@@ -306,7 +410,7 @@ Verdict decodePackage(PackageBase &package, const Encoding &encoding, const QByt
 }
 
 Verdict decodeMessage(const QByteArray &message, const MessageShape &shape,
-                      std::unique_ptr<PackageBase> *package)
+                      std::unique_ptr<PackageBase> *package, const CheckOptions &options)
 {
     package->reset();
     return guarded([&] {
@@ -315,8 +419,8 @@ Verdict decodeMessage(const QByteArray &message, const MessageShape &shape,
             return refused(Fault::NoSuchForm);
         if (shape.classId == ClassId::SpecialPackageRequest && shape.form == Form::Text
             && shape.direction == Direction::Reply)
-            return decodeSpecialReply(message, package);
-        Verdict verdict = check(message, shape);
+            return decodeSpecialReply(message, package, options);
+        Verdict verdict = check(message, shape, options);
         if (!verdict.isOk())
             return verdict;
         auto decoded = itsClass->create();
@@ -328,12 +432,13 @@ Verdict decodeMessage(const QByteArray &message, const MessageShape &shape,
 }
 
 Verdict decodeCombination(const QByteArray &record,
-                          std::vector<std::unique_ptr<PackageBase>> *packages)
+                          std::vector<std::unique_ptr<PackageBase>> *packages,
+                          const CheckOptions &options)
 {
     packages->clear();
     return guarded([&] {
-        Verdict verdict =
-            check(record, {ClassId::PackageRequestCombination, Form::Text, Direction::Request});
+        Verdict verdict = check(
+            record, {ClassId::PackageRequestCombination, Form::Text, Direction::Request}, options);
         if (!verdict.isOk())
             return verdict;
         const QString text = textFromUtf8(record);
@@ -347,6 +452,18 @@ Verdict decodeCombination(const QByteArray &record,
         *packages = std::move(decoded);
         return verdict;
     });
+}
+
+std::optional<quint32> serialNumOfReply(const QByteArray &reply, Form form)
+{
+    switch (form) {
+    case Form::Frame:
+        return serialNumOfFrame(reply);
+    case Form::Text:
+        return serialNumOfRecord(reply);
+    default:
+        return serialNumOfLinuxFrame(reply);
+    }
 }
 
 } // namespace KorvinInspect

@@ -136,6 +136,25 @@ TEST(BoundedCheck, TheLargestAnnouncedLengthsCostNothing)
     }
 }
 
+TEST(BoundedDecoding, MakesNothingReadyThatAMessageDoesNotCarry)
+{
+    const QByteArray lengths = hex("FFFFFF7F 00 FFFFFF7F");
+    const QByteArray header = hex("0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800");
+    const QByteArray request = '\0' + header + lengths;
+    const QByteArray fullReply = '\1' + header + lengths + hex("02 00 01 00 02 00") + lengths;
+    const std::pair<QByteArray, Direction> rows[] = {{request, Request},
+                                                     {fullReply, Direction::Reply}};
+    for (const auto &[message, direction] : rows) {
+        const MessageShape shape{ClassId::PackageRequestReadData, Form::Frame, direction};
+        std::unique_ptr<PackageBase> package;
+        decodeMessage(message, shape, &package); // what is made once
+        allocations.largest = 0;
+        EXPECT_TRUE(decodeMessage(message, shape, &package).isOk());
+        EXPECT_LT(allocations.largest, 2000U);
+        EXPECT_EQ(package->getDataLength(), std::numeric_limits<int>::max());
+    }
+}
+
 TEST(BoundedExplain, MakesNothingReadyThatIsAnnouncedOnly)
 {
     const QByteArray frame = dataFrame(std::numeric_limits<int>::max(), 5);

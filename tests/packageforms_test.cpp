@@ -374,4 +374,96 @@ TEST(PackageForms, NewPackagesDrawNoSerialNumber)
     EXPECT_EQ(PackageBase::makeSerialNum(), before % 255 + 1);
 }
 
+TEST(PackageForms, AReplyIsThatOfItsRequest)
+{
+    CheckOptions options;
+    options.request = "12,3,ping";
+    const MessageShape shape{ClassId::SpecialPackageRequest, Form::Text, Direction::Reply};
+    std::unique_ptr<PackageBase> package;
+    EXPECT_TRUE(decodeMessage("12,4,pong,0", shape, &package, options).isOk());
+    EXPECT_EQ(describe(decodeMessage("13,3,pong,0", shape, &package, options)),
+              QStringLiteral("id at 0: not that of the request: 12 expected, 13 found"));
+}
+
+/// What a lenient decoder may make ready.
+struct ReadyRow
+{
+    ClassId classId;
+    Encoding encoding;
+    const char *input;
+    int announced;
+    const char *verdict;
+};
+
+#define COLUMNS "7,k,1,0,255,2,3,2560,16,0,write,9,t,ok,ok"
+
+TEST(PackageForms, DecodersAnnounceNoMoreThanTheyMay)
+{
+    constexpr Encoding RequestFrame{Form::Frame, Direction::Request, ReplySize::Short};
+    constexpr Encoding ReplyFrame{Form::Frame, Direction::Reply, ReplySize::Short};
+    constexpr Encoding ReplyRecord{Form::Text, Direction::Reply, ReplySize::Short};
+    constexpr Encoding LinuxReply{Form::Linux, Direction::Reply, ReplySize::Short};
+    const ReadyRow rows[] = {
+        {ClassId::PackageRequestReadData, RequestFrame, "00" HEADER "05000000 00 05000000", 5,
+         "data at 34: out of range: at most 4 bytes expected, 5 bytes found"},
+        {ClassId::PackageRequestReadData, ReplyFrame, "00 0700 00 01 00 05000000", 5,
+         "data at 10: out of range: at most 4 bytes expected, 5 bytes found"},
+        {ClassId::PackageRequestWriteData, ReplyRecord, COLUMNS ",0,true,data,5,1", 5,
+         "data at 19: out of range: at most 4 bytes expected, 5 bytes found"},
+        {ClassId::PackageRequestWriteData, LinuxReply,
+         "55AA 00 05 00000000 0000 00 00 0000 0000 0500 5F55", 5,
+         "dataLength at 16: out of range: at most 4 bytes expected, 5 bytes found"},
+    };
+    const LogCapture log; // short blocks are reported
+    for (const ReadyRow &row : rows) {
+        SCOPED_TRACE(row.input);
+        const bool isText = row.encoding.form == Form::Text;
+        const QByteArray input = isText ? QByteArray(row.input) : hex(row.input);
+        const auto decoded = [&](int most, Verdict *verdict) {
+            auto package = packageClass(row.classId)->create();
+            *verdict = decodePackage(*package, row.encoding, input, nullptr, most);
+            return package->data().size();
+        };
+        Verdict verdict;
+        EXPECT_EQ(decoded(row.announced, &verdict), row.announced);
+        EXPECT_EQ(describe(verdict), QStringLiteral("ok"));
+        EXPECT_EQ(decoded(row.announced - 1, &verdict), 0);
+        EXPECT_EQ(describe(verdict), QLatin1String(row.verdict));
+    }
+    // Too few columns announce nothing.
+    PackageRequestReadData read;
+    EXPECT_EQ(describe(decodePackage(read, ReplyRecord, COLUMNS, nullptr, 0)),
+              QStringLiteral("too few: 20 columns expected, 15 found"));
+}
+
+TEST(PackageForms, SerialNumberOfAReply)
+{
+    const auto ofFrame = [](const char *digits) {
+        return serialNumOfReply(hex(digits), Form::Frame);
+    };
+    EXPECT_EQ(ofFrame("00 2C01 00 01 00"), 300U);
+    EXPECT_EQ(ofFrame("00 2C01"), 300U);
+    EXPECT_EQ(ofFrame("00 2C"), std::nullopt);
+    EXPECT_EQ(ofFrame(""), std::nullopt);
+    EXPECT_EQ(ofFrame("01" HEADER), 7U);
+    EXPECT_EQ(ofFrame("01 0100 6B 0100 74 03000000 07"), std::nullopt);
+    EXPECT_EQ(ofFrame("01 FF00 6B 0100 74 03000000 0700"), std::nullopt);
+    EXPECT_EQ(ofFrame("02" HEADER), std::nullopt);
+
+    const auto ofRecord = [](const char *record) { return serialNumOfReply(record, Form::Text); };
+    EXPECT_EQ(ofRecord("2147483647,key,1"), 2147483647U);
+    EXPECT_EQ(ofRecord("0,"), 0U);
+    EXPECT_EQ(ofRecord("12,0,pong,0"), std::nullopt);
+    EXPECT_EQ(ofRecord("12,0,pong,0,"), 12U);
+    for (const char *record : {"", ",", "7", "x,", "-1,", "+1,", "01,", " 1,", "2147483648,"})
+        EXPECT_EQ(ofRecord(record), std::nullopt) << record;
+
+    const auto ofLinux = [](const char *digits) {
+        return serialNumOfReply(hex(digits), Form::Linux);
+    };
+    EXPECT_EQ(ofLinux("55AA 00 FF"), 255U);
+    EXPECT_EQ(ofLinux("55AA 00"), std::nullopt);
+    EXPECT_EQ(ofLinux("55AB 00 FF"), std::nullopt);
+}
+
 } // namespace

@@ -7,7 +7,9 @@
 
 #include <QtCore/QByteArray>
 
+#include <limits>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class PackageBase;
@@ -79,10 +81,14 @@ KORVININSPECT_EXPORT Verdict encodeCombination(const std::vector<PackageBase *> 
 /// whose layout it has.
 ///
 /// @param consumed becomes the number of bytes that the decoder reports as its own.
+/// @param announcedData is the most bytes of data that the input may announce: a decoder makes as
+///     many ready, up to 256 MiB, whether or not they are there.
 /// @return where the decoder refuses the input, what check() finds first in it;
-///     `Fault::NoSuchForm`; or `Fault::OutOfMemory`.
+///     `Fault::OutOfRange` where it announces too much; `Fault::NoSuchForm`; or
+///     `Fault::OutOfMemory`.
 KORVININSPECT_EXPORT Verdict decodePackage(PackageBase &package, const Encoding &encoding,
-                                           const QByteArray &encoded, int *consumed = nullptr);
+                                           const QByteArray &encoded, int *consumed = nullptr,
+                                           int announcedData = std::numeric_limits<int>::max());
 
 /// Decodes a frame or record that is not trusted into a new package of its class: what check()
 /// refuses is not decoded.
@@ -97,15 +103,27 @@ KORVININSPECT_EXPORT Verdict decodePackage(PackageBase &package, const Encoding 
 ///   Nothing is made ready for it.
 ///
 /// @param package becomes the package; null where there is none.
+/// @param options are those of check(); with a request, the message is decoded as its reply.
 /// @return what check() finds, `Fault::NoSuchForm` for a combination, or `Fault::OutOfMemory`.
 KORVININSPECT_EXPORT Verdict decodeMessage(const QByteArray &message, const MessageShape &shape,
-                                           std::unique_ptr<PackageBase> *package);
+                                           std::unique_ptr<PackageBase> *package,
+                                           const CheckOptions &options = {});
 
 /// The same for the record of a combination.
 ///
 /// @param packages becomes its packages in their order; empty where there are none.
 KORVININSPECT_EXPORT Verdict decodeCombination(const QByteArray &record,
-                                               std::vector<std::unique_ptr<PackageBase>> *packages);
+                                               std::vector<std::unique_ptr<PackageBase>> *packages,
+                                               const CheckOptions &options = {});
+
+/// The serial number of a reply, which says to which request it belongs before anything else is
+/// known of it: not even the class.
+///
+/// Frames carry its low 16 bits, Linux frames its low 8. The reply record of a special request has
+/// none: its first column is the id, and it has four.
+///
+/// @return nothing for a reply that has none, or that ends before it or begins as no reply does.
+KORVININSPECT_EXPORT std::optional<quint32> serialNumOfReply(const QByteArray &reply, Form form);
 
 } // namespace KorvinInspect
 
