@@ -33,7 +33,10 @@ except ImportError as error:
 
 
 class LocalService(Service):
-    """The driver by its address: not every machine knows the name localhost."""
+    """The driver by its address: not every machine knows the name localhost.
+
+    For the same reason driver and browser talk over a pipe.
+    """
 
     ADDRESS = "127.0.0.1"
 
@@ -51,8 +54,9 @@ class Browser(Chrome):
         self.profile = tempfile.mkdtemp(prefix="browser-")
         options = ChromeOptions()
         options.binary_location = shutil.which("chromium")
-        for argument in ("--headless", "--no-sandbox", "--disable-gpu", "--disable-background-networking",
-                         "--disable-component-update", "--disable-sync", "--window-size=1500,1000",
+        for argument in ("--headless", "--no-sandbox", "--remote-debugging-pipe", "--disable-gpu",
+                         "--disable-background-networking", "--disable-component-update",
+                         "--disable-sync", "--window-size=1500,1000",
                          f"--user-data-dir={self.profile}"):
             options.add_argument(argument)
         super().__init__(service=LocalService(shutil.which("chromedriver")), options=options)
