@@ -13,6 +13,7 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <memory>
 
 namespace {
 

@@ -6,34 +6,24 @@ namespace KorvinInspect {
 
 using Korvin::LinuxHeader;
 
-void scanFrameAsRead(const QByteArray &frame, const MessageShape &shape, FieldSink &sink)
-{
-    scanFrame<FrameAsRead, FrameScanner>(frame, shape, sink);
-}
-
-void scanFrameAsWritten(const QByteArray &frame, const MessageShape &shape, FieldSink &sink)
-{
-    scanFrame<FrameAsWritten, WrittenFrameScanner>(frame, shape, sink);
-}
-
-void scanLinuxFrame(const QByteArray &frame, const MessageShape &shape, FieldSink &sink)
+void scanLinuxFrame(const QByteArray &frame, const MessageShape &shape,
+                    Korvin::LayoutFields &fields, FieldSink &sink)
 {
     FrameScanner scanner(frame, sink, ShortField::TakesItsBytes);
-    Korvin::LayoutFields fields;
-    LinuxHeader header{fields.common};
-    header.walk(scanner);
+    fields.linuxHeader.walk(scanner);
+    const int length = fields.linuxHeader.dataLength;
     // A request to read announces the data of its reply.
     const bool carriesData =
         shape.direction == Direction::Reply || fields.common.readWriteCode != OrvexEnum::Read;
     const int checksum = qMax(0, static_cast<int>(frame.size()) - LinuxHeader::ChecksumSize);
-    if (carriesData && header.dataLength > 0) {
+    if (carriesData && length > 0) {
         const QByteArray body = QByteArray::fromRawData(frame.constData(), checksum);
         FrameScanner data(body, sink);
         data.goTo(scanner.position());
         if (Korvin::padsLinuxData(rowOf(shape)))
-            data.paddedBlock("data", header.dataLength, fields.data);
+            data.paddedBlock("data", length, fields.data);
         else
-            data.block("data", header.dataLength, fields.data);
+            data.block("data", length, fields.data);
     }
     scanner.goTo(checksum);
     const int sum = Korvin::additiveSum(frame, LinuxHeader::StartSize,

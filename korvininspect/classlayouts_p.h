@@ -3,8 +3,9 @@
 
 #include "classrow_p.h"
 #include "framescanner_p.h"
-#include "include/messageshape.h"
 #include "recordscanner_p.h"
+
+#include <korvininspect/messageshape.h>
 
 #include <optional>
 
@@ -42,8 +43,9 @@ template <typename Scanner>
 class FrameAsRead
 {
 public:
-    FrameAsRead(const Korvin::ClassRow &row, Scanner &scanner)
+    FrameAsRead(const Korvin::ClassRow &row, Korvin::LayoutFields &fields, Scanner &scanner)
         : m_row(row)
+        , m_fields(fields)
         , m_scanner(scanner)
     {
     }
@@ -79,8 +81,8 @@ private:
     }
 
     const Korvin::ClassRow &m_row;
+    Korvin::LayoutFields &m_fields;
     Scanner &m_scanner;
-    Korvin::LayoutFields m_fields;
 };
 
 /// A byte frame as the encoder of a class writes it. Sizes that the frame does not carry follow
@@ -89,8 +91,9 @@ template <typename Scanner>
 class FrameAsWritten
 {
 public:
-    FrameAsWritten(const Korvin::ClassRow &row, Scanner &scanner)
+    FrameAsWritten(const Korvin::ClassRow &row, Korvin::LayoutFields &fields, Scanner &scanner)
         : m_row(row)
+        , m_fields(fields)
         , m_scanner(scanner)
     {
     }
@@ -171,17 +174,15 @@ private:
     }
 
     const Korvin::ClassRow &m_row;
+    Korvin::LayoutFields &m_fields;
     Scanner &m_scanner;
-    Korvin::LayoutFields m_fields;
 };
 
 /// Walks over a byte frame in one of the two ways above.
-template <template <typename> class Frame, typename Scanner>
-void scanFrame(const QByteArray &frame, const MessageShape &shape, FieldSink &sink)
+template <typename Layout, typename Scanner>
+void scanFrame(const QByteArray &frame, Direction direction, Layout layout, Scanner &scanner)
 {
-    Scanner scanner(frame, sink);
-    Frame<Scanner> layout(rowOf(shape), scanner);
-    if (shape.direction == Direction::Request) {
+    if (direction == Direction::Request) {
         layout.request();
     } else if (Korvin::byteAt(frame, 0) == Korvin::ShortReplyMarker) {
         layout.shortReply();
@@ -191,12 +192,27 @@ void scanFrame(const QByteArray &frame, const MessageShape &shape, FieldSink &si
     }
 }
 
-void scanFrameAsRead(const QByteArray &frame, const MessageShape &shape, FieldSink &sink);
-void scanFrameAsWritten(const QByteArray &frame, const MessageShape &shape, FieldSink &sink);
+/// @{
+/// Walks over a frame and reports its fields, with @p fields as what they stand for.
+inline void scanFrameAsRead(const QByteArray &frame, const MessageShape &shape,
+                            Korvin::LayoutFields &fields, FieldSink &sink)
+{
+    FrameScanner scanner(frame, sink);
+    scanFrame(frame, shape.direction, FrameAsRead(rowOf(shape), fields, scanner), scanner);
+}
 
-/// Walks over a Linux frame: the header, what lies between it and the checksum as data, as much as
-/// the length announces, and the checksum at the end.
-void scanLinuxFrame(const QByteArray &frame, const MessageShape &shape, FieldSink &sink);
+inline void scanFrameAsWritten(const QByteArray &frame, const MessageShape &shape,
+                               Korvin::LayoutFields &fields, FieldSink &sink)
+{
+    WrittenFrameScanner scanner(frame, sink);
+    scanFrame(frame, shape.direction, FrameAsWritten(rowOf(shape), fields, scanner), scanner);
+}
+
+/// A Linux frame: the header, what lies between it and the checksum as data, as much as the length
+/// announces, and the checksum at the end.
+void scanLinuxFrame(const QByteArray &frame, const MessageShape &shape,
+                    Korvin::LayoutFields &fields, FieldSink &sink);
+/// @}
 
 template <typename Scanner>
 void scanCommonColumns(Scanner &scanner, const Korvin::ClassRow &row, Korvin::LayoutFields &fields)
@@ -218,10 +234,10 @@ void scanOwnColumns(Scanner &scanner, const Korvin::ClassRow &row, int column, b
 /// Walks over the columns of a record as its decoder reads them; they are not in their order where
 /// a reply is read one column early.
 template <typename Scanner>
-void scanRecordAsRead(Scanner &scanner, const Korvin::ClassRow &row, bool isReply)
+void scanRecordAsRead(Scanner &scanner, const Korvin::ClassRow &row, bool isReply,
+                      Korvin::LayoutFields &fields)
 {
     using Korvin::CommonPart;
-    Korvin::LayoutFields fields;
     scanCommonColumns(scanner, row, fields);
     if (isReply)
         scanner.scan(CommonPart::RequestColumns, Korvin::AckColumn{fields.common.ackCode});
@@ -234,9 +250,9 @@ void scanRecordAsRead(Scanner &scanner, const Korvin::ClassRow &row, bool isRepl
 
 /// Walks over the columns of a record as its encoder writes them.
 template <typename Scanner>
-void scanRecordAsWritten(Scanner &scanner, const Korvin::ClassRow &row, bool isReply)
+void scanRecordAsWritten(Scanner &scanner, const Korvin::ClassRow &row, bool isReply,
+                         Korvin::LayoutFields &fields)
 {
-    Korvin::LayoutFields fields;
     scanCommonColumns(scanner, row, fields);
     if (isReply)
         scanner.scan(scanner.column(), Korvin::AckColumn{fields.common.ackCode});

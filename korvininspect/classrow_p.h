@@ -1,8 +1,8 @@
 #ifndef CLASSROW_P_H
 #define CLASSROW_P_H
 
-#include "include/packageclass.h"
 #include "layouts_p.h"
+#include <korvininspect/packageclass.h>
 
 namespace KorvinInspect {
 

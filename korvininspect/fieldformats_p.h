@@ -2,9 +2,9 @@
 #define FIELDFORMATS_P_H
 
 #include "cppexpressions_p.h"
-#include "include/packageclass.h"
 #include "jsonvalues_p.h"
 #include "valuetext_p.h"
+#include <korvininspect/packageclass.h>
 
 #include <orvexenum.h>
 

@@ -3,8 +3,9 @@
 #include "classlayouts_p.h"
 #include "codenames_p.h"
 #include "datastring_p.h"
-#include "include/inputtext.h"
 #include "valuetext_p.h"
+
+#include <korvininspect/inputtext.h>
 
 #include <QtCore/QStringList>
 
@@ -13,6 +14,34 @@
 namespace KorvinInspect {
 
 namespace {
+
+/// The refusals in words, in the order of the enumeration; %1 is what was expected, %2 what was
+/// found.
+constexpr const char *Reasons[] = {
+    "ok",
+    "the class has no such form",
+    "truncated: %1 expected, %2 found",
+    "announced %1, left %2",
+    "trailing bytes after the last field: %1 expected, %2 found",
+    "unknown marker %2; expected %1",
+    "unknown %2; expected %1", // code
+    "wrong checksum: %1 expected, %2 found",
+    "the text holds a zero byte, where readers end it",
+    "the text is not UTF-8",
+    "too few: %1 expected, %2 found",
+    "too many: %1 expected, %2 found",
+    "not a number: %1 expected, %2 found",
+    "out of range: %1 expected, %2 found",
+    "unknown %2; expected %1", // name
+    "not escaped: %1 expected, %2 found",
+    "differs from the first one: %1 expected, %2 found",
+    "the data string does not have the announced length: %1 expected, %2 found",
+    "unknown %2; expected %1", // type
+    "out of memory",
+    "not that of the request: %1 expected, %2 found",
+};
+static_assert(std::size(Reasons) == static_cast<std::size_t>(Refusal::OtherRequest) + 1,
+              "a reason for every refusal");
 
 QString quoted(QStringView text)
 {
@@ -143,11 +172,8 @@ FieldRefusal codeRefusal(const WireField &field)
 FieldRefusal columnRefusal(const WireField &field, const MessageShape &shape)
 {
     switch (field.type) {
-    case WireType::Number:
-    case WireType::Length:
-    case WireType::Offset:
-        return numberRefusal(field.text, field.min, field.max);
     case WireType::Text:
+    case WireType::Answer:
         return {};
     case WireType::EscapedText:
         if (!field.text.contains(QLatin1Char('/')))
@@ -155,8 +181,14 @@ FieldRefusal columnRefusal(const WireField &field, const MessageShape &shape)
         return {Refusal::NotEscaped, QStringLiteral("#*# for /"), quoted(field.text)};
     case WireType::DataString:
         return dataStringRefusal(field, shape);
-    default:
+    case WireType::Flag:
+    case WireType::ReadWriteCode:
+    case WireType::Kind:
+    case WireType::CommResult:
+    case WireType::PackageResult:
         return wordRefusal(field);
+    default:
+        return numberRefusal(field.text, field.min, field.max);
     }
 }
 
@@ -183,6 +215,7 @@ FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape)
             return {};
         return {Refusal::UnknownMarker, hexadecimal(field.max), hexadecimal(field.number)};
     case WireType::Length:
+    case WireType::TextLength:
         if (field.number >= 0)
             return {};
         return {Refusal::OutOfRange, QStringLiteral("a length"), number};
@@ -212,53 +245,27 @@ FieldRefusal refusalOf(const WireField &field, const MessageShape &shape)
     return field.column < 0 ? byteRefusal(field, shape) : columnRefusal(field, shape);
 }
 
+bool identifiesRequest(WireType type)
+{
+    switch (type) {
+    case WireType::Number:
+    case WireType::Serial:
+    case WireType::Offset:
+    case WireType::ReadWriteCode:
+    case WireType::Flag:
+    case WireType::Kind:
+    case WireType::Text:
+    case WireType::EscapedText:
+        return true;
+    default:
+        return false;
+    }
+}
+
 QString reasonOf(const FieldRefusal &refusal)
 {
-    const auto expectedAndFound = [&](const char *what) {
-        return QStringLiteral("%1: %2 expected, %3 found")
-            .arg(QLatin1String(what), refusal.expected, refusal.found);
-    };
-    switch (refusal.refusal) {
-    case Refusal::None:
-        return QStringLiteral("ok");
-    case Refusal::NoSuchForm:
-        return QStringLiteral("the class has no such form");
-    case Refusal::Truncated:
-        return expectedAndFound("truncated");
-    case Refusal::LengthTooLarge:
-        return QStringLiteral("announced %1, left %2").arg(refusal.expected, refusal.found);
-    case Refusal::TrailingBytes:
-        return expectedAndFound("trailing bytes after the last field");
-    case Refusal::UnknownMarker:
-        return QStringLiteral("unknown marker %1; expected %2")
-            .arg(refusal.found, refusal.expected);
-    case Refusal::UnknownCode:
-    case Refusal::UnknownName:
-    case Refusal::UnknownType:
-        return QStringLiteral("unknown %1; expected %2").arg(refusal.found, refusal.expected);
-    case Refusal::WrongChecksum:
-        return expectedAndFound("wrong checksum");
-    case Refusal::ZeroInText:
-        return QStringLiteral("the text holds a zero byte, where readers end it");
-    case Refusal::NotUtf8:
-        return QStringLiteral("the text is not UTF-8");
-    case Refusal::TooFewFields:
-        return expectedAndFound("too few");
-    case Refusal::TooManyFields:
-        return expectedAndFound("too many");
-    case Refusal::NotANumber:
-        return expectedAndFound("not a number");
-    case Refusal::OutOfRange:
-        return expectedAndFound("out of range");
-    case Refusal::NotEscaped:
-        return expectedAndFound("not escaped");
-    case Refusal::DataStringMismatch:
-        return expectedAndFound("the data string does not have the announced length");
-    case Refusal::Contradiction:
-        return expectedAndFound("differs from the first one");
-    default:
-        return QStringLiteral("out of memory");
-    }
+    const QString reason = QString::fromLatin1(Reasons[static_cast<std::size_t>(refusal.refusal)]);
+    return reason.contains(QLatin1Char('%')) ? reason.arg(refusal.expected, refusal.found) : reason;
 }
 
 QStringView codeName(WireType type, qint64 code)

@@ -1,8 +1,9 @@
 #ifndef FIELDRULES_P_H
 #define FIELDRULES_P_H
 
-#include "include/packagecheck.h"
 #include "wirefield_p.h"
+
+#include <korvininspect/packagecheck.h>
 
 namespace KorvinInspect {
 
@@ -17,6 +18,9 @@ struct FieldRefusal
 /// Compares a field with what encoders write. @p shape tells where an empty data string is one
 /// number and where it is none.
 FieldRefusal refusalOf(const WireField &field, const MessageShape &shape);
+
+/// Returns whether a reply must repeat a field as its request has it.
+bool identifiesRequest(WireType type);
 
 /// Returns the refusal in words.
 QString reasonOf(const FieldRefusal &refusal);

@@ -70,9 +70,25 @@ public:
         number(name, WireType::Number, 4, field, Sign::Signed);
     }
 
-    void serial(const char *name, quint64 &field) { u16(name, field); }
-    void shortSerial(const char *name, quint64 &field) { u8(name, field); }
-    void ack(const char *name, quint32 &field) { u8(name, field); }
+    void serial(const char *name, quint64 &field) { number(name, WireType::Serial, 2, field); }
+    void shortSerial(const char *name, quint64 &field) { number(name, WireType::Serial, 1, field); }
+    void reserved(const char *name, qint32 &field) { number(name, WireType::Setting, 1, field); }
+    void ack(const char *name, quint32 &field) { number(name, WireType::Ack, 1, field); }
+
+    void timeout(const char *name, qint32 &field)
+    {
+        number(name, WireType::Setting, 4, field, Sign::Signed);
+    }
+
+    void signedReserved(const char *name, qint32 &field)
+    {
+        number(name, WireType::Setting, 1, field, Sign::Signed);
+    }
+
+    void textLength(const char *name, qint32 &field)
+    {
+        number(name, WireType::TextLength, 4, field, Sign::Signed);
+    }
 
     template <typename T>
     void length(const char *name, T &field)
@@ -290,6 +306,7 @@ public:
     /// Decides whether the blocks that are announced from here on are carried: where the frame has
     /// more than the @p rest bytes that follow them.
     void announce(qint64 rest) { m_isCarried = remaining() > rest; }
+    bool isCarried() const { return m_isCarried; }
 
     template <typename Bytes>
     void announcedBlock(const char *name, int length, const Bytes &field)

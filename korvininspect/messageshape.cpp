@@ -1,4 +1,4 @@
-#include "include/messageshape.h"
+#include <korvininspect/messageshape.h>
 
 #include "classrow_p.h"
 

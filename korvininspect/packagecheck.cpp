@@ -1,10 +1,11 @@
-#include "include/packagecheck.h"
+#include <korvininspect/packagecheck.h>
 
 #include "classlayouts_p.h"
 #include "fieldrules_p.h"
-#include "include/inputtext.h"
 #include "memory_p.h"
 #include "valuetext_p.h"
+
+#include <korvininspect/inputtext.h>
 
 #include <QtCore/QVarLengthArray>
 
@@ -15,12 +16,72 @@ namespace KorvinInspect {
 
 namespace {
 
+using WireFields = QVarLengthArray<WireField, 32>; // more than a frame or record has different ones
+
+/// Keeps what a reply must repeat of its request.
+class RequestFields : public FieldSink
+{
+public:
+    void add(const WireField &field) override
+    {
+        if (identifiesRequest(field.type) || field.type == WireType::Length)
+            m_fields.append(field);
+    }
+
+    /// Returns the field that stands for the same as one of the reply, or null. Replies have the
+    /// fields in the order of the request.
+    const WireField *find(const WireField &field)
+    {
+        for (int i = 0; i < m_fields.size(); ++i, ++m_next) {
+            const WireField &candidate = m_fields.at(m_next % m_fields.size());
+            if (candidate.source == field.source && candidate.type == field.type)
+                return &candidate;
+        }
+        return nullptr;
+    }
+
+private:
+    WireFields m_fields;
+    int m_next = 0;
+};
+
+bool isText(const WireField &field)
+{
+    return field.type == WireType::Text || field.type == WireType::EscapedText;
+}
+
+/// Compares the values of two fields.
+bool isSame(const WireField &one, const WireField &other)
+{
+    if (!isText(one))
+        return one.number == other.number;
+    if (one.column >= 0)
+        return one.text == other.text;
+    return one.width == other.width
+        && std::memcmp(one.bytes, other.bytes, static_cast<size_t>(one.width)) == 0;
+}
+
+/// Returns the value of a field for people.
+QString inWords(const WireField &field)
+{
+    constexpr int MaxCharacters = 40;
+    if (!isText(field))
+        return QString::number(field.number);
+    const QString text = field.column >= 0
+        ? field.text.toString()
+        : textFromUtf8(QByteArray(field.bytes, static_cast<int>(field.width)));
+    return QLatin1Char('"') + printable(text, MaxCharacters) + QLatin1Char('"');
+}
+
 /// Keeps the first reason to refuse the input.
 class FirstRefusal : public FieldSink
 {
 public:
-    explicit FirstRefusal(const MessageShape &shape)
+    /// @param request has the fields that a reply must repeat, or none.
+    FirstRefusal(const MessageShape &shape, int announcedData, RequestFields *request)
         : m_shape(shape)
+        , m_announcedData(announcedData)
+        , m_request(request)
     {
     }
 
@@ -33,6 +94,10 @@ public:
         FieldRefusal refusal = refusalOf(field, m_shape);
         if (refusal.refusal == Refusal::None)
             refusal = contradiction(field);
+        if (refusal.refusal == Refusal::None)
+            refusal = excess(field, m_announcedData);
+        if (refusal.refusal == Refusal::None)
+            refusal = difference(field);
         if (m_verdict.isOk() && refusal.refusal != Refusal::None) {
             m_verdict.refusal = refusal.refusal;
             m_verdict.field = QString::fromLatin1(field.name);
@@ -82,10 +147,33 @@ private:
                 QString::number(field.number)};
     }
 
+    static FieldRefusal excess(const WireField &field, qint64 most)
+    {
+        if (field.number <= most || field.type != WireType::Length)
+            return {};
+        return {Refusal::OutOfRange, QStringLiteral("a length of at most %1").arg(most),
+                QString::number(field.number)};
+    }
+
+    /// Compares a field of a reply with that of its request.
+    FieldRefusal difference(const WireField &field)
+    {
+        const WireField *asked = m_request->find(field);
+        if (!asked)
+            return {};
+        if (field.type == WireType::Length)
+            return excess(field, asked->number);
+        if (isSame(field, *asked))
+            return {};
+        return {Refusal::OtherRequest, inWords(*asked), inWords(field)};
+    }
+
     MessageShape m_shape;
+    qint64 m_announcedData;
+    RequestFields *m_request;
     Verdict m_verdict;
     qint64 m_end = 0;
-    QVarLengthArray<WireField, 32> m_seen; // more than a frame or record has different ones
+    WireFields m_seen;
 };
 
 Verdict wrongCount(int expected, int found, const char *what)
@@ -98,19 +186,39 @@ Verdict wrongCount(int expected, int found, const char *what)
     return verdict;
 }
 
-Verdict checkRecord(QStringView record, const MessageShape &shape)
+/// The input of a check, and what it must hold to.
+struct Task
 {
-    FirstRefusal sink(shape);
+    const MessageShape &shape;
+    const CheckOptions &options;
+};
+
+MessageShape requestOf(const MessageShape &shape)
+{
+    return {shape.classId, shape.form, Direction::Request};
+}
+
+Verdict checkRecord(QStringView record, const Task &task)
+{
+    const Korvin::ClassRow &row = rowOf(task.shape);
+    const bool isReply = task.shape.direction == Direction::Reply;
+    Korvin::LayoutFields fields;
+    QString request; // to which its fields refer
+    RequestFields asked;
+    if (!task.options.request.isEmpty()) {
+        request = textFromUtf8(task.options.request);
+        RecordScanner scanner(request, asked);
+        scanRecordAsWritten(scanner, row, false, fields);
+    }
+    FirstRefusal sink(task.shape, task.options.announcedData, &asked);
     RecordScanner scanner(record, sink);
-    const Korvin::ClassRow &row = rowOf(shape);
-    const bool isReply = shape.direction == Direction::Reply;
     const int needed = Korvin::neededColumns(row, isReply);
     const int written = Korvin::writtenColumns(row, isReply);
     if (scanner.count() < needed)
         return wrongCount(needed, scanner.count(), "columns");
     if (scanner.count() > written)
         return wrongCount(written, scanner.count(), "columns");
-    scanRecordAsWritten(scanner, row, isReply);
+    scanRecordAsWritten(scanner, row, isReply, fields);
     return sink.verdict();
 }
 
@@ -124,7 +232,7 @@ QStringList typeWords()
     return words;
 }
 
-Verdict checkItem(QStringView item)
+Verdict checkItem(QStringView item, const CheckOptions &options)
 {
     const auto parts = static_cast<int>(std::count(item.begin(), item.end(), QLatin1Char('^'))) + 1;
     if (parts != 2)
@@ -133,7 +241,7 @@ Verdict checkItem(QStringView item)
     const QStringView word = props.next();
     const std::optional<ClassId> id = classOfType(word);
     if (id)
-        return checkRecord(props.next(), {*id, Form::Text, Direction::Request});
+        return checkRecord(props.next(), {{*id, Form::Text, Direction::Request}, options});
     Verdict verdict;
     verdict.refusal = Refusal::UnknownType;
     verdict.field = QStringLiteral("type");
@@ -142,11 +250,11 @@ Verdict checkItem(QStringView item)
     return verdict;
 }
 
-Verdict checkCombination(QStringView record)
+Verdict checkCombination(QStringView record, const CheckOptions &options)
 {
     int number = 0;
     for (Korvin::TextParts items(record, '|'); !items.atEnd();) {
-        Verdict verdict = checkItem(items.next());
+        Verdict verdict = checkItem(items.next(), options);
         ++number;
         if (!verdict.isOk()) {
             verdict.item = number;
@@ -156,31 +264,41 @@ Verdict checkCombination(QStringView record)
     return {};
 }
 
-Verdict checkText(QStringView record, const MessageShape &shape)
+Verdict checkText(QStringView record, const Task &task)
 {
-    return rowOf(shape).base == Korvin::Base::Items ? checkCombination(record)
-                                                    : checkRecord(record, shape);
+    return rowOf(task.shape).base == Korvin::Base::Items ? checkCombination(record, task.options)
+                                                         : checkRecord(record, task);
 }
 
-Verdict checkBytes(const QByteArray &frame, const MessageShape &shape)
+void scanBytes(const QByteArray &frame, const MessageShape &shape, Korvin::LayoutFields &fields,
+               FieldSink &sink)
 {
-    FirstRefusal sink(shape);
-    if (shape.form == Form::Frame) {
-        scanFrameAsWritten(frame, shape, sink);
-        sink.endAt(frame.size());
-        return sink.verdict();
-    }
+    if (shape.form == Form::Frame)
+        scanFrameAsWritten(frame, shape, fields, sink);
+    else
+        scanLinuxFrame(frame, shape, fields, sink);
+}
+
+Verdict checkBytes(const QByteArray &frame, const Task &task)
+{
     constexpr int Smallest = Korvin::LinuxHeader::Size + Korvin::LinuxHeader::ChecksumSize;
-    if (frame.size() >= Smallest) {
-        scanLinuxFrame(frame, shape, sink);
-        return sink.verdict();
+    if (task.shape.form == Form::Linux && frame.size() < Smallest) {
+        Verdict verdict;
+        verdict.refusal = Refusal::Truncated;
+        verdict.position = static_cast<int>(frame.size());
+        verdict.expected = QStringLiteral("at least %1 bytes").arg(Smallest);
+        verdict.found = byteCount(frame.size());
+        return verdict;
     }
-    Verdict verdict;
-    verdict.refusal = Refusal::Truncated;
-    verdict.position = static_cast<int>(frame.size());
-    verdict.expected = QStringLiteral("at least %1 bytes").arg(Smallest);
-    verdict.found = byteCount(frame.size());
-    return verdict;
+    Korvin::LayoutFields fields;
+    RequestFields asked;
+    if (!task.options.request.isEmpty())
+        scanBytes(task.options.request, requestOf(task.shape), fields, asked);
+    FirstRefusal sink(task.shape, task.options.announcedData, &asked);
+    scanBytes(frame, task.shape, fields, sink);
+    if (task.shape.form == Form::Frame)
+        sink.endAt(frame.size());
+    return sink.verdict();
 }
 
 Verdict refused(Refusal refusal)
@@ -217,19 +335,30 @@ QString describe(const Verdict &verdict)
 
 Verdict check(const QByteArray &input, const MessageShape &shape)
 {
+    return check(input, shape, CheckOptions());
+}
+
+Verdict check(const QByteArray &input, const MessageShape &shape, const CheckOptions &options)
+{
     return guardedCheck(input.size(), shape, [&] {
         if (shape.form != Form::Text)
-            return checkBytes(input, shape);
+            return checkBytes(input, {shape, options});
         const QString record = textFromUtf8(input);
-        return record.toUtf8() == input ? checkText(record, shape) : refused(Refusal::NotUtf8);
+        return record.toUtf8() == input ? checkText(record, {shape, options})
+                                        : refused(Refusal::NotUtf8);
     });
 }
 
 Verdict check(const QString &record, const MessageShape &shape)
 {
+    return check(record, shape, CheckOptions());
+}
+
+Verdict check(const QString &record, const MessageShape &shape, const CheckOptions &options)
+{
     if (shape.form != Form::Text)
         return refused(Refusal::NoSuchForm);
-    return guardedCheck(record.size(), shape, [&] { return checkText(record, shape); });
+    return guardedCheck(record.size(), shape, [&] { return checkText(record, {shape, options}); });
 }
 
 } // namespace KorvinInspect

@@ -1,4 +1,4 @@
-#include "include/packageclass.h"
+#include <korvininspect/packageclass.h>
 
 #include "packagefields_p.h"
 
@@ -26,6 +26,15 @@ const PackageClass *packageClass(const QString &name)
     const auto found =
         std::find_if(classes.begin(), classes.end(),
                      [&](const PackageClass &candidate) { return candidate.name == name; });
+    return found == classes.end() ? nullptr : &*found;
+}
+
+const PackageClass *packageClass(ClassId id)
+{
+    const std::vector<PackageClass> &classes = packageClasses();
+    const auto found =
+        std::find_if(classes.begin(), classes.end(),
+                     [&](const PackageClass &candidate) { return candidate.id == id; });
     return found == classes.end() ? nullptr : &*found;
 }
 

@@ -1,14 +1,15 @@
-#include "include/packageexplain.h"
+#include <korvininspect/packageexplain.h>
 
 #include "classlayouts_p.h"
 #include "codenames_p.h"
 #include "datastring_p.h"
 #include "fieldrules_p.h"
-#include "include/inputtext.h"
 #include "jsonvalues_p.h"
 #include "memory_p.h"
 #include "packagefields_p.h"
 #include "valuetext_p.h"
+
+#include <korvininspect/inputtext.h>
 
 #include <QtCore/QJsonObject>
 #include <QtCore/QMap>
@@ -63,6 +64,7 @@ private:
         case WireType::Flag:
             return field.taken == 1;
         case WireType::Text:
+        case WireType::Answer:
             return field.column < 0 ? textOf(field, explained) : field.text.toString();
         case WireType::EscapedText:
             return Korvin::unescaped(field.text);
@@ -116,6 +118,7 @@ private:
     {
         switch (field.type) {
         case WireType::Length:
+        case WireType::TextLength:
         case WireType::Offset:
         case WireType::TextSize:
             return QStringLiteral("bytes");
@@ -262,13 +265,14 @@ void completeFrame(QVector<ExplainedField> &fields, const QByteArray &frame)
 
 QVector<ExplainedField> explainFrame(const QByteArray &frame, const MessageShape &shape)
 {
+    Korvin::LayoutFields layout;
     Explainer explainer(shape, frame);
     WrittenFields written;
     if (shape.form == Form::Linux) {
-        scanLinuxFrame(frame, shape, explainer);
+        scanLinuxFrame(frame, shape, layout, explainer);
     } else {
-        scanFrameAsRead(frame, shape, explainer);
-        scanFrameAsWritten(frame, shape, written);
+        scanFrameAsRead(frame, shape, layout, explainer);
+        scanFrameAsWritten(frame, shape, layout, written);
     }
     QVector<ExplainedField> fields = explainer.take();
     completeFrame(fields, frame);
@@ -310,11 +314,12 @@ QVector<ExplainedField> explainRecord(QStringView record, const MessageShape &sh
 {
     Explainer explainer(shape, {});
     WrittenFields written;
+    Korvin::LayoutFields layout;
     const bool isReply = shape.direction == Direction::Reply;
     RecordScanner asRead(record, explainer);
-    scanRecordAsRead(asRead, rowOf(shape), isReply);
+    scanRecordAsRead(asRead, rowOf(shape), isReply, layout);
     RecordScanner asWritten(record, written);
-    scanRecordAsWritten(asWritten, rowOf(shape), isReply);
+    scanRecordAsWritten(asWritten, rowOf(shape), isReply, layout);
     QVector<ExplainedField> fields = explainer.take();
     completeRecord(fields, record);
     remarkWritten(fields, written);

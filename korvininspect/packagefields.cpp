@@ -2,7 +2,7 @@
 
 #include "classrow_p.h"
 #include "fieldlist_p.h"
-#include "include/messageshape.h"
+#include <korvininspect/messageshape.h>
 
 #include <packagerequestreaddata.h>
 #include <packagerequestreadfile.h>
@@ -234,18 +234,21 @@ Fields specialFields()
     return fields.take();
 }
 
-/// Makes the entry of a class; @p create returns a package of it.
+/// Makes the entry of a class.
+///
+/// @param create returns a package of the class. It may draw a serial number, which is a data race
+///     between threads, so that it is called once, and later packages are copies.
 template <typename Create>
 PackageClass makeClass(ClassId id, const Fields &fields, Create create)
 {
     using Package = decltype(create());
+    const auto prototype = std::make_shared<Package>(create());
+    prototype->setSerialNum(0);
     return {id,
             className(id),
             rowOf(id).typeWord.toString(),
-            [=]() -> std::unique_ptr<PackageBase> {
-                auto package = std::make_unique<Package>(create());
-                package->setSerialNum(0);
-                return package;
+            [prototype]() -> std::unique_ptr<PackageBase> {
+                return std::make_unique<Package>(*prototype);
             },
             [](const PackageBase *package) {
                 return dynamic_cast<const Package *>(package) != nullptr;

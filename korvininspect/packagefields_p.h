@@ -1,7 +1,7 @@
 #ifndef PACKAGEFIELDS_P_H
 #define PACKAGEFIELDS_P_H
 
-#include "include/packageclass.h"
+#include <korvininspect/packageclass.h>
 
 namespace KorvinInspect {
 

@@ -1,8 +1,9 @@
-#include "include/packageguess.h"
+#include <korvininspect/packageguess.h>
 
 #include "classlayouts_p.h"
-#include "include/inputtext.h"
 #include "memory_p.h"
+
+#include <korvininspect/inputtext.h>
 
 #include <algorithm>
 #include <array>
@@ -100,16 +101,17 @@ Ranked rank(const QByteArray &input, const QString &record, const MessageShape &
     ranked.guess.shape = shape;
     ranked.guess.verdict = check(input, shape);
     const Korvin::ClassRow &row = rowOf(shape);
+    Korvin::LayoutFields fields;
     UsualCodes codes(row);
     int columns = 0;
     if (shape.form == Form::Text) {
         RecordScanner scanner(record, codes);
         columns = scanner.count();
-        scanRecordAsWritten(scanner, row, shape.direction == Direction::Reply);
+        scanRecordAsWritten(scanner, row, shape.direction == Direction::Reply, fields);
     } else if (shape.form == Form::Frame) {
-        scanFrameAsWritten(input, shape, codes);
+        scanFrameAsWritten(input, shape, fields, codes);
     } else {
-        scanLinuxFrame(input, shape, codes);
+        scanLinuxFrame(input, shape, fields, codes);
     }
     ranked.usualCodes = codes.count();
     ranked.guess.reason = reasonFor(ranked.guess, columns);

@@ -1,10 +1,10 @@
-#include "include/packagejson.h"
+#include <korvininspect/packagejson.h>
 
-#include "include/packageclass.h"
 #include "memory_p.h"
 #include "objectreader_p.h"
 
 #include <commpackagebase.h>
+#include <korvininspect/packageclass.h>
 #include <packagebase.h>
 #include <packagerequestcombination.h>
 

@@ -69,17 +69,27 @@ public:
 
     void serial(const char *name, quint64 &field)
     {
-        read(name, WireType::Number, field, &Reader::serial, 0, Limits::max());
+        read(name, WireType::Serial, field, &Reader::serial, 0, Limits::max());
+    }
+
+    void timeout(const char *name, qint32 &field)
+    {
+        read(name, WireType::Setting, field, &Reader::timeout, Limits::min(), Limits::max());
+    }
+
+    void unsignedTimeout(const char *name, qint32 &field)
+    {
+        read(name, WireType::Setting, field, &Reader::unsignedTimeout, 0, Limits::max());
+    }
+
+    void reserved(const char *name, qint32 &field)
+    {
+        read(name, WireType::Setting, field, &Reader::reserved, 0, Limits::max());
     }
 
     void ack(const char *name, quint32 &field)
     {
-        read(name, WireType::Number, field, &Reader::ack, 0, Limits::max());
-    }
-
-    void i32WrittenU32Read(const char *name, qint32 &field)
-    {
-        read(name, WireType::Number, field, &Reader::i32WrittenU32Read, 0, Limits::max());
+        read(name, WireType::Ack, field, &Reader::ack, 0, Limits::max());
     }
 
     void access(const char *name, OrvexEnum::ReadWriteCode &code)
@@ -110,6 +120,7 @@ public:
     }
 
     void text(const char *name, const QString &field) { pass(name, WireType::Text, 0, &field); }
+    void answer(const char *name, const QString &field) { pass(name, WireType::Answer, 0, &field); }
 
     void escaped(const char *name, const QString &field)
     {

@@ -10,9 +10,13 @@ enum class WireType {
     Constant, // number is what it must be
     Gap,
     Number,
-    Length, // number of bytes
-    Offset, // position in bytes
-    Status, // of a Linux frame
+    Serial,
+    Setting,    // number that a proxy may change
+    Ack,        // acknowledge code
+    Length,     // number of bytes of data
+    TextLength, // number of bytes of the text after it
+    Offset,     // position in bytes
+    Status,     // of a Linux frame
     ReadWriteCode,
     Flag,
     Kind,
@@ -21,6 +25,7 @@ enum class WireType {
     TextSize, // of the text after it
     Text,
     EscapedText,
+    Answer, // text that a reply has its own of
     Block,
     DataString,
     Checksum // number is what is stored, max what it must be

@@ -6,6 +6,8 @@
 #include "memory_p.h"
 #include "utf8_p.h"
 
+#include <QtCore/QtEndian>
+
 namespace Korvin {
 
 /// Walks over a layout and appends its fields to a frame, integers little-endian.
@@ -61,6 +63,9 @@ public:
 
     void serial(const char *name, quint64 field) { u16(name, field); }
     void shortSerial(const char *name, quint64 field) { u8(name, field); }
+    void timeout(const char *name, qint32 field) { i32(name, field); }
+    void reserved(const char *name, qint32 field) { u8(name, field); }
+    void signedReserved(const char *name, qint32 field) { s8(name, field); }
     void ack(const char *name, quint32 field) { u8(name, field); }
     void result(const char *name, int field) { u8(name, field); }
     void status(const char *name, int field) { s8(name, field); }
@@ -155,6 +160,8 @@ class ByteReader
 public:
     ByteReader(const QByteArray &frame, int position)
         : m_frame(frame)
+        , m_bytes(frame.constData())
+        , m_size(frame.size())
         , m_position(position)
     {
     }
@@ -167,24 +174,27 @@ public:
     template <typename T>
     void u8(const char *, T &field)
     {
-        field = static_cast<T>(integer(1));
+        field = static_cast<T>(integer<quint8>());
     }
 
     template <typename T>
     void u16(const char *, T &field)
     {
-        field = static_cast<T>(integer(2));
+        field = static_cast<T>(integer<quint16>());
     }
 
     template <typename T>
     void i32(const char *, T &field)
     {
-        field = static_cast<T>(integer(4));
+        field = static_cast<T>(integer<qint32>());
     }
 
     void serial(const char *name, quint64 &field) { u16(name, field); }
+    void timeout(const char *name, qint32 &field) { i32(name, field); }
+    void reserved(const char *name, qint32 &field) { u8(name, field); }
     void ack(const char *name, quint32 &field) { u8(name, field); }
     void kind(const char *name, OrvexEnum::ClientPackageType &field) { u8(name, field); }
+    void textLength(const char *name, qint32 &field) { i32(name, field); }
     void length(const char *name, qint32 &field) { i32(name, field); }
     void clampedLength(const char *name, qint32 &field) { i32(name, field); }
     void offset(const char *name, qint32 &field) { i32(name, field); }
@@ -197,14 +207,14 @@ public:
 
     void access(const char *, OrvexEnum::ReadWriteCode &code)
     {
-        code = integer(1) == 0 ? OrvexEnum::Read : OrvexEnum::Write;
+        code = integer<quint8>() == 0 ? OrvexEnum::Read : OrvexEnum::Write;
     }
 
-    void flag(const char *, bool &field) { field = integer(1) == 1; }
+    void flag(const char *, bool &field) { field = integer<quint8>() == 1; }
 
     void sizedText(const char *name, QString &text)
     {
-        const int size = integer(2);
+        const int size = integer<quint16>();
         if (size == 0)
             text.clear();
         keptText(name, size, text);
@@ -213,7 +223,7 @@ public:
     /// A sized text whose bytes are not counted.
     void uncountedText(const char *name, QString &text)
     {
-        const int size = integer(2);
+        const int size = integer<quint16>();
         const int start = m_position;
         keptText(name, size, text);
         m_position = start;
@@ -235,7 +245,7 @@ public:
     /// where @p data grew.
     void block(const char *, int length, QByteArray &data)
     {
-        const qint64 available = m_frame.size() - qint64(m_position);
+        const qint64 available = m_size - m_position;
         const char *bytes = take(length);
         if (!bytes) {
             resizeToAnnounced(data, length, available);
@@ -259,7 +269,15 @@ public:
     }
 
 private:
-    int integer(int width) { return littleEndianField(m_frame, m_position, width, &m_position); }
+    template <typename Integer>
+    int integer()
+    {
+        constexpr int Width = sizeof(Integer);
+        if (m_position < 0 || m_size - m_position < Width)
+            return littleEndianField(m_frame, m_position, Width, &m_position);
+        m_position += Width;
+        return qFromLittleEndian<Integer>(m_bytes + m_position - Width);
+    }
 
     void advance(int count) { m_position = wrapped(qint64(m_position) + count); }
 
@@ -268,14 +286,16 @@ private:
     {
         const int start = m_position;
         advance(count);
-        if (start >= 0 && qint64(start) + count <= m_frame.size())
-            return m_frame.constData() + start;
+        if (start >= 0 && qint64(start) + count <= m_size)
+            return m_bytes + start;
         QByteArray missing;
         PackageBase::ArrayCopy(m_frame, start, &missing, 0, count);
         return nullptr;
     }
 
     const QByteArray &m_frame;
+    const char *m_bytes;
+    qint64 m_size;
     int m_position;
 };
 
@@ -313,6 +333,7 @@ public:
     }
 
     void shortSerial(const char *name, quint64 &field) { u8(name, field); }
+    void signedReserved(const char *name, qint32 &field) { s8(name, field); }
     void status(const char *name, qint32 &field) { s8(name, field); }
     void rawAccess(const char *name, OrvexEnum::ReadWriteCode &code) { s8(name, code); }
     void length(const char *name, quint16 &field) { u16(name, field); }

@@ -6,6 +6,7 @@
 #include <QtCore/QString>
 
 #include <cstddef>
+#include <cstring>
 
 namespace Korvin {
 
@@ -75,8 +76,9 @@ QStringView nameOf(const CodeName<Code> (&names)[N], Code code, QStringView fall
 template <typename Code, std::size_t N>
 Code codeOf(const CodeName<Code> (&names)[N], QStringView name, Code fallback)
 {
+    const auto size = static_cast<std::size_t>(name.size()) * sizeof(QChar);
     for (const CodeName<Code> &row : names) {
-        if (name == row.name)
+        if (name.size() == row.name.size() && std::memcmp(name.data(), row.name.data(), size) == 0)
             return row.code;
     }
     return fallback;

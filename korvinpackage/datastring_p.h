@@ -13,12 +13,28 @@
 
 namespace Korvin {
 
-/// The first @p count bytes of @p data as a data string is written: a byte that @p data lacks is
-/// written as 0, but for a count above MaxAnnouncedLength, which stops where @p data ends.
-struct DataStringSource
+/// The first @p count bytes of @p data, to be written as a data string: a byte that @p data lacks
+/// is written as 0, except for a count above MaxAnnouncedLength, which stops where @p data ends.
+class DataStringSource
 {
-    const QByteArray &data;
-    int count;
+public:
+    DataStringSource(const QByteArray &data, int count)
+        : m_data(data)
+        , m_present(static_cast<int>(qBound<qint64>(0, count, data.size())))
+        , m_missing(count > MaxAnnouncedLength ? 0 : qMax(count, 0) - m_present)
+    {
+    }
+
+    /// Returns what write() needs room for at most.
+    qint64 widest() const { return qint64(4) * m_present + qint64(2) * m_missing; }
+
+    /// Returns the end of what it writes.
+    QChar *write(QChar *out) const;
+
+private:
+    const QByteArray &m_data;
+    int m_present;
+    int m_missing;
 };
 
 /// A byte as decimal digits and the separator behind them.
@@ -42,50 +58,100 @@ constexpr std::array<DecimalByte, 256> makeDecimalBytes()
 
 constexpr std::array<DecimalByte, 256> DecimalBytes = makeDecimalBytes();
 
-inline void appendDataString(QString &text, const DataStringSource &source)
+inline QChar *DataStringSource::write(QChar *out) const
 {
-    const auto present = static_cast<int>(qMin<qint64>(source.count, source.data.size()));
-    const int count = source.count > MaxAnnouncedLength ? present : source.count;
-    if (count <= 0)
-        return;
-    const auto start = text.size();
-    const int widest = checkedSize(start + qint64(4) * present + qint64(2) * (count - present));
-    text.reserve(widest);
-    text.resize(widest);
-    QChar *out = text.data() + start;
-    for (const char *byte = source.data.constData(), *end = byte + present; byte != end; ++byte) {
+    const QChar *const start = out;
+    for (const char *byte = m_data.constData(), *end = byte + m_present; byte != end; ++byte) {
         const DecimalByte &decimal = DecimalBytes[static_cast<quint8>(*byte)];
-        std::memcpy(out, decimal.text, sizeof decimal.text);
+        std::memcpy(static_cast<void *>(out), decimal.text, sizeof decimal.text);
         out += decimal.size;
     }
-    for (int missing = count - present; missing > 0; --missing) {
+    for (int missing = m_missing; missing > 0; --missing) {
         *out++ = QLatin1Char('0');
         *out++ = QLatin1Char('/');
     }
-    text.truncate(static_cast<int>(out - text.constData()) - 1); // the last separator
+    return out == start ? out : out - 1; // without the last separator
 }
 
-/// Number of parts between the "/" of a data string; an empty one has one part.
+/// Returns the number of parts between the "/" of a data string; an empty one has one part.
 inline qsizetype dataStringParts(QStringView text)
 {
-    qsizetype parts = 1;
-    for (const QChar character : text)
-        parts += character == QLatin1Char('/') ? 1 : 0;
-    return parts;
+    return countCharacter(text, '/') + 1;
 }
 
-/// Gives @p data the announced length and writes the parts of a data string over its first bytes,
-/// as many as both have. A part is cut to its low 8 bits; one that is not a number gives 0.
+#ifdef __SSE2__
+/// How many characters readPlainNumbers() looks at.
+constexpr int PlainNumbersSize = 64;
+
+/// Reads numbers of one to three digits, each cut to its low 8 bits, as long as there is room for
+/// them. The first of them begins at @p characters.
+///
+/// @return the characters that they and the separators after them take: 0 where anything unusual is
+///     among those that it looks at.
+inline qsizetype readPlainNumbers(const QChar *characters, char *&out, const char *end)
+{
+    constexpr uint Widest = 4;              // bytes of a number that are looked at at once
+    char values[Widest + PlainNumbersSize]; // of the digits; what lies before them does not count
+    std::memset(values, 0, Widest);
+    quint64 separators = 0;
+    for (int i = 0; i < PlainNumbersSize; i += 16) {
+        __m128i wide[2];
+        std::memcpy(wide, characters + i, sizeof wide);
+        const __m128i ascii = _mm_packus_epi16(wide[0], wide[1]); // any other character: 0 or 255
+        const __m128i digits = _mm_sub_epi8(ascii, _mm_set1_epi8('0'));
+        std::memcpy(values + Widest + i, &digits, sizeof digits);
+        const __m128i isDigit = _mm_cmpeq_epi8(_mm_min_epu8(digits, _mm_set1_epi8(9)), digits);
+        const __m128i isSeparator = _mm_cmpeq_epi8(ascii, _mm_set1_epi8('/'));
+        if (_mm_movemask_epi8(_mm_or_si128(isDigit, isSeparator)) != 0xFFFF)
+            return 0;
+        separators |= static_cast<quint64>(_mm_movemask_epi8(isSeparator)) << i;
+    }
+    char *next = out;
+    uint start = 0;
+    for (; separators != 0 && next != end; separators &= separators - 1) {
+        const uint separator = qCountTrailingZeroBits(separators);
+        const uint size = separator - start;
+        if (size - 1 >= Widest - 1)
+            break;
+        quint32 number = 0; // the last digit in the highest byte
+        std::memcpy(&number, values + separator, sizeof number);
+        number &= ~quint32(0) << (32 - 8 * size);
+        // The highest byte becomes the sum of the ones, tens and hundreds.
+        *next++ = static_cast<char>(number * (1 + (10 << 8) + (100 << 16)) >> 24);
+        start = separator + 1;
+    }
+    out = next;
+    return start;
+}
+#endif
+
+/// Writes the parts of a data string over the bytes from @p out to @p end, as many as there are of
+/// both. A part is cut to its low 8 bits; one that is not a number gives 0.
+inline void readNumbers(QStringView text, char *out, const char *end)
+{
+    NumberParts parts(text, '/');
+    while (out != end && !parts.atEnd()) {
+#ifdef __SSE2__
+        for (qsizetype taken = 1; taken > 0 && parts.rest().size() >= PlainNumbersSize;) {
+            taken = readPlainNumbers(parts.rest().data(), out, end);
+            parts.skip(taken);
+        }
+        if (out == end)
+            return;
+#endif
+        *out++ = static_cast<char>(parts.next());
+    }
+}
+
+/// Gives @p data the announced length and writes the parts of a data string over its first bytes.
 ///
 /// @return false when memory has run out.
 inline bool readDataString(QStringView text, int length, QByteArray &data)
 {
     return guarded([&] {
-        resizeToAnnounced(data, length, dataStringParts(text));
-        char *out = data.data();
-        const char *const end = out + data.size();
-        for (NumberParts parts(text, '/'); out != end && !parts.atEnd(); ++out)
-            *out = static_cast<char>(parts.next());
+        resizeToAnnounced(data, length,
+                          length > MaxAnnouncedLength ? dataStringParts(text) : length);
+        readNumbers(text, data.data(), data.data() + data.size());
         return true;
     });
 }

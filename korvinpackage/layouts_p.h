@@ -19,10 +19,12 @@
 /// | constant, gap | byte of a fixed value; byte that the format leaves undefined |
 /// | u8, u16, i32, s8 | number; s8 is a signed byte |
 /// | serial, shortSerial | serial number; low 16 bits of it in a frame, or 8 in a Linux frame |
+/// | timeout, unsignedTimeout | time-out; the latter as a column that is read unsigned |
+/// | reserved, signedReserved | reserved number, a byte in a frame; a proxy may change it |
 /// | ack | acknowledge code, low 8 bits of it in a frame |
-/// | length, offset | number of bytes, as wide as the variable; position in bytes |
-/// | clampedLength | length that the class takes for 0 where it is negative |
-/// | access, rawAccess | direction of the access; the latter as it is, in a signed byte |
+/// | length, clampedLength | number of bytes of data; the latter is taken for 0 where it is
+/// negative | | textLength | number of bytes of the text after it, 32 bits | | offset | position in
+/// bytes | | access, rawAccess | direction of the access; the latter as it is, in a signed byte |
 /// | kind, readKind, writeKind | kind of payload; the latter differ in what an unknown word means |
 /// | result | communication or package result |
 /// | status | signed byte that stands for all three results |
@@ -34,8 +36,8 @@
 /// | block | bytes whose length stands in a field before them |
 /// | uncountedBlock | the same; readers do not count them |
 /// | announcedBlock | the same; a request announces them, but need not carry them |
+/// | answer | text that a reply has its own of |
 /// | dataString | bytes as numbers joined by "/" |
-/// | i32WrittenU32Read | number that is written signed and read unsigned |
 ///
 /// A part refers to the fields of its package. Where the two directions of a layout differ there
 /// are two walks; peers rely on the difference.
@@ -50,6 +52,7 @@ struct CommonPart
     static constexpr int RequestColumns = 15;
     static constexpr int ReplyColumns = RequestColumns + 1; // the acknowledge code
     static constexpr int ShortReplySize = 6;
+    static constexpr int ResultsSize = 6; // of a full reply
 
     PackageBasePrivate &package;
 
@@ -60,7 +63,7 @@ struct CommonPart
         w.constant("marker", RequestMarker);
         w.sizedText("deviceKey", package.deviceKey);
         w.sizedText("tag", package.tag);
-        w.i32("timeout", package.timeout);
+        w.timeout("timeout", package.timeout);
         w.serial("serialNum", package.serialNum);
         w.u8("scrAddr", package.scrAddr);
         w.u8("desAddr", package.desAddr);
@@ -68,7 +71,7 @@ struct CommonPart
         w.u8("portAddr", package.portAddr);
         w.u16("scanBoardAddr", package.scanBoardAddr);
         w.access("readWriteCode", package.readWriteCode);
-        w.u8("reserved2", package.reserved2);
+        w.reserved("reserved2", package.reserved2);
         w.u16("lowAddr", package.lowAddr);
         w.u16("highAddr", package.highAddr);
     }
@@ -117,9 +120,9 @@ struct CommonPart
         w.u16("scanBoardAddr", package.scanBoardAddr);
         w.u16("highAddr", package.highAddr);
         w.u16("lowAddr", package.lowAddr);
-        w.i32WrittenU32Read("reserved2", package.reserved2);
+        w.reserved("reserved2", package.reserved2);
         w.access("readWriteCode", package.readWriteCode);
-        w.i32("timeout", package.timeout);
+        w.timeout("timeout", package.timeout);
         w.text("tag", package.tag);
         w.result("commResult", package.commResult);
         w.result("packResult", package.packResult);
@@ -293,7 +296,7 @@ struct LinuxHeader
         w.u8("portAddr", package.portAddr);
         w.u16("scanBoardAddr", package.scanBoardAddr);
         w.rawAccess("readWriteCode", package.readWriteCode);
-        w.s8("reserved2", package.reserved2);
+        w.signedReserved("reserved2", package.reserved2);
         w.u16("lowAddr", package.lowAddr);
         w.u16("highAddr", package.highAddr);
         w.length("dataLength", dataLength);
@@ -329,7 +332,7 @@ struct FileWritePart
     void payload(Walker &w)
     {
         qint32 size = 0;
-        w.length("fileNameSize", size);
+        w.textLength("fileNameSize", size);
         w.keptText("fileNameWithPath", size, fileNameWithPath);
         w.offset("offset", offset);
     }
@@ -402,8 +405,8 @@ struct SpecialPart
     void columns(Walker &w)
     {
         w.i32("id", id);
-        w.i32WrittenU32Read("timeout", timeout);
-        w.text("strData", strData);
+        w.unsignedTimeout("timeout", timeout);
+        w.answer("strData", strData);
     }
 };
 
@@ -535,7 +538,12 @@ constexpr bool padsLinuxData(const ClassRow &row)
 /// The fields that the parts of all classes refer to, for walkers that have no package.
 struct LayoutFields
 {
+    LayoutFields() = default;
+    LayoutFields(const LayoutFields &) = delete; // the header refers to the common fields
+    LayoutFields &operator=(const LayoutFields &) = delete;
+
     PackageBasePrivate common;
+    LinuxHeader linuxHeader{common};
     qint32 replyDataLength = 0;
     qint32 packageDataLength = 0;
     bool broadcast = false;

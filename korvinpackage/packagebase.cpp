@@ -8,6 +8,8 @@
 
 #include <QtCore/QMessageLogger>
 
+#include <new>
+
 using namespace Korvin;
 
 namespace {
@@ -18,16 +20,49 @@ constexpr int MissingRecordLine = 466;
 constexpr int ShortCopyLine = 530;
 
 /// What a request frame takes but for its texts and data, with the payload that hooks append.
-constexpr int FixedFieldsRoom = 48;
+constexpr int FixedFieldsRoom = 80;
 
-QByteArray makeHeader(PackageBasePrivate &fields, int payloadSize)
+/// Returns the memory to take for a payload of an announced length.
+int roomFor(int payloadLength)
+{
+    constexpr int MostExpected = 64 * 1024;
+    constexpr int Fields = 16; // of a payload with data
+    return Fields + qBound(0, payloadLength, MostExpected);
+}
+
+QByteArray makeHeader(PackageBasePrivate &fields, int payloadLength)
 {
     return guarded([&] {
         const qint64 texts = qint64(fields.deviceKey.size()) + fields.tag.size();
         QByteArray frame;
-        ByteWriter writer(&frame, FixedFieldsRoom + texts + payloadSize);
+        ByteWriter writer(&frame, FixedFieldsRoom + texts + roomFor(payloadLength));
         CommonPart{fields}.header(writer);
         writer.finish();
+        return frame;
+    });
+}
+
+/// Makes a short reply, or a full one with the request inside; without what hooks append.
+QByteArray makeReply(PackageBase &package, PackageBasePrivate &fields, bool full, int payloadLength)
+{
+    return guarded([&] {
+        QByteArray frame;
+        if (!full) {
+            ByteWriter writer(&frame, CommonPart::ShortReplySize + roomFor(payloadLength));
+            CommonPart{fields}.shortReply(writer);
+            writer.finish();
+            return frame;
+        }
+        frame = package.MackPackageRequest();
+        if (isOutOfMemory(frame))
+            return frame;
+        // The acknowledge code is inserted at the end of the request: before the marker where the
+        // request is empty.
+        const int markerPosition = frame.isEmpty() ? 1 : 0;
+        ByteWriter writer(&frame, CommonPart::ResultsSize + roomFor(payloadLength));
+        CommonPart{fields}.fullReplyResults(writer);
+        writer.finish();
+        frame.data()[markerPosition] = FullReplyMarker;
         return frame;
     });
 }
@@ -48,10 +83,10 @@ bool readHeader(PackageBasePrivate &fields, const QByteArray &data, int startInd
 
 namespace Korvin {
 
-QByteArray makeRequestFrame(PackageBase &package, PackageBasePrivate &fields, int payloadSize)
+QByteArray makeRequestFrame(PackageBase &package, PackageBasePrivate &fields, int payloadLength)
 {
     return guarded([&] {
-        QByteArray frame = makeHeader(fields, payloadSize);
+        QByteArray frame = makeHeader(fields, payloadLength);
         if (!isOutOfMemory(frame))
             package.AppendDataToPackage(true, &frame);
         return frame;
@@ -72,10 +107,11 @@ bool readRequestFrame(PackageBase &package, PackageBasePrivate &fields, QByteArr
     return true;
 }
 
-QByteArray makeReplyFrame(PackageBase &package, bool withRequest)
+QByteArray makeReplyFrame(PackageBase &package, PackageBasePrivate &fields, bool withRequest,
+                          int payloadLength)
 {
     return guarded([&] {
-        QByteArray frame = package.PackageBase::MackPackageReply(withRequest);
+        QByteArray frame = makeReply(package, fields, withRequest, payloadLength);
         if (!isOutOfMemory(frame))
             package.AppendDataToPackage(withRequest, &frame);
         return frame;
@@ -147,10 +183,37 @@ std::string_view linuxReplyData(const QByteArray &frame, int length)
 
 quint64 PackageBase::SERIALNUM = 1;
 
-PackageBase::PackageBase()
-    : m_pPackageBasePri(new PackageBasePrivate)
+PackageBase::FieldsOwner::FieldsOwner()
+    : m_fields(new (m_memory) PackageBasePrivate)
+{
+    static_assert(sizeof(PackageBasePrivate) <= sizeof m_memory);
+    static_assert(alignof(PackageBasePrivate) <= alignof(quint64));
+}
+
+PackageBase::FieldsOwner::FieldsOwner(const FieldsOwner &other)
+    : m_fields(new (m_memory) PackageBasePrivate(*other))
 {
 }
+
+PackageBase::FieldsOwner::~FieldsOwner()
+{
+    reset();
+}
+
+void PackageBase::FieldsOwner::reset()
+{
+    if (m_fields)
+        m_fields->~PackageBasePrivate();
+    m_fields = nullptr;
+}
+
+PackageBase::FieldsOwner &PackageBase::FieldsOwner::operator=(std::nullptr_t)
+{
+    reset();
+    return *this;
+}
+
+PackageBase::PackageBase() = default;
 
 PackageBase::PackageBase(QString deviceKey, uchar ackCode, uchar scrAddr, uchar desAddr,
                          uchar deviceType, uchar portAddr, ushort scanBoardAddr, ushort highAddr,
@@ -192,7 +255,7 @@ PackageBase::PackageBase(QString deviceKey, uchar scrAddr, uchar desAddr, uchar 
 
 PackageBase::PackageBase(const PackageBase &other)
     : QObject()
-    , m_pPackageBasePri(new PackageBasePrivate(*other.m_pPackageBasePri))
+    , m_pPackageBasePri(other.m_pPackageBasePri)
 {
 }
 
@@ -203,11 +266,6 @@ PackageBase &PackageBase::operator=(const PackageBase &other)
 }
 
 PackageBase::~PackageBase() = default;
-
-void PackageBase::FieldsDeleter::operator()(PackageBasePrivate *fields) const
-{
-    delete fields;
-}
 
 void PackageBase::clear(PackageBase *package)
 {
@@ -598,26 +656,7 @@ bool PackageBase::UnPackageRequest(QByteArray data, int startIndex, int *index)
 
 QByteArray PackageBase::MackPackageReply(bool full)
 {
-    return guarded([this, full] {
-        QByteArray frame;
-        if (!full) {
-            ByteWriter writer(&frame, CommonPart::ShortReplySize);
-            CommonPart{*m_pPackageBasePri}.shortReply(writer);
-            writer.finish();
-            return frame;
-        }
-        frame = MackPackageRequest();
-        if (isOutOfMemory(frame))
-            return frame;
-        // The acknowledge code is inserted at the end of the request: before the marker where the
-        // request is empty.
-        const int markerPosition = frame.isEmpty() ? 1 : 0;
-        ByteWriter writer(&frame);
-        CommonPart{*m_pPackageBasePri}.fullReplyResults(writer);
-        writer.finish();
-        frame.data()[markerPosition] = FullReplyMarker;
-        return frame;
-    });
+    return makeReply(*this, *m_pPackageBasePri, full, 0);
 }
 
 bool PackageBase::UnPackageReply(QByteArray data, int startIndex, int *index, bool *full)

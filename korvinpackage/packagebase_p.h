@@ -39,17 +39,19 @@ namespace Korvin {
 
 /// @name Frames of the request classes
 /// The common frame, then the payload through the virtual hooks. @p fields are those of @p package.
+/// Memory for @p payloadLength bytes of payload is taken at once, within reason: it is what a field
+/// of the package says, and may be wrong.
 /// @{
 
-/// Makes a request frame, with memory for @p payloadSize bytes of payload taken at once.
-QByteArray makeRequestFrame(PackageBase &package, PackageBasePrivate &fields, int payloadSize);
+QByteArray makeRequestFrame(PackageBase &package, PackageBasePrivate &fields, int payloadLength);
 
 bool readRequestFrame(PackageBase &package, PackageBasePrivate &fields, QByteArray data,
                       int startIndex, int *parsedLength);
 
 /// Makes a reply frame. A full one has the payload twice: the request inside carries it, and the
 /// hook adds it again after the results. Peers expect both.
-QByteArray makeReplyFrame(PackageBase &package, bool withRequest);
+QByteArray makeReplyFrame(PackageBase &package, PackageBasePrivate &fields, bool withRequest,
+                          int payloadLength);
 
 bool readReplyFrame(PackageBase &package, QByteArray data, int startIndex, int *parsedLength,
                     bool *withRequest);

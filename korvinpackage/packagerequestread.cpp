@@ -68,7 +68,9 @@ bool PackageRequestRead::UnPackageRequest(QByteArray data, int startIndex, int *
 
 QByteArray PackageRequestRead::MackPackageReply(bool withRequest)
 {
-    return makeReplyFrame(*this, withRequest);
+    const bool bringsData = m_pPackageBasePri->clientPackageType == OrvexEnum::DataPackage;
+    return makeReplyFrame(*this, *m_pPackageBasePri, withRequest,
+                          bringsData ? m_nReplyDataLength : 0);
 }
 
 bool PackageRequestRead::UnPackageReply(QByteArray data, int startIndex, int *parsedLength,
@@ -91,13 +93,18 @@ void PackageRequestRead::AppendDataToPackage(bool isRequest, QByteArray *package
 bool PackageRequestRead::ParseDataFromPackage(bool isRequest, QByteArray package, int startIndex,
                                               int *parsedLength)
 {
-    *parsedLength = 0;
+    *parsedLength = parseRegisterPayload(isRequest, package, startIndex);
+    return true;
+}
+
+int PackageRequestRead::parseRegisterPayload(bool isRequest, const QByteArray &package,
+                                             int startIndex)
+{
     if (!isRequest)
-        return true;
+        return 0;
     ByteReader reader(package, startIndex);
     RegisterReadPart{m_nReplyDataLength, m_pPackageBasePri->clientPackageType}.payload(reader);
-    *parsedLength = reader.distanceFrom(startIndex);
-    return true;
+    return reader.distanceFrom(startIndex);
 }
 
 QString PackageRequestRead::makePackageReply()

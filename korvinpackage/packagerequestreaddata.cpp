@@ -90,8 +90,7 @@ bool PackageRequestReadData::ParseDataFromPackage(bool isRequest, QByteArray pac
                                                   int startIndex, int *parsedLength)
 {
     *parsedLength = 0;
-    int baseLength = 0;
-    PackageRequestRead::ParseDataFromPackage(isRequest, package, startIndex, &baseLength);
+    const int baseLength = parseRegisterPayload(isRequest, package, startIndex);
     return guarded([&] {
         ByteReader reader(package, wrapped(qint64(startIndex) + baseLength));
         int length = 0;

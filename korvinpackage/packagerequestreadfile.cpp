@@ -84,8 +84,7 @@ void PackageRequestReadFile::AppendDataToPackage(bool isRequest, QByteArray *pac
 bool PackageRequestReadFile::ParseDataFromPackage(bool isRequest, QByteArray package,
                                                   int startIndex, int *parsedLength)
 {
-    int baseLength = 0;
-    PackageRequestRead::ParseDataFromPackage(isRequest, package, startIndex, &baseLength);
+    const int baseLength = parseRegisterPayload(isRequest, package, startIndex);
     *parsedLength = baseLength;
     return guarded([&] {
         ByteReader reader(package, wrapped(qint64(startIndex) + baseLength));

@@ -79,10 +79,7 @@ int PackageRequestWrite::getDataLength() const
 
 QByteArray PackageRequestWrite::MackPackageRequest()
 {
-    // A wrong length may be very large.
-    constexpr int MostExpected = 64 * 1024;
-    return makeRequestFrame(*this, *m_pPackageBasePri,
-                            qBound(0, m_nPackageDataLength, MostExpected));
+    return makeRequestFrame(*this, *m_pPackageBasePri, m_nPackageDataLength);
 }
 
 bool PackageRequestWrite::UnPackageRequest(QByteArray data, int startIndex, int *parsedLength)
@@ -92,7 +89,8 @@ bool PackageRequestWrite::UnPackageRequest(QByteArray data, int startIndex, int 
 
 QByteArray PackageRequestWrite::MackPackageReply(bool withRequest)
 {
-    return makeReplyFrame(*this, withRequest);
+    return makeReplyFrame(*this, *m_pPackageBasePri, withRequest,
+                          withRequest ? m_nPackageDataLength : 0);
 }
 
 bool PackageRequestWrite::UnPackageReply(QByteArray data, int startIndex, int *parsedLength,
@@ -114,13 +112,18 @@ void PackageRequestWrite::AppendDataToPackage(bool isRequest, QByteArray *packag
 bool PackageRequestWrite::ParseDataFromPackage(bool isRequest, QByteArray package, int startIndex,
                                                int *parsedLength)
 {
-    *parsedLength = 0;
+    *parsedLength = parseRegisterPayload(isRequest, package, startIndex);
+    return true;
+}
+
+int PackageRequestWrite::parseRegisterPayload(bool isRequest, const QByteArray &package,
+                                              int startIndex)
+{
     if (!isRequest)
-        return true;
+        return 0;
     ByteReader reader(package, startIndex);
     RegisterWritePart{m_bBroadcast, m_clientPackageType}.payload(reader);
-    *parsedLength = reader.distanceFrom(startIndex);
-    return true;
+    return reader.distanceFrom(startIndex);
 }
 
 QString PackageRequestWrite::makePackageReply()

@@ -106,8 +106,7 @@ bool PackageRequestWriteFile::ParseDataFromPackage(bool isRequest, QByteArray pa
                                                    int startIndex, int *parsedLength)
 {
     *parsedLength = 0;
-    int baseLength = 0;
-    PackageRequestWrite::ParseDataFromPackage(isRequest, package, startIndex, &baseLength);
+    const int baseLength = parseRegisterPayload(isRequest, package, startIndex);
     if (!isRequest)
         return true;
     return guarded([&] {

@@ -7,7 +7,7 @@
 
 #include <QtCore/QVarLengthArray>
 
-#include <charconv>
+#include <type_traits>
 
 namespace Korvin {
 
@@ -18,16 +18,28 @@ class RecordWriter
 {
 public:
     /// Begins a record.
-    RecordWriter() { m_record.reserve(128); }
+    RecordWriter()
+        : m_record(Room, Qt::Uninitialized)
+        , m_out(m_record.data())
+        , m_capacity(Room)
+    {
+    }
 
-    /// Continues a record.
+    /// Continues @p record.
     explicit RecordWriter(QString record)
         : m_record(std::move(record))
+        , m_out(m_record.data())
+        , m_size(checkedSize(m_record.size()))
+        , m_capacity(static_cast<int>(m_record.capacity()))
         , m_first(false)
     {
     }
 
-    QString take() { return std::move(m_record); }
+    QString take()
+    {
+        m_record.resize(m_size);
+        return std::move(m_record);
+    }
 
     template <typename T>
     void u8(const char *, const T &field)
@@ -53,30 +65,28 @@ public:
         number(field);
     }
 
-    void i32WrittenU32Read(const char *, qint32 field) { number(field); }
+    void timeout(const char *, qint32 field) { number(field); }
+    void unsignedTimeout(const char *, qint32 field) { number(field); }
+    void reserved(const char *, qint32 field) { number(field); }
     void length(const char *, qint32 field) { number(field); }
     void serial(const char *, quint64 field) { number(field); }
     void ack(const char *, quint32 field) { number(field); }
 
     /// A text as it stands.
-    void text(const char *, const QString &field)
-    {
-        column();
-        m_record.append(field);
-    }
+    void text(const char *, const QString &field) { word(field); }
+    void answer(const char *, const QString &field) { word(field); }
 
     /// A text whose "/" and then "," are escaped. Their order is part of the format.
     void escaped(const char *, const QString &field)
     {
-        column();
-        if (!field.contains(QLatin1Char('/')) && !field.contains(QLatin1Char(','))) {
-            m_record.append(field);
+        if (!contains(field, '/') && !contains(field, ',')) {
+            word(field);
             return;
         }
         QString safePort = field;
         safePort.replace(QLatin1Char('/'), QLatin1String("#*#"));
         safePort.replace(QLatin1Char(','), QLatin1String("*#*"));
-        m_record.append(safePort);
+        word(safePort);
     }
 
     void access(const char *, OrvexEnum::ReadWriteCode code)
@@ -94,32 +104,46 @@ public:
 
     void result(const char *, OrvexEnum::CommResults result)
     {
-        word(PackageBase::GetCommResultsToStr(result));
+        word(nameOf(CommResultNames, result));
     }
 
     void result(const char *, OrvexEnum::PackageResults result)
     {
-        word(PackageBase::GetPackageResultsToStr(result));
+        word(nameOf(PackageResultNames, result));
     }
 
     void dataString(const char *, int, const DataStringSource &source)
     {
-        column();
-        appendDataString(m_record, source);
+        QChar *const out = column(source.widest());
+        m_size += static_cast<int>(source.write(out) - out);
     }
 
 private:
-    void column()
+    static constexpr int Room = 160; // more than most records have
+    static constexpr int MostDigits =
+        20; // of the largest 64-bit number, or the smallest with its sign
+
+    /// Begins a column of at most @p widest characters.
+    ///
+    /// @return where it belongs.
+    QChar *column(qint64 widest)
     {
+        if (m_capacity - m_size <= widest) {
+            m_record.resize(m_size); // or what is written would not move along
+            makeRoom(qMax<qint64>(widest + 1, m_size));
+        }
         if (!m_first)
-            m_record.append(QLatin1Char(','));
+            m_out[m_size++] = QLatin1Char(',');
         m_first = false;
+        return m_out + m_size;
     }
 
     void word(QStringView text)
     {
-        column();
-        m_record.append(text.data(), static_cast<QString::size_type>(text.size()));
+        QChar *const out = column(text.size());
+        std::memcpy(static_cast<void *>(out), text.data(),
+                    static_cast<size_t>(text.size()) * sizeof(QChar));
+        m_size += static_cast<int>(text.size());
     }
 
     void kind(OrvexEnum::ClientPackageType type)
@@ -130,13 +154,30 @@ private:
     template <typename Integer>
     void number(Integer value)
     {
-        char digits[20]; // of the largest 64-bit number, or of the smallest with its sign
-        const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, value);
-        column();
-        m_record.append(QLatin1String(digits, static_cast<int>(end.ptr - digits)));
+        using Magnitude = std::conditional_t<sizeof(Integer) <= 4, quint32, quint64>;
+        QChar digits[MostDigits];
+        QChar *first = digits + MostDigits;
+        const bool isNegative = value < 0;
+        auto rest = isNegative ? 0 - static_cast<Magnitude>(value) : static_cast<Magnitude>(value);
+        for (; rest > 9; rest /= 10)
+            *--first = QLatin1Char(static_cast<char>('0' + rest % 10));
+        *--first = QLatin1Char(static_cast<char>('0' + rest));
+        if (isNegative)
+            *--first = QLatin1Char('-');
+        word({first, digits + MostDigits});
+    }
+
+    void makeRoom(qint64 count)
+    {
+        m_capacity = checkedSize(m_size + count);
+        m_record.reserve(m_capacity);
+        m_out = m_record.data();
     }
 
     QString m_record;
+    QChar *m_out = nullptr;
+    int m_size = 0;     // of what is written, most of it past the end of the record
+    int m_capacity = 0; // of the memory that is surely there
     bool m_first = true;
 };
 
@@ -158,8 +199,6 @@ QString continued(QString record, Part part)
 inline QString unescaped(QStringView column)
 {
     QString oriPort = column.toString();
-    if (!oriPort.contains(QLatin1Char('#')))
-        return oriPort;
     oriPort.replace(QLatin1String("*#*"), QLatin1String(","));
     oriPort.replace(QLatin1String("#*#"), QLatin1String("/"));
     return oriPort;
@@ -172,8 +211,7 @@ public:
     /// Splits off the first @p needed columns; @p text must outlive the reader.
     RecordReader(QStringView text, int needed)
     {
-        TextParts parts(text, ',');
-        while (m_columns.size() < needed && !parts.atEnd())
+        for (TextParts parts(text, ','); m_columns.size() < needed && !parts.atEnd();)
             m_columns.append(parts.next());
         m_complete = m_columns.size() == needed;
     }
@@ -242,14 +280,27 @@ public:
     /// Written unsigned, read signed.
     void ack(const char *name, quint32 &field) { i32(name, field); }
 
-    void i32WrittenU32Read(const char *, qint32 &field)
+    void timeout(const char *name, qint32 &field) { i32(name, field); }
+
+    /// Written signed, read unsigned.
+    void unsignedTimeout(const char *, qint32 &field)
     {
         field = static_cast<qint32>(toUInt(next()));
     }
 
-    void text(const char *, QString &field) { field = next().toString(); }
+    void reserved(const char *name, qint32 &field) { unsignedTimeout(name, field); }
 
-    void escaped(const char *, QString &field) { field = unescaped(next()); }
+    void text(const char *, QString &field) { assign(field, next()); }
+    void answer(const char *name, QString &field) { text(name, field); }
+
+    void escaped(const char *, QString &field)
+    {
+        const QStringView column = next();
+        if (contains(column, '#'))
+            field = unescaped(column);
+        else
+            assign(field, column);
+    }
 
     /// Any text but "read" is a write.
     void access(const char *, OrvexEnum::ReadWriteCode &code)
@@ -272,17 +323,26 @@ public:
 
     void result(const char *, OrvexEnum::CommResults &result)
     {
-        result = PackageBase::GetCommResults(borrowed(next()));
+        result = codeOf(CommResultNames, next(), OrvexEnum::CommOk);
     }
 
     void result(const char *, OrvexEnum::PackageResults &result)
     {
-        result = PackageBase::GetPackageResultsStr(borrowed(next()));
+        result = codeOf(PackageResultNames, next(), OrvexEnum::PackOk);
     }
 
     void dataString(const char *, int, QStringView &field) { field = next(); }
 
 private:
+    /// Copies a column into the memory that @p field has, where it can.
+    static void assign(QString &field, QStringView column)
+    {
+        if (column.isEmpty())
+            field = QStringLiteral("");
+        else
+            field.setUnicode(column.data(), static_cast<QString::size_type>(column.size()));
+    }
+
     QStringView next()
     {
         const QStringView column = peek();

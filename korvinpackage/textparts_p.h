@@ -2,8 +2,64 @@
 #define TEXTPARTS_P_H
 
 #include <QtCore/QString>
+#include <QtCore/QtAlgorithms>
+
+#include <cstring>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace Korvin {
+
+/// Returns where @p character first stands, or @p end.
+inline const QChar *findCharacter(const QChar *at, const QChar *end, char character)
+{
+#ifdef __SSE2__
+    const __m128i wanted = _mm_set1_epi16(character);
+    for (; end - at >= 8; at += 8) {
+        __m128i characters;
+        std::memcpy(&characters, at, sizeof characters);
+        const int found = _mm_movemask_epi8(_mm_cmpeq_epi16(characters, wanted));
+        if (found != 0)
+            return at + qCountTrailingZeroBits(static_cast<quint32>(found)) / 2;
+    }
+#endif
+    while (at != end && *at != QLatin1Char(character))
+        ++at;
+    return at;
+}
+
+inline bool contains(QStringView text, char character)
+{
+    return findCharacter(text.begin(), text.end(), character) != text.end();
+}
+
+/// Returns how often @p character stands in @p text.
+inline qsizetype countCharacter(QStringView text, char character)
+{
+    qsizetype count = 0;
+    const QChar *at = text.begin();
+    const QChar *const end = text.end();
+#ifdef __SSE2__
+    const __m128i wanted = _mm_set1_epi16(character);
+    __m128i sums = _mm_setzero_si128();
+    for (; end - at >= 16; at += 16) {
+        __m128i characters[2];
+        std::memcpy(characters, at, sizeof characters);
+        const __m128i found = _mm_packs_epi16(_mm_cmpeq_epi16(characters[0], wanted),
+                                              _mm_cmpeq_epi16(characters[1], wanted));
+        const __m128i ones = _mm_sub_epi8(_mm_setzero_si128(), found);
+        sums = _mm_add_epi64(sums, _mm_sad_epu8(ones, _mm_setzero_si128()));
+    }
+    qint64 halves[2];
+    std::memcpy(halves, &sums, sizeof halves);
+    count = static_cast<qsizetype>(halves[0] + halves[1]);
+#endif
+    for (; at != end; ++at)
+        count += *at == QLatin1Char(character) ? 1 : 0;
+    return count;
+}
 
 /// Hands out the parts of a text between its separators, empty parts included; an empty text has
 /// one empty part.
@@ -11,26 +67,28 @@ class TextParts
 {
 public:
     TextParts(QStringView text, char separator)
-        : m_text(text)
-        , m_separator(QLatin1Char(separator))
+        : m_at(text.begin())
+        , m_end(text.end())
+        , m_separator(separator)
     {
     }
 
-    bool atEnd() const { return m_position > m_text.size(); }
+    bool atEnd() const { return m_atEnd; }
 
     QStringView next()
     {
-        const qsizetype start = m_position;
-        const qsizetype found = m_text.indexOf(m_separator, start);
-        const qsizetype end = found < 0 ? m_text.size() : found;
-        m_position = end + 1;
-        return m_text.mid(start, end - start);
+        const QChar *const start = m_at;
+        const QChar *const stop = findCharacter(start, m_end, m_separator);
+        m_atEnd = stop == m_end;
+        m_at = m_atEnd ? stop : stop + 1;
+        return {start, stop};
     }
 
 private:
-    QStringView m_text;
-    QChar m_separator;
-    qsizetype m_position = 0;
+    const QChar *m_at;
+    const QChar *m_end;
+    char m_separator;
+    bool m_atEnd = false;
 };
 
 /// A QString that reads the characters of @p text where they are; it must not outlive them.
@@ -89,6 +147,12 @@ public:
     }
 
     bool atEnd() const { return m_atEnd; }
+
+    /// Returns what has not been handed out.
+    QStringView rest() const { return {m_at, m_end}; }
+
+    /// Passes over @p count characters, the last of which is a separator.
+    void skip(qsizetype count) { m_at += count; }
 
     int next()
     {

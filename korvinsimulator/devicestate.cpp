@@ -1,4 +1,4 @@
-#include "include/devicestate.h"
+#include <korvinsimulator/devicestate.h>
 
 #include "memory_p.h"
 #include "objectreader_p.h"

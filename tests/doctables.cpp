@@ -56,6 +56,10 @@ public:
 
     void serial(const char *name, quint64) { number<quint64>(name, 2, "unsigned"); }
     void shortSerial(const char *name, quint64) { number<quint64>(name, 1, "unsigned"); }
+    void timeout(const char *name, qint32 &field) { i32(name, field); }
+    void reserved(const char *name, qint32 &field) { u8(name, field); }
+    void signedReserved(const char *name, qint32 &field) { s8(name, field); }
+    void textLength(const char *name, qint32 &field) { length(name, field); }
     void ack(const char *name, quint32) { number<quint32>(name, 1, "unsigned"); }
     void result(const char *name, int) { number<int>(name, 1, "code"); }
     void status(const char *name, qint32) { number<qint8>(name, 1, "signed, 0 in a request"); }
@@ -189,12 +193,17 @@ public:
     void ack(const char *name, quint32) { row(name, "unsigned 32-bit", "signed 32-bit"); }
     void serial(const char *name, quint64) { row(name, "unsigned 64-bit", "signed 32-bit"); }
 
-    void i32WrittenU32Read(const char *name, qint32)
+    void timeout(const char *name, qint32 &field) { i32(name, field); }
+
+    void unsignedTimeout(const char *name, qint32)
     {
         row(name, "signed 32-bit", "unsigned 32-bit");
     }
 
+    void reserved(const char *name, qint32 field) { unsignedTimeout(name, field); }
+
     void text(const char *name, const QString &) { row(name, "as it stands", "as it stands"); }
+    void answer(const char *name, const QString &field) { text(name, field); }
 
     void escaped(const char *name, const QString &)
     {

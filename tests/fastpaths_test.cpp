@@ -82,6 +82,99 @@ TEST(FastPaths, NumberParts)
     }
 }
 
+/// Reads a data string with room for @p room numbers as its description has it.
+QByteArray numbersCarefully(const QString &text, int room)
+{
+    QByteArray bytes(room, 'x');
+    const QStringList parts = text.split(QLatin1Char('/'));
+    for (int i = 0; i < qMin(room, static_cast<int>(parts.size())); ++i)
+        bytes[i] = static_cast<char>(parts.at(i).toInt());
+    return bytes;
+}
+
+QByteArray numbersFast(const QString &text, int room)
+{
+    QByteArray bytes(room, 'x');
+    Korvin::readNumbers(text, bytes.data(), bytes.data() + room);
+    return bytes;
+}
+
+TEST(FastPaths, DataStringsOfPlainNumbers)
+{
+    std::mt19937 engine(20231);
+    QString text;
+    for (int count = 1; count <= 300; ++count) {
+        // Numbers of every width up to four digits, zeros before them and empty ones among them.
+        const int widest = count % 3 == 0 ? 1000 : 256;
+        text += (count > 1 ? QStringLiteral("/") : QString())
+            + QString::number(engine() % static_cast<unsigned>(widest));
+        for (const int room : {0, 1, count - 1, count, count + 1}) {
+            ASSERT_EQ(numbersFast(text, room), numbersCarefully(text, room))
+                << count << ' ' << room << ' ' << text.toStdString();
+        }
+        for (const char *end : {"/", "//", "/0", "/007", "/1234/5", "/99999999999/7"}) {
+            const QString longer = text + QLatin1String(end);
+            ASSERT_EQ(numbersFast(longer, count + 3), numbersCarefully(longer, count + 3))
+                << longer.toStdString();
+        }
+    }
+}
+
+TEST(FastPaths, DataStringsWithAnythingElseAtEveryPlace)
+{
+    QString plain;
+    for (int i = 0; i < 60; ++i)
+        plain += QString::number(i * 37 % 256) + QLatin1Char('/');
+    plain.chop(1);
+    for (const char16_t other : {u'.', u':', u' ', u'-', u'+', u'x', u'\0', u'\u012F', u'\u0130',
+                                 u'\u2F30', u'\u7FFF', u'\uFF11', char16_t(0x8030), u'/'}) {
+        for (int position = 0; position < plain.size(); ++position) {
+            QString text = plain;
+            text[position] = QChar(other);
+            ASSERT_EQ(numbersFast(text, 62), numbersCarefully(text, 62))
+                << text.toStdString() << ' ' << position;
+        }
+    }
+}
+
+TEST(FastPaths, DataStringsAreThoseOfQt)
+{
+    FieldGenerator generator;
+    for (int i = 0; i < 20000; ++i) {
+        QStringList fields;
+        for (int count = 0; count < 100; ++count)
+            fields.append(count % 25 == 0 ? generator.next() : QString::number((i + count) % 256));
+        const QString text = fields.join(QLatin1Char('/'));
+        ASSERT_EQ(numbersFast(text, 100), numbersCarefully(text, 100)) << text.toStdString();
+    }
+}
+
+TEST(FastPaths, CharactersAreFoundAndCounted)
+{
+    for (int size = 0; size <= 70; ++size) {
+        QString text(size, QLatin1Char('/' + 1));
+        EXPECT_FALSE(Korvin::contains(text, '/'));
+        for (int position = 0; position < size; ++position) {
+            text[position] = QChar(u'/' + 0x0100); // its low byte is that of the character
+            ASSERT_EQ(Korvin::countCharacter(text, '/'), 0) << size << ' ' << position;
+            text[position] = QLatin1Char('/');
+            ASSERT_EQ(Korvin::findCharacter(text.constData(), text.constData() + size, '/')
+                          - text.constData(),
+                      position)
+                << size;
+            for (const int second : {0, position / 2, size - 1}) {
+                QString both = text;
+                both[second] = QLatin1Char('/');
+                ASSERT_EQ(Korvin::countCharacter(both, '/'), both.count(QLatin1Char('/')))
+                    << size << ' ' << position << ' ' << second;
+            }
+            text[position] = QLatin1Char('/' + 1);
+        }
+    }
+    const QString many(100000, QLatin1Char('/'));
+    EXPECT_EQ(Korvin::countCharacter(many, '/'), 100000);
+}
+
 struct NumberField
 {
     const char *text;
@@ -207,15 +300,16 @@ TEST(FastPaths, EveryByteOfADataString)
     const auto decimals = Korvin::makeDecimalBytes(); // here while the program runs
     for (int value = 0; value < 256; ++value) {
         const QByteArray data(3, static_cast<char>(value));
-        QString text = QStringLiteral("x");
-        Korvin::appendDataString(text, {data, 3});
+        QString text(12, Qt::Uninitialized);
+        text.resize(
+            static_cast<int>(Korvin::DataStringSource(data, 3).write(text.data()) - text.data()));
         const QString number = QString::number(value);
         const Korvin::DecimalByte &decimal = decimals[static_cast<std::size_t>(value)];
         EXPECT_EQ(QString(reinterpret_cast<const QChar *>(decimal.text), decimal.size),
                   number + QLatin1Char('/'));
-        EXPECT_EQ(text, QStringLiteral("x%1/%1/%1").arg(number));
+        EXPECT_EQ(text, QStringLiteral("%1/%1/%1").arg(number));
         QByteArray read;
-        EXPECT_TRUE(Korvin::readDataString(QStringView(text).mid(1), 3, read));
+        EXPECT_TRUE(Korvin::readDataString(text, 3, read));
         EXPECT_EQ(read, data);
     }
 }

@@ -4,7 +4,7 @@
 #include "classlayouts_p.h"
 #include "codenames_p.h"
 
-#include <packageexplain.h>
+#include <korvininspect/packageexplain.h>
 
 #include <QtCore/QMap>
 #include <QtCore/QStringList>
@@ -54,6 +54,10 @@ public:
     void serial(const char *name, quint64) { step("u16", name); }
     void shortSerial(const char *name, quint64) { step("u8", name); }
     void ack(const char *name, quint32) { step("u8", name); }
+    void timeout(const char *name, qint32) { step("i32", name); }
+    void reserved(const char *name, qint32) { step("u8", name); }
+    void signedReserved(const char *name, qint32) { step("s8", name); }
+    void textLength(const char *name, qint32) { step("i32", name); }
     void result(const char *name, int) { step("u8", name); }
     void kind(const char *name, OrvexEnum::ClientPackageType) { step("u8", name); }
     void length(const char *name, qint32) { step("i32", name); }
@@ -127,7 +131,10 @@ public:
     }
 
     void ack(const char *name, quint32) { step("positiveI32", name); }
-    void i32WrittenU32Read(const char *name, qint32) { step("positiveU32", name); }
+    void timeout(const char *name, qint32) { step("i32", name); }
+    void unsignedTimeout(const char *name, qint32) { step("positiveU32", name); }
+    void reserved(const char *name, qint32) { step("positiveU32", name); }
+    void answer(const char *name, const QString &) { step("text", name); }
     void serial(const char *name, quint64) { step("positiveI32", name); }
     void length(const char *name, qint32) { step("i32", name); }
 
@@ -157,7 +164,8 @@ template <typename Walk>
 QStringList frame(ClassId id, Walk walk)
 {
     FrameRecorder recorder;
-    FrameAsRead<FrameRecorder> layout(rowOf(id), recorder);
+    Korvin::LayoutFields fields;
+    FrameAsRead<FrameRecorder> layout(rowOf(id), fields, recorder);
     walk(layout);
     return recorder.steps();
 }
@@ -198,10 +206,12 @@ void putClass(ClassId id)
     const MessageShape request{id, Form::Text, Direction::Request};
     const MessageShape reply{id, Form::Text, Direction::Reply};
     const auto asRead = [](auto &scanner, const MessageShape &shape) {
-        scanRecordAsRead(scanner, rowOf(shape), shape.direction == Direction::Reply);
+        Korvin::LayoutFields fields;
+        scanRecordAsRead(scanner, rowOf(shape), shape.direction == Direction::Reply, fields);
     };
     const auto asWritten = [](auto &scanner, const MessageShape &shape) {
-        scanRecordAsWritten(scanner, rowOf(shape), shape.direction == Direction::Reply);
+        Korvin::LayoutFields fields;
+        scanRecordAsWritten(scanner, rowOf(shape), shape.direction == Direction::Reply, fields);
     };
     putRecord("requestRecord", request, asRead);
     putRecord("replyRecord", reply, asRead);

@@ -1,5 +1,5 @@
-#ifndef PACKAGEBASE_H
-#define PACKAGEBASE_H
+#ifndef KORVINPACKAGE_PACKAGEBASE_H
+#define KORVINPACKAGE_PACKAGEBASE_H
 
 #include "korvinpackageglobal.h"
 #include "orvexenum.h"
@@ -8,7 +8,7 @@
 #include <QtCore/QObject>
 #include <QtCore/QString>
 
-#include <memory>
+#include <cstddef>
 
 namespace KORVIN_LINUX_CLIENT {
 /// The time-out timer of the caller's side. A package only keeps a pointer to it.
@@ -488,16 +488,39 @@ private:
     static OrvexEnum::PackageResults GetPackageResultsStr(QString name);
 
 protected:
-    /// Deletes the fields, whose type only the library knows.
-    struct KORVINPACKAGE_EXPORT FieldsDeleter
+    /// Owns the protocol fields, whose type only the library knows. They lie inside of their owner,
+    /// which saves an allocation for each package.
+    class KORVINPACKAGE_EXPORT FieldsOwner
     {
-        /// Deletes @p fields, which may be null.
-        void operator()(PackageBasePrivate *fields) const;
+    public:
+        FieldsOwner();                         ///< Makes fields with their defaults.
+        FieldsOwner(const FieldsOwner &other); ///< Copies the fields.
+        ~FieldsOwner();
+
+        FieldsOwner &operator=(const FieldsOwner &) = delete;
+
+        /// @{
+        /// Destroys the fields; the owner is null then.
+        void reset();
+        FieldsOwner &operator=(std::nullptr_t);
+        /// @}
+
+        /// @{
+        /// As of a pointer.
+        PackageBasePrivate *get() const { return m_fields; }
+        PackageBasePrivate *operator->() const { return m_fields; }
+        PackageBasePrivate &operator*() const { return *m_fields; }
+        explicit operator bool() const { return m_fields != nullptr; }
+        /// @}
+
+    private:
+        PackageBasePrivate *m_fields;
+        alignas(quint64) char m_memory[3 * sizeof(QString) + 2 * sizeof(void *) + 80];
     };
 
     /// All protocol fields. Every constructor makes them; a subclass that drops them may call
     /// getSerialNum() and destroy the package, and nothing else.
-    std::unique_ptr<PackageBasePrivate, FieldsDeleter> m_pPackageBasePri;
+    FieldsOwner m_pPackageBasePri;
 
 private:
     QString m_serverConnectionKey;

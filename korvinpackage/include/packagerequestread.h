@@ -1,5 +1,5 @@
-#ifndef PACKAGEREQUESTREAD_H
-#define PACKAGEREQUESTREAD_H
+#ifndef KORVINPACKAGE_PACKAGEREQUESTREAD_H
+#define KORVINPACKAGE_PACKAGEREQUESTREAD_H
 
 #include "packagebase.h"
 
@@ -81,6 +81,13 @@ public:
 
     /// Number of data bytes expected in the reply.
     virtual int getReplyDataLength() const;
+
+protected:
+    /// Reads the payload of this class, which those of its subclasses follow:
+    /// ParseDataFromPackage() without a copy of the frame.
+    ///
+    /// @return the number of bytes consumed.
+    int parseRegisterPayload(bool isRequest, const QByteArray &package, int startIndex);
 
 private:
     int m_nReplyDataLength = 0;

@@ -1,5 +1,5 @@
-#ifndef PACKAGEREQUESTWRITE_H
-#define PACKAGEREQUESTWRITE_H
+#ifndef KORVINPACKAGE_PACKAGEREQUESTWRITE_H
+#define KORVINPACKAGE_PACKAGEREQUESTWRITE_H
 
 #include "packagebase.h"
 
@@ -90,6 +90,12 @@ public:
     bool unPackageRequest(QString text) override;
 
 protected:
+    /// Reads the payload of this class, which those of its subclasses follow:
+    /// ParseDataFromPackage() without a copy of the frame.
+    ///
+    /// @return the number of bytes consumed.
+    int parseRegisterPayload(bool isRequest, const QByteArray &package, int startIndex);
+
     int m_nRequestFieldCount; ///< Columns that this class adds to a request record.
     int m_nReplyFieldCount;   ///< Columns that this class adds to a reply record.
 
