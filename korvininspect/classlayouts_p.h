@@ -101,36 +101,36 @@ public:
     void request()
     {
         Korvin::CommonPart{m_fields.common}.header(m_scanner);
-        payload(Place::Request);
+        payload(Section::Request);
     }
 
     void shortReply()
     {
         Korvin::CommonPart{m_fields.common}.shortReply(m_scanner);
-        payload(Place::ShortReply);
+        payload(Section::ShortReply);
     }
 
     void fullReply()
     {
         Korvin::CommonPart{m_fields.common}.header(m_scanner);
-        payload(Place::RequestInReply);
+        payload(Section::RequestInReply);
         Korvin::CommonPart{m_fields.common}.fullReplyResults(m_scanner);
-        payload(Place::EndOfFullReply);
+        payload(Section::EndOfFullReply);
     }
 
 private:
-    enum class Place { Request, ShortReply, RequestInReply, EndOfFullReply };
+    enum class Section { Request, ShortReply, RequestInReply, EndOfFullReply };
 
-    void payload(Place place)
+    void payload(Section section)
     {
-        if (place != Place::ShortReply)
+        if (section != Section::ShortReply)
             Korvin::visitBase(m_row, m_fields, [this](auto part) { part.payload(m_scanner); });
-        if (Korvin::carriesOwn(m_row, place != Place::ShortReply))
-            Korvin::visitOwn(m_row, m_fields, [this, place](auto part) { walk(part, place); });
+        if (Korvin::carriesOwn(m_row, section != Section::ShortReply))
+            Korvin::visitOwn(m_row, m_fields, [this, section](auto part) { walk(part, section); });
     }
 
     template <typename Part>
-    void walk(Part part, Place)
+    void walk(Part part, Section)
     {
         part.payload(m_scanner);
     }
@@ -138,25 +138,25 @@ private:
     /// A data read that is not answered yet announces data that it does not carry; then the frame
     /// ends with the length, or with what else a full reply has.
     template <typename Bytes>
-    void walk(Korvin::ReadBlockPart<Bytes> part, Place place)
+    void walk(Korvin::ReadBlockPart<Bytes> part, Section section)
     {
         part.lengthField(m_scanner);
-        if (place == Place::Request)
+        if (section == Section::Request)
             m_scanner.announce(0);
-        else if (place == Place::RequestInReply)
+        else if (section == Section::RequestInReply)
             m_scanner.announce(endOfFullReply() + Korvin::BlockLengthSize);
         part.dataField(m_scanner);
     }
 
     /// A full reply has the name twice, around the results.
-    void walk(Korvin::FileWritePart part, Place place)
+    void walk(Korvin::FileWritePart part, Section section)
     {
         const auto written = [&](qint64 rest, int copies) {
             m_scanner.tail(rest, copies, [&] { part.writtenPayload(m_scanner); });
         };
-        if (place == Place::RequestInReply) {
+        if (section == Section::RequestInReply) {
             written(endOfFullReply(), 2);
-        } else if (place == Place::EndOfFullReply) {
+        } else if (section == Section::EndOfFullReply) {
             written(0, 1);
         } else {
             // A peer may write the layout that readers expect; the size in it is not 0.
