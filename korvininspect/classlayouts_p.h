@@ -126,7 +126,8 @@ private:
         if (section != Section::ShortReply)
             Korvin::visitBase(m_row, m_fields, [this](auto part) { part.payload(m_scanner); });
         if (Korvin::carriesOwn(m_row, section != Section::ShortReply))
-            Korvin::visitOwn(m_row, m_fields, [this, section](auto part) { walk(part, section); });
+            Korvin::visitOwn(m_row, m_fields,
+                             [this, section](auto part) { this->walk(part, section); });
     }
 
     template <typename Part>

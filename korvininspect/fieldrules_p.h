@@ -15,6 +15,13 @@ struct FieldRefusal
     QString found;
 };
 
+inline Verdict refused(Refusal refusal)
+{
+    Verdict verdict;
+    verdict.refusal = refusal;
+    return verdict;
+}
+
 /// Compares a field with what encoders write. @p shape tells where an empty data string is one
 /// number and where it is none.
 FieldRefusal refusalOf(const WireField &field, const MessageShape &shape);

@@ -178,8 +178,7 @@ private:
 
 Verdict wrongCount(int expected, int found, const char *what)
 {
-    Verdict verdict;
-    verdict.refusal = found < expected ? Refusal::TooFewFields : Refusal::TooManyFields;
+    Verdict verdict = refused(found < expected ? Refusal::TooFewFields : Refusal::TooManyFields);
     verdict.position = qMin(expected, found);
     verdict.expected = QStringLiteral("%1 %2").arg(expected).arg(QLatin1String(what));
     verdict.found = QString::number(found);
@@ -242,8 +241,7 @@ Verdict checkItem(QStringView item, const CheckOptions &options)
     const std::optional<ClassId> id = classOfType(word);
     if (id)
         return checkRecord(props.next(), {{*id, Form::Text, Direction::Request}, options});
-    Verdict verdict;
-    verdict.refusal = Refusal::UnknownType;
+    Verdict verdict = refused(Refusal::UnknownType);
     verdict.field = QStringLiteral("type");
     verdict.expected = QLatin1String("one of ") + typeWords().join(QLatin1String(", "));
     verdict.found = QStringLiteral("type word \"%1\"").arg(printable(word.toString(), 20));
@@ -283,8 +281,7 @@ Verdict checkBytes(const QByteArray &frame, const Task &task)
 {
     constexpr int Smallest = Korvin::LinuxHeader::Size + Korvin::LinuxHeader::ChecksumSize;
     if (task.shape.form == Form::Linux && frame.size() < Smallest) {
-        Verdict verdict;
-        verdict.refusal = Refusal::Truncated;
+        Verdict verdict = refused(Refusal::Truncated);
         verdict.position = static_cast<int>(frame.size());
         verdict.expected = QStringLiteral("at least %1 bytes").arg(Smallest);
         verdict.found = byteCount(frame.size());
@@ -299,13 +296,6 @@ Verdict checkBytes(const QByteArray &frame, const Task &task)
     if (task.shape.form == Form::Frame)
         sink.endAt(frame.size());
     return sink.verdict();
-}
-
-Verdict refused(Refusal refusal)
-{
-    Verdict verdict;
-    verdict.refusal = refusal;
-    return verdict;
 }
 
 /// Runs a check of an input of @p size for a shape that exists.

@@ -3,6 +3,7 @@
 #include "bytecursors_p.h"
 #include "checksum_p.h"
 #include "classlayouts_p.h"
+#include "fieldrules_p.h"
 #include "memory_p.h"
 #include "valuetext_p.h"
 
@@ -19,13 +20,6 @@ namespace KorvinInspect {
 namespace {
 
 using Korvin::LinuxHeader;
-
-Verdict refused(Refusal refusal)
-{
-    Verdict verdict;
-    verdict.refusal = refusal;
-    return verdict;
-}
 
 /// Runs an encoder or decoder; what it allocates besides its result may fail as well.
 template <typename Operation>
