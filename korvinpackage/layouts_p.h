@@ -22,9 +22,10 @@
 /// | timeout, unsignedTimeout | time-out; the latter as a column that is read unsigned |
 /// | reserved, signedReserved | reserved number, a byte in a frame; a proxy may change it |
 /// | ack | acknowledge code, low 8 bits of it in a frame |
-/// | length, clampedLength | number of bytes of data; the latter is taken for 0 where it is
-/// negative | | textLength | number of bytes of the text after it, 32 bits | | offset | position in
-/// bytes | | access, rawAccess | direction of the access; the latter as it is, in a signed byte |
+/// | length, clampedLength | number of bytes of data; the latter is 0 where it is negative |
+/// | textLength | number of bytes of the text after it, 32 bits |
+/// | offset | position in bytes |
+/// | access, rawAccess | direction of the access; the latter as it is, in a signed byte |
 /// | kind, readKind, writeKind | kind of payload; the latter differ in what an unknown word means |
 /// | result | communication or package result |
 /// | status | signed byte that stands for all three results |
