@@ -6,7 +6,7 @@
 // DEVICE is the device program, DATA a file whose bytes are written to registers and read back,
 // UPLOAD a file to send. Each frame and record also goes into a file of DIRECTORY.
 
-#include "message.h"
+#include "envelope.h"
 
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
@@ -53,8 +53,8 @@ public:
     QByteArray exchange(const QString &kind, const QByteArray &request)
     {
         show(kind + QStringLiteral(" request"), request);
-        m_stream << Message{kind, request};
-        Message reply;
+        m_stream << Envelope{kind, request};
+        Envelope reply;
         do {
             m_stream.startTransaction();
             m_stream >> reply;

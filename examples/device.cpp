@@ -1,7 +1,7 @@
 // The device side: reads requests from standard input, carries them out in memory, and answers on
 // standard output. What it does goes to standard error.
 
-#include "message.h"
+#include "envelope.h"
 #include "registermap.h"
 
 #include <korvininspect/packageforms.h>
@@ -106,7 +106,7 @@ QByteArray answerCombination(RegisterMap &registers, const QByteArray &record)
     return replies.join(QLatin1Char('|')).toUtf8();
 }
 
-QByteArray answer(RegisterMap &registers, const Message &request)
+QByteArray answer(RegisterMap &registers, const Envelope &request)
 {
     if (request.kind == QLatin1String("write frame"))
         return answerFrame<PackageRequestWriteData>(registers, request.bytes);
@@ -140,9 +140,9 @@ int main()
     QDataStream requests(&input);
     QDataStream replies(&output);
     RegisterMap registers;
-    Message request;
+    Envelope request;
     while (requests >> request, requests.status() == QDataStream::Ok) {
-        replies << Message{request.kind, answer(registers, request)};
+        replies << Envelope{request.kind, answer(registers, request)};
         output.flush();
     }
     return 0;

@@ -17,5 +17,5 @@ int main()
         qWarning("refused: %s", qUtf8Printable(describe(verdict)));
     for (const ExplainedField &field : explain(received, shape))
         qDebug() << field.offset << field.name << field.value << field.meaning << field.remarks;
-    return verdict.fault == Fault::LengthTooLarge ? 0 : 1;
+    return verdict.refusal == Refusal::LengthTooLarge ? 0 : 1;
 }

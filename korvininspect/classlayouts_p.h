@@ -1,8 +1,8 @@
 #ifndef CLASSLAYOUTS_P_H
 #define CLASSLAYOUTS_P_H
 
+#include "classrow_p.h"
 #include "framescanner_p.h"
-#include "layouts_p.h"
 #include "recordscanner_p.h"
 
 #include <korvininspect/messageshape.h>
@@ -10,67 +10,18 @@
 #include <optional>
 
 /// @file
-/// Which layouts each class has, in the order of the frame or record: as its decoder reads them,
-/// and as its encoder writes them. The two differ in full replies, in file writes and in reply
-/// records.
+/// Which layouts a frame or record has, in their order, by the row of its class: as its decoder
+/// reads them, and as its encoder writes them. The two differ in full replies, in file writes and
+/// in reply records.
 
 namespace KorvinInspect {
 
-/// The fields that the layouts of all classes refer to.
-struct LayoutFields
+inline const Korvin::ClassRow &rowOf(const MessageShape &shape)
 {
-    PackageBasePrivate common;
-    qint32 replyDataLength = 0;
-    qint32 packageDataLength = 0;
-    bool broadcast = false;
-    OrvexEnum::ClientPackageType writeKind = OrvexEnum::DataPackage;
-    QString fileName;
-    qint32 fileOffset = 0;
-    long memoryOffset = 0;
-    QByteArray data;
-    QStringView numbers;
-    qint32 id = 0;
-    QString strData;
-
-    Korvin::CommonPart commonPart() { return {common}; }
-    Korvin::AckColumn ackColumn() { return {common.ackCode}; }
-    Korvin::RegisterReadPart registerRead() { return {replyDataLength, common.clientPackageType}; }
-    Korvin::RegisterWritePart registerWrite() { return {broadcast, writeKind}; }
-    Korvin::FileReadPart fileRead() { return {fileName}; }
-    Korvin::FileWritePart fileWrite() { return {fileName, fileOffset}; }
-    Korvin::MemoryReadPart memoryRead() { return {memoryOffset}; }
-    Korvin::MemoryWritePart memoryWrite() { return {memoryOffset, packageDataLength}; }
-    Korvin::SpecialPart special() { return {id, common.timeout, strData}; }
-
-    Korvin::DataColumns<QStringView> readDataColumns()
-    {
-        return {"replyDataLength", replyDataLength, numbers};
-    }
-
-    Korvin::DataColumns<QStringView> writeDataColumns()
-    {
-        return {"packageDataLength", packageDataLength, numbers};
-    }
-};
-
-inline bool isRead(ClassId id)
-{
-    return id == ClassId::PackageRequestRead || id == ClassId::PackageRequestReadData
-        || id == ClassId::PackageRequestReadFile || id == ClassId::PackageRequestReadMemData;
+    return rowOf(shape.classId);
 }
 
-inline bool isDataWrite(ClassId id)
-{
-    return id == ClassId::PackageRequestWriteData || id == ClassId::PackageRequestWriteIP;
-}
-
-inline bool isWrite(ClassId id)
-{
-    return id == ClassId::PackageRequestWrite || isDataWrite(id)
-        || id == ClassId::PackageRequestWriteFile || id == ClassId::PackageRequestWriteMemData;
-}
-
-/// Adds up the widths of the integers of a layout.
+/// Adds up the widths of the fields of a layout, without its texts and blocks.
 class WidthCounter
 {
 public:
@@ -78,19 +29,10 @@ public:
 
     void gap() { ++m_width; }
     void flag(const char *, bool) { ++m_width; }
-    void text(const char *, const QString &) { }
-
-    template <typename T>
-    void u8(const char *, T &)
-    {
-        ++m_width;
-    }
-
-    template <typename T>
-    void i32(const char *, T &)
-    {
-        m_width += 4;
-    }
+    void ack(const char *, quint32) { ++m_width; }
+    void result(const char *, int) { ++m_width; }
+    void kind(const char *, OrvexEnum::ClientPackageType) { ++m_width; }
+    void length(const char *, qint32) { m_width += 4; }
 
 private:
     qint64 m_width = 0;
@@ -101,191 +43,147 @@ template <typename Scanner>
 class FrameAsRead
 {
 public:
-    FrameAsRead(ClassId id, Scanner &scanner)
-        : m_id(id)
+    FrameAsRead(const Korvin::ClassRow &row, Korvin::LayoutFields &fields, Scanner &scanner)
+        : m_row(row)
+        , m_fields(fields)
         , m_scanner(scanner)
     {
     }
 
     void request()
     {
-        m_fields.commonPart().header(m_scanner);
+        Korvin::CommonPart{m_fields.common}.header(m_scanner);
         payload(true);
     }
 
     void shortReply()
     {
-        m_fields.commonPart().shortReply(m_scanner);
-        m_scanner.setPosition(6); // however short the frame is
+        Korvin::CommonPart{m_fields.common}.shortReply(m_scanner);
+        m_scanner.goTo(Korvin::CommonPart::ShortReplySize); // however short the frame is
         payload(false);
     }
 
     void fullReply()
     {
         request();
-        m_fields.commonPart().results(m_scanner);
+        Korvin::CommonPart{m_fields.common}.results(m_scanner);
         payload(true);
     }
 
 private:
     void payload(bool withRequest)
     {
-        if (isRead(m_id) && withRequest)
-            m_fields.registerRead().payload(m_scanner);
-        if (isWrite(m_id) && withRequest)
-            m_fields.registerWrite().payload(m_scanner);
-        if (m_id == ClassId::PackageRequestReadFile)
-            m_fields.fileRead().payload(m_scanner);
-        else if (m_id == ClassId::PackageRequestReadData)
-            block("replyDataLength");
-        else if (isDataWrite(m_id) && withRequest)
-            m_scanner.setPosition(block("packageDataLength")); // the data is not counted
-        else if (m_id == ClassId::PackageRequestWriteFile && withRequest)
-            m_fields.fileWrite().readPayload(m_scanner);
+        const auto walk = [this](auto part) { part.payload(m_scanner); };
+        if (withRequest)
+            Korvin::visitBase(m_row, m_fields, walk);
+        if (Korvin::carriesOwn(m_row, withRequest))
+            Korvin::visitOwn(m_row, m_fields, walk);
     }
 
-    /// @return where the data begins.
-    int block(const char *lengthName)
-    {
-        Korvin::DataBlock block{lengthName};
-        block.lengthField(m_scanner);
-        const int start = m_scanner.position();
-        block.length = qMax(block.length, 0); // no data where it is negative
-        block.dataField(m_scanner, m_fields.data);
-        return start;
-    }
-
-    ClassId m_id;
+    const Korvin::ClassRow &m_row;
+    Korvin::LayoutFields &m_fields;
     Scanner &m_scanner;
-    LayoutFields m_fields;
 };
 
 /// A byte frame as the encoder of a class writes it. Sizes that the frame does not carry follow
 /// from the size of the frame.
+template <typename Scanner>
 class FrameAsWritten
 {
 public:
-    FrameAsWritten(ClassId id, FrameScanner &scanner)
-        : m_id(id)
+    FrameAsWritten(const Korvin::ClassRow &row, Korvin::LayoutFields &fields, Scanner &scanner)
+        : m_row(row)
+        , m_fields(fields)
         , m_scanner(scanner)
     {
     }
 
     void request()
     {
-        m_fields.commonPart().header(m_scanner);
-        payload(Place::Request);
+        Korvin::CommonPart{m_fields.common}.header(m_scanner);
+        payload(Section::Request);
     }
 
     void shortReply()
     {
-        m_fields.commonPart().shortReply(m_scanner);
-        payload(Place::ShortReply);
+        Korvin::CommonPart{m_fields.common}.shortReply(m_scanner);
+        payload(Section::ShortReply);
     }
 
     void fullReply()
     {
-        m_fields.commonPart().header(m_scanner);
-        payload(Place::RequestInReply);
-        m_fields.commonPart().fullReplyResults(m_scanner);
-        payload(Place::EndOfFullReply);
+        Korvin::CommonPart{m_fields.common}.header(m_scanner);
+        payload(Section::RequestInReply);
+        Korvin::CommonPart{m_fields.common}.fullReplyResults(m_scanner);
+        payload(Section::EndOfFullReply);
     }
-
-    /// What the walk has met but for texts and data.
-    const LayoutFields &fields() const { return m_fields; }
-
-    /// Whether the data that the block of a data read announces is there.
-    bool carriesData() const { return m_carriesData; }
 
 private:
-    enum class Place { Request, ShortReply, RequestInReply, EndOfFullReply };
+    enum class Section { Request, ShortReply, RequestInReply, EndOfFullReply };
 
-    void payload(Place place)
+    void payload(Section section)
     {
-        if (place != Place::ShortReply)
-            registerPayload(m_scanner);
-        if (m_id == ClassId::PackageRequestReadFile)
-            m_scanner.sizedText("fileNameWithPath", m_fields.fileName);
-        else if (m_id == ClassId::PackageRequestReadData)
-            readBlock(place);
-        else if (isDataWrite(m_id) && place != Place::ShortReply)
-            block("packageDataLength", true);
-        else if (m_id == ClassId::PackageRequestWriteFile && place != Place::ShortReply)
-            writtenFile(place);
+        if (section != Section::ShortReply)
+            Korvin::visitBase(m_row, m_fields, [this](auto part) { part.payload(m_scanner); });
+        if (Korvin::carriesOwn(m_row, section != Section::ShortReply))
+            Korvin::visitOwn(m_row, m_fields,
+                             [this, section](auto part) { this->walk(part, section); });
     }
 
-    template <typename Walker>
-    void registerPayload(Walker &w)
+    template <typename Part>
+    void walk(Part part, Section)
     {
-        if (isRead(m_id))
-            m_fields.registerRead().payload(w);
-        if (isWrite(m_id))
-            m_fields.registerWrite().payload(w);
-    }
-
-    void block(const char *lengthName, bool carriesData)
-    {
-        Korvin::DataBlock block{lengthName};
-        block.lengthField(m_scanner);
-        if (block.length > 0 && carriesData)
-            block.dataField(m_scanner, m_fields.data);
+        part.payload(m_scanner);
     }
 
     /// A data read that is not answered yet announces data that it does not carry; then the frame
     /// ends with the length, or with what else a full reply has.
-    void readBlock(Place place)
+    template <typename Bytes>
+    void walk(Korvin::ReadBlockPart<Bytes> part, Section section)
     {
-        if (place == Place::Request || place == Place::RequestInReply) {
-            WidthCounter rest;
-            Korvin::DataBlock length{"replyDataLength"};
-            length.lengthField(rest);
-            if (place == Place::RequestInReply) {
-                m_fields.commonPart().fullReplyResults(rest);
-                registerPayload(rest);
-                length.lengthField(rest);
-            }
-            m_carriesData = m_scanner.remaining() > rest.width();
-        }
-        block("replyDataLength", m_carriesData);
+        part.lengthField(m_scanner);
+        if (section == Section::Request)
+            m_scanner.announce(0);
+        else if (section == Section::RequestInReply)
+            m_scanner.announce(endOfFullReply() + Korvin::BlockLengthSize);
+        part.dataField(m_scanner);
     }
 
-    /// Takes also the layout that readers expect, which a peer may write: its size is not 0.
-    void writtenFile(Place place)
+    /// A full reply has the name twice, around the results.
+    void walk(Korvin::FileWritePart part, Section section)
     {
-        if (place == Place::Request && m_scanner.peek() != 0) {
-            m_fields.fileWrite().readPayload(m_scanner);
-            return;
+        const auto written = [&](qint64 rest, int copies) {
+            m_scanner.tail(rest, copies, [&] { part.writtenPayload(m_scanner); });
+        };
+        if (section == Section::RequestInReply) {
+            written(endOfFullReply(), 2);
+        } else if (section == Section::EndOfFullReply) {
+            written(0, 1);
+        } else {
+            // A peer may write the layout that readers expect; the size in it is not 0.
+            m_scanner.either([&] { part.payload(m_scanner); }, [&] { written(0, 1); });
         }
-        // A full reply has the name twice, around the results.
-        qint64 size = m_scanner.remaining();
-        if (place == Place::RequestInReply) {
-            WidthCounter rest;
-            m_fields.commonPart().fullReplyResults(rest);
-            registerPayload(rest);
-            size = (size - rest.width()) / 2;
-        }
-        WidthCounter gaps;
-        m_fields.fileWrite().writtenPayload(gaps);
-        m_scanner.setTextSize(qMax<qint64>(0, size - gaps.width()));
-        if (size > 0)
-            m_fields.fileWrite().writtenPayload(m_scanner);
     }
 
-    ClassId m_id;
-    FrameScanner &m_scanner;
-    LayoutFields m_fields;
-    bool m_carriesData = true;
+    /// Returns how many bytes follow the request in a full reply, without those of the own part.
+    qint64 endOfFullReply()
+    {
+        WidthCounter counter;
+        Korvin::CommonPart{m_fields.common}.fullReplyResults(counter);
+        Korvin::visitBase(m_row, m_fields, [&counter](auto part) { part.payload(counter); });
+        return counter.width();
+    }
+
+    const Korvin::ClassRow &m_row;
+    Korvin::LayoutFields &m_fields;
+    Scanner &m_scanner;
 };
 
 /// Walks over a byte frame in one of the two ways above.
-///
-/// @return where the walk ended.
-template <typename Frame>
-int scanFrame(const QByteArray &frame, const MessageShape &shape, FieldSink &sink)
+template <typename Layout, typename Scanner>
+void scanFrame(const QByteArray &frame, Direction direction, Layout layout, Scanner &scanner)
 {
-    FrameScanner scanner(frame, sink);
-    Frame layout(shape.classId, scanner);
-    if (shape.direction == Direction::Request) {
+    if (direction == Direction::Request) {
         layout.request();
     } else if (Korvin::byteAt(frame, 0) == Korvin::ShortReplyMarker) {
         layout.shortReply();
@@ -293,101 +191,77 @@ int scanFrame(const QByteArray &frame, const MessageShape &shape, FieldSink &sin
         scanner.setMarker(Korvin::FullReplyMarker);
         layout.fullReply();
     }
-    return scanner.position();
 }
 
-/// Walks over a Linux frame: the header, what lies between it and the checksum as data, as much as
-/// the length announces, and the checksum at the end.
-void scanLinuxFrame(const QByteArray &frame, const MessageShape &shape, FieldSink &sink);
+/// @{
+/// Walks over a frame and reports its fields, with @p fields as what they stand for.
+inline void scanFrameAsRead(const QByteArray &frame, const MessageShape &shape,
+                            Korvin::LayoutFields &fields, FieldSink &sink)
+{
+    FrameScanner scanner(frame, sink);
+    scanFrame(frame, shape.direction, FrameAsRead(rowOf(shape), fields, scanner), scanner);
+}
 
-/// The columns that a decoder needs. The encoder writes as many, but for the reply of a special
-/// request.
-int neededColumns(const MessageShape &shape);
+inline void scanFrameAsWritten(const QByteArray &frame, const MessageShape &shape,
+                               Korvin::LayoutFields &fields, FieldSink &sink)
+{
+    WrittenFrameScanner scanner(frame, sink);
+    scanFrame(frame, shape.direction, FrameAsWritten(rowOf(shape), fields, scanner), scanner);
+}
 
-/// The columns that an encoder writes.
-int writtenColumns(const MessageShape &shape);
+/// A Linux frame: the header, what lies between it and the checksum as data, as much as the length
+/// announces, and the checksum at the end.
+void scanLinuxFrame(const QByteArray &frame, const MessageShape &shape,
+                    Korvin::LayoutFields &fields, FieldSink &sink);
+/// @}
 
 template <typename Scanner>
-void scanCommonColumns(Scanner &scanner, const MessageShape &shape, LayoutFields &fields)
+void scanCommonColumns(Scanner &scanner, const Korvin::ClassRow &row, Korvin::LayoutFields &fields)
 {
-    if (shape.classId == ClassId::SpecialPackageRequest)
-        scanner.scan(0, fields.special());
+    if (row.base == Korvin::Base::Special)
+        scanner.scan(0, Korvin::SpecialPart{fields.id, fields.common.timeout, fields.strData});
     else
-        scanner.scan(0, fields.commonPart());
+        scanner.scan(0, Korvin::CommonPart{fields.common});
 }
 
 template <typename Scanner>
-void scanRegisterColumns(Scanner &scanner, const MessageShape &shape, int column,
-                         LayoutFields &fields)
+void scanOwnColumns(Scanner &scanner, const Korvin::ClassRow &row, int column, bool isReply,
+                    Korvin::LayoutFields &fields)
 {
-    if (isRead(shape.classId))
-        scanner.scan(column, fields.registerRead());
-    if (isWrite(shape.classId))
-        scanner.scan(column, fields.registerWrite());
-}
-
-/// The columns behind those of a register request, the first of which is @p column.
-template <typename Scanner>
-void scanOwnColumns(Scanner &scanner, const MessageShape &shape, int column, LayoutFields &fields)
-{
-    switch (shape.classId) {
-    case ClassId::PackageRequestReadData:
-        if (shape.direction == Direction::Reply)
-            scanner.scan(column, fields.readDataColumns());
-        break;
-    case ClassId::PackageRequestReadFile:
-        scanner.scan(column, fields.fileRead());
-        break;
-    case ClassId::PackageRequestReadMemData:
-        scanner.scan(column, fields.memoryRead());
-        break;
-    case ClassId::PackageRequestWriteData:
-    case ClassId::PackageRequestWriteIP:
-        scanner.scan(column, fields.writeDataColumns());
-        break;
-    case ClassId::PackageRequestWriteFile:
-        scanner.scan(column, fields.fileWrite());
-        break;
-    case ClassId::PackageRequestWriteMemData:
-        scanner.scan(column, fields.memoryWrite());
-        break;
-    default:
-        break;
-    }
+    if ((isReply ? row.ownReplyColumns : row.ownRequestColumns) > 0)
+        Korvin::visitOwn(row, fields, [&](auto part) { scanner.scan(column, part); });
 }
 
 /// Walks over the columns of a record as its decoder reads them; they are not in their order where
 /// a reply is read one column early.
 template <typename Scanner>
-void scanRecordAsRead(Scanner &scanner, const MessageShape &shape)
+void scanRecordAsRead(Scanner &scanner, const Korvin::ClassRow &row, bool isReply,
+                      Korvin::LayoutFields &fields)
 {
     using Korvin::CommonPart;
-    LayoutFields fields;
-    scanCommonColumns(scanner, shape, fields);
-    const bool reply = shape.direction == Direction::Reply;
-    if (reply)
-        scanner.scan(CommonPart::RequestColumns, fields.ackColumn());
-    // Register, file write and memory write columns are read where a request has them.
-    scanRegisterColumns(scanner, shape, CommonPart::RequestColumns, fields);
-    const bool early = shape.classId == ClassId::PackageRequestWriteFile
-        || shape.classId == ClassId::PackageRequestWriteMemData;
-    const int common = reply && !early ? CommonPart::ReplyColumns : CommonPart::RequestColumns;
-    scanOwnColumns(scanner, shape, common + Korvin::RegisterReadPart::Columns, fields);
+    scanCommonColumns(scanner, row, fields);
+    if (isReply)
+        scanner.scan(CommonPart::RequestColumns, Korvin::AckColumn{fields.common.ackCode});
+    // Register columns are read where a request has them.
+    Korvin::visitBase(row, fields,
+                      [&](auto part) { scanner.scan(CommonPart::RequestColumns, part); });
+    const int shift = isReply ? Korvin::countedCommonColumns(row) - CommonPart::RequestColumns : 0;
+    scanOwnColumns(scanner, row, Korvin::baseColumns(row.base) + shift, isReply, fields);
 }
 
 /// Walks over the columns of a record as its encoder writes them.
 template <typename Scanner>
-void scanRecordAsWritten(Scanner &scanner, const MessageShape &shape)
+void scanRecordAsWritten(Scanner &scanner, const Korvin::ClassRow &row, bool isReply,
+                         Korvin::LayoutFields &fields)
 {
-    LayoutFields fields;
-    scanCommonColumns(scanner, shape, fields);
-    if (shape.direction == Direction::Reply)
-        scanner.scan(scanner.column(), fields.ackColumn());
-    scanRegisterColumns(scanner, shape, scanner.column(), fields);
-    scanOwnColumns(scanner, shape, scanner.column(), fields);
+    scanCommonColumns(scanner, row, fields);
+    if (isReply)
+        scanner.scan(scanner.column(), Korvin::AckColumn{fields.common.ackCode});
+    Korvin::visitBase(row, fields, [&](auto part) { scanner.scan(scanner.column(), part); });
+    scanOwnColumns(scanner, row, scanner.column(), isReply, fields);
 }
 
-/// The class that a type word of a combination stands for; nothing for a word that none carries.
+/// Returns the class that a type word of a combination stands for, if there is one.
 std::optional<ClassId> classOfType(QStringView word);
 
 } // namespace KorvinInspect

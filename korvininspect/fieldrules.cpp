@@ -7,9 +7,41 @@
 
 #include <korvininspect/inputtext.h>
 
+#include <QtCore/QStringList>
+
+#include <algorithm>
+
 namespace KorvinInspect {
 
 namespace {
+
+/// The refusals in words, in the order of the enumeration; %1 is what was expected, %2 what was
+/// found.
+constexpr const char *Reasons[] = {
+    "ok",
+    "the class has no such form",
+    "truncated: %1 expected, %2 found",
+    "announced %1, left %2",
+    "trailing bytes after the last field: %1 expected, %2 found",
+    "unknown marker %2; expected %1",
+    "unknown %2; expected %1", // code
+    "wrong checksum: %1 expected, %2 found",
+    "the text holds a zero byte, where readers end it",
+    "the text is not UTF-8",
+    "too few: %1 expected, %2 found",
+    "too many: %1 expected, %2 found",
+    "not a number: %1 expected, %2 found",
+    "out of range: %1 expected, %2 found",
+    "unknown %2; expected %1", // name
+    "not escaped: %1 expected, %2 found",
+    "differs from the first one: %1 expected, %2 found",
+    "the data string does not have the announced length: %1 expected, %2 found",
+    "unknown %2; expected %1", // type
+    "out of memory",
+    "not that of the request: %1 expected, %2 found",
+};
+static_assert(std::size(Reasons) == static_cast<std::size_t>(Refusal::OtherRequest) + 1,
+              "a reason for every refusal");
 
 QString quoted(QStringView text)
 {
@@ -22,8 +54,9 @@ QString hexadecimal(qint64 number)
     return QLatin1String("0x") + QString::number(number, 16).toUpper();
 }
 
-/// Whether a text is a number as encoders write it: digits without zeros in front, and a sign only
-/// for a number below 0. @p value becomes the number; a larger one than any field has is cut.
+/// Returns whether a text is a number as encoders write it: digits without leading zeros, and a
+/// sign only for a number below 0. @p value becomes the number; one larger than any field has is
+/// cut.
 bool isWrittenNumber(QStringView text, qint64 *value)
 {
     constexpr qint64 Largest = std::numeric_limits<qint64>::max() / 16;
@@ -42,236 +75,207 @@ bool isWrittenNumber(QStringView text, qint64 *value)
     return true;
 }
 
-FieldFault numberFault(QStringView text, qint64 min, qint64 max)
+FieldRefusal numberRefusal(QStringView text, qint64 min, qint64 max)
 {
     qint64 value = 0;
     const bool isNumber = isWrittenNumber(text, &value);
     if (isNumber && value >= min && value <= max)
         return {};
-    return {isNumber ? Fault::OutOfRange : Fault::NotANumber,
+    return {isNumber ? Refusal::OutOfRange : Refusal::NotANumber,
             QStringLiteral("a number from %1 to %2").arg(min).arg(max), quoted(text)};
 }
 
-FieldFault dataStringFault(const WireField &field, const MessageShape &shape)
+FieldRefusal dataStringRefusal(const WireField &field, const MessageShape &shape)
 {
+    const bool isReply = shape.direction == Direction::Reply;
     qint64 count = Korvin::dataStringParts(field.text);
-    // Only the decoder of a write's reply takes an empty data string for no numbers.
-    if (field.text.isEmpty() && isDataWrite(shape.classId) && shape.direction == Direction::Reply)
+    if (field.text.isEmpty() && Korvin::takesNoNumbers(rowOf(shape), isReply))
         count = 0;
     if (count != field.number) {
-        return {Fault::DataStringMismatch, QStringLiteral("%1 numbers").arg(field.number),
+        return {Refusal::DataStringMismatch, QStringLiteral("%1 numbers").arg(field.number),
                 QString::number(count)};
     }
     if (count == 0)
         return {};
     for (Korvin::TextParts parts(field.text, '/'); !parts.atEnd();) {
-        FieldFault fault = numberFault(parts.next(), 0, 255);
-        if (fault.fault != Fault::None)
-            return fault;
+        FieldRefusal refusal = numberRefusal(parts.next(), 0, 255);
+        if (refusal.refusal != Refusal::None)
+            return refusal;
     }
     return {};
 }
 
-/// A word of a record, which must be one of those of its field.
-FieldFault wordFault(const WireField &field)
+/// Hands the names of the codes of a type to @p visit, and what such a code is called.
+template <typename Visitor>
+void visitCodes(WireType type, Visitor visit)
+{
+    switch (type) {
+    case WireType::ReadWriteCode:
+        return visit("access", Korvin::ReadWriteNames);
+    case WireType::Kind:
+        return visit("kind", Korvin::ClientPackageTypeNames);
+    case WireType::CommResult:
+        return visit("result", Korvin::CommResultNames);
+    case WireType::PackageResult:
+        return visit("result", Korvin::PackageResultNames);
+    default:
+        return;
+    }
+}
+
+/// Makes a list of what @p wordOf gives for each name of a table.
+template <typename Names, typename WordOf>
+QString oneOf(const Names &names, WordOf wordOf)
+{
+    QStringList words;
+    for (const auto &row : names)
+        words << wordOf(row);
+    return QLatin1String("one of ") + words.join(QLatin1String(", "));
+}
+
+/// Looks at a word of a record, which must be one of those of its field.
+FieldRefusal wordRefusal(const WireField &field)
 {
     if (field.type == WireType::Flag) {
         if (field.text == QStringView(u"true") || field.text == QStringView(u"false"))
             return {};
-    } else if (codeName(field) == field.text) {
-        return {};
+        return {Refusal::UnknownName, QStringLiteral("true or false"),
+                QLatin1String("flag ") + quoted(field.text)};
     }
-    return {Fault::UnknownName, QStringLiteral("a word of this field"), quoted(field.text)};
+    FieldRefusal refusal;
+    visitCodes(field.type, [&](const char *noun, const auto &names) {
+        const auto isThis = [&](const auto &row) { return row.name == field.text; };
+        if (std::any_of(std::begin(names), std::end(names), isThis))
+            return;
+        refusal = {Refusal::UnknownName,
+                   oneOf(names, [](const auto &row) { return row.name.toString(); }),
+                   QStringLiteral("%1 name %2").arg(QLatin1String(noun), quoted(field.text))};
+    });
+    return refusal;
 }
 
-template <typename... Names>
-bool isOneOf(const WireField &field, Names... names)
+/// Looks at a code of a frame, which must have a name.
+FieldRefusal codeRefusal(const WireField &field)
 {
-    return (isNamed(field, names) || ...);
+    FieldRefusal refusal;
+    visitCodes(field.type, [&](const char *noun, const auto &names) {
+        const auto isThis = [&](const auto &row) { return row.code == field.number; };
+        if (std::any_of(std::begin(names), std::end(names), isThis))
+            return;
+        refusal = {Refusal::UnknownCode,
+                   oneOf(names, [](const auto &row) { return QString::number(row.code); }),
+                   QStringLiteral("%1 code %2").arg(QLatin1String(noun)).arg(field.number)};
+    });
+    return refusal;
 }
 
-bool isLength(const WireField &field)
-{
-    return isOneOf(field, "replyDataLength", "packageDataLength", "fileNameSize");
-}
-
-bool isStatusOfRequest(const WireField &field, const MessageShape &shape)
-{
-    return shape.direction == Direction::Request && isNamed(field, "status");
-}
-
-FieldFault columnFault(const WireField &field, const MessageShape &shape)
+FieldRefusal columnRefusal(const WireField &field, const MessageShape &shape)
 {
     switch (field.type) {
-    case WireType::Number:
-        return numberFault(field.text, isLength(field) ? 0 : field.min, field.max);
     case WireType::Text:
+    case WireType::Answer:
         return {};
     case WireType::EscapedText:
         if (!field.text.contains(QLatin1Char('/')))
             return {};
-        return {Fault::NotEscaped, QStringLiteral("#*# for /"), quoted(field.text)};
+        return {Refusal::NotEscaped, QStringLiteral("#*# for /"), quoted(field.text)};
     case WireType::DataString:
-        return dataStringFault(field, shape);
+        return dataStringRefusal(field, shape);
+    case WireType::Flag:
+    case WireType::ReadWriteCode:
+    case WireType::Kind:
+    case WireType::CommResult:
+    case WireType::PackageResult:
+        return wordRefusal(field);
     default:
-        return wordFault(field);
+        return numberRefusal(field.text, field.min, field.max);
     }
 }
 
-FieldFault textFault(const QByteArray &utf8)
+FieldRefusal textRefusal(const QByteArray &utf8)
 {
     if (utf8.contains('\0'))
-        return {Fault::ZeroInText, {}, {}};
+        return {Refusal::ZeroInText, {}, {}};
     if (QString::fromUtf8(utf8).toUtf8() != utf8)
-        return {Fault::NotUtf8, {}, {}};
+        return {Refusal::NotUtf8, {}, {}};
     return {};
 }
 
-FieldFault byteFault(const WireField &field, const MessageShape &shape)
+FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape)
 {
-    const auto isText = field.type == WireType::Text || field.type == WireType::Block;
     if (field.present < field.width) {
-        return {isText ? Fault::LengthTooLarge : Fault::Truncated, byteCount(field.width),
+        const bool isExtent = field.type == WireType::Text || field.type == WireType::Block;
+        return {isExtent ? Refusal::LengthTooLarge : Refusal::Truncated, byteCount(field.width),
                 byteCount(field.left)};
     }
     const QString number = QString::number(field.number);
     switch (field.type) {
     case WireType::Constant:
-        if (field.number != field.max)
-            return {Fault::UnknownMarker, hexadecimal(field.max), hexadecimal(field.number)};
-        break;
-    case WireType::Number:
-        if (isLength(field) && field.number < 0)
-            return {Fault::OutOfRange, QStringLiteral("a length"), number};
-        if (isStatusOfRequest(field, shape) && field.number != 0)
-            return {Fault::OutOfRange, QStringLiteral("0 in a request"), number};
-        break;
+        if (field.number == field.max)
+            return {};
+        return {Refusal::UnknownMarker, hexadecimal(field.max), hexadecimal(field.number)};
+    case WireType::Length:
+    case WireType::TextLength:
+        if (field.number >= 0)
+            return {};
+        return {Refusal::OutOfRange, QStringLiteral("a length"), number};
+    case WireType::Status:
+        if (field.number == 0 || shape.direction == Direction::Reply)
+            return {};
+        return {Refusal::OutOfRange, QStringLiteral("0 in a request"), number};
     case WireType::Flag:
-        if (field.number > 1)
-            return {Fault::UnknownCode, QStringLiteral("0 or 1"), number};
-        break;
+        if (field.number <= 1)
+            return {};
+        return {Refusal::UnknownCode, QStringLiteral("0 or 1"), QLatin1String("flag ") + number};
     case WireType::Text:
-        return textFault(QByteArray::fromRawData(field.bytes, static_cast<int>(field.width)));
+        return textRefusal(QByteArray::fromRawData(field.bytes, static_cast<int>(field.width)));
     case WireType::Checksum:
-        if (field.number != field.max)
-            return {Fault::WrongChecksum, hexadecimal(field.max), hexadecimal(field.number)};
-        break;
-    case WireType::ReadWriteCode:
-    case WireType::Kind:
-    case WireType::CommResult:
-    case WireType::PackageResult:
-        if (codeName(field).isEmpty())
-            return {Fault::UnknownCode, QStringLiteral("a code with a name"), number};
-        break;
+        if (field.number == field.max)
+            return {};
+        return {Refusal::WrongChecksum, hexadecimal(field.max), hexadecimal(field.number)};
     default:
-        break;
+        return codeRefusal(field);
     }
-    return {};
-}
-
-template <typename Code, std::size_t N>
-QStringView nameIn(const Korvin::CodeName<Code> (&names)[N], qint64 number)
-{
-    return Korvin::nameOf(names, static_cast<Code>(number));
 }
 
 } // namespace
 
-FieldFault faultOf(const WireField &field, const MessageShape &shape)
+FieldRefusal refusalOf(const WireField &field, const MessageShape &shape)
 {
-    return field.column < 0 ? byteFault(field, shape) : columnFault(field, shape);
+    return field.column < 0 ? byteRefusal(field, shape) : columnRefusal(field, shape);
 }
 
-bool isDataLength(const WireField &field)
+bool identifiesRequest(WireType type)
 {
-    return field.type == WireType::Number
-        && isOneOf(field, "replyDataLength", "packageDataLength", "dataLength");
-}
-
-bool identifiesRequest(const WireField &field)
-{
-    switch (field.type) {
+    switch (type) {
+    case WireType::Number:
+    case WireType::Serial:
+    case WireType::Offset:
     case WireType::ReadWriteCode:
     case WireType::Flag:
     case WireType::Kind:
+    case WireType::Text:
     case WireType::EscapedText:
         return true;
-    case WireType::Text:
-        return !isNamed(field, "strData");
-    case WireType::Number:
-        return !isDataLength(field)
-            && !isOneOf(field, "ackCode", "status", "timeout", "reserved2", "fileNameSize");
     default:
         return false;
     }
 }
 
-QString reasonOf(const FieldFault &fault)
+QString reasonOf(const FieldRefusal &refusal)
 {
-    const auto expectedAndFound = [&](const char *what) {
-        return QStringLiteral("%1: %2 expected, %3 found")
-            .arg(QLatin1String(what), fault.expected, fault.found);
-    };
-    switch (fault.fault) {
-    case Fault::None:
-        return QStringLiteral("ok");
-    case Fault::NoSuchForm:
-        return QStringLiteral("the class has no such form");
-    case Fault::Truncated:
-        return expectedAndFound("truncated");
-    case Fault::LengthTooLarge:
-        return QStringLiteral("announced %1, left %2").arg(fault.expected, fault.found);
-    case Fault::TrailingBytes:
-        return expectedAndFound("bytes behind the last field");
-    case Fault::UnknownMarker:
-        return expectedAndFound("unknown marker");
-    case Fault::UnknownCode:
-        return expectedAndFound("unknown code");
-    case Fault::WrongChecksum:
-        return expectedAndFound("wrong checksum");
-    case Fault::ZeroInText:
-        return QStringLiteral("the text holds a zero byte, where readers end it");
-    case Fault::NotUtf8:
-        return QStringLiteral("the text is not UTF-8");
-    case Fault::TooFewFields:
-        return expectedAndFound("too few");
-    case Fault::TooManyFields:
-        return expectedAndFound("too many");
-    case Fault::NotANumber:
-        return expectedAndFound("not a number");
-    case Fault::OutOfRange:
-        return expectedAndFound("out of range");
-    case Fault::UnknownName:
-        return expectedAndFound("unknown name");
-    case Fault::NotEscaped:
-        return expectedAndFound("not escaped");
-    case Fault::DataStringMismatch:
-        return expectedAndFound("the data string does not have the announced length");
-    case Fault::Contradiction:
-        return expectedAndFound("differs from the first one");
-    case Fault::UnknownType:
-        return expectedAndFound("unknown type");
-    case Fault::OtherRequest:
-        return expectedAndFound("not that of the request");
-    default:
-        return QStringLiteral("out of memory");
-    }
+    const QString reason = QString::fromLatin1(Reasons[static_cast<std::size_t>(refusal.refusal)]);
+    return reason.contains(QLatin1Char('%')) ? reason.arg(refusal.expected, refusal.found) : reason;
 }
 
-QStringView codeName(const WireField &field)
+QStringView codeName(WireType type, qint64 code)
 {
-    switch (field.type) {
-    case WireType::ReadWriteCode:
-        return nameIn(Korvin::ReadWriteNames, field.number);
-    case WireType::Kind:
-        return nameIn(Korvin::ClientPackageTypeNames, field.number);
-    case WireType::CommResult:
-        return nameIn(Korvin::CommResultNames, field.number);
-    case WireType::PackageResult:
-        return nameIn(Korvin::PackageResultNames, field.number);
-    default:
-        return {};
-    }
+    QStringView name;
+    visitCodes(type, [&](const char *, const auto &names) {
+        using Code = decltype(names[0].code);
+        name = Korvin::nameOf(names, static_cast<Code>(code));
+    });
+    return name;
 }
 
 } // namespace KorvinInspect

@@ -8,28 +8,32 @@
 namespace KorvinInspect {
 
 /// What is wrong with a field, taken by itself.
-struct FieldFault
+struct FieldRefusal
 {
-    Fault fault = Fault::None;
+    Refusal refusal = Refusal::None;
     QString expected;
     QString found;
 };
 
+inline Verdict refused(Refusal refusal)
+{
+    Verdict verdict;
+    verdict.refusal = refusal;
+    return verdict;
+}
+
 /// Compares a field with what encoders write. @p shape tells where an empty data string is one
-/// number and where none.
-FieldFault faultOf(const WireField &field, const MessageShape &shape);
+/// number and where it is none.
+FieldRefusal refusalOf(const WireField &field, const MessageShape &shape);
 
-/// Whether a field says how many bytes of data there are, or shall be.
-bool isDataLength(const WireField &field);
+/// Returns whether a reply must repeat a field as its request has it.
+bool identifiesRequest(WireType type);
 
-/// Whether a reply must repeat the field as its request has it.
-bool identifiesRequest(const WireField &field);
+/// Returns the refusal in words.
+QString reasonOf(const FieldRefusal &refusal);
 
-/// The fault in words.
-QString reasonOf(const FieldFault &fault);
-
-/// The name of a code, or an empty view; of any field whose type is a code.
-QStringView codeName(const WireField &field);
+/// Returns the name of a code; empty for a code without one and for other fields.
+QStringView codeName(WireType type, qint64 code);
 
 } // namespace KorvinInspect
 

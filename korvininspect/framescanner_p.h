@@ -5,7 +5,7 @@
 #include "layouts_p.h"
 #include "wirefield_p.h"
 
-#include <limits>
+#include <type_traits>
 
 namespace KorvinInspect {
 
@@ -29,7 +29,185 @@ public:
     }
 
     int position() const { return m_position; }
-    void setPosition(int position) { m_position = position; }
+    void goTo(int position) { m_position = position; }
+
+    /// Makes @p marker what the marker must be.
+    void setMarker(quint8 marker) { m_marker = marker; }
+
+    void constant(const char *name, quint8 value)
+    {
+        WireField field = here(name, WireType::Constant, 1, nullptr);
+        field.number = Korvin::byteAt(m_frame, m_position);
+        field.taken = field.number;
+        field.max = m_marker ? m_marker : value;
+        report(field);
+        advance(1);
+    }
+
+    void gap() { report(integer("", WireType::Gap, 1, nullptr)); }
+
+    template <typename T>
+    void u8(const char *name, T &field)
+    {
+        number(name, WireType::Number, 1, field);
+    }
+
+    template <typename T>
+    void s8(const char *name, T &field)
+    {
+        number(name, WireType::Number, 1, field, Sign::Signed);
+    }
+
+    template <typename T>
+    void u16(const char *name, T &field)
+    {
+        number(name, WireType::Number, 2, field);
+    }
+
+    template <typename T>
+    void i32(const char *name, T &field)
+    {
+        number(name, WireType::Number, 4, field, Sign::Signed);
+    }
+
+    void serial(const char *name, quint64 &field) { number(name, WireType::Serial, 2, field); }
+    void shortSerial(const char *name, quint64 &field) { number(name, WireType::Serial, 1, field); }
+    void reserved(const char *name, qint32 &field) { number(name, WireType::Setting, 1, field); }
+    void ack(const char *name, quint32 &field) { number(name, WireType::Ack, 1, field); }
+
+    void timeout(const char *name, qint32 &field)
+    {
+        number(name, WireType::Setting, 4, field, Sign::Signed);
+    }
+
+    void signedReserved(const char *name, qint32 &field)
+    {
+        number(name, WireType::Setting, 1, field, Sign::Signed);
+    }
+
+    void textLength(const char *name, qint32 &field)
+    {
+        number(name, WireType::TextLength, 4, field, Sign::Signed);
+    }
+
+    template <typename T>
+    void length(const char *name, T &field)
+    {
+        number(name, WireType::Length, sizeof(T), field,
+               std::is_signed_v<T> ? Sign::Signed : Sign::Unsigned);
+    }
+
+    void clampedLength(const char *name, qint32 &field)
+    {
+        WireField length = integer(name, WireType::Length, 4, &field, Sign::Signed);
+        field = static_cast<qint32>(length.number);
+        length.taken = qMax<qint64>(0, length.number);
+        report(length);
+    }
+
+    void offset(const char *name, qint32 &field)
+    {
+        number(name, WireType::Offset, 4, field, Sign::Signed);
+    }
+
+    void status(const char *name, qint32 &field)
+    {
+        number(name, WireType::Status, 1, field, Sign::Signed);
+    }
+
+    void kind(const char *name, OrvexEnum::ClientPackageType &field)
+    {
+        number(name, WireType::Kind, 1, field);
+    }
+
+    void result(const char *name, OrvexEnum::CommResults &field)
+    {
+        number(name, WireType::CommResult, 1, field);
+    }
+
+    void result(const char *name, OrvexEnum::PackageResults &field)
+    {
+        number(name, WireType::PackageResult, 1, field);
+    }
+
+    void access(const char *name, OrvexEnum::ReadWriteCode &code)
+    {
+        WireField field = integer(name, WireType::ReadWriteCode, 1, &code);
+        code = field.number == 0 ? OrvexEnum::Read : OrvexEnum::Write;
+        field.taken = code;
+        report(field);
+    }
+
+    void rawAccess(const char *name, OrvexEnum::ReadWriteCode &code)
+    {
+        number(name, WireType::ReadWriteCode, 1, code, Sign::Signed);
+    }
+
+    void flag(const char *name, bool &field)
+    {
+        const WireField flag = integer(name, WireType::Flag, 1, &field);
+        field = flag.number == 1;
+        report(flag);
+    }
+
+    void sizedText(const char *name, const QString &field)
+    {
+        extent(name, WireType::Text, textSize(name, field), &field);
+    }
+
+    void uncountedText(const char *name, const QString &field)
+    {
+        const int size = textSize(name, field);
+        const int start = m_position;
+        keptText(name, size, field);
+        m_position = start;
+    }
+
+    void keptText(const char *name, int size, const QString &field)
+    {
+        WireField text = here(name, WireType::Text, qMax(size, 0), &field);
+        text.isKept = true;
+        reportExtent(text);
+    }
+
+    template <typename Bytes>
+    void block(const char *name, int length, const Bytes &field)
+    {
+        extent(name, WireType::Block, length, &field);
+    }
+
+    template <typename Bytes>
+    void announcedBlock(const char *name, int length, const Bytes &field)
+    {
+        block(name, length, field);
+    }
+
+    template <typename Bytes>
+    void uncountedBlock(const char *name, int length, const Bytes &field)
+    {
+        const int start = m_position;
+        block(name, length, field);
+        m_position = start;
+    }
+
+    /// A block that a decoder fills up with zeros.
+    template <typename Bytes>
+    void paddedBlock(const char *name, int length, const Bytes &field)
+    {
+        WireField block = here(name, WireType::Block, length, &field);
+        block.isPadded = true;
+        reportExtent(block);
+    }
+
+    /// A checksum that must be @p sum.
+    void checksum(const char *name, quint16 sum)
+    {
+        WireField field = integer(name, WireType::Checksum, 2, nullptr);
+        field.max = sum;
+        report(field);
+    }
+
+protected:
     qint64 remaining() const { return qMax<qint64>(0, qint64(m_frame.size()) - m_position); }
 
     /// The next four bytes as a number, 0 where they are not all there.
@@ -39,109 +217,28 @@ public:
         return Korvin::littleEndianField(m_frame, m_position, 4, &end);
     }
 
-    /// Makes @p marker what the marker must be.
-    void setMarker(quint8 marker) { m_marker = marker; }
-
-    /// The size of the next text() that has none of its own.
-    void setTextSize(qint64 size) { m_textSize = size; }
-
-    void constant(const char *name, quint8 value)
+    int textSize(const char *name, const QString &field)
     {
-        WireField field = here(name, WireType::Constant, 1);
-        field.number = Korvin::byteAt(m_frame, m_position);
-        field.min = field.max = m_marker ? m_marker : value;
-        report(field);
-        advance(1);
+        const WireField size = integer(name, WireType::TextSize, 2, &field);
+        report(size);
+        return static_cast<int>(size.number);
     }
 
-    void gap() { integer("", WireType::Gap, 1, 0, 255); }
-
-    template <typename T>
-    void u8(const char *name, T &field)
+    void extent(const char *name, WireType type, qint64 size, const void *source)
     {
-        field = static_cast<T>(integer(name, typeOf(field), 1, 0, 255));
+        reportExtent(here(name, type, qMax<qint64>(size, 0), source));
     }
-
-    template <typename T>
-    void s8(const char *name, T &field)
-    {
-        field = static_cast<T>(integer(name, typeOf(field), 1, -128, 127));
-    }
-
-    template <typename T>
-    void u16(const char *name, T &field)
-    {
-        field = static_cast<T>(integer(name, typeOf(field), 2, 0, 65535));
-    }
-
-    template <typename T>
-    void i32(const char *name, T &field)
-    {
-        using Limits = std::numeric_limits<qint32>;
-        field = static_cast<T>(integer(name, typeOf(field), 4, Limits::min(), Limits::max()));
-    }
-
-    void access(const char *name, OrvexEnum::ReadWriteCode &code)
-    {
-        code = integer(name, WireType::ReadWriteCode, 1, 0, 1) == 0 ? OrvexEnum::Read
-                                                                    : OrvexEnum::Write;
-    }
-
-    void flag(const char *name, bool &field)
-    {
-        field = integer(name, WireType::Flag, 1, 0, 1) == 1;
-    }
-
-    void sizedText(const char *name, const QString &field)
-    {
-        text(name, static_cast<int>(integer(name, WireType::TextSize, 2, 0, 65535)), field);
-    }
-
-    void uncountedText(const char *name, const QString &field)
-    {
-        const auto size = static_cast<int>(integer(name, WireType::TextSize, 2, 0, 65535));
-        const int start = m_position;
-        text(name, size, field);
-        m_position = start;
-    }
-
-    void text(const char *name, const QString &) { extent(name, WireType::Text, m_textSize); }
-
-    void text(const char *name, int size, const QString &)
-    {
-        extent(name, WireType::Text, qMax(size, 0));
-    }
-
-    void block(const char *name, int length, const QByteArray &)
-    {
-        extent(name, WireType::Block, length);
-    }
-
-    /// A checksum that must be @p sum.
-    void checksum(const char *name, quint16 sum) { integer(name, WireType::Checksum, 2, 0, sum); }
 
 private:
-    template <typename T>
-    static WireType typeOf(const T &)
-    {
-        if constexpr (std::is_same_v<T, OrvexEnum::ReadWriteCode>)
-            return WireType::ReadWriteCode;
-        else if constexpr (std::is_same_v<T, OrvexEnum::ClientPackageType>)
-            return WireType::Kind;
-        else if constexpr (std::is_same_v<T, OrvexEnum::CommResults>)
-            return WireType::CommResult;
-        else if constexpr (std::is_same_v<T, OrvexEnum::PackageResults>)
-            return WireType::PackageResult;
-        else
-            return WireType::Number;
-    }
+    enum class Sign { Unsigned, Signed };
 
     /// A field of @p width bytes, and as many of them as there are.
-    WireField here(const char *name, WireType type, qint64 width) const
+    WireField here(const char *name, WireType type, qint64 width, const void *source) const
     {
         WireField field;
         field.name = name;
         field.type = type;
+        field.source = source;
         field.offset = m_position < 0 ? m_frame.size() : qMin(m_position, m_frame.size());
         field.width = width;
         field.left = qBound<qint64>(0, m_frame.size() - field.offset, width);
@@ -149,31 +246,37 @@ private:
         return field;
     }
 
-    qint64 integer(const char *name, WireType type, int width, qint64 min, qint64 max)
+    template <typename T>
+    void number(const char *name, WireType type, int width, T &field, Sign sign = Sign::Unsigned)
     {
-        WireField field = here(name, type, width);
-        field.min = min;
-        field.max = max;
-        if (field.present == width || m_shortField == ShortField::TakesItsBytes) {
-            for (int i = 0; i < width; ++i)
-                field.number |= qint64(Korvin::byteAt(m_frame, field.offset + i)) << (8 * i);
-            if (min < 0 && field.number > max)
-                field.number -= qint64(1) << (8 * width);
-            advance(width);
-        } else {
-            field.present = 0;
-        }
-        report(field);
-        return field.number;
+        const WireField number = integer(name, type, width, &field, sign);
+        field = static_cast<T>(number.number);
+        report(number);
     }
 
-    void extent(const char *name, WireType type, qint64 size)
+    WireField integer(const char *name, WireType type, int width, const void *source,
+                      Sign sign = Sign::Unsigned)
     {
-        WireField field = here(name, type, size);
-        field.number = size;
+        WireField field = here(name, type, width, source);
+        if (field.present < width && m_shortField == ShortField::TakesNothing) {
+            field.present = 0;
+            return field;
+        }
+        for (int i = 0; i < width; ++i)
+            field.number |= qint64(Korvin::byteAt(m_frame, field.offset + i)) << (8 * i);
+        if (sign == Sign::Signed && field.number >> (8 * width - 1) != 0)
+            field.number -= qint64(1) << (8 * width);
+        field.taken = field.number;
+        advance(width);
+        return field;
+    }
+
+    void reportExtent(WireField field)
+    {
+        field.number = field.width;
         field.bytes = m_frame.constData() + field.offset;
         report(field);
-        advance(size);
+        advance(field.width);
     }
 
     void report(const WireField &field) { m_sink.add(field); }
@@ -183,8 +286,66 @@ private:
     FieldSink &m_sink;
     ShortField m_shortField;
     int m_position = 0;
-    qint64 m_textSize = 0;
     quint8 m_marker = Korvin::RequestMarker;
+};
+
+/// Walks over a layout along a frame as its encoder has written it.
+class WrittenFrameScanner : public FrameScanner
+{
+public:
+    using FrameScanner::FrameScanner;
+
+    void uncountedText(const char *name, const QString &field) { sizedText(name, field); }
+
+    template <typename Bytes>
+    void uncountedBlock(const char *name, int length, const Bytes &field)
+    {
+        block(name, length, field);
+    }
+
+    /// Decides whether the blocks that are announced from here on are carried: where the frame has
+    /// more than the @p rest bytes that follow them.
+    void announce(qint64 rest) { m_isCarried = remaining() > rest; }
+    bool isCarried() const { return m_isCarried; }
+
+    template <typename Bytes>
+    void announcedBlock(const char *name, int length, const Bytes &field)
+    {
+        if (m_isCarried)
+            block(name, length, field);
+    }
+
+    /// Walks over what takes all bytes that are left except the last @p rest, divided among
+    /// @p copies; not at all where no byte is left.
+    template <typename Walk>
+    void tail(qint64 rest, int copies, Walk walk)
+    {
+        const qint64 size = (remaining() - rest) / copies;
+        if (size <= 0)
+            return;
+        m_tailEnd = position() + size;
+        walk();
+    }
+
+    /// A text without a size, which ends where the tail does.
+    void text(const char *name, const QString &field)
+    {
+        extent(name, WireType::Text, m_tailEnd - position(), &field);
+    }
+
+    /// Walks over what begins with a number other than 0, or else over what begins with zeros.
+    template <typename Nonzero, typename Zeros>
+    void either(Nonzero nonzero, Zeros zeros)
+    {
+        if (peek() != 0)
+            nonzero();
+        else
+            zeros();
+    }
+
+private:
+    bool m_isCarried = true;
+    qint64 m_tailEnd = 0;
 };
 
 } // namespace KorvinInspect

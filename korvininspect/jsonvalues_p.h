@@ -69,38 +69,6 @@ inline std::optional<QByteArray> dataFromJson(const QJsonValue &value)
     return bytes;
 }
 
-/// The members of an object, read one by one.
-class JsonMembers
-{
-public:
-    explicit JsonMembers(QJsonObject object)
-        : m_object(std::move(object))
-    {
-    }
-
-    /// The member, or undefined; it is known from now on.
-    QJsonValue read(const char *name)
-    {
-        m_known.push_back(QLatin1String(name));
-        return m_object.value(m_known.back());
-    }
-
-    /// The name of the first member that is not known, if there is one.
-    std::optional<QString> unknown() const
-    {
-        for (auto member = m_object.constBegin(); member != m_object.constEnd(); ++member) {
-            const QString name = member.key();
-            if (std::find(m_known.begin(), m_known.end(), name) == m_known.end())
-                return name;
-        }
-        return {};
-    }
-
-private:
-    QJsonObject m_object;
-    std::vector<QLatin1String> m_known;
-};
-
 } // namespace KorvinInspect
 
 #endif

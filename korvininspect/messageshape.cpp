@@ -1,20 +1,21 @@
 #include <korvininspect/messageshape.h>
 
+#include "classrow_p.h"
+
 namespace KorvinInspect {
 
 QString className(ClassId classId)
 {
-    const PackageClass *itsClass = packageClass(classId);
-    return itsClass ? itsClass->name : QStringLiteral("PackageRequestCombination");
+    const std::string_view name = rowOf(classId).name;
+    return QString::fromLatin1(name.data(), static_cast<int>(name.size()));
 }
 
 bool exists(const MessageShape &shape)
 {
-    if (shape.classId == ClassId::PackageRequestCombination)
+    const Korvin::ClassRow &row = rowOf(shape.classId);
+    if (row.base == Korvin::Base::Items)
         return shape.form == Form::Text && shape.direction == Direction::Request;
-    return shape.form != Form::Linux || shape.classId == ClassId::PackageRequestReadData
-        || shape.classId == ClassId::PackageRequestWriteData
-        || shape.classId == ClassId::PackageRequestWriteIP;
+    return shape.form != Form::Linux || row.has(Korvin::Linux);
 }
 
 QString describe(const MessageShape &shape)

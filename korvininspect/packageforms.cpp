@@ -3,16 +3,17 @@
 #include "bytecursors_p.h"
 #include "checksum_p.h"
 #include "classlayouts_p.h"
+#include "fieldrules_p.h"
+#include "memory_p.h"
 #include "valuetext_p.h"
-#include <korvininspect/inputtext.h>
 
+#include <korvininspect/inputtext.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
 
 #include <QtCore/QByteArrayList>
 
 #include <limits>
-#include <new>
 
 namespace KorvinInspect {
 
@@ -20,29 +21,18 @@ namespace {
 
 using Korvin::LinuxHeader;
 
-Verdict refused(Fault fault)
-{
-    Verdict verdict;
-    verdict.fault = fault;
-    return verdict;
-}
-
 /// Runs an encoder or decoder; what it allocates besides its result may fail as well.
 template <typename Operation>
-Verdict guarded(Operation &&operation)
+Verdict guarded(Operation operation)
 {
-    try {
-        return operation();
-    } catch (const std::bad_alloc &) {
-        return refused(Fault::OutOfMemory);
-    }
+    return Korvin::guarded(operation, refused(Refusal::OutOfMemory));
 }
 
 /// Stores what an encoder has made; it makes nothing when memory has run out.
 Verdict store(const QByteArray &made, QByteArray *encoded)
 {
     if (made.isEmpty())
-        return refused(Fault::OutOfMemory);
+        return refused(Refusal::OutOfMemory);
     *encoded = made;
     return {};
 }
@@ -82,7 +72,7 @@ Verdict encodeLinuxReply(PackageBase &package, const QByteArray &data, QByteArra
 {
     constexpr qint64 MostData = std::numeric_limits<quint16>::max();
     if (data.size() > MostData) {
-        Verdict verdict = refused(Fault::OutOfRange);
+        Verdict verdict = refused(Refusal::OutOfRange);
         verdict.field = QStringLiteral("data");
         verdict.position = LinuxHeader::Size;
         verdict.expected = QStringLiteral("at most %1").arg(byteCount(MostData));
@@ -107,27 +97,27 @@ Verdict encodeLinux(PackageBase &package, Direction direction, QByteArray *encod
     auto *read = qobject_cast<PackageRequestReadData *>(&package);
     auto *write = qobject_cast<PackageRequestWriteData *>(&package);
     if (!read && !write)
-        return refused(Fault::NoSuchForm);
+        return refused(Refusal::NoSuchForm);
     if (direction == Direction::Reply)
         return encodeLinuxReply(package, read ? read->data() : QByteArray(), encoded);
     return store(read ? read->ParseSendRequest_Linux() : write->ParseSendRequest_Linux(), encoded);
 }
 
-/// The request record of an item of a combination, behind its type word.
+/// Makes an item of a combination: the type word and the request record.
 Verdict encodeItem(PackageBase &package, QByteArray *item)
 {
     Verdict verdict;
     const PackageClass &itsClass = classOf(package);
     if (itsClass.combinationType.isEmpty()) {
-        verdict = refused(Fault::UnknownType);
+        verdict = refused(Refusal::UnknownType);
         verdict.field = QStringLiteral("type");
-        verdict.expected = QStringLiteral("a class that a combination carries");
-        verdict.found = itsClass.name;
+        verdict.expected = QStringLiteral("one that a combination carries");
+        verdict.found = QLatin1String("class ") + itsClass.name;
         return verdict;
     }
     verdict = encodePackage(package, {Form::Text, Direction::Request, ReplySize::Short}, item);
     if (verdict.isOk() && (item->contains('|') || item->contains('^'))) {
-        verdict = refused(Fault::TooManyFields);
+        verdict = refused(Refusal::TooManyFields);
         verdict.expected = QStringLiteral("a record without \"|\" and \"^\"");
         verdict.found = QLatin1Char('"') + printable(textFromUtf8(*item)) + QLatin1Char('"');
     }
@@ -168,18 +158,20 @@ public:
 class ExcessSink : public FieldSink
 {
 public:
-    explicit ExcessSink(int most)
-        : m_most(most)
+    ExcessSink(Form form, int most)
+        : m_lengthType(form == Form::Linux ? WireType::Length : WireType::Block)
+        , m_most(most)
     {
     }
 
     void add(const WireField &field) override
     {
+        // A Linux frame that carries no data announces some all the same.
         const bool announces = field.type == WireType::Block || field.type == WireType::DataString
-            || isNamed(field, "dataLength");
+            || field.type == m_lengthType;
         if (!m_verdict.isOk() || !announces || field.number <= m_most)
             return;
-        m_verdict.fault = Fault::OutOfRange;
+        m_verdict.refusal = Refusal::OutOfRange;
         m_verdict.field = QString::fromLatin1(field.name);
         m_verdict.position = field.column < 0 ? static_cast<int>(field.offset) : field.column;
         m_verdict.expected = QStringLiteral("at most %1").arg(byteCount(m_most));
@@ -189,6 +181,7 @@ public:
     Verdict verdict() const { return m_verdict; }
 
 private:
+    WireType m_lengthType;
     int m_most;
     Verdict m_verdict;
 };
@@ -196,16 +189,18 @@ private:
 /// Looks whether the decoder of a class would make too much ready.
 Verdict checkAnnounced(const QByteArray &encoded, const MessageShape &shape, int most)
 {
-    ExcessSink sink(most);
+    const bool isReply = shape.direction == Direction::Reply;
+    Korvin::LayoutFields fields;
+    ExcessSink sink(shape.form, most);
     if (shape.form == Form::Frame) {
-        scanFrame<FrameAsRead<FrameScanner>>(encoded, shape, sink);
+        scanFrameAsRead(encoded, shape, fields, sink);
     } else if (shape.form == Form::Linux) {
-        scanLinuxFrame(encoded, shape, sink);
+        scanLinuxFrame(encoded, shape, fields, sink);
     } else {
         const QString record = textFromUtf8(encoded);
         RecordScanner scanner(record, sink);
-        if (scanner.count() >= neededColumns(shape))
-            scanRecordAsRead(scanner, shape);
+        if (scanner.count() >= Korvin::neededColumns(rowOf(shape), isReply))
+            scanRecordAsRead(scanner, rowOf(shape), isReply, fields);
     }
     return sink.verdict();
 }
@@ -234,20 +229,19 @@ bool readRequest(PackageBase &package, const QByteArray &frame, bool carriesData
 /// Reads a frame that check() has accepted.
 bool readFrame(PackageBase &package, const QByteArray &frame, const MessageShape &shape)
 {
-    NoSink sink;
-    FrameScanner scanner(frame, sink);
-    FrameAsWritten written(shape.classId, scanner);
-    if (shape.direction == Direction::Request) {
-        written.request();
-        return readRequest(package, frame, written.carriesData());
-    }
-    if (Korvin::byteAt(frame, 0) == Korvin::ShortReplyMarker)
+    const bool isReply = shape.direction == Direction::Reply;
+    if (isReply && Korvin::byteAt(frame, 0) == Korvin::ShortReplyMarker)
         return readShortReply(package, frame);
-    written.fullReply();
-    package.setAckCode(written.fields().common.ackCode);
-    package.setCommResult(written.fields().common.commResult);
-    package.setPackResult(written.fields().common.packResult);
-    return readRequest(package, frame, written.carriesData());
+    NoSink sink;
+    WrittenFrameScanner scanner(frame, sink);
+    Korvin::LayoutFields fields;
+    scanFrame(frame, shape.direction, FrameAsWritten(rowOf(shape), fields, scanner), scanner);
+    if (isReply) {
+        package.setAckCode(fields.common.ackCode);
+        package.setCommResult(fields.common.commResult);
+        package.setPackResult(fields.common.packResult);
+    }
+    return readRequest(package, frame, scanner.isCarried());
 }
 
 /// Reads a record that check() has accepted.
@@ -271,9 +265,9 @@ Verdict decodeSpecialReply(const QByteArray &record, std::unique_ptr<PackageBase
     const QByteArray column = record.mid(end + 1);
     const int ackCode = column.toInt();
     if (ackCode < 0 || QByteArray::number(ackCode) != column) {
-        verdict = refused(Fault::NotANumber);
+        verdict = refused(Refusal::NotANumber);
         verdict.field = QStringLiteral("ackCode");
-        verdict.position = 3;
+        verdict.position = Korvin::SpecialPart::Columns;
         verdict.expected =
             QStringLiteral("a number from 0 to %1").arg(std::numeric_limits<qint32>::max());
         verdict.found = QLatin1Char('"') + printable(textFromUtf8(column)) + QLatin1Char('"');
@@ -290,7 +284,7 @@ class SerialNumSink : public FieldSink
 public:
     void add(const WireField &field) override
     {
-        if (isNamed(field, "serialNum") && !m_serialNum && field.present == field.width)
+        if (field.type == WireType::Serial && !m_serialNum && field.present == field.width)
             m_serialNum = static_cast<quint32>(field.number);
     }
 
@@ -326,7 +320,7 @@ std::optional<quint32> serialNumOfLinuxFrame(const QByteArray &frame)
 
 std::optional<quint32> serialNumOfRecord(const QByteArray &record)
 {
-    constexpr int SpecialReplyCommas = 3;
+    constexpr int SpecialReplyCommas = Korvin::SpecialPart::Columns;
     const QByteArray column = record.left(qMax(record.indexOf(','), 0));
     const int number = column.toInt();
     if (number < 0 || QByteArray::number(number) != column
@@ -395,7 +389,7 @@ Verdict decodePackage(PackageBase &package, const Encoding &encoding, const QByt
         const MessageShape shape{classOf(package).id, encoding.form, encoding.direction};
         int length = 0;
         if (!exists(shape))
-            return refused(Fault::NoSuchForm);
+            return refused(Refusal::NoSuchForm);
         Verdict excess;
         if (announcedData != std::numeric_limits<int>::max())
             excess = checkAnnounced(encoded, shape, announcedData);
@@ -405,7 +399,7 @@ Verdict decodePackage(PackageBase &package, const Encoding &encoding, const QByt
         if (isRead)
             return Verdict();
         const Verdict verdict = check(encoded, shape);
-        return verdict.isOk() ? refused(Fault::OutOfMemory) : verdict;
+        return verdict.isOk() ? refused(Refusal::OutOfMemory) : verdict;
     });
 }
 
@@ -416,8 +410,8 @@ Verdict decodeMessage(const QByteArray &message, const MessageShape &shape,
     return guarded([&] {
         const PackageClass *itsClass = packageClass(shape.classId);
         if (!itsClass)
-            return refused(Fault::NoSuchForm);
-        if (shape.classId == ClassId::SpecialPackageRequest && shape.form == Form::Text
+            return refused(Refusal::NoSuchForm);
+        if (rowOf(shape).base == Korvin::Base::Special && shape.form == Form::Text
             && shape.direction == Direction::Reply)
             return decodeSpecialReply(message, package, options);
         Verdict verdict = check(message, shape, options);
@@ -425,7 +419,7 @@ Verdict decodeMessage(const QByteArray &message, const MessageShape &shape,
             return verdict;
         auto decoded = itsClass->create();
         if (!decodeAccepted(*decoded, message, shape))
-            return refused(Fault::OutOfMemory);
+            return refused(Refusal::OutOfMemory);
         *package = std::move(decoded);
         return verdict;
     });
@@ -447,7 +441,7 @@ Verdict decodeCombination(const QByteArray &record,
             Korvin::TextParts parts(items.next(), '^');
             decoded.push_back(packageClass(*classOfType(parts.next()))->create());
             if (!decoded.back()->unPackageRequest(parts.next().toString()))
-                return refused(Fault::OutOfMemory);
+                return refused(Refusal::OutOfMemory);
         }
         *packages = std::move(decoded);
         return verdict;

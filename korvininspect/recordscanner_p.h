@@ -1,18 +1,17 @@
 #ifndef RECORDSCANNER_P_H
 #define RECORDSCANNER_P_H
 
-#include "codenames_p.h"
-#include "textparts_p.h"
+#include "recordcursors_p.h"
 #include "wirefield_p.h"
 
-#include <QtCore/QVarLengthArray>
-
+#include <algorithm>
 #include <limits>
+#include <type_traits>
 
 namespace KorvinInspect {
 
-/// Walks over the columns of a record, takes numbers and codes as the decoders do, and reports each
-/// column. It makes no copy of a text.
+/// Walks over the columns of a record, reads each as the decoders do, and reports it. It makes no
+/// copy of a text.
 class RecordScanner
 {
 public:
@@ -20,175 +19,168 @@ public:
     RecordScanner(QStringView record, FieldSink &sink)
         : m_record(record)
         , m_sink(sink)
+        , m_reader(record, MostColumns)
+        , m_count(static_cast<int>(std::count(record.begin(), record.end(), QLatin1Char(','))) + 1)
     {
-        for (Korvin::TextParts parts(record, ','); !parts.atEnd(); ++m_count) {
-            const QStringView column = parts.next();
-            if (m_count < MostColumns)
-                m_columns.append(column);
-        }
     }
 
     /// The number of columns that the record has.
     int count() const { return m_count; }
 
     /// The column that the next field is.
-    int column() const { return m_next; }
+    int column() const { return m_reader.column(); }
 
     /// Walks over a part whose first column is @p column.
     template <typename Part>
     void scan(int column, Part part)
     {
-        m_next = column;
+        m_reader.goTo(column);
         part.columns(*this);
     }
 
     template <typename T>
     void u8(const char *name, T &field)
     {
-        const auto number = static_cast<quint8>(Korvin::toUInt(view()));
-        field = static_cast<T>(number);
-        report(name, number, 0, 255);
+        read(name, WireType::Number, field, &Reader::u8<T>, 0, 255);
     }
 
     template <typename T>
     void u16(const char *name, T &field)
     {
-        const auto number = static_cast<quint16>(Korvin::toUInt(view()));
-        field = static_cast<T>(number);
-        report(name, number, 0, 65535);
+        read(name, WireType::Number, field, &Reader::u16<T>, 0, 65535);
     }
 
     template <typename T>
     void i32(const char *name, T &field)
     {
-        field = static_cast<T>(Korvin::toInt(view()));
-        report(name, field, Limits::min(), Limits::max());
+        read(name, WireType::Number, field, &Reader::i32<T>, Limits::min(), Limits::max());
     }
 
     template <typename T>
-    void u32WrittenI32Read(const char *name, T &field)
+    void offset(const char *name, T &field)
     {
-        field = static_cast<T>(Korvin::toInt(view()));
-        report(name, field, 0, Limits::max());
+        read(name, WireType::Offset, field, &Reader::offset<T>, Limits::min(), Limits::max());
     }
 
-    template <typename T>
-    void i32WrittenU32Read(const char *name, T &field)
+    void length(const char *name, qint32 &field)
     {
-        field = static_cast<T>(Korvin::toUInt(view()));
-        report(name, field, 0, Limits::max());
+        read(name, WireType::Length, field, &Reader::length, 0, Limits::max());
     }
 
-    template <typename T>
-    void u64WrittenI32Read(const char *name, T &field)
+    void serial(const char *name, quint64 &field)
     {
-        field = static_cast<T>(Korvin::toInt(view()));
-        report(name, field, 0, Limits::max());
+        read(name, WireType::Serial, field, &Reader::serial, 0, Limits::max());
     }
 
-    void text(const char *name, const QString &) { report(name, WireType::Text); }
-    void escaped(const char *name, const QString &) { report(name, WireType::EscapedText); }
+    void timeout(const char *name, qint32 &field)
+    {
+        read(name, WireType::Setting, field, &Reader::timeout, Limits::min(), Limits::max());
+    }
+
+    void unsignedTimeout(const char *name, qint32 &field)
+    {
+        read(name, WireType::Setting, field, &Reader::unsignedTimeout, 0, Limits::max());
+    }
+
+    void reserved(const char *name, qint32 &field)
+    {
+        read(name, WireType::Setting, field, &Reader::reserved, 0, Limits::max());
+    }
+
+    void ack(const char *name, quint32 &field)
+    {
+        read(name, WireType::Ack, field, &Reader::ack, 0, Limits::max());
+    }
 
     void access(const char *name, OrvexEnum::ReadWriteCode &code)
     {
-        code = Korvin::codeOf(Korvin::ReadWriteNames, view(), OrvexEnum::Write);
-        report(name, WireType::ReadWriteCode, code);
+        read(name, WireType::ReadWriteCode, code, &Reader::access);
     }
 
-    void flag(const char *name, bool &field)
-    {
-        field = view() == QStringView(u"true");
-        report(name, WireType::Flag, field ? 1 : 0);
-    }
+    void flag(const char *name, bool &field) { read(name, WireType::Flag, field, &Reader::flag); }
 
     void readKind(const char *name, OrvexEnum::ClientPackageType &type)
     {
-        kind(name, type, OrvexEnum::MemDataPackage);
+        read(name, WireType::Kind, type, &Reader::readKind);
     }
 
     void writeKind(const char *name, OrvexEnum::ClientPackageType &type)
     {
-        kind(name, type, OrvexEnum::DataPackage);
+        read(name, WireType::Kind, type, &Reader::writeKind);
     }
 
     void result(const char *name, OrvexEnum::CommResults &result)
     {
-        result = Korvin::codeOf(Korvin::CommResultNames, view(), OrvexEnum::CommOk);
-        report(name, WireType::CommResult, result);
+        read(name, WireType::CommResult, result, &Reader::result);
     }
 
     void result(const char *name, OrvexEnum::PackageResults &result)
     {
-        result = Korvin::codeOf(Korvin::PackageResultNames, view(), OrvexEnum::PackOk);
-        report(name, WireType::PackageResult, result);
+        read(name, WireType::PackageResult, result, &Reader::result);
     }
 
-    /// The numbers whose announced count is the column in front.
-    void dataString(const char *name, const QStringView &)
+    void text(const char *name, const QString &field) { pass(name, WireType::Text, 0, &field); }
+    void answer(const char *name, const QString &field) { pass(name, WireType::Answer, 0, &field); }
+
+    void escaped(const char *name, const QString &field)
     {
-        report(name, WireType::DataString, m_lastNumber);
+        pass(name, WireType::EscapedText, 0, &field);
+    }
+
+    void dataString(const char *name, int length, QStringView &field)
+    {
+        pass(name, WireType::DataString, length, &field);
     }
 
 private:
+    using Reader = Korvin::RecordReader;
     using Limits = std::numeric_limits<qint32>;
 
     static constexpr int MostColumns = 32; // more than any class has
 
-    /// The next column; an empty one behind the last.
-    QStringView view() const
+    template <typename T>
+    void read(const char *name, WireType type, T &field, void (Reader::*verb)(const char *, T &),
+              qint64 min = 0, qint64 max = 0)
     {
-        return m_next < m_columns.size() ? m_columns.at(m_next) : QStringView();
+        WireField wire = here(name, type, &field);
+        (m_reader.*verb)(name, field);
+        wire.number = static_cast<qint64>(field);
+        wire.taken = wire.number;
+        wire.isUnsigned64 = std::is_same_v<T, quint64>;
+        wire.min = min;
+        wire.max = max;
+        m_sink.add(wire);
     }
 
-    void kind(const char *name, OrvexEnum::ClientPackageType &type,
-              OrvexEnum::ClientPackageType fallback)
+    /// Reports a column without reading it.
+    void pass(const char *name, WireType type, int number, const void *source)
     {
-        type = Korvin::codeOf(Korvin::ClientPackageTypeNames, view(), fallback);
-        report(name, WireType::Kind, type);
+        WireField wire = here(name, type, source);
+        wire.number = number;
+        m_sink.add(wire);
+        m_reader.goTo(column() + 1);
     }
 
-    template <typename Number>
-    void report(const char *name, Number number, qint64 min, qint64 max)
-    {
-        WireField field = here(name, WireType::Number);
-        field.number = static_cast<qint64>(number);
-        field.isUnsigned64 = std::is_same_v<Number, quint64>;
-        field.min = min;
-        field.max = max;
-        m_lastNumber = field.number;
-        m_sink.add(field);
-        ++m_next;
-    }
-
-    void report(const char *name, WireType type, qint64 number = 0)
-    {
-        WireField field = here(name, type);
-        field.number = number;
-        m_sink.add(field);
-        ++m_next;
-    }
-
-    WireField here(const char *name, WireType type) const
+    WireField here(const char *name, WireType type, const void *source) const
     {
         WireField field;
         field.name = name;
         field.type = type;
-        field.column = m_next;
-        field.text = view();
+        field.source = source;
+        field.column = column();
+        field.text = m_reader.peek();
         field.width = field.present = field.text.size();
         field.offset =
-            m_next < m_columns.size() ? field.text.data() - m_record.data() : m_record.size();
-        if (m_next >= m_count)
+            column() < m_reader.columns() ? field.text.data() - m_record.data() : m_record.size();
+        if (column() >= m_count)
             field.present = -1;
         return field;
     }
 
     QStringView m_record;
     FieldSink &m_sink;
-    QVarLengthArray<QStringView, MostColumns> m_columns;
-    int m_count = 0;
-    int m_next = 0;
-    qint64 m_lastNumber = 0;
+    Reader m_reader;
+    int m_count;
 };
 
 } // namespace KorvinInspect

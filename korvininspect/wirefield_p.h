@@ -3,8 +3,6 @@
 
 #include <QtCore/QString>
 
-#include <cstring>
-
 namespace KorvinInspect {
 
 /// What a field carries.
@@ -12,14 +10,22 @@ enum class WireType {
     Constant, // number is what it must be
     Gap,
     Number,
+    Serial,
+    Setting,    // number that a proxy may change
+    Ack,        // acknowledge code
+    Length,     // number of bytes of data
+    TextLength, // number of bytes of the text after it
+    Offset,     // position in bytes
+    Status,     // of a Linux frame
     ReadWriteCode,
     Flag,
     Kind,
     CommResult,
     PackageResult,
-    TextSize, // of the text behind it
+    TextSize, // of the text after it
     Text,
     EscapedText,
+    Answer, // text that a reply has its own of
     Block,
     DataString,
     Checksum // number is what is stored, max what it must be
@@ -30,6 +36,7 @@ struct WireField
 {
     const char *name = nullptr;
     WireType type = WireType::Number;
+    const void *source = nullptr; // the field of the package that it stands for
 
     int column = -1;    // -1 in a frame
     qint64 offset = 0;  // in bytes, or in characters of the record
@@ -38,20 +45,17 @@ struct WireField
 
     qint64 left = 0; // what is there from the offset on, at most the width
 
-    qint64 number = 0; // as a decoder takes it; of texts and blocks the announced size
+    qint64 number = 0; // as it is there; of texts and blocks the announced size
+    qint64 taken = 0;  // what a decoder makes of the number
     qint64 min = 0;    // what an encoder writes
     qint64 max = 0;
     bool isUnsigned64 = false; // number stands for 64 unsigned bits
+    bool isKept = false;       // a decoder keeps the text that it has where the size is 0 or less
+    bool isPadded = false;     // a decoder adds zeros to a block that is not all there
 
     QStringView text;            // of a column
     const char *bytes = nullptr; // of a text or block in a frame
 };
-
-/// Whether a field has a name. Most differ in their first character.
-inline bool isNamed(const WireField &field, const char *name)
-{
-    return field.name == name || (field.name[0] == name[0] && std::strcmp(field.name, name) == 0);
-}
 
 class FieldSink
 {

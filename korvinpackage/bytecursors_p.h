@@ -61,15 +61,31 @@ public:
         integer<4>(static_cast<quint32>(field));
     }
 
+    void serial(const char *name, quint64 field) { u16(name, field); }
+    void shortSerial(const char *name, quint64 field) { u8(name, field); }
+    void timeout(const char *name, qint32 field) { i32(name, field); }
+    void reserved(const char *name, qint32 field) { u8(name, field); }
+    void signedReserved(const char *name, qint32 field) { s8(name, field); }
+    void ack(const char *name, quint32 field) { u8(name, field); }
+    void result(const char *name, int field) { u8(name, field); }
+    void status(const char *name, int field) { s8(name, field); }
+    void kind(const char *name, OrvexEnum::ClientPackageType field) { u8(name, field); }
+    void length(const char *name, qint32 field) { i32(name, field); }
+    void length(const char *name, quint16 field) { u16(name, field); }
+    void clampedLength(const char *name, qint32 field) { i32(name, field); }
+    void offset(const char *name, qint32 field) { i32(name, field); }
+
     /// 0 for `Read`, 1 for any other code.
     void access(const char *, OrvexEnum::ReadWriteCode code)
     {
         integer<1>(code == OrvexEnum::Read ? 0 : 1);
     }
 
+    void rawAccess(const char *name, OrvexEnum::ReadWriteCode code) { s8(name, code); }
+
     void flag(const char *, bool field) { integer<1>(field ? 1 : 0); }
 
-    /// A text in UTF-8 behind its 16-bit size.
+    /// A text in UTF-8 after its 16-bit size.
     void sizedText(const char *name, const QString &text)
     {
         const int sizePosition = m_size;
@@ -94,6 +110,8 @@ public:
 
     /// The bytes of a block whose length stands in a field of its own.
     void block(const char *, int, const QByteArray &data) { bytes(data); }
+    void uncountedBlock(const char *, int, const QByteArray &data) { bytes(data); }
+    void announcedBlock(const char *, int, const QByteArray &data) { bytes(data); }
 
 private:
     template <int Width>
@@ -171,6 +189,22 @@ public:
         field = static_cast<T>(integer<qint32>());
     }
 
+    void serial(const char *name, quint64 &field) { u16(name, field); }
+    void timeout(const char *name, qint32 &field) { i32(name, field); }
+    void reserved(const char *name, qint32 &field) { u8(name, field); }
+    void ack(const char *name, quint32 &field) { u8(name, field); }
+    void kind(const char *name, OrvexEnum::ClientPackageType &field) { u8(name, field); }
+    void textLength(const char *name, qint32 &field) { i32(name, field); }
+    void length(const char *name, qint32 &field) { i32(name, field); }
+    void clampedLength(const char *name, qint32 &field) { i32(name, field); }
+    void offset(const char *name, qint32 &field) { i32(name, field); }
+
+    template <typename Result>
+    void result(const char *name, Result &field)
+    {
+        u8(name, field);
+    }
+
     void access(const char *, OrvexEnum::ReadWriteCode &code)
     {
         code = integer<quint8>() == 0 ? OrvexEnum::Read : OrvexEnum::Write;
@@ -183,7 +217,7 @@ public:
         const int size = integer<quint16>();
         if (size == 0)
             text.clear();
-        this->text(name, size, text);
+        keptText(name, size, text);
     }
 
     /// A sized text whose bytes are not counted.
@@ -191,13 +225,13 @@ public:
     {
         const int size = integer<quint16>();
         const int start = m_position;
-        this->text(name, size, text);
+        keptText(name, size, text);
         m_position = start;
     }
 
     /// A text of @p size bytes of UTF-8, which ends at its first zero byte. Left as it is where
     /// the size is 0 or less.
-    void text(const char *, int size, QString &text)
+    void keptText(const char *, int size, QString &text)
     {
         if (size <= 0)
             return;
@@ -219,6 +253,19 @@ public:
         }
         data.resize(length);
         std::memcpy(data.data(), bytes, static_cast<size_t>(qMax(length, 0)));
+    }
+
+    void announcedBlock(const char *name, int length, QByteArray &data)
+    {
+        block(name, length, data);
+    }
+
+    /// A block whose bytes are not counted.
+    void uncountedBlock(const char *name, int length, QByteArray &data)
+    {
+        const int start = m_position;
+        block(name, length, data);
+        m_position = start;
     }
 
 private:
@@ -284,6 +331,12 @@ public:
         const int low = next();
         field = static_cast<T>(low + 256 * next());
     }
+
+    void shortSerial(const char *name, quint64 &field) { u8(name, field); }
+    void signedReserved(const char *name, qint32 &field) { s8(name, field); }
+    void status(const char *name, qint32 &field) { s8(name, field); }
+    void rawAccess(const char *name, OrvexEnum::ReadWriteCode &code) { s8(name, code); }
+    void length(const char *name, quint16 &field) { u16(name, field); }
 
 private:
     quint8 next() { return byteAt(m_frame, m_position++); }

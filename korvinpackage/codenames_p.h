@@ -61,26 +61,6 @@ constexpr CodeName<OrvexEnum::ClientPackageType> ClientPackageTypeNames[] = {
     {OrvexEnum::MemDataPackage, u"memData"},
 };
 
-/// What an item of a combination record holds.
-enum class CombinationType {
-    WriteData,
-    WriteFile,
-    WriteMemData,
-    ReadData,
-    ReadFile,
-    ReadMemData,
-    Unknown
-};
-
-constexpr CodeName<CombinationType> CombinationTypeNames[] = {
-    {CombinationType::WriteData, u"writeData"},
-    {CombinationType::WriteFile, u"writeFile"},
-    {CombinationType::WriteMemData, u"writeMemData"},
-    {CombinationType::ReadData, u"ReadData"},
-    {CombinationType::ReadFile, u"ReadFile"},
-    {CombinationType::ReadMemData, u"ReadMemData"},
-};
-
 /// The name of a code, or @p fallback for a code without a row.
 template <typename Code, std::size_t N>
 QStringView nameOf(const CodeName<Code> (&names)[N], Code code, QStringView fallback = {})

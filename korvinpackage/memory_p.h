@@ -51,6 +51,17 @@ auto guarded(Operation &&operation) -> decltype(operation())
     }
 }
 
+/// Runs an operation; returns @p whenOutOfMemory where memory runs out.
+template <typename Operation, typename Result>
+Result guarded(Operation &&operation, Result whenOutOfMemory)
+{
+    try {
+        return std::forward<Operation>(operation)();
+    } catch (const std::bad_alloc &) {
+        return whenOutOfMemory;
+    }
+}
+
 /// The most that is made ready for a length that was announced but not delivered.
 #ifdef FUZZING_BUILD_MODE_UNSAFE_FOR_PRODUCTION
 constexpr int MaxAnnouncedLength = 64 * 1024; // a fuzzer announces much, and wants to be fast

@@ -166,7 +166,7 @@ int linuxReplyLength(const QByteArray &frame)
 {
     LinuxFrameReader reader(frame, LinuxHeader::LengthPosition);
     quint16 length = 0;
-    reader.u16("dataLength", length);
+    reader.length("dataLength", length);
     return length;
 }
 

@@ -1,10 +1,10 @@
 #include "include/packagerequestcombination.h"
 
-#include "codenames_p.h"
 #include "include/packagerequestreaddata.h"
 #include "include/packagerequestreadfile.h"
 #include "include/packagerequestwritedata.h"
 #include "include/packagerequestwritefile.h"
+#include "layouts_p.h"
 #include "memory_p.h"
 #include "textparts_p.h"
 
@@ -20,21 +20,59 @@ namespace {
 
 constexpr char CombinationLogFile[] = "packagerequestcombination";
 
-/// A new request of the type; null for a type that does not travel in a combination.
-std::unique_ptr<PackageBase> createRequest(CombinationType type)
+/// A class that combinations carry.
+struct CarriedClass
 {
-    switch (type) {
-    case CombinationType::WriteData:
-        return std::make_unique<PackageRequestWriteData>();
-    case CombinationType::WriteFile:
-        return std::make_unique<PackageRequestWriteFile>();
-    case CombinationType::ReadData:
-        return std::make_unique<PackageRequestReadData>();
-    case CombinationType::ReadFile:
-        return std::make_unique<PackageRequestReadFile>();
-    default:
-        return nullptr;
+    QStringView typeWord;
+    std::unique_ptr<PackageBase> (*create)();
+};
+
+template <typename Request>
+constexpr CarriedClass carried(std::string_view name)
+{
+    return {rowOf(name).typeWord,
+            []() -> std::unique_ptr<PackageBase> { return std::make_unique<Request>(); }};
+}
+
+constexpr CarriedClass CarriedClasses[] = {
+    carried<PackageRequestReadData>("PackageRequestReadData"),
+    carried<PackageRequestReadFile>("PackageRequestReadFile"),
+    carried<PackageRequestWriteData>("PackageRequestWriteData"),
+    carried<PackageRequestWriteFile>("PackageRequestWriteFile"),
+};
+
+constexpr std::size_t countTypeWords()
+{
+    std::size_t count = 0;
+    for (const ClassRow &row : Classes) {
+        if (!row.typeWord.isEmpty())
+            ++count;
     }
+    return count;
+}
+
+static_assert(std::size(CarriedClasses) == countTypeWords(), "every class with a type word");
+
+/// Type words that are refused, with a message of their own.
+constexpr QStringView RefusedTypeWords[] = {u"writeMemData", u"ReadMemData"};
+
+/// Returns a new request of a type; null for one that does not travel in a combination.
+std::unique_ptr<PackageBase> createRequest(QStringView typeWord)
+{
+    for (const CarriedClass &candidate : CarriedClasses) {
+        if (typeWord == candidate.typeWord)
+            return candidate.create();
+    }
+    return nullptr;
+}
+
+const char *refusalOf(QStringView typeWord)
+{
+    for (const QStringView word : RefusedTypeWords) {
+        if (typeWord == word)
+            return "ReadMemData is not support !!!";
+    }
+    return "Error package type of CMBPackages.";
 }
 
 OrvexEnum::ClientPackageType kindOfWrite(const PackageBase *package)
@@ -146,13 +184,10 @@ bool PackageRequestCombination::unCombinationPackageRequest(const QString &text)
             const QStringView record = props.next();
             if (!props.atEnd())
                 break;
-            const CombinationType type =
-                codeOf(CombinationTypeNames, propsType, CombinationType::Unknown);
-            std::unique_ptr<PackageBase> package = createRequest(type);
+            std::unique_ptr<PackageBase> package = createRequest(propsType);
             if (!package) {
                 QMessageLogger(CombinationLogFile, __LINE__, function)
-                    .warning(type == CombinationType::Unknown ? "Error package type of CMBPackages."
-                                                              : "ReadMemData is not support !!!");
+                    .warning("%s", refusalOf(propsType));
                 return false;
             }
             package->unPackageRequest(record.toString());

@@ -7,6 +7,12 @@
 
 using namespace Korvin;
 
+namespace {
+
+constexpr ClassRow RegisterRead = rowOf("PackageRequestRead");
+
+} // namespace
+
 PackageRequestRead::PackageRequestRead() = default;
 
 PackageRequestRead::PackageRequestRead(QString deviceKey, uchar scrAddr, uchar desAddr,
@@ -117,7 +123,7 @@ QString PackageRequestRead::makePackageRequest()
 
 bool PackageRequestRead::unPackageReply(QString text)
 {
-    RecordReader record(text, CommonPart::ReplyColumns + RegisterReadPart::Columns);
+    RecordReader record(text, neededColumns(RegisterRead, true));
     if (!record.isComplete() || !PackageBase::unPackageReply(text))
         return false;
     // One column before where a reply has them: peers read them where a request has them.
@@ -127,7 +133,7 @@ bool PackageRequestRead::unPackageReply(QString text)
 
 bool PackageRequestRead::unPackageRequest(QString text)
 {
-    RecordReader record(text, CommonPart::RequestColumns + RegisterReadPart::Columns);
+    RecordReader record(text, neededColumns(RegisterRead, false));
     const RegisterReadPart own{m_nReplyDataLength, m_pPackageBasePri->clientPackageType};
     if (!record.isComplete() || !PackageBase::unPackageRequest(text)
         || !record.read(CommonPart::RequestColumns, own)) {

@@ -9,11 +9,16 @@ using namespace Korvin;
 
 namespace {
 
-constexpr char LengthName[] = "replyDataLength";
+constexpr ClassRow DataRead = rowOf("PackageRequestReadData");
+static_assert(DataRead.has(InShortReply), "written and read in any frame below");
 
 } // namespace
 
-PackageRequestReadData::PackageRequestReadData() = default;
+PackageRequestReadData::PackageRequestReadData()
+    : m_nDataRequestFieldCount(DataRead.ownRequestColumns)
+    , m_nDataReplyFieldCount(DataRead.ownReplyColumns)
+{
+}
 
 PackageRequestReadData::PackageRequestReadData(QString deviceKey, uchar scrAddr, uchar desAddr,
                                                uchar deviceType, uchar portAddr,
@@ -23,7 +28,9 @@ PackageRequestReadData::PackageRequestReadData(QString deviceKey, uchar scrAddr,
                                                int replyDataLength)
     : PackageRequestRead(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
                          scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
-                         commResult, replyDataLength, OrvexEnum::DataPackage)
+                         commResult, replyDataLength, DataRead.usualKind)
+    , m_nDataRequestFieldCount(DataRead.ownRequestColumns)
+    , m_nDataReplyFieldCount(DataRead.ownReplyColumns)
 {
 }
 
@@ -73,10 +80,9 @@ void PackageRequestReadData::setData(const QByteArray &data)
 void PackageRequestReadData::AppendDataToPackage(bool isRequest, QByteArray *package)
 {
     PackageRequestRead::AppendDataToPackage(isRequest, package);
-    ByteWriter writer(package, DataBlock::LengthSize + qint64(m_data.size()));
-    DataBlock block{LengthName, getReplyDataLength()};
-    block.lengthField(writer);
-    block.dataField(writer, m_data);
+    int length = getReplyDataLength();
+    ByteWriter writer(package, BlockLengthSize + qint64(m_data.size()));
+    ReadBlockPart{length, m_data}.payload(writer);
     writer.finish();
 }
 
@@ -87,11 +93,12 @@ bool PackageRequestReadData::ParseDataFromPackage(bool isRequest, QByteArray pac
     const int baseLength = parseRegisterPayload(isRequest, package, startIndex);
     return guarded([&] {
         ByteReader reader(package, wrapped(qint64(startIndex) + baseLength));
-        DataBlock block{LengthName};
+        int length = 0;
+        ReadBlockPart block{length, m_data};
         block.lengthField(reader);
-        setReplyDataLength(block.length);
+        setReplyDataLength(length);
         if (getReplyDataLength() >= 1)
-            block.dataField(reader, m_data);
+            block.dataField(reader);
         else
             m_data.clear();
         *parsedLength = reader.distanceFrom(startIndex);
@@ -103,8 +110,7 @@ QString PackageRequestReadData::makePackageReply()
 {
     int length = getReplyDataLength();
     const DataStringSource numbers{m_data, length};
-    return continued(PackageRequestRead::makePackageReply(),
-                     DataColumns{LengthName, length, numbers});
+    return continued(PackageRequestRead::makePackageReply(), ReadBlockPart{length, numbers});
 }
 
 QString PackageRequestReadData::makePackageRequest()
@@ -114,13 +120,14 @@ QString PackageRequestReadData::makePackageRequest()
 
 bool PackageRequestReadData::unPackageReply(QString text)
 {
-    constexpr int BaseColumns = CommonPart::ReplyColumns + RegisterReadPart::Columns;
-    RecordReader record(text, BaseColumns + m_nDataReplyFieldCount);
+    RecordReader record(
+        text, CommonPart::ReplyColumns + RegisterReadPart::Columns + m_nDataReplyFieldCount);
     if (!record.isComplete() || !PackageRequestRead::unPackageReply(text))
         return false;
     int length = 0;
     QStringView numbers;
-    if (!record.read(BaseColumns, DataColumns{LengthName, length, numbers}))
+    if (!record.read(countedCommonColumns(DataRead) + RegisterReadPart::Columns,
+                     ReadBlockPart{length, numbers}))
         return false;
     setReplyDataLength(length);
     if (dataStringParts(numbers) != getReplyDataLength())

@@ -6,7 +6,18 @@
 
 using namespace Korvin;
 
-PackageRequestReadFile::PackageRequestReadFile() = default;
+namespace {
+
+constexpr ClassRow FileRead = rowOf("PackageRequestReadFile");
+static_assert(FileRead.has(InShortReply), "written and read in any frame below");
+
+} // namespace
+
+PackageRequestReadFile::PackageRequestReadFile()
+    : m_nFileRequestFieldCount(FileRead.ownRequestColumns)
+    , m_nFileReplyFieldCount(FileRead.ownReplyColumns)
+{
+}
 
 PackageRequestReadFile::PackageRequestReadFile(QString deviceKey, uchar scrAddr, uchar desAddr,
                                                uchar deviceType, uchar portAddr,
@@ -16,7 +27,9 @@ PackageRequestReadFile::PackageRequestReadFile(QString deviceKey, uchar scrAddr,
                                                int replyDataLength, QString fileNameWithPath)
     : PackageRequestRead(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
                          scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
-                         commResult, replyDataLength, OrvexEnum::FilePackage)
+                         commResult, replyDataLength, FileRead.usualKind)
+    , m_nFileRequestFieldCount(FileRead.ownRequestColumns)
+    , m_nFileReplyFieldCount(FileRead.ownReplyColumns)
     , m_fileNameWithPath(std::move(fileNameWithPath))
 {
 }
@@ -93,11 +106,12 @@ QString PackageRequestReadFile::makePackageRequest()
 
 bool PackageRequestReadFile::unPackageReply(QString text)
 {
-    constexpr int BaseColumns = CommonPart::ReplyColumns + RegisterReadPart::Columns;
-    RecordReader record(text, BaseColumns + m_nFileReplyFieldCount);
+    RecordReader record(
+        text, CommonPart::ReplyColumns + RegisterReadPart::Columns + m_nFileReplyFieldCount);
     if (!record.isComplete() || !PackageRequestRead::unPackageReply(text))
         return false;
-    return record.read(BaseColumns, FileReadPart{m_fileNameWithPath});
+    return record.read(countedCommonColumns(FileRead) + RegisterReadPart::Columns,
+                       FileReadPart{m_fileNameWithPath});
 }
 
 bool PackageRequestReadFile::unPackageRequest(QString text)

@@ -5,7 +5,17 @@
 
 using namespace Korvin;
 
-PackageRequestReadMemData::PackageRequestReadMemData() = default;
+namespace {
+
+constexpr ClassRow MemoryRead = rowOf("PackageRequestReadMemData");
+
+} // namespace
+
+PackageRequestReadMemData::PackageRequestReadMemData()
+    : m_nMemRequestFieldCount(MemoryRead.ownRequestColumns)
+    , m_nMemReplyFieldCount(MemoryRead.ownReplyColumns)
+{
+}
 
 PackageRequestReadMemData::PackageRequestReadMemData(
     QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType, uchar portAddr,
@@ -13,7 +23,9 @@ PackageRequestReadMemData::PackageRequestReadMemData(
     QString tag, OrvexEnum::CommResults commResult, int replyDataLength, long offset)
     : PackageRequestRead(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
                          scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
-                         commResult, replyDataLength, OrvexEnum::MemDataPackage)
+                         commResult, replyDataLength, MemoryRead.usualKind)
+    , m_nMemRequestFieldCount(MemoryRead.ownRequestColumns)
+    , m_nMemReplyFieldCount(MemoryRead.ownReplyColumns)
     , m_nOffset(offset)
 {
 }
@@ -65,11 +77,12 @@ QString PackageRequestReadMemData::makePackageRequest()
 
 bool PackageRequestReadMemData::unPackageReply(QString text)
 {
-    constexpr int BaseColumns = CommonPart::ReplyColumns + RegisterReadPart::Columns;
-    RecordReader record(text, BaseColumns + m_nMemReplyFieldCount);
+    RecordReader record(
+        text, CommonPart::ReplyColumns + RegisterReadPart::Columns + m_nMemReplyFieldCount);
     if (!record.isComplete() || !PackageRequestRead::unPackageReply(text))
         return false;
-    return record.read(BaseColumns, MemoryReadPart{m_nOffset});
+    return record.read(countedCommonColumns(MemoryRead) + RegisterReadPart::Columns,
+                       MemoryReadPart{m_nOffset});
 }
 
 bool PackageRequestReadMemData::unPackageRequest(QString text)

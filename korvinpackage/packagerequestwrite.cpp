@@ -7,7 +7,11 @@
 
 using namespace Korvin;
 
-PackageRequestWrite::PackageRequestWrite() = default;
+PackageRequestWrite::PackageRequestWrite()
+    : m_nRequestFieldCount(RegisterWritePart::Columns)
+    , m_nReplyFieldCount(RegisterWritePart::Columns)
+{
+}
 
 PackageRequestWrite::PackageRequestWrite(QString deviceKey, uchar scrAddr, uchar desAddr,
                                          uchar deviceType, uchar portAddr, ushort scanBoardAddr,
@@ -18,6 +22,8 @@ PackageRequestWrite::PackageRequestWrite(QString deviceKey, uchar scrAddr, uchar
     : PackageBase(std::move(deviceKey), 0, scrAddr, desAddr, deviceType, portAddr, scanBoardAddr,
                   highAddr, lowAddr, OrvexEnum::Write, reserved2, timeout, std::move(tag),
                   commResult, true)
+    , m_nRequestFieldCount(RegisterWritePart::Columns)
+    , m_nReplyFieldCount(RegisterWritePart::Columns)
     , m_clientPackageType(clientPackageType)
     , m_bBroadcast(bBroadcast)
 {
@@ -27,6 +33,8 @@ PackageRequestWrite::PackageRequestWrite(QString deviceKey, uchar scrAddr, uchar
 
 PackageRequestWrite::PackageRequestWrite(const PackageRequestWrite &other)
     : PackageBase(other)
+    , m_nRequestFieldCount(RegisterWritePart::Columns)
+    , m_nReplyFieldCount(RegisterWritePart::Columns)
     , m_clientPackageType(other.m_clientPackageType)
     , m_bBroadcast(other.m_bBroadcast)
     , m_nPackageDataLength(other.m_nPackageDataLength)

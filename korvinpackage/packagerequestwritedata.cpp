@@ -9,14 +9,15 @@ using namespace Korvin;
 
 namespace {
 
-constexpr char LengthName[] = "packageDataLength";
+constexpr ClassRow DataWrite = rowOf("PackageRequestWriteData");
+static_assert(!DataWrite.has(InShortReply), "neither written nor read in a short reply below");
 
-/// Stores the length column, and gives the column of the data string behind it.
+/// Stores the length column, and gives the column of the data string after it.
 bool readColumns(PackageRequestWriteData &package, RecordReader &record, int column,
                  QStringView &numbers)
 {
     int length = 0;
-    if (!record.read(column, DataColumns{LengthName, length, numbers}))
+    if (!record.read(column, WriteBlockPart{length, numbers}))
         return false;
     package.setPackageDataLength(length);
     return true;
@@ -24,7 +25,11 @@ bool readColumns(PackageRequestWriteData &package, RecordReader &record, int col
 
 } // namespace
 
-PackageRequestWriteData::PackageRequestWriteData() = default;
+PackageRequestWriteData::PackageRequestWriteData()
+    : m_nDataRequestFieldCount(DataWrite.ownRequestColumns)
+    , m_nDataReplyFieldCount(DataWrite.ownReplyColumns)
+{
+}
 
 PackageRequestWriteData::PackageRequestWriteData(QString deviceKey, uchar scrAddr, uchar desAddr,
                                                  uchar deviceType, uchar portAddr,
@@ -34,8 +39,10 @@ PackageRequestWriteData::PackageRequestWriteData(QString deviceKey, uchar scrAdd
                                                  bool bBroadcast, QByteArray data, int dataLength)
     : PackageRequestWrite(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
                           scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
-                          commResult, bBroadcast, OrvexEnum::DataPackage)
+                          commResult, bBroadcast, DataWrite.usualKind)
     , m_data(std::move(data))
+    , m_nDataRequestFieldCount(DataWrite.ownRequestColumns)
+    , m_nDataReplyFieldCount(DataWrite.ownReplyColumns)
 {
     resizeToAnnounced(m_data, dataLength, m_data.size());
     PackageRequestWrite::setPackageDataLength(dataLength);
@@ -75,10 +82,9 @@ void PackageRequestWriteData::AppendDataToPackage(bool isRequest, QByteArray *pa
     PackageRequestWrite::AppendDataToPackage(isRequest, package);
     if (!isRequest)
         return;
-    ByteWriter writer(package, DataBlock::LengthSize + qint64(m_data.size()));
-    DataBlock block{LengthName, getPackageDataLength()};
-    block.lengthField(writer);
-    block.dataField(writer, m_data);
+    int length = getPackageDataLength();
+    ByteWriter writer(package, BlockLengthSize + qint64(m_data.size()));
+    WriteBlockPart{length, m_data}.payload(writer);
     writer.finish();
 }
 
@@ -91,13 +97,13 @@ bool PackageRequestWriteData::ParseDataFromPackage(bool isRequest, QByteArray pa
         return true;
     return guarded([&] {
         ByteReader reader(package, wrapped(qint64(startIndex) + baseLength));
-        DataBlock block{LengthName};
+        int length = 0;
+        WriteBlockPart block{length, m_data};
         block.lengthField(reader);
-        // The data bytes are not counted: peers take what follows from where the data begins.
         *parsedLength = reader.distanceFrom(startIndex);
-        setPackageDataLength(block.length);
+        setPackageDataLength(length);
         if (getPackageDataLength() >= 1) {
-            block.dataField(reader, m_data);
+            block.dataField(reader);
         } else {
             m_data.clear();
             setPackageDataLength(0);
@@ -110,8 +116,7 @@ QString PackageRequestWriteData::makePackageReply()
 {
     int length = getPackageDataLength();
     const DataStringSource numbers{m_data, length == 0 ? 0 : qMax(length, 1)};
-    return continued(PackageRequestWrite::makePackageReply(),
-                     DataColumns{LengthName, length, numbers});
+    return continued(PackageRequestWrite::makePackageReply(), WriteBlockPart{length, numbers});
 }
 
 QString PackageRequestWriteData::makePackageRequest()
@@ -119,27 +124,26 @@ QString PackageRequestWriteData::makePackageRequest()
     // Unlike in a reply it is the data, not the length, that decides whether there is a first byte.
     int length = getPackageDataLength();
     const DataStringSource numbers{m_data, m_data.isEmpty() ? 0 : qMax(length, 1)};
-    return continued(PackageRequestWrite::makePackageRequest(),
-                     DataColumns{LengthName, length, numbers});
+    return continued(PackageRequestWrite::makePackageRequest(), WriteBlockPart{length, numbers});
 }
 
 bool PackageRequestWriteData::unPackageReply(QString text)
 {
-    const int baseColumns = CommonPart::ReplyColumns + m_nReplyFieldCount;
-    RecordReader record(text, baseColumns + m_nDataReplyFieldCount);
+    RecordReader record(text,
+                        CommonPart::ReplyColumns + m_nReplyFieldCount + m_nDataReplyFieldCount);
     QStringView numbers;
     return record.isComplete() && PackageRequestWrite::unPackageReply(text)
-        && readColumns(*this, record, baseColumns, numbers)
+        && readColumns(*this, record, countedCommonColumns(DataWrite) + m_nReplyFieldCount, numbers)
         && readDataString(numbers, getPackageDataLength(), m_data);
 }
 
 bool PackageRequestWriteData::unPackageRequest(QString text)
 {
-    const int baseColumns = CommonPart::RequestColumns + m_nRequestFieldCount;
-    RecordReader record(text, baseColumns + m_nDataRequestFieldCount);
+    const int ownColumn = CommonPart::RequestColumns + m_nRequestFieldCount;
+    RecordReader record(text, ownColumn + m_nDataRequestFieldCount);
     QStringView numbers;
     if (!record.isComplete() || !PackageRequestWrite::unPackageRequest(text)
-        || !readColumns(*this, record, baseColumns, numbers)
+        || !readColumns(*this, record, ownColumn, numbers)
         || dataStringParts(numbers) != getPackageDataLength()
         || !readDataString(numbers, getPackageDataLength(), m_data)) {
         return false;

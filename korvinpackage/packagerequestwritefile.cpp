@@ -9,7 +9,18 @@
 
 using namespace Korvin;
 
-PackageRequestWriteFile::PackageRequestWriteFile() = default;
+namespace {
+
+constexpr ClassRow FileWrite = rowOf("PackageRequestWriteFile");
+static_assert(!FileWrite.has(InShortReply), "neither written nor read in a short reply below");
+
+} // namespace
+
+PackageRequestWriteFile::PackageRequestWriteFile()
+    : m_nFileRequestFieldCount(FileWrite.ownRequestColumns)
+    , m_nFileReplyFieldCount(FileWrite.ownReplyColumns)
+{
+}
 
 PackageRequestWriteFile::PackageRequestWriteFile(QString deviceKey, uchar scrAddr, uchar desAddr,
                                                  uchar deviceType, uchar portAddr,
@@ -20,9 +31,11 @@ PackageRequestWriteFile::PackageRequestWriteFile(QString deviceKey, uchar scrAdd
                                                  int offset)
     : PackageRequestWrite(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
                           scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
-                          commResult, bBroadcast, OrvexEnum::FilePackage)
+                          commResult, bBroadcast, FileWrite.usualKind)
     , m_fileNameWithPath(std::move(fileNameWithPath))
     , m_nOffset(offset)
+    , m_nFileRequestFieldCount(FileWrite.ownRequestColumns)
+    , m_nFileReplyFieldCount(FileWrite.ownReplyColumns)
 {
 }
 
@@ -98,7 +111,7 @@ bool PackageRequestWriteFile::ParseDataFromPackage(bool isRequest, QByteArray pa
         return true;
     return guarded([&] {
         ByteReader reader(package, wrapped(qint64(startIndex) + baseLength));
-        FileWritePart{m_fileNameWithPath, m_nOffset}.readPayload(reader);
+        FileWritePart{m_fileNameWithPath, m_nOffset}.payload(reader);
         *parsedLength = reader.distanceFrom(startIndex);
         return true;
     });
@@ -122,17 +135,16 @@ bool PackageRequestWriteFile::unPackageReply(QString text)
                         CommonPart::ReplyColumns + m_nReplyFieldCount + m_nFileReplyFieldCount);
     if (!record.isComplete() || !PackageRequestWrite::unPackageReply(text))
         return false;
-    // One column before where a reply has them: peers read them where a request has them.
-    return record.read(CommonPart::RequestColumns + m_nReplyFieldCount,
+    return record.read(countedCommonColumns(FileWrite) + m_nReplyFieldCount,
                        FileWritePart{m_fileNameWithPath, m_nOffset});
 }
 
 bool PackageRequestWriteFile::unPackageRequest(QString text)
 {
-    const int baseColumns = CommonPart::RequestColumns + m_nRequestFieldCount;
-    RecordReader record(text, baseColumns + m_nFileRequestFieldCount);
+    const int ownColumn = CommonPart::RequestColumns + m_nRequestFieldCount;
+    RecordReader record(text, ownColumn + m_nFileRequestFieldCount);
     if (!record.isComplete() || !PackageRequestWrite::unPackageRequest(text)
-        || !record.read(baseColumns, FileWritePart{m_fileNameWithPath, m_nOffset})) {
+        || !record.read(ownColumn, FileWritePart{m_fileNameWithPath, m_nOffset})) {
         return false;
     }
     return guarded([this] {

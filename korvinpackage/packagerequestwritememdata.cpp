@@ -5,13 +5,21 @@
 
 using namespace Korvin;
 
+namespace {
+
+constexpr ClassRow MemoryWrite = rowOf("PackageRequestWriteMemData");
+
+} // namespace
+
 PackageRequestWriteMemData::PackageRequestWriteMemData(
     QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType, uchar portAddr,
     ushort scanBoardAddr, ushort highAddr, ushort lowAddr, uchar reserved2, int timeout,
     QString tag, OrvexEnum::CommResults commResult, bool bBroadcast, long offset, int dataLength)
     : PackageRequestWrite(std::move(deviceKey), scrAddr, desAddr, deviceType, portAddr,
                           scanBoardAddr, highAddr, lowAddr, reserved2, timeout, std::move(tag),
-                          commResult, bBroadcast, OrvexEnum::MemDataPackage)
+                          commResult, bBroadcast, MemoryWrite.usualKind)
+    , m_nMemRequestFieldCount(MemoryWrite.ownRequestColumns)
+    , m_nMemReplyFieldCount(MemoryWrite.ownReplyColumns)
     , m_nOffset(offset)
 {
     PackageRequestWrite::setPackageDataLength(dataLength);
@@ -65,9 +73,8 @@ bool PackageRequestWriteMemData::unPackageReply(QString text)
                         CommonPart::ReplyColumns + m_nReplyFieldCount + m_nMemReplyFieldCount);
     if (!record.isComplete() || !PackageRequestWrite::unPackageReply(text))
         return false;
-    // One column before where a reply has them: peers read them where a request has them.
     int length = 0;
-    if (!record.read(CommonPart::RequestColumns + m_nRequestFieldCount,
+    if (!record.read(countedCommonColumns(MemoryWrite) + m_nRequestFieldCount,
                      MemoryWritePart{m_nOffset, length})) {
         return false;
     }
@@ -77,12 +84,12 @@ bool PackageRequestWriteMemData::unPackageReply(QString text)
 
 bool PackageRequestWriteMemData::unPackageRequest(QString text)
 {
-    const int baseColumns = CommonPart::RequestColumns + m_nRequestFieldCount;
-    RecordReader record(text, baseColumns + m_nMemRequestFieldCount);
+    const int ownColumn = CommonPart::RequestColumns + m_nRequestFieldCount;
+    RecordReader record(text, ownColumn + m_nMemRequestFieldCount);
     if (!record.isComplete() || !PackageRequestWrite::unPackageRequest(text))
         return false;
     int length = 0;
-    if (!record.read(baseColumns, MemoryWritePart{m_nOffset, length}))
+    if (!record.read(ownColumn, MemoryWritePart{m_nOffset, length}))
         return false;
     setPackageDataLength(length);
     const int remaining = wrapped(qint64(getPackageDataLength()) - m_nOffset);

@@ -7,6 +7,7 @@
 
 #include <QtCore/QVarLengthArray>
 
+#include <algorithm>
 #include <type_traits>
 
 namespace Korvin {
@@ -60,25 +61,21 @@ public:
     }
 
     template <typename T>
-    void u32WrittenI32Read(const char *, const T &field)
+    void offset(const char *, const T &field)
     {
         number(field);
     }
 
-    template <typename T>
-    void i32WrittenU32Read(const char *, const T &field)
-    {
-        number(field);
-    }
-
-    template <typename T>
-    void u64WrittenI32Read(const char *, const T &field)
-    {
-        number(field);
-    }
+    void timeout(const char *, qint32 field) { number(field); }
+    void unsignedTimeout(const char *, qint32 field) { number(field); }
+    void reserved(const char *, qint32 field) { number(field); }
+    void length(const char *, qint32 field) { number(field); }
+    void serial(const char *, quint64 field) { number(field); }
+    void ack(const char *, quint32 field) { number(field); }
 
     /// A text as it stands.
     void text(const char *, const QString &field) { word(field); }
+    void answer(const char *, const QString &field) { word(field); }
 
     /// A text whose "/" and then "," are escaped. Their order is part of the format.
     void escaped(const char *, const QString &field)
@@ -116,7 +113,7 @@ public:
         word(nameOf(PackageResultNames, result));
     }
 
-    void dataString(const char *, const DataStringSource &source)
+    void dataString(const char *, int, const DataStringSource &source)
     {
         QChar *const out = column(source.widest());
         m_size += static_cast<int>(source.write(out) - out);
@@ -145,8 +142,7 @@ private:
     void word(QStringView text)
     {
         QChar *const out = column(text.size());
-        std::memcpy(static_cast<void *>(out), text.data(),
-                    static_cast<size_t>(text.size()) * sizeof(QChar));
+        std::copy(text.begin(), text.end(), out); // a null text has no characters to point to
         m_size += static_cast<int>(text.size());
     }
 
@@ -213,7 +209,7 @@ class RecordReader
 {
 public:
     /// Splits off the first @p needed columns; @p text must outlive the reader.
-    RecordReader(const QString &text, int needed)
+    RecordReader(QStringView text, int needed)
     {
         for (TextParts parts(text, ','); m_columns.size() < needed && !parts.atEnd();)
             m_columns.append(parts.next());
@@ -225,6 +221,18 @@ public:
 
     /// Returns how many of the needed columns the record has.
     int columns() const { return static_cast<int>(m_columns.size()); }
+
+    /// Returns the number of the next column, counted from 0.
+    int column() const { return m_next; }
+
+    /// Returns the next column; an empty text after the last one.
+    QStringView peek() const
+    {
+        return m_next < m_columns.size() ? m_columns.at(m_next) : QStringView();
+    }
+
+    /// Makes @p column the next one.
+    void goTo(int column) { m_next = column; }
 
     /// Reads the columns of @p part, the first of which is @p column, counted from 0.
     ///
@@ -259,24 +267,31 @@ public:
     }
 
     template <typename T>
-    void u32WrittenI32Read(const char *, T &field)
+    void offset(const char *name, T &field)
     {
-        field = static_cast<T>(toInt(next()));
+        i32(name, field);
     }
 
-    template <typename T>
-    void i32WrittenU32Read(const char *, T &field)
+    void length(const char *name, qint32 &field) { i32(name, field); }
+
+    /// Written with 64 bits, read with 32.
+    void serial(const char *name, quint64 &field) { i32(name, field); }
+
+    /// Written unsigned, read signed.
+    void ack(const char *name, quint32 &field) { i32(name, field); }
+
+    void timeout(const char *name, qint32 &field) { i32(name, field); }
+
+    /// Written signed, read unsigned.
+    void unsignedTimeout(const char *, qint32 &field)
     {
-        field = static_cast<T>(toUInt(next()));
+        field = static_cast<qint32>(toUInt(next()));
     }
 
-    template <typename T>
-    void u64WrittenI32Read(const char *, T &field)
-    {
-        field = static_cast<T>(toInt(next()));
-    }
+    void reserved(const char *name, qint32 &field) { unsignedTimeout(name, field); }
 
     void text(const char *, QString &field) { assign(field, next()); }
+    void answer(const char *name, QString &field) { text(name, field); }
 
     void escaped(const char *, QString &field)
     {
@@ -316,7 +331,7 @@ public:
         result = codeOf(PackageResultNames, next(), OrvexEnum::PackOk);
     }
 
-    void dataString(const char *, QStringView &field) { field = next(); }
+    void dataString(const char *, int, QStringView &field) { field = next(); }
 
 private:
     /// Copies a column into the memory that @p field has, where it can.
@@ -328,11 +343,11 @@ private:
             field.setUnicode(column.data(), static_cast<QString::size_type>(column.size()));
     }
 
-    /// Returns the next column; an empty one after the last.
     QStringView next()
     {
-        const int column = m_next++;
-        return column < m_columns.size() ? m_columns.at(column) : QStringView();
+        const QStringView column = peek();
+        ++m_next;
+        return column;
     }
 
     QVarLengthArray<QStringView, 32> m_columns;

@@ -7,6 +7,7 @@
 using namespace Korvin;
 
 SpecialPackageRequest::SpecialPackageRequest()
+    : m_nFieldCount(SpecialPart::Columns)
 {
     setSerialNum(makeSerialNum());
 }

@@ -1,14 +1,12 @@
 #include <korvinsimulator/devicestate.h>
 
-#include "jsonvalues_p.h"
+#include "memory_p.h"
+#include "objectreader_p.h"
 #include "unitoperations_p.h"
 
 #include <packagebase.h>
 
-#include <QtCore/QJsonArray>
-
 #include <limits>
-#include <new>
 #include <tuple>
 
 using namespace KorvinInspect;
@@ -20,102 +18,20 @@ namespace {
 constexpr qint64 MaxInt = std::numeric_limits<int>::max();
 constexpr qint64 MaxAddress = std::numeric_limits<quint32>::max();
 
-QString inMember(const QString &name, const QString &fault)
+/// Reads data in hexadecimal digits, and the zeros after it up to "size".
+void readData(ObjectReader &reader, QByteArray *value)
 {
-    return QStringLiteral("%1: %2").arg(name, fault);
+    const auto parse = [](const QJsonValue &json) {
+        const std::optional<QByteArray> data = dataFromJson(json);
+        return data && data->size() <= MaxContents ? data : std::nullopt;
+    };
+    reader.read("data", QStringLiteral("hexadecimal digits of at most 16 MiB"), value, parse);
+    qint64 size = value->size();
+    reader.number("size", size, MaxContents, &size);
+    *value = value->leftJustified(static_cast<int>(size), '\0');
 }
 
-/// Reads the members of an object one by one, and keeps the first fault.
-class MemberReader
-{
-public:
-    explicit MemberReader(const QJsonValue &value)
-        : m_members(value.toObject())
-    {
-        if (!value.isObject())
-            m_fault = QStringLiteral("not an object");
-    }
-
-    template <typename Integer>
-    void number(const char *name, qint64 min, qint64 max, Integer *value)
-    {
-        const QJsonValue json = m_members.read(name);
-        if (json.isUndefined())
-            return;
-        const std::optional<qint64> number = numberFromJson<qint64>(json);
-        if (number && *number >= min && *number <= max)
-            *value = static_cast<Integer>(*number);
-        else
-            fail(QLatin1String(name),
-                 QStringLiteral("not a whole number from %1 to %2").arg(min).arg(max));
-    }
-
-    void text(const char *name, QString *value)
-    {
-        const std::optional<QString> text = textFromJson(m_members.read(name));
-        if (text)
-            *value = *text;
-        else
-            fail(QLatin1String(name), QStringLiteral("not a text"));
-    }
-
-    /// Data in hexadecimal digits; zeros up to "size" behind it.
-    void data(QByteArray *value)
-    {
-        const QJsonValue json = m_members.read("data");
-        const std::optional<QByteArray> data =
-            json.isUndefined() ? QByteArray() : dataFromJson(json);
-        if (!data || data->size() > MaxContents) {
-            fail(QStringLiteral("data"),
-                 QStringLiteral("not hexadecimal digits of at most 16 MiB"));
-            return;
-        }
-        qint64 size = data->size();
-        number("size", size, MaxContents, &size);
-        *value = data->leftJustified(static_cast<int>(size), '\0');
-    }
-
-    QJsonValue member(const char *name) { return m_members.read(name); }
-
-    /// The objects of a list, each read by @p read, which returns what is wrong.
-    template <typename Read>
-    void list(const char *name, Read read)
-    {
-        const QJsonValue json = m_members.read(name);
-        if (!json.isUndefined() && !json.isArray())
-            fail(QLatin1String(name), QStringLiteral("not a list"));
-        const QJsonArray items = json.toArray();
-        int number = 0;
-        for (const QJsonValue item : items) {
-            const QString fault = read(item);
-            ++number;
-            if (!fault.isEmpty())
-                fail(QLatin1String(name), inMember(QString::number(number), fault));
-        }
-    }
-
-    /// Keeps the first fault.
-    void fail(const QString &name, const QString &fault)
-    {
-        if (m_fault.isEmpty())
-            m_fault = inMember(name, fault);
-    }
-
-    /// The first fault, or an empty text.
-    QString end()
-    {
-        const std::optional<QString> unknown = m_members.unknown();
-        if (unknown)
-            fail(*unknown, QStringLiteral("there is no such member"));
-        return m_fault;
-    }
-
-private:
-    JsonMembers m_members;
-    QString m_fault;
-};
-
-/// The members of data, without the zeros at its end.
+/// Inserts the members of data, without the zeros at its end.
 void insertData(QJsonObject *json, const QByteArray &data)
 {
     auto size = data.size();
@@ -159,10 +75,10 @@ QJsonObject unitToJson(const UnitAddress &address, const Unit &unit)
 
 QString readBlock(const QJsonValue &json, Unit *unit)
 {
-    MemberReader reader(json);
+    ObjectReader reader(json);
     qint64 address = 0;
     Block block;
-    reader.data(&block.data);
+    readData(reader, &block.data);
     reader.number("address", 0, MaxAddress + 1 - block.data.size(), &address);
     reader.number("filled", 0, block.data.size(), &block.filled);
     unit->blocks.insert(static_cast<quint32>(address), block);
@@ -171,23 +87,24 @@ QString readBlock(const QJsonValue &json, Unit *unit)
 
 QString readFile(const QJsonValue &json, Unit *unit)
 {
-    MemberReader reader(json);
+    ObjectReader reader(json);
     QString name;
     QByteArray contents;
+    reader.require("name");
     reader.text("name", &name);
-    reader.data(&contents);
+    readData(reader, &contents);
     unit->files.insert(name, contents);
     return reader.end();
 }
 
 QString readMemory(const QJsonValue &json, Unit *unit)
 {
-    MemberReader reader(json);
-    reader.data(&unit->memory);
+    ObjectReader reader(json);
+    readData(reader, &unit->memory);
     return reader.end();
 }
 
-/// Whether each block ends in front of the next one, and none is there twice.
+/// Returns whether each block ends before the next one begins, and none is there twice.
 bool areApart(const QMap<quint32, Block> &blocks, int listed)
 {
     qint64 end = 0;
@@ -201,7 +118,7 @@ bool areApart(const QMap<quint32, Block> &blocks, int listed)
 
 QString readUnit(const QJsonValue &json, DeviceState *state)
 {
-    MemberReader reader(json);
+    ObjectReader reader(json);
     UnitAddress address;
     Unit unit;
     reader.number("scrAddr", 0, 0xFF, &address.screen);
@@ -231,10 +148,11 @@ QString readUnit(const QJsonValue &json, DeviceState *state)
 
 QString readSpecial(const QJsonValue &json, DeviceState *state)
 {
-    MemberReader reader(json);
+    ObjectReader reader(json);
     int id = 0;
     QString answer;
     reader.number("id", -MaxInt - 1, MaxInt, &id);
+    reader.require("answer");
     reader.text("answer", &answer);
     state->specials.insert(id, answer);
     return reader.end();
@@ -262,35 +180,36 @@ quint32 registerAddressOf(const PackageBase &package)
 }
 
 QJsonObject stateToJson(const DeviceState &state)
-try {
-    QJsonArray units;
-    for (auto unit = state.units.begin(); unit != state.units.end(); ++unit)
-        units.append(unitToJson(unit.key(), *unit));
-    QJsonArray specials;
-    for (auto special = state.specials.begin(); special != state.specials.end(); ++special) {
-        specials.append(QJsonObject{{QStringLiteral("id"), special.key()},
-                                    {QStringLiteral("answer"), *special}});
-    }
-    return {{QStringLiteral("units"), units},
-            {QStringLiteral("specials"), specials},
-            {QStringLiteral("maxPartSize"), state.maxPartSize}};
-} catch (const std::bad_alloc &) {
-    return {};
+{
+    return Korvin::guarded([&] {
+        QJsonArray units;
+        for (auto unit = state.units.begin(); unit != state.units.end(); ++unit)
+            units.append(unitToJson(unit.key(), *unit));
+        QJsonArray specials;
+        for (auto special = state.specials.begin(); special != state.specials.end(); ++special) {
+            specials.append(QJsonObject{{QStringLiteral("id"), special.key()},
+                                        {QStringLiteral("answer"), *special}});
+        }
+        return QJsonObject{{QStringLiteral("units"), units},
+                           {QStringLiteral("specials"), specials},
+                           {QStringLiteral("maxPartSize"), state.maxPartSize}};
+    });
 }
 
 QString stateFromJson(const QJsonObject &json, DeviceState *state)
-try {
-    DeviceState read;
-    MemberReader reader(json);
-    reader.number("maxPartSize", 1, MaxInt, &read.maxPartSize);
-    reader.list("units", [&](const QJsonValue &item) { return readUnit(item, &read); });
-    reader.list("specials", [&](const QJsonValue &item) { return readSpecial(item, &read); });
-    QString fault = reader.end();
-    if (fault.isEmpty())
-        *state = read;
-    return fault;
-} catch (const std::bad_alloc &) {
-    return QStringLiteral("out of memory");
+{
+    const auto read = [&] {
+        DeviceState made;
+        ObjectReader reader(json);
+        reader.number("maxPartSize", 1, MaxInt, &made.maxPartSize);
+        reader.list("units", [&](const QJsonValue &item) { return readUnit(item, &made); });
+        reader.list("specials", [&](const QJsonValue &item) { return readSpecial(item, &made); });
+        QString fault = reader.end();
+        if (fault.isEmpty())
+            *state = made;
+        return fault;
+    };
+    return Korvin::guarded(read, QStringLiteral("out of memory"));
 }
 
 } // namespace KorvinSimulator

@@ -1,5 +1,7 @@
 #include <korvinsimulator/simulateddevice.h>
 
+#include "classrow_p.h"
+#include "memory_p.h"
 #include "unitoperations_p.h"
 
 #include <korvininspect/packageclass.h>
@@ -15,7 +17,6 @@
 #include <QtCore/QByteArrayList>
 
 #include <memory>
-#include <new>
 
 using namespace KorvinInspect;
 
@@ -95,53 +96,74 @@ RequestOutcome carryOutSpecial(const DeviceState &state, SpecialPackageRequest &
     return Done;
 }
 
-/// A request without a payload of its own, or whose payload says only how many bytes it is about.
-RequestOutcome carryOutProbe(DeviceState &state, const PackageBase &request, int length)
+RequestOutcome carryOutFileRead(DeviceState &state, const PackageRequestReadFile &request)
 {
-    return onUnit(state, request,
-                  [&](Unit &unit) { return probe(unit, registerAddressOf(request), length); });
+    return onUnit(state, request, [&](Unit &unit) {
+        return readFile(unit, registerAddressOf(request), request.fileNameWithPath(),
+                        request.getReplyDataLength());
+    });
 }
 
-RequestOutcome outcomeOf(DeviceState &state, PackageBase &request)
+RequestOutcome carryOutFileWrite(DeviceState &state, const PackageRequestWriteFile &request)
+{
+    return onUnits(state, request, [&](Unit &unit) {
+        return writeFile(unit, registerAddressOf(request), request.fileNameWithPath(),
+                         request.Offset());
+    });
+}
+
+RequestOutcome carryOutMemoryRead(DeviceState &state, const PackageRequestReadMemData &request)
+{
+    return onUnit(state, request, [&](Unit &unit) {
+        return readMemory(unit, registerAddressOf(request), request.offset(),
+                          request.getReplyDataLength());
+    });
+}
+
+RequestOutcome carryOutMemoryWrite(DeviceState &state, const PackageRequestWriteMemData &request)
+{
+    return onUnits(state, request, [&](Unit &unit) {
+        return writeMemory(unit, registerAddressOf(request), request.offset(),
+                           request.getPackageDataLength());
+    });
+}
+
+/// Carries out what the request has in common with others: a register is there, and has as many
+/// bytes as a read asks for.
+RequestOutcome carryOutBase(DeviceState &state, PackageBase &request, Korvin::Base base)
 {
     const quint32 address = registerAddressOf(request);
-    switch (classOf(request).id) {
-    case ClassId::PackageRequestReadData:
-        return carryOutRead(state, static_cast<PackageRequestReadData &>(request));
-    case ClassId::PackageRequestWriteData:
-    case ClassId::PackageRequestWriteIP:
-        return carryOutWrite(state, static_cast<PackageRequestWriteData &>(request));
-    case ClassId::PackageRequestReadFile: {
-        const auto &read = static_cast<PackageRequestReadFile &>(request);
-        return onUnit(state, read, [&](Unit &unit) {
-            return readFile(unit, address, read.fileNameWithPath(), read.getReplyDataLength());
-        });
-    }
-    case ClassId::PackageRequestWriteFile: {
-        const auto &write = static_cast<PackageRequestWriteFile &>(request);
-        return onUnits(state, write, [&](Unit &unit) {
-            return writeFile(unit, address, write.fileNameWithPath(), write.Offset());
-        });
-    }
-    case ClassId::PackageRequestReadMemData: {
-        const auto &read = static_cast<PackageRequestReadMemData &>(request);
-        return onUnit(state, read, [&](Unit &unit) {
-            return readMemory(unit, address, read.offset(), read.getReplyDataLength());
-        });
-    }
-    case ClassId::PackageRequestWriteMemData: {
-        const auto &write = static_cast<PackageRequestWriteMemData &>(request);
-        return onUnits(state, write, [&](Unit &unit) {
-            return writeMemory(unit, address, write.offset(), write.getPackageDataLength());
-        });
-    }
-    case ClassId::SpecialPackageRequest:
+    switch (base) {
+    case Korvin::Base::Special:
         return carryOutSpecial(state, static_cast<SpecialPackageRequest &>(request));
-    case ClassId::PackageRequestWrite:
+    case Korvin::Base::Write:
         return onUnits(state, static_cast<PackageRequestWrite &>(request),
                        [&](Unit &unit) { return probe(unit, address, 0); });
     default:
-        return carryOutProbe(state, request, request.getDataLength());
+        return onUnit(state, request,
+                      [&](Unit &unit) { return probe(unit, address, request.getDataLength()); });
+    }
+}
+
+/// Carries out what the class of the request adds; without that, what it has in common with others.
+RequestOutcome outcomeOf(DeviceState &state, PackageBase &request)
+{
+    const Korvin::ClassRow &row = rowOf(classOf(request).id);
+    switch (row.own) {
+    case Korvin::Own::ReadBlock:
+        return carryOutRead(state, static_cast<PackageRequestReadData &>(request));
+    case Korvin::Own::WriteBlock:
+        return carryOutWrite(state, static_cast<PackageRequestWriteData &>(request));
+    case Korvin::Own::FileRead:
+        return carryOutFileRead(state, static_cast<PackageRequestReadFile &>(request));
+    case Korvin::Own::FileWrite:
+        return carryOutFileWrite(state, static_cast<PackageRequestWriteFile &>(request));
+    case Korvin::Own::MemoryRead:
+        return carryOutMemoryRead(state, static_cast<PackageRequestReadMemData &>(request));
+    case Korvin::Own::MemoryWrite:
+        return carryOutMemoryWrite(state, static_cast<PackageRequestWriteMemData &>(request));
+    default:
+        return carryOutBase(state, request, row.base);
     }
 }
 
@@ -166,14 +188,14 @@ std::unique_ptr<PackageBase> decodeOne(const QByteArray &request, ClassId classI
 Packages decode(const QByteArray &request, ClassId classId, Form form)
 {
     Packages packages;
-    if (classId == ClassId::PackageRequestCombination) {
+    if (rowOf(classId).base == Korvin::Base::Items) {
         require(decodeCombination(request, &packages));
         return packages;
     }
     packages.push_back(decodeOne(request, classId, form));
     // A Linux frame says itself whether it reads or writes.
     const bool isWrite = packages.front()->getReadWriteCode() == OrvexEnum::Write;
-    if (form == Form::Linux && isWrite != (classId != ClassId::PackageRequestReadData)) {
+    if (form == Form::Linux && isWrite != (rowOf(classId).base == Korvin::Base::Write)) {
         packages.front() = decodeOne(
             request, isWrite ? ClassId::PackageRequestWriteData : ClassId::PackageRequestReadData,
             form);
@@ -257,21 +279,22 @@ void SimulatedDevice::setFaults(const FaultPlan &faults)
 Answer SimulatedDevice::answer(const QByteArray &request, ClassId classId, Form form)
 {
     Answer answer;
-    try {
+    const auto run = [&] {
         answer.verdict = check(request, {classId, form, Direction::Request});
         if (!answer.verdict.isOk())
-            return answer;
+            return true;
         const Fault fault = m_faults.next();
         answer.fault = fault.kind;
         if (fault.kind == FaultKind::DropRequest)
-            return answer;
+            return true;
         const QByteArray reply = replyTo(request, classId, form, fault);
         answer.replies = transmit(reply, fault);
         if (fault.kind == FaultKind::Delay)
             answer.delay = fault.delay;
-    } catch (const std::bad_alloc &) {
-        answer.verdict.fault = KorvinInspect::Fault::OutOfMemory;
-    }
+        return true;
+    };
+    if (!Korvin::guarded(run))
+        answer.verdict.refusal = Refusal::OutOfMemory;
     return answer;
 }
 

@@ -194,7 +194,7 @@ TEST(ByteReader, TakesNoTextFromInFrontOfTheFrame)
     const QByteArray frame = hex("61 62");
     Korvin::ByteReader reader(frame, -1);
     QString text = QStringLiteral("before");
-    reader.text("name", 2, text);
+    reader.keptText("name", 2, text);
     EXPECT_EQ(text, QString());
     EXPECT_EQ(reader.distanceFrom(-1), 2);
 }

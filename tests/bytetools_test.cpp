@@ -70,7 +70,7 @@ TEST(ArrayCopy, ReportsAShortSource)
     const LogCapture log;
     EXPECT_FALSE(PackageBase::ArrayCopy(hex("01"), 0, &destination, 0, 2));
     ASSERT_EQ(log.messages().size(), 1U);
-    const LogCapture::Message &message = log.messages().front();
+    const LogCapture::Entry &message = log.messages().front();
     EXPECT_EQ(message.type, QtDebugMsg);
     EXPECT_EQ(message.file, QStringLiteral("packagebase"));
     EXPECT_EQ(message.line, 530);

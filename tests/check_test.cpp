@@ -25,7 +25,7 @@ struct RefusedRow
     Form form;
     Direction direction;
     const char *input; // hexadecimal digits or text
-    Fault fault;
+    Refusal refusal;
     const char *verdict;
 };
 
@@ -41,195 +41,206 @@ constexpr auto Request = Direction::Request;
 constexpr auto Reply = Direction::Reply;
 
 const RefusedRow RefusedRows[] = {
-    {"PackageBase", Form::Frame, Request, "", Fault::Truncated,
+    {"PackageBase", Form::Frame, Request, "", Refusal::Truncated,
      "marker at 0: truncated: 1 byte expected, 0 bytes found"},
-    {"PackageBase", Form::Frame, Request, "00 0500 6162", Fault::LengthTooLarge,
+    {"PackageBase", Form::Frame, Request, "00 0500 6162", Refusal::LengthTooLarge,
      "deviceKey at 3: announced 5 bytes, left 2 bytes"},
-    {"PackageBase", Form::Frame, Request, "00 0100 61 0100", Fault::LengthTooLarge,
+    {"PackageBase", Form::Frame, Request, "00 0100 61 0100", Refusal::LengthTooLarge,
      "tag at 6: announced 1 byte, left 0 bytes"},
-    {"PackageBase", Form::Frame, Request, "00 0000 0000 0300", Fault::Truncated,
+    {"PackageBase", Form::Frame, Request, "00 0000 0000 0300", Refusal::Truncated,
      "timeout at 5: truncated: 4 bytes expected, 2 bytes found"},
     {"PackageBase", Form::Frame, Request,
-     "00 0200 6100 0000 03000000 0700 01 02 03 04 0500 00" TAIL, Fault::ZeroInText,
+     "00 0200 6100 0000 03000000 0700 01 02 03 04 0500 00" TAIL, Refusal::ZeroInText,
      "deviceKey at 3: the text holds a zero byte, where readers end it"},
     {"PackageBase", Form::Frame, Request, "00 0000 0100 FF 03000000 0700 01 02 03 04 0500 00" TAIL,
-     Fault::NotUtf8, "tag at 5: the text is not UTF-8"},
-    {"PackageBase", Form::Text, Request, "7,\xFF,1,2,3,4,5,6,7,8,read,9,tag,ok,ok", Fault::NotUtf8,
-     "the text is not UTF-8"},
-    {"PackageBase", Form::Frame, Request, "00 " HEAD "02" TAIL, Fault::UnknownCode,
-     "readWriteCode at 17: unknown code: a code with a name expected, 2 found"},
-    {"PackageBase", Form::Frame, Request, "01 " HEAD "00" TAIL, Fault::UnknownMarker,
-     "marker at 0: unknown marker: 0x0 expected, 0x1 found"},
-    {"PackageBase", Form::Frame, Request, "00 " HEAD "00" TAIL "00", Fault::TrailingBytes,
-     "at 23: bytes behind the last field: 23 bytes expected, 24 bytes found"},
-    {"PackageBase", Form::Frame, Reply, "00 0700 00 08 00", Fault::UnknownCode,
-     "commResult at 4: unknown code: a code with a name expected, 8 found"},
-    {"PackageBase", Form::Frame, Reply, "00 0700 00 01 0B", Fault::UnknownCode,
-     "packResult at 5: unknown code: a code with a name expected, 11 found"},
-    {"PackageBase", Form::Frame, Reply, "00 0700 00 01", Fault::Truncated,
+     Refusal::NotUtf8, "tag at 5: the text is not UTF-8"},
+    {"PackageBase", Form::Text, Request, "7,\xFF,1,2,3,4,5,6,7,8,read,9,tag,ok,ok",
+     Refusal::NotUtf8, "the text is not UTF-8"},
+    {"PackageBase", Form::Frame, Request, "00 " HEAD "02" TAIL, Refusal::UnknownCode,
+     "readWriteCode at 17: unknown access code 2; expected one of 0, 1"},
+    {"PackageBase", Form::Frame, Request, "01 " HEAD "00" TAIL, Refusal::UnknownMarker,
+     "marker at 0: unknown marker 0x1; expected 0x0"},
+    {"PackageBase", Form::Frame, Request, "00 " HEAD "00" TAIL "00", Refusal::TrailingBytes,
+     "at 23: trailing bytes after the last field: 23 bytes expected, 24 bytes found"},
+    {"PackageBase", Form::Frame, Reply, "00 0700 00 08 00", Refusal::UnknownCode,
+     "commResult at 4: unknown result code 8; expected one of 0, 1, 2, 3, 4, 5, 6, 7"},
+    {"PackageBase", Form::Frame, Reply, "00 0700 00 01 0B", Refusal::UnknownCode,
+     "packResult at 5: unknown result code 11; expected one of 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, "
+     "245, 246, 247, 248, 249, 250, 251, 252, 253, 254, 255"},
+    {"PackageBase", Form::Frame, Reply, "00 0700 00 01", Refusal::Truncated,
      "packResult at 5: truncated: 1 byte expected, 0 bytes found"},
     {"PackageBase", Form::Frame, Reply, "02 " HEAD "00" TAIL "00 00 01 00 00 00",
-     Fault::UnknownMarker, "marker at 0: unknown marker: 0x1 expected, 0x2 found"},
-    {"PackageBase", Form::Frame, Reply, "01 " HEAD "00" TAIL "00 00 01 00 00", Fault::Truncated,
+     Refusal::UnknownMarker, "marker at 0: unknown marker 0x2; expected 0x1"},
+    {"PackageBase", Form::Frame, Reply, "01 " HEAD "00" TAIL "00 00 01 00 00", Refusal::Truncated,
      "at 28: truncated: 1 byte expected, 0 bytes found"},
     {"PackageRequestRead", Form::Frame, Request, "00 " HEAD "00" TAIL "FFFFFFFF 00",
-     Fault::OutOfRange, "replyDataLength at 23: out of range: a length expected, -1 found"},
+     Refusal::OutOfRange, "replyDataLength at 23: out of range: a length expected, -1 found"},
     {"PackageRequestRead", Form::Frame, Request, "00 " HEAD "00" TAIL "01000000 03",
-     Fault::UnknownCode,
-     "clientPackageType at 27: unknown code: a code with a name expected, 3 found"},
-    {"PackageRequestWrite", Form::Frame, Request, "00 " HEAD "01" TAIL "02 00", Fault::UnknownCode,
-     "broadcast at 23: unknown code: 0 or 1 expected, 2 found"},
+     Refusal::UnknownCode, "clientPackageType at 27: unknown kind code 3; expected one of 0, 1, 2"},
+    {"PackageRequestWrite", Form::Frame, Request, "00 " HEAD "01" TAIL "02 00",
+     Refusal::UnknownCode, "broadcast at 23: unknown flag 2; expected 0 or 1"},
     {"PackageRequestWriteData", Form::Frame, Request, "00 " HEAD "01" TAIL "00 00 FFFFFF7F 01",
-     Fault::LengthTooLarge, "data at 29: announced 2147483647 bytes, left 1 byte"},
+     Refusal::LengthTooLarge, "data at 29: announced 2147483647 bytes, left 1 byte"},
     {"PackageRequestWriteData", Form::Frame, Request, "00 " HEAD "01" TAIL "00 00 01000000 01 02",
-     Fault::TrailingBytes, "at 30: bytes behind the last field: 30 bytes expected, 31 bytes found"},
+     Refusal::TrailingBytes,
+     "at 30: trailing bytes after the last field: 30 bytes expected, 31 bytes found"},
     {"PackageRequestReadData", Form::Frame, Request, "00 " HEAD "00" TAIL "02000000 00 02000000 01",
-     Fault::LengthTooLarge, "data at 32: announced 2 bytes, left 1 byte"},
+     Refusal::LengthTooLarge, "data at 32: announced 2 bytes, left 1 byte"},
     {"PackageRequestReadData", Form::Frame, Reply, "00 0700 00 01 00 02000000",
-     Fault::LengthTooLarge, "data at 10: announced 2 bytes, left 0 bytes"},
+     Refusal::LengthTooLarge, "data at 10: announced 2 bytes, left 0 bytes"},
     {"PackageRequestReadFile", Form::Frame, Reply, "00 0700 00 01 00 0200 61",
-     Fault::LengthTooLarge, "fileNameWithPath at 8: announced 2 bytes, left 1 byte"},
+     Refusal::LengthTooLarge, "fileNameWithPath at 8: announced 2 bytes, left 1 byte"},
     {"PackageRequestWriteFile", Form::Frame, Request, "00 " HEAD "01" TAIL "00 01 000000",
-     Fault::Truncated, "at 28: truncated: 1 byte expected, 0 bytes found"},
+     Refusal::Truncated, "at 28: truncated: 1 byte expected, 0 bytes found"},
     {"PackageRequestWriteFile", Form::Frame, Request, "00 " HEAD "01" TAIL "00 01 01000000 61",
-     Fault::Truncated, "offset at 30: truncated: 4 bytes expected, 0 bytes found"},
+     Refusal::Truncated, "offset at 30: truncated: 4 bytes expected, 0 bytes found"},
 
-    {"PackageRequestReadData", Form::Linux, Reply, "55 55", Fault::Truncated,
+    {"PackageRequestReadData", Form::Linux, Reply, "55 55", Refusal::Truncated,
      "at 2: truncated: at least 20 bytes expected, 2 bytes found"},
     {"PackageRequestReadData", Form::Linux, Reply,
-     "54AA 00 05 00000000 0000 00 00 0000 0000 0000 5A55", Fault::UnknownMarker,
-     "start at 0: unknown marker: 0x55 expected, 0x54 found"},
+     "54AA 00 05 00000000 0000 00 00 0000 0000 0000 5A55", Refusal::UnknownMarker,
+     "start at 0: unknown marker 0x54; expected 0x55"},
     {"PackageRequestReadData", Form::Linux, Reply,
-     "55AA 00 05 00000000 0000 00 00 0000 0000 0000 5B55", Fault::WrongChecksum,
+     "55AA 00 05 00000000 0000 00 00 0000 0000 0000 5B55", Refusal::WrongChecksum,
      "checksum at 18: wrong checksum: 0x555A expected, 0x555B found"},
     {"PackageRequestReadData", Form::Linux, Reply,
-     "55AA 00 05 00000000 0000 00 00 0000 0000 0200 01 5D55", Fault::LengthTooLarge,
+     "55AA 00 05 00000000 0000 00 00 0000 0000 0200 01 5D55", Refusal::LengthTooLarge,
      "data at 18: announced 2 bytes, left 1 byte"},
     {"PackageRequestReadData", Form::Linux, Reply,
-     "55AA 00 05 00000000 0000 00 00 0000 0000 0100 01 02 5E55", Fault::TrailingBytes,
-     "at 19: bytes behind the last field: 19 bytes expected, 20 bytes found"},
+     "55AA 00 05 00000000 0000 00 00 0000 0000 0100 01 02 5E55", Refusal::TrailingBytes,
+     "at 19: trailing bytes after the last field: 19 bytes expected, 20 bytes found"},
     {"PackageRequestReadData", Form::Linux, Request,
-     "55AA 00 05 00000000 0000 00 00 0000 0000 0100 01 5C55", Fault::TrailingBytes,
-     "at 18: bytes behind the last field: 18 bytes expected, 19 bytes found"},
+     "55AA 00 05 00000000 0000 00 00 0000 0000 0100 01 5C55", Refusal::TrailingBytes,
+     "at 18: trailing bytes after the last field: 18 bytes expected, 19 bytes found"},
     {"PackageRequestReadData", Form::Linux, Request,
-     "55AA 04 05 00000000 0000 00 00 0000 0000 0000 5E55", Fault::OutOfRange,
+     "55AA 04 05 00000000 0000 00 00 0000 0000 0000 5E55", Refusal::OutOfRange,
      "status at 2: out of range: 0 in a request expected, 4 found"},
-    {"PackageRequestRead", Form::Linux, Reply, "", Fault::NoSuchForm, "the class has no such form"},
+    {"PackageRequestRead", Form::Linux, Reply, "", Refusal::NoSuchForm,
+     "the class has no such form"},
 
-    {"PackageBase", Form::Text, Request, "7,key", Fault::TooFewFields,
+    {"PackageBase", Form::Text, Request, "7,key", Refusal::TooFewFields,
      "too few: 15 columns expected, 2 found"},
-    {"PackageBase", Form::Text, Request, COLUMNS ",0", Fault::TooManyFields,
+    {"PackageBase", Form::Text, Request, COLUMNS ",0", Refusal::TooManyFields,
      "too many: 15 columns expected, 16 found"},
-    {"PackageBase", Form::Text, Reply, COLUMNS, Fault::TooFewFields,
+    {"PackageBase", Form::Text, Reply, COLUMNS, Refusal::TooFewFields,
      "too few: 16 columns expected, 15 found"},
-    {"PackageBase", Form::Text, Reply, COLUMNS ",4294967295", Fault::OutOfRange,
+    {"PackageBase", Form::Text, Reply, COLUMNS ",4294967295", Refusal::OutOfRange,
      "ackCode at 15: out of range: a number from 0 to 2147483647 expected, \"4294967295\" found"},
     {"PackageBase", Form::Text, Request, "07,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok",
-     Fault::NotANumber,
+     Refusal::NotANumber,
      "serialNum at 0: not a number: a number from 0 to 2147483647 expected, \"07\" found"},
     {"PackageBase", Form::Text, Request, "2147483648,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok",
-     Fault::OutOfRange,
+     Refusal::OutOfRange,
      "serialNum at 0: out of range: a number from 0 to 2147483647 expected, \"2147483648\" found"},
     {"PackageBase", Form::Text, Request,
      "99999999999999999999999999999999999999999999999999,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok",
-     Fault::OutOfRange,
+     Refusal::OutOfRange,
      "serialNum at 0: out of range: a number from 0 to 2147483647 expected, "
      "\"9999999999999999999999999999999999999999...\" found"},
     {"PackageBase", Form::Text, Request, "7,a/b,1,2,3,4,5,6,7,8,read,9,tag,ok,ok",
-     Fault::NotEscaped, "deviceKey at 1: not escaped: #*# for / expected, \"a/b\" found"},
+     Refusal::NotEscaped, "deviceKey at 1: not escaped: #*# for / expected, \"a/b\" found"},
     {"PackageBase", Form::Text, Request, "7,key,-2147483649,2,3,4,5,6,7,8,read,9,tag,ok,ok",
-     Fault::OutOfRange,
+     Refusal::OutOfRange,
      "deviceType at 2: out of range: a number from -2147483648 to 2147483647 expected, "
      "\"-2147483649\" found"},
     {"PackageBase", Form::Text, Request, "7,key,-0,2,3,4,5,6,7,8,read,9,tag,ok,ok",
-     Fault::NotANumber,
+     Refusal::NotANumber,
      "deviceType at 2: not a number: a number from -2147483648 to 2147483647 expected, \"-0\" "
      "found"},
     {"PackageBase", Form::Text, Request, "7,key,-,2,3,4,5,6,7,8,read,9,tag,ok,ok",
-     Fault::NotANumber,
+     Refusal::NotANumber,
      "deviceType at 2: not a number: a number from -2147483648 to 2147483647 expected, \"-\" "
      "found"},
     {"PackageBase", Form::Text, Request, "7,key,1,256,3,4,5,6,7,8,read,9,tag,ok,ok",
-     Fault::OutOfRange,
+     Refusal::OutOfRange,
      "scrAddr at 3: out of range: a number from 0 to 255 expected, \"256\" found"},
-    {"PackageBase", Form::Text, Request, "7,key,1,,3,4,5,6,7,8,read,9,tag,ok,ok", Fault::NotANumber,
+    {"PackageBase", Form::Text, Request, "7,key,1,,3,4,5,6,7,8,read,9,tag,ok,ok",
+     Refusal::NotANumber,
      "scrAddr at 3: not a number: a number from 0 to 255 expected, \"\" found"},
     {"PackageBase", Form::Text, Request, "7,key,1,2, 3,4,5,6,7,8,read,9,tag,ok,ok",
-     Fault::NotANumber,
+     Refusal::NotANumber,
      "desAddr at 4: not a number: a number from 0 to 255 expected, \" 3\" found"},
     {"PackageBase", Form::Text, Request, "7,key,1,2,3,4,65536,6,7,8,read,9,tag,ok,ok",
-     Fault::OutOfRange,
+     Refusal::OutOfRange,
      "scanBoardAddr at 6: out of range: a number from 0 to 65535 expected, \"65536\" found"},
     {"PackageBase", Form::Text, Request, "7,key,1,2,3,4,5,6,7,-1,read,9,tag,ok,ok",
-     Fault::OutOfRange,
+     Refusal::OutOfRange,
      "reserved2 at 9: out of range: a number from 0 to 2147483647 expected, \"-1\" found"},
     {"PackageBase", Form::Text, Request, "7,key,1,2,3,4,5,6,7,8,Read,9,tag,ok,ok",
-     Fault::UnknownName,
-     "readWriteCode at 10: unknown name: a word of this field expected, \"Read\" found"},
+     Refusal::UnknownName,
+     "readWriteCode at 10: unknown access name \"Read\"; expected one of read, write"},
     {"PackageBase", Form::Text, Request, "7,key,1,2,3,4,5,6,7,8,read,9,tag,timeOut,ok",
-     Fault::UnknownName,
-     "commResult at 13: unknown name: a word of this field expected, \"timeOut\" found"},
-    {"PackageBase", Form::Text, Request, "7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,", Fault::UnknownName,
-     "packResult at 14: unknown name: a word of this field expected, \"\" found"},
-    {"PackageRequestRead", Form::Text, Request, COLUMNS ",-1,data", Fault::OutOfRange,
+     Refusal::UnknownName,
+     "commResult at 13: unknown result name \"timeOut\"; expected one of pending, ok, crcErr, "
+     "lengthErr, portErr, timeout, codeErr, forcedCancel"},
+    {"PackageBase", Form::Text, Request, "7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,",
+     Refusal::UnknownName,
+     "packResult at 14: unknown result name \"\"; expected one of ok, fileErr, memErr, "
+     "fileDeleteErr, "
+     "directoryCreateErr, invalidPort, parseFailure, messageDisconnect, forceCancel, sendError, "
+     "parsePackAddrFailure, failure, disConnect, fileNoExist, fileReadFailure, fileCreatFailure, "
+     "fileWriteFailure, deviceSpaceNoEnough, cancelWait, cancel, abort, timeOut"},
+    {"PackageRequestRead", Form::Text, Request, COLUMNS ",-1,data", Refusal::OutOfRange,
      "replyDataLength at 15: out of range: a number from 0 to 2147483647 expected, \"-1\" found"},
-    {"PackageRequestRead", Form::Text, Request, COLUMNS ",1,Data", Fault::UnknownName,
-     "clientPackageType at 16: unknown name: a word of this field expected, \"Data\" found"},
-    {"PackageRequestWrite", Form::Text, Reply, WRITE_COLUMNS ",0,True,data", Fault::UnknownName,
-     "broadcast at 16: unknown name: a word of this field expected, \"True\" found"},
+    {"PackageRequestRead", Form::Text, Request, COLUMNS ",1,Data", Refusal::UnknownName,
+     "clientPackageType at 16: unknown kind name \"Data\"; expected one of data, file, memData"},
+    {"PackageRequestWrite", Form::Text, Reply, WRITE_COLUMNS ",0,True,data", Refusal::UnknownName,
+     "broadcast at 16: unknown flag \"True\"; expected true or false"},
     {"PackageRequestReadData", Form::Text, Reply, COLUMNS ",0,2,data,2,1/2/3",
-     Fault::DataStringMismatch,
+     Refusal::DataStringMismatch,
      "data at 19: the data string does not have the announced length: 2 numbers expected, 3 "
      "found"},
-    {"PackageRequestReadData", Form::Text, Reply, COLUMNS ",0,3,data,2,1/2", Fault::Contradiction,
+    {"PackageRequestReadData", Form::Text, Reply, COLUMNS ",0,3,data,2,1/2", Refusal::Contradiction,
      "replyDataLength at 18: differs from the first one: 3 expected, 2 found"},
     {"PackageRequestReadData", Form::Frame, Request, "00 " HEAD "00" TAIL "02000000 00 03000000",
-     Fault::Contradiction,
+     Refusal::Contradiction,
      "replyDataLength at 28: differs from the first one: 2 expected, 3 found"},
     {"PackageRequestReadFile", Form::Frame, Reply,
      "01 " HEAD "00" TAIL "02000000 00 0100 61 00 00 01 00 00 00 02000000 00 0100 62",
-     Fault::Contradiction,
+     Refusal::Contradiction,
      "fileNameWithPath at 44: differs from the first one: the same bytes expected, others found"},
-    {"PackageRequestReadData", Form::Text, Reply, COLUMNS ",0,0,data,0,", Fault::DataStringMismatch,
+    {"PackageRequestReadData", Form::Text, Reply, COLUMNS ",0,0,data,0,",
+     Refusal::DataStringMismatch,
      "data at 19: the data string does not have the announced length: 0 numbers expected, 1 "
      "found"},
     {"PackageRequestWriteData", Form::Text, Request, WRITE_COLUMNS ",true,data,0,",
-     Fault::DataStringMismatch,
+     Refusal::DataStringMismatch,
      "data at 18: the data string does not have the announced length: 0 numbers expected, 1 "
      "found"},
     {"PackageRequestWriteData", Form::Text, Request, WRITE_COLUMNS ",true,data,2147483647,1",
-     Fault::DataStringMismatch,
+     Refusal::DataStringMismatch,
      "data at 18: the data string does not have the announced length: 2147483647 numbers "
      "expected, 1 found"},
     {"PackageRequestWriteData", Form::Text, Request, WRITE_COLUMNS ",true,data,2,1/256",
-     Fault::OutOfRange, "data at 18: out of range: a number from 0 to 255 expected, \"256\" found"},
+     Refusal::OutOfRange,
+     "data at 18: out of range: a number from 0 to 255 expected, \"256\" found"},
     {"PackageRequestWriteData", Form::Text, Request, WRITE_COLUMNS ",true,data,2,1/",
-     Fault::NotANumber, "data at 18: not a number: a number from 0 to 255 expected, \"\" found"},
-    {"PackageRequestReadMemData", Form::Text, Request, COLUMNS ",1,memData,x", Fault::NotANumber,
+     Refusal::NotANumber, "data at 18: not a number: a number from 0 to 255 expected, \"\" found"},
+    {"PackageRequestReadMemData", Form::Text, Request, COLUMNS ",1,memData,x", Refusal::NotANumber,
      "offset at 17: not a number: a number from -2147483648 to 2147483647 expected, \"x\" found"},
-    {"SpecialPackageRequest", Form::Text, Request, "1,2", Fault::TooFewFields,
+    {"SpecialPackageRequest", Form::Text, Request, "1,2", Refusal::TooFewFields,
      "too few: 3 columns expected, 2 found"},
-    {"SpecialPackageRequest", Form::Text, Request, "1,2,a,b", Fault::TooManyFields,
+    {"SpecialPackageRequest", Form::Text, Request, "1,2,a,b", Refusal::TooManyFields,
      "too many: 3 columns expected, 4 found"},
-    {"SpecialPackageRequest", Form::Text, Request, "1,-2,a", Fault::OutOfRange,
+    {"SpecialPackageRequest", Form::Text, Request, "1,-2,a", Refusal::OutOfRange,
      "timeout at 1: out of range: a number from 0 to 2147483647 expected, \"-2\" found"},
-    {"SpecialPackageRequest", Form::Text, Reply, "1,2,a,0", Fault::TooFewFields,
+    {"SpecialPackageRequest", Form::Text, Reply, "1,2,a,0", Refusal::TooFewFields,
      "too few: 16 columns expected, 4 found"},
-    {"PackageRequestCombination", Form::Text, Request, "", Fault::TooFewFields,
+    {"PackageRequestCombination", Form::Text, Request, "", Refusal::TooFewFields,
      "item 1, too few: 2 parts expected, 1 found"},
     {"PackageRequestCombination", Form::Text, Request,
-     "ReadData^" COLUMNS ",1,data|ReadData^" COLUMNS ",1,data^", Fault::TooManyFields,
+     "ReadData^" COLUMNS ",1,data|ReadData^" COLUMNS ",1,data^", Refusal::TooManyFields,
      "item 2, too many: 2 parts expected, 3 found"},
     {"PackageRequestCombination", Form::Text, Request, "ReadMemData^" COLUMNS ",1,memData,5",
-     Fault::UnknownType,
-     "item 1, type at 0: unknown type: writeData, writeFile, ReadData or ReadFile expected, "
-     "\"ReadMemData\" found"},
+     Refusal::UnknownType,
+     "item 1, type at 0: unknown type word \"ReadMemData\"; expected one of ReadData, ReadFile, "
+     "writeData, writeFile"},
     {"PackageRequestCombination", Form::Text, Request, "ReadData^" COLUMNS ",1,data|readData^",
-     Fault::UnknownType,
-     "item 2, type at 0: unknown type: writeData, writeFile, ReadData or ReadFile expected, "
-     "\"readData\" found"},
+     Refusal::UnknownType,
+     "item 2, type at 0: unknown type word \"readData\"; expected one of ReadData, ReadFile, "
+     "writeData, writeFile"},
     {"PackageRequestCombination", Form::Text, Request, "ReadFile^" COLUMNS ",x,file,name",
-     Fault::NotANumber,
+     Refusal::NotANumber,
      "item 1, replyDataLength at 15: not a number: a number from 0 to 2147483647 expected, \"x\" "
      "found"},
 };
@@ -247,7 +258,7 @@ TEST(Check, RefusesWithAReason)
         const QByteArray input = row.form == Form::Text ? QByteArray(row.input) : hex(row.input);
         const Verdict verdict = check(input, {idOf(row.className), row.form, row.direction});
         EXPECT_FALSE(verdict.isOk());
-        EXPECT_EQ(int(verdict.fault), int(row.fault));
+        EXPECT_EQ(int(verdict.refusal), int(row.refusal));
         EXPECT_EQ(describe(verdict), QString::fromLatin1(row.verdict));
     }
 }
@@ -256,7 +267,7 @@ TEST(Check, EveryVerdictHasWords)
 {
     Verdict verdict;
     EXPECT_EQ(describe(verdict), QStringLiteral("ok"));
-    verdict.fault = Fault::OutOfMemory;
+    verdict.refusal = Refusal::OutOfMemory;
     EXPECT_EQ(describe(verdict), QStringLiteral("out of memory"));
 }
 
@@ -315,8 +326,8 @@ TEST(Check, AcceptsWhatEncodersWrite)
 TEST(Check, TextOnlyTakesRecords)
 {
     EXPECT_EQ(
-        int(check(QStringLiteral("1,2,3"), {ClassId::PackageBase, Form::Frame, Request}).fault),
-        int(Fault::NoSuchForm));
+        int(check(QStringLiteral("1,2,3"), {ClassId::PackageBase, Form::Frame, Request}).refusal),
+        int(Refusal::NoSuchForm));
 }
 
 bool isRefusedReply(const MessageShape &shape)
@@ -459,7 +470,7 @@ TEST(CheckOptions, LimitWhatAnInputAnnounces)
         EXPECT_EQ(describe(check(input, shape, options)), QStringLiteral("ok"));
         options.announcedData = row.announced - 1;
         const Verdict verdict = check(input, shape, options);
-        EXPECT_EQ(int(verdict.fault), int(Fault::OutOfRange));
+        EXPECT_EQ(int(verdict.refusal), int(Refusal::OutOfRange));
         EXPECT_EQ(describe(verdict),
                   QStringLiteral("%1: out of range: a length of at most %2 expected, %3 found")
                       .arg(QLatin1String(row.field))
@@ -544,7 +555,7 @@ TEST(CheckOptions, AReplyRepeatsWhatIdentifiesItsRequest)
                     << field.name.toStdString();
                 if (verdict.isOk())
                     continue;
-                EXPECT_EQ(int(verdict.fault), int(Fault::OtherRequest));
+                EXPECT_EQ(int(verdict.refusal), int(Refusal::OtherRequest));
                 EXPECT_EQ(verdict.field, field.name);
                 ++refusals[field.name];
             }

@@ -6,42 +6,82 @@
 #include "testvectors.h"
 
 #include <korvininspect/inputtext.h>
-#include <korvininspect/packageexplain.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QSet>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
 
-const QString DataLengths[] = {QStringLiteral("replyDataLength"),
-                               QStringLiteral("packageDataLength")};
-
 /// What a case gives must fit into a line that people can read.
 constexpr int LargestData = 4096;
 
-/// The fields of a package that an explained field gives.
-QStringList fieldsOf(const ExplainedField &explained)
+/// Collects the names of the fields of a package that a frame or record carries.
+class CarriedFields : public FieldSink
 {
-    if (explained.name == QLatin1String("status"))
-        return {QStringLiteral("ackCode"), QStringLiteral("commResult"),
-                QStringLiteral("packResult")};
-    if (explained.name == QLatin1String("dataLength"))
-        return {DataLengths[0], DataLengths[1]};
-    return {explained.name};
-}
-
-void addCarried(const QByteArray &input, const MessageShape &shape, QSet<QString> *names)
-{
-    for (const ExplainedField &explained : explain(input, shape)) {
-        for (const QString &name : fieldsOf(explained))
-            names->insert(name);
+public:
+    CarriedFields(const PackageClass &ofClass, Form form)
+        : m_class(ofClass)
+        , m_form(form)
+    {
     }
-    // A reply of a Linux frame without data has none of it to explain.
-    if (shape.form == Form::Linux)
-        names->insert(QStringLiteral("data"));
+
+    QSet<QString> take() { return std::move(m_names); }
+
+    void add(const WireField &field) override
+    {
+        if (field.present < 0)
+            return;
+        if (field.type == WireType::Status)
+            addResults();
+        else if (field.type == WireType::Length && m_form == Form::Linux)
+            addFields(ValueType::Length);
+        else
+            m_names.insert(QString::fromLatin1(field.name));
+    }
+
+    void addFields(ValueType type)
+    {
+        for (const PackageField &field : m_class.fields) {
+            if (field.valueType == type)
+                m_names.insert(field.name);
+        }
+    }
+
+private:
+    void addResults()
+    {
+        const QByteArray frame;
+        FrameScanner scanner(frame, *this);
+        Korvin::LayoutFields fields;
+        Korvin::CommonPart{fields.common}.results(scanner);
+    }
+
+    const PackageClass &m_class;
+    Form m_form;
+    QSet<QString> m_names;
+};
+
+QSet<QString> carriedFields(const QByteArray &input, const PackageClass &ofClass,
+                            const Encoding &encoding)
+{
+    const MessageShape shape{ofClass.id, encoding.form, encoding.direction};
+    CarriedFields carried(ofClass, shape.form);
+    Korvin::LayoutFields fields;
+    if (shape.form == Form::Frame) {
+        scanFrameAsRead(input, shape, fields, carried);
+    } else if (shape.form == Form::Text) {
+        const QString record = textFromUtf8(input);
+        RecordScanner scanner(record, carried);
+        scanRecordAsRead(scanner, rowOf(shape), shape.direction == Direction::Reply, fields);
+    } else {
+        scanLinuxFrame(input, shape, fields, carried);
+        carried.addFields(ValueType::Data); // of which a reply may have none
+    }
+    return carried.take();
 }
 
 /// The fields that any form of a class carries.
@@ -52,7 +92,7 @@ QSet<QString> fieldsOnTheWire(const PackageClass &ofClass)
     for (const FormOfVector &form : EncodedForms) {
         QByteArray encoded;
         if (encodePackage(*package, form.encoding, &encoded).isOk())
-            addCarried(encoded, {ofClass.id, form.encoding.form, form.encoding.direction}, &names);
+            names += carriedFields(encoded, ofClass, form.encoding);
     }
     return names;
 }
@@ -120,7 +160,8 @@ public:
         addEncoded(encoding, encoded, &json);
         if (encoding.form == Form::Frame) {
             UndefinedBytes sink;
-            scanFrame<FrameAsWritten>(encoded, shapeOf(encoding), sink);
+            Korvin::LayoutFields fields;
+            scanFrameAsWritten(encoded, shapeOf(encoding), fields, sink);
             const QJsonArray undefined = sink.take();
             if (!undefined.isEmpty())
                 json.insert(QStringLiteral("undefined"), undefined);
@@ -133,9 +174,8 @@ public:
     {
         QJsonObject json = begin("decode", encoding);
         addEncoded(encoding, encoded, &json);
-        QSet<QString> carried;
-        addCarried(encoded, shapeOf(encoding), &carried);
-        json.insert(QStringLiteral("fields"), fieldsNamed(carried, m_class, decoded));
+        json.insert(QStringLiteral("fields"),
+                    fieldsNamed(carriedFields(encoded, m_class, encoding), m_class, decoded));
         end("accepted", json);
     }
 
@@ -270,12 +310,10 @@ bool isDescribed(const PackageClass &ofClass, const PackageBase &package)
 
 bool announcesNoMoreThan(int most, const PackageClass &ofClass, const PackageBase &package)
 {
-    for (const QString &name : DataLengths) {
-        const PackageField *field = ofClass.field(name);
-        if (field && field->get(package).toInt() > most)
-            return false;
-    }
-    return true;
+    return std::all_of(
+        ofClass.fields.begin(), ofClass.fields.end(), [&](const PackageField &field) {
+            return field.valueType != ValueType::Length || field.get(package).toInt() <= most;
+        });
 }
 
 QByteArray withChecksum(QByteArray frame)

@@ -42,6 +42,7 @@ QJsonValue otherValue(const PackageClass &itsClass, const PackageField &field)
     const auto seed = static_cast<int>(&field - itsClass.fields.data()) + 1;
     switch (field.valueType) {
     case ValueType::Number:
+    case ValueType::Length:
         return seed + 10;
     case ValueType::Code:
         return 1000 + seed;
@@ -58,7 +59,9 @@ QJsonValue otherValue(const PackageClass &itsClass, const PackageField &field)
 QJsonValue firstAllowed(const PackageClass &itsClass, const PackageField &field,
                         std::initializer_list<const char *> numbers)
 {
-    if (field.valueType != ValueType::Number && field.valueType != ValueType::Code)
+    const bool isNumber = field.valueType == ValueType::Number
+        || field.valueType == ValueType::Length || field.valueType == ValueType::Code;
+    if (!isNumber)
         return QJsonValue::Undefined;
     const std::unique_ptr<PackageBase> package = itsClass.create();
     for (const char *number : numbers) {

@@ -110,11 +110,11 @@ TEST(DeviceState, FaultsOfJsonAreNamed)
         {R"({"units": [{"blocks": [{"address": 5}, {"address": 5}]}]})",
          "units: 1: blocks: two of them overlap"},
         {R"({"units": [{"files": [{"name": "a"}, {"data": "00"}]}]})",
-         "units: 1: files: 2: name: not a text"},
+         "units: 1: files: 2: name: missing"},
         {R"({"units": [{"memory": 5}]})", "units: 1: memory: not an object"},
         {R"({"specials": [{"id": 2147483648, "answer": "x"}]})",
          "specials: 1: id: not a whole number from -2147483648 to 2147483647"},
-        {R"({"specials": [{"id": 1}]})", "specials: 1: answer: not a text"},
+        {R"({"specials": [{"id": 1}]})", "specials: 1: answer: missing"},
     };
     for (const auto &[text, fault] : rows) {
         DeviceState state;

@@ -159,15 +159,19 @@ TEST(Explain, ReplyRecordSaysWhatIsReadElsewhere)
                 {ClassId::PackageRequestRead, Form::Text, Direction::Reply});
     ASSERT_EQ(fields.size(), 19);
     EXPECT_EQ(rowOf(fields.at(14)),
-              QStringLiteral("packResult|14|0|ok|unknown name: a word of this field expected, "
-                             "\"late\" found; read as ok"));
+              QStringLiteral(
+                  "packResult|14|0|ok|unknown result name \"late\"; expected one of ok, fileErr, "
+                  "memErr, fileDeleteErr, directoryCreateErr, invalidPort, parseFailure, "
+                  "messageDisconnect, forceCancel, sendError, parsePackAddrFailure, failure, "
+                  "disConnect, fileNoExist, fileReadFailure, fileCreatFailure, fileWriteFailure, "
+                  "deviceSpaceNoEnough, cancelWait, cancel, abort, timeOut; read as ok"));
     EXPECT_EQ(rowOf(fields.at(15)), QStringLiteral("ackCode|15|7||"));
     EXPECT_EQ(rowOf(fields.at(16)),
               QStringLiteral("replyDataLength|15|7|bytes|reads the column once more; an encoder "
                              "writes ackCode here"));
     EXPECT_EQ(rowOf(fields.at(17)),
-              QStringLiteral("clientPackageType|16|2|memData|unknown name: a word of this field "
-                             "expected, \"4\" found; read as memData; an encoder writes "
+              QStringLiteral("clientPackageType|16|2|memData|unknown kind name \"4\"; expected one "
+                             "of data, file, memData; read as memData; an encoder writes "
                              "replyDataLength here"));
     EXPECT_EQ(rowOf(fields.at(18)),
               QStringLiteral("|17|||not read; an encoder writes clientPackageType here"));

@@ -1,16 +1,14 @@
 #include "generatedpackages.h"
 
+#include <algorithm>
+
 namespace {
 
-bool isWriteClass(ClassId id)
+bool hasData(const PackageClass &ofClass)
 {
-    return className(id).contains(QLatin1String("RequestWrite"));
-}
-
-bool isDataClass(ClassId id)
-{
-    return id == ClassId::PackageRequestReadData || id == ClassId::PackageRequestWriteData
-        || id == ClassId::PackageRequestWriteIP;
+    return std::any_of(ofClass.fields.begin(), ofClass.fields.end(), [](const PackageField &field) {
+        return field.valueType == ValueType::Data;
+    });
 }
 
 } // namespace
@@ -24,7 +22,7 @@ const PackageClass &Generator::anyClass()
 Encoding Generator::anyEncoding(const PackageClass &ofClass)
 {
     Encoding encoding;
-    encoding.form = Form(upTo(isDataClass(ofClass.id) ? 2 : 1));
+    encoding.form = Form(upTo(exists({ofClass.id, Form::Linux, Direction::Request}) ? 2 : 1));
     if (encoding.form != Form::Linux)
         encoding.direction = Direction(upTo(1));
     encoding.replySize = ReplySize(upTo(1));
@@ -40,7 +38,7 @@ QString Generator::text(int maxSize, const char *characters)
     return result;
 }
 
-QJsonValue Generator::consistentValue(const PackageField &field, ClassId id)
+QJsonValue Generator::consistentValue(const PackageField &field, const PackageBase &package)
 {
     const bool isName = field.name == QLatin1String("fileNameWithPath");
     switch (field.valueType) {
@@ -52,7 +50,7 @@ QJsonValue Generator::consistentValue(const PackageField &field, ClassId id)
         return isName ? QLatin1Char('n') + text(9, "ab/.é") : text(12, "abc é/#.");
     case ValueType::Code:
         if (field.name == QLatin1String("readWriteCode"))
-            return isWriteClass(id) ? 1 : 0;
+            return package.getReadWriteCode();
         if (field.name == QLatin1String("commResult"))
             return upTo(7);
         if (field.name == QLatin1String("packResult"))
@@ -70,7 +68,8 @@ QJsonValue Generator::consistentValue(const PackageField &field, ClassId id)
     if (field.type.contains(QLatin1String("to 65535")))
         return upTo(65535);
     const bool mayBeNegative = field.name == QLatin1String("offset")
-        || (field.name == QLatin1String("timeout") && id != ClassId::SpecialPackageRequest);
+        || (field.name == QLatin1String("timeout")
+            && classOf(package).id != ClassId::SpecialPackageRequest);
     return upTo(100000) - (mayBeNegative ? 50000 : 0);
 }
 
@@ -79,17 +78,17 @@ std::unique_ptr<PackageBase> Generator::consistentPackage(const PackageClass &of
     std::unique_ptr<PackageBase> package = ofClass.create();
     for (const PackageField &field : ofClass.fields) {
         if (field.valueType != ValueType::Data)
-            field.set(*package, consistentValue(field, ofClass.id));
+            field.set(*package, consistentValue(field, *package));
     }
-    if (isDataClass(ofClass.id)) {
-        QByteArray data(1 + upTo(40), '\0');
-        for (char &byte : data)
-            byte = static_cast<char>(upTo(255));
-        package->setData(data);
-        for (const char *length : {"replyDataLength", "packageDataLength"}) {
-            if (const PackageField *field = ofClass.field(QLatin1String(length)))
-                field->set(*package, data.size());
-        }
+    if (!hasData(ofClass))
+        return package;
+    QByteArray data(1 + upTo(40), '\0');
+    for (char &byte : data)
+        byte = static_cast<char>(upTo(255));
+    package->setData(data);
+    for (const PackageField &field : ofClass.fields) {
+        if (field.valueType == ValueType::Length)
+            field.set(*package, data.size());
     }
     return package;
 }
@@ -105,13 +104,14 @@ QJsonValue Generator::wildValue(const PackageField &field)
         return upTo(12) - 2;
     case ValueType::Data:
         return QString::fromLatin1(QByteArray(upTo(20), static_cast<char>(upTo(255))).toHex());
+    case ValueType::Length: {
+        // Up to 256 MiB an encoder makes what a length announces.
+        const int lengths[] = {0, -1, upTo(300), 0x7FFFFFFF};
+        return lengths[upTo(3)];
+    }
     case ValueType::Number:
         break;
     }
-    // Up to 256 MiB an encoder makes what a length announces.
-    const int lengths[] = {0, -1, upTo(300), 0x7FFFFFFF};
-    if (field.name.endsWith(QLatin1String("DataLength")))
-        return lengths[upTo(3)];
     const int edges[] = {0, 1, 127, 128, 255, 256, 65535, 65536, upTo(300), upTo(0x7FFFFFFE)};
     const int number = edges[upTo(9)];
     return oneIn(4) ? -number : number;

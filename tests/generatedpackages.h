@@ -37,7 +37,7 @@ public:
     QByteArray mutated(QByteArray input, Form form);
 
 private:
-    QJsonValue consistentValue(const PackageField &field, ClassId id);
+    QJsonValue consistentValue(const PackageField &field, const PackageBase &package);
     QJsonValue wildValue(const PackageField &field);
     QString text(int maxSize, const char *characters);
     char anyByte(Form form);

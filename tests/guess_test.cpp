@@ -54,7 +54,9 @@ const GuessRow GuessRows[] = {
     {WRITE_COLUMNS ",true,file,1,5", true, "request record of PackageRequestWriteFile",
      "19 columns, every one in its range"},
     {"7,key,1,2,3,4,5,6,7,8,read,9,tag,late,ok", true, "request record of PackageBase",
-     "commResult at 13: unknown name: a word of this field expected, \"late\" found"},
+     "commResult at 13: unknown result name \"late\"; expected one of pending, ok, crcErr, "
+     "lengthErr, "
+     "portErr, timeout, codeErr, forcedCancel"},
     {"1,2,te\txt", true, "request record of SpecialPackageRequest",
      "3 columns, every one in its range"},
     {"7,usb0", true, "request record of PackageBase", "too few: 15 columns expected, 2 found"},
@@ -63,8 +65,8 @@ const GuessRow GuessRows[] = {
     {"ReadData^" READ_COLUMNS ",4,data", true, "request record of PackageRequestCombination",
      "type words and ^ in every item"},
     {"ReadData^" READ_COLUMNS ",4,data|x^", true, "request record of PackageRequestCombination",
-     "item 2, type at 0: unknown type: writeData, writeFile, ReadData or ReadFile expected, \"x\" "
-     "found"},
+     "item 2, type at 0: unknown type word \"x\"; expected one of ReadData, ReadFile, writeData, "
+     "writeFile"},
 };
 
 TEST(Guess, BestFirst)

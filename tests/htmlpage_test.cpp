@@ -268,7 +268,7 @@ TEST(HtmlPage, MakesNoMarkupOfFieldsAndVerdicts)
     field.raw = Hostile;
     field.remarks << hostile;
     Verdict verdict;
-    verdict.fault = Fault::UnknownName;
+    verdict.refusal = Refusal::UnknownName;
     verdict.field = verdict.expected = verdict.found = hostile;
     for (const MessageShape &shape : {Record, ReadRequest}) {
         const QByteArray page = htmlPage("x", shape, {field}, verdict);

@@ -170,13 +170,14 @@ TEST(CheckOutOfMemory, IsAVerdict)
 {
     const QByteArray record = dataRecord(4, 100);
     const Verdict expected = check(record, WriteRecord);
-    EXPECT_EQ(int(expected.fault), int(Fault::DataStringMismatch));
+    EXPECT_EQ(int(expected.refusal), int(Refusal::DataStringMismatch));
     for (int failing = 0;; ++failing) {
         failingAllocation = failing;
         const Verdict verdict = check(record, WriteRecord);
         const bool failed = failingAllocation == -1;
         failingAllocation = -1;
-        EXPECT_EQ(int(verdict.fault), int(failed ? Fault::OutOfMemory : Fault::DataStringMismatch));
+        EXPECT_EQ(int(verdict.refusal),
+                  int(failed ? Refusal::OutOfMemory : Refusal::DataStringMismatch));
         if (!failed)
             break;
     }
@@ -259,7 +260,8 @@ void expectOutOfMemoryToldApart(Operation operation)
             failed = failingAllocation == -1;
             failingAllocation = -1;
             EXPECT_EQ(result.first.isOk(), result.second == expected.second) << failing;
-            EXPECT_TRUE(result.first.isOk() || result.first.fault == Fault::OutOfMemory) << failing;
+            EXPECT_TRUE(result.first.isOk() || result.first.refusal == Refusal::OutOfMemory)
+                << failing;
             EXPECT_TRUE(failed || result.first.isOk());
         }
         EXPECT_EQ(allocations.inUse, inUse) << "leaks after allocation " << failing;

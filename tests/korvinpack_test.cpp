@@ -303,8 +303,8 @@ const ErrorRow ErrorRows[] = {
     {"decode --class PackageBase --form linux 5555", "", "INPUT: the class has no such form"},
     {"combine", "", "FILE...: missing"},
     {"combine -", "{\"class\": \"PackageRequestReadMemData\"}",
-     "-: type at 0: unknown type: a class that a combination carries expected, "
-     "PackageRequestReadMemData found"},
+     "-: type at 0: unknown class PackageRequestReadMemData; expected one that a combination "
+     "carries"},
     {"combine -", "{\"class\": \"PackageRequestReadData\", \"tag\": \"a|b\"}",
      "-: too many: a record without \"|\" and \"^\" expected, "
      "\"0,,0,0,0,0,0,0,0,0,read,3,a|b,ok,ok,0,data\" found"},

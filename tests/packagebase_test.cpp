@@ -388,7 +388,7 @@ TEST(PackageBase, SerialNumberOfAPackageWithoutFieldsIsZeroAndReported)
     const LogCapture log;
     EXPECT_EQ(package.getSerialNum(), 0U);
     ASSERT_EQ(log.messages().size(), 1U);
-    const LogCapture::Message &message = log.messages().front();
+    const LogCapture::Entry &message = log.messages().front();
     EXPECT_EQ(message.type, QtCriticalMsg);
     EXPECT_EQ(message.text, QStringLiteral("ERROR!!!  m_pPackageBasePri is nullptr!!! "));
     EXPECT_EQ(message.file, QStringLiteral("packagebase"));

@@ -113,11 +113,11 @@ TEST(PackageForms, ClassesWithoutALinuxFrame)
             QByteArray frame("before");
             const bool has = exists({listed.id, Form::Linux, direction});
             const Encoding encoding{Form::Linux, direction, ReplySize::Short};
-            EXPECT_EQ(int(encodePackage(*package, encoding, &frame).fault),
-                      int(has ? Fault::None : Fault::NoSuchForm));
+            EXPECT_EQ(int(encodePackage(*package, encoding, &frame).refusal),
+                      int(has ? Refusal::None : Refusal::NoSuchForm));
             EXPECT_EQ(frame == "before", !has);
-            EXPECT_EQ(int(decodePackage(*package, encoding, hex("55AA 5555")).fault),
-                      int(has ? Fault::None : Fault::NoSuchForm));
+            EXPECT_EQ(int(decodePackage(*package, encoding, hex("55AA 5555")).refusal),
+                      int(has ? Refusal::None : Refusal::NoSuchForm));
         }
     }
 }
@@ -307,11 +307,11 @@ TEST(PackageForms, MessagesThatAreRefused)
 {
     std::unique_ptr<PackageBase> package = std::make_unique<PackageBase>();
     EXPECT_EQ(
-        int(decodeMessage("1", {ClassId::PackageRequestCombination, Form::Text}, &package).fault),
-        int(Fault::NoSuchForm));
+        int(decodeMessage("1", {ClassId::PackageRequestCombination, Form::Text}, &package).refusal),
+        int(Refusal::NoSuchForm));
     EXPECT_EQ(package, nullptr);
-    EXPECT_EQ(int(decodeMessage("1", {ClassId::PackageRequestRead, Form::Linux}, &package).fault),
-              int(Fault::NoSuchForm));
+    EXPECT_EQ(int(decodeMessage("1", {ClassId::PackageRequestRead, Form::Linux}, &package).refusal),
+              int(Refusal::NoSuchForm));
     EXPECT_EQ(describe(decodeMessage(
                   hex("00 0500"), {ClassId::PackageBase, Form::Frame, Direction::Reply}, &package)),
               QStringLiteral("ackCode at 3: truncated: 1 byte expected, 0 bytes found"));
@@ -347,8 +347,8 @@ TEST(PackageForms, Combinations)
 
     PackageRequestWriteIP address;
     EXPECT_EQ(describe(encodeCombination({&write, &address}, &record)),
-              QStringLiteral("item 2, type at 0: unknown type: a class that a combination carries "
-                             "expected, PackageRequestWriteIP found"));
+              QStringLiteral("item 2, type at 0: unknown class PackageRequestWriteIP; expected one "
+                             "that a combination carries"));
     for (const char *separator : {"|", "^"}) {
         read.setTag(QLatin1String(separator));
         EXPECT_EQ(describe(encodeCombination({&read}, &record)),

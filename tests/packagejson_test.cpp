@@ -25,6 +25,7 @@ QJsonValue otherValue(const PackageField &field, const PackageBase &package, int
 {
     switch (field.valueType) {
     case ValueType::Number:
+    case ValueType::Length:
         return seed + 10;
     case ValueType::Code:
         return 1000 + seed;
@@ -229,19 +230,22 @@ TEST(CombinationJson, WrongInputLeavesTheCombination)
         const char *json;
         const char *fault;
     } rows[] = {
-        {R"({"timeout": 2147483648})", "timeout: not a whole number of 32 bits"},
-        {R"({"timeout": -2147483649})", "timeout: not a whole number of 32 bits"},
-        {R"({"timeout": "x", "serialNum": -1})", "timeout: not a whole number of 32 bits"},
+        {R"({"timeout": 2147483648})",
+         "timeout: not a whole number from -2147483648 to 2147483647"},
+        {R"({"timeout": -2147483649})",
+         "timeout: not a whole number from -2147483648 to 2147483647"},
+        {R"({"timeout": "x", "serialNum": -1})",
+         "timeout: not a whole number from -2147483648 to 2147483647"},
         {R"({"serialNum": -1})", "serialNum: not a whole number from 0 on"},
         {R"({"deviceKey": 1})", "deviceKey: not a text"},
         {R"({"packages": {}})", "packages: not a list"},
-        {R"({"x": 1})", "x: there is no such field"},
+        {R"({"x": 1})", "x: there is no such member"},
         {R"({"packages": [{"class": "PackageRequestRead"}]})",
-         "packages 1: class: a combination carries no such class"},
+         "packages: 1: class: a combination carries no such class"},
         {R"({"packages": [{"class": "PackageRequestReadData"}, 5]})",
-         "packages 2: class: a combination carries no such class"},
+         "packages: 2: class: a combination carries no such class"},
         {R"({"packages": [{"class": "PackageRequestReadData", "tag": 5}]})",
-         "packages 1: tag: 5 is not a text"},
+         "packages: 1: tag: 5 is not a text"},
     };
     PackageRequestCombination combination(5, QStringLiteral("key"));
     const QJsonObject before = combinationToJson(combination);

@@ -171,7 +171,7 @@ TEST(PackageRequestCombination, DecodeRows)
         EXPECT_EQ(decoded.classes().size(), row.packages);
         ASSERT_EQ(log.messages().size(), row.warning ? 1U : 0U);
         if (row.warning) {
-            const LogCapture::Message &message = log.messages().front();
+            const LogCapture::Entry &message = log.messages().front();
             EXPECT_EQ(message.type, QtWarningMsg);
             EXPECT_EQ(message.text, QString::fromLatin1(row.warning));
             EXPECT_EQ(message.file, QStringLiteral("packagerequestcombination"));
@@ -236,7 +236,7 @@ protected:
         EXPECT_EQ(decoded.combination().packageList(), before);
         ASSERT_EQ(log.messages().size(), warning ? 1U : 0U);
         if (warning) {
-            const LogCapture::Message &message = log.messages().front();
+            const LogCapture::Entry &message = log.messages().front();
             EXPECT_EQ(message.type, QtWarningMsg);
             EXPECT_EQ(message.text, QString::fromLatin1(warning));
             EXPECT_EQ(message.file, QStringLiteral("packagerequestcombination"));

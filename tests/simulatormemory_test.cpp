@@ -64,7 +64,7 @@ TEST(SimulatorMemory, OutOfMemoryThereIsNoReply)
             done = failingAllocation >= 0;
             failingAllocation = -1;
             if (answer.replies.empty()) {
-                EXPECT_EQ(answer.verdict.fault, KorvinInspect::Fault::OutOfMemory);
+                EXPECT_EQ(answer.verdict.refusal, KorvinInspect::Refusal::OutOfMemory);
                 ++failures;
             }
             ASSERT_LT(allocation, 10000);

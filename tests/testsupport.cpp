@@ -4,7 +4,7 @@
 
 namespace {
 
-std::vector<LogCapture::Message> caught;
+std::vector<LogCapture::Entry> caught;
 
 void keep(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
@@ -26,7 +26,7 @@ LogCapture::~LogCapture()
     qInstallMessageHandler(m_previous);
 }
 
-const std::vector<LogCapture::Message> &LogCapture::messages() const
+const std::vector<LogCapture::Entry> &LogCapture::messages() const
 {
     return caught;
 }

@@ -84,7 +84,7 @@ void expectCommonArguments(const Package &package, OrvexEnum::CommResults commRe
 class LogCapture
 {
 public:
-    struct Message
+    struct Entry
     {
         QtMsgType type;
         QString file;
@@ -99,7 +99,7 @@ public:
     LogCapture(const LogCapture &) = delete;
     LogCapture &operator=(const LogCapture &) = delete;
 
-    const std::vector<Message> &messages() const;
+    const std::vector<Entry> &messages() const;
 
 private:
     QtMessageHandler m_previous;

@@ -83,13 +83,23 @@ TEST_P(Vectors, EncodeAndDecode)
 
 INSTANTIATE_TEST_SUITE_P(Data, Vectors, testing::ValuesIn(allVectors()));
 
-TEST(VectorFiles, CoverEveryClass)
+TEST(VectorFiles, CoverEveryFormOfEveryClass)
 {
     QStringList covered;
-    for (const Vector &vector : allVectors())
-        covered << vector.className;
-    for (const PackageClass &listed : packageClasses())
-        EXPECT_TRUE(covered.contains(listed.name)) << listed.name.toStdString();
+    for (const Vector &vector : allVectors()) {
+        for (const QString &form : vector.content.keys())
+            covered << vector.className + QLatin1Char(' ') + form;
+    }
+    std::vector<FormOfVector> forms(std::begin(EncodedForms), std::end(EncodedForms));
+    forms.push_back(LinuxReply);
+    for (const PackageClass &listed : packageClasses()) {
+        for (const FormOfVector &form : forms) {
+            const QString name = listed.name + QLatin1Char(' ') + QLatin1String(form.name);
+            const bool isNeeded = exists({listed.id, form.encoding.form, form.encoding.direction});
+            EXPECT_TRUE(!isNeeded || covered.contains(name))
+                << "no vector has " << name.toStdString();
+        }
+    }
 }
 
 } // namespace

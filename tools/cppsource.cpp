@@ -1,5 +1,7 @@
 #include "cppsource.h"
 
+#include "classlayouts_p.h"
+
 #include <korvininspect/packageclass.h>
 #include <packagerequestwrite.h>
 
@@ -9,36 +11,53 @@ using namespace KorvinInspect;
 
 namespace {
 
+/// What constructors of requests take first.
 constexpr QStringView CommonArguments =
     u"deviceKey scrAddr desAddr deviceType portAddr scanBoardAddr "
-    "highAddr lowAddr reserved2 timeout tag commResult ";
+    "highAddr lowAddr reserved2 timeout tag commResult";
 
-/// What the constructor of a class takes behind the common arguments: fields, and expressions in
-/// place of data and its length, because the constructor makes the one fit the other.
-constexpr struct
+/// Collects what the constructor of a class takes after the common arguments: the columns of its
+/// request records. It knows the kind, unless the class adds nothing.
+class OwnArguments : public FieldSink
 {
-    ClassId id;
-    QStringView names;
-} OwnArguments[] = {
-    {ClassId::PackageRequestRead, u"replyDataLength clientPackageType"},
-    {ClassId::PackageRequestReadData, u"replyDataLength"},
-    {ClassId::PackageRequestReadFile, u"replyDataLength fileNameWithPath"},
-    {ClassId::PackageRequestReadMemData, u"replyDataLength offset"},
-    {ClassId::PackageRequestWrite, u"broadcast clientPackageType"},
-    {ClassId::PackageRequestWriteData, u"broadcast QByteArray() 0"},
-    {ClassId::PackageRequestWriteIP, u"broadcast QByteArray() 0"},
-    {ClassId::PackageRequestWriteFile, u"broadcast fileNameWithPath offset"},
-    {ClassId::PackageRequestWriteMemData, u"broadcast offset packageDataLength"},
+public:
+    explicit OwnArguments(const Korvin::ClassRow &row)
+        : m_row(row)
+    {
+    }
+
+    QStringList take() { return std::move(m_names); }
+
+    void add(const WireField &field) override
+    {
+        const bool isCommon = field.column < Korvin::CommonPart::RequestColumns;
+        if (isCommon || (field.type == WireType::Kind && m_row.own != Korvin::Own::None))
+            return;
+        if (field.type != WireType::DataString) {
+            m_names << QString::fromLatin1(field.name);
+            return;
+        }
+        // Expressions in place of data and its length: the constructor makes the one fit the other.
+        m_names.last() = QStringLiteral("QByteArray()");
+        m_names << QStringLiteral("0");
+    }
+
+private:
+    const Korvin::ClassRow &m_row;
+    QStringList m_names;
 };
 
 /// None for a class that has no such constructor.
 QStringList constructorArguments(ClassId id)
 {
-    for (const auto &row : OwnArguments) {
-        if (row.id == id)
-            return (CommonArguments.toString() + row.names.toString()).split(QLatin1Char(' '));
-    }
-    return {};
+    const Korvin::ClassRow &row = rowOf(id);
+    if (row.base != Korvin::Base::Read && row.base != Korvin::Base::Write)
+        return {};
+    OwnArguments own(row);
+    RecordScanner scanner(QStringView(), own);
+    Korvin::LayoutFields fields;
+    scanRecordAsWritten(scanner, row, false, fields);
+    return CommonArguments.toString().split(QLatin1Char(' ')) + own.take();
 }
 
 /// Whether constructors take the field as an unsigned byte, whatever its setter takes.

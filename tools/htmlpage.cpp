@@ -209,7 +209,7 @@ function say(place, names) {
     + (names.length ? ': ' + names.join(', ') : '');
 }
 
-function nameOf(row) {
+function shownName(row) {
   return row.querySelector('.name').firstChild.textContent;
 }
 
@@ -221,7 +221,7 @@ function point(target) {
   if (!found) return;
   const isRow = 'from' in found.dataset;
   const others = isRow ? markRow(found) : markCell(found);
-  say(isRow ? found.dataset.from : found.dataset.at, (isRow ? [found] : others).map(nameOf));
+  say(isRow ? found.dataset.from : found.dataset.at, (isRow ? [found] : others).map(shownName));
   if (others.length) others[0].scrollIntoView({block: 'nearest'});
 }
 
@@ -406,7 +406,7 @@ QString descriptionOf(const ExplainedField &field)
     return html;
 }
 
-QString nameOf(const ExplainedField &field)
+QString shownName(const ExplainedField &field)
 {
     return isUnread(field) ? QStringLiteral("not read") : shown(field.name);
 }
@@ -436,7 +436,7 @@ QString row(const QVector<ExplainedField> &fields, int index, Form form, TableCo
     if (columns.column)
         html += dataCell("number", field.column < 0 ? QString() : QString::number(field.column));
     return html + dataCell("number", offsetOf(field))
-        + dataCell("number", QString::number(field.width)) + dataCell("name", nameOf(field))
+        + dataCell("number", QString::number(field.width)) + dataCell("name", shownName(field))
         + dataCell("raw", rawOf(field, form)) + dataCell("value", valueOf(field))
         + dataCell("description", descriptionOf(field)) + QLatin1String("</tr>");
 }

@@ -1,69 +1,51 @@
 -- Wireshark dissector of the packages: byte frames, text records and Linux frames over TCP and UDP.
--- docs/wireshark.md says how to use it. What a frame or record holds is in
--- korvinpackage_layouts.lua, which is generated from the layouts of the library.
+-- docs/wireshark.md says how to use it. What a class consists of, and what a frame or record holds, is
+-- in korvinpackage_layouts.lua, which is generated from the rows and layouts of the library.
 
 local directory = debug.getinfo(1, "S").source:match("^@(.*[/\\])") or ""
 local layouts = dofile(directory .. "korvinpackage_layouts.lua")
 
 local LARGEST_MESSAGE = 1024 * 1024
-
--- Layouts: each step is a field, or a move.
-
-local function steps_of(text)
-    local steps = {}
-    for step in text:gmatch("%S+") do
-        local kind, name, column = step:match("^(%w+):(%w+)@(%d+)$")
-        if not kind then
-            kind, name = step:match("^(%w+):(%w+)")
-        end
-        steps[#steps + 1] = {
-            kind = kind,
-            name = name,
-            column = tonumber(column),
-            constant = tonumber(step:match("=(%d+)$")),
-        }
-    end
-    return steps
-end
-
-for _, class in pairs(layouts.classes) do
-    for _, name in ipairs { "request", "shortReply", "fullReply", "requestRecord", "replyRecord",
-        "writtenReplyRecord", "linux" } do
-        class[name] = class[name] and steps_of(class[name])
-    end
-end
-
 local COMBINATION = "PackageRequestCombination"
+
 local class_of_type = {}
 for name, class in pairs(layouts.classes) do
-    if class.combinationType then
-        class_of_type[class.combinationType] = name
+    if class.typeWord then
+        class_of_type[class.typeWord] = name
     end
 end
 
-local codes_by_name = {}
-for field, names in pairs(layouts.names) do
-    codes_by_name[field] = {}
+-- What a verb says of its field. All else about a field is in its step.
+
+local codes_of = {
+    access = layouts.codes.access,
+    rawAccess = layouts.codes.access,
+    kind = layouts.codes.kind,
+    readKind = layouts.codes.kind,
+    writeKind = layouts.codes.kind,
+    commResult = layouts.codes.commResult,
+    packageResult = layouts.codes.packageResult,
+}
+
+local code_of_name = {}
+for verb, names in pairs(codes_of) do
+    code_of_name[verb] = {}
     for code, name in pairs(names) do
-        codes_by_name[field][name] = code
+        code_of_name[verb][name] = code
     end
 end
 
-local function is_write(class)
-    return class:find("Write", 1, true) ~= nil
+local is_length = { length = true, shortLength = true, clampedLength = true, textLength = true }
+local is_in_bytes = { offset = true, textSize = true }
+for verb in pairs(is_length) do
+    is_in_bytes[verb] = true
 end
+local is_access = { access = true, rawAccess = true }
+local is_kind = { kind = true, readKind = true, writeKind = true }
+local is_serial = { serial = true, shortSerial = true }
 
-local function is_data_write(class)
-    return class == "PackageRequestWriteData" or class == "PackageRequestWriteIP"
-end
-
-local function is_count_of_bytes(name)
-    return name == "offset" or name:find("Length$") or name:find("Size$")
-end
-
-local function is_length(name)
-    return name == "replyDataLength" or name == "packageDataLength" or name == "fileNameSize"
-end
+-- Verbs of the same kind of field, which may stand for the same field of a package.
+local kind_of = { clampedLength = "length" }
 
 -- What is unusual about a field.
 
@@ -95,10 +77,11 @@ local function utf8_length(text, position)
     return length
 end
 
--- The text with U+FFFD for each byte that is no UTF-8, and whether there was none.
+-- The text with U+FFFD for each byte that is no UTF-8, and whether the library takes it: it drops a
+-- leading byte order mark.
 local function valid_utf8(text)
     local parts = {}
-    local position, start, valid = 1, 1, true
+    local position, start, valid = 1, 1, text:sub(1, 3) ~= "\239\187\191"
     while position <= #text do
         local length = utf8_length(text, position)
         if length then
@@ -120,8 +103,55 @@ local function quoted(text)
     return '"' .. start .. (#text > 40 and "..." or "") .. '"'
 end
 
--- Frames. A scanner gives the fields as the decoders of the library take them: each has a name, an
--- offset from the beginning of the frame, a width, a value, and perhaps a fault.
+-- Layouts: each step is a field, or says where the next one is.
+
+local function words_of(text)
+    local words = {}
+    for word in text:gmatch("%S+") do
+        local shared = word:match("^@(%w+)$")
+        for _, step in ipairs(shared and words_of(layouts.shared[shared]) or { word }) do
+            words[#words + 1] = step
+        end
+    end
+    return words
+end
+
+-- The steps from a word on, and the position of the word that ends them.
+local function steps_from(words, position)
+    local steps = {}
+    while words[position] and words[position] ~= "end" and words[position] ~= "otherwise" do
+        local word = words[position]
+        local step = {
+            verb = word:match("^%w+"),
+            name = word:match(":(%w+)"),
+            column = tonumber(word:match("@(%d+)$")),
+            number = tonumber(word:match("=(%d+)")),
+            copies = tonumber(word:match("/(%d+)$")),
+        }
+        if step.verb == "either" then
+            step.nonzero, position = steps_from(words, position + 1)
+        end
+        if step.verb == "either" or step.verb == "tail" then
+            step.steps, position = steps_from(words, position + 1)
+        end
+        steps[#steps + 1] = step
+        position = position + 1
+    end
+    return steps, position
+end
+
+for _, class in pairs(layouts.classes) do
+    for key, value in pairs(class) do
+        if type(value) == "string" and key ~= "typeWord" then
+            class[key] = steps_from(words_of(value), 1)
+        end
+    end
+end
+layouts.linuxHeader = steps_from(words_of(layouts.linuxHeader), 1)
+
+-- Frames. A scanner gives the fields as the decoders of the library take them, or as the encoders
+-- write them: each has a verb, a name, an offset from the beginning of the frame, a width, a value,
+-- and perhaps a fault.
 
 local function little_endian(bytes, position, width)
     local value = 0
@@ -131,31 +161,71 @@ local function little_endian(bytes, position, width)
     return value
 end
 
-local widths = { u8 = 1, s8 = 1, u16 = 2, i32 = 4, access = 1, flag = 1 }
-local signed = { s8 = true, i32 = true }
+local integers = {
+    gap = { width = 1 },
+    u8 = { width = 1 },
+    s8 = { width = 1, signed = true },
+    u16 = { width = 2 },
+    i32 = { width = 4, signed = true },
+    serial = { width = 2 },
+    shortSerial = { width = 1 },
+    timeout = { width = 4, signed = true },
+    reserved = { width = 1 },
+    signedReserved = { width = 1, signed = true },
+    ack = { width = 1 },
+    length = { width = 4, signed = true },
+    shortLength = { width = 2 },
+    clampedLength = { width = 4, signed = true },
+    textLength = { width = 4, signed = true },
+    textSize = { width = 2 },
+    offset = { width = 4, signed = true },
+    access = { width = 1 },
+    rawAccess = { width = 1, signed = true },
+    kind = { width = 1 },
+    commResult = { width = 1 },
+    packageResult = { width = 1 },
+    status = { width = 1, signed = true },
+    flag = { width = 1 },
+    checksum = { width = 2 },
+}
 
-local function code_fault(name, value)
-    if layouts.names[name] and not layouts.names[name][value] then
-        return string.format("unknown code %d", value)
+local function number_in_frame_fault(verb, number, is_request)
+    if codes_of[verb] and not codes_of[verb][number] or verb == "flag" and number > 1 then
+        return string.format("unknown code %d", number)
+    elseif is_length[verb] and number < 0 then
+        return string.format("negative length %d", number)
+    elseif verb == "status" and is_request and number ~= 0 then
+        return "0 expected in a request"
     end
-    if is_length(name) and value < 0 then
-        return string.format("negative length %d", value)
+end
+
+-- What a decoder makes of a number.
+local function taken(verb, number)
+    if verb == "access" then
+        return number == 0 and 0 or 1
+    elseif verb == "flag" then
+        return number == 1
+    elseif verb == "clampedLength" then
+        return math.max(0, number)
     end
+    return number
 end
 
 local FrameScanner = {}
 FrameScanner.__index = FrameScanner
 
-function FrameScanner.new(bytes, takes_missing)
+function FrameScanner.new(bytes, is_request, takes_missing)
     return setmetatable({
         bytes = bytes,
+        is_request = is_request,
         takes_missing = takes_missing, -- a field that is not all there takes its bytes nevertheless
         fields = {},
-        texts = {},
-        values = {},
+        texts = {}, -- the latest of each name
+        last = {}, -- the latest number of each verb
         position = 0,
-        start = 0, -- of the last text or block
-        number = 0, -- the last one, which announces what follows
+        number = 0, -- the latest of all, which announces what follows
+        is_carried = true, -- an announced block
+        tail_end = 0,
     }, FrameScanner)
 end
 
@@ -166,71 +236,73 @@ function FrameScanner:advance(count)
     end
 end
 
-function FrameScanner:add(name, width)
-    local size = #self.bytes
+function FrameScanner:remaining()
+    return math.max(0, #self.bytes - self.position)
+end
+
+function FrameScanner:add(verb, name, size)
     local offset = self.position
-    if offset < 0 or offset > size then
-        offset = size
+    if offset < 0 or offset > #self.bytes then
+        offset = #self.bytes
     end
-    local field = { name = name, offset = offset, width = math.min(width, size - offset) }
-    field.missing = width - field.width
+    local field = {
+        verb = verb,
+        name = name,
+        offset = offset,
+        size = size,
+        width = math.min(size, #self.bytes - offset),
+    }
+    field.missing = size - field.width
     self.fields[#self.fields + 1] = field
     return field
 end
 
-function FrameScanner:integer(name, width, is_signed)
-    local field = self:add(name, width)
-    local value = 0
+function FrameScanner:integer(verb, name)
+    local layout = assert(integers[verb], verb)
+    local field = self:add(verb, name or "", layout.width)
+    local number = 0
     if field.missing == 0 or self.takes_missing then
-        value = little_endian(self.bytes, field.offset, width)
-        if is_signed and value >= 256 ^ width / 2 then
-            value = value - 256 ^ width
+        number = little_endian(self.bytes, field.offset, layout.width)
+        if layout.signed and number >= 256 ^ layout.width / 2 then
+            number = number - 256 ^ layout.width
         end
-        self:advance(width)
+        self:advance(layout.width)
     end
+    field.number = number
+    field.value = taken(verb, number)
+    field.fault = number_in_frame_fault(verb, number, self.is_request)
     if field.missing > 0 then
-        field.fault = string.format("truncated: %s expected, %s left", bytes_in_words(width),
-            bytes_in_words(field.width))
-        if not self.takes_missing then
-            field.width = 0
-        end
+        field.fault = string.format("truncated: %s expected, %s left",
+            bytes_in_words(layout.width), bytes_in_words(field.width))
+        field.width = self.takes_missing and field.width or 0
     end
-    field.value = value
-    self.number = value
-    self.values[name] = value
+    self.number = number
+    self.last[verb] = number
     return field
 end
 
-function FrameScanner:constant(name, expected)
-    local field = self:add(name, 1)
-    field.value = self.bytes:byte(field.offset + 1) or 0
+-- A text or block of the announced size.
+function FrameScanner:extent(verb, name, size)
+    local field = self:add(verb, name, math.max(0, size))
     if field.missing > 0 then
-        field.fault = "truncated: 1 byte expected, 0 bytes left"
-    elseif field.value ~= expected then
-        field.fault = string.format("0x%X expected", expected)
-    end
-    self:advance(1)
-end
-
-function FrameScanner:announced(field, size)
-    if field.missing > 0 then
-        field.fault = string.format("announced %s, left %s", bytes_in_words(size),
+        field.fault = string.format("announced %s, left %s", bytes_in_words(field.size),
             bytes_in_words(field.width))
+    else
+        field.raw = self.bytes:sub(field.offset + 1, field.offset + field.size)
     end
+    self:advance(field.size)
+    return field
 end
 
-function FrameScanner:text(name, size)
-    self.start = self.position
-    local field = self:add(name, size)
-    self:announced(field, size)
-    -- A decoder keeps the file name that it has where the size is 0.
-    if size > 0 or name ~= "fileNameWithPath" then
+-- @param is_kept is set where a decoder keeps the text that it has where the size is 0.
+function FrameScanner:text(name, size, is_kept)
+    local field = self:extent("text", name, size)
+    if size > 0 or not is_kept then
         self.texts[name] = ""
     end
-    if field.missing == 0 and size > 0 then
-        local raw = self.bytes:sub(field.offset + 1, field.offset + size)
-        local zero = raw:find("\0", 1, true)
-        local text, valid = valid_utf8(zero and raw:sub(1, zero - 1) or raw)
+    if field.raw and size > 0 then
+        local zero = field.raw:find("\0", 1, true)
+        local text, valid = valid_utf8(zero and field.raw:sub(1, zero - 1) or field.raw)
         if zero then
             field.fault = "the text holds a zero byte, where readers end it"
         elseif not valid then
@@ -239,54 +311,95 @@ function FrameScanner:text(name, size)
         self.texts[name] = text
     end
     field.value = self.texts[name] or ""
-    self:advance(size)
 end
 
 function FrameScanner:block(name, size)
-    self.start = self.position
-    local field = self:add(name, size)
-    self:announced(field, size)
-    if field.missing == 0 then
-        field.value = self.bytes:sub(field.offset + 1, field.offset + size)
-    end
-    self:advance(size)
+    local field = self:extent("block", name, size)
+    field.value = field.raw
     return field
 end
 
-function FrameScanner:run(steps, marker)
+local frame_verbs = {}
+
+function frame_verbs.constant(scanner, step)
+    local field = scanner:add("constant", step.name, 1)
+    local expected = scanner.marker or step.number
+    field.value = scanner.bytes:byte(field.offset + 1) or 0
+    if field.missing > 0 then
+        field.fault = "truncated: 1 byte expected, 0 bytes left"
+    elseif field.value ~= expected then
+        field.fault = string.format("0x%X expected", expected)
+    end
+    scanner:advance(1)
+end
+
+function frame_verbs.sizedText(scanner, step)
+    scanner:text(step.name, scanner:integer("textSize", step.name .. "Size").number)
+end
+
+function frame_verbs.uncountedText(scanner, step)
+    local size = scanner:integer("textSize", step.name .. "Size").number
+    local start = scanner.position
+    scanner:text(step.name, size, true)
+    scanner.position = start
+end
+
+function frame_verbs.keptText(scanner, step)
+    scanner:text(step.name, scanner.number, true)
+end
+
+-- Of an encoder only: as far as the tail.
+function frame_verbs.text(scanner, step)
+    scanner:text(step.name, math.max(0, scanner.tail_end - scanner.position))
+end
+
+function frame_verbs.block(scanner, step)
+    scanner:block(step.name, scanner.number)
+end
+
+function frame_verbs.uncountedBlock(scanner, step)
+    local start = scanner.position
+    scanner:block(step.name, scanner.number)
+    scanner.position = start
+end
+
+function frame_verbs.announcedBlock(scanner, step)
+    if not scanner.is_carried then
+        return
+    end
+    local field = scanner:block(step.name, scanner.number)
+    field.is_announced = field.missing > 0 and field.width == 0
+end
+
+function frame_verbs.announce(scanner, step)
+    scanner.is_carried = scanner:remaining() > step.number
+end
+
+function frame_verbs.tail(scanner, step)
+    local size = math.floor((scanner:remaining() - step.number) / step.copies)
+    if size > 0 then
+        scanner.tail_end = scanner.position + size
+        scanner:run(step.steps)
+    end
+end
+
+function frame_verbs.either(scanner, step)
+    local is_there = scanner:remaining() >= 4
+    local is_zero = not is_there or little_endian(scanner.bytes, scanner.position, 4) == 0
+    scanner:run(is_zero and step.steps or step.nonzero)
+end
+
+function frame_verbs.at(scanner, step)
+    scanner.position = step.number
+end
+
+function FrameScanner:run(steps)
     for _, step in ipairs(steps) do
-        local kind, name = step.kind, step.name
-        if kind == "constant" then
-            self:constant(name, marker or step.constant)
-        elseif kind == "sizedText" or kind == "uncountedText" then
-            local size = self:integer(name .. "Size", 2).value
-            self:text(name, size)
-            if kind == "uncountedText" then
-                self.position = self.start
-            end
-        elseif kind == "text" then
-            self:text(name, math.max(0, self.number))
-        elseif kind == "block" then
-            self:block(name, math.max(0, self.number))
-        elseif kind == "at" then
-            self.position = tonumber(name)
-        elseif kind == "back" then
-            self.position = self.start
+        local walk = frame_verbs[step.verb]
+        if walk then
+            walk(self, step)
         else
-            local field = self:integer(name, widths[kind], signed[kind])
-            if not field.fault then
-                field.fault = code_fault(name, field.value)
-            end
-            if kind == "access" and not self.takes_missing then
-                field.value = field.value == 0 and 0 or 1
-            elseif kind == "flag" then
-                if field.value > 1 then
-                    field.fault = string.format("unknown code %d", field.value)
-                end
-                field.value = field.value == 1
-            elseif name == "packageDataLength" then
-                field.value = math.max(0, field.value)
-            end
+            self:integer(step.verb, step.name)
         end
     end
 end
@@ -315,7 +428,7 @@ local function add_unread(fields, size)
                 name = "",
                 offset = reached,
                 width = offset - reached,
-                fault = string.format("%s behind the last field", bytes_in_words(offset - reached)),
+                fault = string.format("trailing %s", bytes_in_words(offset - reached)),
             }
         end
     end
@@ -328,72 +441,113 @@ local function add_unread(fields, size)
     return complete
 end
 
+local function is_full_reply(bytes, is_request)
+    return not is_request and (bytes:byte(1) or 0) ~= 0
+end
+
+-- The fields as encoders write them.
+local function written_frame(bytes, class, is_request)
+    local layout = layouts.classes[class]
+    local scanner = FrameScanner.new(bytes, is_request)
+    if is_request then
+        scanner:run(layout.writtenRequest)
+    elseif is_full_reply(bytes, is_request) then
+        scanner.marker = 1
+        scanner:run(layout.writtenFullReply)
+    else
+        scanner:run(layout.writtenShortReply)
+    end
+    return scanner.fields
+end
+
+-- Where encoders are not expected to have written the fields, or why else input is refused: a place,
+-- nil for input that is accepted. @p size is where the fields must end.
+local function refusal_of(fields, size)
+    local seen, reached = {}, 0
+    for _, field in ipairs(fields) do
+        if field.verb == "checksum" and reached < field.offset then
+            return { position = reached }
+        end
+        local key = (kind_of[field.verb] or field.verb) .. " " .. field.name
+        local earlier = seen[key]
+        local differs = earlier and (earlier.number ~= field.number or earlier.raw ~= field.raw)
+        if field.fault or differs then
+            return { position = field.column or field.offset }
+        end
+        if field.verb ~= "constant" and field.verb ~= "gap" then
+            seen[key] = earlier or field
+        end
+        reached = math.max(reached, field.offset + field.size)
+    end
+    if reached < size then
+        return { position = reached }
+    end
+end
+
+-- The name of a field that encoders write where decoders read nothing.
+local function written_at(bytes, class, is_request, place)
+    local fields = written_frame(bytes, class, is_request)
+    if refusal_of(fields, #bytes) then
+        return nil
+    end
+    for _, field in ipairs(fields) do
+        if field.name ~= "" and field.offset < place.offset + place.width
+            and place.offset < field.offset + field.width then
+            return field.name
+        end
+    end
+end
+
 local FULL_REPLY = "from here on as decoders read it; encoders write a full reply in another way"
 
 local function scan_frame(bytes, class, is_request)
-    local scanner = FrameScanner.new(bytes)
     local layout = layouts.classes[class]
-    local full = not is_request and (bytes:byte(1) or 0) ~= 0
-    if is_request then
-        scanner:run(layout.request)
-    elseif full then
-        scanner:run(layout.fullReply, 1)
-    else
-        scanner:run(layout.shortReply)
-    end
-    if is_request and class == "PackageRequestReadData" then
-        local data = scanner.fields[#scanner.fields]
-        if data.missing > 0 and data.width == 0 then
-            data.fault = nil
-            data.note = "a request announces the data that its reply is to bring"
-        end
-    end
-    -- What an encoder writes behind the request of a full reply reads back as something else.
-    local in_request = true
-    for _, field in ipairs(scanner.fields) do
-        if full and field.name == "ackCode" then
-            field.note = FULL_REPLY
-            in_request = false
-        end
-        if not in_request then
-            field.fault = nil
+    local scanner = FrameScanner.new(bytes, is_request)
+    local is_full = is_full_reply(bytes, is_request)
+    scanner.marker = is_full and 1 or nil
+    scanner:run((is_request or is_full) and layout.request or layout.shortReply)
+    if is_full then
+        -- What an encoder writes after the request reads back as something else.
+        local first = #scanner.fields + 1
+        scanner:run(layout.endOfFullReply)
+        scanner.fields[first].note = FULL_REPLY
+        for i = first, #scanner.fields do
+            scanner.fields[i].fault = nil
         end
     end
     local fields = add_unread(scanner.fields, #bytes)
     for _, field in ipairs(fields) do
-        if field.name == "" and full then
+        local written = is_request and field.name == ""
+            and written_at(bytes, class, is_request, field)
+        if field.is_announced and is_request then
             field.fault = nil
-        elseif field.name == "" and class == "PackageRequestWriteFile" and is_request
-            and scanner.values.fileNameSize == 0 then
+            field.note = "a request announces the data that its reply is to bring"
+        elseif written then
+            field.note = "not read; an encoder writes " .. written .. " here"
+        end
+        if written or field.name == "" and is_full then
             field.fault = nil
-            field.note = "not read; an encoder writes the file name, which begins in front of this"
         end
     end
-    return { fields = fields, full = full }
+    return { fields = fields, full = is_full }
 end
 
-local function scan_linux(bytes, class, is_request)
-    local scanner = FrameScanner.new(bytes, true)
-    scanner:run(layouts.classes[class].linux)
-    local length = scanner.values.dataLength
+-- The fields of a Linux frame, which decoders read as encoders write them.
+local function linux_fields(bytes, class, is_request)
+    local scanner = FrameScanner.new(bytes, is_request, true)
+    scanner:run(layouts.linuxHeader)
+    local length = scanner.last.shortLength
     local checksum = math.max(0, #bytes - 2)
-    if length > 0 and (not is_request or scanner.values.readWriteCode ~= 0) then
+    if length > 0 and (not is_request or scanner.last.rawAccess ~= 0) then
         -- The data ends at the checksum at the latest.
         local data = FrameScanner.new(bytes:sub(1, checksum))
         data.position = scanner.position
         local field = data:block("data", length)
         field.value = bytes:sub(field.offset + 1, field.offset + field.width)
-        if is_data_write(class) then
+        if layouts.classes[class].padsLinuxData then
             field.value = field.value .. string.rep("\0", field.missing)
         end
         scanner.fields[#scanner.fields + 1] = field
-    end
-    if is_request and scanner.values.status ~= 0 then
-        for _, field in ipairs(scanner.fields) do
-            if field.name == "status" then
-                field.fault = field.fault or "0 expected in a request"
-            end
-        end
     end
     scanner.position = checksum
     local sum = 0x5555
@@ -401,11 +555,15 @@ local function scan_linux(bytes, class, is_request)
         sum = sum + bytes:byte(position)
     end
     sum = sum % 0x10000
-    local field = scanner:integer("checksum", 2)
+    local field = scanner:integer("checksum", "checksum")
     field.checksum_ok = field.value == sum
     field.fault = field.fault
         or not field.checksum_ok and string.format("wrong checksum: 0x%04X expected", sum) or nil
-    return { fields = add_unread(scanner.fields, #bytes) }
+    return scanner.fields
+end
+
+local function scan_linux(bytes, class, is_request)
+    return { fields = add_unread(linux_fields(bytes, class, is_request), #bytes) }
 end
 
 -- Records.
@@ -426,7 +584,7 @@ local function split(text, separator, offset)
     end
 end
 
--- The number of a column as decoders parse it: 0 for what is none, or lies out of the range.
+-- The number of a column as decoders parse it: 0 for any other text, and out of the range.
 local function parsed(text, low, high)
     local sign, digits = text:match("^[ \t\n\v\f\r]*([+-]?)(%d+)[ \t\n\v\f\r]*$")
     if not digits or (sign == "-" and low == 0) then
@@ -457,6 +615,7 @@ local function number_fault(text, low, high)
     end
 end
 
+-- The value of a column, and what is wrong with it.
 local columns = {}
 
 function columns.u8(text)
@@ -467,22 +626,32 @@ function columns.u16(text)
     return uint32(text) % 0x10000, number_fault(text, 0, 65535)
 end
 
-function columns.i32(text, name)
-    return int32(text), number_fault(text, is_length(name) and 0 or MIN_INT, MAX_INT)
+function columns.i32(text)
+    return int32(text), number_fault(text, MIN_INT, MAX_INT)
 end
 
-function columns.positiveI32(text)
+columns.timeout = columns.i32
+columns.offset = columns.i32
+
+function columns.length(text)
     return int32(text), number_fault(text, 0, MAX_INT)
 end
 
-function columns.positiveU32(text)
+columns.serial = columns.length
+columns.ack = columns.length
+
+function columns.reserved(text)
     local value = uint32(text)
     return value > MAX_INT and value - 0x100000000 or value, number_fault(text, 0, MAX_INT)
 end
 
+columns.unsignedTimeout = columns.reserved
+
 function columns.text(text)
     return (valid_utf8(text))
 end
+
+columns.answer = columns.text
 
 function columns.escaped(text)
     local key = text:gsub("%*#%*", ","):gsub("#%*#", "/")
@@ -494,21 +663,17 @@ function columns.flag(text)
     return text == "true", not known and "unknown word " .. quoted(text) or nil
 end
 
-local function word(fallback)
-    return function(text, name)
-        local code = codes_by_name[name][text]
-        return code or fallback[name], not code and "unknown word " .. quoted(text) or nil
+for verb, fallback in pairs { access = 1, readKind = 2, writeKind = 0, commResult = 1,
+    packageResult = 0 } do
+    columns[verb] = function(text)
+        local code = code_of_name[verb][text]
+        return code or fallback, not code and "unknown word " .. quoted(text) or nil
     end
 end
 
-columns.access = word { readWriteCode = 1 }
-columns.readKind = word { clientPackageType = 2 }
-columns.writeKind = word { clientPackageType = 0 }
-columns.result = word { commResult = 1, packResult = 0 }
-
-local function data_string(text, length, takes_empty)
+local function data_string(text, length, count)
     local parts = split(text, "/", 0)
-    local count = takes_empty and text == "" and 0 or #parts
+    count = count or #parts
     local fault = count ~= length and string.format("%d numbers announced, %d found", length, count)
         or nil
     if length > #parts then
@@ -522,60 +687,75 @@ local function data_string(text, length, takes_empty)
     return table.concat(bytes), fault
 end
 
--- The fields as decoders read them, or as encoders write them.
-local function scan_record(text, class, is_request, base, as_written)
-    local layout = layouts.classes[class]
-    local parts = split(text, ",", base or 0)
-    local fields, readers, written, written_count = {}, {}, {}, 0
-    for _, step in ipairs(is_request and layout.requestRecord or layout.writtenReplyRecord) do
-        written[step.column] = step.name
-        written_count = written_count + 1
-    end
-    local number = 0
-    local steps = is_request and layout.requestRecord
-        or as_written and layout.writtenReplyRecord or layout.replyRecord
+function columns.dataString(text, length)
+    return data_string(text, length)
+end
+
+function columns.dataStringOrNone(text, length)
+    return data_string(text, length, text == "" and 0 or nil)
+end
+
+-- The fields of those steps whose column is there.
+local function column_fields(parts, steps)
+    local fields, number = {}, 0
     for _, step in ipairs(steps) do
         local part = parts[step.column + 1]
         if part then
-            local value, fault
-            if step.kind == "dataString" then
-                local takes_empty = is_data_write(class) and not is_request
-                value, fault = data_string(part.text, number, takes_empty)
-            else
-                value, fault = columns[step.kind](part.text, step.name)
-            end
-            if type(value) == "number" then
-                number = value
-            end
+            local value, fault = assert(columns[step.verb], step.verb)(part.text, number)
+            number = type(value) == "number" and value or number
             fields[#fields + 1] = {
+                verb = step.verb,
                 name = step.name,
                 column = step.column,
                 offset = part.offset,
+                size = #part.text,
                 width = #part.text,
                 value = value,
-                fault = (written[step.column] or step.name) == step.name and fault or nil,
-                note = written[step.column] and written[step.column] ~= step.name
-                    and "an encoder writes " .. written[step.column] .. " here" or nil,
-                is_data_string = step.kind == "dataString",
+                number = type(value) == "number" and value or nil,
+                fault = fault,
             }
-            readers[step.column] = true
+        end
+    end
+    return fields
+end
+
+local function written_steps(class, is_request)
+    local layout = layouts.classes[class]
+    return is_request and layout.requestRecord or layout.writtenReplyRecord
+end
+
+local function scan_record(text, class, is_request, base)
+    local layout = layouts.classes[class]
+    local parts = split(text, ",", base or 0)
+    local fields = column_fields(parts, is_request and layout.requestRecord or layout.replyRecord)
+    local readers, written, written_count = {}, {}, 0
+    for _, step in ipairs(written_steps(class, is_request)) do
+        written[step.column] = step.name
+        written_count = written_count + 1
+    end
+    for _, field in ipairs(fields) do
+        readers[field.column] = true
+        local name = written[field.column]
+        if name and name ~= field.name then
+            field.fault = nil
+            field.note = "an encoder writes " .. name .. " here"
         end
     end
     for i, part in ipairs(parts) do
+        local name = written[i - 1]
         if not readers[i - 1] then
-            local name = written[i - 1]
             fields[#fields + 1] = {
                 name = "",
                 column = i - 1,
                 offset = part.offset,
                 width = #part.text,
-                fault = not name and "a column behind the last one" or nil,
+                fault = not name and "a column after the last one" or nil,
                 note = name and "not read; an encoder writes " .. name .. " here" or nil,
             }
         end
     end
     -- Of a special request's reply an encoder writes less than its decoder wants.
-    local needed = math.min(layout.columns[is_request and 1 or 2], written_count)
+    local needed = math.min(layout.neededColumns[is_request and "request" or "reply"], written_count)
     return {
         fields = by_offset(fields),
         fault = #parts < needed
@@ -616,15 +796,6 @@ end
 
 -- Packages: what a message is, and its fields.
 
-local function form_of(bytes)
-    if bytes:sub(1, 2) == "\x55\xAA" then
-        return "linux"
-    end
-    local is_text = not bytes:find("\0", 1, true) and bytes:byte(1) ~= 1
-        and (bytes:find(",", 1, true) or bytes:find("^", 1, true))
-    return is_text and "text" or "frame"
-end
-
 local function scan(bytes, form, class, is_request)
     if form == "linux" then
         return scan_linux(bytes, class, is_request)
@@ -636,57 +807,163 @@ local function scan(bytes, form, class, is_request)
     return scan_record(bytes, class, is_request)
 end
 
-local function usual_kind(class)
-    return class:find("File", 1, true) and 1 or class:find("MemData", 1, true) and 2 or 0
+-- What korvinpack check says of a message, and the fields that encoders write.
+
+local function check_record(text, class, is_request)
+    local parts = split(text, ",", 0)
+    local steps = written_steps(class, is_request)
+    local needed = layouts.classes[class].neededColumns[is_request and "request" or "reply"]
+    if #parts < needed or #parts > #steps then
+        local expected = #parts < needed and needed or #steps
+        return { has_other_columns = true, position = math.min(expected, #parts) }, {}
+    end
+    local fields = column_fields(parts, steps)
+    return refusal_of(fields, 0), fields
 end
 
--- How well a class fits: fewer faults first, then codes that are usual for the class.
-local function rank(scanned, class)
-    local faults, usual = scanned.fault and 100 or 0, 0
-    for _, field in ipairs(scanned.fields) do
-        if field.fault then
-            faults = faults + 1
+local function check_combination(text)
+    for i, part in ipairs(split(text, "|", 0)) do
+        local props = split(part.text, "^", 0)
+        local class = class_of_type[props[1].text]
+        local refusal
+        if #props ~= 2 then
+            refusal = { has_other_columns = true, position = math.min(2, #props) }
+        elseif not class then
+            refusal = { position = 0 }
+        else
+            refusal = check_record(props[2].text, class, true)
         end
-        if field.name == "readWriteCode" and field.value == (is_write(class) and 1 or 0)
-            or field.name == "clientPackageType" and field.value == usual_kind(class) then
-            usual = usual + 1
+        if refusal then
+            refusal.item = i
+            return refusal
         end
     end
-    return faults * 10 - usual
 end
 
+local function check(bytes, form, class, is_request)
+    if form == "frame" then
+        local fields = written_frame(bytes, class, is_request)
+        return refusal_of(fields, #bytes), fields
+    elseif form == "linux" then
+        if #bytes < 20 then
+            return { position = #bytes }, {}
+        end
+        local fields = linux_fields(bytes, class, is_request)
+        return refusal_of(fields, 0), fields
+    end
+    local _, is_valid = valid_utf8(bytes)
+    if not is_valid then
+        return { position = 0 }, {}
+    elseif class == COMBINATION then
+        return check_combination(bytes), {}
+    end
+    return check_record(bytes, class, is_request)
+end
+
+-- How many codes are usual for the class.
+local function usual_codes(fields, class)
+    local count = 0
+    for _, field in ipairs(fields) do
+        local layout = layouts.classes[class]
+        if is_access[field.verb] and field.number == layout.usualAccess
+            or is_kind[field.verb] and field.number == layout.usualKind then
+            count = count + 1
+        end
+    end
+    return count
+end
+
+-- Whether the first of two guesses is better, as korvinpack explain ranks them: what is accepted
+-- comes first, then by its codes; of what is refused, what has the right number of columns and is
+-- refused latest.
+local function is_better(a, b)
+    local first, second = a.refusal, b.refusal
+    if not first or not second then
+        return not first and (second ~= nil or a.usual > b.usual)
+    elseif first.has_other_columns ~= second.has_other_columns then
+        return not first.has_other_columns
+    elseif (first.item or 0) ~= (second.item or 0) then
+        return (first.item or 0) > (second.item or 0)
+    end
+    return first.position > second.position
+end
+
+local function has_form(class, form)
+    if class == COMBINATION then
+        return form == "text"
+    end
+    return layouts.classes[class] ~= nil and (form ~= "linux" or layouts.classes[class].linux)
+end
+
+-- The class that a message fits best, and whether it is accepted as such.
 local function guess_class(bytes, form, is_request)
-    if form == "linux" then
-        return (bytes:byte(11) or 0) == 0 and "PackageRequestReadData" or "PackageRequestWriteData"
-    elseif form == "text" and bytes:find("^", 1, true) then
-        return COMBINATION
+    local classes = { table.unpack(layouts.order) }
+    if bytes:find("^", 1, true) then
+        if form == "text" and not is_request then
+            return COMBINATION, true -- which the library does not read
+        end
+        classes[#classes + 1] = COMBINATION
     end
-    local best, best_rank
-    for _, class in ipairs(layouts.order) do
-        local scanned = form == "text" and scan_record(bytes, class, is_request, 0, true)
-            or scan_frame(bytes, class, is_request)
-        local class_rank = rank(scanned, class)
-        if not best or class_rank < best_rank then
-            best, best_rank = class, class_rank
+    local best
+    for _, class in ipairs(classes) do
+        if has_form(class, form) then
+            local refusal, fields = check(bytes, form, class, is_request)
+            local guess = { class = class, refusal = refusal, usual = usual_codes(fields, class) }
+            if not best or is_better(guess, best) then
+                best = guess
+            end
         end
     end
-    return best
+    return best.class, not best.refusal
+end
+
+-- The form by the first bytes. What looks like a frame is a record where it fits as one: a text may
+-- hold zero bytes.
+local function form_of(bytes, is_request)
+    if bytes:sub(1, 2) == "\x55\xAA" then
+        return "linux"
+    elseif not bytes:find(",", 1, true) and not bytes:find("^", 1, true) then
+        return "frame"
+    elseif not bytes:find("\0", 1, true) and bytes:byte(1) ~= 1 then
+        return "text"
+    end
+    local _, fits = guess_class(bytes, "text", is_request)
+    return fits and "text" or "frame"
+end
+
+local function serial_field(fields)
+    for _, field in ipairs(fields) do
+        if is_serial[field.verb] and field.width > 0 then
+            return field.number
+        end
+    end
 end
 
 -- The serial number of a message, without knowing its class; nil where it carries none.
 local function serial_of(bytes, form, is_request)
     if form == "linux" then
-        return bytes:byte(4)
-    elseif form == "text" then
-        local parts = split(bytes, ",", 0)
-        return #parts >= 15 and not bytes:find("^", 1, true) and int32(parts[1].text) or nil
+        return serial_field(linux_fields(bytes, layouts.order[1], is_request))
+    elseif form == "frame" then
+        return serial_field(scan_frame(bytes, layouts.order[1], is_request).fields)
     end
-    local scanned = scan_frame(bytes, "PackageBase", is_request)
-    for _, field in ipairs(scanned.fields) do
-        if field.name == "serialNum" and field.width > 0 then
-            return field.value
+    local base = layouts.classes[layouts.order[1]]
+    local parts = split(bytes, ",", 0)
+    if #parts < base.neededColumns.request or bytes:find("^", 1, true) then
+        return nil
+    end
+    return serial_field(column_fields(parts, base.requestRecord))
+end
+
+local function carries_serial(class, form)
+    if class == COMBINATION then
+        return false
+    end
+    for _, step in ipairs(layouts.classes[class].requestRecord) do
+        if is_serial[step.verb] then
+            return true
         end
     end
+    return form ~= "text"
 end
 
 -- Wireshark: protocols, fields and preferences.
@@ -694,27 +971,23 @@ end
 local main = Proto("korvinpackage", "Korvin package")
 local fields = {}
 
-local function label(name)
-    return layouts.descriptions[name] or name
+-- What makes a field of each type; all others are numbers.
+local function proto_field(name, field)
+    local abbreviation = "korvinpackage." .. name
+    if field.type == "string" then
+        return ProtoField.string(abbreviation, name, base.UNICODE, field.description)
+    elseif field.type == "bytes" then
+        return ProtoField.bytes(abbreviation, name, base.SPACE, field.description)
+    elseif field.type == "bool" then
+        return ProtoField.bool(abbreviation, name, base.NONE, nil, 0, field.description)
+    end
+    local display = field.type == "uint16" and base.HEX or base.DEC
+    local codes = field.codes and layouts.codes[field.codes]
+    return ProtoField[field.type](abbreviation, name, display, codes, 0, field.description)
 end
 
--- The type of a field is the widest of what its forms carry; all but these are 32-bit numbers.
-local strings = { "deviceKey", "tag", "fileNameWithPath", "strData", "type" }
-local other_types = { serialNum = ProtoField.uint64, ackCode = ProtoField.uint32 }
-for _, name in ipairs(strings) do
-    fields[name] = ProtoField.string("korvinpackage." .. name, name, base.UNICODE, label(name))
-end
-fields.broadcast = ProtoField.bool("korvinpackage.broadcast", "broadcast", base.NONE, nil, 0,
-    label("broadcast"))
-fields.data = ProtoField.bytes("korvinpackage.data", "data", base.SPACE, label("data"))
-fields.checksum = ProtoField.uint16("korvinpackage.checksum", "checksum", base.HEX, nil, 0,
-    label("checksum"))
-for name in pairs(layouts.descriptions) do
-    if not fields[name] then
-        local create = other_types[name] or ProtoField.int32
-        fields[name] = create("korvinpackage." .. name, name, base.DEC, layouts.names[name], 0,
-            label(name))
-    end
+for name, field in pairs(layouts.fields) do
+    fields[name] = proto_field(name, field)
 end
 fields.data_string = ProtoField.string("korvinpackage.data_string", "data string", base.UNICODE,
     "data as numbers joined by /")
@@ -837,23 +1110,21 @@ local function to_hex(bytes)
     end))
 end
 
--- Data that does not stand in the packet as it is gets a buffer of its own.
+-- Data that is not in the packet as it is gets a buffer of its own.
 local function add_data(tree, range, field, raw)
-    local item = tree
-    if field.is_data_string then
+    local item
+    if field.column then
         item = tree:add(fields.data_string, range, (valid_utf8(raw)))
-    elseif not field.value then
-        item = tree:add(fields.unread, range)
-        item:set_text("data: not all of it is there")
     elseif field.value == raw then
-        return tree:add(fields.data, range)
+        return tree:add(fields[field.name], range)
     else
         item = tree:add(fields.unread, range)
-        item:set_text("data: not all of it is there, the rest reads as 0")
+        item:set_text(field.name .. (field.value and ": not all of it is there, the rest reads as 0"
+            or ": not all of it is there"))
     end
     if field.value and #field.value > 0 then
         local whole = ByteArray.new(to_hex(field.value)):tvb("Data")
-        item:add(fields.data, whole:range())
+        item:add(fields[field.name], whole:range())
     end
     return item
 end
@@ -862,12 +1133,14 @@ local function add_item(tree, range, field, raw)
     local name, value = field.name, field.value
     if name == "" then
         return tree:add(fields.unread, range)
-    elseif name == "data" then
+    end
+    local type = layouts.fields[name].type
+    if type == "bytes" then
         return add_data(tree, range, field, raw)
-    elseif name == "serialNum" then
-        return tree:add(fields.serialNum, range, uint64(value))
-    elseif name == "ackCode" then
-        return tree:add(fields.ackCode, range, value % 0x100000000)
+    elseif type == "uint64" then
+        return tree:add(fields[name], range, uint64(value))
+    elseif type == "uint32" then
+        return tree:add(fields[name], range, value % 0x100000000)
     end
     return tree:add(fields[name], range, value)
 end
@@ -875,16 +1148,16 @@ end
 local function add_fields(tree, range, bytes, list)
     for _, field in ipairs(list) do
         local raw = bytes:sub(field.offset + 1, field.offset + field.width)
-        -- There is no range behind the last byte, not even an empty one.
+        -- There is no range after the last byte, not even an empty one.
         local place = range(math.min(field.offset, #bytes - (field.width == 0 and 1 or 0)),
             field.width)
         local item = add_item(tree, place, field, raw)
-        if field.name == "status" then
-            local result = layouts.names.commResult[field.value + 1]
+        if field.verb == "status" then
+            local result = layouts.codes.commResult[field.value + 1]
             item:append_text(string.format(" (%s)", result or "no name"))
-        elseif is_count_of_bytes(field.name) then
+        elseif is_in_bytes[field.verb] then
             item:append_text(" bytes")
-        elseif field.name == "checksum" then
+        elseif field.verb == "checksum" then
             item:add(fields.checksum_status, place, field.checksum_ok and 1 or 0):set_generated()
         end
         if field.fault then
@@ -913,16 +1186,15 @@ end
 local function failure_of(scanned)
     local values = {}
     for _, field in ipairs(scanned.fields) do
-        values[field.name] = field.value
+        values[field.verb or ""] = field.value
     end
     if values.status then
         return values.status ~= 0 and string.format("status %d", values.status) or nil
     end
-    if values.commResult and (values.commResult ~= 1 or values.packResult ~= 0
-        or values.ackCode ~= 0) then
-        return string.format("acknowledge code %d, %s, %s", values.ackCode or 0,
-            layouts.names.commResult[values.commResult] or values.commResult,
-            layouts.names.packResult[values.packResult] or values.packResult)
+    local comm, pack = values.commResult, values.packageResult
+    if comm and (comm ~= 1 or pack ~= 0 or values.ack ~= 0) then
+        return string.format("acknowledge code %d, %s, %s", values.ack or 0,
+            layouts.codes.commResult[comm] or comm, layouts.codes.packageResult[pack] or pack)
     end
 end
 
@@ -959,13 +1231,6 @@ local function show(range, bytes, pinfo, tree, message, place)
         is_malformed(scanned) and " [malformed]" or ""))
 end
 
-local function has_form(class, form)
-    if class == COMBINATION then
-        return form == "text"
-    end
-    return layouts.classes[class] ~= nil and (form ~= "linux" or layouts.classes[class].linux)
-end
-
 local function is_request(pinfo)
     if main.prefs.direction ~= AUTO then
         return main.prefs.direction == REQUESTS
@@ -989,12 +1254,12 @@ local function dissect_message(tvb, offset, length, pinfo, tree, wanted_class)
         local item = tree:add(fields.label, tvb(offset, width - 1))
         offset, length = offset + width, length - width
         if length == 0 then
-            item:add_proto_expert_info(experts.malformed, "nothing behind the label")
+            item:add_proto_expert_info(experts.malformed, "nothing after the label")
             return
         end
         bytes = bytes:sub(width + 1)
     else
-        form = FORMS[main.prefs.form] or form_of(bytes)
+        form = FORMS[main.prefs.form] or form_of(bytes, is_request(pinfo))
         class = has_form(wanted_class, form) and wanted_class or nil
     end
     local place = pinfo.number .. "|" .. offset
@@ -1002,12 +1267,11 @@ local function dissect_message(tvb, offset, length, pinfo, tree, wanted_class)
     message.serial = serial_of(bytes, form, message.is_request)
     local request = tie(pinfo, place, message)
     message.class = class or replies[place] and replies[place].class
-        or guess_class(bytes, form, message.is_request)
+        or (guess_class(bytes, form, message.is_request))
     if request then
         request.class = message.class
     end
-    if message.class == COMBINATION
-        or form == "text" and message.class == "SpecialPackageRequest" then
+    if not carries_serial(message.class, form) then
         message.serial = nil
     end
     message.scanned = scan(bytes, form, message.class, message.is_request)

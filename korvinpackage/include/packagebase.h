@@ -32,61 +32,94 @@ class RecordWriter;
 ///
 /// @dotfile frame.dot "Byte frames, and the bytes of their parts"
 ///
-/// **Request frame**, integers little-endian, K and T the UTF-8 sizes of device key and tag:
+/// **Request frame**, integers little-endian, D and T the UTF-8 sizes of device key and tag:
 ///
-/// | offset   | width | field                                  |
-/// |----------|-------|----------------------------------------|
-/// | 0        | 1     | marker, 0                              |
-/// | 1        | 2     | K                                      |
-/// | 3        | K     | device key, UTF-8                      |
-/// | 3+K      | 2     | T                                      |
-/// | 5+K      | T     | tag, UTF-8                             |
-/// | 5+K+T    | 4     | time-out                               |
-/// | 9+K+T    | 2     | serial number, low 16 bits             |
-/// | 11+K+T   | 1     | screen address                         |
-/// | 12+K+T   | 1     | destination address                    |
-/// | 13+K+T   | 1     | device type, low 8 bits                |
-/// | 14+K+T   | 1     | port address                           |
-/// | 15+K+T   | 2     | scan board address                     |
-/// | 17+K+T   | 1     | read/write: 0 read, 1 any other code   |
-/// | 18+K+T   | 1     | reserved 2, low 8 bits                 |
-/// | 19+K+T   | 2     | register address, low word             |
-/// | 21+K+T   | 2     | register address, high word            |
+/// <!-- table: request header -->
+///
+/// | offset | width | field         | value                      |
+/// |--------|-------|---------------|----------------------------|
+/// | 0      | 1     | marker        | always 00                  |
+/// | 1      | 2     | deviceKeySize | D, unsigned                |
+/// | 3      | D     | deviceKey     | UTF-8 without a terminator |
+/// | 3+D    | 2     | tagSize       | T, unsigned                |
+/// | 5+D    | T     | tag           | UTF-8 without a terminator |
+/// | 5+D+T  | 4     | timeout       | signed                     |
+/// | 9+D+T  | 2     | serialNum     | unsigned, low 16 bits      |
+/// | 11+D+T | 1     | scrAddr       | unsigned                   |
+/// | 12+D+T | 1     | desAddr       | unsigned                   |
+/// | 13+D+T | 1     | deviceType    | unsigned, low 8 bits       |
+/// | 14+D+T | 1     | portAddr      | unsigned                   |
+/// | 15+D+T | 2     | scanBoardAddr | unsigned                   |
+/// | 17+D+T | 1     | readWriteCode | 0 read; 1 any other code   |
+/// | 18+D+T | 1     | reserved2     | unsigned, low 8 bits       |
+/// | 19+D+T | 2     | lowAddr       | unsigned                   |
+/// | 21+D+T | 2     | highAddr      | unsigned                   |
 ///
 /// **Short reply**, 6 bytes; serial number 5 and success are `00 05 00 00 01 00`:
 ///
-/// | offset | width | field                            |
-/// |--------|-------|----------------------------------|
-/// | 0      | 1     | marker, 0                        |
-/// | 1      | 2     | serial number, low 16 bits       |
-/// | 3      | 1     | acknowledge code, low 8 bits     |
-/// | 4      | 1     | communication result, low 8 bits |
-/// | 5      | 1     | package result, low 8 bits       |
+/// <!-- table: short reply -->
 ///
-/// **Full reply**: the request frame with marker 1, then acknowledge code, 0, communication
-/// result, 0, package result, 0. The decoder reads the three results as consecutive bytes, and so
-/// does not get back what was written. Both sides of the protocol do this; it stays.
+/// | offset | width | field      | value                 |
+/// |--------|-------|------------|-----------------------|
+/// | 0      | 1     | marker     | always 00             |
+/// | 1      | 2     | serialNum  | unsigned, low 16 bits |
+/// | 3      | 1     | ackCode    | unsigned, low 8 bits  |
+/// | 4      | 1     | commResult | code, low 8 bits      |
+/// | 5      | 1     | packResult | code, low 8 bits      |
+///
+/// **Full reply**: the request frame with marker 1, then the results:
+///
+/// <!-- table: results of a full reply as written -->
+///
+/// | offset | width | field      | value                    |
+/// |--------|-------|------------|--------------------------|
+/// | 0      | 1     | ackCode    | unsigned, low 8 bits     |
+/// | 1      | 1     | -          | undefined, written as 00 |
+/// | 2      | 1     | commResult | code, low 8 bits         |
+/// | 3      | 1     | -          | undefined, written as 00 |
+/// | 4      | 1     | packResult | code, low 8 bits         |
+/// | 5      | 1     | -          | undefined, written as 00 |
+///
+/// The decoder reads them in another way, and so does not get back what was written. Both sides of
+/// the protocol do this; it stays.
+///
+/// <!-- table: results of a full reply as read -->
+///
+/// | offset | width | field      | value                |
+/// |--------|-------|------------|----------------------|
+/// | 0      | 1     | ackCode    | unsigned, low 8 bits |
+/// | 1      | 1     | commResult | code, low 8 bits     |
+/// | 2      | 1     | packResult | code, low 8 bits     |
 ///
 /// **Records**: columns joined by ",", 15 in a request and 16 in a reply, numbers in decimal.
 ///
-/// | column | field                                               |
-/// |--------|-----------------------------------------------------|
-/// | 0      | serial number                                       |
-/// | 1      | device key, "/" written "#*#" and "," written "*#*" |
-/// | 2      | device type                                         |
-/// | 3      | screen address                                      |
-/// | 4      | destination address                                 |
-/// | 5      | port address                                        |
-/// | 6      | scan board address                                  |
-/// | 7      | register address, high word                         |
-/// | 8      | register address, low word                          |
-/// | 9      | reserved 2                                          |
-/// | 10     | "read" or "write"                                   |
-/// | 11     | time-out                                            |
-/// | 12     | tag as it stands                                    |
-/// | 13     | name of the communication result                    |
-/// | 14     | name of the package result                          |
-/// | 15     | acknowledge code, in a reply only                   |
+/// <!-- table: common columns -->
+///
+/// | column | field | written | read |
+/// |---|---|---|---|
+/// | 0 | serialNum | unsigned 64-bit | signed 32-bit |
+/// | 1 | deviceKey | `/` as `#*#`, then `,` as `*#*` | `*#*` as `,`, then `#*#` as `/` |
+/// | 2 | deviceType | signed | signed 32-bit |
+/// | 3 | scrAddr | 0 to 255 | unsigned, low 8 bits kept |
+/// | 4 | desAddr | 0 to 255 | unsigned, low 8 bits kept |
+/// | 5 | portAddr | 0 to 255 | unsigned, low 8 bits kept |
+/// | 6 | scanBoardAddr | 0 to 65535 | unsigned, low 16 bits kept |
+/// | 7 | highAddr | 0 to 65535 | unsigned, low 16 bits kept |
+/// | 8 | lowAddr | 0 to 65535 | unsigned, low 16 bits kept |
+/// | 9 | reserved2 | signed 32-bit | unsigned 32-bit |
+/// | 10 | readWriteCode | `write` for code 1, else `read` | `read` as 0, any other text as 1 |
+/// | 11 | timeout | signed | signed 32-bit |
+/// | 12 | tag | as it stands | as it stands |
+/// | 13 | commResult | name, or nothing for a code without one | any other text as `ok` |
+/// | 14 | packResult | name, or nothing for a code without one | any other text as `ok` |
+///
+/// A reply has one more:
+///
+/// <!-- table: acknowledge column -->
+///
+/// | column | field   | written         | read          |
+/// |--------|---------|-----------------|---------------|
+/// | 15     | ackCode | unsigned 32-bit | signed 32-bit |
 ///
 /// @dotfile record.dot "The columns of a record in groups"
 ///

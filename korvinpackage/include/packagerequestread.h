@@ -5,24 +5,28 @@
 
 /// A request to read: a register by itself, more with the classes that derive from it.
 ///
-/// **Payload**, 5 bytes behind the header of PackageBase:
+/// **Payload**, 5 bytes after the header of PackageBase:
 ///
-/// | offset | width | field                                                   |
-/// |--------|-------|---------------------------------------------------------|
-/// | 0      | 4     | reply data length, signed                               |
-/// | 4      | 1     | kind: 0 data, 1 file, 2 memory data                     |
+/// <!-- table: payload of PackageRequestRead -->
+///
+/// | offset | width | field             | value                     |
+/// |--------|-------|-------------------|---------------------------|
+/// | 0      | 4     | replyDataLength   | bytes, signed             |
+/// | 4      | 1     | clientPackageType | 0 data, 1 file, 2 memData |
 ///
 /// A read of 4096 bytes of a file: `00 10 00 00 01`. A full reply ends with a second copy of the
 /// payload, a short reply has none.
 ///
-/// **Record columns**, behind those of PackageBase:
+/// **Record columns**, after those of PackageBase:
 ///
-/// | request | reply | column                                 |
-/// |---------|-------|----------------------------------------|
-/// | 15      | 16    | reply data length                      |
-/// | 16      | 17    | kind word: "data", "file" or "memData" |
+/// <!-- table: columns of PackageRequestRead -->
 ///
-/// A reply has them behind the acknowledge code, but is read at 15 and 16 as well: reading a reply
+/// | request | reply | reply as read | field | written | read |
+/// |---|---|---|---|---|---|
+/// | 15 | 16 | 15 | replyDataLength | bytes, signed | signed 32-bit |
+/// | 16 | 17 | 16 | clientPackageType | `data`, `file` or `memData` | any other text as `memData` |
+///
+/// A reply has them after the acknowledge code, but is read at 15 and 16 as well: reading a reply
 /// record that this class made gives the acknowledge code as the length, and the kind
 /// `MemDataPackage`. Peers rely on it.
 class KORVINPACKAGE_EXPORT PackageRequestRead : public PackageBase

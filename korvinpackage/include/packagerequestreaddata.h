@@ -5,48 +5,53 @@
 
 /// A request to read a block of bytes.
 ///
-/// **Data block**, behind the payload of PackageRequestRead in a request, and at the end of every
-/// reply, short or full:
+/// **Data block**, after the payload of PackageRequestRead in a request, and at the end of every
+/// reply, short or full; all of the data is written, whatever the length says:
 ///
-/// | offset | width | field                                               |
-/// |--------|-------|-----------------------------------------------------|
-/// | 0      | 4     | reply data length, signed                           |
-/// | 4      | n     | the data, all of it, whatever the length says       |
+/// <!-- table: payload of PackageRequestReadData -->
+///
+/// | offset | width | field           | value         |
+/// |--------|-------|-----------------|---------------|
+/// | 0      | 4     | replyDataLength | bytes, signed |
+/// | 4      | D     | data            | bytes         |
 ///
 /// A reply of the data 01 FF 10: `03 00 00 00 01 FF 10`.
 ///
-/// **Record columns**, behind those of PackageRequestRead:
+/// **Record columns**, after those of PackageRequestRead, in a reply only:
 ///
-/// | request | reply | column                                                    |
-/// |---------|-------|-----------------------------------------------------------|
-/// | none    | 18    | reply data length                                         |
-/// | none    | 19    | data string: each byte as a decimal number, joined by "/" |
+/// <!-- table: columns of PackageRequestReadData -->
+///
+/// | request | reply | reply as read | field | written | read |
+/// |---|---|---|---|---|---|
+/// | - | 18 | 18 | replyDataLength | bytes, signed | signed 32-bit |
+/// | - | 19 | 19 | data | bytes as numbers joined by `/` | low 8 bits of each number kept |
 ///
 /// The data 01 FF 10 is `3,1/255/16`. A reply without data has an empty data string, which reads as
 /// one part, so that such a record is refused.
 ///
 /// @dotfile linux.dot "The frame of the Linux client"
 ///
-/// **Linux frame**, little-endian, closed by the 16-bit sum of the bytes from offset 2 on, seed
-/// 0x5555 (see PackageBase::ReviseOk):
+/// **Linux frame**, little-endian: this header, then as many bytes of data as the data length says,
+/// then the 16-bit sum of the bytes from offset 2 on, seed 0x5555 (see PackageBase::ReviseOk):
 ///
-/// | offset | width | field                            |
-/// |--------|-------|----------------------------------|
-/// | 0      | 2     | 55 AA                            |
-/// | 2      | 1     | status, 0 in a request           |
-/// | 3      | 1     | serial number, low 8 bits        |
-/// | 4      | 1     | screen address                   |
-/// | 5      | 1     | destination address              |
-/// | 6      | 1     | device type, low 8 bits          |
-/// | 7      | 1     | port address                     |
-/// | 8      | 2     | scan board address               |
-/// | 10     | 1     | read/write code                  |
-/// | 11     | 1     | reserved 2, low 8 bits           |
-/// | 12     | 2     | register address, low word       |
-/// | 14     | 2     | register address, high word      |
-/// | 16     | 2     | data length, low 16 bits         |
-/// | 18     | L     | data, L being its length         |
-/// | 18+L   | 2     | checksum                         |
+/// <!-- table: Linux header -->
+///
+/// | offset | width | field         | value                    |
+/// |--------|-------|---------------|--------------------------|
+/// | 0      | 1     | start         | always 55                |
+/// | 1      | 1     | start         | always AA                |
+/// | 2      | 1     | status        | signed, 0 in a request   |
+/// | 3      | 1     | serialNum     | unsigned, low 8 bits     |
+/// | 4      | 1     | scrAddr       | unsigned                 |
+/// | 5      | 1     | desAddr       | unsigned                 |
+/// | 6      | 1     | deviceType    | signed, low 8 bits       |
+/// | 7      | 1     | portAddr      | unsigned                 |
+/// | 8      | 2     | scanBoardAddr | unsigned                 |
+/// | 10     | 1     | readWriteCode | code, signed, low 8 bits |
+/// | 11     | 1     | reserved2     | signed, low 8 bits       |
+/// | 12     | 2     | lowAddr       | unsigned                 |
+/// | 14     | 2     | highAddr      | unsigned                 |
+/// | 16     | 2     | dataLength    | bytes, unsigned          |
 ///
 /// Keep the reply data length equal to the size of the data. Where the length is larger, missing
 /// bytes are written as 0 in a record, up to 256 MiB.
@@ -127,8 +132,8 @@ public:
     /// @}
 
 private:
-    int m_nDataRequestFieldCount = 0;
-    int m_nDataReplyFieldCount = 2;
+    int m_nDataRequestFieldCount;
+    int m_nDataReplyFieldCount;
     QByteArray m_data;
 };
 

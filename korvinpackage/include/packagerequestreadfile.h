@@ -5,22 +5,26 @@
 
 /// A request to read a file of the device side.
 ///
-/// **Payload**, behind the payload of PackageRequestRead in a request, and at the end of every
+/// **Payload**, after the payload of PackageRequestRead in a request, and at the end of every
 /// reply, short or full:
 ///
-/// | offset | width | field                                  |
-/// |--------|-------|----------------------------------------|
-/// | 0      | 2     | N, size of the file name               |
-/// | 2      | N     | file name, UTF-8                       |
+/// <!-- table: payload of PackageRequestReadFile -->
 ///
-/// The file a/b.txt: `07 00 61 2F 62 2E 74 78 74`. Readers do not count the N bytes of the name as
+/// | offset | width | field                | value                      |
+/// |--------|-------|----------------------|----------------------------|
+/// | 0      | 2     | fileNameWithPathSize | F, unsigned                |
+/// | 2      | F     | fileNameWithPath     | UTF-8 without a terminator |
+///
+/// The file a/b.txt: `07 00 61 2F 62 2E 74 78 74`. Readers do not count the F bytes of the name as
 /// consumed. Peers rely on it.
 ///
-/// **Record column**, behind those of PackageRequestRead:
+/// **Record column**, after those of PackageRequestRead; a "," in the name ends the column:
 ///
-/// | request | reply | column                                              |
-/// |---------|-------|-----------------------------------------------------|
-/// | 17      | 18    | file name as it stands; a "," in it ends the column |
+/// <!-- table: columns of PackageRequestReadFile -->
+///
+/// | request | reply | reply as read | field            | written      | read         |
+/// |---------|-------|---------------|------------------|--------------|--------------|
+/// | 17      | 18    | 18            | fileNameWithPath | as it stands | as it stands |
 ///
 /// A request for that file ends in `,0,file,a/b.txt`.
 class KORVINPACKAGE_EXPORT PackageRequestReadFile : public PackageRequestRead
@@ -83,8 +87,8 @@ public:
     bool unPackageRequest(QString text) override;
 
 private:
-    int m_nFileRequestFieldCount = 1;
-    int m_nFileReplyFieldCount = 1;
+    int m_nFileRequestFieldCount;
+    int m_nFileReplyFieldCount;
     QString m_fileNameWithPath;
     bool m_bBroadcastRspToAllApp = true;
 };

@@ -7,11 +7,13 @@
 ///
 /// The frame is that of PackageRequestRead; the offset is not in it.
 ///
-/// **Record column**, behind those of PackageRequestRead:
+/// **Record column**, after those of PackageRequestRead:
 ///
-/// | request | reply | column         |
-/// |---------|-------|----------------|
-/// | 17      | 18    | offset, signed |
+/// <!-- table: columns of PackageRequestReadMemData -->
+///
+/// | request | reply | reply as read | field  | written       | read          |
+/// |---------|-------|---------------|--------|---------------|---------------|
+/// | 17      | 18    | 18            | offset | bytes, signed | signed 32-bit |
 ///
 /// It is read with 32 bits; a number out of that range reads as 0. A request for 16 bytes from 100
 /// on ends in `,16,memData,100`.
@@ -64,8 +66,8 @@ public:
     bool unPackageRequest(QString text) override;
 
 private:
-    int m_nMemRequestFieldCount = 1;
-    int m_nMemReplyFieldCount = 1;
+    int m_nMemRequestFieldCount;
+    int m_nMemReplyFieldCount;
     long m_nOffset = 0;
 };
 

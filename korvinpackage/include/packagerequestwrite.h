@@ -5,24 +5,28 @@
 
 /// A request to write: a register by itself, more with the classes that derive from it.
 ///
-/// **Payload**, 2 bytes behind the header of PackageBase:
+/// **Payload**, 2 bytes after the header of PackageBase:
 ///
-/// | offset | width | field                                                        |
-/// |--------|-------|--------------------------------------------------------------|
-/// | 0      | 1     | broadcast: 1 to all receivers; any byte but 1 reads as false |
-/// | 1      | 1     | kind: 0 data, 1 file, 2 memory data                          |
+/// <!-- table: payload of PackageRequestWrite -->
+///
+/// | offset | width | field             | value                        |
+/// |--------|-------|-------------------|------------------------------|
+/// | 0      | 1     | broadcast         | 1 true; any other byte false |
+/// | 1      | 1     | clientPackageType | 0 data, 1 file, 2 memData    |
 ///
 /// A broadcast of memory data: `01 02`. A full reply ends with a second copy of the payload, a
 /// short reply has none. The package data length is not in the payload.
 ///
-/// **Record columns**, behind those of PackageBase:
+/// **Record columns**, after those of PackageBase:
 ///
-/// | request | reply | column                                 |
-/// |---------|-------|----------------------------------------|
-/// | 15      | 16    | broadcast: "true" or "false"           |
-/// | 16      | 17    | kind word: "data", "file" or "memData" |
+/// <!-- table: columns of PackageRequestWrite -->
 ///
-/// A reply has them behind the acknowledge code, but is read at 15 and 16 as well: reading a reply
+/// | request | reply | reply as read | field | written | read |
+/// |---|---|---|---|---|---|
+/// | 15 | 16 | 15 | broadcast | `true` or `false` | `true` as true, any other text as false |
+/// | 16 | 17 | 16 | clientPackageType | `data`, `file` or `memData` | any other text as `data` |
+///
+/// A reply has them after the acknowledge code, but is read at 15 and 16 as well: reading a reply
 /// record that this class made gives broadcast false and the kind `DataPackage`. Peers rely on it.
 ///
 /// A write keeps a kind of its own; the kind in its PackageBase part stays `DataPackage` unless it
@@ -92,8 +96,8 @@ protected:
     /// @return the number of bytes consumed.
     int parseRegisterPayload(bool isRequest, const QByteArray &package, int startIndex);
 
-    int m_nRequestFieldCount = 2; ///< Columns that this class adds to a request record.
-    int m_nReplyFieldCount = 2;   ///< Columns that this class adds to a reply record.
+    int m_nRequestFieldCount; ///< Columns that this class adds to a request record.
+    int m_nReplyFieldCount;   ///< Columns that this class adds to a reply record.
 
 private:
     OrvexEnum::ClientPackageType m_clientPackageType = OrvexEnum::DataPackage;

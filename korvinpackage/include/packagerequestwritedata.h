@@ -5,23 +5,28 @@
 
 /// A request to write a block of bytes.
 ///
-/// **Data block**, behind the payload of PackageRequestWrite in a request; a short reply has none:
+/// **Data block**, after the payload of PackageRequestWrite in a request; a short reply has none.
+/// All of the data is written, whatever the length says:
 ///
-/// | offset | width | field                                               |
-/// |--------|-------|-----------------------------------------------------|
-/// | 0      | 4     | package data length, signed                         |
-/// | 4      | n     | the data, all of it, whatever the length says       |
+/// <!-- table: payload of PackageRequestWriteData -->
+///
+/// | offset | width | field             | value         |
+/// |--------|-------|-------------------|---------------|
+/// | 0      | 4     | packageDataLength | bytes, signed |
+/// | 4      | D     | data              | bytes         |
 ///
 /// A write of the data 01 FF 10: `03 00 00 00 01 FF 10`. Readers of the frame do not count the
 /// data bytes as consumed, and so take the results of a full reply from where the data begins.
 /// Peers rely on it.
 ///
-/// **Record columns**, behind those of PackageRequestWrite:
+/// **Record columns**, after those of PackageRequestWrite:
 ///
-/// | request | reply | column                                                    |
-/// |---------|-------|-----------------------------------------------------------|
-/// | 17      | 18    | package data length                                       |
-/// | 18      | 19    | data string: each byte as a decimal number, joined by "/" |
+/// <!-- table: columns of PackageRequestWriteData -->
+///
+/// | request | reply | reply as read | field | written | read |
+/// |---|---|---|---|---|---|
+/// | 17 | 18 | 18 | packageDataLength | bytes, signed | signed 32-bit |
+/// | 18 | 19 | 19 | data | bytes as numbers joined by `/` | low 8 bits of each number kept |
 ///
 /// The data 01 FF 10 is `3,1/255/16`. A request without data has an empty data string, which reads
 /// as one part, so that such a record is refused.
@@ -112,8 +117,8 @@ public:
 
 private:
     QByteArray m_data;
-    int m_nDataRequestFieldCount = 2;
-    int m_nDataReplyFieldCount = 2;
+    int m_nDataRequestFieldCount;
+    int m_nDataReplyFieldCount;
 };
 
 #endif

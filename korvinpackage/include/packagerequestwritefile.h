@@ -5,31 +5,40 @@
 
 /// A request to write a file of the device side, from an offset on.
 ///
-/// **Payload as written**, behind the payload of PackageRequestWrite in a request whose file name
+/// **Payload as written**, after the payload of PackageRequestWrite in a request whose file name
 /// is not empty (otherwise nothing; a short reply has none):
 ///
-/// | offset | width | field                                  |
-/// |--------|-------|----------------------------------------|
-/// | 0      | 4     | 0, undefined                           |
-/// | 4      | N     | file name, UTF-8                       |
+/// <!-- table: payload of PackageRequestWriteFile as written -->
+///
+/// | offset | width | field            | value                      |
+/// |--------|-------|------------------|----------------------------|
+/// | 0      | 1     | -                | undefined, written as 00   |
+/// | 1      | 1     | -                | undefined, written as 00   |
+/// | 2      | 1     | -                | undefined, written as 00   |
+/// | 3      | 1     | -                | undefined, written as 00   |
+/// | 4      | F     | fileNameWithPath | UTF-8 without a terminator |
 ///
 /// **Payload as read**:
 ///
-/// | offset | width | field                                  |
-/// |--------|-------|----------------------------------------|
-/// | 0      | 4     | N, size of the file name, signed       |
-/// | 4      | N     | file name, UTF-8                       |
-/// | 4+N    | 4     | offset, signed                         |
+/// <!-- table: payload of PackageRequestWriteFile -->
+///
+/// | offset | width | field            | value                      |
+/// |--------|-------|------------------|----------------------------|
+/// | 0      | 4     | fileNameSize     | bytes, signed              |
+/// | 4      | F     | fileNameWithPath | UTF-8 without a terminator |
+/// | 4+F    | 4     | offset           | bytes, signed              |
 ///
 /// A frame that this class made therefore does not give the file name back. Peers rely on both;
 /// the record carries everything.
 ///
-/// **Record columns**, behind those of PackageRequestWrite:
+/// **Record columns**, after those of PackageRequestWrite; a "," in the name ends the column:
 ///
-/// | request | reply | column                                              |
-/// |---------|-------|-----------------------------------------------------|
-/// | 17      | 18    | file name as it stands; a "," in it ends the column |
-/// | 18      | 19    | offset, signed                                      |
+/// <!-- table: columns of PackageRequestWriteFile -->
+///
+/// | request | reply | reply as read | field            | written       | read          |
+/// |---------|-------|---------------|------------------|---------------|---------------|
+/// | 17      | 18    | 17            | fileNameWithPath | as it stands  | as it stands  |
+/// | 18      | 19    | 18            | offset           | bytes, signed | signed 32-bit |
 ///
 /// A request to write a/b.txt from 5 on ends in `,false,file,a/b.txt,5`. A reply has the columns
 /// one place further back, but is read at 17 and 18 as well: reading a reply record that this class
@@ -108,8 +117,8 @@ private:
     QString m_fileNameWithPath;
     int m_nOffset = 0;
     int m_nReserved = 0;
-    int m_nFileRequestFieldCount = 2;
-    int m_nFileReplyFieldCount = 2;
+    int m_nFileRequestFieldCount;
+    int m_nFileReplyFieldCount;
     bool m_bBroadcastRspToAllApp = true;
 };
 

@@ -7,12 +7,14 @@
 ///
 /// The frame is that of PackageRequestWrite; offset and length are not in it.
 ///
-/// **Record columns**, behind those of PackageRequestWrite:
+/// **Record columns**, after those of PackageRequestWrite:
 ///
-/// | request | reply | column                      |
-/// |---------|-------|-----------------------------|
-/// | 17      | 18    | offset, signed              |
-/// | 18      | 19    | package data length, signed |
+/// <!-- table: columns of PackageRequestWriteMemData -->
+///
+/// | request | reply | reply as read | field             | written       | read          |
+/// |---------|-------|---------------|-------------------|---------------|---------------|
+/// | 17      | 18    | 17            | offset            | bytes, signed | signed 32-bit |
+/// | 18      | 19    | 18            | packageDataLength | bytes, signed | signed 32-bit |
 ///
 /// Both are read with 32 bits; a number out of that range reads as 0. A request to write 16 bytes
 /// from 100 on ends in `,false,memData,100,16`. A reply has the columns one place further back, but
@@ -64,8 +66,8 @@ public:
     bool unPackageRequest(QString text) override;
 
 private:
-    int m_nMemRequestFieldCount = 2;
-    int m_nMemReplyFieldCount = 2;
+    int m_nMemRequestFieldCount;
+    int m_nMemReplyFieldCount;
     long m_nOffset = 0;
 };
 

@@ -7,14 +7,15 @@
 ///
 /// The frames are those of PackageBase. **Record columns**, which are all that it has:
 ///
-/// | column | field                                          |
-/// |--------|------------------------------------------------|
-/// | 0      | id, signed                                     |
-/// | 1      | time-out                                       |
-/// | 2      | text as it stands; a "," in it ends the column |
-/// | 3      | acknowledge code, in a reply only              |
+/// <!-- table: special record -->
 ///
-/// A request, and its reply:
+/// | column | field   | written       | read            |
+/// |--------|---------|---------------|-----------------|
+/// | 0      | id      | signed        | signed 32-bit   |
+/// | 1      | timeout | signed 32-bit | unsigned 32-bit |
+/// | 2      | strData | as it stands  | as it stands    |
+///
+/// A reply adds the acknowledge code as column 3. A request, and its reply:
 ///
 ///     12,0,hello
 ///     12,0,hello,0
@@ -80,7 +81,7 @@ public:
     QString makePackage() override;
 
 private:
-    int m_nFieldCount = 3;
+    int m_nFieldCount;
     int m_id = 0;
     QString m_strData;
     int m_specialFlagEndTimeOut = 3600000;

@@ -12,50 +12,50 @@
 namespace KorvinInspect {
 
 /// Why a frame or record is refused.
-enum class Fault {
-    None,
+enum class Refusal {
+    None,               ///< It is accepted.
     NoSuchForm,         ///< The class has no such form: see exists().
     Truncated,          ///< The input ends inside a field.
-    LengthTooLarge,     ///< More bytes are announced than are left.
-    TrailingBytes,      ///< Bytes are left behind the last field.
-    UnknownMarker,      ///< A marker or start byte is another one.
+    LengthTooLarge,     ///< A field announces more bytes than are left.
+    TrailingBytes,      ///< Trailing bytes after the last field.
+    UnknownMarker,      ///< A marker or start byte has another value.
     UnknownCode,        ///< A code in a frame has no name.
-    WrongChecksum,      ///< The checksum is another one.
+    WrongChecksum,      ///< The checksum does not match.
     ZeroInText,         ///< A text in a frame holds a zero byte, where readers end it.
     NotUtf8,            ///< A text in a frame, or a record, is not UTF-8.
     TooFewFields,       ///< The record has too few columns, or an item too few parts.
     TooManyFields,      ///< The record has too many columns, or an item too many parts.
     NotANumber,         ///< A column is not a decimal number as encoders write it.
     OutOfRange,         ///< A number is out of the range of its field.
-    UnknownName,        ///< A column is none of the words of its field.
+    UnknownName,        ///< A column is not one of the words of its field.
     NotEscaped,         ///< A device key holds a character that encoders escape.
-    Contradiction,      ///< A field that stands twice has two values.
-    DataStringMismatch, ///< A data string has not as many numbers as the length says.
-    UnknownType,        ///< An item of a combination has a type that none carries.
-    OutOfMemory,        ///< The input could not be looked at.
+    Contradiction,      ///< A field that is there twice has two values.
+    DataStringMismatch, ///< A data string does not have as many numbers as its length says.
+    UnknownType,        ///< An item of a combination has an unknown type word.
+    OutOfMemory,        ///< There was no memory to check the input.
     OtherRequest        ///< A field of a reply is not that of the request that it should answer.
 };
 
-/// What check() found: the first fault in wire order.
+/// The result of check(): why it refuses the input, and where it found the first reason.
 struct Verdict
 {
-    Fault fault = Fault::None; ///< `Fault::None` for what is accepted.
+    Refusal refusal = Refusal::None; ///< Why the input is refused.
 
-    QString field;    ///< Name of the field, empty where none is concerned.
+    QString field;    ///< Name of the field, empty where no field is concerned.
     int item = 0;     ///< Item of a combination, counted from 1; 0 elsewhere.
     int position = 0; ///< Byte offset in a frame, column in a record, both counted from 0.
     QString expected; ///< In words.
     QString found;    ///< In words.
 
     /// Whether the input is accepted.
-    bool isOk() const { return fault == Fault::None; }
+    bool isOk() const { return refusal == Refusal::None; }
 };
 
 /// What an input must hold to beside its shape; by default nothing.
 struct CheckOptions
 {
     /// Most bytes of data that the input may announce, whether or not it carries them: what its
-    /// decoder makes ready for it. More is `Fault::OutOfRange`.
+    /// decoder makes ready for it. More is `Refusal::OutOfRange`.
     int announcedData = std::numeric_limits<int>::max();
 
     /// Of a reply: the request that it should answer, in the same form and accepted by check();

@@ -13,7 +13,8 @@
 
 namespace KorvinInspect {
 
-/// The classes whose frames and records are explained.
+/// The classes whose frames and records are explained. A new one is added at the end, so that the
+/// others keep their numbers.
 enum class ClassId {
     PackageBase,
     PackageRequestRead,
@@ -30,7 +31,14 @@ enum class ClassId {
 };
 
 /// What the value of a field is.
-enum class ValueType { Number, Code, Flag, Text, Data };
+enum class ValueType {
+    Number, ///< A whole number.
+    Code,   ///< A code, which has a name or else a number.
+    Flag,   ///< True or false.
+    Text,   ///< A text.
+    Data,   ///< Bytes.
+    Length  ///< The number of the bytes of data.
+};
 
 /// One field of a class, by the name that it has in JSON.
 struct PackageField

@@ -60,17 +60,17 @@ struct Encoding
 /// take 200 as -56. No failure becomes 0: one whose low 8 bits are 0 becomes -1.
 ///
 /// @param encoded becomes the frame or record; unchanged where there is none.
-/// @return `Fault::NoSuchForm` for a form that the class does not have, `Fault::OutOfRange` for
-/// more
-///     data than a Linux frame carries, `Fault::OutOfMemory`.
+/// @return `Refusal::NoSuchForm` for a form that the class does not have, `Refusal::OutOfRange` for
+///     more data than a Linux frame carries, `Refusal::OutOfMemory`.
 KORVININSPECT_EXPORT Verdict encodePackage(PackageBase &package, const Encoding &encoding,
                                            QByteArray *encoded);
 
 /// Encodes the record of a combination: the type word and the request record of each package.
 ///
 /// @param record becomes the record in UTF-8, empty for no packages; unchanged where there is none.
-/// @return `Fault::UnknownType` for a class that no combination carries, `Fault::TooManyFields` for
-///     a request record with a "|" or "^" in it, each with the item, or `Fault::OutOfMemory`.
+/// @return `Refusal::UnknownType` for a class that no combination carries, `Refusal::TooManyFields`
+/// for
+///     a request record with a "|" or "^" in it, each with the item, or `Refusal::OutOfMemory`.
 KORVININSPECT_EXPORT Verdict encodeCombination(const std::vector<PackageBase *> &packages,
                                                QByteArray *record);
 
@@ -83,8 +83,8 @@ KORVININSPECT_EXPORT Verdict encodeCombination(const std::vector<PackageBase *> 
 /// @param announcedData is the most bytes of data that the input may announce: a decoder makes as
 ///     many ready, up to 256 MiB, whether or not they are there.
 /// @return where the decoder refuses the input, what check() finds first in it;
-///     `Fault::OutOfRange` where it announces too much; `Fault::NoSuchForm`; or
-///     `Fault::OutOfMemory`.
+///     `Refusal::OutOfRange` where it announces too much; `Refusal::NoSuchForm`; or
+///     `Refusal::OutOfMemory`.
 KORVININSPECT_EXPORT Verdict decodePackage(PackageBase &package, const Encoding &encoding,
                                            const QByteArray &encoded, int *consumed = nullptr,
                                            int announcedData = std::numeric_limits<int>::max());
@@ -103,7 +103,7 @@ KORVININSPECT_EXPORT Verdict decodePackage(PackageBase &package, const Encoding 
 ///
 /// @param package becomes the package; null where there is none.
 /// @param options are those of check(); with a request, the message is decoded as its reply.
-/// @return what check() finds, `Fault::NoSuchForm` for a combination, or `Fault::OutOfMemory`.
+/// @return what check() finds, `Refusal::NoSuchForm` for a combination, or `Refusal::OutOfMemory`.
 KORVININSPECT_EXPORT Verdict decodeMessage(const QByteArray &message, const MessageShape &shape,
                                            std::unique_ptr<PackageBase> *package,
                                            const CheckOptions &options = {});

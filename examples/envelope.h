@@ -1,5 +1,5 @@
-#ifndef MESSAGE_H
-#define MESSAGE_H
+#ifndef ENVELOPE_H
+#define ENVELOPE_H
 
 #include <QtCore/QByteArray>
 #include <QtCore/QDataStream>
@@ -7,20 +7,20 @@
 
 /// What the example's transport moves. Frames and records carry neither their length nor their
 /// kind, so a transport adds both, here in the format of QDataStream.
-struct Message
+struct Envelope
 {
     QString kind;
     QByteArray bytes;
 };
 
-inline QDataStream &operator<<(QDataStream &stream, const Message &message)
+inline QDataStream &operator<<(QDataStream &stream, const Envelope &envelope)
 {
-    return stream << message.kind << message.bytes;
+    return stream << envelope.kind << envelope.bytes;
 }
 
-inline QDataStream &operator>>(QDataStream &stream, Message &message)
+inline QDataStream &operator>>(QDataStream &stream, Envelope &envelope)
 {
-    return stream >> message.kind >> message.bytes;
+    return stream >> envelope.kind >> envelope.bytes;
 }
 
 #endif

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
 
 namespace KorvinInspect {
 
@@ -29,8 +28,9 @@ bool looksLikeText(const QByteArray &input)
 class UsualCodes : public FieldSink
 {
 public:
-    explicit UsualCodes(ClassId id)
-        : m_id(id)
+    explicit UsualCodes(const Korvin::ClassRow &row)
+        : m_access(row.base == Korvin::Base::Write ? OrvexEnum::Write : OrvexEnum::Read)
+        , m_kind(row.usualKind)
     {
     }
 
@@ -38,29 +38,15 @@ public:
 
     void add(const WireField &field) override
     {
-        if (field.type == WireType::ReadWriteCode
-            && field.number == (isWrite(m_id) ? OrvexEnum::Write : OrvexEnum::Read))
+        if (field.type == WireType::ReadWriteCode && field.number == m_access)
             ++m_count;
-        if (field.type == WireType::Kind && field.number == usualKind())
+        if (field.type == WireType::Kind && field.number == m_kind)
             ++m_count;
     }
 
 private:
-    OrvexEnum::ClientPackageType usualKind() const
-    {
-        switch (m_id) {
-        case ClassId::PackageRequestReadFile:
-        case ClassId::PackageRequestWriteFile:
-            return OrvexEnum::FilePackage;
-        case ClassId::PackageRequestReadMemData:
-        case ClassId::PackageRequestWriteMemData:
-            return OrvexEnum::MemDataPackage;
-        default:
-            return OrvexEnum::DataPackage;
-        }
-    }
-
-    ClassId m_id;
+    OrvexEnum::ReadWriteCode m_access;
+    OrvexEnum::ClientPackageType m_kind;
     int m_count = 0;
 };
 
@@ -75,7 +61,7 @@ struct Ranked
 /// Whether the record has another number of columns, which says more than a wrong value.
 bool hasOtherColumns(const Verdict &verdict)
 {
-    return verdict.fault == Fault::TooFewFields || verdict.fault == Fault::TooManyFields;
+    return verdict.refusal == Refusal::TooFewFields || verdict.refusal == Refusal::TooManyFields;
 }
 
 bool isBetter(const Ranked &a, const Ranked &b)
@@ -97,7 +83,7 @@ QString reasonFor(const Guess &guess, int columns)
 {
     if (!guess.verdict.isOk())
         return describe(guess.verdict);
-    if (guess.shape.classId == ClassId::PackageRequestCombination)
+    if (rowOf(guess.shape).base == Korvin::Base::Items)
         return QStringLiteral("type words and ^ in every item");
     switch (guess.shape.form) {
     case Form::Text:
@@ -114,16 +100,18 @@ Ranked rank(const QByteArray &input, const QString &record, const MessageShape &
     Ranked ranked;
     ranked.guess.shape = shape;
     ranked.guess.verdict = check(input, shape);
-    UsualCodes codes(shape.classId);
+    const Korvin::ClassRow &row = rowOf(shape);
+    Korvin::LayoutFields fields;
+    UsualCodes codes(row);
     int columns = 0;
     if (shape.form == Form::Text) {
         RecordScanner scanner(record, codes);
         columns = scanner.count();
-        scanRecordAsWritten(scanner, shape);
+        scanRecordAsWritten(scanner, row, shape.direction == Direction::Reply, fields);
     } else if (shape.form == Form::Frame) {
-        scanFrame<FrameAsWritten>(input, shape, codes);
+        scanFrameAsWritten(input, shape, fields, codes);
     } else {
-        scanLinuxFrame(input, shape, codes);
+        scanLinuxFrame(input, shape, fields, codes);
     }
     ranked.usualCodes = codes.count();
     ranked.guess.reason = reasonFor(ranked.guess, columns);
@@ -140,23 +128,29 @@ std::array<Form, 3> formsOf(const QByteArray &input)
     return {Form::Frame, Form::Text, Form::Linux};
 }
 
+/// Returns the shapes of all classes that have such a form, and of a combination if that is asked
+/// for.
+std::vector<MessageShape> shapesOf(Form form, Direction direction, bool withCombination)
+{
+    std::vector<MessageShape> shapes;
+    for (std::size_t index = 0; index < std::size(Korvin::Classes); ++index) {
+        const MessageShape shape{static_cast<ClassId>(index), form, direction};
+        const bool isCombination = rowOf(shape).base == Korvin::Base::Items;
+        if (exists(shape) && (!isCombination || withCombination))
+            shapes.push_back(shape);
+    }
+    return shapes;
+}
+
 QVector<Guess> guesses(const QByteArray &input)
 {
-    QVector<ClassId> classes;
-    for (const PackageClass &listed : packageClasses())
-        classes << listed.id;
-    if (input.contains('^'))
-        classes << ClassId::PackageRequestCombination;
     const QString record = textFromUtf8(input);
-
     std::vector<Ranked> ranked;
     int place = 0;
     for (const Form form : formsOf(input)) {
         for (const Direction direction : {Direction::Request, Direction::Reply}) {
-            for (const ClassId id : classes) {
-                if (!exists({id, form, direction}))
-                    continue;
-                ranked.push_back(rank(input, record, {id, form, direction}));
+            for (const MessageShape &shape : shapesOf(form, direction, input.contains('^'))) {
+                ranked.push_back(rank(input, record, shape));
                 ranked.back().form = place;
             }
         }
@@ -173,12 +167,10 @@ QVector<Guess> guesses(const QByteArray &input)
 
 QVector<Guess> guess(const QByteArray &input)
 {
-    try {
+    return Korvin::guarded([&] {
         Korvin::checkedSize(input.size()); // positions are ints
         return guesses(input);
-    } catch (const std::bad_alloc &) {
-        return {};
-    }
+    });
 }
 
 } // namespace KorvinInspect

@@ -6,7 +6,7 @@
 #include "fieldrules_p.h"
 #include "jsonvalues_p.h"
 #include "memory_p.h"
-#include "recordcursors_p.h"
+#include "packagefields_p.h"
 #include "valuetext_p.h"
 
 #include <korvininspect/inputtext.h>
@@ -20,61 +20,10 @@ namespace KorvinInspect {
 
 namespace {
 
-/// What the fields are for, by name.
-QString descriptionOf(const QString &name)
-{
-    static const QMap<QString, QString> descriptions{
-        {QStringLiteral("marker"),
-         QStringLiteral("kind of frame: 0 request or short reply, 1 full reply")},
-        {QStringLiteral("start"), QStringLiteral("start of a Linux frame, 55 AA")},
-        {QStringLiteral("status"), QStringLiteral("outcome: 0 success; sets all three results")},
-        {QStringLiteral("deviceKey"), QStringLiteral("key of the device or connection")},
-        {QStringLiteral("deviceKeySize"), QStringLiteral("size of the device key")},
-        {QStringLiteral("tag"), QStringLiteral("the client's own label")},
-        {QStringLiteral("tagSize"), QStringLiteral("size of the tag")},
-        {QStringLiteral("timeout"), QStringLiteral("time-out, in the unit of the peers")},
-        {QStringLiteral("serialNum"), QStringLiteral("ties a reply to its request")},
-        {QStringLiteral("scrAddr"), QStringLiteral("address of the screen")},
-        {QStringLiteral("desAddr"), QStringLiteral("address of the destination")},
-        {QStringLiteral("deviceType"), QStringLiteral("type of the device")},
-        {QStringLiteral("portAddr"), QStringLiteral("port of the device")},
-        {QStringLiteral("scanBoardAddr"), QStringLiteral("address of the scan board")},
-        {QStringLiteral("readWriteCode"), QStringLiteral("direction of the access")},
-        {QStringLiteral("reserved2"), QStringLiteral("reserved")},
-        {QStringLiteral("lowAddr"), QStringLiteral("register address, low word")},
-        {QStringLiteral("highAddr"), QStringLiteral("register address, high word")},
-        {QStringLiteral("ackCode"), QStringLiteral("acknowledge code of the device: 0 success")},
-        {QStringLiteral("commResult"), QStringLiteral("outcome of the transport")},
-        {QStringLiteral("packResult"), QStringLiteral("outcome of the request")},
-        {QStringLiteral("replyDataLength"), QStringLiteral("how much a read asks for or brings")},
-        {QStringLiteral("packageDataLength"), QStringLiteral("how much is written")},
-        {QStringLiteral("dataLength"), QStringLiteral("how much is read or written")},
-        {QStringLiteral("data"), QStringLiteral("the data itself")},
-        {QStringLiteral("clientPackageType"), QStringLiteral("kind of payload")},
-        {QStringLiteral("broadcast"), QStringLiteral("whether the write goes to all devices")},
-        {QStringLiteral("fileNameWithPath"), QStringLiteral("name of the file")},
-        {QStringLiteral("fileNameWithPathSize"), QStringLiteral("size of the file name")},
-        {QStringLiteral("fileNameSize"), QStringLiteral("size of the file name")},
-        {QStringLiteral("offset"), QStringLiteral("where in the file or memory it begins")},
-        {QStringLiteral("id"), QStringLiteral("id of the special request")},
-        {QStringLiteral("strData"), QStringLiteral("text of the special request")},
-        {QStringLiteral("checksum"),
-         QStringLiteral("0x5555 plus all bytes from offset 2 on, modulo 0x10000")},
-        {QStringLiteral("type"), QStringLiteral("what the item of the combination is")},
-    };
-    return descriptions.value(name);
-}
-
-QString nameOf(const WireField &field)
+QString labelOf(const WireField &field)
 {
     const QString name = QString::fromLatin1(field.name);
     return field.type == WireType::TextSize ? name + QLatin1String("Size") : name;
-}
-
-bool isCountOfBytes(const QString &name)
-{
-    return name.endsWith(QLatin1String("Length")) || name.endsWith(QLatin1String("Size"))
-        || name == QLatin1String("offset");
 }
 
 /// Makes explained fields of those of a scanner.
@@ -93,18 +42,14 @@ public:
         if (field.present < 0)
             return;
         ExplainedField explained;
-        explained.name = nameOf(field);
+        explained.name = labelOf(field);
         explained.column = field.column;
         explained.offset = static_cast<int>(field.offset);
         explained.width = static_cast<int>(field.present);
         explained.raw = field.column < 0 ? m_frame.mid(explained.offset, explained.width)
                                          : field.text.toString().toUtf8();
-        WireField taken = field;
-        // The readers of byte frames know two codes.
-        if (field.type == WireType::ReadWriteCode && m_shape.form == Form::Frame)
-            taken.number = field.number == 0 ? OrvexEnum::Read : OrvexEnum::Write;
-        explained.value = valueOf(taken, explained);
-        explained.meaning = meaningOf(taken, explained);
+        explained.value = valueOf(field, explained);
+        explained.meaning = meaningOf(field);
         explained.description = descriptionOf(explained.name);
         remark(field, explained);
         m_fields.append(explained);
@@ -117,8 +62,9 @@ private:
     {
         switch (field.type) {
         case WireType::Flag:
-            return field.number == 1;
+            return field.taken == 1;
         case WireType::Text:
+        case WireType::Answer:
             return field.column < 0 ? textOf(field, explained) : field.text.toString();
         case WireType::EscapedText:
             return Korvin::unescaped(field.text);
@@ -130,19 +76,15 @@ private:
             break;
         }
         if (field.isUnsigned64)
-            return static_cast<qulonglong>(field.number);
-        // The length that a data write takes over is never negative.
-        if (explained.name == QLatin1String("packageDataLength") && field.column < 0)
-            return qMax<qlonglong>(0, field.number);
-        return static_cast<qlonglong>(field.number);
+            return static_cast<qulonglong>(field.taken);
+        return static_cast<qlonglong>(field.taken);
     }
 
     /// A text of a frame; where a decoder keeps what it has, what an earlier field gave.
     QVariant textOf(const WireField &field, const ExplainedField &explained)
     {
-        QString &text = m_texts[explained.name];
-        const bool keeps = explained.name == QLatin1String("fileNameWithPath");
-        if (field.width > 0 || !keeps)
+        QString &text = m_texts[field.source];
+        if (field.width > 0 || !field.isKept)
             text.clear();
         if (explained.width == field.width && field.width > 0) {
             const auto size = qstrnlen(field.bytes, static_cast<uint>(field.width));
@@ -157,7 +99,7 @@ private:
         if (m_shape.form != Form::Linux && explained.width < field.width)
             return {};
         QByteArray data = explained.raw;
-        if (isDataWrite(m_shape.classId))
+        if (field.isPadded)
             Korvin::resizeWithZeros(data, field.width); // at most 65535
         return data;
     }
@@ -172,58 +114,58 @@ private:
         return data;
     }
 
-    static QString meaningOf(const WireField &field, const ExplainedField &explained)
+    static QString meaningOf(const WireField &field)
     {
-        const QStringView name = codeName(field);
-        if (!name.isEmpty())
-            return name.toString();
-        if (field.type == WireType::Number && isCountOfBytes(explained.name))
+        switch (field.type) {
+        case WireType::Length:
+        case WireType::TextLength:
+        case WireType::Offset:
+        case WireType::TextSize:
             return QStringLiteral("bytes");
-        if (field.type == WireType::TextSize)
-            return QStringLiteral("bytes");
-        if (explained.name == QLatin1String("status")) {
+        case WireType::Status: {
             const auto result = static_cast<OrvexEnum::CommResults>(field.number + 1);
             return Korvin::nameOf(Korvin::CommResultNames, result, u"no name").toString();
         }
-        return {};
+        default:
+            return codeName(field.type, field.taken).toString();
+        }
     }
 
     void remark(const WireField &field, ExplainedField &explained) const
     {
-        const FieldFault fault = faultOf(field, m_shape);
-        if (fault.fault == Fault::None)
+        const FieldRefusal refusal = refusalOf(field, m_shape);
+        if (refusal.refusal == Refusal::None)
             return;
-        explained.remarks << reasonOf(fault);
-        const QString consequence = consequenceOf(field, fault.fault, explained);
+        explained.remarks << reasonOf(refusal);
+        const QString consequence = consequenceOf(field, refusal.refusal, explained);
         if (!consequence.isEmpty())
             explained.remarks << consequence;
     }
 
-    QString consequenceOf(const WireField &field, Fault fault,
+    QString consequenceOf(const WireField &field, Refusal refusal,
                           const ExplainedField &explained) const
     {
-        switch (fault) {
-        case Fault::Truncated:
+        switch (refusal) {
+        case Refusal::Truncated:
             return m_shape.form == Form::Linux ? QStringLiteral("what is missing is read as 0")
                                                : QStringLiteral("read as 0");
-        case Fault::LengthTooLarge:
+        case Refusal::LengthTooLarge:
             if (field.type == WireType::Text)
                 return QStringLiteral("read as an empty text");
             if (m_shape.form != Form::Linux)
                 return QStringLiteral("read as zeros, or left as it was");
-            return isDataWrite(m_shape.classId) ? QStringLiteral("what is missing is read as 0")
-                                                : QStringLiteral("what is there is read");
-        case Fault::UnknownCode:
+            return field.isPadded ? QStringLiteral("what is missing is read as 0")
+                                  : QStringLiteral("what is there is read");
+        case Refusal::UnknownCode:
             if (field.type != WireType::Flag && field.type != WireType::ReadWriteCode)
                 return {};
             [[fallthrough]];
-        case Fault::NotANumber:
-        case Fault::OutOfRange:
-        case Fault::UnknownName:
+        case Refusal::NotANumber:
+        case Refusal::OutOfRange:
+        case Refusal::UnknownName:
             return QStringLiteral("read as %1")
-                .arg(explained.meaning.isEmpty() || field.type == WireType::Number
-                         ? valueForPeople(explained)
-                         : explained.meaning);
+                .arg(codeName(field.type, field.taken).isEmpty() ? valueForPeople(explained)
+                                                                 : explained.meaning);
         default:
             return {};
         }
@@ -231,7 +173,7 @@ private:
 
     MessageShape m_shape;
     QByteArray m_frame;
-    QMap<QString, QString> m_texts;
+    QMap<const void *, QString> m_texts; // by what they stand for
     QVector<ExplainedField> m_fields;
 };
 
@@ -242,7 +184,7 @@ public:
     void add(const WireField &field) override
     {
         if (field.present > 0 || field.column >= 0)
-            m_fields.append({nameOf(field), field.column, field.offset, field.present});
+            m_fields.append({labelOf(field), field.column, field.offset, field.present});
     }
 
     /// The names of the fields that lie over @p field, without its own.
@@ -323,13 +265,14 @@ void completeFrame(QVector<ExplainedField> &fields, const QByteArray &frame)
 
 QVector<ExplainedField> explainFrame(const QByteArray &frame, const MessageShape &shape)
 {
+    Korvin::LayoutFields layout;
     Explainer explainer(shape, frame);
     WrittenFields written;
     if (shape.form == Form::Linux) {
-        scanLinuxFrame(frame, shape, explainer);
+        scanLinuxFrame(frame, shape, layout, explainer);
     } else {
-        scanFrame<FrameAsRead<FrameScanner>>(frame, shape, explainer);
-        scanFrame<FrameAsWritten>(frame, shape, written);
+        scanFrameAsRead(frame, shape, layout, explainer);
+        scanFrameAsWritten(frame, shape, layout, written);
     }
     QVector<ExplainedField> fields = explainer.take();
     completeFrame(fields, frame);
@@ -371,10 +314,12 @@ QVector<ExplainedField> explainRecord(QStringView record, const MessageShape &sh
 {
     Explainer explainer(shape, {});
     WrittenFields written;
+    Korvin::LayoutFields layout;
+    const bool isReply = shape.direction == Direction::Reply;
     RecordScanner asRead(record, explainer);
-    scanRecordAsRead(asRead, shape);
+    scanRecordAsRead(asRead, rowOf(shape), isReply, layout);
     RecordScanner asWritten(record, written);
-    scanRecordAsWritten(asWritten, shape);
+    scanRecordAsWritten(asWritten, rowOf(shape), isReply, layout);
     QVector<ExplainedField> fields = explainer.take();
     completeRecord(fields, record);
     remarkWritten(fields, written);
@@ -440,37 +385,26 @@ QVector<ExplainedField> explainCombination(QStringView record)
     return fields;
 }
 
-/// Runs an explanation of an input of @p size; out of memory gives none.
-template <typename Explain>
-QVector<ExplainedField> guardedExplain(qint64 size, Explain &&run)
-{
-    try {
-        Korvin::checkedSize(size); // positions are ints
-        return run();
-    } catch (const std::bad_alloc &) {
-        return {};
-    }
-}
-
 } // namespace
 
 QVector<ExplainedField> explain(const QByteArray &input, const MessageShape &shape)
 {
-    if (!exists(shape))
-        return {};
-    return guardedExplain(input.size(), [&] {
-        return shape.form == Form::Text ? explain(textFromUtf8(input), shape)
-                                        : explainFrame(input, shape);
+    return Korvin::guarded([&]() -> QVector<ExplainedField> {
+        Korvin::checkedSize(input.size()); // positions are ints
+        if (shape.form == Form::Text)
+            return explain(textFromUtf8(input), shape);
+        return exists(shape) ? explainFrame(input, shape) : QVector<ExplainedField>();
     });
 }
 
 QVector<ExplainedField> explain(const QString &record, const MessageShape &shape)
 {
-    if (!exists(shape) || shape.form != Form::Text)
-        return {};
-    return guardedExplain(record.size(), [&] {
-        return shape.classId == ClassId::PackageRequestCombination ? explainCombination(record)
-                                                                   : explainRecord(record, shape);
+    return Korvin::guarded([&]() -> QVector<ExplainedField> {
+        Korvin::checkedSize(record.size()); // positions are ints
+        if (!exists(shape) || shape.form != Form::Text)
+            return {};
+        return rowOf(shape).base == Korvin::Base::Items ? explainCombination(record)
+                                                        : explainRecord(record, shape);
     });
 }
 

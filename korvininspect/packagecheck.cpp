@@ -1,22 +1,22 @@
+#include <korvininspect/packagecheck.h>
+
 #include "classlayouts_p.h"
 #include "fieldrules_p.h"
 #include "memory_p.h"
 #include "valuetext_p.h"
 
 #include <korvininspect/inputtext.h>
-#include <korvininspect/packagecheck.h>
 
 #include <QtCore/QVarLengthArray>
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 namespace KorvinInspect {
 
 namespace {
 
-using Fields = QVarLengthArray<WireField, 32>; // more than a frame or record has different ones
+using WireFields = QVarLengthArray<WireField, 32>; // more than a frame or record has different ones
 
 /// Keeps what a reply must repeat of its request.
 class RequestFields : public FieldSink
@@ -24,31 +24,36 @@ class RequestFields : public FieldSink
 public:
     void add(const WireField &field) override
     {
-        if (identifiesRequest(field) || isDataLength(field))
+        if (identifiesRequest(field.type) || field.type == WireType::Length)
             m_fields.append(field);
     }
 
-    /// The field of that name, or null. Replies have the fields in the order of the request.
-    const WireField *find(const char *name)
+    /// Returns the field that stands for the same as one of the reply, or null. Replies have the
+    /// fields in the order of the request.
+    const WireField *find(const WireField &field)
     {
         for (int i = 0; i < m_fields.size(); ++i, ++m_next) {
-            const WireField &field = m_fields.at(m_next % m_fields.size());
-            if (isNamed(field, name))
-                return &field;
+            const WireField &candidate = m_fields.at(m_next % m_fields.size());
+            if (candidate.source == field.source && candidate.type == field.type)
+                return &candidate;
         }
         return nullptr;
     }
 
 private:
-    Fields m_fields;
+    WireFields m_fields;
     int m_next = 0;
 };
 
-/// What stands in two fields is the same.
+bool isText(const WireField &field)
+{
+    return field.type == WireType::Text || field.type == WireType::EscapedText;
+}
+
+/// Compares the values of two fields.
 bool isSame(const WireField &one, const WireField &other)
 {
-    const bool isText = one.type == WireType::Text || one.type == WireType::EscapedText;
-    if (!isText)
+    if (!isText(one))
         return one.number == other.number;
     if (one.column >= 0)
         return one.text == other.text;
@@ -56,11 +61,11 @@ bool isSame(const WireField &one, const WireField &other)
         && std::memcmp(one.bytes, other.bytes, static_cast<size_t>(one.width)) == 0;
 }
 
-/// A field for people.
+/// Returns the value of a field for people.
 QString inWords(const WireField &field)
 {
     constexpr int MaxCharacters = 40;
-    if (field.type != WireType::Text && field.type != WireType::EscapedText)
+    if (!isText(field))
         return QString::number(field.number);
     const QString text = field.column >= 0
         ? field.text.toString()
@@ -68,12 +73,12 @@ QString inWords(const WireField &field)
     return QLatin1Char('"') + printable(text, MaxCharacters) + QLatin1Char('"');
 }
 
-/// Keeps the first fault.
-class FirstFault : public FieldSink
+/// Keeps the first reason to refuse the input.
+class FirstRefusal : public FieldSink
 {
 public:
     /// @param request has the fields that a reply must repeat, or none.
-    FirstFault(const MessageShape &shape, int announcedData, RequestFields *request)
+    FirstRefusal(const MessageShape &shape, int announcedData, RequestFields *request)
         : m_shape(shape)
         , m_announcedData(announcedData)
         , m_request(request)
@@ -86,19 +91,19 @@ public:
             return;
         if (field.type == WireType::Checksum)
             endAt(field.offset);
-        FieldFault fault = faultOf(field, m_shape);
-        if (fault.fault == Fault::None)
-            fault = contradiction(field);
-        if (fault.fault == Fault::None)
-            fault = excess(field, m_announcedData);
-        if (fault.fault == Fault::None)
-            fault = difference(field);
-        if (m_verdict.isOk() && fault.fault != Fault::None) {
-            m_verdict.fault = fault.fault;
+        FieldRefusal refusal = refusalOf(field, m_shape);
+        if (refusal.refusal == Refusal::None)
+            refusal = contradiction(field);
+        if (refusal.refusal == Refusal::None)
+            refusal = excess(field, m_announcedData);
+        if (refusal.refusal == Refusal::None)
+            refusal = difference(field);
+        if (m_verdict.isOk() && refusal.refusal != Refusal::None) {
+            m_verdict.refusal = refusal.refusal;
             m_verdict.field = QString::fromLatin1(field.name);
             m_verdict.position = field.column < 0 ? static_cast<int>(field.offset) : field.column;
-            m_verdict.expected = fault.expected;
-            m_verdict.found = fault.found;
+            m_verdict.expected = refusal.expected;
+            m_verdict.found = refusal.found;
         }
         m_end = qMax(m_end, field.offset + field.width);
     }
@@ -108,7 +113,7 @@ public:
     {
         if (!m_verdict.isOk() || m_end >= end)
             return;
-        m_verdict.fault = Fault::TrailingBytes;
+        m_verdict.refusal = Refusal::TrailingBytes;
         m_verdict.position = static_cast<int>(m_end);
         m_verdict.expected = byteCount(m_end);
         m_verdict.found = byteCount(end);
@@ -117,14 +122,14 @@ public:
     Verdict verdict() const { return m_verdict; }
 
 private:
-    /// An encoder takes fields of the same name from the same field of its package.
-    FieldFault contradiction(const WireField &field)
+    /// Compares a field with an earlier one that stands for the same field of the package.
+    FieldRefusal contradiction(const WireField &field)
     {
-        if (field.type == WireType::Constant || field.type == WireType::Gap)
+        if (!field.source)
             return {};
         const auto *const earlier =
             std::find_if(m_seen.begin(), m_seen.end(), [&](const WireField &seen) {
-                return seen.type == field.type && isNamed(seen, field.name);
+                return seen.type == field.type && seen.source == field.source;
             });
         if (earlier == m_seen.end()) {
             m_seen.append(field);
@@ -136,31 +141,31 @@ private:
         if (same)
             return {};
         if (earlier->number == field.number)
-            return {Fault::Contradiction, QStringLiteral("the same bytes"),
+            return {Refusal::Contradiction, QStringLiteral("the same bytes"),
                     QStringLiteral("others")};
-        return {Fault::Contradiction, QString::number(earlier->number),
+        return {Refusal::Contradiction, QString::number(earlier->number),
                 QString::number(field.number)};
     }
 
-    static FieldFault excess(const WireField &field, qint64 most)
+    static FieldRefusal excess(const WireField &field, qint64 most)
     {
-        if (field.number <= most || !isDataLength(field))
+        if (field.number <= most || field.type != WireType::Length)
             return {};
-        return {Fault::OutOfRange, QStringLiteral("a length of at most %1").arg(most),
+        return {Refusal::OutOfRange, QStringLiteral("a length of at most %1").arg(most),
                 QString::number(field.number)};
     }
 
     /// Compares a field of a reply with that of its request.
-    FieldFault difference(const WireField &field)
+    FieldRefusal difference(const WireField &field)
     {
-        const WireField *asked = m_request->find(field.name);
+        const WireField *asked = m_request->find(field);
         if (!asked)
             return {};
-        if (isDataLength(field))
+        if (field.type == WireType::Length)
             return excess(field, asked->number);
-        if (!identifiesRequest(field) || isSame(field, *asked))
+        if (isSame(field, *asked))
             return {};
-        return {Fault::OtherRequest, inWords(*asked), inWords(field)};
+        return {Refusal::OtherRequest, inWords(*asked), inWords(field)};
     }
 
     MessageShape m_shape;
@@ -168,13 +173,12 @@ private:
     RequestFields *m_request;
     Verdict m_verdict;
     qint64 m_end = 0;
-    Fields m_seen;
+    WireFields m_seen;
 };
 
-Verdict countFault(int expected, int found, const char *what)
+Verdict wrongCount(int expected, int found, const char *what)
 {
-    Verdict verdict;
-    verdict.fault = found < expected ? Fault::TooFewFields : Fault::TooManyFields;
+    Verdict verdict = refused(found < expected ? Refusal::TooFewFields : Refusal::TooManyFields);
     verdict.position = qMin(expected, found);
     verdict.expected = QStringLiteral("%1 %2").arg(expected).arg(QLatin1String(what));
     verdict.found = QString::number(found);
@@ -195,39 +199,52 @@ MessageShape requestOf(const MessageShape &shape)
 
 Verdict checkRecord(QStringView record, const Task &task)
 {
-    const MessageShape &shape = task.shape;
+    const Korvin::ClassRow &row = rowOf(task.shape);
+    const bool isReply = task.shape.direction == Direction::Reply;
+    Korvin::LayoutFields fields;
     QString request; // to which its fields refer
     RequestFields asked;
     if (!task.options.request.isEmpty()) {
         request = textFromUtf8(task.options.request);
         RecordScanner scanner(request, asked);
-        scanRecordAsWritten(scanner, requestOf(shape));
+        scanRecordAsWritten(scanner, row, false, fields);
     }
-    FirstFault sink(shape, task.options.announcedData, &asked);
+    FirstRefusal sink(task.shape, task.options.announcedData, &asked);
     RecordScanner scanner(record, sink);
-    if (scanner.count() < neededColumns(shape))
-        return countFault(neededColumns(shape), scanner.count(), "columns");
-    if (scanner.count() > writtenColumns(shape))
-        return countFault(writtenColumns(shape), scanner.count(), "columns");
-    scanRecordAsWritten(scanner, shape);
+    const int needed = Korvin::neededColumns(row, isReply);
+    const int written = Korvin::writtenColumns(row, isReply);
+    if (scanner.count() < needed)
+        return wrongCount(needed, scanner.count(), "columns");
+    if (scanner.count() > written)
+        return wrongCount(written, scanner.count(), "columns");
+    scanRecordAsWritten(scanner, row, isReply, fields);
     return sink.verdict();
+}
+
+QStringList typeWords()
+{
+    QStringList words;
+    for (const Korvin::ClassRow &row : Korvin::Classes) {
+        if (!row.typeWord.isEmpty())
+            words << row.typeWord.toString();
+    }
+    return words;
 }
 
 Verdict checkItem(QStringView item, const CheckOptions &options)
 {
     const auto parts = static_cast<int>(std::count(item.begin(), item.end(), QLatin1Char('^'))) + 1;
     if (parts != 2)
-        return countFault(2, parts, "parts");
+        return wrongCount(2, parts, "parts");
     Korvin::TextParts props(item, '^');
     const QStringView word = props.next();
     const std::optional<ClassId> id = classOfType(word);
     if (id)
         return checkRecord(props.next(), {{*id, Form::Text, Direction::Request}, options});
-    Verdict verdict;
-    verdict.fault = Fault::UnknownType;
+    Verdict verdict = refused(Refusal::UnknownType);
     verdict.field = QStringLiteral("type");
-    verdict.expected = QStringLiteral("writeData, writeFile, ReadData or ReadFile");
-    verdict.found = QLatin1Char('"') + printable(word.toString(), 20) + QLatin1Char('"');
+    verdict.expected = QLatin1String("one of ") + typeWords().join(QLatin1String(", "));
+    verdict.found = QStringLiteral("type word \"%1\"").arg(printable(word.toString(), 20));
     return verdict;
 }
 
@@ -247,57 +264,49 @@ Verdict checkCombination(QStringView record, const CheckOptions &options)
 
 Verdict checkText(QStringView record, const Task &task)
 {
-    return task.shape.classId == ClassId::PackageRequestCombination
-        ? checkCombination(record, task.options)
-        : checkRecord(record, task);
+    return rowOf(task.shape).base == Korvin::Base::Items ? checkCombination(record, task.options)
+                                                         : checkRecord(record, task);
 }
 
-void scanFrameAsWritten(const QByteArray &frame, const MessageShape &shape, FieldSink &sink)
+void scanBytes(const QByteArray &frame, const MessageShape &shape, Korvin::LayoutFields &fields,
+               FieldSink &sink)
 {
     if (shape.form == Form::Frame)
-        scanFrame<FrameAsWritten>(frame, shape, sink);
+        scanFrameAsWritten(frame, shape, fields, sink);
     else
-        scanLinuxFrame(frame, shape, sink);
+        scanLinuxFrame(frame, shape, fields, sink);
 }
 
 Verdict checkBytes(const QByteArray &frame, const Task &task)
 {
     constexpr int Smallest = Korvin::LinuxHeader::Size + Korvin::LinuxHeader::ChecksumSize;
     if (task.shape.form == Form::Linux && frame.size() < Smallest) {
-        Verdict verdict;
-        verdict.fault = Fault::Truncated;
+        Verdict verdict = refused(Refusal::Truncated);
         verdict.position = static_cast<int>(frame.size());
         verdict.expected = QStringLiteral("at least %1 bytes").arg(Smallest);
         verdict.found = byteCount(frame.size());
         return verdict;
     }
+    Korvin::LayoutFields fields;
     RequestFields asked;
     if (!task.options.request.isEmpty())
-        scanFrameAsWritten(task.options.request, requestOf(task.shape), asked);
-    FirstFault sink(task.shape, task.options.announcedData, &asked);
-    scanFrameAsWritten(frame, task.shape, sink);
+        scanBytes(task.options.request, requestOf(task.shape), fields, asked);
+    FirstRefusal sink(task.shape, task.options.announcedData, &asked);
+    scanBytes(frame, task.shape, fields, sink);
     if (task.shape.form == Form::Frame)
         sink.endAt(frame.size());
     return sink.verdict();
 }
 
-Verdict refused(Fault fault)
-{
-    Verdict verdict;
-    verdict.fault = fault;
-    return verdict;
-}
-
 /// Runs a check of an input of @p size for a shape that exists.
 template <typename Check>
-Verdict guardedCheck(qint64 size, const MessageShape &shape, Check &&run)
+Verdict guardedCheck(qint64 size, const MessageShape &shape, Check run)
 {
-    try {
+    const auto checkSize = [&] {
         Korvin::checkedSize(size); // positions are ints
-        return exists(shape) ? run() : refused(Fault::NoSuchForm);
-    } catch (const std::bad_alloc &) {
-        return refused(Fault::OutOfMemory);
-    }
+        return exists(shape) ? run() : refused(Refusal::NoSuchForm);
+    };
+    return Korvin::guarded(checkSize, refused(Refusal::OutOfMemory));
 }
 
 } // namespace
@@ -309,9 +318,9 @@ QString describe(const Verdict &verdict)
         place += QStringLiteral("item %1, ").arg(verdict.item);
     if (!verdict.field.isEmpty())
         place += QStringLiteral("%1 at %2: ").arg(verdict.field).arg(verdict.position);
-    else if (verdict.fault == Fault::TrailingBytes || verdict.fault == Fault::Truncated)
+    else if (verdict.refusal == Refusal::TrailingBytes || verdict.refusal == Refusal::Truncated)
         place += QStringLiteral("at %1: ").arg(verdict.position);
-    return place + reasonOf({verdict.fault, verdict.expected, verdict.found});
+    return place + reasonOf({verdict.refusal, verdict.expected, verdict.found});
 }
 
 Verdict check(const QByteArray &input, const MessageShape &shape)
@@ -326,7 +335,7 @@ Verdict check(const QByteArray &input, const MessageShape &shape, const CheckOpt
             return checkBytes(input, {shape, options});
         const QString record = textFromUtf8(input);
         return record.toUtf8() == input ? checkText(record, {shape, options})
-                                        : refused(Fault::NotUtf8);
+                                        : refused(Refusal::NotUtf8);
     });
 }
 
@@ -338,7 +347,7 @@ Verdict check(const QString &record, const MessageShape &shape)
 Verdict check(const QString &record, const MessageShape &shape, const CheckOptions &options)
 {
     if (shape.form != Form::Text)
-        return refused(Fault::NoSuchForm);
+        return refused(Refusal::NoSuchForm);
     return guardedCheck(record.size(), shape, [&] { return checkText(record, {shape, options}); });
 }
 

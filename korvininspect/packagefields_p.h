@@ -1,0 +1,16 @@
+#ifndef PACKAGEFIELDS_P_H
+#define PACKAGEFIELDS_P_H
+
+#include <korvininspect/packageclass.h>
+
+namespace KorvinInspect {
+
+/// Makes the list of all classes of packages, in the order of their rows.
+std::vector<PackageClass> makePackageClasses();
+
+/// Returns what the fields of a name are for; empty for a name that no field has.
+QString descriptionOf(const QString &name);
+
+} // namespace KorvinInspect
+
+#endif
