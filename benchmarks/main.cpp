@@ -3,17 +3,6 @@
 
 #include "rows.h"
 
-#include <cstdlib>
-#include <iostream>
-
-void require(bool condition, const std::string &what)
-{
-    if (condition)
-        return;
-    std::cerr << "benchmarks: cannot prepare " << what << std::endl;
-    std::exit(1);
-}
-
 int main(int argc, char **argv)
 {
     addCodecRows();

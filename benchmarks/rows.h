@@ -5,6 +5,8 @@
 
 #include <QtCore/QtGlobal>
 
+#include <cstdlib>
+#include <iostream>
 #include <string>
 
 /// What a row of the table measures. Its benchmark is named
@@ -22,6 +24,15 @@ struct Row
 };
 
 void rememberSize(qint64 bytes);
+
+/// Ends the program where what has to be measured does not work.
+inline void require(bool condition, const std::string &what)
+{
+    if (condition)
+        return;
+    std::cerr << "benchmarks: failed: " << what << std::endl;
+    std::exit(1);
+}
 
 /// Adds a row. The operation keeps its result alive and returns whether it is right.
 template <typename Operation>
@@ -41,9 +52,6 @@ void addRow(const Row &row, Operation operation)
         state.counters["bytes"] = static_cast<double>(row.bytes);
     });
 }
-
-/// Ends the program where a preparation of a row went wrong.
-void require(bool condition, const std::string &what);
 
 // Each adds the rows of its file.
 void addCodecRows();
