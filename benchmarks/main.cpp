@@ -8,7 +8,10 @@ int main(int argc, char **argv)
     addCodecRows();
     addTextPeerRows();
 #ifdef BENCHMARK_PEERS
-    addFramePeerRows();
+    addFlatBuffersRows();
+    addMsgpackRows();
+    addProtobufRows();
+    addQtRows();
 #endif
     addFloorRows();
     benchmark::Initialize(&argc, argv);

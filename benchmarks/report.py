@@ -1,122 +1,26 @@
-"""Prints the table of a benchmark run, and writes its page and chart.
+"""Judges a run of the benchmarks, prints its results, and writes them into docs/.
 
-Usage: report.py RUN.json [PAGE.md CHART.svg]
+Usage: report.py [--write] BLOCK.json...
 
-The page keeps its text; what stands between the two comment lines that name this script is
-replaced by the tables of the run.
+The files are the blocks of one run. --write writes docs/performance.svg, docs/performance.csv with all rows,
+and the results in docs/performance.md, between the two comment lines that name this script. A run of a busy
+machine is not judged: then its page says so, and the exit status is 1.
 """
 
-import collections
-import html
-import json
-import math
+import csv
 import pathlib
-import statistics
 import sys
 
-BEGIN, END = "<!-- from report.py -->", "<!-- to here -->"
-FLOOR = "malloc + memcpy + free"
-TABLE_LOOP = "floor, bare loop"
-NUMBERS = "2,048 numbers of a record"
-WRITE = "PackageRequestWriteData"
+import instructions
+import runs as measured
+import targets
+from chart import PANELS, chart
 
-Row = collections.namedtuple("Row", "who form subject operation payload object note bytes min median")
-
-
-def rows_of(run):
-    times, others = collections.defaultdict(list), {}
-    for result in run["benchmarks"]:
-        if result.get("error_occurred"):
-            sys.exit(f"report: {result['name']}: {result['error_message']}")
-        if result["run_type"] != "iteration":
-            continue
-        name = result["run_name"].split("/repeats:")[0]
-        times[name].append(result["cpu_time"])
-        others[name] = (result.get("label", ""), int(result["bytes"]))
-    return [
-        Row(*name.split("/"), *others[name], min(values), statistics.median(values))
-        for name, values in times.items()
-    ]
-
-
-class Run:
-    def __init__(self, path):
-        run = json.loads(pathlib.Path(path).read_text())
-        self.context = run["context"]
-        self.rows = rows_of(run)
-        self.floors = {row.bytes: row for row in self.rows if row.subject == FLOOR}
-
-    def find(self, **wanted):
-        for row in self.rows:
-            if all(getattr(row, key) == value for key, value in wanted.items()):
-                return row
-        return None
-
-    def ratio(self, row):
-        """A row's median to that of the floor of as many bytes."""
-        floor = self.floors.get(row.bytes)
-        return row.median / floor.median if floor else None
-
-
-def time_text(nanoseconds):
-    if nanoseconds < 10_000:
-        return f"{nanoseconds:,.0f} ns"
-    if nanoseconds < 10_000_000:
-        return f"{nanoseconds / 1000:,.0f} µs"
-    return f"{nanoseconds / 1_000_000:,.1f} ms"
-
-
-def ratio_text(ratio):
-    return f"{ratio:.2f} x" if ratio else ""
-
-
-def targets(run):
-    """The rows of the targets: operation, limit, figure, whether it is met."""
-
-    def frame(form, operation, object_):
-        return run.find(who="library", form=form, subject=WRITE, operation=operation,
-                        payload="large", object=object_)
-
-    def to_floor(name, row, limit):
-        ratio = run.ratio(row)
-        return name, f"{limit} x floor", ratio_text(ratio), ratio <= limit
-
-    def to_other(name, limit, other, row, least=False):
-        ratio = other.median / row.median if least else row.median / other.median
-        good = ratio >= limit if least else ratio <= limit
-        text = f"at least {limit} x faster" if least else f"{limit} x"
-        return name, f"{text} than {other.who}" if least else f"{text} {other.who}", ratio_text(ratio), good
-
-    lines = [
-        to_floor("request frame, encode", frame("request frame", "encode", "reused"), 2.6),
-        to_floor("request frame, decode", frame("request frame", "decode", "reused"), 3.0),
-        to_floor("request frame, encode, fresh object", frame("request frame", "encode", "fresh"), 5.0),
-        to_floor("request frame, decode, fresh object", frame("request frame", "decode", "fresh"), 5.0),
-        to_floor("Linux frame, encode", frame("Linux frame", "encode", "reused"), 3.5),
-        to_floor("Linux frame, decode", frame("Linux frame", "decode", "reused"), 3.5),
-    ]
-    for operation in ("encode", "decode"):
-        mine = frame("request frame", operation, "fresh")
-        for who in ("QDataStream", "QCborValue", "QModbusRequest, 9 requests", "FlatBuffers",
-                    "FlatBuffers, Qt types", "nanopb", "protobuf"):
-            peer = run.find(who=who, operation=operation, object="fresh")
-            if peer and (who != "protobuf" or operation == "encode"):
-                lines.append(to_other(f"request frame, {operation}, fresh object", 1, peer, mine, True))
-    numbers = {(row.who, row.operation): row for row in run.rows if row.subject == NUMBERS}
-    for form in ("request record", "reply record"):
-        make, read = frame(form, "encode", "reused"), frame(form, "decode", "reused")
-        lines += [
-            to_other(f"{form}, 2,048 numbers, make", 1.5, numbers[TABLE_LOOP, "encode"], make),
-            to_other(f"{form}, 2,048 numbers, make", 50, numbers["QStringList::join", "encode"], make, True),
-            to_other(f"{form}, 2,048 numbers, read", 2.0, numbers[TABLE_LOOP, "decode"], read),
-            to_other(f"{form}, 2,048 numbers, read", 10, numbers["QString::split + toInt", "decode"], read, True),
-        ]
-    for operation, who in (("encode", "QString::arg"), ("decode", "QString::split + toInt")):
-        idiom = run.find(who=who, form="request record", operation=operation)
-        mine = run.find(who="library", form="request record", subject="PackageBase", operation=operation,
-                        object="reused")
-        lines.append(to_other(f"common record, {operation}", 3, idiom, mine, True))
-    return lines
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+PAGE, CHART, ROWS = (ROOT / "docs" / f"performance.{kind}" for kind in ("md", "svg", "csv"))
+COUNTS = ROOT / "benchmarks" / "instructions.txt"
+LIVE = ROOT / "benchmarks" / "livepackages.txt"
+BEGIN, END = "<!-- from benchmarks/report.py -->", "<!-- to here -->"
 
 
 def table(head, lines):
@@ -124,136 +28,172 @@ def table(head, lines):
     yield "|" + "---|" * len(head)
     for line in lines:
         yield "| " + " | ".join(line) + " |"
+    yield ""
 
 
-def peers(run):
-    """Who writes and reads the fields of a write-data request with 2,048 bytes."""
-    return sorted(
-        (row for row in run.rows
-         if row.form == "request frame" and row.subject == WRITE and row.payload == "large"),
-        key=lambda row: (row.operation == "decode", row.object, row.median))
+def a_second(nanoseconds):
+    """How often a second, to two digits."""
+    rate = 1e9 / nanoseconds
+    if rate >= 1e6:
+        return f"{rate / 1e6:,.{0 if rate >= 1e7 else 1}f} million"
+    digits = len(str(int(rate))) - 2
+    return f"{round(rate, -digits):,.0f}"
 
 
-def sizes(run):
-    found = collections.defaultdict(dict)
-    for row in run.rows:
-        if row.subject.endswith("by size") and row.object == "reused":
-            found[int(row.payload)][row.form, row.operation] = row
-    return found
-
-
-COLUMNS = (("request frame", "encode"), ("request frame", "decode"),
-           ("reply record", "encode"), ("reply record", "decode"))
+def live_packages():
+    """What live packages take: class, then bytes and blocks of an empty and of a decoded one."""
+    lines = (line.split() for line in LIVE.read_text().splitlines() if line and not line.startswith("#"))
+    return {name: [int(number) for number in numbers] for name, *numbers in lines}
 
 
 def machine(run):
     caches = ", ".join(f"L{cache['level']} {cache['type'].lower()} {cache['size'] >> 10} KiB"
                        for cache in run.context["caches"])
+    spread = max((run.spread(floor) for floor in targets.floors_of(run)), default=0)
     return (f"Measured {run.context['date'][:10]} on {run.context['num_cpus']} processors of "
-            f"{run.context['mhz_per_cpu'] / 1000:.1f} GHz ({caches}).")
+            f"{run.context['mhz_per_cpu'] / 1000:.1f} GHz ({caches}). The smallest times of the floors differ by at "
+            f"most {spread:.0%} between the blocks of the run, and the clock's time is {run.waiting:.0%} above the "
+            "processor's.")
 
 
-def tables(run):
-    def cells(row):
-        return [time_text(row.min), time_text(row.median), ratio_text(run.ratio(row)), row.note]
+def beside_others(run):
+    """The quickest way of each library, in nanoseconds and as multiples of this one."""
+    own = {(operation, obj): run.best(**targets.own("request frame", operation, obj)) for operation, obj, _ in PANELS}
 
-    yield machine(run)
-    yield ""
-    yield "### Targets"
+    def cell(who, operation, obj, result):
+        row = run.best(**targets.peer(who, operation, obj, result))
+        return f"{row.min:,.0f} ({row.min / own[operation, obj].min:.1f} x)" if row else ""
+
+    lines = [["**korvinpackage**", *(f"**{row.min:,.0f}**" for row in own.values())]]
+    for result, suffix in (("owned", ""), ("kept", ", frame overwritten by the next")):
+        for who in targets.PEERS:
+            cells = [cell(who, operation, obj, result) for operation, obj, _ in PANELS]
+            if any(cells):
+                lines.append([who + suffix, *cells])
+    return table(["nanoseconds", *(title for _, _, title in PANELS)], lines)
+
+
+def for_a_user(run):
+    def both(form, operations, objects, subject=targets.WRITE, payload="large"):
+        rows = [run.best(who="library", form=form, subject=subject, payload=payload, operation=operation, object=obj)
+                for operation in operations for obj in objects]
+        return ", ".join(a_second(row.min) for row in rows)
+
+    live = live_packages()
+    kept = ["reused", "fresh"]
+    lines = [
+        ["request frames with 2,048 bytes encoded a second on one core, package kept, new",
+         both("request frame", ["encode"], kept)],
+        ["the same decoded, package kept, new", both("request frame", ["decode"], kept)],
+        ["records with 2,048 numbers made, read a second on one core",
+         both("request record", ["encode", "decode"], ["reused"])],
+        ["records without data made, read a second on one core",
+         both("request record", ["encode", "decode"], ["reused"], "PackageBase", "small")],
+    ]
+    for (who, operation, obj), rates in targets.scaling(run).items():
+        if who == "library" and (operation, obj) == ("decode", "fresh"):
+            lines.append(["frames decoded a second by " + ", ".join(str(threads) for threads, *_ in rates) + " threads",
+                          ", ".join(a_second(1e9 / rate) for _, rate, _ in rates)])
+    for name in ("PackageBase", targets.WRITE):
+        size, blocks = live[name][2:]
+        lines.append([f"memory of a {name} that was decoded" + (", with 16 bytes" if name == targets.WRITE else ""),
+                      f"{size} bytes in {blocks} blocks"])
+    return table(["", "up to"], lines)
+
+
+def verdicts(run, doubts):
+    def word(is_met):
+        return "not judged" if doubts else "met" if is_met else "**missed**"
+
+    lines = [[verdict.name, f"{verdict.limit:g} x {verdict.other}", f"{verdict.ratio:.2f} x", word(verdict.is_met)]
+             for verdict in targets.judged(run)]
+    for (who, operation, obj), rates in targets.scaling(run).items():
+        if who == "library":
+            lines += [[f"request frame, {operation}, {obj}, {threads} threads",
+                       f"at least {targets.LEAST_SCALING:.0%} of the cores", f"{part:.0%}",
+                       word(part >= targets.LEAST_SCALING)] for threads, _, part in rates if threads > 1]
+    lines += [[name, f"{limit:,} instructions", f"{count:,}", "met" if is_met else "**missed**"]
+              for name, limit, count, is_met in targets.judged_instructions(instructions.accepted(COUNTS))]
+    yield from table(["operation", "at most", "measured", ""], lines)
+    yield "Beside frames in memory that the next one overwrites, which this library does not offer:"
     yield ""
     yield from table(["operation", "at most", "measured", ""],
-                     [[name, limit, value, "met" if good else "**missed**"]
-                      for name, limit, value, good in targets(run)])
+                     [[one.name, f"{one.limit:g} x {one.other}", f"{one.ratio:.2f} x", word(one.is_met)]
+                      for one in targets.judged(run, targets.COMPARISONS)])
+
+
+def by_size(run):
+    columns = [("request frame", "encode"), ("request frame", "decode"),
+               ("reply record", "encode"), ("reply record", "decode")]
+    rows = {(int(row.payload), row.form, row.operation): row.min / 1000
+            for row in run.all(subject=f"{targets.WRITE} by size", object="reused")}
+    return table(["bytes", *(f"{form}, {operation}, µs" for form, operation in columns)],
+                 [[f"{size:,}", *(f"{rows[size, *column]:,.2f}" if (size, *column) in rows else "refused"
+                                  for column in columns)] for size in sorted({size for size, *_ in rows})])
+
+
+def results(run, doubts):
+    if doubts:
+        yield "**This run cannot be judged.** " + "; ".join(doubts) + ". Run it again on a quiet machine."
+        yield ""
+    yield "![What libraries need for the same frame](performance.svg)"
     yield ""
-    yield "### The same fields with other libraries"
+    yield from beside_others(run)
+    yield from for_a_user(run)
+    yield machine(run)
     yield ""
-    yield from table(["who", "operation", "object", "min", "median", "to the floor", ""],
-                     [[row.who, row.operation, row.object, *cells(row)] for row in peers(run)])
+    yield "## Targets"
     yield ""
-    yield "### By size of the data"
+    yield from verdicts(run, doubts)
+    yield "## Memory of live packages"
     yield ""
-    yield from table(["bytes", *(f"{form}, {operation}" for form, operation in COLUMNS)],
-                     [[f"{size:,}", *(time_text(found[key].median) if key in found else "refused"
-                                      for key in COLUMNS)]
-                      for size, found in sorted(sizes(run).items())])
+    yield from table(["class", "empty", "decoded"],
+                     [[name, f"{size} bytes in {blocks}", f"{decoded} bytes in {decoded_blocks}"]
+                      for name, (size, blocks, decoded, decoded_blocks) in live_packages().items()])
+    yield "## By size of the data"
     yield ""
-    yield "### All rows"
-    yield ""
-    shown = [row for row in run.rows if row.form != "memory" or row.bytes in (0, 2112)]
-    yield from table(["who", "form", "class", "operation", "payload", "object", "min", "median",
-                      "to the floor", ""],
-                     [[row.who, row.form, row.subject, row.operation, row.payload, row.object, *cells(row)]
-                      for row in sorted(shown)])
+    yield from by_size(run)
 
 
-def bars(run):
-    """Encode and decode with a fresh object, as multiples of the floor."""
-    left, width, height, scale = 210, 860, 20, 20
-    y = 30
-    yield f'<text x="10" y="{y}" class="h">Write-data request of 2,048 bytes, fresh object: multiples of {FLOOR}</text>'
-    shown = [row for row in peers(run) if row.object == "fresh"]
-    for operation in ("encode", "decode"):
-        y += 30
-        yield f'<text x="10" y="{y}" class="h">{operation}</text>'
-        for row in (row for row in shown if row.operation == operation):
-            y += height
-            ratio = run.ratio(row)
-            length = min(ratio * scale, width - left - 80)
-            cut = " (cut)" if ratio * scale > length else ""
-            kind = "own" if row.who == "library" else "peer"
-            yield f'<text x="{left - 8}" y="{y}" text-anchor="end">{html.escape(row.who)}</text>'
-            yield f'<rect x="{left}" y="{y - 12}" width="{length:.1f}" height="14" class="{kind}"/>'
-            yield f'<text x="{left + length + 6:.1f}" y="{y}">{ratio:.1f}{cut}</text>'
+def write_rows(run, path):
+    """All rows, in nanoseconds, and as multiples of the floor of as many bytes."""
+    with path.open("w", newline="") as file:
+        writer = csv.writer(file, lineterminator="\n")
+        writer.writerow([*measured.FIELDS.split(), "threads", "memory", "bytes", "min", "median", "floors"])
+        for row in sorted(run.rows):
+            floor = run.floor(row)
+            writer.writerow([*row[:-3], f"{row.min:.1f}", f"{row.median:.1f}",
+                             f"{row.min / floor.min:.2f}" if floor else ""])
 
 
-def lines(run, top):
-    """Time against size, both logarithmic: a slope of one is linear."""
-    left, width, height = 80, 620, 300
-
-    def x(size):
-        return left + width * math.log2(size / 1024) / 14
-
-    def y(nanoseconds):
-        return top + height - height * (math.log10(nanoseconds) - 1.5) / 7
-
-    yield f'<text x="10" y="{top - 20}" class="h">Time by size of the data, existing object</text>'
-    for power in range(2, 9):
-        unit = time_text(10 ** power)
-        yield f'<path d="M{left} {y(10 ** power):.1f}h{width}" class="grid"/>'
-        yield f'<text x="{left - 6}" y="{y(10 ** power) + 4:.1f}" text-anchor="end">{unit}</text>'
-    for number, key in enumerate(COLUMNS):
-        points = [(size, found[key].median) for size, found in sorted(sizes(run).items())
-                  if size and key in found]
-        path = " ".join(f"{x(size):.1f},{y(time):.1f}" for size, time in points)
-        yield f'<polyline points="{path}" class="line l{number}"/>'
-        below = 14 * (key == ("request frame", "decode"))  # they end in the same place
-        yield f'<text x="{left + width + 6}" y="{y(points[-1][1]) + 4 + below:.1f}">{", ".join(key)}</text>'
-    for size in (1 << 10, 1 << 14, 1 << 18, 1 << 20, 1 << 22, 1 << 24):
-        name = f"{size >> 20} MiB" if size >= 1 << 20 else f"{size >> 10} KiB"
-        yield f'<text x="{x(size):.1f}" y="{top + height + 16}" text-anchor="middle">{name}</text>'
+def is_complete(run):
+    """Whether all rows that the page is made of are there: other libraries are not always measured."""
+    return all(None not in targets.rows_of(run, target) for target in targets.TARGETS)
 
 
-def chart(run):
-    yield '<svg xmlns="http://www.w3.org/2000/svg" width="880" height="960" viewBox="0 0 880 960">'
-    yield ("<style>text{font:13px sans-serif;fill:#222}.h{font-weight:bold}.own{fill:#0a6}"
-           ".peer{fill:#9ab}.grid{stroke:#ddd}.line{fill:none;stroke-width:2}.l0{stroke:#0a6}"
-           ".l1{stroke:#06c}.l2{stroke:#c60}.l3{stroke:#a0a}</style>")
-    yield '<rect width="880" height="960" fill="#fff"/>'
-    yield from bars(run)
-    yield from lines(run, 620)
-    yield "</svg>"
-
-
-def main():
-    run = Run(sys.argv[1])
-    print("\n".join(tables(run)))
-    if len(sys.argv) > 3:
-        page = pathlib.Path(sys.argv[2])
-        before, rest = page.read_text().split(BEGIN)
-        after = rest.split(END)[1]
-        page.write_text("\n".join([before + BEGIN, "", *tables(run), "", END]) + after)
-        pathlib.Path(sys.argv[3]).write_text("\n".join(chart(run)) + "\n")
+def main(arguments):
+    is_written = "--write" in arguments
+    try:
+        run = measured.Runs.of_files(path for path in arguments if path != "--write")
+    except measured.BrokenRun as fault:
+        sys.exit(f"report: {fault}")
+    doubts = targets.doubts(run)
+    if is_complete(run):
+        text = "\n".join(results(run, doubts))
+        print(text)
+        if is_written:
+            before, rest = PAGE.read_text().split(BEGIN)
+            PAGE.write_text(f"{before}{BEGIN}\n\n{text}\n{END}{rest.split(END)[1]}")
+            CHART.write_text("\n".join(chart(run)) + "\n")
+            write_rows(run, ROWS)
+    else:
+        for row in sorted(run.rows):
+            print(f"{row.min:>12,.1f} ns  {' / '.join(row[:7])}")
+        if is_written:
+            sys.exit("report: nothing is written: not all rows were measured")
+    if doubts:
+        sys.exit("report: this run cannot be judged: " + "; ".join(doubts))
 
 
 if __name__ == "__main__":
-    main()
+    main(sys.argv[1:])
