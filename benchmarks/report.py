@@ -1,10 +1,10 @@
 """Judges a run of the benchmarks, prints its results, and writes them into docs/.
 
-Usage: report.py [--write] BLOCK.json...
+Usage: report.py [--write] PROCESS.json...
 
-The files are the blocks of one run. --write writes docs/performance.svg, docs/performance.csv with all rows,
-and the results in docs/performance.md, between the two comment lines that name this script. A run of a busy
-machine is not judged: then its page says so, and the exit status is 1.
+The files are those of the processes of one run. --write writes docs/performance.svg, docs/performance.csv with all rows,
+and the results in docs/performance.md, between the two comment lines of which the first names this script. A
+run of a busy machine is not judged: it says why, and the exit status is 1.
 """
 
 import csv
@@ -12,15 +12,19 @@ import pathlib
 import sys
 
 import instructions
-import runs as measured
+import run as measured
 import targets
-from chart import PANELS, chart
+from chart import chart
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PAGE, CHART, ROWS = (ROOT / "docs" / f"performance.{kind}" for kind in ("md", "svg", "csv"))
 COUNTS = ROOT / "benchmarks" / "instructions.txt"
 LIVE = ROOT / "benchmarks" / "livepackages.txt"
 BEGIN, END = "<!-- from benchmarks/report.py -->", "<!-- to here -->"
+
+
+TITLES = {("encode", "reused"): "encode, package kept", ("encode", "fresh"): "encode, new package",
+          ("decode", "reused"): "decode, package kept", ("decode", "fresh"): "decode, new package"}
 
 
 def table(head, lines):
@@ -31,95 +35,112 @@ def table(head, lines):
     yield ""
 
 
-def a_second(nanoseconds):
-    """How often a second, to two digits."""
-    rate = 1e9 / nanoseconds
+def a_second(rate):
+    """A rate with two digits."""
     if rate >= 1e6:
         return f"{rate / 1e6:,.{0 if rate >= 1e7 else 1}f} million"
-    digits = len(str(int(rate))) - 2
-    return f"{round(rate, -digits):,.0f}"
+    return f"{round(rate, 2 - len(str(int(rate)))):,.0f}"
 
 
 def live_packages():
     """What live packages take: class, then bytes and blocks of an empty and of a decoded one."""
-    lines = (line.split() for line in LIVE.read_text().splitlines() if line and not line.startswith("#"))
+    lines = (line.split() for line in LIVE.read_text().splitlines() if not line.startswith("#"))
     return {name: [int(number) for number in numbers] for name, *numbers in lines}
 
 
 def machine(run):
     caches = ", ".join(f"L{cache['level']} {cache['type'].lower()} {cache['size'] >> 10} KiB"
                        for cache in run.context["caches"])
-    spread = max((run.spread(floor) for floor in targets.floors_of(run)), default=0)
+    spread = max((floor.spread for floor in targets.floors(run)), default=0)
     return (f"Measured {run.context['date'][:10]} on {run.context['num_cpus']} processors of "
-            f"{run.context['mhz_per_cpu'] / 1000:.1f} GHz ({caches}). The smallest times of the floors differ by at "
-            f"most {spread:.0%} between the blocks of the run, and the clock's time is {run.waiting:.0%} above the "
+            f"{run.context['mhz_per_cpu'] / 1000:.1f} GHz ({caches}). From one part of the run to the other the "
+            f"smallest times of a floor differ by at most {spread:.0%}, and the clock's time is {run.waiting:.0%} above the "
             "processor's.")
 
 
 def beside_others(run):
-    """The quickest way of each library, in nanoseconds and as multiples of this one."""
-    own = {(operation, obj): run.best(**targets.own("request frame", operation, obj)) for operation, obj, _ in PANELS}
+    """The quickest way of each library to frames and fields that are owned."""
+    def cell(operation, obj, **wanted):
+        row = run.best(**{**targets.peer(None, operation, obj, "owned"), **wanted})
+        own = run.best(**targets.own("request frame", operation, obj))
+        return f"{row.min:,.0f} ({row.min / own.min:.1f} x)" if row else ""
 
-    def cell(who, operation, obj, result):
-        row = run.best(**targets.peer(who, operation, obj, result))
-        return f"{row.min:,.0f} ({row.min / own[operation, obj].min:.1f} x)" if row else ""
+    def line(name, **wanted):
+        return [name, *(cell(operation, obj, **wanted) for operation, obj in targets.PLACES)]
 
-    lines = [["**korvinpackage**", *(f"**{row.min:,.0f}**" for row in own.values())]]
-    for result, suffix in (("owned", ""), ("kept", ", frame overwritten by the next")):
-        for who in targets.PEERS:
-            cells = [cell(who, operation, obj, result) for operation, obj, _ in PANELS]
-            if any(cells):
-                lines.append([who + suffix, *cells])
-    return table(["nanoseconds", *(title for _, _, title in PANELS)], lines)
+    library = {"who": "library", "subject": targets.WRITE, "payload": "large"}
+    lines = [line("**korvinpackage**", way="plain", **library),
+             line("korvinpackage, a kept package set anew", way="set anew", **library)]
+    lines += [line(who, who=who) for who in targets.PEERS]
+    return table(["nanoseconds", *TITLES.values()], lines)
 
 
 def for_a_user(run):
-    def both(form, operations, objects, subject=targets.WRITE, payload="large"):
-        rows = [run.best(who="library", form=form, subject=subject, payload=payload, operation=operation, object=obj)
-                for operation in operations for obj in objects]
-        return ", ".join(a_second(row.min) for row in rows)
+    def rates(form, operation, objects, subject=targets.WRITE, payload="large"):
+        rows = [run.best(**targets.own(form, operation, obj, subject=subject, payload=payload)) for obj in objects]
+        return [a_second(1e9 / row.min) for row in rows]
 
-    live = live_packages()
-    kept = ["reused", "fresh"]
+    both = ["reused", "fresh"]
     lines = [
-        ["request frames with 2,048 bytes encoded a second on one core, package kept, new",
-         both("request frame", ["encode"], kept)],
-        ["the same decoded, package kept, new", both("request frame", ["decode"], kept)],
-        ["records with 2,048 numbers made, read a second on one core",
-         both("request record", ["encode", "decode"], ["reused"])],
-        ["records without data made, read a second on one core",
-         both("request record", ["encode", "decode"], ["reused"], "PackageBase", "small")],
+        ["request frames with 2,048 bytes encoded a second by one core; package kept, new package",
+         *rates("request frame", "encode", both)],
+        ["the same decoded", *rates("request frame", "decode", both)],
+        ["records with 2,048 numbers made, read a second by one core",
+         *rates("request record", "encode", ["reused"]), *rates("request record", "decode", ["reused"])],
+        ["records without data made, read a second by one core",
+         *rates("request record", "encode", ["reused"], "PackageBase", "small"),
+         *rates("request record", "decode", ["reused"], "PackageBase", "small")],
+        ["frames decoded a second by 1, 2, 4 threads, new packages",
+         *(a_second(rate) for _, rate, _ in targets.scaling(run)["library", "decode", "fresh"])],
     ]
-    for (who, operation, obj), rates in targets.scaling(run).items():
-        if who == "library" and (operation, obj) == ("decode", "fresh"):
-            lines.append(["frames decoded a second by " + ", ".join(str(threads) for threads, *_ in rates) + " threads",
-                          ", ".join(a_second(1e9 / rate) for _, rate, _ in rates)])
-    for name in ("PackageBase", targets.WRITE):
-        size, blocks = live[name][2:]
-        lines.append([f"memory of a {name} that was decoded" + (", with 16 bytes" if name == targets.WRITE else ""),
-                      f"{size} bytes in {blocks} blocks"])
+    lines = [[name, ", ".join(values)] for name, *values in lines]
+    for name, what in (("PackageBase", ""), (targets.WRITE, " with 16 bytes")):
+        size, blocks = live_packages()[name][2:]
+        lines.append([f"memory of a {name} that has read a request{what}", f"{size} bytes in {blocks} blocks"])
     return table(["", "up to"], lines)
 
 
-def verdicts(run, doubts):
-    def word(is_met):
+class Verdicts:
+    """Targets and what a run shows of them; on a busy machine it shows nothing."""
+
+    def __init__(self, run):
+        self.run = run
+        self.doubts = targets.doubts(run)
+        self.thread_doubts = self.doubts + targets.thread_doubts(run)
+
+    @staticmethod
+    def word(is_met, doubts=()):
         return "not judged" if doubts else "met" if is_met else "**missed**"
 
-    lines = [[verdict.name, f"{verdict.limit:g} x {verdict.other}", f"{verdict.ratio:.2f} x", word(verdict.is_met)]
-             for verdict in targets.judged(run)]
-    for (who, operation, obj), rates in targets.scaling(run).items():
-        if who == "library":
-            lines += [[f"request frame, {operation}, {obj}, {threads} threads",
-                       f"at least {targets.LEAST_SCALING:.0%} of the cores", f"{part:.0%}",
-                       word(part >= targets.LEAST_SCALING)] for threads, _, part in rates if threads > 1]
-    lines += [[name, f"{limit:,} instructions", f"{count:,}", "met" if is_met else "**missed**"]
-              for name, limit, count, is_met in targets.judged_instructions(instructions.accepted(COUNTS))]
-    yield from table(["operation", "at most", "measured", ""], lines)
-    yield "Beside frames in memory that the next one overwrites, which this library does not offer:"
-    yield ""
-    yield from table(["operation", "at most", "measured", ""],
-                     [[one.name, f"{one.limit:g} x {one.other}", f"{one.ratio:.2f} x", word(one.is_met)]
-                      for one in targets.judged(run, targets.COMPARISONS)])
+    def lines(self):
+        """Those beside floors and decoders, of threads and of instructions."""
+        for target in targets.TARGETS:
+            verdict = targets.judged(self.run, target)
+            if verdict:
+                other = verdict.other.operation if verdict.other.who == "library" else verdict.other.who
+                yield [target.name, f"{target.limit:g} x {other}", f"{verdict.ratio:.2f} x",
+                       self.word(verdict.is_met, self.doubts)]
+        for (who, operation, obj), rates in targets.scaling(self.run).items():
+            for threads, _, part in rates:
+                if who == "library" and threads > 1:
+                    yield [f"request frame, {operation}, {obj}, {threads} threads",
+                           f"at least {targets.LEAST_SCALING:.0%} of what the cores allow", f"{part:.0%}",
+                           self.word(part >= targets.LEAST_SCALING, self.thread_doubts)]
+        counts = instructions.accepted(COUNTS)
+        for name, most in targets.MOST_INSTRUCTIONS.items():
+            yield [name, f"{most:,} instructions", f"{counts[name]:,}", self.word(counts[name] <= most)]
+
+    def beside_others(self, result):
+        """A line for each peer that has rows with such a result."""
+        for who in targets.PEERS:
+            verdicts = [targets.judged(self.run, targets.beside(who, *place, result)) for place in targets.PLACES]
+            if any(verdicts):
+                yield [who, *(self.cell(verdict) for verdict in verdicts)]
+
+    def cell(self, verdict):
+        if not verdict:
+            return ""
+        return f"{self.word(verdict.is_met, self.doubts)}, {verdict.ratio:.2f} x {verdict.other.way}"
 
 
 def by_size(run):
@@ -132,10 +153,7 @@ def by_size(run):
                                   for column in columns)] for size in sorted({size for size, *_ in rows})])
 
 
-def results(run, doubts):
-    if doubts:
-        yield "**This run cannot be judged.** " + "; ".join(doubts) + ". Run it again on a quiet machine."
-        yield ""
+def results(run, verdicts):
     yield "![What libraries need for the same frame](performance.svg)"
     yield ""
     yield from beside_others(run)
@@ -144,12 +162,22 @@ def results(run, doubts):
     yield ""
     yield "## Targets"
     yield ""
-    yield from verdicts(run, doubts)
+    for doubt in verdicts.thread_doubts:
+        yield f"**Not judged, run it again on a quiet machine**: {doubt}."
+        yield ""
+    yield from table(["operation", "at most", "measured", ""], verdicts.lines())
+    yield ("The time of this library as a multiple of the quickest way of others, which has to be at most 1; frames "
+           "and fields are owned:")
+    yield ""
+    yield from table(["who", *TITLES.values()], verdicts.beside_others("owned"))
+    yield "The same beside frames in memory that the next frame overwrites, which this library does not offer:"
+    yield ""
+    yield from table(["who", *list(TITLES.values())[:2]], (line[:3] for line in verdicts.beside_others("kept")))
     yield "## Memory of live packages"
     yield ""
-    yield from table(["class", "empty", "decoded"],
-                     [[name, f"{size} bytes in {blocks}", f"{decoded} bytes in {decoded_blocks}"]
-                      for name, (size, blocks, decoded, decoded_blocks) in live_packages().items()])
+    yield from table(["class", "empty", "after it has read a request"],
+                     [[name, f"{size} bytes in {blocks} blocks", f"{read} bytes in {read_blocks} blocks"]
+                      for name, (size, blocks, read, read_blocks) in live_packages().items()])
     yield "## By size of the data"
     yield ""
     yield from by_size(run)
@@ -167,32 +195,32 @@ def write_rows(run, path):
 
 
 def is_complete(run):
-    """Whether all rows that the page is made of are there: other libraries are not always measured."""
-    return all(None not in targets.rows_of(run, target) for target in targets.TARGETS)
+    """Whether the run has all that the page shows: it was with other libraries, and no row was left out."""
+    wanted = [targets.beside(who, *place, "owned") for who in targets.PEERS for place in targets.PLACES]
+    return all(targets.judged(run, target) for target in targets.TARGETS + wanted)
 
 
 def main(arguments):
-    is_written = "--write" in arguments
     try:
-        run = measured.Runs.of_files(path for path in arguments if path != "--write")
+        run = measured.Run.of_files(path for path in arguments if path != "--write")
     except measured.BrokenRun as fault:
         sys.exit(f"report: {fault}")
-    doubts = targets.doubts(run)
+    verdicts = Verdicts(run)
     if is_complete(run):
-        text = "\n".join(results(run, doubts))
+        text = "\n".join(results(run, verdicts))
         print(text)
-        if is_written:
-            before, rest = PAGE.read_text().split(BEGIN)
-            PAGE.write_text(f"{before}{BEGIN}\n\n{text}\n{END}{rest.split(END)[1]}")
-            CHART.write_text("\n".join(chart(run)) + "\n")
-            write_rows(run, ROWS)
     else:
-        for row in sorted(run.rows):
-            print(f"{row.min:>12,.1f} ns  {' / '.join(row[:7])}")
-        if is_written:
+        print("\n".join(f"{row.min:>14,.1f} ns  {' / '.join(row[:7])}" for row in sorted(run.rows)))
+        print("\n".join(table(["operation", "at most", "measured", ""], verdicts.lines())))
+    if "--write" in arguments:
+        if not is_complete(run):
             sys.exit("report: nothing is written: not all rows were measured")
-    if doubts:
-        sys.exit("report: this run cannot be judged: " + "; ".join(doubts))
+        before, rest = PAGE.read_text().split(BEGIN)
+        PAGE.write_text(f"{before}{BEGIN}\n\n{text}\n{END}{rest.split(END)[1]}")
+        CHART.write_text("\n".join(chart(run, TITLES)) + "\n")
+        write_rows(run, ROWS)
+    if verdicts.thread_doubts:
+        sys.exit("report: not judged: " + "; ".join(verdicts.thread_doubts))
 
 
 if __name__ == "__main__":

@@ -312,7 +312,7 @@ bool readModbus(QDataStream &stream, QtFields &fields)
 void addQModbus()
 {
     const Peer<QtFields> peer(
-        "QModbusRequest, block only",
+        "QModbusRequest",
         [](std::string_view bytes, QtFields &fields) {
             QDataStream stream(rawBytes(bytes));
             return readModbus(stream, fields);

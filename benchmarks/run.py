@@ -1,4 +1,4 @@
-"""The rows of a run of the benchmarks, which comes in blocks, and whether the machine was quiet."""
+"""The rows of a run of the benchmarks, and whether the machine was quiet."""
 
 import collections
 import json
@@ -8,42 +8,54 @@ import statistics
 
 FLOOR = "malloc + memcpy + free"
 
-# Of what is the same work each time, the smallest time of a block may be above that of another by so much.
+# The repetitions of a process are looked at in so many parts. Of what is the same work each time, the smallest
+# time of a part may be above that of another by so much.
+PARTS = 3
 MOST_SPREAD = 0.10
 # So much longer than the processor's the clock's time may be: others had the processor meanwhile.
 MOST_WAITING = 0.10
 
 FIELDS = "who way form subject operation payload object"
-Row = collections.namedtuple("Row", f"{FIELDS} threads memory bytes blocks min median")
+Row = collections.namedtuple("Row", f"{FIELDS} threads memory bytes spread min median")
 
 
 class BrokenRun(Exception):
     """A row that went wrong, or no row at all."""
 
 
-class Runs:
-    """What the blocks of one run have measured: each row in each block, several times."""
+def spread_of(times):
+    """By how much the smallest times of the parts differ, of the times of one process in their order."""
+    size = max(1, len(times) // PARTS)
+    parts = [min(times[first:first + size]) for first in range(0, size * min(PARTS, len(times)), size)]
+    return max(parts) / min(parts) - 1
 
-    def __init__(self, blocks):
-        """Takes the JSON of the blocks."""
-        self.context = blocks[0]["context"]
+
+class Run:
+    """What the processes of a run have measured: each measured each row several times."""
+
+    def __init__(self, processes):
+        """Takes the JSON of the processes."""
+        self.context = processes[0]["context"]
         self.waits = []
-        times, seen = collections.defaultdict(lambda: [[] for _ in blocks]), {}
-        for number, block in enumerate(blocks):
-            for result in block["benchmarks"]:
+        times, seen = collections.defaultdict(lambda: [[] for _ in processes]), {}
+        for number, process in enumerate(processes):
+            for result in process["benchmarks"]:
                 if result.get("error_occurred"):
                     raise BrokenRun(f"{result['name']}: {result['error_message']}")
                 if result["run_type"] == "iteration":
                     key = self._key(result)
                     times[key][number].append(self._time(result))
                     seen[key] = result.get("label", ""), round(result["bytes"])
-        if not times or any(not block for blocks in times.values() for block in blocks):
-            raise BrokenRun("not every row is in every block")
+        if not times or any(not some for all_times in times.values() for some in all_times):
+            raise BrokenRun("not every process has every row")
         self.rows = [self._row(key, times[key], *seen[key]) for key in times]
 
     @staticmethod
     def of_files(paths):
-        return Runs([json.loads(pathlib.Path(path).read_text()) for path in paths])
+        try:
+            return Run([json.loads(pathlib.Path(path).read_text()) for path in paths])
+        except json.JSONDecodeError as fault:
+            raise BrokenRun("a process has no rows") from fault
 
     @staticmethod
     def _key(result):
@@ -58,9 +70,10 @@ class Runs:
         return result["cpu_time"]
 
     @staticmethod
-    def _row(key, blocks, memory, size):
-        every = [time for block in blocks for time in block]
-        return Row(*key, memory, size, [min(block) for block in blocks], min(every), statistics.median(every))
+    def _row(key, processes, memory, size):
+        times = sum(processes, [])
+        spread = max(spread_of(process) for process in processes)
+        return Row(*key, memory, size, spread, min(times), statistics.median(times))
 
     def all(self, **wanted):
         """The rows with these fields; of a value that is callable, those that it accepts."""
@@ -82,18 +95,13 @@ class Runs:
     @property
     def waiting(self):
         """By how much the clock's time is above the processor's."""
-        return statistics.mean(self.waits) - 1
-
-    @staticmethod
-    def spread(row):
-        """By how much a row's smallest times of the blocks differ."""
-        return max(row.blocks) / min(row.blocks) - 1
+        return statistics.mean(self.waits or [1]) - 1
 
     def doubts(self, floors):
         """Why nothing can be judged by these floors; empty on a quiet machine."""
-        found = [f"the smallest times of the blocks differ by {self.spread(row):.0%}, not at most {MOST_SPREAD:.0%}: "
-                 f"{row.who}, {row.subject}, {row.operation} of {row.bytes} bytes"
-                 for row in floors if self.spread(row) > MOST_SPREAD]
+        found = [f"the smallest times of {row.who}, {row.subject}, {row.operation} of {row.bytes} bytes, differ by "
+                 f"{row.spread:.0%} from one part of the run to the other, not at most {MOST_SPREAD:.0%}"
+                 for row in floors if row.spread > MOST_SPREAD]
         if self.waiting > MOST_WAITING:
             found.append(f"the clock's time is {self.waiting:.0%} above the processor's, "
                          f"not at most {MOST_WAITING:.0%}: others had the processor meanwhile")
