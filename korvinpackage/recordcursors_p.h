@@ -7,6 +7,7 @@
 
 #include <QtCore/QVarLengthArray>
 
+#include <algorithm>
 #include <type_traits>
 
 namespace Korvin {
@@ -145,8 +146,7 @@ private:
     void word(QStringView text)
     {
         QChar *const out = column(text.size());
-        std::memcpy(static_cast<void *>(out), text.data(),
-                    static_cast<size_t>(text.size()) * sizeof(QChar));
+        std::copy(text.begin(), text.end(), out); // a null text has no characters to point to
         m_size += static_cast<int>(text.size());
     }
 
