@@ -3,25 +3,37 @@
 
 include(CMakePackageConfigHelpers)
 
-# Sets up the library TARGET, whose public headers are the HEADERS in its folder include/. It is
-# exported as Korvin::EXPORT_NAME; PREFIX is what the macros of its export header begin with;
-# REQUIRES and PACKAGE_REQUIRES are what it is linked to, for CMake and for pkg-config.
+# What is installed finds the libraries by their place relative to its own, wherever that is.
+if(APPLE)
+    set(korvinpackage_origin @loader_path)
+else()
+    set(korvinpackage_origin $ORIGIN)
+endif()
+
+# Sets up the library TARGET, whose public headers are the HEADERS in its folder include/. They are
+# included below a folder of its name, or with FLAT by their names alone. It is exported as
+# Korvin::EXPORT_NAME; PREFIX is what the macros of its export header begin with; REQUIRES and
+# PACKAGE_REQUIRES are what it is linked to, for CMake and for pkg-config.
 function(korvinpackage_library target)
-    cmake_parse_arguments(arg "" "EXPORT_NAME;PREFIX;REQUIRES;PACKAGE_REQUIRES" "HEADERS" ${ARGN})
+    cmake_parse_arguments(arg "FLAT" "EXPORT_NAME;PREFIX;REQUIRES;PACKAGE_REQUIRES" "HEADERS" ${ARGN})
     add_library(Korvin::${arg_EXPORT_NAME} ALIAS ${target})
     korvinpackage_target_defaults(${target})
     target_sources(${target} PRIVATE ${arg_HEADERS})
     target_compile_features(${target} PUBLIC cxx_std_17)
     target_compile_definitions(${target} PRIVATE ${arg_PREFIX}_LIBRARY)
-    target_compile_options(${target} PRIVATE -Wconversion)
+    target_compile_options(${target} PRIVATE $<$<BOOL:${korvinpackage_has_gnu_flags}>:-Wconversion>)
     get_target_property(type ${target} TYPE)
     if(type STREQUAL "STATIC_LIBRARY")
         target_compile_definitions(${target} PUBLIC ${arg_PREFIX}_STATIC)
         set(pkgconfig_cflags " -D${arg_PREFIX}_STATIC")
     endif()
+    set(include_folder ${CMAKE_INSTALL_INCLUDEDIR})
+    if(arg_FLAT)
+        string(APPEND include_folder /${target})
+    endif()
     target_include_directories(${target} PUBLIC
         $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
-        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/${target}>)
+        $<INSTALL_INTERFACE:${include_folder}>)
     target_link_libraries(${target} PUBLIC ${arg_REQUIRES})
     # Templates of the standard library and of Qt would be exported as well.
     set(exports ${CMAKE_CURRENT_SOURCE_DIR}/exports.map)
@@ -33,8 +45,7 @@ function(korvinpackage_library target)
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON
         POSITION_INDEPENDENT_CODE ON
-        # The libraries find each other, wherever they are installed.
-        INSTALL_RPATH $ORIGIN
+        INSTALL_RPATH ${korvinpackage_origin}
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
         EXPORT_NAME ${arg_EXPORT_NAME})
@@ -61,11 +72,13 @@ function(korvinpackage_install_cmake_package)
     endif()
     install(EXPORT KorvinPackageTargets NAMESPACE Korvin:: FILE ${targets}.cmake
         DESTINATION ${directory})
-    configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KorvinPackageConfig.cmake.in
-        KorvinPackageConfig.cmake INSTALL_DESTINATION ${directory})
-    write_basic_package_version_file(KorvinPackageConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+    # Files of this name are found by find_package(KorvinPackage) and find_package(korvinpackage).
+    set(config korvinpackage-config)
+    configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/${config}.cmake.in
+        ${config}.cmake INSTALL_DESTINATION ${directory})
+    write_basic_package_version_file(${config}-version.cmake COMPATIBILITY SameMajorVersion)
     install(FILES
-        ${CMAKE_CURRENT_BINARY_DIR}/KorvinPackageConfig.cmake
-        ${CMAKE_CURRENT_BINARY_DIR}/KorvinPackageConfigVersion.cmake
+        ${CMAKE_CURRENT_BINARY_DIR}/${config}.cmake
+        ${CMAKE_CURRENT_BINARY_DIR}/${config}-version.cmake
         DESTINATION ${directory})
 endfunction()

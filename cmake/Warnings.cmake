@@ -2,6 +2,11 @@
 
 option(KORVINPACKAGE_WERROR "Treat the warnings of the project's own targets as errors" OFF)
 
+set(korvinpackage_has_gnu_flags OFF)
+if(NOT MSVC AND CMAKE_CXX_COMPILER_ID MATCHES "^(GNU|Clang|AppleClang)$")
+    set(korvinpackage_has_gnu_flags ON)
+endif()
+
 function(korvinpackage_target_defaults target)
     target_compile_features(${target} PRIVATE cxx_std_17)
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
@@ -11,11 +16,15 @@ function(korvinpackage_target_defaults target)
         QT_NO_FOREACH
         QT_NO_KEYWORDS
         QT_NO_URL_CAST_FROM_STRING)
-    target_compile_options(${target} PRIVATE
-        -Wall -Wextra -Wpedantic -Wsign-conversion -Wshadow -Wold-style-cast
-        -Woverloaded-virtual -Wnon-virtual-dtor -Wcast-align -Wnull-dereference
-        # Sizes are ints in the protocol and in Qt 5. With Qt 6 only the libraries must say where
-        # they make one.
-        $<$<EQUAL:${KORVINPACKAGE_QT_MAJOR},5>:-Wconversion>
-        $<$<BOOL:${KORVINPACKAGE_WERROR}>:-Werror>)
+    if(MSVC)
+        target_compile_options(${target} PRIVATE /W4 $<$<BOOL:${KORVINPACKAGE_WERROR}>:/WX>)
+    elseif(korvinpackage_has_gnu_flags)
+        target_compile_options(${target} PRIVATE
+            -Wall -Wextra -Wpedantic -Wsign-conversion -Wshadow -Wold-style-cast
+            -Woverloaded-virtual -Wnon-virtual-dtor -Wcast-align -Wnull-dereference
+            # Sizes are ints in the protocol and in Qt 5. With Qt 6 only the libraries must say where
+            # they make one.
+            $<$<EQUAL:${KORVINPACKAGE_QT_MAJOR},5>:-Wconversion>
+            $<$<BOOL:${KORVINPACKAGE_WERROR}>:-Werror>)
+    endif()
 endfunction()

@@ -1,8 +1,8 @@
 // Looks at a received frame before it is decoded: what README.md shows.
 
-#include <packagecheck.h>
-#include <packagedebug.h>
-#include <packageexplain.h>
+#include <korvininspect/packagecheck.h>
+#include <korvininspect/packagedebug.h>
+#include <korvininspect/packageexplain.h>
 
 using namespace KorvinInspect;
 

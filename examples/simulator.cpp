@@ -1,8 +1,8 @@
 // A client against a simulated device, in one process: what README.md shows.
 
+#include <korvinsimulator/simulateddevice.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
-#include <simulateddevice.h>
 
 #include <QtCore/QTextStream>
 

@@ -1,9 +1,9 @@
 #ifndef FUZZTARGET_H
 #define FUZZTARGET_H
 
+#include <korvininspect/packageclass.h>
+#include <korvininspect/packagejson.h>
 #include <packagebase.h>
-#include <packageclass.h>
-#include <packagejson.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QJsonDocument>

@@ -4,10 +4,10 @@
 #include "fuzztarget.h"
 
 #include <commpackagebase.h>
-#include <hexbytes.h>
-#include <inputtext.h>
-#include <packageexplain.h>
-#include <packageguess.h>
+#include <korvininspect/hexbytes.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packageexplain.h>
+#include <korvininspect/packageguess.h>
 #include <packagerequestcombination.h>
 
 #include <QtCore/QJsonArray>

@@ -3,9 +3,9 @@
 #include "codecagreement.h"
 #include "fuzztarget.h"
 
-#include <inputtext.h>
-#include <packagecheck.h>
-#include <packageexplain.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packagecheck.h>
+#include <korvininspect/packageexplain.h>
 
 #include <QtCore/QStringList>
 

@@ -2,9 +2,10 @@
 #define CLASSLAYOUTS_P_H
 
 #include "framescanner_p.h"
-#include "include/messageshape.h"
 #include "layouts_p.h"
 #include "recordscanner_p.h"
+
+#include <korvininspect/messageshape.h>
 
 #include <optional>
 
@@ -189,6 +190,12 @@ public:
         m_fields.commonPart().fullReplyResults(m_scanner);
         payload(Place::EndOfFullReply);
     }
+
+    /// What the walk has met but for texts and data.
+    const LayoutFields &fields() const { return m_fields; }
+
+    /// Whether the data that the block of a data read announces is there.
+    bool carriesData() const { return m_carriesData; }
 
 private:
     enum class Place { Request, ShortReply, RequestInReply, EndOfFullReply };

@@ -1,14 +1,15 @@
-#include "include/packageexplain.h"
+#include <korvininspect/packageexplain.h>
 
 #include "classlayouts_p.h"
 #include "codenames_p.h"
 #include "datastring_p.h"
 #include "fieldrules_p.h"
-#include "include/inputtext.h"
 #include "jsonvalues_p.h"
 #include "memory_p.h"
 #include "recordcursors_p.h"
 #include "valuetext_p.h"
+
+#include <korvininspect/inputtext.h>
 
 #include <QtCore/QJsonObject>
 #include <QtCore/QMap>

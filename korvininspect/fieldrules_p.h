@@ -1,8 +1,9 @@
 #ifndef FIELDRULES_P_H
 #define FIELDRULES_P_H
 
-#include "include/packagecheck.h"
 #include "wirefield_p.h"
+
+#include <korvininspect/packagecheck.h>
 
 namespace KorvinInspect {
 
@@ -17,6 +18,12 @@ struct FieldFault
 /// Compares a field with what encoders write. @p shape tells where an empty data string is one
 /// number and where none.
 FieldFault faultOf(const WireField &field, const MessageShape &shape);
+
+/// Whether a field says how many bytes of data there are, or shall be.
+bool isDataLength(const WireField &field);
+
+/// Whether a reply must repeat the field as its request has it.
+bool identifiesRequest(const WireField &field);
 
 /// The fault in words.
 QString reasonOf(const FieldFault &fault);

@@ -1,8 +1,9 @@
-#include "include/packageguess.h"
+#include <korvininspect/packageguess.h>
 
 #include "classlayouts_p.h"
-#include "include/inputtext.h"
 #include "memory_p.h"
+
+#include <korvininspect/inputtext.h>
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "include/hexbytes.h"
+#include <korvininspect/hexbytes.h>
 
 namespace KorvinInspect {
 

@@ -1,4 +1,4 @@
-#include "include/inputtext.h"
+#include <korvininspect/inputtext.h>
 
 namespace KorvinInspect {
 

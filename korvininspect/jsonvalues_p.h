@@ -1,7 +1,7 @@
 #ifndef JSONVALUES_P_H
 #define JSONVALUES_P_H
 
-#include "include/hexbytes.h"
+#include <korvininspect/hexbytes.h>
 
 #include <QtCore/QJsonObject>
 

@@ -1,10 +1,10 @@
-#include "include/packagedebug.h"
+#include <korvininspect/packagedebug.h>
 
-#include "include/inputtext.h"
-#include "include/packageclass.h"
 #include "valuetext_p.h"
 
 #include <commpackagebase.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packageclass.h>
 #include <packagebase.h>
 #include <packagerequestcombination.h>
 

@@ -1,9 +1,9 @@
-#include "include/packagejson.h"
+#include <korvininspect/packagejson.h>
 
-#include "include/packageclass.h"
 #include "jsonvalues_p.h"
 
 #include <commpackagebase.h>
+#include <korvininspect/packageclass.h>
 #include <packagebase.h>
 #include <packagerequestcombination.h>
 

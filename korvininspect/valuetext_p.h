@@ -1,7 +1,7 @@
 #ifndef VALUETEXT_P_H
 #define VALUETEXT_P_H
 
-#include "include/hexbytes.h"
+#include <korvininspect/hexbytes.h>
 
 /// @file
 /// Values for people.

@@ -1,4 +1,4 @@
-#include "include/devicestate.h"
+#include <korvinsimulator/devicestate.h>
 
 #include "jsonvalues_p.h"
 #include "unitoperations_p.h"

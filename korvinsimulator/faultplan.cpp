@@ -1,4 +1,4 @@
-#include "include/faultplan.h"
+#include <korvinsimulator/faultplan.h>
 
 namespace KorvinSimulator {
 

@@ -1,8 +1,8 @@
 #ifndef UNITOPERATIONS_P_H
 #define UNITOPERATIONS_P_H
 
-#include "include/devicestate.h"
-#include "include/requestoutcome.h"
+#include <korvinsimulator/devicestate.h>
+#include <korvinsimulator/requestoutcome.h>
 
 /// @file
 /// What requests do to one unit. An operation that fails changes nothing.

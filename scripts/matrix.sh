@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Builds and tests what .ci/run has no time for: both compilers, both build types and both kinds of
-# library, users with other flags, a 32-bit and a big-endian machine, and the tests of the codecs in other locales.
+# library, users with other flags, a 32-bit and a big-endian machine, the tests of the codecs in other locales,
+# LLVM's standard library, and the sources as a compiler for Windows sees them.
 #
 # Usage: matrix.sh [CELL...]
-#   CELL  COMPILER-TYPE-KIND, such as clang++-Debug-static, or consumer, i386, s390x, locales
+#   CELL  COMPILER-TYPE-KIND, such as clang++-Debug-static, or consumer, i386, libc++, locales, mingw, s390x
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -13,7 +14,7 @@ suites=(korvinpackage_tests korvininspect_tests)
 quick=-Explain.AgreesWithTheDecodersOnGeneratedInput
 replays=(bytetools combination frame inspect linuxframe record)
 
-cells=(consumer locales i386 s390x)
+cells=(consumer libc++ locales mingw i386 s390x)
 for compiler in g++ clang++; do
     for type in Debug Release; do
         cells+=("$compiler-$type-shared" "$compiler-$type-static")
@@ -34,15 +35,46 @@ need() {
         </dev/null >/dev/null
 }
 
-native() {
-    local compiler type kind
-    IFS=- read -r compiler type kind <<<"$1"
-    local build=$root/$1 shared=ON
-    [[ $kind == static ]] && shared=OFF
-    cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" \
-        -DBUILD_SHARED_LIBS="$shared" -DKORVINPACKAGE_WERROR=ON >/dev/null
+# Builds the CELL with these OPTIONS for CMake, and tests it.
+tested() {
+    local build=$root/$1
+    cmake -S . -B "$build" -G Ninja -DKORVINPACKAGE_WERROR=ON "${@:2}" >/dev/null
     cmake --build "$build" >/dev/null
     ctest --test-dir "$build" --label-exclude outside --no-tests=error -j "$(nproc)" | tail -n 3
+}
+
+native() {
+    local compiler type kind shared=ON
+    IFS=- read -r compiler type kind <<<"$1"
+    [[ $kind == static ]] && shared=OFF
+    tested "$1" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DBUILD_SHARED_LIBS="$shared"
+}
+
+# LLVM's standard library. Qt has none of it in its interface, GoogleTest does and is built with it.
+libcxx() {
+    need googletest libc++-dev libc++abi-dev
+    local prefix=$PWD/$root/googletest
+    local options=(-DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-stdlib=libc++ -DCMAKE_BUILD_TYPE=Debug)
+    cmake -S /usr/src/googletest -B "$prefix/build" "${options[@]}" -DBUILD_GMOCK=OFF >/dev/null
+    cmake --build "$prefix/build" >/dev/null
+    cmake --install "$prefix/build" --prefix "$prefix" >/dev/null
+    tested libc++ "${options[@]}" -DGTest_DIR="$prefix/lib/cmake/GTest"
+}
+
+# Whether libraries and program compile for Windows. Debian has no Qt for it: the headers are those for this
+# machine, which look at the compiler for what differs. So nothing can be linked or run.
+mingw() {
+    need g++-mingw-w64-x86-64-posix
+    local options folder
+    read -ra options < <(pkg-config --cflags Qt5Core | sed 's/-I/-isystem /g')
+    options+=(-std=c++17 -Wall -Wextra -Wpedantic -Wconversion -Werror)
+    for folder in korvin*; do
+        options+=("-I$folder" "-I$folder/include")
+    done
+    for folder in korvin* tools; do
+        x86_64-w64-mingw32-g++-posix -fsyntax-only "${options[@]}" -D"${folder^^}_LIBRARY" "$folder"/*.cpp
+        echo "mingw: $folder: $(printf '%s\n' "$folder"/*.cpp | wc -l) sources compile"
+    done
 }
 
 # Users of the libraries with strict Qt defines; those that only link have no exceptions either.
@@ -99,7 +131,8 @@ failed=()
 for cell in "${cells[@]}"; do
     echo "=== $cell (${SECONDS} s)"
     case $cell in
-    consumer | locales) run=("$cell") ;;
+    consumer | locales | mingw) run=("$cell") ;;
+    libc++) run=(libcxx) ;;
     i386) run=(emulated i386 i386-linux-gnu i686-linux-gnu qemu-i386-static) ;;
     s390x) run=(emulated s390x s390x-linux-gnu s390x-linux-gnu qemu-s390x-static) ;;
     *) run=(native "$cell") ;;

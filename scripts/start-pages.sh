@@ -11,7 +11,9 @@ cmake --preset dev >/dev/null
 cmake --build --preset dev --target korvinpack korvinsimulator >/dev/null
 cmake --install build/dev --prefix "$work/prefix" >/dev/null
 library=$(dirname "$(find "$work/prefix" -name libkorvinpackage.so)")
-export PATH=$work/prefix/bin:$PATH LD_LIBRARY_PATH=$library PKG_CONFIG_PATH=$library/pkgconfig
+export PATH=$work/prefix/bin:$PATH PKG_CONFIG_PATH=$library/pkgconfig
+# The linker tells the pages' programs where the libraries are, which the packages have in a usual place.
+export LD_RUN_PATH=$library
 # Where one user's dissectors are.
 export HOME=$work
 mkdir -p "$HOME/.local/lib"

@@ -3,11 +3,10 @@
 
 #include "classlayouts_p.h"
 #include "generatedpackages.h"
-#include "packageforms.h"
 #include "testvectors.h"
 
-#include <inputtext.h>
-#include <packageexplain.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packageexplain.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QJsonArray>
@@ -52,7 +51,7 @@ QSet<QString> fieldsOnTheWire(const PackageClass &ofClass)
     const std::unique_ptr<PackageBase> package = ofClass.create();
     for (const FormOfVector &form : EncodedForms) {
         QByteArray encoded;
-        if (encodePackage(*package, form.encoding, &encoded).isEmpty())
+        if (encodePackage(*package, form.encoding, &encoded).isOk())
             addCarried(encoded, {ofClass.id, form.encoding.form, form.encoding.direction}, &names);
     }
     return names;
@@ -312,9 +311,8 @@ void writeGenerated(Generator &generator, int number)
     const PackageClass &reader =
         encoding.form != Form::Linux && generator.oneIn(4) ? generator.anyClass() : itsClass;
     const std::unique_ptr<PackageBase> decoded = reader.create();
-    int consumed = 0;
     Cases cases(reader, name);
-    if (!decodePackage(*decoded, encoding, encoded, &consumed).isEmpty())
+    if (!decodePackage(*decoded, encoding, encoded).isOk())
         cases.refuse(encoded, encoding);
     else if (isDescribed(reader, *decoded))
         cases.decode(encoded, encoding, *decoded);

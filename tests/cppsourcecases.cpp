@@ -1,7 +1,7 @@
 #include "cppsourcecases.h"
 
-#include <packageclass.h>
-#include <packagejson.h>
+#include <korvininspect/packageclass.h>
+#include <korvininspect/packagejson.h>
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>

@@ -15,7 +15,7 @@ int main(int, char *argv[])
     QTextStream out(&file);
     QString calls;
     int number = 0;
-    out << "#include \"cppsourcecases.h\"\n#include <packagejson.h>\n";
+    out << "#include \"cppsourcecases.h\"\n#include <korvininspect/packagejson.h>\n";
     for (const std::unique_ptr<PackageBase> &package : cppSourceCases()) {
         const QString source = cppSource(*package);
         const int blankLine = source.indexOf(QLatin1String("\n\n"));

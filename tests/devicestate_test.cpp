@@ -1,6 +1,6 @@
 #include "testsupport.h"
 
-#include <devicestate.h>
+#include <korvinsimulator/devicestate.h>
 
 #include <QtCore/QJsonArray>
 

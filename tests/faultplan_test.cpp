@@ -1,6 +1,6 @@
 #include "testsupport.h"
 
-#include <faultplan.h>
+#include <korvinsimulator/faultplan.h>
 
 #include <map>
 

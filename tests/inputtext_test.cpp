@@ -2,7 +2,7 @@
 
 #include "testsupport.h"
 
-#include <inputtext.h>
+#include <korvininspect/inputtext.h>
 
 namespace {
 

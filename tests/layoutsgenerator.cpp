@@ -4,7 +4,7 @@
 #include "classlayouts_p.h"
 #include "codenames_p.h"
 
-#include <packageexplain.h>
+#include <korvininspect/packageexplain.h>
 
 #include <QtCore/QMap>
 #include <QtCore/QStringList>

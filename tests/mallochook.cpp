@@ -12,6 +12,7 @@ extern "C" {
 void *__libc_malloc(std::size_t size);
 void *__libc_calloc(std::size_t count, std::size_t size);
 void *__libc_realloc(void *memory, std::size_t size);
+void *__libc_memalign(std::size_t alignment, std::size_t size);
 void __libc_free(void *memory);
 }
 
@@ -69,6 +70,16 @@ void *realloc(void *ptr, std::size_t size)
     allocations.inUse -= before;
     allocations.blocks -= ptr ? 1 : 0;
     return taken(memory);
+}
+
+// libc++ makes its exceptions with this.
+int posix_memalign(void **memptr, std::size_t alignment, std::size_t size)
+{
+    void *const memory = failsNow(size) ? nullptr : taken(__libc_memalign(alignment, size));
+    if (!memory)
+        return ENOMEM;
+    *memptr = memory;
+    return 0;
 }
 
 void free(void *ptr)

@@ -3,7 +3,7 @@
 #include "testsupport.h"
 
 #include <commpackagebase.h>
-#include <packagedebug.h>
+#include <korvininspect/packagedebug.h>
 #include <packagerequestcombination.h>
 #include <packagerequestreadmemdata.h>
 #include <packagerequestwritedata.h>

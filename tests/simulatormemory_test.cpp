@@ -3,7 +3,7 @@
 #include "mallochook.h"
 #include "testsupport.h"
 
-#include <simulateddevice.h>
+#include <korvinsimulator/simulateddevice.h>
 
 using namespace KorvinSimulator;
 

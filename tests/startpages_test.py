@@ -4,7 +4,7 @@ Usage: startpages_test.py PAGE...
 
 A page's block behind "<!-- file: NAME -->" is written into that file, and its "console" blocks are run, in
 one folder and in the order of the page. Programs, libraries and headers are those that the environment
-leads to: PATH, PKG_CONFIG_PATH, LD_LIBRARY_PATH, WIRESHARK_PLUGIN_DIR.
+leads to: PATH, PKG_CONFIG_PATH, LD_RUN_PATH, HOME.
 """
 
 import pathlib

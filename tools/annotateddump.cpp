@@ -1,7 +1,7 @@
 #include "annotateddump.h"
 
-#include <hexbytes.h>
-#include <inputtext.h>
+#include <korvininspect/hexbytes.h>
+#include <korvininspect/inputtext.h>
 
 using namespace KorvinInspect;
 

@@ -1,7 +1,7 @@
 #ifndef ANNOTATEDDUMP_H
 #define ANNOTATEDDUMP_H
 
-#include <packageexplain.h>
+#include <korvininspect/packageexplain.h>
 
 /// An explained frame as a hex dump with a row for each field, or a record with its columns.
 ///

@@ -1,7 +1,7 @@
 #ifndef COMMANDLINE_H
 #define COMMANDLINE_H
 
-#include <packageclass.h>
+#include <korvininspect/packageclass.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QCommandLineParser>

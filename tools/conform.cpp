@@ -2,8 +2,8 @@
 
 #include "commandline.h"
 
-#include <hexbytes.h>
-#include <messageshape.h>
+#include <korvininspect/hexbytes.h>
+#include <korvininspect/messageshape.h>
 #include <packagebase.h>
 
 #include <QtCore/QElapsedTimer>

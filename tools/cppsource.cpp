@@ -1,6 +1,6 @@
 #include "cppsource.h"
 
-#include <packageclass.h>
+#include <korvininspect/packageclass.h>
 #include <packagerequestwrite.h>
 
 #include <QtCore/QStringList>

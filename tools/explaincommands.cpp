@@ -5,11 +5,11 @@
 #include "htmlpage.h"
 #include "inputlines.h"
 
-#include <hexbytes.h>
-#include <inputtext.h>
-#include <packagecheck.h>
-#include <packageexplain.h>
-#include <packageguess.h>
+#include <korvininspect/hexbytes.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packagecheck.h>
+#include <korvininspect/packageexplain.h>
+#include <korvininspect/packageguess.h>
 
 #include <QtCore/QHash>
 #include <QtCore/QJsonDocument>

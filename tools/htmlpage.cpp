@@ -1,7 +1,7 @@
 #include "htmlpage.h"
 
-#include <hexbytes.h>
-#include <inputtext.h>
+#include <korvininspect/hexbytes.h>
+#include <korvininspect/inputtext.h>
 
 #include <QtCore/QCryptographicHash>
 

@@ -1,9 +1,9 @@
 #ifndef HTMLPAGE_H
 #define HTMLPAGE_H
 
-#include <messageshape.h>
-#include <packagecheck.h>
-#include <packageexplain.h>
+#include <korvininspect/messageshape.h>
+#include <korvininspect/packagecheck.h>
+#include <korvininspect/packageexplain.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QVector>

@@ -2,13 +2,31 @@
 
 #include "commandline.h"
 
-#include <hexbytes.h>
-#include <inputtext.h>
+#include <korvininspect/hexbytes.h>
+#include <korvininspect/inputtext.h>
 
 #include <cstdio>
+
+#ifdef Q_OS_WIN
+#include <io.h>
+#else
 #include <unistd.h>
+#endif
 
 using namespace KorvinInspect;
+
+namespace {
+
+bool isTerminal(std::FILE *stream)
+{
+#ifdef Q_OS_WIN
+    return _isatty(_fileno(stream)) != 0;
+#else
+    return isatty(fileno(stream)) != 0;
+#endif
+}
+
+} // namespace
 
 QString capturedBytes(const QByteArray &text, std::optional<Form> form, QByteArray *bytes)
 {
@@ -46,8 +64,9 @@ InputLines::InputLines(const CommandLine &line, std::optional<Form> form)
     m_name = line.isSet("file") ? line.value("file") : QStringLiteral("-");
     m_file.setFileName(m_name);
     // By its descriptor: a line of a FILE ends at its first zero byte.
+    constexpr int StandardInput = 0;
     const bool isOpen = m_name == QLatin1String("-")
-        ? m_file.open(STDIN_FILENO, QIODevice::ReadOnly)
+        ? m_file.open(StandardInput, QIODevice::ReadOnly)
         : m_file.open(QIODevice::ReadOnly);
     if (!isOpen)
         fail(QStringLiteral("%1: %2").arg(m_name, m_file.errorString()));
@@ -108,7 +127,7 @@ bool InputLines::next(Captured *captured)
 }
 
 Progress::Progress()
-    : m_isShown(isatty(STDERR_FILENO) && !printsToTerminal())
+    : m_isShown(isTerminal(stderr) && !printsToTerminal())
 {
 }
 
@@ -129,5 +148,5 @@ void Progress::show(std::size_t line)
 
 bool printsToTerminal()
 {
-    return isatty(STDOUT_FILENO);
+    return isTerminal(stdout);
 }

@@ -1,7 +1,7 @@
 #ifndef INPUTLINES_H
 #define INPUTLINES_H
 
-#include <messageshape.h>
+#include <korvininspect/messageshape.h>
 
 #include <QtCore/QFile>
 

@@ -3,7 +3,7 @@
 #include "proxyconnection.h"
 #include "replies.h"
 
-#include <hexbytes.h>
+#include <korvininspect/hexbytes.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestreadfile.h>
 #include <packagerequestreadmemdata.h>

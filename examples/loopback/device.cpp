@@ -5,9 +5,9 @@
 #include "messagesocket.h"
 #include "terminationsignals.h"
 
+#include <korvininspect/packageclass.h>
+#include <korvinsimulator/simulateddevice.h>
 #include <packagebase.h>
-#include <packageclass.h>
-#include <simulateddevice.h>
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>

@@ -1,7 +1,7 @@
 #ifndef LOOPBACK_MESSAGE_H
 #define LOOPBACK_MESSAGE_H
 
-#include <messageshape.h>
+#include <korvininspect/messageshape.h>
 
 #include <QtCore/QByteArray>
 

@@ -1,7 +1,7 @@
 #include "proxy.h"
 
-#include <inputtext.h>
-#include <packagecheck.h>
+#include <korvininspect/inputtext.h>
+#include <korvininspect/packagecheck.h>
 #include <specialpackagerequest.h>
 
 using namespace KorvinInspect;

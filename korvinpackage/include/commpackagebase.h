@@ -1,5 +1,5 @@
-#ifndef COMMPACKAGEBASE_H
-#define COMMPACKAGEBASE_H
+#ifndef KORVINPACKAGE_COMMPACKAGEBASE_H
+#define KORVINPACKAGE_COMMPACKAGEBASE_H
 
 #include "korvinpackageglobal.h"
 

@@ -1,5 +1,5 @@
-#ifndef KORVINPACKAGEGLOBAL_H
-#define KORVINPACKAGEGLOBAL_H
+#ifndef KORVINPACKAGE_KORVINPACKAGEGLOBAL_H
+#define KORVINPACKAGE_KORVINPACKAGEGLOBAL_H
 
 /// @file
 /// Marks what the library exports. A static build defines KORVINPACKAGE_STATIC, for itself and

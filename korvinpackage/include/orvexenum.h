@@ -1,5 +1,5 @@
-#ifndef ORVEXENUM_H
-#define ORVEXENUM_H
+#ifndef KORVINPACKAGE_ORVEXENUM_H
+#define KORVINPACKAGE_ORVEXENUM_H
 
 /// @file
 /// The codes that every package exchanges.

@@ -1,5 +1,5 @@
-#ifndef PACKAGEBASE_H
-#define PACKAGEBASE_H
+#ifndef KORVINPACKAGE_PACKAGEBASE_H
+#define KORVINPACKAGE_PACKAGEBASE_H
 
 #include "korvinpackageglobal.h"
 #include "orvexenum.h"

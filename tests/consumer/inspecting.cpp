@@ -1,7 +1,7 @@
 // A user of the installed library that explains packages.
 
-#include <packagedebug.h>
-#include <packagejson.h>
+#include <korvininspect/packagedebug.h>
+#include <korvininspect/packagejson.h>
 #include <packagerequestread.h>
 
 #include <cstdio>

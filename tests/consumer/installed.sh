@@ -33,7 +33,7 @@ if [[ -f $pkgconfig/../libkorvinpackage.a && -f $pkgconfig/../libkorvinpackage.s
     fi
 fi
 
-export PKG_CONFIG_PATH=$pkgconfig LD_LIBRARY_PATH=$(dirname "$pkgconfig")
+export PKG_CONFIG_PATH=$pkgconfig
 echo "pkg-config:"
 mkdir "$work/make"
 make -j "$(nproc)" -C "$work/make" -f "$consumer/Makefile" SOURCE="$consumer" >>"$work/log"

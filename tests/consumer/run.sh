@@ -12,6 +12,8 @@ trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/installed" >"$work/log"
 mv "$work/installed" "$work/moved"
+echo "the installed program, with an empty environment:"
+env -i "$work/moved/bin/korvinpack" explain "00 0500 00 05 00" | head -n 1
 "$consumer/installed.sh" "$work/moved"
 
 echo "add_subdirectory, static, many sources at once:"

@@ -1,0 +1,21 @@
+#ifndef KORVININSPECT_HEXBYTES_H
+#define KORVININSPECT_HEXBYTES_H
+
+#include <korvininspect/korvininspectglobal.h>
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+namespace KorvinInspect {
+
+/// Reads bytes as pairs of hexadecimal digits; white space between the pairs is allowed.
+///
+/// @return what is wrong and at which character, counted from 1, or an empty text.
+KORVININSPECT_EXPORT QString bytesFromHex(const QString &text, QByteArray *bytes);
+
+/// Pairs of digits with a blank between them.
+KORVININSPECT_EXPORT QString hexFromBytes(const QByteArray &bytes);
+
+} // namespace KorvinInspect
+
+#endif

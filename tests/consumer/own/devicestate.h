@@ -1,0 +1,6 @@
+#ifndef DEVICESTATE_H
+#define DEVICESTATE_H
+
+constexpr bool HasOwnDeviceState = true;
+
+#endif

@@ -1,0 +1,6 @@
+#ifndef FAULTPLAN_H
+#define FAULTPLAN_H
+
+constexpr bool HasOwnFaultPlan = true;
+
+#endif

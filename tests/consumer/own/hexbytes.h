@@ -1,0 +1,6 @@
+#ifndef HEXBYTES_H
+#define HEXBYTES_H
+
+constexpr bool HasOwnHexBytes = true;
+
+#endif

@@ -1,0 +1,6 @@
+#ifndef INPUTTEXT_H
+#define INPUTTEXT_H
+
+constexpr bool HasOwnInputText = true;
+
+#endif

@@ -1,0 +1,6 @@
+#ifndef PACKAGECHECK_H
+#define PACKAGECHECK_H
+
+constexpr bool HasOwnPackageCheck = true;
+
+#endif
