@@ -3,7 +3,7 @@
 #include "rows.h"
 #include "samples.h"
 
-#include <packagecheck.h>
+#include <korvininspect/packagecheck.h>
 #include <packagerequestcombination.h>
 
 #include <QtCore/QStringList>

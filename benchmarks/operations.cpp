@@ -21,6 +21,8 @@ constexpr int Repetitions = 100;
 /// block.
 void takeFreedMemory()
 {
+    constexpr std::size_t Most = 64 << 20; // more than the operations free
+    std::size_t taken = 0;
     std::uintptr_t highest = 0;
     for (std::size_t size = 8192; size > 0; size -= 16) {
         std::uintptr_t block = 0;
@@ -28,6 +30,8 @@ void takeFreedMemory()
             void *memory = std::malloc(size);
             benchmark::DoNotOptimize(memory);
             block = reinterpret_cast<std::uintptr_t>(memory);
+            taken += size;
+            require(memory && taken < Most, "the freed memory");
         } while (block < highest); // a new block is above all others
         highest = block;
     }

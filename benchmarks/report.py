@@ -4,7 +4,8 @@ Usage: report.py [--write] PROCESS.json...
 
 The files are those of the processes of one run. --write writes docs/performance.svg, docs/performance.csv with all rows,
 and the results in docs/performance.md, between the two comment lines of which the first names this script. A
-run of a busy machine is not judged: it says why, and the exit status is 1.
+run of a busy machine is not judged: it says why, and the exit status is 1. Neither is a run without some of the
+rows: it is printed.
 """
 
 import csv
@@ -53,7 +54,7 @@ def machine(run):
                        for cache in run.context["caches"])
     spread = max((floor.spread for floor in targets.floors(run)), default=0)
     return (f"Measured {run.context['date'][:10]} on {run.context['num_cpus']} processors of "
-            f"{run.context['mhz_per_cpu'] / 1000:.1f} GHz ({caches}). From one part of the run to the other the "
+            f"{run.context['mhz_per_cpu'] / 1000:.1f} GHz ({caches}). Between the three processes the "
             f"smallest times of a floor differ by at most {spread:.0%}, and the clock's time is {run.waiting:.0%} above the "
             "processor's.")
 
@@ -205,16 +206,13 @@ def main(arguments):
         run = measured.Run.of_files(path for path in arguments if path != "--write")
     except measured.BrokenRun as fault:
         sys.exit(f"report: {fault}")
-    verdicts = Verdicts(run)
-    if is_complete(run):
-        text = "\n".join(results(run, verdicts))
-        print(text)
-    else:
+    if not is_complete(run):
         print("\n".join(f"{row.min:>14,.1f} ns  {' / '.join(row[:7])}" for row in sorted(run.rows)))
-        print("\n".join(table(["operation", "at most", "measured", ""], verdicts.lines())))
+        sys.exit("report: not judged: not all rows were measured" if "--write" in arguments else 0)
+    verdicts = Verdicts(run)
+    text = "\n".join(results(run, verdicts))
+    print(text)
     if "--write" in arguments:
-        if not is_complete(run):
-            sys.exit("report: nothing is written: not all rows were measured")
         before, rest = PAGE.read_text().split(BEGIN)
         PAGE.write_text(f"{before}{BEGIN}\n\n{text}\n{END}{rest.split(END)[1]}")
         CHART.write_text("\n".join(chart(run, TITLES)) + "\n")

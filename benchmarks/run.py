@@ -8,9 +8,7 @@ import statistics
 
 FLOOR = "malloc + memcpy + free"
 
-# The repetitions of a process are looked at in so many parts. Of what is the same work each time, the smallest
-# time of a part may be above that of another by so much.
-PARTS = 3
+# Of what is the same work each time, the smallest time of one process may be above that of another by so much.
 MOST_SPREAD = 0.10
 # So much longer than the processor's the clock's time may be: others had the processor meanwhile.
 MOST_WAITING = 0.10
@@ -21,13 +19,6 @@ Row = collections.namedtuple("Row", f"{FIELDS} threads memory bytes spread min m
 
 class BrokenRun(Exception):
     """A row that went wrong, or no row at all."""
-
-
-def spread_of(times):
-    """By how much the smallest times of the parts differ, of the times of one process in their order."""
-    size = max(1, len(times) // PARTS)
-    parts = [min(times[first:first + size]) for first in range(0, size * min(PARTS, len(times)), size)]
-    return max(parts) / min(parts) - 1
 
 
 class Run:
@@ -71,9 +62,9 @@ class Run:
 
     @staticmethod
     def _row(key, processes, memory, size):
-        times = sum(processes, [])
-        spread = max(spread_of(process) for process in processes)
-        return Row(*key, memory, size, spread, min(times), statistics.median(times))
+        least = [min(times) for times in processes]
+        spread = max(least) / min(least) - 1
+        return Row(*key, memory, size, spread, min(least), statistics.median(sum(processes, [])))
 
     def all(self, **wanted):
         """The rows with these fields; of a value that is callable, those that it accepts."""
@@ -100,7 +91,7 @@ class Run:
     def doubts(self, floors):
         """Why nothing can be judged by these floors; empty on a quiet machine."""
         found = [f"the smallest times of {row.who}, {row.subject}, {row.operation} of {row.bytes} bytes, differ by "
-                 f"{row.spread:.0%} from one part of the run to the other, not at most {MOST_SPREAD:.0%}"
+                 f"{row.spread:.0%} between the processes, not at most {MOST_SPREAD:.0%}"
                  for row in floors if row.spread > MOST_SPREAD]
         if self.waiting > MOST_WAITING:
             found.append(f"the clock's time is {self.waiting:.0%} above the processor's, "

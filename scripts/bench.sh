@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Measures the codecs of the libraries as the Debian packages have them, beside what memory alone costs, and
-# judges them by benchmarks/targets.py. On a busy machine it judges nothing, says so, and fails.
+# Measures the codecs of the libraries as the Debian packages have them, beside what memory alone costs. With
+# --peers and without ARGUMENTS it judges them by benchmarks/targets.py; on a busy machine it says so and fails.
 #
 # Usage: bench.sh [--peers] [--write] [-- ARGUMENTS]
 #   --peers    installs other libraries and measures them in the same run
@@ -34,7 +34,8 @@ done
 scripts/setup.sh "$setup"
 debian/rules measured TARGET=korvinpackage_benchmarks PEERS=$peers
 
-# Many short repetitions in random order, in processes whose memory lies elsewhere: the smallest times count.
+# Many short repetitions in random order: the smallest times count, and those of the processes show whether
+# the machine was quiet.
 processes=()
 for number in 1 2 3; do
     echo "bench: process $number of 3"
