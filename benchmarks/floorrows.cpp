@@ -18,34 +18,35 @@ std::set<qint64> &sizes()
     return all;
 }
 
-void addCopyRows(qint64 bytes)
+bool copyOnce(const QByteArray &source)
 {
-    const QByteArray source = randomBlock(static_cast<int>(bytes), 1);
+    const auto size = static_cast<std::size_t>(source.size());
+    void *copy = std::malloc(size);
+    std::memcpy(copy, source.constData(), size);
+    benchmark::DoNotOptimize(copy);
+    benchmark::ClobberMemory();
+    std::free(copy);
+    return copy != nullptr;
+}
+
+Row copyRow(qint64 bytes)
+{
     Row row;
     row.who = "floor";
     row.form = "memory";
-    row.payload = std::to_string(bytes);
-    row.object = "fresh";
-    row.note = "owned";
-    row.bytes = bytes;
-
     row.subject = "malloc + memcpy + free";
     row.operation = "copy";
-    addRow(row, [source] {
-        const auto size = static_cast<std::size_t>(source.size());
-        void *copy = std::malloc(size);
-        std::memcpy(copy, source.constData(), size);
-        benchmark::DoNotOptimize(copy);
-        benchmark::ClobberMemory();
-        std::free(copy);
-        return copy != nullptr;
-    });
-    row.subject = "QByteArray";
-    addRow(row, [source] {
-        QByteArray copy = source;
-        benchmark::DoNotOptimize(copy.data()); // no longer shared
-        return copy.size() == source.size();
-    });
+    row.payload = std::to_string(bytes);
+    row.object = "fresh";
+    row.memory = "owned";
+    row.bytes = bytes;
+    return row;
+}
+
+void addCopyRow(qint64 bytes)
+{
+    const QByteArray source = randomBlock(static_cast<int>(bytes), 1);
+    addRow(copyRow(bytes), [source] { return copyOnce(source); });
 }
 
 } // namespace
@@ -59,7 +60,10 @@ void addFloorRows()
 {
     const std::set<qint64> all = sizes();
     for (const qint64 bytes : all)
-        addCopyRows(bytes);
+        addCopyRow(bytes);
+    addThreadedRows(copyRow(LargeBlock), [] {
+        return [source = randomBlock(LargeBlock, 1)] { return copyOnce(source); };
+    });
     Row row;
     row.who = "floor";
     row.form = "memory";

@@ -20,6 +20,12 @@ def counted(directory):
     return counts
 
 
+def accepted(path):
+    """The counts that a file holds, by the names of the operations."""
+    lines = (line.split(maxsplit=1) for line in path.read_text().splitlines())
+    return {name: int(count) for count, name in lines}
+
+
 def main():
     directory, file = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
     counts = counted(directory)
@@ -28,13 +34,10 @@ def main():
     if "--update" in sys.argv[3:]:
         lines = [f"{count:>8}  {name}\n" for name, count in sorted(counts.items())]
         file.write_text("".join(lines))
-    accepted = {}
-    for line in file.read_text().splitlines():
-        count, name = line.split(maxsplit=1)
-        accepted[name] = int(count)
-    failed = accepted.keys() != counts.keys()
-    for name in sorted(accepted.keys() | counts.keys()):
-        before, now = accepted.get(name, 0), counts.get(name, 0)
+    expected = accepted(file)
+    failed = expected.keys() != counts.keys()
+    for name in sorted(expected.keys() | counts.keys()):
+        before, now = expected.get(name, 0), counts.get(name, 0)
         change = (now - before) / before if before else 1.0
         verdict = "" if abs(change) <= TOLERANCE else "  <-- differs"
         failed = failed or bool(verdict)

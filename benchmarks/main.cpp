@@ -3,23 +3,15 @@
 
 #include "rows.h"
 
-#include <cstdlib>
-#include <iostream>
-
-void require(bool condition, const std::string &what)
-{
-    if (condition)
-        return;
-    std::cerr << "benchmarks: cannot prepare " << what << std::endl;
-    std::exit(1);
-}
-
 int main(int argc, char **argv)
 {
     addCodecRows();
     addTextPeerRows();
 #ifdef BENCHMARK_PEERS
-    addFramePeerRows();
+    addFlatBuffersRows();
+    addMsgpackRows();
+    addProtobufRows();
+    addQtRows();
 #endif
     addFloorRows();
     benchmark::Initialize(&argc, argv);

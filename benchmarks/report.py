@@ -1,122 +1,31 @@
-"""Prints the table of a benchmark run, and writes its page and chart.
+"""Judges a run of the benchmarks, prints its results, and writes them into docs/.
 
-Usage: report.py RUN.json [PAGE.md CHART.svg]
+Usage: report.py [--write] PROCESS.json...
 
-The page keeps its text; what stands between the two comment lines that name this script is
-replaced by the tables of the run.
+The files are those of the processes of one run. --write writes docs/performance.svg, docs/performance.csv with all rows,
+and the results in docs/performance.md, between the two comment lines of which the first names this script. A
+run of a busy machine is not judged: it says why, and the exit status is 1. Neither is a run without some of the
+rows: it is printed.
 """
 
-import collections
-import html
-import json
-import math
+import csv
 import pathlib
-import statistics
 import sys
 
-BEGIN, END = "<!-- from report.py -->", "<!-- to here -->"
-FLOOR = "malloc + memcpy + free"
-TABLE_LOOP = "floor, bare loop"
-NUMBERS = "2,048 numbers of a record"
-WRITE = "PackageRequestWriteData"
+import instructions
+import run as measured
+import targets
+from chart import chart
 
-Row = collections.namedtuple("Row", "who form subject operation payload object note bytes min median")
-
-
-def rows_of(run):
-    times, others = collections.defaultdict(list), {}
-    for result in run["benchmarks"]:
-        if result.get("error_occurred"):
-            sys.exit(f"report: {result['name']}: {result['error_message']}")
-        if result["run_type"] != "iteration":
-            continue
-        name = result["run_name"].split("/repeats:")[0]
-        times[name].append(result["cpu_time"])
-        others[name] = (result.get("label", ""), int(result["bytes"]))
-    return [
-        Row(*name.split("/"), *others[name], min(values), statistics.median(values))
-        for name, values in times.items()
-    ]
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+PAGE, CHART, ROWS = (ROOT / "docs" / f"performance.{kind}" for kind in ("md", "svg", "csv"))
+COUNTS = ROOT / "benchmarks" / "instructions.txt"
+LIVE = ROOT / "benchmarks" / "livepackages.txt"
+BEGIN, END = "<!-- from benchmarks/report.py -->", "<!-- to here -->"
 
 
-class Run:
-    def __init__(self, path):
-        run = json.loads(pathlib.Path(path).read_text())
-        self.context = run["context"]
-        self.rows = rows_of(run)
-        self.floors = {row.bytes: row for row in self.rows if row.subject == FLOOR}
-
-    def find(self, **wanted):
-        for row in self.rows:
-            if all(getattr(row, key) == value for key, value in wanted.items()):
-                return row
-        return None
-
-    def ratio(self, row):
-        """A row's median to that of the floor of as many bytes."""
-        floor = self.floors.get(row.bytes)
-        return row.median / floor.median if floor else None
-
-
-def time_text(nanoseconds):
-    if nanoseconds < 10_000:
-        return f"{nanoseconds:,.0f} ns"
-    if nanoseconds < 10_000_000:
-        return f"{nanoseconds / 1000:,.0f} µs"
-    return f"{nanoseconds / 1_000_000:,.1f} ms"
-
-
-def ratio_text(ratio):
-    return f"{ratio:.2f} x" if ratio else ""
-
-
-def targets(run):
-    """The rows of the targets: operation, limit, figure, whether it is met."""
-
-    def frame(form, operation, object_):
-        return run.find(who="library", form=form, subject=WRITE, operation=operation,
-                        payload="large", object=object_)
-
-    def to_floor(name, row, limit):
-        ratio = run.ratio(row)
-        return name, f"{limit} x floor", ratio_text(ratio), ratio <= limit
-
-    def to_other(name, limit, other, row, least=False):
-        ratio = other.median / row.median if least else row.median / other.median
-        good = ratio >= limit if least else ratio <= limit
-        text = f"at least {limit} x faster" if least else f"{limit} x"
-        return name, f"{text} than {other.who}" if least else f"{text} {other.who}", ratio_text(ratio), good
-
-    lines = [
-        to_floor("request frame, encode", frame("request frame", "encode", "reused"), 2.6),
-        to_floor("request frame, decode", frame("request frame", "decode", "reused"), 3.0),
-        to_floor("request frame, encode, fresh object", frame("request frame", "encode", "fresh"), 5.0),
-        to_floor("request frame, decode, fresh object", frame("request frame", "decode", "fresh"), 5.0),
-        to_floor("Linux frame, encode", frame("Linux frame", "encode", "reused"), 3.5),
-        to_floor("Linux frame, decode", frame("Linux frame", "decode", "reused"), 3.5),
-    ]
-    for operation in ("encode", "decode"):
-        mine = frame("request frame", operation, "fresh")
-        for who in ("QDataStream", "QCborValue", "QModbusRequest, 9 requests", "FlatBuffers",
-                    "FlatBuffers, Qt types", "nanopb", "protobuf"):
-            peer = run.find(who=who, operation=operation, object="fresh")
-            if peer and (who != "protobuf" or operation == "encode"):
-                lines.append(to_other(f"request frame, {operation}, fresh object", 1, peer, mine, True))
-    numbers = {(row.who, row.operation): row for row in run.rows if row.subject == NUMBERS}
-    for form in ("request record", "reply record"):
-        make, read = frame(form, "encode", "reused"), frame(form, "decode", "reused")
-        lines += [
-            to_other(f"{form}, 2,048 numbers, make", 1.5, numbers[TABLE_LOOP, "encode"], make),
-            to_other(f"{form}, 2,048 numbers, make", 50, numbers["QStringList::join", "encode"], make, True),
-            to_other(f"{form}, 2,048 numbers, read", 2.0, numbers[TABLE_LOOP, "decode"], read),
-            to_other(f"{form}, 2,048 numbers, read", 10, numbers["QString::split + toInt", "decode"], read, True),
-        ]
-    for operation, who in (("encode", "QString::arg"), ("decode", "QString::split + toInt")):
-        idiom = run.find(who=who, form="request record", operation=operation)
-        mine = run.find(who="library", form="request record", subject="PackageBase", operation=operation,
-                        object="reused")
-        lines.append(to_other(f"common record, {operation}", 3, idiom, mine, True))
-    return lines
+TITLES = {("encode", "reused"): "encode, package kept", ("encode", "fresh"): "encode, new package",
+          ("decode", "reused"): "decode, package kept", ("decode", "fresh"): "decode, new package"}
 
 
 def table(head, lines):
@@ -124,136 +33,193 @@ def table(head, lines):
     yield "|" + "---|" * len(head)
     for line in lines:
         yield "| " + " | ".join(line) + " |"
+    yield ""
 
 
-def peers(run):
-    """Who writes and reads the fields of a write-data request with 2,048 bytes."""
-    return sorted(
-        (row for row in run.rows
-         if row.form == "request frame" and row.subject == WRITE and row.payload == "large"),
-        key=lambda row: (row.operation == "decode", row.object, row.median))
+def a_second(rate):
+    """A rate with two digits."""
+    if rate >= 1e6:
+        return f"{rate / 1e6:,.{0 if rate >= 1e7 else 1}f} million"
+    return f"{round(rate, 2 - len(str(int(rate)))):,.0f}"
 
 
-def sizes(run):
-    found = collections.defaultdict(dict)
-    for row in run.rows:
-        if row.subject.endswith("by size") and row.object == "reused":
-            found[int(row.payload)][row.form, row.operation] = row
-    return found
-
-
-COLUMNS = (("request frame", "encode"), ("request frame", "decode"),
-           ("reply record", "encode"), ("reply record", "decode"))
+def live_packages():
+    """What live packages take: class, then bytes and blocks of an empty and of a decoded one."""
+    lines = (line.split() for line in LIVE.read_text().splitlines() if not line.startswith("#"))
+    return {name: [int(number) for number in numbers] for name, *numbers in lines}
 
 
 def machine(run):
     caches = ", ".join(f"L{cache['level']} {cache['type'].lower()} {cache['size'] >> 10} KiB"
                        for cache in run.context["caches"])
+    spread = max((floor.spread for floor in targets.floors(run)), default=0)
     return (f"Measured {run.context['date'][:10]} on {run.context['num_cpus']} processors of "
-            f"{run.context['mhz_per_cpu'] / 1000:.1f} GHz ({caches}).")
+            f"{run.context['mhz_per_cpu'] / 1000:.1f} GHz ({caches}). Between the three processes the "
+            f"smallest times of a floor differ by at most {spread:.0%}, and the clock's time is {run.waiting:.0%} above the "
+            "processor's.")
 
 
-def tables(run):
-    def cells(row):
-        return [time_text(row.min), time_text(row.median), ratio_text(run.ratio(row)), row.note]
+def beside_others(run):
+    """The quickest way of each library to frames and fields that are owned."""
+    def cell(operation, obj, **wanted):
+        row = run.best(**{**targets.peer(None, operation, obj, "owned"), **wanted})
+        own = run.best(**targets.own("request frame", operation, obj))
+        return f"{row.min:,.0f} ({row.min / own.min:.1f} x)" if row else ""
 
+    def line(name, **wanted):
+        return [name, *(cell(operation, obj, **wanted) for operation, obj in targets.PLACES)]
+
+    library = {"who": "library", "subject": targets.WRITE, "payload": "large"}
+    lines = [line("**korvinpackage**", way="plain", **library),
+             line("korvinpackage, a kept package set anew", way="set anew", **library)]
+    lines += [line(who, who=who) for who in targets.PEERS]
+    return table(["nanoseconds", *TITLES.values()], lines)
+
+
+def for_a_user(run):
+    def rates(form, operation, objects, subject=targets.WRITE, payload="large"):
+        rows = [run.best(**targets.own(form, operation, obj, subject=subject, payload=payload)) for obj in objects]
+        return [a_second(1e9 / row.min) for row in rows]
+
+    both = ["reused", "fresh"]
+    lines = [
+        ["request frames with 2,048 bytes encoded a second by one core; package kept, new package",
+         *rates("request frame", "encode", both)],
+        ["the same decoded", *rates("request frame", "decode", both)],
+        ["records with 2,048 numbers made, read a second by one core",
+         *rates("request record", "encode", ["reused"]), *rates("request record", "decode", ["reused"])],
+        ["records without data made, read a second by one core",
+         *rates("request record", "encode", ["reused"], "PackageBase", "small"),
+         *rates("request record", "decode", ["reused"], "PackageBase", "small")],
+        ["frames decoded a second by 1, 2, 4 threads, new packages",
+         *(a_second(rate) for _, rate, _ in targets.scaling(run)["library", "decode", "fresh"])],
+    ]
+    lines = [[name, ", ".join(values)] for name, *values in lines]
+    for name, what in (("PackageBase", ""), (targets.WRITE, " with 16 bytes")):
+        size, blocks = live_packages()[name][2:]
+        lines.append([f"memory of a {name} that has read a request{what}", f"{size} bytes in {blocks} blocks"])
+    return table(["", "up to"], lines)
+
+
+class Verdicts:
+    """Targets and what a run shows of them; on a busy machine it shows nothing."""
+
+    def __init__(self, run):
+        self.run = run
+        self.doubts = targets.doubts(run)
+        self.thread_doubts = self.doubts + targets.thread_doubts(run)
+
+    @staticmethod
+    def word(is_met, doubts=()):
+        return "not judged" if doubts else "met" if is_met else "**missed**"
+
+    def lines(self):
+        """Those beside floors and decoders, of threads and of instructions."""
+        for target in targets.TARGETS:
+            verdict = targets.judged(self.run, target)
+            if verdict:
+                other = verdict.other.operation if verdict.other.who == "library" else verdict.other.who
+                yield [target.name, f"{target.limit:g} x {other}", f"{verdict.ratio:.2f} x",
+                       self.word(verdict.is_met, self.doubts)]
+        for (who, operation, obj), rates in targets.scaling(self.run).items():
+            for threads, _, part in rates:
+                if who == "library" and threads > 1:
+                    yield [f"request frame, {operation}, {obj}, {threads} threads",
+                           f"at least {targets.LEAST_SCALING:.0%} of what the cores allow", f"{part:.0%}",
+                           self.word(part >= targets.LEAST_SCALING, self.thread_doubts)]
+        counts = instructions.accepted(COUNTS)
+        for name, most in targets.MOST_INSTRUCTIONS.items():
+            yield [name, f"{most:,} instructions", f"{counts[name]:,}", self.word(counts[name] <= most)]
+
+    def beside_others(self, result):
+        """A line for each peer that has rows with such a result."""
+        for who in targets.PEERS:
+            verdicts = [targets.judged(self.run, targets.beside(who, *place, result)) for place in targets.PLACES]
+            if any(verdicts):
+                yield [who, *(self.cell(verdict) for verdict in verdicts)]
+
+    def cell(self, verdict):
+        if not verdict:
+            return ""
+        return f"{self.word(verdict.is_met, self.doubts)}, {verdict.ratio:.2f} x {verdict.other.way}"
+
+
+def by_size(run):
+    columns = [("request frame", "encode"), ("request frame", "decode"),
+               ("reply record", "encode"), ("reply record", "decode")]
+    rows = {(int(row.payload), row.form, row.operation): row.min / 1000
+            for row in run.all(subject=f"{targets.WRITE} by size", object="reused")}
+    return table(["bytes", *(f"{form}, {operation}, µs" for form, operation in columns)],
+                 [[f"{size:,}", *(f"{rows[size, *column]:,.2f}" if (size, *column) in rows else "refused"
+                                  for column in columns)] for size in sorted({size for size, *_ in rows})])
+
+
+def results(run, verdicts):
+    yield "![What libraries need for the same frame](performance.svg)"
+    yield ""
+    yield from beside_others(run)
+    yield from for_a_user(run)
     yield machine(run)
     yield ""
-    yield "### Targets"
+    yield "## Targets"
     yield ""
-    yield from table(["operation", "at most", "measured", ""],
-                     [[name, limit, value, "met" if good else "**missed**"]
-                      for name, limit, value, good in targets(run)])
+    for doubt in verdicts.thread_doubts:
+        yield f"**Not judged, run it again on a quiet machine**: {doubt}."
+        yield ""
+    yield from table(["operation", "at most", "measured", ""], verdicts.lines())
+    yield ("The time of this library as a multiple of the quickest way of others, which has to be at most 1; frames "
+           "and fields are owned:")
     yield ""
-    yield "### The same fields with other libraries"
+    yield from table(["who", *TITLES.values()], verdicts.beside_others("owned"))
+    yield "The same beside frames in memory that the next frame overwrites, which this library does not offer:"
     yield ""
-    yield from table(["who", "operation", "object", "min", "median", "to the floor", ""],
-                     [[row.who, row.operation, row.object, *cells(row)] for row in peers(run)])
+    yield from table(["who", *list(TITLES.values())[:2]], (line[:3] for line in verdicts.beside_others("kept")))
+    yield "## Memory of live packages"
     yield ""
-    yield "### By size of the data"
+    yield from table(["class", "empty", "after it has read a request"],
+                     [[name, f"{size} bytes in {blocks} blocks", f"{read} bytes in {read_blocks} blocks"]
+                      for name, (size, blocks, read, read_blocks) in live_packages().items()])
+    yield "## By size of the data"
     yield ""
-    yield from table(["bytes", *(f"{form}, {operation}" for form, operation in COLUMNS)],
-                     [[f"{size:,}", *(time_text(found[key].median) if key in found else "refused"
-                                      for key in COLUMNS)]
-                      for size, found in sorted(sizes(run).items())])
-    yield ""
-    yield "### All rows"
-    yield ""
-    shown = [row for row in run.rows if row.form != "memory" or row.bytes in (0, 2112)]
-    yield from table(["who", "form", "class", "operation", "payload", "object", "min", "median",
-                      "to the floor", ""],
-                     [[row.who, row.form, row.subject, row.operation, row.payload, row.object, *cells(row)]
-                      for row in sorted(shown)])
+    yield from by_size(run)
 
 
-def bars(run):
-    """Encode and decode with a fresh object, as multiples of the floor."""
-    left, width, height, scale = 210, 860, 20, 20
-    y = 30
-    yield f'<text x="10" y="{y}" class="h">Write-data request of 2,048 bytes, fresh object: multiples of {FLOOR}</text>'
-    shown = [row for row in peers(run) if row.object == "fresh"]
-    for operation in ("encode", "decode"):
-        y += 30
-        yield f'<text x="10" y="{y}" class="h">{operation}</text>'
-        for row in (row for row in shown if row.operation == operation):
-            y += height
-            ratio = run.ratio(row)
-            length = min(ratio * scale, width - left - 80)
-            cut = " (cut)" if ratio * scale > length else ""
-            kind = "own" if row.who == "library" else "peer"
-            yield f'<text x="{left - 8}" y="{y}" text-anchor="end">{html.escape(row.who)}</text>'
-            yield f'<rect x="{left}" y="{y - 12}" width="{length:.1f}" height="14" class="{kind}"/>'
-            yield f'<text x="{left + length + 6:.1f}" y="{y}">{ratio:.1f}{cut}</text>'
+def write_rows(run, path):
+    """All rows, in nanoseconds, and as multiples of the floor of as many bytes."""
+    with path.open("w", newline="") as file:
+        writer = csv.writer(file, lineterminator="\n")
+        writer.writerow([*measured.FIELDS.split(), "threads", "memory", "bytes", "min", "median", "floors"])
+        for row in sorted(run.rows):
+            floor = run.floor(row)
+            writer.writerow([*row[:-3], f"{row.min:.1f}", f"{row.median:.1f}",
+                             f"{row.min / floor.min:.2f}" if floor else ""])
 
 
-def lines(run, top):
-    """Time against size, both logarithmic: a slope of one is linear."""
-    left, width, height = 80, 620, 300
-
-    def x(size):
-        return left + width * math.log2(size / 1024) / 14
-
-    def y(nanoseconds):
-        return top + height - height * (math.log10(nanoseconds) - 1.5) / 7
-
-    yield f'<text x="10" y="{top - 20}" class="h">Time by size of the data, existing object</text>'
-    for power in range(2, 9):
-        unit = time_text(10 ** power)
-        yield f'<path d="M{left} {y(10 ** power):.1f}h{width}" class="grid"/>'
-        yield f'<text x="{left - 6}" y="{y(10 ** power) + 4:.1f}" text-anchor="end">{unit}</text>'
-    for number, key in enumerate(COLUMNS):
-        points = [(size, found[key].median) for size, found in sorted(sizes(run).items())
-                  if size and key in found]
-        path = " ".join(f"{x(size):.1f},{y(time):.1f}" for size, time in points)
-        yield f'<polyline points="{path}" class="line l{number}"/>'
-        below = 14 * (key == ("request frame", "decode"))  # they end in the same place
-        yield f'<text x="{left + width + 6}" y="{y(points[-1][1]) + 4 + below:.1f}">{", ".join(key)}</text>'
-    for size in (1 << 10, 1 << 14, 1 << 18, 1 << 20, 1 << 22, 1 << 24):
-        name = f"{size >> 20} MiB" if size >= 1 << 20 else f"{size >> 10} KiB"
-        yield f'<text x="{x(size):.1f}" y="{top + height + 16}" text-anchor="middle">{name}</text>'
+def is_complete(run):
+    """Whether the run has all that the page shows: it was with other libraries, and no row was left out."""
+    wanted = [targets.beside(who, *place, "owned") for who in targets.PEERS for place in targets.PLACES]
+    return all(targets.judged(run, target) for target in targets.TARGETS + wanted)
 
 
-def chart(run):
-    yield '<svg xmlns="http://www.w3.org/2000/svg" width="880" height="960" viewBox="0 0 880 960">'
-    yield ("<style>text{font:13px sans-serif;fill:#222}.h{font-weight:bold}.own{fill:#0a6}"
-           ".peer{fill:#9ab}.grid{stroke:#ddd}.line{fill:none;stroke-width:2}.l0{stroke:#0a6}"
-           ".l1{stroke:#06c}.l2{stroke:#c60}.l3{stroke:#a0a}</style>")
-    yield '<rect width="880" height="960" fill="#fff"/>'
-    yield from bars(run)
-    yield from lines(run, 620)
-    yield "</svg>"
-
-
-def main():
-    run = Run(sys.argv[1])
-    print("\n".join(tables(run)))
-    if len(sys.argv) > 3:
-        page = pathlib.Path(sys.argv[2])
-        before, rest = page.read_text().split(BEGIN)
-        after = rest.split(END)[1]
-        page.write_text("\n".join([before + BEGIN, "", *tables(run), "", END]) + after)
-        pathlib.Path(sys.argv[3]).write_text("\n".join(chart(run)) + "\n")
+def main(arguments):
+    try:
+        run = measured.Run.of_files(path for path in arguments if path != "--write")
+    except measured.BrokenRun as fault:
+        sys.exit(f"report: {fault}")
+    if not is_complete(run):
+        print("\n".join(f"{row.min:>14,.1f} ns  {' / '.join(row[:7])}" for row in sorted(run.rows)))
+        sys.exit("report: not judged: not all rows were measured" if "--write" in arguments else 0)
+    verdicts = Verdicts(run)
+    text = "\n".join(results(run, verdicts))
+    print(text)
+    if "--write" in arguments:
+        before, rest = PAGE.read_text().split(BEGIN)
+        PAGE.write_text(f"{before}{BEGIN}\n\n{text}\n{END}{rest.split(END)[1]}")
+        CHART.write_text("\n".join(chart(run, TITLES)) + "\n")
+        write_rows(run, ROWS)
+    if verdicts.thread_doubts:
+        sys.exit("report: not judged: " + "; ".join(verdicts.thread_doubts))
 
 
 if __name__ == "__main__":
-    main()
+    main(sys.argv[1:])

@@ -147,7 +147,7 @@ void addNumberRows(const char *who, QString (*write)(const QByteArray &),
     row.subject = "2,048 numbers of a record";
     row.payload = "large";
     row.object = "fresh";
-    row.note = "owned, no checksum";
+    row.memory = "owned";
     row.bytes = texts.front().size() * qint64(sizeof(QChar));
     row.operation = "encode";
     if (write) {
@@ -235,7 +235,7 @@ void addCommonRecordRows()
     row.form = "request record";
     row.subject = "PackageBase";
     row.payload = "small";
-    row.note = "owned, no checksum";
+    row.memory = "owned";
     row.bytes = record.size() * qint64(sizeof(QChar));
     row.object = "reused";
     row.who = "QString::arg";

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Measures the codecs in an optimised build, and prints the table with what memory alone costs.
+# Measures the codecs of the libraries as the Debian packages have them, beside what memory alone costs. With
+# --peers and without ARGUMENTS it judges them by benchmarks/targets.py; on a busy machine it says so and fails.
 #
 # Usage: bench.sh [--peers] [--write] [-- ARGUMENTS]
 #   --peers    installs other libraries and measures them in the same run
-#   --write    puts the tables into docs/performance.md and the chart beside it
+#   --write    with --peers: puts the results into docs/performance.md, with its chart and all rows beside it
 #   ARGUMENTS  for the benchmark program, such as --benchmark_filter=Linux
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -17,13 +18,13 @@ while [[ $# -gt 0 ]]; do
         peers=ON
         setup=--peers
         ;;
-    --write) written=(docs/performance.md docs/performance.svg) ;;
+    --write) written=(--write) ;;
     --)
         shift
         break
         ;;
     *)
-        sed -n '4,7s/^# //p' "$0" >&2
+        sed -n '5,8s/^# //p' "$0" >&2
         exit 2
         ;;
     esac
@@ -31,14 +32,17 @@ while [[ $# -gt 0 ]]; do
 done
 
 scripts/setup.sh "$setup"
-echo "bench: building"
-cmake --preset benchmarks -DKORVINPACKAGE_BENCHMARK_PEERS=$peers >/dev/null
-cmake --build --preset benchmarks --target korvinpackage_benchmarks >/dev/null
+debian/rules measured TARGET=korvinpackage_benchmarks PEERS=$peers
 
-build=build/benchmarks
-echo "bench: running"
-"$build/benchmarks/korvinpackage_benchmarks" \
-    --benchmark_repetitions=7 --benchmark_enable_random_interleaving=true \
-    --benchmark_min_time=0.02 --benchmark_display_aggregates_only=true \
-    --benchmark_out="$build/run.json" --benchmark_out_format=json "$@" >"$build/run.txt" 2>&1
-python3 benchmarks/report.py "$build/run.json" "${written[@]}"
+# Many short repetitions in random order: the smallest times count, and those of the processes show whether
+# the machine was quiet.
+processes=()
+for number in 1 2 3; do
+    echo "bench: process $number of 3"
+    processes+=("build/measured/process-$number.json")
+    build/measured/benchmarks/korvinpackage_benchmarks \
+        --benchmark_repetitions=30 --benchmark_enable_random_interleaving=true \
+        --benchmark_min_time=0.001 --benchmark_out="${processes[-1]}" --benchmark_out_format=json "$@" \
+        >build/measured/run.txt 2>&1 || { tail -n 5 build/measured/run.txt >&2; exit 1; }
+done
+python3 benchmarks/report.py "${written[@]}" "${processes[@]}"

@@ -22,7 +22,10 @@ if [[ ${1:-} == --docs || ${1:-} == --packages || ${1:-} == --ci ]]; then
     packages+=(doxygen graphviz)
 fi
 if [[ ${1:-} == --packages || ${1:-} == --ci ]]; then
-    packages+=(debhelper dpkg-dev lintian mmdebstrap)
+    packages+=(lintian mmdebstrap)
+fi
+if [[ ${1:-} =~ ^--(packages|ci|benchmarks|peers)$ ]]; then
+    packages+=(debhelper dpkg-dev)
 fi
 if [[ ${1:-} == --ci ]]; then
     packages+=(abigail-tools clang clang-format clang-tidy libclang-rt-dev llvm locales qt6-base-dev)

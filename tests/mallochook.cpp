@@ -32,6 +32,7 @@ bool failsNow(std::size_t size)
 
 void *taken(void *memory)
 {
+    allocations.blocks += memory ? 1 : 0;
     allocations.inUse += malloc_usable_size(memory);
     if (allocations.inUse > allocations.peak)
         allocations.peak = allocations.inUse;
@@ -40,6 +41,7 @@ void *taken(void *memory)
 
 void givenBack(void *memory)
 {
+    allocations.blocks -= memory ? 1 : 0;
     allocations.inUse -= malloc_usable_size(memory);
 }
 
@@ -66,6 +68,7 @@ void *realloc(void *ptr, std::size_t size)
     if (!memory && size > 0)
         return nullptr; // the old block stays
     allocations.inUse -= before;
+    allocations.blocks -= ptr ? 1 : 0;
     return taken(memory);
 }
 

@@ -16,6 +16,7 @@ struct Allocations
     std::size_t count = 0;
     std::size_t bytes = 0;
     std::size_t largest = 0; ///< Reset it before the operation that is measured.
+    std::size_t blocks = 0;  ///< In use now.
     std::size_t inUse = 0;   ///< Now, with what the allocator adds.
     std::size_t peak = 0;    ///< The most that was in use. Set it to inUse before the operation.
 };

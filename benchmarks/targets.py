@@ -1,0 +1,108 @@
+"""What the codecs have to reach, and whether a run shows that they do.
+
+Each target says how many times as long as another row a row of the library may take. The smallest times of
+both count.
+"""
+
+import collections
+
+WRITE = "PackageRequestWriteData"
+NUMBERS = "2,048 numbers of a record"
+PEERS = ("FlatBuffers", "FlatBuffers with Qt types", "protobuf", "msgpack-cxx", "nanopb", "QDataStream",
+         "QCborValue", "QModbusRequest")
+PLACES = [(operation, obj) for operation in ("encode", "decode") for obj in ("reused", "fresh")]
+
+Target = collections.namedtuple("Target", "name measured limit other")
+Verdict = collections.namedtuple("Verdict", "target other ratio is_met")
+
+
+def own(form, operation, obj, **more):
+    """The fields of a row of the library. It is compared with the best way of others, by its plain one."""
+    return {"who": "library", "way": "plain", "form": form, "subject": WRITE, "operation": operation,
+            "payload": "large", "object": obj, **more}
+
+
+def peer(who, operation, obj, result):
+    """The fields of a peer's rows with a result that is "owned", or in "kept" memory."""
+    return {"who": who, "form": "request frame", "operation": operation, "object": obj,
+            "memory": lambda memory: memory.startswith(result)}
+
+
+def loop(operation):
+    return {"who": "floor, bare loop", "subject": NUMBERS, "operation": operation}
+
+
+FLOOR = "the floor of as many bytes"
+TARGETS = [
+    Target("request frame, encode, reused", own("request frame", "encode", "reused"), 2.3, FLOOR),
+    Target("request frame, decode, reused", own("request frame", "decode", "reused"), 1.5, FLOOR),
+    Target("request frame, encode, fresh", own("request frame", "encode", "fresh"), 3.9, FLOOR),
+    Target("request frame, decode, fresh", own("request frame", "decode", "fresh"), 3.9, FLOOR),
+    Target("Linux frame, encode, reused", own("Linux frame", "encode", "reused"), 3.5, FLOOR),
+    Target("Linux frame, decode, reused", own("Linux frame", "decode", "reused"), 3.5, FLOOR),
+    Target("request record, 2,048 numbers, make", own("request record", "encode", "reused"), 1.1, loop("encode")),
+    Target("request record, 2,048 numbers, read", own("request record", "decode", "reused"), 0.5, loop("decode")),
+    Target("reply record, 2,048 numbers, make", own("reply record", "encode", "reused"), 1.1, loop("encode")),
+    Target("reply record, 2,048 numbers, read", own("reply record", "decode", "reused"), 0.5, loop("decode")),
+] + [
+    Target(f"{form}, check", own(form, "check", "fresh"), 1, own(form, "decode", "reused"))
+    for form in ("request frame", "Linux frame", "request record", "reply record")
+]
+
+# The most instructions of an operation, of those that benchmarks/instructions.txt lists.
+MOST_INSTRUCTIONS = {"common record, make": 1500, "common record, read": 1500}
+
+# So much of what the cores allow threads have to reach.
+LEAST_SCALING = 0.9
+
+
+def beside(who, operation, obj, result):
+    """The target to be faster than another library."""
+    return Target(who, own("request frame", operation, obj), 1, peer(who, operation, obj, result))
+
+
+def rows_of(run, target):
+    """The row of the library, and the quickest of those that it is compared with; None for what is not there."""
+    measured = run.best(**target.measured)
+    if target.other is FLOOR:
+        return measured, measured and run.floor(measured)
+    return measured, run.best(**target.other)
+
+
+def judged(run, target):
+    """The verdict on a target, or None where the run has not the rows for it."""
+    measured, other = rows_of(run, target)
+    if not measured or not other:
+        return None
+    ratio = measured.min / other.min
+    return Verdict(target, other, ratio, ratio <= target.limit)
+
+
+def scaling(run):
+    """For each threaded row the threads, their operations a second, and the part of what the cores allow."""
+    found = collections.defaultdict(dict)
+    for row in run.all(way="threads"):
+        found[row.who, row.operation, row.object][row.threads] = 1e9 / row.min
+    cores = run.context["num_cpus"]
+    return {key: [(threads, rate, rate / rates[1] / min(threads, cores)) for threads, rate in sorted(rates.items())]
+            for key, rates in found.items()}
+
+
+def floors(run):
+    """The rows that others are compared with and that do the same work in every run."""
+    others = (rows_of(run, target)[1] for target in TARGETS)
+    return list({other[:8] + (other.bytes,): other for other in others
+                 if other and other.who.startswith("floor")}.values())
+
+
+def doubts(run):
+    """Why the run cannot be judged; empty on a quiet machine."""
+    return run.doubts(floors(run))
+
+
+def thread_doubts(run):
+    """Why its threads cannot be judged."""
+    return [f"{threads} threads that only copy memory reach {part:.1%} of what the cores allow, "
+            f"not at least {LEAST_SCALING:.0%}: not all cores are free"
+            for (who, *_), rates in scaling(run).items() if who == "floor"
+            for threads, _, part in rates if part < LEAST_SCALING]
