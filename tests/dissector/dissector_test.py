@@ -309,7 +309,8 @@ class DissectorTest(unittest.TestCase):
     def test_class_and_form_are_guessed(self):
         """As the library guesses them, for what encoders write."""
         messages = [message_of(case) for case in vectors()
-                    if case["task"] == "encode" and case.get("reply") != "full"]
+                    if case["task"] == "encode" and case.get("reply") != "full"
+                    and "edges" not in case["case"]]
         messages = [message for message in messages if is_line(message)]
         # A port for each: the class of a reply is that of its request.
         packets = self.dissect([captures.udp(message.content, 7000 + i,
