@@ -3,47 +3,99 @@
 #include "codecjudge.h"
 #include "codecprogram.h"
 #include "commandline.h"
+#include "devicejudge.h"
+#include "deviceport.h"
 #include "testreport.h"
+
+#include <korvininspect/hexbytes.h>
+#include <korvininspect/packagejson.h>
+#include <packagebase.h>
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
+#include <QtCore/QJsonObject>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QSet>
 
 #include <cstdlib>
 
+using namespace KorvinInspect;
+
 namespace {
 
-const char ConformExamples[] = "\n"
-                               "The program gets one case in a line of JSON on standard input, "
-                               "answers it with one line of JSON\n"
-                               "on standard output, and gets the next; docs/conformance.md has "
-                               "both. The exit status is 1 where\n"
-                               "a case fails, and where none passes.\n"
-                               "\n"
-                               "Examples:\n"
-                               "  korvinpack conform ./my-codec\n"
-                               "  korvinpack conform --timeout 1 -- python3 my_codec.py --stdin\n"
-                               "  korvinpack conform --print | grep '\"form\":\"text\"' | "
-                               "korvinpack conform --cases - ./my-codec\n";
+const char ConformExamples[] =
+    "\n"
+    "The program gets one case in a line of JSON on standard input, answers it with one line of "
+    "JSON\n"
+    "on standard output, and gets the next. A device is asked for data blocks. "
+    "docs/conformance.md\n"
+    "describes both. The exit status is 1 where something fails, and where nothing passes.\n"
+    "\n"
+    "Examples:\n"
+    "  korvinpack conform ./my-codec\n"
+    "  korvinpack conform --timeout 1 -- python3 my_codec.py --stdin\n"
+    "  korvinpack conform --print | grep '\"form\":\"text\"' | korvinpack conform --cases - "
+    "./my-codec\n"
+    "  korvinpack conform --device /dev/ttyUSB0 --form linux --read 0x0A000010:4=01FF10AA\n"
+    "  korvinpack conform --device 192.168.0.9:5000 --form frame --form text --set desAddr=255 \\\n"
+    "      --read 0x0A000010:4 --write 0x0A001000=0102 --junit report.xml\n";
 
-constexpr int DefaultTimeout = 5;
+constexpr int ProgramTimeout = 5;
+constexpr int DeviceTimeout = 1;
 constexpr int LongestTimeout = 3600;
+constexpr int UsualBaud = 115200;
+
+/// What a Linux frame has room for.
+constexpr int LargestBlock = 65535;
 
 /// A program that had to be ended so often is not asked any more.
 constexpr int MostEndings = 10;
 
-int timeoutOf(const CommandLine &line)
+double secondsOf(const CommandLine &line, int usual)
 {
     if (!line.isSet("timeout"))
-        return DefaultTimeout * 1000;
+        return usual;
     bool isNumber = false;
     const double seconds = line.value("timeout").toDouble(&isNumber);
     if (!isNumber || !(seconds >= 0.001 && seconds <= LongestTimeout))
         fail(QStringLiteral("--timeout %1: not seconds from 0.001 to %2")
                  .arg(line.value("timeout"))
                  .arg(LongestTimeout));
-    return static_cast<int>(seconds * 1000);
+    return seconds;
 }
+
+/// The file of --junit, which is opened before anything is run.
+class Report
+{
+public:
+    explicit Report(const CommandLine &line)
+        : m_file(line.value("junit"))
+    {
+        if (line.isSet("junit") && !m_file.open(QIODevice::WriteOnly))
+            fail(QStringLiteral("%1: %2").arg(m_file.fileName(), m_file.errorString()));
+    }
+
+    void write(const QString &subject, const QVector<TestResult> &results)
+    {
+        if (!m_file.isOpen())
+            return;
+        const QByteArray xml = junitXml(subject, results);
+        if (m_file.write(xml) != xml.size() || !m_file.flush())
+            fail(QStringLiteral("%1: %2").arg(m_file.fileName(), m_file.errorString()));
+    }
+
+private:
+    QFile m_file;
+};
+
+int exitStatusOf(const QVector<TestResult> &results)
+{
+    return countOf(TestResult::Failed, results) == 0 && countOf(TestResult::Passed, results) > 0
+        ? EXIT_SUCCESS
+        : Refused;
+}
+
+// Programs
 
 QString nameOf(const QJsonObject &ofCase)
 {
@@ -113,61 +165,205 @@ void refuseExceptions(QVector<TestResult> *results)
     }
 }
 
-/// Prints the summary, writes the report, and returns the exit status.
-int finish(const CommandLine &line, const QString &subject, const QVector<TestResult> &results)
+QVector<QJsonObject> casesOf(const CommandLine &line, QByteArray *content)
 {
-    const int passed = countOf(TestResult::Passed, results);
-    const int failed = countOf(TestResult::Failed, results);
-    if (passed == 0)
-        print("nothing passed: a program that supports nothing does not conform\n");
-    print(QStringLiteral("%1 cases: %2 passed, %3 failed, %4 unsupported, %5 not run\n")
-              .arg(results.size())
-              .arg(passed)
-              .arg(failed)
-              .arg(countOf(TestResult::Unsupported, results))
-              .arg(countOf(TestResult::NotRun, results))
-              .toUtf8());
-    if (line.isSet("junit")) {
-        QFile file(line.value("junit"));
-        const QByteArray xml = junitXml(subject, results);
-        if (!file.open(QIODevice::WriteOnly) || file.write(xml) != xml.size())
-            fail(QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
-    }
-    return failed == 0 && passed > 0 ? EXIT_SUCCESS : Refused;
-}
-
-} // namespace
-
-int conformProgram(const QStringList &arguments)
-{
-    CommandLine line(QStringLiteral("conform"),
-                     QStringLiteral("Asks a program to encode and decode, and reports what it gets "
-                                    "wrong."),
-                     ConformExamples);
-    line.addOption("cases", "Takes the cases from a file, \"-\" for standard input.", "FILE");
-    line.addOption("timeout", "How long an answer may take; 5 where it is missing.", "SECONDS");
-    line.addOption("junit", "Writes the results as JUnit XML as well.", "FILE");
-    line.addOption("print", "Prints the cases and runs no program.");
-    line.addArgument("PROGRAM",
-                     "The program and its arguments, behind \"--\" if one is an option.");
-    line.parse(arguments, std::numeric_limits<int>::max());
-
     const QString origin =
         line.isSet("cases") ? line.value("cases") : QStringLiteral(":/conformance/cases.jsonl");
-    const QByteArray content = contentOf(origin);
+    *content = contentOf(origin);
     QVector<QJsonObject> cases;
-    const QString fault = casesFromLines(content, &cases);
+    const QString fault = casesFromLines(*content, &cases);
     if (!fault.isEmpty())
         fail(QStringLiteral("%1: %2").arg(origin, fault));
+    return cases;
+}
+
+int conformCodec(const CommandLine &line)
+{
+    QByteArray content;
+    const QVector<QJsonObject> cases = casesOf(line, &content);
     if (line.isSet("print")) {
         print(content);
         return EXIT_SUCCESS;
     }
     if (line.arguments().isEmpty())
         fail(QStringLiteral("PROGRAM: missing"));
-
-    CodecProgram program(line.arguments(), timeoutOf(line));
+    Report report(line);
+    CodecProgram program(line.arguments(),
+                         static_cast<int>(1000 * secondsOf(line, ProgramTimeout)));
     QVector<TestResult> results = resultsOf(cases, program);
     refuseExceptions(&results);
-    return finish(line, line.arguments().constFirst(), results);
+    if (countOf(TestResult::Passed, results) == 0)
+        print("nothing passed: a program that supports nothing does not conform\n");
+    print(QStringLiteral("%1 cases: %2 passed, %3 failed, %4 unsupported, %5 not run\n")
+              .arg(results.size())
+              .arg(countOf(TestResult::Passed, results))
+              .arg(countOf(TestResult::Failed, results))
+              .arg(countOf(TestResult::Unsupported, results))
+              .arg(countOf(TestResult::NotRun, results))
+              .toUtf8());
+    report.write(line.arguments().constFirst(), results);
+    return exitStatusOf(results);
+}
+
+// Devices
+
+/// A block as the command line has it: ADDRESS:LENGTH, or ADDRESS=DATA.
+RegisterBlock blockOf(const char *option, const QString &text)
+{
+    const auto refuse = [&](const QString &reason) {
+        fail(QStringLiteral("--%1 %2: %3").arg(QLatin1String(option), text, reason));
+    };
+    const int end = text.indexOf(QRegularExpression(QStringLiteral("[:=]")));
+    bool isNumber = false;
+    RegisterBlock block;
+    block.address = text.left(end).toUInt(&isNumber, 0);
+    if (end < 0 || !isNumber)
+        refuse(QStringLiteral("not ADDRESS:LENGTH or ADDRESS=DATA"));
+    const QString rest = text.mid(end + 1);
+    if (text.at(end) == QLatin1Char(':')) {
+        block.length = rest.toInt();
+    } else {
+        QByteArray data;
+        const QString fault = bytesFromHex(rest, &data);
+        if (!fault.isEmpty())
+            refuse(fault);
+        block.length = static_cast<int>(data.size());
+        block.data = data;
+    }
+    if (block.length < 1 || block.length > LargestBlock)
+        refuse(QStringLiteral("not 1 to %1 bytes").arg(LargestBlock));
+    return block;
+}
+
+std::vector<Form> formsOf(const CommandLine &line)
+{
+    const QStringList words{QStringLiteral("frame"), QStringLiteral("text"),
+                            QStringLiteral("linux")};
+    constexpr Form Forms[] = {Form::Frame, Form::Text, Form::Linux};
+    std::vector<Form> forms;
+    for (const QString &word : line.values("form")) {
+        const int index = words.indexOf(word);
+        if (index < 0)
+            fail(QStringLiteral("--form %1: not one of %2")
+                     .arg(word, words.join(QLatin1String(", "))));
+        forms.push_back(Forms[index]);
+    }
+    return forms.empty() ? std::vector<Form>{Form::Frame} : forms;
+}
+
+/// What every request has; the fields are those of every class.
+QJsonObject fieldsOf(const CommandLine &line)
+{
+    const std::unique_ptr<PackageBase> package = packageClasses().front().create();
+    QJsonObject fields;
+    for (const QString &assignment : line.values("set")) {
+        const QJsonObject field{
+            {assignment.section(QLatin1Char('='), 0, 0), assignment.section(QLatin1Char('='), 1)}};
+        const QString fault = packageFromJson(field, *package);
+        if (!fault.isEmpty())
+            fail(QStringLiteral("--set %1: %2").arg(assignment, fault));
+        fields.insert(field.constBegin().key(), field.constBegin().value());
+    }
+    return fields;
+}
+
+DevicePlan planOf(const CommandLine &line)
+{
+    DevicePlan plan;
+    plan.forms = formsOf(line);
+    plan.fields = fieldsOf(line);
+    plan.seconds = secondsOf(line, DeviceTimeout);
+    for (const QString &text : line.values("read"))
+        plan.reads.push_back(blockOf("read", text));
+    for (const QString &text : line.values("write")) {
+        plan.writes.push_back(blockOf("write", text));
+        if (!plan.writes.back().data)
+            fail(QStringLiteral("--write %1: not ADDRESS=DATA").arg(text));
+    }
+    if (plan.reads.empty() && plan.writes.empty())
+        fail(QStringLiteral("--read: missing: which block may be read?"));
+    return plan;
+}
+
+/// The way to the device; records and frames go to a serial port as they are.
+std::unique_ptr<DeviceLink> linkOf(const CommandLine &line)
+{
+    const QString place = line.value("device");
+    const QStringList words{QStringLiteral("labelled"), QStringLiteral("raw")};
+    const bool isSerial = place.startsWith(QLatin1Char('/'));
+    const bool isRaw = line.isSet("framing") ? line.choice("framing", words) == 1 : isSerial;
+    const int baud = line.isSet("baud") ? line.value("baud").toInt() : UsualBaud;
+    QString fault;
+    std::unique_ptr<DeviceLink> link =
+        openDevice(place, isRaw ? Framing::Raw : Framing::Labelled, baud, &fault);
+    if (!link)
+        fail(fault);
+    return link;
+}
+
+void printCheck(const TestResult &result)
+{
+    const bool failed = result.verdict == TestResult::Failed;
+    const char *const words[] = {"ok     ", "FAILED ", "", "not run"};
+    print(QStringLiteral("%1 %2: %3%4\n")
+              .arg(QLatin1String(words[result.verdict]), result.group, result.name,
+                   failed ? QLatin1String(": ") + result.reason : QString())
+              .toUtf8());
+}
+
+int conformDevice(const CommandLine &line)
+{
+    if (!line.arguments().isEmpty())
+        fail(QStringLiteral("%1: a program or a device").arg(line.arguments().constFirst()));
+    const DevicePlan plan = planOf(line);
+    Report report(line);
+    const std::unique_ptr<DeviceLink> link = linkOf(line);
+    const QVector<TestResult> results = judgeDevice(*link, plan, printCheck);
+    print(QStringLiteral("%1 checks: %2 passed, %3 failed, %4 not run\n")
+              .arg(results.size())
+              .arg(countOf(TestResult::Passed, results))
+              .arg(countOf(TestResult::Failed, results))
+              .arg(countOf(TestResult::NotRun, results))
+              .toUtf8());
+    report.write(line.value("device"), results);
+    return exitStatusOf(results);
+}
+
+} // namespace
+
+int conformProgram(const QStringList &arguments)
+{
+    CommandLine line(
+        QStringLiteral("conform"),
+        QStringLiteral("Asks a program to encode and decode, or a device for data, and "
+                       "reports what it gets wrong."),
+        ConformExamples);
+    line.addOption("cases", "Takes the cases from a file, \"-\" for standard input.", "FILE");
+    line.addOption("timeout", "How long an answer may take; 5 where it is missing, 1 for a device.",
+                   "SECONDS");
+    line.addOption("junit", "Writes the results as JUnit XML as well.", "FILE");
+    line.addOption("print", "Prints the cases and runs no program.");
+    line.addOption("device", "Asks a device: HOST:PORT, or the file of a serial port.", "PLACE");
+    line.addOption("form",
+                   "An encoding of the device: frame (default), text or linux; may be "
+                   "given again.",
+                   "FORM");
+    line.addOption("set", "A field of every request, such as portAddr=2; may be given again.",
+                   "NAME=VALUE");
+    line.addOption("read",
+                   "A block to read: ADDRESS:LENGTH, or ADDRESS=DATA where it is known "
+                   "what is there; may be given again.",
+                   "BLOCK");
+    line.addOption("write",
+                   "A block to write, read back and set to what was there before: "
+                   "ADDRESS=DATA; may be given again. Nothing else is written.",
+                   "BLOCK");
+    line.addOption("framing",
+                   "How messages travel: labelled (default for HOST:PORT) or raw "
+                   "(default for a serial port).",
+                   "FRAMING");
+    line.addOption("baud", "The speed of a serial port; 115200 where it is missing.", "BAUD");
+    line.addArgument("PROGRAM", "The program and its arguments, after \"--\" if one is an option.");
+    line.parse(arguments, std::numeric_limits<int>::max());
+    return line.isSet("device") ? conformDevice(line) : conformCodec(line);
 }
