@@ -141,8 +141,7 @@ QByteArray encodedBy(PackageBase &package, const Encoding &encoding)
 
 bool isDecoded(PackageBase &package, const Encoding &encoding, const QByteArray &encoded)
 {
-    int consumed = 0;
-    return decodePackage(package, encoding, encoded, &consumed).isEmpty();
+    return decodePackage(package, encoding, encoded).isOk();
 }
 
 QJsonObject carriedFields(const PackageClass &ofClass, const Encoding &encoding,

@@ -1,7 +1,7 @@
 #ifndef CASEWRITER_H
 #define CASEWRITER_H
 
-#include "packageforms.h"
+#include <korvininspect/packageforms.h>
 
 #include <QtCore/QJsonObject>
 #include <QtCore/QSet>
@@ -17,14 +17,16 @@ std::unique_ptr<PackageBase> packageWith(const KorvinInspect::PackageClass &ofCl
                                          const QJsonObject &fields);
 
 /// What the library encodes of @p package; empty for a form that it does not have.
-QByteArray encodedBy(PackageBase &package, const Encoding &encoding);
+QByteArray encodedBy(PackageBase &package, const KorvinInspect::Encoding &encoding);
 
 /// Whether the library decodes @p encoded into @p package.
-bool isDecoded(PackageBase &package, const Encoding &encoding, const QByteArray &encoded);
+bool isDecoded(PackageBase &package, const KorvinInspect::Encoding &encoding,
+               const QByteArray &encoded);
 
 /// The fields of @p package that @p encoded carries.
-QJsonObject carriedFields(const KorvinInspect::PackageClass &ofClass, const Encoding &encoding,
-                          const QByteArray &encoded, const PackageBase &package);
+QJsonObject carriedFields(const KorvinInspect::PackageClass &ofClass,
+                          const KorvinInspect::Encoding &encoding, const QByteArray &encoded,
+                          const PackageBase &package);
 
 /// A Linux frame with the checksum of its bytes in place of the last two.
 QByteArray withChecksum(QByteArray frame);
@@ -42,23 +44,24 @@ public:
     CaseWriter(const KorvinInspect::PackageClass &ofClass, QString name);
 
     /// The fields are those of @p package, the answer is @p encoded.
-    void encode(const PackageBase &package, const Encoding &encoding, const QByteArray &encoded);
+    void encode(const PackageBase &package, const KorvinInspect::Encoding &encoding,
+                const QByteArray &encoded);
 
     /// The answer is what @p decoded has of the fields that the input carries, except those named
     /// in @p undefined.
-    void decode(const QByteArray &encoded, const Encoding &encoding, const PackageBase &decoded,
-                const QSet<QString> &undefined = {});
+    void decode(const QByteArray &encoded, const KorvinInspect::Encoding &encoding,
+                const PackageBase &decoded, const QSet<QString> &undefined = {});
 
-    void refuse(const QByteArray &encoded, const Encoding &encoding);
+    void refuse(const QByteArray &encoded, const KorvinInspect::Encoding &encoding);
 
     /// The answer is what the library makes of the input. Prints nothing where that is a limit of
     /// the library rather than a rule of the format: what becomes of bytes that are not text, and
     /// of data that is announced without end.
-    void decodeAsTheLibrary(const QByteArray &encoded, const Encoding &encoding,
+    void decodeAsTheLibrary(const QByteArray &encoded, const KorvinInspect::Encoding &encoding,
                             const QSet<QString> &undefined = {});
 
 private:
-    QJsonObject begin(const char *task, const Encoding &encoding) const;
+    QJsonObject begin(const char *task, const KorvinInspect::Encoding &encoding) const;
 
     const KorvinInspect::PackageClass &m_class;
     QString m_name;

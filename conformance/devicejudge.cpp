@@ -1,11 +1,10 @@
 #include "devicejudge.h"
 
-#include "packageforms.h"
-
 #include <korvininspect/hexbytes.h>
 #include <korvininspect/inputtext.h>
 #include <korvininspect/packagecheck.h>
 #include <korvininspect/packageexplain.h>
+#include <korvininspect/packageforms.h>
 #include <korvininspect/packagejson.h>
 #include <packagebase.h>
 
@@ -79,10 +78,8 @@ QString outcomeOf(const PackageBase &package)
 std::shared_ptr<PackageBase> decode(const MessageShape &shape, const QByteArray &message)
 {
     std::shared_ptr<PackageBase> package = packageClass(className(shape.classId))->create();
-    int consumed = 0;
-    const QString fault = decodePackage(*package, {shape.form, shape.direction, ReplySize::Short},
-                                        message, &consumed);
-    return fault.isEmpty() ? package : nullptr;
+    const Encoding encoding{shape.form, shape.direction, ReplySize::Short};
+    return decodePackage(*package, encoding, message).isOk() ? package : nullptr;
 }
 
 /// Compares what a reply repeats with its request.

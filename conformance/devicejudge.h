@@ -47,10 +47,10 @@ struct RegisterBlock
 struct DevicePlan
 {
     std::vector<KorvinInspect::Form> forms; ///< The encodings that it understands.
-    QJsonObject fields;                 ///< What every request has: address, device key and so on.
+    QJsonObject fields; ///< What every request has: address, device key and so on.
     std::vector<RegisterBlock> reads;
     std::vector<RegisterBlock> writes; ///< Written, read back, and set to what was there before.
-    double seconds = 1;            ///< How long a reply may take.
+    double seconds = 1;                ///< How long a reply may take.
 };
 
 /// Asks a device for data blocks, in every encoding of the plan, and judges its replies: each comes

@@ -4,6 +4,7 @@
 #include "message.h"
 #include "registermap.h"
 
+#include <korvininspect/packageforms.h>
 #include <packagerequestcombination.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
@@ -14,6 +15,8 @@
 
 #include <cstdio>
 #include <memory>
+
+using namespace KorvinInspect;
 
 namespace {
 
@@ -53,43 +56,33 @@ QByteArray answerRecord(RegisterMap &registers, const QByteArray &record)
     return request.makePackageReply().toUtf8();
 }
 
-/// Linux frames: a reply is the header of the request with a status, data, and a new checksum.
-QByteArray linuxReply(const QByteArray &request, char status, const QByteArray &data)
+/// Linux frames: korvininspect reads the request and makes the reply.
+template <typename Package>
+QByteArray answerLinuxFrame(RegisterMap &registers, const QByteArray &frame)
 {
-    constexpr int HeaderSize = 18;
-    constexpr int StatusOffset = 2;
-    constexpr int LengthOffset = 16;
-    QByteArray reply = request.left(HeaderSize);
-    reply[StatusOffset] = status;
-    int index = LengthOffset;
-    PackageBase::SetBytesFromInt(&reply, index, 2, data.size(), &index);
-    reply.append(data);
-    int sum = 0;
-    PackageBase::calcRevise(reply, 2, reply.size() - 2, &sum);
-    reply.append(2, '\0');
-    index = reply.size() - 2;
-    PackageBase::SetBytesFromInt(&reply, index, 2, sum, &index);
+    Package request;
+    decodePackage(request, {Form::Linux, Direction::Request}, frame);
+    registers.carryOut(request);
+    say(QStringLiteral("%1 bytes there").arg(request.data().size()));
+    // The status stands for all three results: this one is read as CommTimeout.
+    if (!request.isPackageSuccess()) {
+        request.setAckCode(0);
+        request.setCommResult(OrvexEnum::CommTimeout);
+    }
+    QByteArray reply;
+    encodePackage(request, {Form::Linux, Direction::Reply}, &reply);
     return reply;
 }
 
+/// The header says whether it is a read or a write.
 QByteArray answerLinuxFrame(RegisterMap &registers, const QByteArray &frame)
 {
-    constexpr char Done = 0;
-    constexpr char TimedOut = 4; // the client reads it as CommTimeout
-    if (!PackageBase::ReviseOk(frame, 0, frame.size()))
+    PackageBase header;
+    if (!header.unBasePackageReply_Linux(frame))
         return {};
-    // The data of a write lies where that of a reply does, so that the reader of replies will do.
-    PackageRequestWriteData write;
-    write.unPackageReply_Linux(frame);
-    if (write.getReadWriteCode() == OrvexEnum::Write) {
-        registers.carryOut(write);
-        return linuxReply(frame, Done, {});
-    }
-    PackageRequestReadData read;
-    read.unPackageReply_Linux(frame);
-    registers.carryOut(read);
-    say(QStringLiteral("%1 bytes there").arg(read.data().size()));
-    return linuxReply(frame, read.isPackageSuccess() ? Done : TimedOut, read.data());
+    return header.getReadWriteCode() == OrvexEnum::Write
+        ? answerLinuxFrame<PackageRequestWriteData>(registers, frame)
+        : answerLinuxFrame<PackageRequestReadData>(registers, frame);
 }
 
 /// Combination records: decode all, check all, then carry out one after the other.

@@ -5,7 +5,6 @@
 
 #include <korvininspect/packagecheck.h>
 #include <korvininspect/packageexplain.h>
-#include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
 
 namespace {
@@ -32,13 +31,14 @@ int sumOf(const QByteArray &frame)
     return sum & 0xFFFF;
 }
 
-template <typename Package>
 void expectReplyDecoded(const PackageClass &itsClass, const QByteArray &frame)
 {
+    constexpr Encoding Requests{Form::Linux, Direction::Request, ReplySize::Short};
+    constexpr Encoding Replies{Form::Linux, Direction::Reply, ReplySize::Short};
     const std::unique_ptr<PackageBase> package = filledPackage(itsClass);
-    auto &request = dynamic_cast<Package &>(*package);
+    PackageBase &request = *package;
     const QByteArray dataBefore = request.data();
-    const bool decoded = request.unPackageReply_Linux(frame);
+    const bool decoded = decodePackage(request, Replies, frame).isOk();
     EXPECT_EQ(decoded, word(frame, frame.size() - 2) == sumOf(frame));
     if (!decoded) {
         EXPECT_EQ(snapshot(request), snapshot(*filledPackage(itsClass)));
@@ -55,7 +55,11 @@ void expectReplyDecoded(const PackageClass &itsClass, const QByteArray &frame)
     EXPECT_EQ(request.getCommResult(), static_cast<qint8>(byteAt(frame, 2)) + 1);
     EXPECT_EQ(request.getScanBoardAddr(), word(frame, 8));
     observe(request);
-    observe(request.ParseSendRequest_Linux());
+    QByteArray encoded;
+    EXPECT_TRUE(encodePackage(request, Requests, &encoded).isOk());
+    observe(encoded);
+    if (encodePackage(request, Replies, &encoded).isOk())
+        observe(encoded);
 
     // Sent on as a write of this data, it arrives as it was.
     PackageRequestWriteData write;
@@ -63,7 +67,8 @@ void expectReplyDecoded(const PackageClass &itsClass, const QByteArray &frame)
     write.setData(data);
     write.setPackageDataLength(data.size());
     PackageRequestWriteData received;
-    EXPECT_TRUE(received.unPackageReply_Linux(write.ParseSendRequest_Linux()));
+    EXPECT_TRUE(encodePackage(write, Requests, &encoded).isOk());
+    EXPECT_TRUE(decodePackage(received, Requests, encoded).isOk());
     EXPECT_EQ(received.data(), data.left(data.size() & 0xFFFF));
 }
 
@@ -73,11 +78,10 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8 *bytes, std::size_t size)
 {
     FuzzInput input(bytes, size);
     const quint8 flags = input.byte();
-    const bool isRead = flags & 1;
     const PackageClass &itsClass =
-        *packageClass(isRead          ? QStringLiteral("PackageRequestReadData")
-                          : flags & 2 ? QStringLiteral("PackageRequestWriteIP")
-                                      : QStringLiteral("PackageRequestWriteData"));
+        *packageClass(flags & 1       ? ClassId::PackageRequestReadData
+                          : flags & 2 ? ClassId::PackageRequestWriteIP
+                                      : ClassId::PackageRequestWriteData);
     const Direction direction = flags & 4 ? Direction::Request : Direction::Reply;
     QByteArray frame = input.rest();
     if (flags & 8 && frame.size() >= 2) { // no mutation finds the checksum
@@ -86,10 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8 *bytes, std::size_t size)
         frame[frame.size() - 1] = static_cast<char>(sum >> 8);
     }
 
-    if (isRead)
-        expectReplyDecoded<PackageRequestReadData>(itsClass, frame);
-    else
-        expectReplyDecoded<PackageRequestWriteData>(itsClass, frame);
+    expectReplyDecoded(itsClass, frame);
     const Encoding encoding{Form::Linux, direction, ReplySize::Short};
     expectExplained(frame, itsClass, encoding);
     expectWrittenByAnEncoder(frame, itsClass, encoding);

@@ -191,6 +191,12 @@ public:
         payload(Place::EndOfFullReply);
     }
 
+    /// What the walk has met but for texts and data.
+    const LayoutFields &fields() const { return m_fields; }
+
+    /// Whether the data that the block of a data read announces is there.
+    bool carriesData() const { return m_carriesData; }
+
 private:
     enum class Place { Request, ShortReply, RequestInReply, EndOfFullReply };
 

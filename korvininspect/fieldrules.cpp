@@ -7,8 +7,6 @@
 
 #include <korvininspect/inputtext.h>
 
-#include <cstring>
-
 namespace KorvinInspect {
 
 namespace {
@@ -86,16 +84,20 @@ FieldFault wordFault(const WireField &field)
     return {Fault::UnknownName, QStringLiteral("a word of this field"), quoted(field.text)};
 }
 
+template <typename... Names>
+bool isOneOf(const WireField &field, Names... names)
+{
+    return (isNamed(field, names) || ...);
+}
+
 bool isLength(const WireField &field)
 {
-    return std::strcmp(field.name, "replyDataLength") == 0
-        || std::strcmp(field.name, "packageDataLength") == 0
-        || std::strcmp(field.name, "fileNameSize") == 0;
+    return isOneOf(field, "replyDataLength", "packageDataLength", "fileNameSize");
 }
 
 bool isStatusOfRequest(const WireField &field, const MessageShape &shape)
 {
-    return shape.direction == Direction::Request && std::strcmp(field.name, "status") == 0;
+    return shape.direction == Direction::Request && isNamed(field, "status");
 }
 
 FieldFault columnFault(const WireField &field, const MessageShape &shape)
@@ -180,6 +182,30 @@ FieldFault faultOf(const WireField &field, const MessageShape &shape)
     return field.column < 0 ? byteFault(field, shape) : columnFault(field, shape);
 }
 
+bool isDataLength(const WireField &field)
+{
+    return field.type == WireType::Number
+        && isOneOf(field, "replyDataLength", "packageDataLength", "dataLength");
+}
+
+bool identifiesRequest(const WireField &field)
+{
+    switch (field.type) {
+    case WireType::ReadWriteCode:
+    case WireType::Flag:
+    case WireType::Kind:
+    case WireType::EscapedText:
+        return true;
+    case WireType::Text:
+        return !isNamed(field, "strData");
+    case WireType::Number:
+        return !isDataLength(field)
+            && !isOneOf(field, "ackCode", "status", "timeout", "reserved2", "fileNameSize");
+    default:
+        return false;
+    }
+}
+
 QString reasonOf(const FieldFault &fault)
 {
     const auto expectedAndFound = [&](const char *what) {
@@ -225,6 +251,8 @@ QString reasonOf(const FieldFault &fault)
         return expectedAndFound("differs from the first one");
     case Fault::UnknownType:
         return expectedAndFound("unknown type");
+    case Fault::OtherRequest:
+        return expectedAndFound("not that of the request");
     default:
         return QStringLiteral("out of memory");
     }

@@ -19,6 +19,12 @@ struct FieldFault
 /// number and where none.
 FieldFault faultOf(const WireField &field, const MessageShape &shape);
 
+/// Whether a field says how many bytes of data there are, or shall be.
+bool isDataLength(const WireField &field);
+
+/// Whether a reply must repeat the field as its request has it.
+bool identifiesRequest(const WireField &field);
+
 /// The fault in words.
 QString reasonOf(const FieldFault &fault);
 

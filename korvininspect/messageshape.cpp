@@ -1,16 +1,11 @@
 #include <korvininspect/messageshape.h>
 
-#include <algorithm>
-
 namespace KorvinInspect {
 
 QString className(ClassId classId)
 {
-    const std::vector<PackageClass> &classes = packageClasses();
-    const auto found =
-        std::find_if(classes.begin(), classes.end(),
-                     [classId](const PackageClass &listed) { return listed.id == classId; });
-    return found == classes.end() ? QStringLiteral("PackageRequestCombination") : found->name;
+    const PackageClass *itsClass = packageClass(classId);
+    return itsClass ? itsClass->name : QStringLiteral("PackageRequestCombination");
 }
 
 bool exists(const MessageShape &shape)

@@ -554,19 +554,20 @@ Fields specialFields()
     return fields.take();
 }
 
-/// @param create returns a package of the class.
+/// @param create returns a package of the class. It may draw a serial number, which is a data race
+///     between threads, so that it is called once, and later packages are copies.
 template <typename Create>
 PackageClass makeClass(ClassId id, const char *name, const Fields &fields, Create create,
                        QStringView combinationType = {})
 {
     using Package = decltype(create());
+    const auto prototype = std::make_shared<Package>(create());
+    prototype->setSerialNum(0);
     return {id,
             QString::fromLatin1(name),
             combinationType.toString(),
-            [=]() -> std::unique_ptr<PackageBase> {
-                auto package = std::make_unique<Package>(create());
-                package->setSerialNum(0);
-                return package;
+            [prototype]() -> std::unique_ptr<PackageBase> {
+                return std::make_unique<Package>(*prototype);
             },
             [](const PackageBase *package) {
                 return dynamic_cast<const Package *>(package) != nullptr;
@@ -583,6 +584,7 @@ const PackageField *PackageClass::field(const QString &fieldName) const
     });
     return found == fields.end() ? nullptr : &*found;
 }
+
 const std::vector<PackageClass> &packageClasses()
 {
     constexpr auto Data = OrvexEnum::DataPackage;
@@ -627,6 +629,15 @@ const PackageClass *packageClass(const QString &name)
     const auto found =
         std::find_if(classes.begin(), classes.end(),
                      [&](const PackageClass &candidate) { return candidate.name == name; });
+    return found == classes.end() ? nullptr : &*found;
+}
+
+const PackageClass *packageClass(ClassId id)
+{
+    const std::vector<PackageClass> &classes = packageClasses();
+    const auto found =
+        std::find_if(classes.begin(), classes.end(),
+                     [&](const PackageClass &candidate) { return candidate.id == id; });
     return found == classes.end() ? nullptr : &*found;
 }
 

@@ -3,6 +3,8 @@
 
 #include <QtCore/QString>
 
+#include <cstring>
+
 namespace KorvinInspect {
 
 /// What a field carries.
@@ -44,6 +46,12 @@ struct WireField
     QStringView text;            // of a column
     const char *bytes = nullptr; // of a text or block in a frame
 };
+
+/// Whether a field has a name. Most differ in their first character.
+inline bool isNamed(const WireField &field, const char *name)
+{
+    return field.name == name || (field.name[0] == name[0] && std::strcmp(field.name, name) == 0);
+}
 
 class FieldSink
 {

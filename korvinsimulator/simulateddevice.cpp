@@ -2,9 +2,8 @@
 
 #include "unitoperations_p.h"
 
-#include <korvininspect/inputtext.h>
 #include <korvininspect/packageclass.h>
-#include <packagerequestcombination.h>
+#include <korvininspect/packageforms.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestreadfile.h>
 #include <packagerequestreadmemdata.h>
@@ -13,7 +12,7 @@
 #include <packagerequestwritememdata.h>
 #include <specialpackagerequest.h>
 
-#include <QtCore/QStringList>
+#include <QtCore/QByteArrayList>
 
 #include <memory>
 #include <new>
@@ -146,85 +145,40 @@ RequestOutcome outcomeOf(DeviceState &state, PackageBase &request)
     }
 }
 
-/// A Linux request has the layout of a Linux reply, so that the readers of replies will do.
-std::unique_ptr<PackageBase> decodeLinux(const QByteArray &frame)
+using Packages = std::vector<std::unique_ptr<PackageBase>>;
+
+/// Ends an answer for want of memory: nothing else keeps a request that check() has accepted from
+/// being decoded, and its reply from being encoded.
+void require(const Verdict &verdict)
 {
-    auto write = std::make_unique<PackageRequestWriteData>();
-    write->unPackageReply_Linux(frame);
-    if (write->getReadWriteCode() == OrvexEnum::Write)
-        return write;
-    auto read = std::make_unique<PackageRequestReadData>();
-    read->unPackageReply_Linux(frame);
-    return read;
+    if (!verdict.isOk())
+        throw std::bad_alloc();
 }
 
-std::unique_ptr<PackageBase> decodeFrame(const QByteArray &frame, ClassId classId)
+std::unique_ptr<PackageBase> decodeOne(const QByteArray &request, ClassId classId, Form form)
 {
-    auto package = packageClass(className(classId))->create();
-    int consumed = 0;
-    if (classId != ClassId::PackageRequestReadData) {
-        package->UnPackageRequest(frame, 0, &consumed);
-        return package;
-    }
-    // The reader of data reads makes room for what a request announces, however much that is.
-    PackageRequestRead read;
-    read.UnPackageRequest(frame, 0, &consumed);
-    *package = static_cast<PackageBase &>(read);
-    static_cast<PackageRequestRead &>(*package).setReplyDataLength(read.getReplyDataLength());
-    return package;
-}
-
-std::unique_ptr<PackageBase> decodeRecord(const QString &record, ClassId classId)
-{
-    auto package = packageClass(className(classId))->create();
-    package->unPackageRequest(record);
+    std::unique_ptr<PackageBase> package;
+    require(decodeMessage(request, {classId, form, Direction::Request}, &package));
     return package;
 }
 
 /// The requests of an input that check() has accepted: one, or those of a combination.
-std::vector<std::unique_ptr<PackageBase>> decode(const QByteArray &request, ClassId classId,
-                                                 Form form)
+Packages decode(const QByteArray &request, ClassId classId, Form form)
 {
-    std::vector<std::unique_ptr<PackageBase>> packages;
-    if (form == Form::Linux) {
-        packages.push_back(decodeLinux(request));
-    } else if (form == Form::Frame) {
-        packages.push_back(decodeFrame(request, classId));
-    } else if (classId != ClassId::PackageRequestCombination) {
-        packages.push_back(decodeRecord(textFromUtf8(request), classId));
-    } else {
-        PackageRequestCombination combination;
-        combination.unCombinationPackageRequest(textFromUtf8(request));
-        for (PackageBase *package : combination.packageList())
-            packages.emplace_back(package);
+    Packages packages;
+    if (classId == ClassId::PackageRequestCombination) {
+        require(decodeCombination(request, &packages));
+        return packages;
+    }
+    packages.push_back(decodeOne(request, classId, form));
+    // A Linux frame says itself whether it reads or writes.
+    const bool isWrite = packages.front()->getReadWriteCode() == OrvexEnum::Write;
+    if (form == Form::Linux && isWrite != (classId != ClassId::PackageRequestReadData)) {
+        packages.front() = decodeOne(
+            request, isWrite ? ClassId::PackageRequestWriteData : ClassId::PackageRequestReadData,
+            form);
     }
     return packages;
-}
-
-/// The header of the request with a status, data, and a new checksum.
-QByteArray linuxReply(const QByteArray &request, const PackageBase &outcome)
-{
-    constexpr int StatusOffset = 2;
-    constexpr int SerialOffset = 3;
-    constexpr int LengthOffset = 16;
-    constexpr int HeaderSize = 18;
-    // A write is answered with its header alone.
-    const QByteArray data =
-        outcome.getReadWriteCode() == OrvexEnum::Write ? QByteArray() : outcome.data();
-    QByteArray reply = request.left(HeaderSize);
-    int index = 0;
-    PackageBase::SetBytesFromInt(&reply, StatusOffset, 1, static_cast<int>(outcome.getAckCode()),
-                                 &index);
-    PackageBase::SetBytesFromInt(&reply, SerialOffset, 1, static_cast<int>(outcome.getSerialNum()),
-                                 &index);
-    PackageBase::SetBytesFromInt(&reply, LengthOffset, 2, static_cast<int>(data.size()), &index);
-    reply += data;
-    const auto checksumOffset = static_cast<int>(reply.size());
-    int sum = 0;
-    PackageBase::calcRevise(reply, StatusOffset, checksumOffset - StatusOffset, &sum);
-    reply.append(2, '\0');
-    PackageBase::SetBytesFromInt(&reply, checksumOffset, 2, sum, &index);
-    return reply;
 }
 
 /// Keeps the length of a data read's reply equal to its data.
@@ -238,12 +192,16 @@ void settleData(PackageBase &package, Form form)
     setReadData(*read, needsByte ? QByteArray(1, '\0') : read->data());
 }
 
-QByteArray recordReply(const std::vector<std::unique_ptr<PackageBase>> &packages)
+/// The reply in the form of the request. That of a combination is those of its items.
+QByteArray encodeReply(const Packages &packages, Form form)
 {
-    QStringList records;
-    for (const auto &package : packages)
-        records << package->makePackageReply();
-    return records.join(QLatin1Char('|')).toUtf8();
+    QByteArrayList replies;
+    for (const auto &package : packages) {
+        QByteArray reply;
+        require(encodePackage(*package, {form, Direction::Reply, ReplySize::Short}, &reply));
+        replies << reply;
+    }
+    return replies.join('|');
 }
 
 /// The same bytes but for one bit.
@@ -308,9 +266,6 @@ Answer SimulatedDevice::answer(const QByteArray &request, ClassId classId, Form 
         if (fault.kind == FaultKind::DropRequest)
             return answer;
         const QByteArray reply = replyTo(request, classId, form, fault);
-        // An encoder that runs out of memory returns nothing.
-        if (reply.isEmpty())
-            throw std::bad_alloc();
         answer.replies = transmit(reply, fault);
         if (fault.kind == FaultKind::Delay)
             answer.delay = fault.delay;
@@ -328,7 +283,7 @@ void SimulatedDevice::carryOut(PackageBase &request)
 QByteArray SimulatedDevice::replyTo(const QByteArray &request, ClassId classId, Form form,
                                     const Fault &fault)
 {
-    const auto packages = decode(request, classId, form);
+    const Packages packages = decode(request, classId, form);
     for (const auto &package : packages) {
         if (fault.kind == FaultKind::Result)
             setOutcome(*package, fault.outcome);
@@ -341,11 +296,7 @@ QByteArray SimulatedDevice::replyTo(const QByteArray &request, ClassId classId, 
             package->setSerialNum(serial > 1 ? serial - 1 : LastSerial);
         }
     }
-    if (form == Form::Linux)
-        return linuxReply(request, *packages.front());
-    if (form == Form::Frame)
-        return packages.front()->MackPackageReply(false);
-    return recordReply(packages);
+    return encodeReply(packages, form);
 }
 
 } // namespace KorvinSimulator

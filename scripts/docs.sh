@@ -8,5 +8,6 @@ scripts/setup.sh --docs
 rm -rf build/docs
 mkdir -p build
 doxygen docs/Doxyfile >/dev/null
-python3 tests/browser/reference_test.py build/docs/html
+# Selenium is there for Debian's own Python.
+/usr/bin/python3 tests/browser/reference_test.py build/docs/html
 echo "docs: build/docs/html/index.html"

@@ -2,9 +2,9 @@
 # Installs what the build needs, where it is missing.
 #
 # Usage: setup.sh [--tests | --docs | --packages | --ci | --benchmarks | --peers]
-#   --tests       also what the tests need to run: a browser, which looks at a page, tshark, which
-#                 runs the dissector, and valgrind, which counts instructions
-#   --docs        also what scripts/docs.sh needs
+#   --tests       also what the tests need to run: tshark, which runs the dissector, and valgrind, which
+#                 counts instructions; not the browser that looks at a page: without one that is skipped
+#   --docs        also what scripts/docs.sh needs, with a browser
 #   --packages    also what scripts/package.sh and scripts/package-trial.sh need
 #   --ci          also what the checks of .ci/run need
 #   --benchmarks  also what measures the codecs
@@ -15,8 +15,8 @@ packages=(cmake g++ libgtest-dev make ninja-build pkg-config python3 qtbase5-dev
 if [[ ${1:-} == --tests || ${1:-} == --ci ]]; then
     packages+=(bsdutils tshark valgrind)
 fi
-if [[ ${1:-} == --tests || ${1:-} == --docs || ${1:-} == --ci ]]; then
-    packages+=(chromium chromium-driver)
+if [[ ${1:-} == --docs || ${1:-} == --ci ]]; then
+    packages+=(chromium chromium-driver python3-pil python3-selenium)
 fi
 if [[ ${1:-} == --docs || ${1:-} == --packages || ${1:-} == --ci ]]; then
     packages+=(doxygen graphviz)

@@ -7,12 +7,15 @@
 
 #include <korvininspect/packagecheck.h>
 
+#include <QtCore/QMap>
+#include <QtCore/QStringList>
+
 namespace {
 
 QByteArray encoded(PackageBase &package, const Encoding &encoding)
 {
     QByteArray bytes;
-    EXPECT_EQ(encodePackage(package, encoding, &bytes), QString());
+    EXPECT_TRUE(encodePackage(package, encoding, &bytes).isOk());
     return bytes;
 }
 
@@ -416,6 +419,203 @@ TEST(Check, CombinationsOfConsistentRequestsAreAccepted)
                     + generate.consistentPackage(itsClass)->makePackageRequest();
         }
         EXPECT_EQ(describe(check(items.join(QLatin1Char('|')), shape)), QStringLiteral("ok"));
+    }
+}
+
+/// What an input may announce.
+struct AnnouncedRow
+{
+    const char *className;
+    Form form;
+    Direction direction;
+    const char *input;
+    int announced;
+    const char *field;
+};
+
+const AnnouncedRow AnnouncedRows[] = {
+    {"PackageRequestReadData", Form::Frame, Request, "00 " HEAD "00" TAIL "04000000 00 04000000", 4,
+     "replyDataLength at 23"},
+    {"PackageRequestReadData", Form::Frame, Reply, "00 0700 00 01 00 02000000 0102", 2,
+     "replyDataLength at 6"},
+    {"PackageRequestWriteData", Form::Frame, Request, "00 " HEAD "01" TAIL "00 00 02000000 0102", 2,
+     "packageDataLength at 25"},
+    {"PackageRequestWriteData", Form::Linux, Request,
+     "55AA 00 05 00000000 0000 01 00 0000 0000 0200 01 02 6055", 2, "dataLength at 16"},
+    {"PackageRequestWriteData", Form::Text, Request, WRITE_COLUMNS ",true,data,2,1/2", 2,
+     "packageDataLength at 17"},
+    {"PackageRequestReadFile", Form::Text, Request, COLUMNS ",9,file,a.txt", 9,
+     "replyDataLength at 15"},
+};
+
+TEST(CheckOptions, LimitWhatAnInputAnnounces)
+{
+    for (const AnnouncedRow &row : AnnouncedRows) {
+        SCOPED_TRACE(row.input);
+        const QByteArray input = row.form == Form::Text ? QByteArray(row.input) : hex(row.input);
+        const MessageShape shape{idOf(row.className), row.form, row.direction};
+        CheckOptions options;
+        options.announcedData = row.announced;
+        EXPECT_EQ(describe(check(input, shape, options)), QStringLiteral("ok"));
+        options.announcedData = row.announced - 1;
+        const Verdict verdict = check(input, shape, options);
+        EXPECT_EQ(int(verdict.fault), int(Fault::OutOfRange));
+        EXPECT_EQ(describe(verdict),
+                  QStringLiteral("%1: out of range: a length of at most %2 expected, %3 found")
+                      .arg(QLatin1String(row.field))
+                      .arg(row.announced - 1)
+                      .arg(row.announced));
+        std::unique_ptr<PackageBase> package;
+        EXPECT_EQ(describe(decodeMessage(input, shape, &package, options)), describe(verdict));
+        EXPECT_EQ(package, nullptr);
+    }
+    CheckOptions options;
+    options.announcedData = 1;
+    EXPECT_EQ(describe(check(QByteArray("ReadData^" COLUMNS ",1,data|ReadData^" COLUMNS ",2,data"),
+                             {ClassId::PackageRequestCombination, Form::Text, Request}, options)),
+              QStringLiteral("item 2, replyDataLength at 15: out of range: a length of at most 1 "
+                             "expected, 2 found"));
+}
+
+/// The reply that a package has as its own request's.
+Verdict checkReply(const QByteArray &reply, const QByteArray &request, const MessageShape &shape)
+{
+    CheckOptions options;
+    options.request = request;
+    return check(reply, shape, options);
+}
+
+/// The forms of a request and of its reply.
+struct ReplyForm
+{
+    Form form;
+    ReplySize size;
+};
+
+const ReplyForm ReplyForms[] = {
+    {Form::Frame, ReplySize::Short},
+    {Form::Frame, ReplySize::Full},
+    {Form::Text, ReplySize::Short},
+    {Form::Linux, ReplySize::Short},
+};
+
+/// Changes a field to another value that is good as well.
+void change(PackageBase &package, const PackageField &field)
+{
+    const QJsonValue before = field.get(package);
+    const QJsonValue others[] = {7,    8,     QStringLiteral("read"), QStringLiteral("write"),
+                                 true, false, QStringLiteral("file"), QStringLiteral("data")};
+    for (const QJsonValue &value : others) {
+        const bool isOfAName = field.valueType == ValueType::Code && value.isDouble();
+        if (!isOfAName && value != before && field.set(package, value).isEmpty())
+            return;
+    }
+}
+
+TEST(CheckOptions, AReplyRepeatsWhatIdentifiesItsRequest)
+{
+    const QStringList mayDiffer{
+        QStringLiteral("timeout"),    QStringLiteral("reserved2"),
+        QStringLiteral("ackCode"),    QStringLiteral("commResult"),
+        QStringLiteral("packResult"), QStringLiteral("baseClientPackageType")};
+    QMap<QString, int> refusals;
+    Generator generate(47);
+    for (const PackageClass &itsClass : packageClasses()) {
+        for (const ReplyForm &form : ReplyForms) {
+            const MessageShape shape{itsClass.id, form.form, Reply};
+            if (!exists(shape) || isRefusedReply(shape))
+                continue;
+            const std::unique_ptr<PackageBase> package = generate.consistentPackage(itsClass);
+            const Encoding encoding{form.form, Reply, form.size};
+            const QByteArray request = encoded(*package, {form.form, Request, ReplySize::Short});
+            const QByteArray reply = encoded(*package, encoding);
+            SCOPED_TRACE(describe(shape).toStdString());
+            EXPECT_EQ(describe(checkReply(reply, request, shape)), QStringLiteral("ok"));
+            for (const PackageField &field : itsClass.fields) {
+                const QJsonObject before = snapshot(*package);
+                if (field.valueType != ValueType::Data && !field.name.endsWith(u"DataLength"))
+                    change(*package, field);
+                const QByteArray other = encoded(*package, encoding);
+                packageFromJson(before, *package);
+                if (other == reply)
+                    continue;
+                const Verdict verdict = checkReply(other, request, shape);
+                EXPECT_EQ(verdict.isOk(), mayDiffer.contains(field.name))
+                    << field.name.toStdString();
+                if (verdict.isOk())
+                    continue;
+                EXPECT_EQ(int(verdict.fault), int(Fault::OtherRequest));
+                EXPECT_EQ(verdict.field, field.name);
+                ++refusals[field.name];
+            }
+        }
+    }
+    for (const char *name : {"serialNum", "deviceKey", "tag", "deviceType", "scrAddr", "desAddr",
+                             "portAddr", "scanBoardAddr", "highAddr", "lowAddr", "readWriteCode",
+                             "clientPackageType", "broadcast", "fileNameWithPath", "offset"})
+        EXPECT_GT(refusals.value(QLatin1String(name)), 0) << name;
+}
+
+struct OtherRow
+{
+    const char *className;
+    Form form;
+    const char *request;
+    const char *reply;
+    const char *verdict;
+};
+
+const OtherRow OtherRows[] = {
+    {"PackageBase", Form::Frame, "00 " HEAD "00" TAIL, "00 0800 00 01 00",
+     "serialNum at 1: not that of the request: 7 expected, 8 found"},
+    {"PackageBase", Form::Frame, "00 0200 6162 0000 03000000 0700 01 02 03 04 0500 00" TAIL,
+     "01 0200 6163 0000 03000000 0700 01 02 03 04 0500 00" TAIL "00 00 01 00 00 00",
+     "deviceKey at 3: not that of the request: \"ab\" expected, \"ac\" found"},
+    {"PackageBase", Form::Frame, "00 0200 6162 0000 03000000 0700 01 02 03 04 0500 00" TAIL,
+     "01 0100 61 0000 03000000 0700 01 02 03 04 0500 00" TAIL "00 00 01 00 00 00",
+     "deviceKey at 3: not that of the request: \"ab\" expected, \"a\" found"},
+    {"PackageBase", Form::Text, COLUMNS, "7,key,1,2,3,4,5,6,7,8,read,9,Tag,ok,ok,0",
+     "tag at 12: not that of the request: \"tag\" expected, \"Tag\" found"},
+    {"PackageBase", Form::Text, COLUMNS, "7,key,1,2,3,4,5,6,7,8,write,9,tag,ok,ok,0",
+     "readWriteCode at 10: not that of the request: 0 expected, 1 found"},
+    {"PackageBase", Form::Text, COLUMNS, "7,key,1,2,3,4,5,6,7,9,read,10,tag,timeout,abort,9", "ok"},
+    // As much data as was asked for, or less.
+    {"PackageRequestReadData", Form::Frame, "00 " HEAD "00" TAIL "02000000 00 02000000",
+     "00 0700 00 01 00 02000000 0102", "ok"},
+    {"PackageRequestReadData", Form::Frame, "00 " HEAD "00" TAIL "02000000 00 02000000",
+     "00 0700 02 01 02 00000000", "ok"},
+    {"PackageRequestReadData", Form::Frame, "00 " HEAD "00" TAIL "02000000 00 02000000",
+     "00 0700 00 01 00 03000000 010203",
+     "replyDataLength at 6: out of range: a length of at most 2 expected, 3 found"},
+    {"PackageRequestReadData", Form::Linux, "55AA 00 05 00000000 0000 00 00 0000 0000 0100 5B55",
+     "55AA 00 05 00000000 0000 00 00 0000 0000 0200 01 02 5F55",
+     "dataLength at 16: out of range: a length of at most 1 expected, 2 found"},
+    {"PackageRequestReadData", Form::Linux, "55AA 00 05 00000000 0000 00 00 0000 0000 0100 5B55",
+     "55AA 00 05 00000000 0000 00 00 0100 0000 0100 01 5D55",
+     "lowAddr at 12: not that of the request: 0 expected, 1 found"},
+    {"PackageRequestReadData", Form::Text, COLUMNS ",2,data", COLUMNS ",0,3,data,3,1/2/3",
+     "replyDataLength at 16: out of range: a length of at most 2 expected, 3 found"},
+    {"PackageRequestWriteMemData", Form::Text, WRITE_COLUMNS ",false,memData,4,5",
+     WRITE_COLUMNS ",0,false,memData,5,5",
+     "offset at 18: not that of the request: 4 expected, 5 found"},
+};
+
+TEST(CheckOptions, SayHowAReplyDiffersFromItsRequest)
+{
+    for (const OtherRow &row : OtherRows) {
+        SCOPED_TRACE(row.reply);
+        const bool isText = row.form == Form::Text;
+        const QByteArray request = isText ? QByteArray(row.request) : hex(row.request);
+        const QByteArray reply = isText ? QByteArray(row.reply) : hex(row.reply);
+        const MessageShape shape{idOf(row.className), row.form, Reply};
+        ASSERT_TRUE(check(request, {shape.classId, shape.form, Request}).isOk());
+        EXPECT_EQ(describe(checkReply(reply, request, shape)), QLatin1String(row.verdict));
+        if (isText) {
+            CheckOptions options;
+            options.request = request;
+            EXPECT_EQ(describe(check(QString::fromUtf8(reply), shape, options)),
+                      QLatin1String(row.verdict));
+        }
     }
 }
 

@@ -1,8 +1,9 @@
 #ifndef CODECAGREEMENT_H
 #define CODECAGREEMENT_H
 
-#include "packageforms.h"
 #include "testsupport.h"
+
+#include <korvininspect/packageforms.h>
 
 #include <QtCore/QByteArray>
 

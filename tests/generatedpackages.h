@@ -1,8 +1,9 @@
 #ifndef GENERATEDPACKAGES_H
 #define GENERATEDPACKAGES_H
 
-#include "packageforms.h"
 #include "testsupport.h"
+
+#include <korvininspect/packageforms.h>
 
 #include <memory>
 #include <random>
@@ -23,7 +24,7 @@ public:
 
     const PackageClass &anyClass();
 
-    /// Any form that the class has, but Linux replies, which no encoder makes.
+    /// Any form that the class has, except Linux replies, which the codec itself does not make.
     Encoding anyEncoding(const PackageClass &ofClass);
 
     /// A package whose fields agree with each other and fit into every form.

@@ -1,12 +1,11 @@
 #include "growinginputs.h"
 
-#include "packageforms.h"
-
 #include <commpackagebase.h>
 #include <korvininspect/hexbytes.h>
 #include <korvininspect/packagecheck.h>
 #include <korvininspect/packageclass.h>
 #include <korvininspect/packageexplain.h>
+#include <korvininspect/packageforms.h>
 #include <korvininspect/packageguess.h>
 #include <korvininspect/packagejson.h>
 #include <packagerequestcombination.h>
@@ -275,6 +274,22 @@ void appendReaders(std::vector<GrowingInput> &inputs)
         readerInput("check, data of a record", Verdicts, checking(writeRecord), numbers));
     inputs.push_back(
         readerInput("check, data of a Linux frame", Verdicts, checking(linuxReply), linuxData));
+    const auto decoding = [](const MessageShape &shape) {
+        return [=](const QByteArray &input) {
+            std::unique_ptr<PackageBase> package;
+            if (!decodeMessage(input, shape, &package).isOk())
+                qFatal("not accepted");
+        };
+    };
+    const Bytes acceptedNumbers = [](int size) {
+        const int count = qMax(1, size / 2);
+        return "1,k,1,2,3,4,5,6,7,8,write,9,t,ok,ok,true,data," + QByteArray::number(count) + ','
+            + QByteArray("1/").repeated(count - 1) + '1';
+    };
+    inputs.push_back(
+        readerInput("decodeMessage, data of a frame", Verdicts, decoding(writeFrame), data));
+    inputs.push_back(readerInput("decodeMessage, data of a record", Verdicts, decoding(writeRecord),
+                                 acceptedNumbers));
     inputs.push_back(readerInput("explain, columns", Fields, explaining(record), commas));
     inputs.push_back(readerInput("explain, items", Fields, explaining(combination), items));
     inputs.push_back(readerInput("explain, data of a frame", Fields, explaining(writeFrame), data));

@@ -6,12 +6,16 @@
 #include <commpackagebase.h>
 #include <korvininspect/packagecheck.h>
 #include <korvininspect/packageexplain.h>
+#include <korvininspect/packageforms.h>
 #include <korvininspect/packageguess.h>
 #include <packagerequestcombination.h>
+#include <packagerequestreaddata.h>
+#include <packagerequestwritedata.h>
 
 #include <ctime>
 #include <functional>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -34,7 +38,7 @@ const char Columns[] = "7,key,1,2,3,4,5,6,7,8,write,9,tag,ok,ok,true,data,";
 
 QByteArray littleEndian(int value)
 {
-    QByteArray bytes;
+    QByteArray bytes(4, '\0');
     int index = 0;
     PackageBase::SetBytesFromInt(&bytes, 0, 4, value, &index);
     return bytes;
@@ -132,6 +136,25 @@ TEST(BoundedCheck, TheLargestAnnouncedLengthsCostNothing)
     }
 }
 
+TEST(BoundedDecoding, MakesNothingReadyThatAMessageDoesNotCarry)
+{
+    const QByteArray lengths = hex("FFFFFF7F 00 FFFFFF7F");
+    const QByteArray header = hex("0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800");
+    const QByteArray request = '\0' + header + lengths;
+    const QByteArray fullReply = '\1' + header + lengths + hex("02 00 01 00 02 00") + lengths;
+    const std::pair<QByteArray, Direction> rows[] = {{request, Request},
+                                                     {fullReply, Direction::Reply}};
+    for (const auto &[message, direction] : rows) {
+        const MessageShape shape{ClassId::PackageRequestReadData, Form::Frame, direction};
+        std::unique_ptr<PackageBase> package;
+        decodeMessage(message, shape, &package); // what is made once
+        allocations.largest = 0;
+        EXPECT_TRUE(decodeMessage(message, shape, &package).isOk());
+        EXPECT_LT(allocations.largest, 2000U);
+        EXPECT_EQ(package->getDataLength(), std::numeric_limits<int>::max());
+    }
+}
+
 TEST(BoundedExplain, MakesNothingReadyThatIsAnnouncedOnly)
 {
     const QByteArray frame = dataFrame(std::numeric_limits<int>::max(), 5);
@@ -216,6 +239,120 @@ TEST(JsonOutOfMemory, ThrowsNothing)
     failingAllocation = -1;
     EXPECT_TRUE(isEmpty);
     EXPECT_EQ(fault, QStringLiteral("out of memory"));
+}
+
+/// Lets every allocation of an encoder or decoder fail in turn. It must say so, or have done
+/// without what failed.
+///
+/// @param operation returns its verdict and, in words, what it gave.
+template <typename Operation>
+void expectOutOfMemoryToldApart(Operation operation)
+{
+    const std::pair<Verdict, QByteArray> expected = operation();
+    ASSERT_TRUE(expected.first.isOk()) << describe(expected.first).toStdString();
+    for (int failing = 0;; ++failing) {
+        const std::size_t inUse = allocations.inUse;
+        bool failed = false;
+        {
+            failingAllocation = failing;
+            const std::pair<Verdict, QByteArray> result = operation();
+            failed = failingAllocation == -1;
+            failingAllocation = -1;
+            EXPECT_EQ(result.first.isOk(), result.second == expected.second) << failing;
+            EXPECT_TRUE(result.first.isOk() || result.first.fault == Fault::OutOfMemory) << failing;
+            EXPECT_TRUE(failed || result.first.isOk());
+        }
+        EXPECT_EQ(allocations.inUse, inUse) << "leaks after allocation " << failing;
+        if (!failed)
+            return;
+    }
+}
+
+/// Lets no allocation fail while it lives.
+class Spared
+{
+public:
+    ~Spared() { failingAllocation = m_failing; }
+
+private:
+    int m_failing = std::exchange(failingAllocation, -1);
+};
+
+/// What a decoder has read from a message.
+QByteArray observed(const PackageBase *package)
+{
+    const Spared spared;
+    return package ? QJsonDocument(packageToJson(*package)).toJson() : QByteArray();
+}
+
+const char Key[] = "a key that is longer than what a text holds in itself";
+
+TEST(PackageFormsOutOfMemory, EncodersSaySo)
+{
+    PackageRequestReadData read;
+    read.setDeviceKey(QLatin1String(Key));
+    read.setData(QByteArray(100, 'x'));
+    read.setReplyDataLength(100);
+    for (const Form form : {Form::Frame, Form::Text, Form::Linux}) {
+        for (const Direction direction : {Direction::Request, Direction::Reply}) {
+            expectOutOfMemoryToldApart([&] {
+                QByteArray encoded;
+                const Verdict verdict = encodePackage(read, {form, direction}, &encoded);
+                return std::make_pair(verdict, encoded);
+            });
+        }
+    }
+    const std::vector<PackageBase *> items{&read, &read};
+    expectOutOfMemoryToldApart([&] {
+        QByteArray encoded;
+        const Verdict verdict = encodeCombination(items, &encoded);
+        return std::make_pair(verdict, encoded);
+    });
+}
+
+TEST(PackageFormsOutOfMemory, DecodersSaySo)
+{
+    const std::pair<MessageShape, QByteArray> rows[] = {
+        {WriteFrame, dataFrame(100, 100)},
+        {WriteRecord, dataRecord(100, 198)},
+        {{ClassId::PackageRequestReadData, Form::Frame, Direction::Reply},
+         hex("00 0500 00 01 00 64000000") + QByteArray(100, 'x')},
+        {{ClassId::PackageRequestReadFile, Form::Frame, Direction::Reply},
+         hex("00 0500 00 01 00 3500") + QByteArray(Key)},
+        {{ClassId::PackageRequestRead, Form::Frame, Direction::Reply},
+         hex("01 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800 04000000 00 "
+             "00 00 01 00 00 00 04000000 00")},
+        {{ClassId::SpecialPackageRequest, Form::Text, Direction::Reply},
+         QByteArray("1,2,") + Key + ",3"},
+        {{ClassId::PackageRequestReadData, Form::Linux, Direction::Reply},
+         hex("55AA 00 07 00 00 00 00 0000 00 00 0000 0000 0100 AB 0856")},
+    };
+    for (const auto &[shape, message] : rows) {
+        SCOPED_TRACE(describe(shape).toStdString());
+        expectOutOfMemoryToldApart([&, shape = shape, message = message] {
+            std::unique_ptr<PackageBase> package;
+            const Verdict verdict = decodeMessage(message, shape, &package);
+            return std::make_pair(verdict, observed(package.get()));
+        });
+    }
+    const QByteArray write = dataRecord(100, 198);
+    expectOutOfMemoryToldApart([&] {
+        const std::unique_ptr<PackageBase> package = [] {
+            const Spared spared;
+            return std::make_unique<PackageRequestWriteData>();
+        }();
+        const Verdict verdict = decodePackage(*package, {Form::Text, Request}, write);
+        return std::make_pair(verdict, observed(verdict.isOk() ? package.get() : nullptr));
+    });
+    const QByteArray item =
+        QByteArray("ReadData^7,") + Key + ",1,2,3,4,5,6,7,8,read,9,tag,ok,ok,4,data";
+    const QByteArray combination = item + '|' + item;
+    expectOutOfMemoryToldApart([&] {
+        std::vector<std::unique_ptr<PackageBase>> packages;
+        const Verdict verdict = decodeCombination(combination, &packages);
+        return std::make_pair(verdict,
+                              observed(packages.empty() ? nullptr : packages.back().get()));
+    });
 }
 
 /// Deletes the packages that it holds.

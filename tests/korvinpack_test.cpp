@@ -177,6 +177,9 @@ TEST_F(Korvinpack, LinuxFrames)
                  "55AA 04 07 00 00 00 00 0000 01 00 0000 0000 0200 ABCD DB56");
     EXPECT_TRUE(decoded.contains("\ncommResult                    timeout (5)\n"));
     EXPECT_TRUE(decoded.contains("\ndata                          2 bytes: AB CD\n"));
+    EXPECT_EQ(outputOf(words("encode --form linux --direction reply --class PackageRequestReadData "
+                             "--set serialNum=5 --set commResult=timeout --set data=01FF")),
+              "55 AA 04 05 00 00 00 00 00 00 00 00 00 00 00 00 02 00 01 FF 60 56\n");
 }
 
 TEST_F(Korvinpack, Combination)
@@ -265,12 +268,7 @@ const ErrorRow ErrorRows[] = {
     {"encode --class PackageRequestWrite --set clientPackageType=2147483648", "",
      "encode: clientPackageType: \"2147483648\" is not one of data, file, memData, or a number "
      "from -2147483648 to 2147483647"},
-    {"encode --class PackageRequestRead --form linux", "",
-     "encode: only PackageRequestReadData, PackageRequestWriteData and PackageRequestWriteIP have "
-     "a "
-     "Linux frame"},
-    {"encode --class PackageRequestReadData --form linux --direction reply", "",
-     "encode: a Linux frame is made of requests only"},
+    {"encode --class PackageRequestRead --form linux", "", "encode: the class has no such form"},
     {"encode missing.json", "", "missing.json: No such file or directory"},
     {"encode a b", "", "b: one argument too many"},
     {"encode -", "{\n  \"class\" \"x\"\n}", "-: line 2, column 12: missing name separator"},
@@ -296,21 +294,23 @@ const ErrorRow ErrorRows[] = {
     {"decode --class PackageBase --file missing.bin", "", "missing.bin: No such file or directory"},
     {"decode --class PackageBase --file a 00", "", "--file a: there is an INPUT already"},
     {"decode --class PackageBase --form text 1,2,3", "",
-     "INPUT: the record has too few columns for the class, or its data string does not have as "
-     "many "
-     "numbers as its length column says"},
+     "INPUT: too few: 15 columns expected, 3 found"},
     {"decode --class PackageRequestReadData --form linux 5556", "",
-     "INPUT: the checksum of the frame is wrong"},
-    {"decode --class PackageBase --form linux 5555", "",
-     "INPUT: only PackageRequestReadData, PackageRequestWriteData and PackageRequestWriteIP have a "
-     "Linux frame"},
+     "INPUT: at 2: truncated: at least 20 bytes expected, 2 bytes found"},
+    {"decode --class PackageRequestReadData --form linux",
+     "55AA 00 05 00 00 00 00 0000 00 00 0000 0000 0001 5C55",
+     "-: checksum at 18: wrong checksum: 0x555B expected, 0x555C found"},
+    {"decode --class PackageBase --form linux 5555", "", "INPUT: the class has no such form"},
     {"combine", "", "FILE...: missing"},
     {"combine -", "{\"class\": \"PackageRequestReadMemData\"}",
-     "-: class: a combination cannot carry PackageRequestReadMemData"},
+     "-: type at 0: unknown type: a class that a combination carries expected, "
+     "PackageRequestReadMemData found"},
     {"combine -", "{\"class\": \"PackageRequestReadData\", \"tag\": \"a|b\"}",
-     "-: a combination cannot carry \"|\" or \"^\""},
+     "-: too many: a record without \"|\" and \"^\" expected, "
+     "\"0,,0,0,0,0,0,0,0,0,read,3,a|b,ok,ok,0,data\" found"},
     {"combine -", "{\"class\": \"PackageRequestReadData\", \"tag\": \"a^b\"}",
-     "-: a combination cannot carry \"|\" or \"^\""},
+     "-: too many: a record without \"|\" and \"^\" expected, "
+     "\"0,,0,0,0,0,0,0,0,0,read,3,a^b,ok,ok,0,data\" found"},
     {"classes Nothing", "", "Nothing: no such class; \"korvinpack classes\" lists them"},
 };
 

@@ -243,30 +243,19 @@ TEST(SimulatedDevice, ReadsBackWhatWasWrittenInAnyEncoding)
                                   QStringLiteral("t"), false, data, data.size());
     PackageRequestReadData read(QStringLiteral("k"), 0, 255, 1, 2, 65535, 0x0A00, 0x0012, 0, 3,
                                 QStringLiteral("t"), data.size());
-    int consumed = 0;
-    bool full = false;
     for (const Form writing : {Form::Frame, Form::Text, Form::Linux}) {
         SimulatedDevice device(exampleState());
-        const QByteArray request = writing == Form::Frame ? write.MackPackageRequest()
-            : writing == Form::Text                       ? write.makePackageRequest().toUtf8()
-                                                          : write.ParseSendRequest_Linux();
+        QByteArray request;
+        ASSERT_TRUE(encodePackage(write, {writing, Direction::Request}, &request).isOk());
         ASSERT_EQ(device.answer(request, WriteData, writing).replies.size(), 1U);
-
-        const QByteArray frame =
-            device.answer(read.MackPackageRequest(), ReadData, Form::Frame).replies.at(0);
-        ASSERT_TRUE(read.UnPackageReply(frame, 0, &consumed, &full));
-        EXPECT_EQ(read.data(), data);
-        const QByteArray record =
-            device.answer(read.makePackageRequest().toUtf8(), ReadData, Form::Text).replies.at(0);
-        read.setData({});
-        ASSERT_TRUE(read.unPackageReply(QString::fromUtf8(record)));
-        EXPECT_EQ(read.data(), data);
-        const QByteArray linuxFrame =
-            device.answer(read.ParseSendRequest_Linux(), ReadData, Form::Linux).replies.at(0);
-        read.setData({});
-        ASSERT_TRUE(read.unPackageReply_Linux(linuxFrame));
-        EXPECT_EQ(read.data(), data);
-        EXPECT_TRUE(read.isPackageSuccess());
+        for (const Form reading : {Form::Frame, Form::Text, Form::Linux}) {
+            read.setData({});
+            ASSERT_TRUE(encodePackage(read, {reading, Direction::Request}, &request).isOk());
+            const QByteArray reply = device.answer(request, ReadData, reading).replies.at(0);
+            ASSERT_TRUE(decodePackage(read, {reading, Direction::Reply}, reply).isOk());
+            EXPECT_EQ(read.data(), data);
+            EXPECT_TRUE(read.isPackageSuccess());
+        }
         EXPECT_EQ(device.state().units[Here].blocks[Register].data,
                   hex("10 11 A0 A1 A2 15 16 17 18 19 1A 1B"));
     }
@@ -605,7 +594,7 @@ TEST(SimulatedDevice, EveryReplyCanBeRead)
         Encoding encoding = generator.anyEncoding(ofClass);
         encoding.direction = Direction::Request;
         QByteArray request;
-        ASSERT_EQ(encodePackage(*package, encoding, &request), QString());
+        ASSERT_TRUE(encodePackage(*package, encoding, &request).isOk());
         if (generator.oneIn(2))
             request = generator.mutated(request, encoding.form);
 

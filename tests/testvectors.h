@@ -1,7 +1,7 @@
 #ifndef TESTVECTORS_H
 #define TESTVECTORS_H
 
-#include "packageforms.h"
+#include <korvininspect/packageforms.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QJsonObject>
@@ -9,6 +9,8 @@
 #include <limits>
 #include <ostream>
 #include <vector>
+
+using namespace KorvinInspect;
 
 /// A form as the vectors name it.
 struct FormOfVector

@@ -3,7 +3,6 @@
 // ("decodes": all that differ from the defaults of the class; the fields themselves where it is
 // missing).
 
-#include "packageforms.h"
 #include "testsupport.h"
 #include "testvectors.h"
 
@@ -33,7 +32,7 @@ protected:
         const std::unique_ptr<PackageBase> package = packageWith(fields());
         const QJsonObject before = packageToJson(*package);
         QByteArray encoded;
-        EXPECT_EQ(encodePackage(*package, form.encoding, &encoded), QString());
+        EXPECT_TRUE(encodePackage(*package, form.encoding, &encoded).isOk());
         EXPECT_EQ(encoded, encodedForm(expected));
         EXPECT_EQ(packageToJson(*package), before) << "an encoder changed the package";
     }
@@ -44,12 +43,11 @@ protected:
         const std::unique_ptr<PackageBase> decoded = m_class.create();
         int consumed = 0;
         const LogCapture log; // short blocks are reported
-        const QString fault = decodePackage(*decoded, form.encoding, encoded, &consumed);
-        if (expected.value(QLatin1String("refused")).toBool()) {
-            EXPECT_FALSE(fault.isEmpty());
+        const Verdict verdict = decodePackage(*decoded, form.encoding, encoded, &consumed);
+        EXPECT_EQ(verdict.isOk(), !expected.value(QLatin1String("refused")).toBool())
+            << describe(verdict).toStdString();
+        if (!verdict.isOk())
             return;
-        }
-        EXPECT_EQ(fault, QString());
         if (form.encoding.form == Form::Frame) {
             EXPECT_EQ(consumed, expected.value(QLatin1String("consumed")).toInt());
         }

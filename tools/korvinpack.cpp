@@ -2,11 +2,11 @@
 #include "conform.h"
 #include "cppsource.h"
 #include "explaincommands.h"
-#include "packageforms.h"
 
 #include <korvininspect/hexbytes.h>
 #include <korvininspect/inputtext.h>
 #include <korvininspect/packageclass.h>
+#include <korvininspect/packageforms.h>
 #include <korvininspect/packagejson.h>
 #include <packagebase.h>
 #include <packagerequestcombination.h>
@@ -17,6 +17,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 using namespace KorvinInspect;
 
@@ -102,6 +103,13 @@ QJsonObject jsonOf(const QString &fileName)
     return document.object();
 }
 
+/// @p origin names the input in the message.
+void failUnlessOk(const Verdict &verdict, const QString &origin)
+{
+    if (!verdict.isOk())
+        fail(QStringLiteral("%1: %2").arg(origin, describe(verdict)));
+}
+
 /// A package and what it is.
 struct Described
 {
@@ -161,9 +169,7 @@ void encode(const QStringList &arguments)
     if (line.choice("reply", {QStringLiteral("short"), QStringLiteral("full")}) == 1)
         encoding.replySize = ReplySize::Full;
     QByteArray encoded;
-    const QString fault = encodePackage(*described.package, encoding, &encoded);
-    if (!fault.isEmpty())
-        fail(QStringLiteral("%1: %2").arg(origin, fault));
+    failUnlessOk(encodePackage(*described.package, encoding, &encoded), origin);
     if (line.isSet("raw"))
         print(encoded);
     else if (encoding.form == Form::Text)
@@ -285,9 +291,7 @@ void decode(const QStringList &arguments)
     const PackageClass &wanted = classNamed(className);
     const std::unique_ptr<PackageBase> package = wanted.create();
     int consumed = 0;
-    const QString fault = decodePackage(*package, encoding, input.bytes, &consumed);
-    if (!fault.isEmpty())
-        fail(QStringLiteral("%1: %2").arg(input.origin, fault));
+    failUnlessOk(decodePackage(*package, encoding, input.bytes, &consumed), input.origin);
     if (line.isSet("json")) {
         print(QJsonDocument(packageToJson(*package)).toJson());
         return;
@@ -310,20 +314,17 @@ void combine(const QStringList &arguments)
     if (line.arguments().isEmpty())
         fail(QStringLiteral("FILE...: missing"));
 
-    QStringList items;
+    std::vector<Described> described;
+    std::vector<PackageBase *> packages;
     for (const QString &fileName : line.arguments()) {
-        const Described described = packageOf(jsonOf(fileName), fileName);
-        const QString word = described.packageClass.combinationType;
-        if (word.isEmpty()) {
-            fail(QStringLiteral("%1: class: a combination cannot carry %2")
-                     .arg(fileName, described.packageClass.name));
-        }
-        const QString record = described.package->makePackageRequest();
-        if (record.contains(QLatin1Char('|')) || record.contains(QLatin1Char('^')))
-            fail(QStringLiteral("%1: a combination cannot carry \"|\" or \"^\"").arg(fileName));
-        items << word + QLatin1Char('^') + record;
+        described.push_back(packageOf(jsonOf(fileName), fileName));
+        packages.push_back(described.back().package.get());
     }
-    print(items.join(QLatin1Char('|')).toUtf8() + '\n');
+    QByteArray record;
+    Verdict verdict = encodeCombination(packages, &record);
+    const QString origin = line.arguments().value(std::exchange(verdict.item, 0) - 1);
+    failUnlessOk(verdict, origin);
+    print(record + '\n');
 }
 
 void classes(const QStringList &arguments)

@@ -4,8 +4,8 @@
 
 #include <korvininspect/packagecheck.h>
 #include <korvininspect/packageclass.h>
-#include <packagerequestreaddata.h>
-#include <packagerequestwritedata.h>
+#include <korvininspect/packageforms.h>
+#include <packagerequestwrite.h>
 
 #include <utility>
 
@@ -17,33 +17,31 @@ constexpr int ReopenMilliseconds = 200;
 constexpr int LongestTimeout = 60000;
 constexpr quint64 LastSerial = 255;
 
-/// A request as it is sent to a device: as a frame, but where a frame leaves something out.
-Message encode(PackageBase *request, bool prefersLinux)
+/// A frame, except where it leaves something out.
+Form formOf(const PackageBase &request, bool prefersLinux)
 {
-    const ClassId id = classOf(*request).id;
+    const ClassId id = classOf(request).id;
     switch (id) {
-    case ClassId::PackageRequestReadData:
-        if (prefersLinux) {
-            return {id, Form::Linux,
-                    static_cast<PackageRequestReadData *>(request)->ParseSendRequest_Linux()};
-        }
-        break;
-    case ClassId::PackageRequestWriteData:
-    case ClassId::PackageRequestWriteIP: {
-        auto *write = static_cast<PackageRequestWriteData *>(request);
-        // A Linux frame cannot say that it is a broadcast.
-        if (prefersLinux && !write->bBroadcast())
-            return {id, Form::Linux, write->ParseSendRequest_Linux()};
-        break;
-    }
     case ClassId::PackageRequestWriteFile:   // its offset
     case ClassId::PackageRequestReadMemData: // its offset
     case ClassId::PackageRequestWriteMemData:
-        return {id, Form::Text, request->makePackageRequest().toUtf8()};
+        return Form::Text;
     default:
         break;
     }
-    return {id, Form::Frame, request->MackPackageRequest()};
+    // A Linux frame cannot say that it is a broadcast.
+    const auto *write = qobject_cast<const PackageRequestWrite *>(&request);
+    const bool isBroadcast = write && write->bBroadcast();
+    const bool hasLinux = exists({id, Form::Linux, Direction::Request});
+    return prefersLinux && hasLinux && !isBroadcast ? Form::Linux : Form::Frame;
+}
+
+/// A request as it is sent to a device.
+Message encode(PackageBase *request, bool prefersLinux)
+{
+    Message message{classOf(*request).id, formOf(*request, prefersLinux), {}};
+    encodePackage(*request, {message.form, Direction::Request}, &message.bytes);
+    return message;
 }
 
 } // namespace

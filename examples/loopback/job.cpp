@@ -2,9 +2,7 @@
 
 #include "replies.h"
 
-#include <korvininspect/inputtext.h>
-#include <korvininspect/packageclass.h>
-#include <packagerequestcombination.h>
+#include <korvininspect/packageforms.h>
 
 #include <algorithm>
 
@@ -15,16 +13,14 @@ Job::Job(const Message &record, const Links &links, QObject *parent)
     , m_classId(record.classId)
     , m_links(links)
 {
-    const QString text = textFromUtf8(record.bytes);
     if (m_classId == ClassId::PackageRequestCombination) {
-        PackageRequestCombination combination;
-        combination.unCombinationPackageRequest(text);
-        // A combination owns none of its requests.
-        for (PackageBase *request : combination.packageList())
-            m_requests.emplace_back(request);
+        decodeCombination(record.bytes, &m_requests);
     } else {
-        m_requests.push_back(packageClass(className(m_classId))->create());
-        m_requests.front()->unPackageRequest(text);
+        std::unique_ptr<PackageBase> request;
+        if (decodeMessage(record.bytes, {m_classId, Form::Text, Direction::Request}, &request)
+                .isOk()) {
+            m_requests.push_back(std::move(request));
+        }
     }
     for (const auto &request : m_requests) {
         // The next one is sent from the event loop: a long combination is no deep recursion.

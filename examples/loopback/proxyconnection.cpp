@@ -2,10 +2,8 @@
 
 #include "replies.h"
 
-#include <korvininspect/packageclass.h>
+#include <korvininspect/packageforms.h>
 #include <specialpackagerequest.h>
-
-#include <QtCore/QStringList>
 
 #include <limits>
 #include <utility>
@@ -69,15 +67,10 @@ void ProxyConnection::sendCombination(const std::vector<PackageBase *> &requests
     int timeout = GraceMilliseconds;
     for (const PackageBase *request : requests)
         timeout += request->getTimeout();
-    QStringList items;
-    for (PackageBase *request : requests) {
+    for (PackageBase *request : requests)
         begin(request, timeout);
-        items << classOf(*request).combinationType + QLatin1Char('^')
-                + request->makePackageRequest();
-    }
-    const Message message{ClassId::PackageRequestCombination, Form::Text,
-                          items.join(QLatin1Char('|')).toUtf8()};
-    if (m_isOpen && m_socket->send(message))
+    Message message{ClassId::PackageRequestCombination, Form::Text, {}};
+    if (encodeCombination(requests, &message.bytes).isOk() && m_isOpen && m_socket->send(message))
         return;
     for (PackageBase *request : requests)
         giveUp(request);

@@ -1,42 +1,13 @@
 #include "replies.h"
 
-#include <korvininspect/inputtext.h>
-#include <korvininspect/packagecheck.h>
 #include <korvininspect/packageclass.h>
+#include <korvininspect/packageforms.h>
 #include <packagerequestreaddata.h>
-#include <packagerequestwritedata.h>
 #include <specialpackagerequest.h>
 
 using namespace KorvinInspect;
 
 namespace {
-
-/// The reply record of a special request is none of those that its reader takes: it is the request
-/// record, and the acknowledge code.
-std::unique_ptr<PackageBase> decodeSpecialReply(const QString &record, QString *reason)
-{
-    const QString request = record.section(QLatin1Char(','), 0, -2);
-    const MessageShape shape{ClassId::SpecialPackageRequest, Form::Text, Direction::Request};
-    const Verdict verdict = check(request, shape);
-    bool isNumber = false;
-    const uint ackCode = record.section(QLatin1Char(','), -1).toUInt(&isNumber);
-    if (!verdict.isOk() || !isNumber) {
-        *reason = verdict.isOk() ? QStringLiteral("no acknowledge code") : describe(verdict);
-        return nullptr;
-    }
-    auto package = std::make_unique<SpecialPackageRequest>();
-    package->unPackageRequest(request);
-    package->setAckCode(ackCode);
-    return package;
-}
-
-bool readLinuxReply(PackageBase *package, const QByteArray &frame)
-{
-    if (auto *read = qobject_cast<PackageRequestReadData *>(package))
-        return read->unPackageReply_Linux(frame);
-    auto *write = qobject_cast<PackageRequestWriteData *>(package);
-    return write && write->unPackageReply_Linux(frame);
-}
 
 bool sameAddress(const PackageBase &one, const PackageBase &other)
 {
@@ -50,25 +21,11 @@ bool sameAddress(const PackageBase &one, const PackageBase &other)
 
 std::unique_ptr<PackageBase> decodeReply(const Message &reply, QString *reason)
 {
-    if (reply.classId == ClassId::SpecialPackageRequest && reply.form == Form::Text)
-        return decodeSpecialReply(textFromUtf8(reply.bytes), reason);
-    const Verdict verdict = check(reply.bytes, {reply.classId, reply.form, Direction::Reply});
-    if (!verdict.isOk()) {
-        *reason = describe(verdict);
-        return nullptr;
-    }
-    auto package = packageClass(className(reply.classId))->create();
-    int consumed = 0;
-    bool full = false;
-    const bool decoded = reply.form == Form::Text
-        ? package->unPackageReply(textFromUtf8(reply.bytes))
-        : reply.form == Form::Frame ? package->UnPackageReply(reply.bytes, 0, &consumed, &full)
-                                    : readLinuxReply(package.get(), reply.bytes);
-    // The results of a full reply are read from other bytes than they are written to.
-    if (decoded && !full)
-        return package;
-    *reason = QStringLiteral("a full reply, or one that does not decode");
-    return nullptr;
+    std::unique_ptr<PackageBase> package;
+    const Verdict verdict =
+        decodeMessage(reply.bytes, {reply.classId, reply.form, Direction::Reply}, &package);
+    *reason = describe(verdict);
+    return package;
 }
 
 bool takeOver(PackageBase *request, const PackageBase &reply, Form form)

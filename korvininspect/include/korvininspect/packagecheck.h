@@ -7,6 +7,8 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
+#include <limits>
+
 namespace KorvinInspect {
 
 /// Why a frame or record is refused.
@@ -30,7 +32,8 @@ enum class Fault {
     Contradiction,      ///< A field that stands twice has two values.
     DataStringMismatch, ///< A data string has not as many numbers as the length says.
     UnknownType,        ///< An item of a combination has a type that none carries.
-    OutOfMemory         ///< The input could not be looked at.
+    OutOfMemory,        ///< The input could not be looked at.
+    OtherRequest        ///< A field of a reply is not that of the request that it should answer.
 };
 
 /// What check() found: the first fault in wire order.
@@ -48,6 +51,24 @@ struct Verdict
     bool isOk() const { return fault == Fault::None; }
 };
 
+/// What an input must hold to beside its shape; by default nothing.
+struct CheckOptions
+{
+    /// Most bytes of data that the input may announce, whether or not it carries them: what its
+    /// decoder makes ready for it. More is `Fault::OutOfRange`.
+    int announcedData = std::numeric_limits<int>::max();
+
+    /// Of a reply: the request that it should answer, in the same form and accepted by check();
+    /// nothing is compared where it is empty.
+    ///
+    /// What identifies a request must be the same wherever the reply repeats it: serial number,
+    /// device key, tag, all of the address, direction, kind, broadcast, file name and offset, and
+    /// the id of a special request. The reply may announce as much data as the request, or less.
+    /// Time-out and reserved 2 may differ, which a proxy may change on the way. A short reply frame
+    /// repeats the serial number only.
+    QByteArray request = {};
+};
+
 /// The verdict in one line, such as "tag at 5: announced 300 bytes, left 12 bytes".
 KORVININSPECT_EXPORT QString describe(const Verdict &verdict);
 
@@ -59,10 +80,18 @@ KORVININSPECT_EXPORT QString describe(const Verdict &verdict);
 /// its size.
 ///
 /// @param input is the frame, or the record in UTF-8.
+/// @{
 KORVININSPECT_EXPORT Verdict check(const QByteArray &input, const MessageShape &shape);
+KORVININSPECT_EXPORT Verdict check(const QByteArray &input, const MessageShape &shape,
+                                   const CheckOptions &options);
+/// @}
 
 /// The same for a record that is text already.
+/// @{
 KORVININSPECT_EXPORT Verdict check(const QString &record, const MessageShape &shape);
+KORVININSPECT_EXPORT Verdict check(const QString &record, const MessageShape &shape,
+                                   const CheckOptions &options);
+/// @}
 
 } // namespace KorvinInspect
 

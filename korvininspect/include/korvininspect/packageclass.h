@@ -66,7 +66,8 @@ struct PackageClass
     /// The type word of the class in a combination record; empty where a record carries none.
     QString combinationType;
 
-    /// A package with serial number 0 and otherwise what the constructor of the class gives.
+    /// A package with serial number 0 and otherwise what the constructor of the class gives. Draws
+    /// no serial number.
     std::function<std::unique_ptr<PackageBase>()> create;
 
     /// Whether a package is of this class or of one that derives from it.
@@ -83,6 +84,9 @@ KORVININSPECT_EXPORT const std::vector<PackageClass> &packageClasses();
 
 /// The class of that name, or null.
 KORVININSPECT_EXPORT const PackageClass *packageClass(const QString &name);
+
+/// The class of that id, or null for PackageRequestCombination.
+KORVININSPECT_EXPORT const PackageClass *packageClass(ClassId id);
 
 /// The most derived of the classes that @p package is of.
 KORVININSPECT_EXPORT const PackageClass &classOf(const PackageBase &package);
