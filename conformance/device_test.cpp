@@ -131,9 +131,15 @@ TEST(DeviceJudge, NoticesEachFault)
         KorvinSimulator::Fault fault;
         const char *reason; // what it begins with
     } rows[] = {
-        {Form::Frame, {Kind::StaleSerial}, "serialNum: expected 255 as in the request, got 254"},
-        {Form::Text, {Kind::StaleSerial}, "serialNum: expected 255 as in the request, got 254"},
-        {Form::Linux, {Kind::StaleSerial}, "serialNum: expected 127 as in the request, got 126"},
+        {Form::Frame,
+         {Kind::StaleSerial},
+         "serialNum at 1: not that of the request: 255 expected, 254 found"},
+        {Form::Text,
+         {Kind::StaleSerial},
+         "serialNum at 0: not that of the request: 255 expected, 254 found"},
+        {Form::Linux,
+         {Kind::StaleSerial},
+         "serialNum at 3: not that of the request: 127 expected, 126 found"},
         {Form::Frame, {Kind::Truncate, 0, 8}, "replyDataLength at 6: truncated"},
         {Form::Frame, {Kind::Truncate, 0, 12}, "data at 10: announced 4 bytes, left 2 bytes"},
         {Form::Text,
@@ -253,8 +259,9 @@ TEST(DeviceJudge, NoticesRepliesThatAreChangedOnTheWay)
         {Form::Text, replace(",ok,ok,", ",OK,ok,"), "commResult at 13: unknown name"},
         {Form::Text, replace(",ok,ok,", ",ok,success,"), "packResult at 14: unknown name"},
         {Form::Text, replace(",255,2,", ",255,3,"),
-         "portAddr: expected 2 as in the request, got 3"},
-        {Form::Text, replace(",read,", ",write,"), "readWriteCode: expected \"read\""},
+         "portAddr at 5: not that of the request: 2 expected, 3 found"},
+        {Form::Text, replace(",read,", ",write,"),
+         "readWriteCode at 10: not that of the request: 0 expected, 1 found"},
         {Form::Frame,
          [](QByteArray *reply) {
              PackageRequestReadData read;
@@ -274,7 +281,7 @@ TEST(DeviceJudge, NoticesRepliesThatAreChangedOnTheWay)
              (*reply)[7] = 9;
              *reply = withChecksum(*reply);
          },
-         "portAddr: expected 2 as in the request, got 9"},
+         "portAddr at 7: not that of the request: 2 expected, 9 found"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.reason);
@@ -295,7 +302,8 @@ TEST(DeviceJudge, ComparesATagThatIsLong)
     link.changeReply = [](QByteArray *reply) { reply->replace(" ,ok", ",ok"); }; // trimmed
     const QStringList failures = failuresOf(link, planFor(Form::Text));
     ASSERT_EQ(failures.size(), 1);
-    EXPECT_TRUE(failures[0].contains(QStringLiteral("with a long tag: tag: expected")));
+    EXPECT_TRUE(failures[0].contains(
+        QStringLiteral("with a long tag: tag at 12: not that of the request")));
 }
 
 TEST(DeviceJudge, NoticesADeviceThatDoesNotLookAtTheChecksum)
