@@ -12,6 +12,8 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 
+#include <algorithm>
+
 using namespace KorvinInspect;
 
 namespace {
@@ -69,12 +71,11 @@ void writeVectors()
 /// Whether what an encoder makes of the package fits into a line that people can read.
 bool announcesLittle(const PackageClass &ofClass, const PackageBase &package)
 {
-    for (const char *name : {"replyDataLength", "packageDataLength"}) {
+    constexpr const char *Lengths[] = {"replyDataLength", "packageDataLength"};
+    return std::all_of(std::begin(Lengths), std::end(Lengths), [&](const char *name) {
         const PackageField *field = ofClass.field(QLatin1String(name));
-        if (field && field->get(package).toInt() > LargestData)
-            return false;
-    }
-    return true;
+        return !field || field->get(package).toInt() <= LargestData;
+    });
 }
 
 void writeGenerated(Generator &generator, int number)

@@ -365,7 +365,7 @@ private:
         // Readers end a text at its first zero byte.
         for (EdgesOfField &ofText : texts) {
             for (const char *text : {"a|b", "|", "|ab", "ab|"}) {
-                ofText.values.push_back(
+                ofText.values.emplace_back(
                     QString::fromLatin1(text).replace(QLatin1Char('|'), QChar(0)));
             }
         }

@@ -81,7 +81,7 @@ const char *const Texts[] = {
     "\U0001F600x",
     " in blanks ",
     "a/b//c",
-    "\"quoted\\\" 100%",
+    R"("quoted\" 100%)",
     "#*#",
     "*#*",
     "*#*#*",
