@@ -125,5 +125,7 @@ int main(int argc, char *argv[])
     const int count = QByteArray(argv[2]).toInt();
     for (int number = 1; number <= count; ++number)
         writeGenerated(generator, number);
+    for (int number = 1; number <= count / 10; ++number)
+        writeGeneratedCombination(generator, QStringLiteral("generated %1").arg(number));
     return 0;
 }

@@ -60,10 +60,10 @@ QJsonObject fieldsOf(const PackageBase &package, const QString &record)
     return json;
 }
 
-void writeRecord(const QString &name, const QStringList &items)
+void writeRecord(const QString &name, const QString &record)
 {
     PackageRequestCombination combination;
-    const QString record = items.join(Separator);
+    const QStringList items = record.split(Separator);
     const bool accepted = combination.unCombinationPackageRequest(record);
     QJsonArray packages;
     for (PackageBase *package : combination.packageList()) {
@@ -72,6 +72,11 @@ void writeRecord(const QString &name, const QStringList &items)
         PackageBase::clear(package);
     }
     writeCombinationCase(name, record, accepted ? QJsonValue(packages) : QJsonValue::Undefined);
+}
+
+void writeRecord(const QString &name, const QStringList &items)
+{
+    writeRecord(name, items.join(Separator));
 }
 
 /// The item alone, and before, between and after good ones.
@@ -83,7 +88,29 @@ void writeBroken(const QString &name, const QString &broken, const QStringList &
     writeRecord(name + QStringLiteral(", last"), {good.first(), good.last(), broken});
 }
 
+/// A type word and a request record, each of any class.
+QByteArray generatedItem(Generator &generator)
+{
+    const PackageClass &typed = generator.anyClass();
+    const PackageClass &recorded = generator.oneIn(4) ? generator.anyClass() : typed;
+    QByteArray record = encodedBy(*generator.consistentPackage(recorded), RequestRecord);
+    if (generator.oneIn(3))
+        record = generator.mutated(record, Form::Text);
+    return typed.combinationType.toUtf8() + '^' + record;
+}
+
 } // namespace
+
+void writeGeneratedCombination(Generator &generator, const QString &name)
+{
+    QByteArrayList items;
+    for (int count = generator.upTo(4); count > 0; --count)
+        items << generatedItem(generator);
+    QByteArray record = items.join('|');
+    if (generator.oneIn(4))
+        record = generator.mutated(record, Form::Text);
+    writeRecord(name, QString::fromUtf8(record));
+}
 
 void writeCombinationCases()
 {

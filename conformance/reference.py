@@ -454,7 +454,8 @@ def decode_text(cls, reply, text, f):
 def read_data(column, length, f, must_agree):
     if must_agree and length != column.count("/") + 1:
         raise Refused
-    f["data"] = read_data_string(column, length)
+    if length <= MOST_ANNOUNCED:
+        f["data"] = read_data_string(column, length)
 
 
 COMBINATION_TYPES = {
