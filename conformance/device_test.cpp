@@ -404,12 +404,13 @@ private:
             request.chop(1);
         }
         const Answer answer = m_device.answer(request, ClassId::PackageRequestReadData, m_form);
+        std::this_thread::sleep_for(std::chrono::milliseconds(answer.delay));
         for (QByteArray reply : answer.replies) {
             if (m_form == Form::Text)
                 reply += "\r\n";
             // In two pieces, as adapters hand on what they have.
             send(reply.left(5));
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
             send(reply.mid(5));
         }
     }
@@ -470,26 +471,33 @@ TEST_F(ConformDevice, AsksThroughASerialPort)
 TEST_F(ConformDevice, ReportsFaultsOfASerialDevice)
 {
     SerialDevice serial(Form::Frame);
-    serial.device().setFaults(FaultPlan::scripted(
-        {{}, {FaultKind::Truncate, 0, 12}, {FaultKind::Duplicate}, {FaultKind::DropReply}}));
+    serial.device().setFaults(FaultPlan::scripted({{},
+                                                   {FaultKind::Truncate, 0, 12},
+                                                   {FaultKind::Duplicate},
+                                                   {FaultKind::DropReply},
+                                                   {FaultKind::Delay, 700}}));
     const QString report = path("report.xml");
     const Finished run = conform(
-        serial.name(), QStringLiteral("--timeout 0.2 --read 0x0A000010:4 --junit ") + report);
+        serial.name(), QStringLiteral("--timeout 0.5 --read 0x0A000010:4 --junit ") + report);
     EXPECT_EQ(run.exitStatus, 1);
-    EXPECT_EQ(
-        run.output.toStdString(),
-        "ok      frame: read 4 bytes at 0x0A000010, serial number 1\n"
+    const char *const lines[] = {
+        "ok      frame: read 4 bytes at 0x0A000010, serial number 1",
         "FAILED  frame: read 4 bytes at 0x0A000010, serial number 255: data at 10: announced 4 "
-        "bytes, left 2 bytes: 00 FF 00 00 01 00 04 00 00 00 01 FF\n"
+        "bytes, left 2 bytes: 00 FF 00 00 01 00 04 00 00 00 01 FF",
         "FAILED  frame: read 4 bytes at 0x0A000010, serial number 256: at 14: bytes behind the "
-        "last field: 14 bytes expected, 28 bytes found: "
-        "00 00 01 00 01 00 04 00 00 00 01 FF 10 AA 00 00 01 00 01 00 04 00 00 00 01 FF 10 AA\n"
-        "FAILED  frame: read 4 bytes at 0x0A000010, serial number 65535: no reply within 0.4 s\n"
-        "ok      frame: read 4 bytes at 0x0A000010, with a long tag\n"
-        "5 checks: 2 passed, 3 failed, 0 not run\n");
+        "last field: 14 bytes expected, 28 bytes found: 00 00 01 00 01 00",
+        "FAILED  frame: read 4 bytes at 0x0A000010, serial number 65535: no reply within 1 s",
+        "FAILED  frame: read 4 bytes at 0x0A000010, with a long tag: the reply came after 0.",
+        "5 checks: 1 passed, 4 failed, 0 not run",
+        "",
+    };
+    const QByteArrayList printed = run.output.split('\n');
+    ASSERT_EQ(printed.size(), static_cast<int>(std::size(lines)));
+    for (int i = 0; i < printed.size(); ++i)
+        EXPECT_TRUE(printed[i].startsWith(lines[i])) << printed[i].toStdString();
     QFile file(report);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(file.readAll().contains("tests=\"5\" failures=\"3\" errors=\"0\" skipped=\"0\""));
+    EXPECT_TRUE(file.readAll().contains("tests=\"5\" failures=\"4\" errors=\"0\" skipped=\"0\""));
 }
 
 /// A server that sends the same bytes after each request, and then closes the connection.

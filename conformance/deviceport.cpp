@@ -34,9 +34,9 @@ constexpr int MostReceived = 4 * LongestMessage;
 constexpr int ConnectMilliseconds = 5000;
 constexpr int SendMilliseconds = 5000;
 
-/// A raw frame ends where nothing has come for so long, and after a reply nothing may come for so
-/// long: a serial adapter hands on what it has every 16 milliseconds.
-constexpr int SilenceMilliseconds = 60;
+/// A raw frame ends where nothing has come for so long: a serial adapter hands on what it has every
+/// 16 milliseconds, and programs pause. After any reply nothing may come for so long.
+constexpr int SilenceMilliseconds = 100;
 
 QString systemError()
 {
@@ -231,7 +231,8 @@ private:
         const auto patience = static_cast<qint64>(std::ceil(seconds * 1000));
         bool more = true;
         while (more && result->fault.isEmpty()) {
-            const bool waits = m_received.isEmpty() && result->replies.isEmpty();
+            const bool endsWithSilence = m_framing == Framing::Raw && shape.form != Form::Text;
+            const bool waits = m_received.isEmpty() ? result->replies.isEmpty() : !endsWithSilence;
             const qint64 silence = waits ? patience : SilenceMilliseconds;
             const qint64 left = qMin(silence, patience + SilenceMilliseconds - clock.elapsed());
             more = left > 0 && receive(static_cast<int>(left));
