@@ -67,7 +67,7 @@ mingw() {
     need g++-mingw-w64-x86-64-posix
     local options folder
     read -ra options < <(pkg-config --cflags Qt5Core | sed 's/-I/-isystem /g')
-    options+=(-std=c++17 -Wall -Wextra -Wpedantic -Wconversion -Werror)
+    options+=(-std=c++17 -Wall -Wextra -Wpedantic -Wconversion -Werror -Iconformance)
     for folder in korvin*; do
         options+=("-I$folder" "-I$folder/include")
     done
@@ -75,6 +75,9 @@ mingw() {
         x86_64-w64-mingw32-g++-posix -fsyntax-only "${options[@]}" -D"${folder^^}_LIBRARY" "$folder"/*.cpp
         echo "mingw: $folder: $(printf '%s\n' "$folder"/*.cpp | wc -l) sources compile"
     done
+    # What korvinpack has of the kit.
+    x86_64-w64-mingw32-g++-posix -fsyntax-only "${options[@]}" \
+        conformance/{codecjudge,codecprogram,devicejudge,deviceport,testreport}.cpp
 }
 
 # Users of the libraries with strict Qt defines; those that only link have no exceptions either.

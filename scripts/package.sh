@@ -31,6 +31,16 @@ for library in "$directory"/root/usr/lib/*/lib*.so.*.*; do
     fi
 done
 
+echo "package: what the pages for authors of firmware link to"
+for page in conformance start-firmware; do
+    for link in $(grep -oP '\]\(\K[^)#:]+(?=\))' "docs/$page.md" | sort -u); do
+        if [[ ! -e $directory/root/usr/share/doc/korvinpackage-doc/docs/$link ]]; then
+            echo "package: $page.md: $link is not installed" >&2
+            exit 1
+        fi
+    done
+done
+
 echo "package: consumers of what is installed"
 tests/consumer/installed.sh "$directory/root/usr"
 

@@ -1,16 +1,20 @@
 #include "conform.h"
 
+#include "codecjudge.h"
+#include "codecprogram.h"
 #include "commandline.h"
+#include "devicejudge.h"
+#include "deviceport.h"
+#include "testreport.h"
 
 #include <korvininspect/hexbytes.h>
-#include <korvininspect/messageshape.h>
+#include <korvininspect/packagejson.h>
 #include <packagebase.h>
 
 #include <QtCore/QElapsedTimer>
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
+#include <QtCore/QFile>
 #include <QtCore/QJsonObject>
-#include <QtCore/QProcess>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QSet>
 
 #include <cstdlib>
@@ -19,388 +23,347 @@ using namespace KorvinInspect;
 
 namespace {
 
-const char ConformExamples[] = "\n"
-                               "The program gets one case in a line of JSON on standard input, "
-                               "answers it with one line of JSON\n"
-                               "on standard output, and gets the next; docs/conformance.md has "
-                               "both. The exit status is 1 where\n"
-                               "a case fails.\n"
-                               "\n"
-                               "Examples:\n"
-                               "  korvinpack conform ./my-codec\n"
-                               "  korvinpack conform --timeout 1 -- python3 my_codec.py --stdin\n"
-                               "  korvinpack conform --print | grep '\"form\":\"text\"' | "
-                               "korvinpack conform --cases - ./my-codec\n";
+const char ConformExamples[] =
+    "\n"
+    "The program gets one case in a line of JSON on standard input, answers it with one line of "
+    "JSON\n"
+    "on standard output, and gets the next. A device is asked for data blocks. "
+    "docs/conformance.md\n"
+    "describes both. The exit status is 1 where something fails, and where nothing passes.\n"
+    "\n"
+    "Examples:\n"
+    "  korvinpack conform ./my-codec\n"
+    "  korvinpack conform --timeout 1 -- python3 my_codec.py --stdin\n"
+    "  korvinpack conform --print | grep '\"form\":\"text\"' | korvinpack conform --cases - "
+    "./my-codec\n"
+    "  korvinpack conform --device /dev/ttyUSB0 --form linux --read 0x0A000010:4=01FF10AA\n"
+    "  korvinpack conform --device 192.168.0.9:5000 --form frame --form text --set desAddr=255 \\\n"
+    "      --read 0x0A000010:4 --write 0x0A001000=0102 --junit report.xml\n";
 
-constexpr int DefaultTimeout = 5;
+constexpr int ProgramTimeout = 5;
+constexpr int DeviceTimeout = 1;
 constexpr int LongestTimeout = 3600;
-constexpr int LongestAnswer = 1024 * 1024;
+constexpr int UsualBaud = 115200;
+
+/// What a Linux frame has room for.
+constexpr int LargestBlock = 65535;
 
 /// A program that had to be ended so often is not asked any more.
 constexpr int MostEndings = 10;
 
-/// How a case went.
-struct Outcome
-{
-    enum Kind { Passed, Failed, Unsupported, Ended } kind;
-    QString reason; ///< Of a failed case, and of one with which the program has ended.
-};
-
-Outcome failed(const QString &reason)
-{
-    return {Outcome::Failed, reason};
-}
-
-Outcome ended(const QString &reason)
-{
-    return {Outcome::Ended, reason};
-}
-
-QString compact(const QJsonValue &value)
-{
-    const QByteArray array = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
-    constexpr int Longest = 200;
-    const QString text = QString::fromUtf8(array.mid(1, array.size() - 2));
-    return text.size() > Longest ? text.left(Longest) + QLatin1String("...") : text;
-}
-
-QString text(const QJsonObject &json, const char *name)
-{
-    return json.value(QLatin1String(name)).toString();
-}
-
-/// The program under test, one answer for one line.
-class Program
-{
-public:
-    Program(const QStringList &command, int timeout)
-        : m_command(command)
-        , m_timeout(timeout)
-    {
-    }
-
-    Program(const Program &) = delete;
-    Program &operator=(const Program &) = delete;
-    ~Program() { end(); }
-
-    /// Asks for one line. Starts the program where it does not run.
-    ///
-    /// @return what is wrong, or an empty text.
-    QString ask(const QByteArray &line, QByteArray *answer)
-    {
-        if (!m_process)
-            start();
-        if (m_process->bytesAvailable() > 0)
-            return QStringLiteral("the program printed more than one line for the case in front");
-        QElapsedTimer clock;
-        clock.start();
-        m_process->write(line + '\n');
-        while (!m_process->canReadLine()) {
-            if (m_process->bytesAvailable() > LongestAnswer)
-                return QStringLiteral("the answer is longer than 1 MiB");
-            const int left = m_timeout - static_cast<int>(qMin<qint64>(clock.elapsed(), m_timeout));
-            if (left == 0)
-                return QStringLiteral("no answer within %1 s").arg(m_timeout / 1000.0);
-            if (m_process->waitForReadyRead(left) || m_process->canReadLine())
-                continue;
-            // It has ended, closed its output, or said nothing for long enough.
-            const bool isRunning = m_process->state() != QProcess::NotRunning;
-            if ((!isRunning || m_process->waitForFinished(left)) && !m_process->canReadLine())
-                return howItEnded();
-        }
-        *answer = m_process->readLine();
-        return {};
-    }
-
-    void end()
-    {
-        if (!m_process)
-            return;
-        m_process->kill();
-        m_process->waitForFinished(m_timeout);
-        m_process.reset();
-    }
-
-private:
-    void start()
-    {
-        m_process = std::make_unique<QProcess>();
-        m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process->start(m_command.constFirst(), m_command.mid(1));
-        if (!m_process->waitForStarted())
-            fail(QStringLiteral("%1: %2").arg(m_command.constFirst(), m_process->errorString()));
-    }
-
-    QString howItEnded() const
-    {
-        if (m_process->exitStatus() == QProcess::CrashExit)
-            return QStringLiteral("the program crashed");
-        return QStringLiteral("the program ended with exit status %1").arg(m_process->exitCode());
-    }
-
-    QStringList m_command;
-    int m_timeout; // in milliseconds
-    std::unique_ptr<QProcess> m_process;
-};
-
-/// What the program is not told: the answer.
-QJsonObject questionOf(QJsonObject json)
-{
-    const bool encode = text(json, "task") == QLatin1String("encode");
-    for (const char *name : {"verdict", "undefined"})
-        json.remove(QLatin1String(name));
-    for (const char *name : {"bytes", "text"}) {
-        if (encode)
-            json.remove(QLatin1String(name));
-    }
-    if (!encode)
-        json.remove(QStringLiteral("fields"));
-    return json;
-}
-
-Outcome compareBytes(const QJsonObject &expected, const QJsonObject &answer)
-{
-    QByteArray wanted;
-    QByteArray got;
-    bytesFromHex(text(expected, "bytes"), &wanted);
-    if (!answer.value(QLatin1String("bytes")).isString())
-        return failed(QStringLiteral("the answer has no bytes"));
-    const QString fault = bytesFromHex(text(answer, "bytes"), &got);
-    if (!fault.isEmpty())
-        return failed(QStringLiteral("bytes: %1").arg(fault));
-    QByteArray compared = got;
-    for (const QJsonValue offset : expected.value(QLatin1String("undefined")).toArray()) {
-        const int position = offset.toInt();
-        if (position < compared.size() && position < wanted.size())
-            compared[position] = wanted.at(position);
-    }
-    if (compared != wanted) {
-        return failed(QStringLiteral("bytes: expected %1, got %2")
-                          .arg(hexFromBytes(wanted), hexFromBytes(got)));
-    }
-    return {Outcome::Passed, {}};
-}
-
-Outcome compareText(const QJsonObject &expected, const QJsonObject &answer)
-{
-    const QJsonValue wanted = expected.value(QLatin1String("text"));
-    const QJsonValue got = answer.value(QLatin1String("text"));
-    if (got == wanted)
-        return {Outcome::Passed, {}};
-    return failed(QStringLiteral("text: expected %1, got %2").arg(compact(wanted), compact(got)));
-}
-
-/// Compares the fields that are expected; a program may give more.
-QString faultOfFields(const PackageClass &itsClass, const QJsonObject &wanted,
-                      const QJsonObject &got)
-{
-    for (auto member = wanted.begin(); member != wanted.end(); ++member) {
-        if (member.key() == QLatin1String("class"))
-            continue;
-        const QJsonValue value = got.value(member.key());
-        if (value.isUndefined())
-            return QStringLiteral("%1: missing").arg(member.key());
-        // A value may be written in several ways.
-        const PackageField &field = *itsClass.field(member.key());
-        const std::unique_ptr<PackageBase> package = itsClass.create();
-        const QString fault = field.set(*package, value);
-        if (!fault.isEmpty())
-            return QStringLiteral("%1: %2").arg(field.name, fault);
-        if (field.get(*package) != member.value()) {
-            return QStringLiteral("%1: expected %2, got %3")
-                .arg(field.name, compact(member.value()), compact(value));
-        }
-    }
-    return {};
-}
-
-QString faultOfPackages(const QJsonArray &wanted, const QJsonArray &got)
-{
-    if (got.size() != wanted.size())
-        return QStringLiteral("packages: expected %1, got %2").arg(wanted.size()).arg(got.size());
-    for (int i = 0; i < wanted.size(); ++i) {
-        const QJsonObject package = wanted.at(i).toObject();
-        const QString name = text(package, "class");
-        QString fault = faultOfFields(*packageClass(name), package, got.at(i).toObject());
-        if (text(got.at(i).toObject(), "class") != name)
-            fault = QStringLiteral("class: expected %1").arg(name);
-        if (!fault.isEmpty())
-            return QStringLiteral("package %1: %2").arg(i + 1).arg(fault);
-    }
-    return {};
-}
-
-Outcome compareFields(const QJsonObject &expected, const QJsonObject &answer)
-{
-    const QJsonObject wanted = expected.value(QLatin1String("fields")).toObject();
-    const QJsonObject got = answer.value(QLatin1String("fields")).toObject();
-    const PackageClass *itsClass = packageClass(text(expected, "class"));
-    const QString fault = itsClass
-        ? faultOfFields(*itsClass, wanted, got)
-        : faultOfPackages(wanted.value(QLatin1String("packages")).toArray(),
-                          got.value(QLatin1String("packages")).toArray());
-    return fault.isEmpty() ? Outcome{Outcome::Passed, {}} : failed(fault);
-}
-
-Outcome compare(const QJsonObject &expected, const QByteArray &line)
-{
-    QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(line, &error);
-    if (!document.isObject())
-        return ended(QStringLiteral("the answer is not a JSON object in one line"));
-    const QJsonObject answer = document.object();
-    const QString name = text(expected, "case");
-    if (text(answer, "case") != name)
-        return ended(QStringLiteral("the answer is not for this case: %1")
-                         .arg(compact(answer.value(QLatin1String("case")))));
-    const QString verdict = text(answer, "verdict");
-    if (verdict == QLatin1String("unsupported"))
-        return {Outcome::Unsupported, {}};
-    if (verdict != text(expected, "verdict")) {
-        return failed(QStringLiteral("verdict: expected %1, got %2")
-                          .arg(compact(expected.value(QLatin1String("verdict"))),
-                               compact(answer.value(QLatin1String("verdict")))));
-    }
-    if (verdict == QLatin1String("refused"))
-        return {Outcome::Passed, {}};
-    if (text(expected, "task") == QLatin1String("decode"))
-        return compareFields(expected, answer);
-    return expected.contains(QLatin1String("text")) ? compareText(expected, answer)
-                                                    : compareBytes(expected, answer);
-}
-
-Outcome run(Program &program, const QJsonObject &expected)
-{
-    QByteArray answer;
-    const QString fault =
-        program.ask(QJsonDocument(questionOf(expected)).toJson(QJsonDocument::Compact), &answer);
-    return fault.isEmpty() ? compare(expected, answer) : ended(fault);
-}
-
-QString faultOfNames(const QString &name, const QJsonObject &fields)
-{
-    const PackageClass *itsClass = packageClass(name);
-    if (!itsClass)
-        return QStringLiteral("class: there is no such class");
-    for (const QString &field : fields.keys()) {
-        if (!itsClass->field(field) && field != QLatin1String("class"))
-            return QStringLiteral("%1: %2 has no such field").arg(field, name);
-    }
-    return {};
-}
-
-/// What is wrong with a case, or an empty text.
-QString faultOf(const QJsonObject &json)
-{
-    if (text(json, "case").isEmpty())
-        return QStringLiteral("no JSON object with a case");
-    const QString task = text(json, "task");
-    if (task != QLatin1String("encode") && task != QLatin1String("decode"))
-        return QStringLiteral("task: not one of encode, decode");
-    const QString verdict = text(json, "verdict");
-    if (verdict != QLatin1String("accepted") && verdict != QLatin1String("refused"))
-        return QStringLiteral("verdict: not one of accepted, refused");
-    const bool hasText = json.value(QLatin1String("text")).isString();
-    QByteArray bytes;
-    if (hasText == json.value(QLatin1String("bytes")).isString()
-        || !bytesFromHex(text(json, "bytes"), &bytes).isEmpty())
-        return QStringLiteral("neither bytes nor text");
-    const QJsonObject fields = json.value(QLatin1String("fields")).toObject();
-    if (text(json, "class") != className(ClassId::PackageRequestCombination))
-        return faultOfNames(text(json, "class"), fields);
-    for (const QJsonValue package : fields.value(QLatin1String("packages")).toArray()) {
-        QString fault = faultOfNames(text(package.toObject(), "class"), package.toObject());
-        if (!fault.isEmpty())
-            return fault;
-    }
-    return task == QLatin1String("decode")
-        ? QString()
-        : QStringLiteral("task: no program encodes a combination");
-}
-
-/// Reads all cases before the first of them is run.
-QVector<QJsonObject> casesOf(const QByteArray &content, const QString &origin)
-{
-    QVector<QJsonObject> cases;
-    int number = 0;
-    for (const QByteArray &line : content.split('\n')) {
-        ++number;
-        if (line.trimmed().isEmpty())
-            continue;
-        const QJsonObject json = QJsonDocument::fromJson(line).object();
-        const QString fault = faultOf(json);
-        if (!fault.isEmpty())
-            fail(QStringLiteral("%1: line %2: %3").arg(origin).arg(number).arg(fault));
-        cases.append(json);
-    }
-    if (cases.isEmpty())
-        fail(QStringLiteral("%1: there is no case").arg(origin));
-    return cases;
-}
-
-int timeoutOf(const CommandLine &line)
+double secondsOf(const CommandLine &line, int usual)
 {
     if (!line.isSet("timeout"))
-        return DefaultTimeout * 1000;
+        return usual;
     bool isNumber = false;
     const double seconds = line.value("timeout").toDouble(&isNumber);
     if (!isNumber || !(seconds >= 0.001 && seconds <= LongestTimeout))
         fail(QStringLiteral("--timeout %1: not seconds from 0.001 to %2")
                  .arg(line.value("timeout"))
                  .arg(LongestTimeout));
-    return static_cast<int>(seconds * 1000);
+    return seconds;
 }
 
-} // namespace
-
-int conformProgram(const QStringList &arguments)
+/// The file of --junit, which is opened before anything is run.
+class Report
 {
-    CommandLine line(QStringLiteral("conform"),
-                     QStringLiteral("Asks a program to encode and decode, and reports what it gets "
-                                    "wrong."),
-                     ConformExamples);
-    line.addOption("cases", "Takes the cases from a file, \"-\" for standard input.", "FILE");
-    line.addOption("timeout", "How long an answer may take; 5 where it is missing.", "SECONDS");
-    line.addOption("print", "Prints the cases and runs no program.");
-    line.addArgument("PROGRAM",
-                     "The program and its arguments, behind \"--\" if one is an option.");
-    line.parse(arguments, std::numeric_limits<int>::max());
+public:
+    explicit Report(const CommandLine &line)
+        : m_file(line.value("junit"))
+    {
+        if (line.isSet("junit") && !m_file.open(QIODevice::WriteOnly))
+            fail(QStringLiteral("%1: %2").arg(m_file.fileName(), m_file.errorString()));
+    }
 
+    void write(const QString &subject, const QVector<TestResult> &results)
+    {
+        if (!m_file.isOpen())
+            return;
+        const QByteArray xml = junitXml(subject, results);
+        if (m_file.write(xml) != xml.size() || !m_file.flush())
+            fail(QStringLiteral("%1: %2").arg(m_file.fileName(), m_file.errorString()));
+    }
+
+private:
+    QFile m_file;
+};
+
+int exitStatusOf(const QVector<TestResult> &results)
+{
+    return countOf(TestResult::Failed, results) == 0 && countOf(TestResult::Passed, results) > 0
+        ? EXIT_SUCCESS
+        : Refused;
+}
+
+// Programs
+
+QString nameOf(const QJsonObject &ofCase)
+{
+    return ofCase.value(QLatin1String("case")).toString();
+}
+
+void printFailure(const TestResult &result)
+{
+    print(QStringLiteral("FAILED %1: %2\n").arg(result.name, result.reason).toUtf8());
+}
+
+Judgement askAndJudge(CodecProgram &program, const QJsonObject &ofCase)
+{
+    const QString fault = program.start();
+    if (!fault.isEmpty())
+        fail(fault);
+    QByteArray answer;
+    const QString reason = program.ask(questionOf(ofCase), &answer);
+    return reason.isEmpty() ? judge(ofCase, answer) : Judgement{Judgement::NoAnswer, reason};
+}
+
+/// Asks for one case after the other, as long as the program answers.
+QVector<TestResult> resultsOf(const QVector<QJsonObject> &cases, CodecProgram &program)
+{
+    QVector<TestResult> results;
+    for (const QJsonObject &ofCase : cases)
+        results.append({TestResult::NotRun, kindOf(ofCase), nameOf(ofCase), {}, 0});
+    int endings = 0;
+    for (int i = 0; i < cases.size() && endings < MostEndings; ++i) {
+        QElapsedTimer clock;
+        clock.start();
+        const Judgement judgement = askAndJudge(program, cases[i]);
+        TestResult &result = results[i];
+        result.seconds = static_cast<double>(clock.nsecsElapsed()) / 1e9;
+        result.reason = judgement.reason;
+        result.verdict = judgement.kind == Judgement::Passed ? TestResult::Passed
+            : judgement.kind == Judgement::Unsupported       ? TestResult::Unsupported
+                                                             : TestResult::Failed;
+        if (result.verdict == TestResult::Failed)
+            printFailure(result);
+        if (judgement.kind == Judgement::NoAnswer) {
+            program.end();
+            ++endings;
+        }
+    }
+    if (endings == MostEndings)
+        print("given up: too many of these\n");
+    return results;
+}
+
+/// A kind of case is supported or it is not: whoever answers some cases of it answers all.
+void refuseExceptions(QVector<TestResult> *results)
+{
+    QSet<QString> answered;
+    for (const TestResult &result : qAsConst(*results)) {
+        if (result.verdict == TestResult::Passed || result.verdict == TestResult::Failed)
+            answered.insert(result.group);
+    }
+    for (TestResult &result : *results) {
+        if (result.verdict != TestResult::Unsupported || !answered.contains(result.group))
+            continue;
+        result.verdict = TestResult::Failed;
+        result.reason = QStringLiteral("unsupported, though the program answers others of this "
+                                       "kind: %1")
+                            .arg(result.group);
+        printFailure(result);
+    }
+}
+
+QVector<QJsonObject> casesOf(const CommandLine &line, QByteArray *content)
+{
     const QString origin =
         line.isSet("cases") ? line.value("cases") : QStringLiteral(":/conformance/cases.jsonl");
-    const QByteArray content = contentOf(origin);
-    const QVector<QJsonObject> cases = casesOf(content, origin);
+    *content = contentOf(origin);
+    QVector<QJsonObject> cases;
+    const QString fault = casesFromLines(*content, &cases);
+    if (!fault.isEmpty())
+        fail(QStringLiteral("%1: %2").arg(origin, fault));
+    return cases;
+}
+
+int conformCodec(const CommandLine &line)
+{
+    QByteArray content;
+    const QVector<QJsonObject> cases = casesOf(line, &content);
     if (line.isSet("print")) {
         print(content);
         return EXIT_SUCCESS;
     }
     if (line.arguments().isEmpty())
         fail(QStringLiteral("PROGRAM: missing"));
-
-    Program program(line.arguments(), timeoutOf(line));
-    int counts[4] = {};
-    for (const QJsonObject &json : cases) {
-        const Outcome outcome = run(program, json);
-        ++counts[outcome.kind];
-        if (outcome.kind == Outcome::Ended)
-            program.end();
-        if (!outcome.reason.isEmpty())
-            print(
-                QStringLiteral("FAILED %1: %2\n").arg(text(json, "case"), outcome.reason).toUtf8());
-        if (counts[Outcome::Ended] == MostEndings) {
-            print("given up: too many of these\n");
-            break;
-        }
-    }
-    const int failures = counts[Outcome::Failed] + counts[Outcome::Ended];
-    const int notRun =
-        cases.size() - failures - counts[Outcome::Passed] - counts[Outcome::Unsupported];
+    Report report(line);
+    CodecProgram program(line.arguments(),
+                         static_cast<int>(1000 * secondsOf(line, ProgramTimeout)));
+    QVector<TestResult> results = resultsOf(cases, program);
+    refuseExceptions(&results);
+    if (countOf(TestResult::Passed, results) == 0)
+        print("nothing passed: a program that supports nothing does not conform\n");
     print(QStringLiteral("%1 cases: %2 passed, %3 failed, %4 unsupported, %5 not run\n")
-              .arg(cases.size())
-              .arg(counts[Outcome::Passed])
-              .arg(failures)
-              .arg(counts[Outcome::Unsupported])
-              .arg(notRun)
+              .arg(results.size())
+              .arg(countOf(TestResult::Passed, results))
+              .arg(countOf(TestResult::Failed, results))
+              .arg(countOf(TestResult::Unsupported, results))
+              .arg(countOf(TestResult::NotRun, results))
               .toUtf8());
-    return failures == 0 && counts[Outcome::Passed] > 0 ? EXIT_SUCCESS : Refused;
+    report.write(line.arguments().constFirst(), results);
+    return exitStatusOf(results);
+}
+
+// Devices
+
+/// A block as the command line has it: ADDRESS:LENGTH, or ADDRESS=DATA.
+RegisterBlock blockOf(const char *option, const QString &text)
+{
+    const auto refuse = [&](const QString &reason) {
+        fail(QStringLiteral("--%1 %2: %3").arg(QLatin1String(option), text, reason));
+    };
+    const int end = text.indexOf(QRegularExpression(QStringLiteral("[:=]")));
+    bool isNumber = false;
+    RegisterBlock block;
+    block.address = text.left(end).toUInt(&isNumber, 0);
+    if (end < 0 || !isNumber)
+        refuse(QStringLiteral("not ADDRESS:LENGTH or ADDRESS=DATA"));
+    const QString rest = text.mid(end + 1);
+    if (text.at(end) == QLatin1Char(':')) {
+        block.length = rest.toInt();
+    } else {
+        QByteArray data;
+        const QString fault = bytesFromHex(rest, &data);
+        if (!fault.isEmpty())
+            refuse(fault);
+        block.length = static_cast<int>(data.size());
+        block.data = data;
+    }
+    if (block.length < 1 || block.length > LargestBlock)
+        refuse(QStringLiteral("not 1 to %1 bytes").arg(LargestBlock));
+    return block;
+}
+
+std::vector<Form> formsOf(const CommandLine &line)
+{
+    const QStringList words{QStringLiteral("frame"), QStringLiteral("text"),
+                            QStringLiteral("linux")};
+    constexpr Form Forms[] = {Form::Frame, Form::Text, Form::Linux};
+    std::vector<Form> forms;
+    for (const QString &word : line.values("form")) {
+        const int index = words.indexOf(word);
+        if (index < 0)
+            fail(QStringLiteral("--form %1: not one of %2")
+                     .arg(word, words.join(QLatin1String(", "))));
+        forms.push_back(Forms[index]);
+    }
+    return forms.empty() ? std::vector<Form>{Form::Frame} : forms;
+}
+
+/// What every request has; the fields are those of every class.
+QJsonObject fieldsOf(const CommandLine &line)
+{
+    const std::unique_ptr<PackageBase> package = packageClasses().front().create();
+    QJsonObject fields;
+    for (const QString &assignment : line.values("set")) {
+        const QJsonObject field{
+            {assignment.section(QLatin1Char('='), 0, 0), assignment.section(QLatin1Char('='), 1)}};
+        const QString fault = packageFromJson(field, *package);
+        if (!fault.isEmpty())
+            fail(QStringLiteral("--set %1: %2").arg(assignment, fault));
+        fields.insert(field.constBegin().key(), field.constBegin().value());
+    }
+    return fields;
+}
+
+DevicePlan planOf(const CommandLine &line)
+{
+    DevicePlan plan;
+    plan.forms = formsOf(line);
+    plan.fields = fieldsOf(line);
+    plan.seconds = secondsOf(line, DeviceTimeout);
+    for (const QString &text : line.values("read"))
+        plan.reads.push_back(blockOf("read", text));
+    for (const QString &text : line.values("write")) {
+        plan.writes.push_back(blockOf("write", text));
+        if (!plan.writes.back().data)
+            fail(QStringLiteral("--write %1: not ADDRESS=DATA").arg(text));
+    }
+    if (plan.reads.empty() && plan.writes.empty())
+        fail(QStringLiteral("--read: missing: which block may be read?"));
+    return plan;
+}
+
+/// The way to the device; records and frames go to a serial port as they are.
+std::unique_ptr<DeviceLink> linkOf(const CommandLine &line)
+{
+    const QString place = line.value("device");
+    const QStringList words{QStringLiteral("labelled"), QStringLiteral("raw")};
+    const bool isSerial = place.startsWith(QLatin1Char('/'));
+    const bool isRaw = line.isSet("framing") ? line.choice("framing", words) == 1 : isSerial;
+    const int baud = line.isSet("baud") ? line.value("baud").toInt() : UsualBaud;
+    QString fault;
+    std::unique_ptr<DeviceLink> link =
+        openDevice(place, isRaw ? Framing::Raw : Framing::Labelled, baud, &fault);
+    if (!link)
+        fail(fault);
+    return link;
+}
+
+void printCheck(const TestResult &result)
+{
+    const bool failed = result.verdict == TestResult::Failed;
+    const char *const words[] = {"ok     ", "FAILED ", "", "not run"};
+    print(QStringLiteral("%1 %2: %3%4\n")
+              .arg(QLatin1String(words[result.verdict]), result.group, result.name,
+                   failed ? QLatin1String(": ") + result.reason : QString())
+              .toUtf8());
+}
+
+int conformDevice(const CommandLine &line)
+{
+    if (!line.arguments().isEmpty())
+        fail(QStringLiteral("%1: a program or a device").arg(line.arguments().constFirst()));
+    const DevicePlan plan = planOf(line);
+    Report report(line);
+    const std::unique_ptr<DeviceLink> link = linkOf(line);
+    const QVector<TestResult> results = judgeDevice(*link, plan, printCheck);
+    print(QStringLiteral("%1 checks: %2 passed, %3 failed, %4 not run\n")
+              .arg(results.size())
+              .arg(countOf(TestResult::Passed, results))
+              .arg(countOf(TestResult::Failed, results))
+              .arg(countOf(TestResult::NotRun, results))
+              .toUtf8());
+    report.write(line.value("device"), results);
+    return exitStatusOf(results);
+}
+
+} // namespace
+
+int conformProgram(const QStringList &arguments)
+{
+    CommandLine line(
+        QStringLiteral("conform"),
+        QStringLiteral("Asks a program to encode and decode, or a device for data, and "
+                       "reports what it gets wrong."),
+        ConformExamples);
+    line.addOption("cases", "Takes the cases from a file, \"-\" for standard input.", "FILE");
+    line.addOption("timeout", "How long an answer may take; 5 where it is missing, 1 for a device.",
+                   "SECONDS");
+    line.addOption("junit", "Writes the results as JUnit XML as well.", "FILE");
+    line.addOption("print", "Prints the cases and runs no program.");
+    line.addOption("device", "Asks a device: HOST:PORT, or the file of a serial port.", "PLACE");
+    line.addOption("form",
+                   "An encoding of the device: frame (default), text or linux; may be "
+                   "given again.",
+                   "FORM");
+    line.addOption("set", "A field of every request, such as portAddr=2; may be given again.",
+                   "NAME=VALUE");
+    line.addOption("read",
+                   "A block to read: ADDRESS:LENGTH, or ADDRESS=DATA where it is known "
+                   "what is there; may be given again.",
+                   "BLOCK");
+    line.addOption("write",
+                   "A block to write, read back and set to what was there before: "
+                   "ADDRESS=DATA; may be given again. Nothing else is written.",
+                   "BLOCK");
+    line.addOption("framing",
+                   "How messages travel: labelled (default for HOST:PORT) or raw "
+                   "(default for a serial port).",
+                   "FRAMING");
+    line.addOption("baud", "The speed of a serial port; 115200 where it is missing.", "BAUD");
+    line.addArgument("PROGRAM", "The program and its arguments, after \"--\" if one is an option.");
+    line.parse(arguments, std::numeric_limits<int>::max());
+    return line.isSet("device") ? conformDevice(line) : conformCodec(line);
 }

@@ -35,7 +35,7 @@ const char Overview[] =
     "  check    say whether frames and records are what encoders write\n"
     "  diff     show the fields in which two frames or records differ\n"
     "  combine  print a combination record of several packages\n"
-    "  conform  hold another program to the protocol, case by case\n"
+    "  conform  hold another program or a device to the protocol\n"
     "  classes  list the classes and their fields\n"
     "\n"
     "korvinpack COMMAND --help says more. Wrong input ends with exit status 2, one line on\n"

@@ -36,16 +36,20 @@ WRITES = DATA_WRITES | {
     "PackageRequestWrite", "PackageRequestWriteFile", "PackageRequestWriteMemData",
 }
 
-MOST_ANNOUNCED = 256 * 1024 * 1024
+MOST_ANNOUNCED = 1 << 28
 
 
 class Refused(Exception):
-    """The input is none of its form."""
+    """The input does not have its form."""
 
 
 def signed(number, bits):
-    number &= (1 << bits) - 1
     return number - (1 << bits) if number >> (bits - 1) else number
+
+
+def zeros(count):
+    """Bytes that are announced and not there are 0, unless there are more than anybody has."""
+    return bytes(count) if 0 < count <= MOST_ANNOUNCED else b""
 
 
 def code_number(names, value):
@@ -54,10 +58,6 @@ def code_number(names, value):
         if value == name:
             return number
     return int(value)
-
-
-def code_value(names, number):
-    return names.get(number, number)
 
 
 # Byte frames
@@ -81,11 +81,10 @@ class FrameReader:
 
     def integer(self, width, is_signed=False):
         """A number that does not fit into the data reads as 0 and takes no bytes."""
-        end = self.position + width
-        if end > len(self.frame):
+        raw = self.frame[self.position:self.position + width]
+        if len(raw) < width:
             return 0
-        raw = self.frame[self.position:end]
-        self.position = end
+        self.position += width
         return int.from_bytes(raw, "little", signed=is_signed)
 
     def bytes(self, size):
@@ -142,7 +141,7 @@ def write_payload(out, cls, f, with_request):
     if with_request and cls in READS:
         out.integer(4, f["replyDataLength"])
         out.integer(1, f["clientPackageType"])
-    if with_request and cls in WRITES:
+    elif with_request and cls in WRITES:
         out.integer(1, 1 if f["broadcast"] else 0)
         out.integer(1, f["clientPackageType"])
     if cls == "PackageRequestReadData":
@@ -161,35 +160,30 @@ def write_payload(out, cls, f, with_request):
 
 
 def read_block(src, f, length_field):
-    """What is announced and not there stays as it was, or is 0, unless it is beyond all measure."""
+    """Reads a length and the data; gives the position between them."""
     length = src.integer(4, True)
+    start = src.position
     f[length_field] = length
-    if length < 1:
-        f["data"] = b""
-        return
-    data = src.bytes(length)
-    if data is not None:
-        f["data"] = data
-    elif length > MOST_ANNOUNCED:
-        f["data"] = b""
-    else:
-        f["data"] = (f["data"] + bytes(length))[:length]
+    data = src.bytes(max(0, length))
+    if data is None:
+        announced = zeros(length)
+        data = (f["data"] + announced)[:len(announced)]
+    f["data"] = data
+    return start
 
 
 def read_payload(src, cls, f, with_request):
     if with_request and cls in READS:
         f["replyDataLength"] = src.integer(4, True)
         f["clientPackageType"] = src.integer(1)
-    if with_request and cls in WRITES:
+    elif with_request and cls in WRITES:
         f["broadcast"] = src.integer(1) == 1
         f["clientPackageType"] = src.integer(1)
     if cls == "PackageRequestReadData":
         read_block(src, f, "replyDataLength")
     elif cls in DATA_WRITES and with_request:
-        start = src.position
-        read_block(src, f, "packageDataLength")
         # The data bytes are not counted as consumed, and no length is negative.
-        src.position = min(src.position, start + 4) if start + 4 <= len(src.frame) else start
+        src.position = read_block(src, f, "packageDataLength")
         f["packageDataLength"] = max(0, f["packageDataLength"])
     elif cls == "PackageRequestReadFile":
         size = src.integer(2)
@@ -227,19 +221,19 @@ def encode_frame(cls, direction, reply, f):
 
 def decode_frame(cls, direction, frame, f):
     src = FrameReader(frame)
-    full = direction == "reply" and frame[:1] not in (b"", b"\0")
-    if direction == "request" or full:
+    if direction == "request":
         read_header(src, f)
         read_payload(src, cls, f, True)
-    if direction == "request":
         return
-    if not full:
+    full = frame[:1] > b"\0"
+    if full:
+        read_header(src, f)
+        read_payload(src, cls, f, True)
+    else:
         src.position = 1
         f["serialNum"] = src.integer(2)
     for name in ("ackCode", "commResult", "packResult"):
         f[name] = src.integer(1)
-    if not full:
-        src.position = 6
     read_payload(src, cls, f, full)
 
 
@@ -253,32 +247,28 @@ def checksum(frame):
 def encode_linux(cls, f):
     length = f["replyDataLength"] if cls == "PackageRequestReadData" else f["packageDataLength"]
     code = f["readWriteCode"]
+    out = FrameWriter()
+    out.bytes(b"\x55\xAA\0")
+    out.integer(1, f["serialNum"])
+    out.integer(1, f["scrAddr"])
+    out.integer(1, f["desAddr"])
+    out.integer(1, f["deviceType"])
+    out.integer(1, f["portAddr"])
+    out.integer(2, f["scanBoardAddr"])
+    out.integer(1, code)
+    out.integer(1, f["reserved2"])
+    out.integer(2, f["lowAddr"])
+    out.integer(2, f["highAddr"])
     if code == 1:
         length = max(0, length)
-    data = b""
-    if code not in (0, 1):
-        frame = bytearray(18)
-    else:
-        out = FrameWriter()
-        out.bytes(b"\x55\xAA\0")
-        out.integer(1, f["serialNum"])
-        out.integer(1, f["scrAddr"])
-        out.integer(1, f["desAddr"])
-        out.integer(1, f["deviceType"])
-        out.integer(1, f["portAddr"])
-        out.integer(2, f["scanBoardAddr"])
-        out.integer(1, code)
-        out.integer(1, f["reserved2"])
-        out.integer(2, f["lowAddr"])
-        out.integer(2, f["highAddr"])
-        out.integer(2, length)
-        frame = out.frame
-        if code == 1 and length != 0:
-            # All of the data is carried; the checksum stands where the length says.
-            data = f["data"]
-    size = 18 + (length if code == 1 else 0)
-    frame += data
-    frame += bytes(max(0, size + 2 - len(frame)))
+    out.integer(2, length)
+    frame = out.frame if code in (0, 1) else bytearray(18)
+    size = 18
+    if code == 1 and length != 0:
+        # All of the data is carried; the checksum stands where the length says.
+        size += length
+        frame += f["data"]
+    frame += zeros(size + 2 - len(frame))
     frame[size:size + 2] = checksum(frame[2:size]).to_bytes(2, "little")
     return bytes(frame)
 
@@ -290,7 +280,7 @@ def decode_linux(cls, frame, f):
     def word(i):
         return byte(i) | byte(i + 1) << 8
 
-    if word(len(frame) - 2) != checksum(frame[2:max(2, len(frame) - 2)]):
+    if word(len(frame) - 2) != checksum(frame[2:-2]):
         raise Refused
     status = signed(byte(2), 8)
     f["commResult"] = status + 1
@@ -307,13 +297,13 @@ def decode_linux(cls, frame, f):
     f["lowAddr"] = word(12)
     f["highAddr"] = word(14)
     length = word(16)
-    data = frame[18:max(18, len(frame) - 2)][:length]
+    data = frame[18:-2][:length]
     if cls == "PackageRequestReadData":
         f["replyDataLength"] = length
         f["data"] = data
     else:
         f["packageDataLength"] = length
-        f["data"] = data + bytes(length - len(data))
+        f["data"] = data + zeros(length - len(data))
 
 
 # Text records
@@ -332,12 +322,12 @@ def int32(text):
 
 
 def uint32(text):
-    return 0 if "-" in text else number(text, 0, (1 << 32) - 1)
+    return number(text, 0, (1 << 32) - 1)
 
 
 def write_data_string(data, count):
     """The first bytes of the data; 0 for those that it does not have."""
-    data += bytes(max(0, count - len(data)))
+    data += zeros(count - len(data))
     return "/".join(str(byte) for byte in data[:max(0, count)])
 
 
@@ -350,15 +340,14 @@ def count_of_written(f, reply):
 
 def read_data_string(text, length):
     parts = [int32(part) & 0xFF for part in text.split("/")][:max(0, length)]
-    return bytes(parts) + bytes(max(0, length - len(parts)))
+    return bytes(parts) + zeros(length - len(parts))
 
 
-def own_columns(cls, direction, f):
-    reply = direction == "reply"
+def own_columns(cls, reply, f):
     columns = []
     if cls in READS:
         columns += [f["replyDataLength"], KINDS.get(f["clientPackageType"], "data")]
-    if cls in WRITES:
+    elif cls in WRITES:
         columns += ["true" if f["broadcast"] else "false",
                     KINDS.get(f["clientPackageType"], "data")]
     if cls == "PackageRequestReadData" and reply:
@@ -378,8 +367,8 @@ def own_columns(cls, direction, f):
     return columns
 
 
-def encode_text(cls, direction, f):
-    ack = [f["ackCode"]] if direction == "reply" else []
+def encode_text(cls, reply, f):
+    ack = [f["ackCode"]] if reply else []
     if cls == "SpecialPackageRequest":
         columns = [f["id"], f["timeout"], f["strData"]] + ack
     else:
@@ -392,7 +381,7 @@ def encode_text(cls, direction, f):
             f["timeout"], f["tag"],
             COMM_RESULTS.get(f["commResult"], ""),
             PACKAGE_RESULTS.get(f["packResult"], ""),
-        ] + ack + own_columns(cls, direction, f)
+        ] + ack + own_columns(cls, reply, f)
     return ",".join(str(column) for column in columns)
 
 
@@ -413,8 +402,7 @@ COLUMNS = {
 }
 
 
-def decode_text(cls, direction, text, f):
-    reply = direction == "reply"
+def decode_text(cls, reply, text, f):
     c = text.split(",")
     if len(c) < COLUMNS[cls][1 if reply else 0]:
         raise Refused
@@ -441,14 +429,16 @@ def decode_text(cls, direction, text, f):
     if cls in READS:
         f["replyDataLength"] = int32(c[15])
         f["clientPackageType"] = result(KINDS, c[16], 2)
-    if cls in WRITES:
+    elif cls in WRITES:
         f["broadcast"] = c[15] == "true"
         f["clientPackageType"] = result(KINDS, c[16], 0)
     own = 18 if reply else 17
     if cls == "PackageRequestReadData" and reply:
-        f["replyDataLength"] = read_length_and_data(c[18], c[19], f, True)
+        f["replyDataLength"] = int32(c[18])
+        read_data(c[19], f["replyDataLength"], f, True)
     elif cls in DATA_WRITES:
-        f["packageDataLength"] = read_length_and_data(c[own], c[own + 1], f, not reply)
+        f["packageDataLength"] = int32(c[own])
+        read_data(c[own + 1], f["packageDataLength"], f, not reply)
     elif cls == "PackageRequestReadFile":
         f["fileNameWithPath"] = c[own]
     elif cls == "PackageRequestReadMemData":
@@ -461,13 +451,11 @@ def decode_text(cls, direction, text, f):
         f["packageDataLength"] = int32(c[18])
 
 
-def read_length_and_data(length_column, data_column, f, must_agree):
-    length = int32(length_column)
-    if must_agree and length != data_column.count("/") + 1:
+def read_data(column, length, f, must_agree):
+    if must_agree and length != column.count("/") + 1:
         raise Refused
     if length <= MOST_ANNOUNCED:
-        f["data"] = read_data_string(data_column, length)
-    return length
+        f["data"] = read_data_string(column, length)
 
 
 COMBINATION_TYPES = {
@@ -484,8 +472,11 @@ def decode_combination(text):
             break
         if parts[0] not in COMBINATION_TYPES:
             raise Refused
-        fields = {"data": b"", "fileNameWithPath": ""}
-        decode_text(COMBINATION_TYPES[parts[0]], "request", parts[1], fields)
+        fields = {"data": b""}
+        try:
+            decode_text(COMBINATION_TYPES[parts[0]], False, parts[1], fields)
+        except Refused:
+            pass  # The package stays as it is by now.
         packages.append({"class": COMBINATION_TYPES[parts[0]], **fields_for_answer(fields)})
     return packages
 
@@ -506,15 +497,8 @@ def fields_from_case(case):
 
 
 def fields_for_answer(fields):
-    answer = dict(fields)
-    for name, value in fields.items():
-        if name in CODES:
-            answer[name] = code_value(CODES[name], value)
-        elif name == "data":
-            answer[name] = value.hex()
-        elif name == "serialNum" and value > (1 << 53):
-            answer[name] = str(value)
-    return answer
+    """Codes may be numbers; a serial number may have more digits than a number of JSON."""
+    return {**fields, "data": fields["data"].hex(), "serialNum": str(fields.get("serialNum", 0))}
 
 
 def answer_to(case):
@@ -522,15 +506,15 @@ def answer_to(case):
     if case["task"] == "encode":
         fields = fields_from_case(case)
         if form == "text":
-            return {"text": encode_text(cls, direction, fields)}
+            return {"text": encode_text(cls, direction == "reply", fields)}
         if form == "linux":
             return {"bytes": encode_linux(cls, fields).hex()}
         return {"bytes": encode_frame(cls, direction, case.get("reply"), fields).hex()}
     if cls == "PackageRequestCombination":
         return {"fields": {"packages": decode_combination(case["text"])}}
-    fields = {"data": b"", "fileNameWithPath": "", "strData": ""}
+    fields = {"data": b"", "fileNameWithPath": ""}
     if form == "text":
-        decode_text(cls, direction, case["text"], fields)
+        decode_text(cls, direction == "reply", case["text"], fields)
     elif form == "linux":
         decode_linux(cls, bytes.fromhex(case["bytes"]), fields)
     else:

@@ -190,7 +190,7 @@ TEST_F(Conform, NoticesASecondLine)
 {
     const Finished run = shell("60", "while read line; do printf '%s\\n%s\\n' \"$line\" x; done");
     EXPECT_EQ(run.exitStatus, 1);
-    EXPECT_EQ(run.output.count("the program printed more than one line for the case in front")
+    EXPECT_EQ(run.output.count("the program printed more than one line for the case before")
                   + run.output.count("the answer is not a JSON object in one line"),
               10);
 }
@@ -210,9 +210,63 @@ TEST_F(Conform, DoesNotPassAProgramThatSupportsNothing)
                                R"(sed -u 's/.*"case":\("[^"]*"\).*/)"
                                R"({"case":\1,"verdict":"unsupported"}/')");
     EXPECT_EQ(run.exitStatus, 1);
-    EXPECT_EQ(run.output.count('\n'), 1) << run.output.toStdString();
+    EXPECT_EQ(firstLine(run), "nothing passed: a program that supports nothing does not conform");
+    EXPECT_EQ(run.output.count('\n'), 2) << run.output.toStdString();
     EXPECT_TRUE(run.output.contains(": 0 passed, 0 failed, ")) << run.output.toStdString();
     EXPECT_TRUE(run.output.endsWith(" unsupported, 0 not run\n"));
+}
+
+/// Two cases of one kind and one of another.
+const char TwoKinds[] =
+    R"({"case":"a","task":"decode","class":"PackageBase","form":"frame","direction":"reply",)"
+    R"("bytes":"00","fields":{},"verdict":"accepted"})"
+    "\n"
+    R"({"case":"b","task":"decode","class":"PackageBase","form":"frame","direction":"reply",)"
+    R"("bytes":"0005","fields":{},"verdict":"accepted"})"
+    "\n"
+    R"({"case":"c","task":"decode","class":"PackageBase","form":"frame","direction":"reply",)"
+    R"("bytes":"01","fields":{},"verdict":"accepted"})";
+
+/// Answers case a as it should be, and calls all others unsupported.
+const char SupportsOne[] = R"(sed -u -e 's/.*"case":"a".*/{"case":"a","verdict":"accepted"}/;t' )"
+                           R"(-e 's/.*"case":\("[^"]*"\).*/{"case":\1,"verdict":"unsupported"}/')";
+
+TEST_F(Conform, TakesAKindOfCaseAsAWhole)
+{
+    const auto conformCases = [&](const QByteArray &cases) {
+        return conform({QStringLiteral("--cases"), write("cases.jsonl", cases),
+                        QStringLiteral("--"), QStringLiteral("sh"), QStringLiteral("-c"),
+                        QString::fromLatin1(SupportsOne)});
+    };
+    const Finished run = conformCases(TwoKinds);
+    EXPECT_EQ(run.output.toStdString(),
+              "FAILED b: unsupported, though the program answers others of this kind: "
+              "decode frame reply (short) of PackageBase\n"
+              "3 cases: 1 passed, 1 failed, 1 unsupported, 0 not run\n");
+    EXPECT_EQ(run.exitStatus, 1);
+
+    QByteArray others = TwoKinds;
+    others.replace("\"bytes\":\"0005\"", "\"bytes\":\"0105\"");
+    const Finished whole = conformCases(others);
+    EXPECT_EQ(whole.output, "3 cases: 1 passed, 0 failed, 2 unsupported, 0 not run\n");
+    EXPECT_EQ(whole.exitStatus, 0);
+}
+
+TEST_F(Conform, WritesAReport)
+{
+    const QString report = path("report.xml");
+    conform({QStringLiteral("--junit"), report, QStringLiteral("--cases"),
+             write("cases.jsonl", TwoKinds), QStringLiteral("--"), QStringLiteral("sh"),
+             QStringLiteral("-c"), QString::fromLatin1(SupportsOne)});
+    QFile file(report);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray xml = file.readAll();
+    EXPECT_TRUE(
+        xml.contains(R"(<testsuite name="sh" tests="3" failures="1" errors="0" skipped="1">)"))
+        << xml.toStdString();
+    EXPECT_TRUE(xml.contains(
+        R"(<testcase classname="decode frame reply (short) of PackageBase" name="a" )"))
+        << xml.toStdString();
 }
 
 TEST_F(Conform, RefusesWrongArgumentsAndCases)
@@ -235,6 +289,8 @@ TEST_F(Conform, RefusesWrongArgumentsAndCases)
         {{QStringLiteral("--timeout"), QStringLiteral("0"), QStringLiteral("cat")}, "--timeout 0"},
         {{QStringLiteral("--timeout"), QStringLiteral("nan"), QStringLiteral("cat")}, "--timeout"},
         {{QStringLiteral("--cases"), path("none"), QStringLiteral("cat")}, "none: "},
+        {conformCases(valid) + QStringList{QStringLiteral("--junit"), path("none/report")},
+         "none/report: "},
         {{path("none")}, "none: "},
         {conformCases(""), "there is no case"},
         {conformCases("x"), "line 1: no JSON object with a case"},

@@ -1,0 +1,25 @@
+#ifndef TESTREPORT_H
+#define TESTREPORT_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <QtCore/QVector>
+
+/// How one case or check went.
+struct TestResult
+{
+    enum Verdict { Passed, Failed, Unsupported, NotRun } verdict = NotRun;
+    QString group;      ///< What it belongs to.
+    QString name;       ///< What it is called.
+    QString reason;     ///< Why it has failed.
+    double seconds = 0; ///< How long it took.
+};
+
+/// How many results have that verdict.
+int countOf(TestResult::Verdict verdict, const QVector<TestResult> &results);
+
+/// The results as JUnit XML, which CI systems read: one test suite, a test case for each. What is
+/// unsupported or was not run counts as skipped.
+QByteArray junitXml(const QString &suite, const QVector<TestResult> &results);
+
+#endif
