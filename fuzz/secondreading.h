@@ -38,8 +38,8 @@ Reading readRecord(PackageBase &package, KorvinInspect::Direction direction, con
 /// of any other class from its header.
 Reading readLinuxReply(PackageBase &package, const QByteArray &frame);
 
-/// Expects that the encoders of @p package write what they should, and observes that. Encoders make
-/// announced bytes ready: with more than 64 KiB of them none is called.
+/// Expects that the encoders of @p package write what they should, and observes that. They write as
+/// many bytes as a length announces: with more than 4 KiB of them none is called.
 void expectWritten(PackageBase &package);
 
 #endif
