@@ -27,7 +27,7 @@ public:
     }
 };
 
-/// A new package of a type word; nothing for a word that a record is refused for.
+/// Makes a package of a type word; nothing for a word that a record is refused for.
 std::unique_ptr<PackageBase> packageOf(const QString &type)
 {
     if (type == QLatin1String("writeData"))

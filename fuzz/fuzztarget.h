@@ -48,7 +48,7 @@ inline void observe(const PackageBase &package)
         observe(QJsonDocument(KorvinInspect::packageToJson(package)).toJson());
 }
 
-/// The unsigned byte at a position; 0 outside of the array.
+/// Returns the unsigned byte at a position; 0 outside of the array.
 inline quint8 byteAt(const QByteArray &bytes, qint64 position)
 {
     return position >= 0 && position < bytes.size()
@@ -56,13 +56,13 @@ inline quint8 byteAt(const QByteArray &bytes, qint64 position)
         : 0;
 }
 
-/// The low 32 bits, as an int.
+/// Returns the low 32 bits as an int.
 inline int cut(qint64 value)
 {
     return static_cast<int>(static_cast<quint32>(value));
 }
 
-/// The letter that names a class in an input. It stays when other classes come.
+/// Returns the letter that names a class in an input. It stays when other classes come.
 inline char letterOf(KorvinInspect::ClassId id)
 {
     using Id = KorvinInspect::ClassId;
@@ -122,7 +122,7 @@ public:
         return static_cast<int>(value);
     }
 
-    /// The class of the next letter, or null.
+    /// Returns the class that the next byte names, or null.
     const KorvinInspect::PackageClass *packageClass()
     {
         const quint8 letter = byte();

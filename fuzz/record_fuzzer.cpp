@@ -10,7 +10,9 @@
 
 namespace {
 
-/// @return false where the record announces much and is not decoded.
+/// Expects that a record is decoded as it should be.
+///
+/// @return false where it announces much and is left alone.
 bool expectDecoded(const PackageClass &itsClass, Direction direction, const QString &record)
 {
     const std::unique_ptr<PackageBase> expected = filledPackage(itsClass);

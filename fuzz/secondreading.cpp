@@ -35,14 +35,14 @@ const QStringList PackNames =
           + "failure disConnect fileNoExist fileReadFailure fileCreatFailure fileWriteFailure "
             "deviceSpaceNoEnough cancelWait cancel abort timeOut");
 
-/// @return the code of a name, or @p unknown.
+/// Returns the code of a name, or @p unknown.
 int codeOf(const QStringList &names, const QString &name, int unknown)
 {
     const int code = name.isEmpty() ? -1 : names.indexOf(name);
     return code < 0 ? unknown : code;
 }
 
-/// @return the package as one of a class, or null.
+/// Returns the package as one of a class, or null.
 template <typename Package, typename Base>
 auto as(Base &package)
 {
@@ -63,7 +63,7 @@ void setDataLength(PackageBase &package, int length)
     package.setPackageDataLength(length);
 }
 
-/// The columns that a class has after the common ones, those of the register request included.
+/// Counts the columns after the common ones, those of the register request included.
 int ownColumns(const PackageBase &package, bool isReply)
 {
     if (as<PackageRequestReadFile>(package) || as<PackageRequestReadMemData>(package))
@@ -77,8 +77,8 @@ int ownColumns(const PackageBase &package, bool isReply)
 
 constexpr int KiB = 1024;
 
-/// What becomes of data whose announced length does not come: it is cut, or filled up with zeros.
-/// Beyond 256 MiB there is none.
+/// Returns what becomes of data whose announced length does not come: it is cut, or filled up with
+/// zeros. Beyond 256 MiB there is none.
 QByteArray announcedData(const QByteArray &before, int length, Reading &reading)
 {
     if (length > 64 * KiB) {
@@ -177,7 +177,7 @@ private:
         }
     }
 
-    /// As much as the length says.
+    /// Takes as much data as the length says.
     void data()
     {
         const int length = m_package.getDataLength();
@@ -185,7 +185,7 @@ private:
         m_package.setData(whole ? *whole : announcedData(m_package.data(), length, m_reading));
     }
 
-    /// UTF-8 up to its first zero byte; nothing where not all of it is there.
+    /// Takes UTF-8 up to its first zero byte; nothing where not all of it is there.
     QString text(int size) { return QString::fromUtf8(bytes(size).value_or("").constData()); }
 
     /// Passes over so many bytes, and gives them where all of them are there.
@@ -200,7 +200,8 @@ private:
         return m_frame.mid(start, count);
     }
 
-    /// An integer that does not fit is 0 and takes no bytes. One that begins before the array is 0.
+    /// Takes an integer. One that does not fit is 0 and takes no bytes; one that begins before the
+    /// array is 0.
     int integer(int width)
     {
         if (qint64(m_position) + width > m_frame.size())
@@ -279,7 +280,7 @@ private:
             OrvexEnum::PackageResults(codeOf(PackNames, text(14), OrvexEnum::PackOk)));
     }
 
-    /// Replies are read where a request has these, one column early.
+    /// Reads those of a reply where a request has them, one column early.
     void readRegister()
     {
         if (auto *const read = as<PackageRequestRead>(m_package)) {
@@ -311,7 +312,8 @@ private:
         }
     }
 
-    /// A data read's reply and a data write's request must have as many as the length says.
+    /// Reads a data string. In a data read's reply and a data write's request it must have as many
+    /// numbers as the length says.
     void readNumbers(const QStringList &numbers)
     {
         const bool isRead = as<PackageRequestRead>(m_package);
@@ -327,8 +329,8 @@ private:
         m_package.setData(data);
     }
 
-    /// A reply without an acknowledge code is refused; its own columns are taken all the same,
-    /// except where all others of a request are there.
+    /// Reads the columns of its own even of a reply that is refused because it has no acknowledge
+    /// code, except where that is all it lacks.
     void readSpecial(SpecialPackageRequest &special)
     {
         if (m_columns.size() < 3 || (m_isReply && m_columns.size() == 15))
@@ -338,7 +340,7 @@ private:
         special.setStrData(text(2));
     }
 
-    /// The parts that a request is sent in.
+    /// Counts the parts that a request is sent in.
     void countParts()
     {
         qint64 length = m_package.getDataLength();
@@ -451,8 +453,8 @@ QStringList writtenRegisterColumns(const PackageBase &package)
     return {};
 }
 
-/// The length and as many numbers, 0 for a byte that is not there. A data write's request has a
-/// first number wherever there is data, and its reply wherever there is a length.
+/// Writes the length and as many numbers, 0 for a byte that is not there. A data write's request
+/// has a first number wherever there is data, and its reply wherever there is a length.
 QStringList writtenDataColumns(const PackageBase &package, bool isReply)
 {
     const int length = package.getDataLength();
@@ -489,7 +491,7 @@ QString writtenRecord(const PackageBase &package, bool isReply)
     return columns.join(QLatin1Char(','));
 }
 
-/// The sum of all bytes except the first two and the last two.
+/// Adds up all bytes except the first two and the last two.
 int checksumOf(const QByteArray &frame)
 {
     int sum = 0x5555;

@@ -78,6 +78,7 @@ STATEMENT = re.compile(r"^\s+(?!return\b|break;|using\b|auto\b|const\b|static\b|
 RETURN = re.compile(r"\breturn (?=[^;]+;)")
 ROW = re.compile(r"^    \{.+\},$")
 
+# A line of a layout, a constant of one, and the verbs that a field may have by mistake.
 FIELD = re.compile(r"^\s+(?:w\.(\w+)|\w+)\(.*\);$")
 CONSTANT = re.compile(r"static constexpr int|w\.constant|Marker = ")
 OTHER_VERBS = {
