@@ -22,7 +22,8 @@
 /// Every target is this function. libFuzzer calls it for what it makes up, replay.cpp for the files
 /// of the corpus.
 ///
-/// @return 0, or -1 for an input that says nothing to the target and belongs in no corpus.
+/// @return 0, or -1 for an input that belongs in no corpus: it names no class, or makes a decoder
+///     take its time.
 extern "C" int LLVMFuzzerTestOneInput(const quint8 *bytes, std::size_t size);
 
 /// The digest of all that the targets have observed, kept for a replay. Two runs over the same

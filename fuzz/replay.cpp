@@ -28,7 +28,7 @@ bool replay(const QString &fileName)
         if (LLVMFuzzerTestOneInput(reinterpret_cast<const quint8 *>(input.constData()),
                                    static_cast<std::size_t>(input.size()))
             != 0)
-            throw std::runtime_error("says nothing to this target");
+            throw std::runtime_error("names no class, or announces much data that does not come");
     } catch (const std::exception &exception) {
         std::fprintf(stderr, "%s: %s\n", shown.constData(), exception.what());
         return false;
