@@ -12,19 +12,6 @@ namespace {
 /// No more is made ready here, so that a run takes no time.
 constexpr qint64 LargestArray = 100000;
 
-quint8 byteAt(const QByteArray &bytes, qint64 position)
-{
-    return position >= 0 && position < bytes.size()
-        ? static_cast<quint8>(bytes.at(static_cast<int>(position)))
-        : 0;
-}
-
-/// The low 32 bits, as an int.
-int cut(qint64 value)
-{
-    return static_cast<int>(static_cast<quint32>(value));
-}
-
 void copy(const QByteArray &source, int sourceIndex, int destIndex, int length)
 {
     const qint64 end = qint64(destIndex) + length;

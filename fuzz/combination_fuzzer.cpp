@@ -2,10 +2,15 @@
 
 #include "codecagreement.h"
 #include "fuzztarget.h"
+#include "secondreading.h"
 
 #include <korvininspect/inputtext.h>
 #include <korvininspect/packagecheck.h>
 #include <packagerequestcombination.h>
+#include <packagerequestreaddata.h>
+#include <packagerequestreadfile.h>
+#include <packagerequestwritedata.h>
+#include <packagerequestwritefile.h>
 
 #include <QtCore/QStringList>
 
@@ -22,23 +27,43 @@ public:
     }
 };
 
-/// What the items up to the first that is none should become; nothing for a record that is refused.
-QStringList expectedTypes(const QString &record, bool *refused)
+/// Makes a package of a type word; nothing for a word that a record is refused for.
+std::unique_ptr<PackageBase> packageOf(const QString &type)
 {
+    if (type == QLatin1String("writeData"))
+        return std::make_unique<PackageRequestWriteData>();
+    if (type == QLatin1String("writeFile"))
+        return std::make_unique<PackageRequestWriteFile>();
+    if (type == QLatin1String("ReadData"))
+        return std::make_unique<PackageRequestReadData>();
+    if (type == QLatin1String("ReadFile"))
+        return std::make_unique<PackageRequestReadFile>();
+    return nullptr;
+}
+
+struct Expected
+{
+    bool refused = false;
     QStringList types;
-    *refused = false;
+    std::vector<std::unique_ptr<PackageBase>> packages; // of the items up to the first broken one
+};
+
+Expected expectedOf(const QString &record)
+{
+    Expected expected;
     for (const QString &item : record.split(QLatin1Char('|'))) {
         const QStringList parts = item.split(QLatin1Char('^'));
         if (parts.size() != 2)
             break;
-        const QString type = parts.front();
-        *refused = type != QLatin1String("writeData") && type != QLatin1String("writeFile")
-            && type != QLatin1String("ReadData") && type != QLatin1String("ReadFile");
-        if (*refused)
+        std::unique_ptr<PackageBase> package = packageOf(parts.front());
+        expected.refused = package == nullptr;
+        if (expected.refused)
             break;
-        types << type;
+        readRecord(*package, Direction::Request, parts.back());
+        expected.types << parts.front();
+        expected.packages.push_back(std::move(package));
     }
-    return types;
+    return expected;
 }
 
 /// Expects that what check() accepts decodes into requests of which the same record is encoded.
@@ -66,17 +91,19 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8 *bytes, std::size_t size)
     const QString record = textFromUtf8(utf8);
 
     Combination combination;
-    bool refused = false;
-    const QStringList types = expectedTypes(record, &refused);
-    EXPECT_EQ(combination.unCombinationPackageRequest(record), !refused);
+    const Expected expected = expectedOf(record);
+    EXPECT_EQ(combination.unCombinationPackageRequest(record), !expected.refused);
     const std::list<PackageBase *> packages = combination.packageList();
-    EXPECT_EQ(static_cast<int>(packages.size()), types.size());
+    EXPECT_EQ(packages.size(), expected.packages.size());
     observe(QByteArray(1, combination.makeCombinationPackageRequest() ? '+' : '-'));
 
-    int item = 0;
+    int number = 0;
     for (PackageBase *package : packages) {
-        EXPECT_EQ(classOf(*package).combinationType, types.value(item++));
+        EXPECT_EQ(classOf(*package).combinationType, expected.types.value(number));
+        EXPECT_EQ(snapshot(*package), snapshot(*expected.packages.at(std::size_t(number))));
         observe(*package);
+        expectWritten(*package);
+        ++number;
     }
     const MessageShape shape{ClassId::PackageRequestCombination, Form::Text, Direction::Request};
     const Verdict verdict = check(utf8, shape);

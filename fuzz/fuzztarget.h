@@ -22,30 +22,78 @@
 /// Every target is this function. libFuzzer calls it for what it makes up, replay.cpp for the files
 /// of the corpus.
 ///
-/// @return 0 always.
+/// @return 0, or -1 for an input that belongs in no corpus: it names no class, or makes a decoder
+///     take its time.
 extern "C" int LLVMFuzzerTestOneInput(const quint8 *bytes, std::size_t size);
 
-/// A digest of what the targets have observed, kept for a replay. Two runs over the same inputs
-/// have the same one, whatever was in the memory that they got.
-struct Outcome
+/// The digest of all that the targets have observed, kept for a replay. Two runs over the same
+/// inputs have the same one, whatever was in the memory that they got.
+struct Observations
 {
-    bool isKept = false;
+    bool areKept = false;
     quint64 digest = 14695981039346656037U; // FNV-1a
 };
 
-inline Outcome outcome;
+inline Observations observations;
 
 inline void observe(const QByteArray &bytes)
 {
     for (const char byte : bytes)
-        outcome.digest = (outcome.digest ^ static_cast<quint8>(byte)) * 1099511628211U;
+        observations.digest = (observations.digest ^ static_cast<quint8>(byte)) * 1099511628211U;
 }
 
 /// Observes every field.
 inline void observe(const PackageBase &package)
 {
-    if (outcome.isKept)
+    if (observations.areKept)
         observe(QJsonDocument(KorvinInspect::packageToJson(package)).toJson());
+}
+
+/// Returns the unsigned byte at a position; 0 outside of the array.
+inline quint8 byteAt(const QByteArray &bytes, qint64 position)
+{
+    return position >= 0 && position < bytes.size()
+        ? static_cast<quint8>(bytes.at(static_cast<int>(position)))
+        : 0;
+}
+
+/// Returns the low 32 bits as an int.
+inline int cut(qint64 value)
+{
+    return static_cast<int>(static_cast<quint32>(value));
+}
+
+/// Returns the letter that names a class in an input. It stays when other classes come.
+inline char letterOf(KorvinInspect::ClassId id)
+{
+    using Id = KorvinInspect::ClassId;
+    switch (id) {
+    case Id::PackageBase:
+        return 'b';
+    case Id::PackageRequestRead:
+        return 'r';
+    case Id::PackageRequestReadData:
+        return 'd';
+    case Id::PackageRequestReadFile:
+        return 'f';
+    case Id::PackageRequestReadMemData:
+        return 'm';
+    case Id::PackageRequestWrite:
+        return 'W';
+    case Id::PackageRequestWriteData:
+        return 'D';
+    case Id::PackageRequestWriteIP:
+        return 'I';
+    case Id::PackageRequestWriteFile:
+        return 'F';
+    case Id::PackageRequestWriteMemData:
+        return 'M';
+    case Id::SpecialPackageRequest:
+        return 's';
+    case Id::PackageRequestCombination: // not a class of packages
+        break;
+    }
+    return '\0';
 }
 
 /// Takes an input apart: first come a few bytes that say what to do with it, then the frame or
@@ -75,10 +123,15 @@ public:
         return static_cast<int>(value);
     }
 
-    const KorvinInspect::PackageClass &packageClass()
+    /// Returns the class that the next byte names, or null.
+    const KorvinInspect::PackageClass *packageClass()
     {
-        const auto &classes = KorvinInspect::packageClasses();
-        return classes.at(byte() % classes.size());
+        const quint8 letter = byte();
+        for (const KorvinInspect::PackageClass &itsClass : KorvinInspect::packageClasses()) {
+            if (letterOf(itsClass.id) == static_cast<char>(letter))
+                return &itsClass;
+        }
+        return nullptr;
     }
 
     QByteArray rest() { return m_bytes.mid(m_position); }
@@ -110,12 +163,6 @@ inline std::unique_ptr<PackageBase> filledPackage(const KorvinInspect::PackageCl
         }
     }
     return package;
-}
-
-/// Encoders make as many bytes ready as a length announces: those of longer data are not called.
-inline bool isShort(const PackageBase &package)
-{
-    return package.getDataLength() <= 100000;
 }
 
 #endif

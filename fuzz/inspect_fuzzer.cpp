@@ -2,6 +2,7 @@
 // JSON and hexadecimal digits.
 
 #include "fuzztarget.h"
+#include "secondreading.h"
 
 #include <commpackagebase.h>
 #include <korvininspect/hexbytes.h>
@@ -52,6 +53,7 @@ void readPackage(const PackageClass &itsClass, const QJsonObject &json)
     EXPECT_EQ(packageFromJson(written, *again), QString());
     EXPECT_EQ(packageToJson(*again), written);
     observe(*package);
+    expectWritten(*package);
 }
 
 void readCombination(const QJsonObject &json)
@@ -105,8 +107,10 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8 *bytes, std::size_t size)
     } else if (kind == 2) {
         readCombination(QJsonDocument::fromJson(input.rest()).object());
     } else if (kind == 3) {
-        const PackageClass &itsClass = input.packageClass();
-        readPackage(itsClass, QJsonDocument::fromJson(input.rest()).object());
+        const PackageClass *const itsClass = input.packageClass();
+        if (!itsClass)
+            return -1;
+        readPackage(*itsClass, QJsonDocument::fromJson(input.rest()).object());
     } else {
         guessAll(input.rest());
     }

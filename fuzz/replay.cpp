@@ -1,5 +1,5 @@
 // Runs a fuzz target over files and the files of directories, with any compiler, and prints the
-// digest of what it has observed behind each.
+// digest of what it has observed after each.
 
 #include "fuzztarget.h"
 
@@ -10,7 +10,7 @@
 
 #include <clocale>
 #include <cstdio>
-#include <exception>
+#include <stdexcept>
 #include <utility>
 
 namespace {
@@ -25,13 +25,16 @@ bool replay(const QString &fileName)
     }
     const QByteArray input = file.readAll();
     try {
-        LLVMFuzzerTestOneInput(reinterpret_cast<const quint8 *>(input.constData()),
-                               static_cast<std::size_t>(input.size()));
+        if (LLVMFuzzerTestOneInput(reinterpret_cast<const quint8 *>(input.constData()),
+                                   static_cast<std::size_t>(input.size()))
+            != 0)
+            throw std::runtime_error("names no class, or announces much data that does not come");
     } catch (const std::exception &exception) {
         std::fprintf(stderr, "%s: %s\n", shown.constData(), exception.what());
         return false;
     }
-    std::printf("%016llx %s\n", static_cast<unsigned long long>(outcome.digest), shown.constData());
+    std::printf("%016llx %s\n", static_cast<unsigned long long>(observations.digest),
+                shown.constData());
     return true;
 }
 
@@ -53,7 +56,7 @@ int main(int argc, char *argv[])
         std::fputs("usage: replay FILE|DIRECTORY...\n", stderr);
         return 2;
     }
-    outcome.isKept = true;
+    observations.areKept = true;
     int failed = 0;
     for (const QString &file : std::as_const(files))
         failed += replay(file) ? 0 : 1;

@@ -1,6 +1,9 @@
 #!/usr/bin/env python3
 """Changes one token of a source at a time, and looks whether the tests notice.
 
+With --library layouts it plants wrong layouts instead, and looks whether the replay of the fuzzers' corpora
+notices: two neighbours swapped, a field moved, missing, doubled or with another verb, another constant.
+
 The mutants are made in a copy of the tree, in build/mutate. The tests are built once, with clang++ and
 without optimisation, and find each mutant of the library as their shared library.
 The same seed and sources make the same mutants. Exits with 1 where less than 98 % of those that
@@ -8,6 +11,7 @@ docs/mutation.md does not explain are killed.
 """
 
 import argparse
+import functools
 import json
 import os
 import random
@@ -17,6 +21,7 @@ import shutil
 import subprocess
 import sys
 import time
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -25,7 +30,8 @@ TREE = WORK / "source"
 BUILD = WORK / "build"
 EXPLAINED = ROOT / "docs" / "mutation.md"
 
-# Library: the tests that are run, the quickest first: the program and a filter of GoogleTest.
+# What is judged: the tests that are run, the quickest first: a program and its filter of GoogleTest, or a
+# fuzz target and its corpus.
 LARGE = "*256Mebibytes:*.LengthFarBeyond*:*.DataStringThatNoTextCanHold*"
 GENERATED = "*.AgreesWithTheDecoders*OnGeneratedInput"
 LIBRARIES = {
@@ -43,7 +49,10 @@ LIBRARIES = {
         ("korvininspect_tests", GENERATED),
         ("korvinpack_tests", "*"),
     ],
+    "layouts": [(f"{target}_replay", target) for target in
+                ("frame", "record", "linuxframe", "combination", "inspect")],
 }
+LAYOUTS = "korvinpackage/layouts_p.h"
 REQUIRED = 0.98
 MEMORY_LIMIT = 8 << 30  # of a test program; a mutant may ask for anything
 
@@ -68,6 +77,19 @@ STATEMENT = re.compile(r"^\s+(?!return\b|break;|using\b|auto\b|const\b|static\b|
                        r"(?:[\w:>\-.*\[\]\(\)]+(?:\(.*\)| (?:[-+|]?=) .+)|(?:\+\+|--)[\w.]+);$")
 RETURN = re.compile(r"\breturn (?=[^;]+;)")
 ROW = re.compile(r"^    \{.+\},$")
+
+# A line of a layout, a constant of one, and the verbs that a field may have by mistake.
+FIELD = re.compile(r"^\s+(?:w\.(\w+)|\w+)\(.*\);$")
+CONSTANT = re.compile(r"static constexpr int|w\.constant|Marker = ")
+OTHER_VERBS = {
+    "u8": ["s8", "u16", "i32", "flag", "access"], "s8": ["u8", "u16"], "u16": ["u8", "i32"],
+    "i32": ["u8", "u16", "i32WrittenU32Read"], "flag": ["u8"], "access": ["u8", "flag"],
+    "u64WrittenI32Read": ["i32", "u16", "i32WrittenU32Read"],
+    "u32WrittenI32Read": ["i32", "i32WrittenU32Read"],
+    "i32WrittenU32Read": ["i32", "u16"], "escaped": ["text"], "text": ["escaped", "sizedText"],
+    "sizedText": ["uncountedText", "text"], "uncountedText": ["sizedText", "text"],
+    "readKind": ["writeKind"], "writeKind": ["readKind"],
+}
 
 
 def blanked(text):
@@ -113,11 +135,37 @@ def candidates(path):
     return found
 
 
-def chosen(sources, count, seed):
+def wrong_layouts(path):
+    """The same for a source of layouts. What is before and after the change may be several lines."""
+    lines = path.read_text().split("\n")
+    found = []
+    start = 0  # of the layout that a line belongs to
+    for number, line in enumerate(lines):
+        if CONSTANT.search(line):
+            for match in NUMBER.finditer(line):
+                found += [(number, line, line[:match.start()] + str(value) + line[match.end():])
+                          for value in (int(match.group(), 0) - 1, int(match.group(), 0) + 1) if value >= 0]
+        match = FIELD.match(line)
+        if match:
+            verbs = OTHER_VERBS.get(match.group(1), [])
+            others = [line.replace(f".{match.group(1)}(", f".{verb}(") for verb in verbs]
+            found += [(number, line, other) for other in ["", f"{line}\n{line}", *others]]
+            continue
+        layout = lines[start:number]
+        found += [(start + i, f"{a}\n{b}", f"{b}\n{a}") for i, (a, b) in enumerate(zip(layout, layout[1:]))
+                  if a != b]
+        if len(layout) > 2:
+            orders = layout[1:] + layout[:1], layout[-1:] + layout[:-1], layout[::-1]
+            found += [(start, "\n".join(layout), "\n".join(order)) for order in orders if order != layout]
+        start = number + 1
+    return found
+
+
+def chosen(sources, mutants_of, count, seed):
     """The mutants of each source in a random order, and as many of them as are its share."""
     orders = {}
     for source in sources:
-        orders[source] = candidates(TREE / source)
+        orders[source] = mutants_of(TREE / source)
         random.Random(f"{seed} {source}").shuffle(orders[source])
     shares = {source: 0 for source in sources}
     while sum(shares.values()) < count:
@@ -151,7 +199,8 @@ class Library:
     """Builds a library from its changed sources, quickly.
 
     Most of the time of a compiler goes into Qt's headers, so they are compiled once, and the sources of
-    the library together, but for those that use the same names inside.
+    the library together, except those that use the same names inside, or other ones of the headers that
+    are changed.
     """
 
     HEADERS = ["charconv", "functional", "list", "memory", "optional", "vector",
@@ -159,40 +208,50 @@ class Library:
                "QtCore/QJsonDocument", "QtCore/QJsonObject", "QtCore/QMessageLogger",
                "QtCore/QObject", "QtCore/QStringList", "QtCore/QVarLengthArray"]
 
-    def __init__(self, name):
+    def __init__(self, name, directory, changing):
         self.name = name
-        self.directory = WORK / name
-        self.directory.mkdir(parents=True, exist_ok=True)
+        self.directory = directory
+        self.objects = directory / name
+        self.objects.mkdir(parents=True, exist_ok=True)
         commands = json.loads((BUILD / "compile_commands.json").read_text())
         sources = sorted(c["file"] for c in commands if f"/CMakeFiles/{name}.dir/" in c["command"])
         command = next(c["command"] for c in commands if c["file"] == sources[0])
         self.flags = command.split(" -o ")[0].split()[1:]
         if self.flags[0].startswith("/") or self.flags[0] == "clang++":
             del self.flags[0]  # behind a compiler launcher
-        headers = self.directory / "headers.h"
+        headers = self.objects / "headers.h"
         headers.write_text("".join(f"#include <{header}>\n" for header in self.HEADERS))
-        self.precompiled = self.directory / "headers.pch"
+        self.precompiled = self.objects / "headers.pch"
         self.run("-x", "c++-header", headers, "-o", self.precompiled, check=True)
         self.pieces = []
         for source in sources:
+            needed = self.needed(source) & set(changing)
             for piece in self.pieces:
+                if piece["needed"] - set(sources) != needed - set(sources):
+                    continue
                 self.write(piece, piece["sources"] + [source])
                 if self.compile(piece["file"], "-fsyntax-only"):
                     piece["sources"].append(source)
+                    piece["needed"] |= needed
                     break
                 self.write(piece, piece["sources"])
             else:
                 number = len(self.pieces)
-                self.pieces.append({"file": self.directory / f"piece{number}.cpp",
-                                    "object": self.directory / f"piece{number}.o",
-                                    "sources": [source]})
+                self.pieces.append({"file": self.objects / f"piece{number}.cpp",
+                                    "object": self.objects / f"piece{number}.o",
+                                    "sources": [source], "needed": needed})
                 self.write(self.pieces[-1], [source])
-        if not self.build([]):
+        if not self.build():
             sys.exit(f"mutate: {name} does not build")
 
     @staticmethod
     def write(piece, sources):
         piece["file"].write_text("".join(f'#include "{source}"\n' for source in sources))
+
+    def needed(self, source):
+        """The files that a source consists of."""
+        rule = subprocess.run(["clang++", *self.flags, "-MM", source], check=True, capture_output=True)
+        return {os.path.normpath(name) for name in rule.stdout.decode().replace("\\\n", " ").split()[1:]}
 
     def run(self, *arguments, check=False):
         return subprocess.run(["clang++", *self.flags, *arguments], check=check,
@@ -201,10 +260,10 @@ class Library:
     def compile(self, source, *arguments):
         return self.run("-include-pch", self.precompiled, "-c", source, *arguments).returncode == 0
 
-    def build(self, changed):
-        """Builds all pieces, or those with the changed source where it is no header."""
+    def build(self, changed=None):
+        """Builds all pieces, or those that need the changed file."""
         for piece in self.pieces:
-            if changed and not any(source in piece["sources"] for source in changed):
+            if changed and changed not in piece["needed"]:
                 continue
             if not self.compile(piece["file"], "-o", piece["object"]):
                 return False
@@ -219,10 +278,14 @@ def limited():
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
 
-def passes(library, program, tests, timeout):
+def passes(directory, program, tests, timeout):
     environment = dict(os.environ, LC_ALL="C.UTF-8", GTEST_FAIL_FAST="1", GTEST_FILTER=tests,
-                       LD_LIBRARY_PATH=library.directory)
-    process = subprocess.Popen([BUILD / "tests" / program], env=environment, cwd=WORK,
+                       LD_LIBRARY_PATH=directory)
+    command = [BUILD / "tests" / program]
+    if program.endswith("_replay"):
+        command = [BUILD / "fuzz" / program, ROOT / "fuzz" / "corpus" / tests]
+        del environment["GTEST_FILTER"]
+    process = subprocess.Popen(command, env=environment, cwd=WORK,
                                preexec_fn=limited, stdin=subprocess.DEVNULL,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
@@ -243,8 +306,12 @@ def explained():
     return rows
 
 
+def on_one_line(text):
+    return re.sub(r"\s*\n\s*", " ", text.strip()) or ";"
+
+
 def cell(text):
-    return "`` " + (text.strip() or ";").replace("|", "\\|") + " ``"
+    return "`` " + on_one_line(text).replace("|", "\\|") + " ``"
 
 
 def main():
@@ -257,16 +324,22 @@ def main():
 
     suites = LIBRARIES[arguments.library]
     programs = sorted({program for program, _ in suites})
-    sources = arguments.sources or sorted(
-        str(path.relative_to(ROOT)) for suffix in ("*.cpp", "*_p.h")
-        for path in (ROOT / arguments.library).glob(suffix))
+    if arguments.library == "layouts":
+        names, mutants_of, sources = ["korvinpackage", "korvininspect"], wrong_layouts, [LAYOUTS]
+    else:
+        names, mutants_of = [arguments.library], candidates
+        sources = arguments.sources or sorted(
+            str(path.relative_to(ROOT)) for suffix in ("*.cpp", "*_p.h")
+            for path in (ROOT / arguments.library).glob(suffix))
     prepare(programs)
-    orders, shares = chosen(sources, arguments.count, arguments.seed)
-    library = Library(arguments.library)
+    orders, shares = chosen(sources, mutants_of, arguments.count, arguments.seed)
+    directory = WORK / arguments.library
+    libraries = [Library(name, directory, [str(TREE / source) for source in sources]) for name in names]
+    compiler = ThreadPoolExecutor()
     timeouts = {}
     for suite in suites:
         start = time.monotonic()
-        if not passes(library, *suite, 600):
+        if not passes(directory, *suite, 600):
             sys.exit(f"mutate: {' '.join(suite)} fails without a mutant")
         timeouts[suite] = 20 + 5 * (time.monotonic() - start)
 
@@ -276,19 +349,20 @@ def main():
     for source in sources:
         original = (TREE / source).read_text()
         pending = list(orders[source])
+        build = functools.partial(Library.build, changed=str(TREE / source))
         alive, done = 0, 0
         while pending and done < shares[source]:
             number, before, after = pending.pop(0)
             lines = original.split("\n")
-            lines[number] = after
+            lines[number:number + before.count("\n") + 1] = after.split("\n")
             (TREE / source).write_text("\n".join(lines))
-            if not library.build([str(TREE / source)] if source.endswith(".cpp") else []):
+            if not all(compiler.map(build, libraries)):
                 stillborn += 1
                 continue
             done += 1
-            if not all(passes(library, *suite, timeouts[suite]) for suite in suites):
+            if not all(passes(directory, *suite, timeouts[suite]) for suite in suites):
                 killed += 1
-            elif (source, before.strip(), after.strip() or ";") in known:
+            elif (source, on_one_line(before), on_one_line(after)) in known:
                 equivalent += 1
             else:
                 alive += 1
@@ -296,7 +370,7 @@ def main():
                 print(f"survives: | `{source}` | {cell(before)} | {cell(after)} | line {number + 1}",
                       flush=True)
         (TREE / source).write_text(original)
-        library.build([])
+        list(compiler.map(build, libraries))
         print(f"{source}: {done} mutants, {alive} survive ({time.monotonic() - start:.0f} s)",
               flush=True)
 

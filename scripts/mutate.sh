@@ -2,7 +2,7 @@
 # Makes small changes in the sources of the library, one at a time, and lists those that no test
 # notices. See docs/mutation.md. Takes up to an hour; the arguments are those of mutate.py.
 #
-# Usage: mutate.sh [--count N] [--seed N] [--library korvinpackage|korvininspect] [SOURCE...]
+# Usage: mutate.sh [--count N] [--seed N] [--library korvinpackage|korvininspect|layouts] [SOURCE...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
