@@ -1,0 +1,103 @@
+#ifndef EXCHANGESUPPORT_H
+#define EXCHANGESUPPORT_H
+
+#include "testsupport.h"
+
+#include <korvinexchange/engine.h>
+#include <korvinexchange/transfer.h>
+#include <packageforms.h>
+#include <packagerequestreaddata.h>
+#include <packagerequestwritedata.h>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+/// @file
+/// What the tests of the engine share: requests, a peer that answers them, and names in messages.
+
+using namespace KorvinExchange;
+
+inline void PrintTo(Outcome outcome, std::ostream *out)
+{
+    Event event;
+    event.outcome = outcome;
+    *out << describe(event).toStdString();
+}
+
+inline void PrintTo(Refusal refusal, std::ostream *out)
+{
+    *out << describe(refusal).toStdString();
+}
+
+inline void PrintTo(Time time, std::ostream *out)
+{
+    *out << time.count() << " us";
+}
+
+constexpr Time ms(int count)
+{
+    return std::chrono::milliseconds(count);
+}
+
+/// A read of a register, with the tag that is given.
+std::unique_ptr<PackageRequestReadData> makeRead(quint32 address, int length,
+                                                 const char *tag = "tag");
+
+std::unique_ptr<PackageRequestWriteData> makeWrite(quint32 address, const QByteArray &data,
+                                                   const char *tag = "tag");
+
+/// What makeRead() reads where replyTo() carries it out: bytes that say the address.
+QByteArray dataAt(quint32 address, int length);
+
+using CarryOut = std::function<void(PackageBase &)>;
+
+/// The reply of a peer, which reads data as dataAt() says; @p carryOut may change it.
+QByteArray replyTo(const QByteArray &request, const MessageShape &shape,
+                   const CarryOut &carryOut = {}, ReplySize size = ReplySize::Short);
+
+inline QByteArray replyTo(const OutgoingMessage &message, const CarryOut &carryOut = {},
+                          ReplySize size = ReplySize::Short)
+{
+    return replyTo(message.bytes, message.shape, carryOut, size);
+}
+
+/// Results as a peer tells them.
+CarryOut failing(uint ackCode, OrvexEnum::CommResults comm, OrvexEnum::PackageResults pack);
+
+/// An engine and its events, with a clock that the test sets.
+class EngineTest : public testing::Test
+{
+protected:
+    void restart(const Settings &settings);
+
+    /// One that takes requests in a form only.
+    void restart(Form form);
+
+    RequestId send(PackageBase &package, const RequestOptions &options = {});
+
+    /// The next message, which must be there.
+    OutgoingMessage take();
+
+    /// Expects that none may be sent.
+    void expectNothingToSend();
+
+    void receive(const OutgoingMessage &request, const QByteArray &reply);
+
+    /// The next event, which must be there.
+    Event takeEvent();
+
+    void expectNoEvent();
+
+    /// Expects the next event, and what it says.
+    Event expectEnd(RequestId id, Outcome outcome);
+
+    /// Sets the clock, and tells the engine.
+    void setTime(Time time);
+
+    Settings settings;
+    Time now{0};
+    std::unique_ptr<Engine> engine = std::make_unique<Engine>(settings);
+};
+
+#endif
