@@ -785,6 +785,10 @@ void EnginePrivate::continueTransfer(TransferJobs &transfer)
 
 void EnginePrivate::startStep(TransferJobs &transfer)
 {
+    if (!transfer.running.package()) {
+        transfer.running.stop(Outcome::Cancelled, Refusal::None);
+        return;
+    }
     try {
         Jobs made(1);
         Job &job = made.front();

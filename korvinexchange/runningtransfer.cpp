@@ -62,7 +62,8 @@ void RunningTransfer::finish(Event *event) const
     event->outcome = m_failure.outcome;
     event->refusal = m_failure.refusal;
     event->verdict = m_failure.verdict;
-    event->failedOffset = m_isStopping ? m_failure.offset : -1;
+    // Where it was stopped, what was under way may have been done since.
+    event->failedOffset = m_isStopping ? qMax(m_failure.offset, m_done) : -1;
     event->done = m_done;
     event->total = m_plan.total();
     event->data = m_data;

@@ -33,6 +33,22 @@ quint32 registerOf(const PackageBase &package)
     return quint32(package.getHighAddr()) << WordBits | package.getLowAddr();
 }
 
+/// Where in the file or memory a transfer begins.
+qint64 firstOffsetOf(const Transfer &transfer)
+{
+    const PackageBase &package = *transfer.package();
+    switch (transfer.kind()) {
+    case Kind::WriteFile:
+        return static_cast<const PackageRequestWriteFile &>(package).Offset();
+    case Kind::WriteMemory:
+        return static_cast<const PackageRequestWriteMemData &>(package).offset();
+    case Kind::ReadMemory:
+        return static_cast<const PackageRequestReadMemData &>(package).offset();
+    default:
+        return 0;
+    }
+}
+
 } // namespace
 
 TransferPlan::TransferPlan(const Transfer &transfer, bool emptiesBuffer)
@@ -40,6 +56,9 @@ TransferPlan::TransferPlan(const Transfer &transfer, bool emptiesBuffer)
     , m_emptiesBuffer(emptiesBuffer)
     , m_total(reads(transfer.kind()) ? transfer.package()->getDataLength() : transfer.data().size())
     , m_partSize(transfer.package()->getMaxPartSize())
+    , m_advances(transfer.package()->getIsRegisterAddrSelfIncreasing())
+    , m_register(registerOf(*transfer.package()))
+    , m_firstOffset(firstOffsetOf(transfer))
 {
 }
 
@@ -48,11 +67,10 @@ bool TransferPlan::isValid() const
     if (m_total < 0 || m_partSize < 1)
         return false;
     constexpr qint64 Registers = qint64(1) << 32;
-    const bool advances = m_transfer.package()->getIsRegisterAddrSelfIncreasing();
     const qint64 largest = qMin<qint64>(m_partSize, m_total);
-    const qint64 used = goesThroughBuffer(m_transfer.kind()) || !advances ? largest : m_total;
-    return registerOf(*m_transfer.package()) + used <= Registers
-        && firstOffset() <= std::numeric_limits<qint32>::max() - m_total;
+    const qint64 used = goesThroughBuffer(m_transfer.kind()) || !m_advances ? largest : m_total;
+    return m_register + used <= Registers
+        && m_firstOffset <= std::numeric_limits<qint32>::max() - m_total;
 }
 
 int TransferPlan::partCount() const
@@ -85,8 +103,7 @@ int TransferPlan::stepCount() const
 bool TransferPlan::waits(int step) const
 {
     const bool isFileRead = m_transfer.kind() == Kind::ReadFile && step <= 1;
-    return isFileRead || goesThroughBuffer(m_transfer.kind())
-        || !m_transfer.package()->getIsRegisterAddrSelfIncreasing();
+    return isFileRead || goesThroughBuffer(m_transfer.kind()) || !m_advances;
 }
 
 TransferStep TransferPlan::makeStep(int step) const
@@ -129,22 +146,6 @@ TransferPlan::Part TransferPlan::partOf(int index) const
     return {offset, static_cast<int>(qMin<qint64>(m_partSize, m_total - offset))};
 }
 
-/// Where in the file or memory the transfer begins.
-qint64 TransferPlan::firstOffset() const
-{
-    const PackageBase &package = *m_transfer.package();
-    switch (m_transfer.kind()) {
-    case Kind::WriteFile:
-        return static_cast<const PackageRequestWriteFile &>(package).Offset();
-    case Kind::WriteMemory:
-        return static_cast<const PackageRequestWriteMemData &>(package).offset();
-    case Kind::ReadMemory:
-        return static_cast<const PackageRequestReadMemData &>(package).offset();
-    default:
-        return 0;
-    }
-}
-
 /// A data write of a part; broadcast where the transfer is.
 std::unique_ptr<PackageBase> TransferPlan::makeWrite(const Part &part) const
 {
@@ -182,7 +183,7 @@ std::unique_ptr<PackageBase> TransferPlan::makeRead(const Part &part) const
 std::unique_ptr<PackageBase> TransferPlan::makeControl(const Part &part) const
 {
     const PackageBase &package = *m_transfer.package();
-    const qint64 offset = firstOffset() + part.offset;
+    const qint64 offset = m_firstOffset + part.offset;
     switch (m_transfer.kind()) {
     case Kind::ReadFile:
         return std::make_unique<PackageRequestReadFile>(
@@ -219,10 +220,9 @@ std::unique_ptr<PackageBase> TransferPlan::makeControl(const Part &part) const
 /// for itself, and where the register does not advance.
 void TransferPlan::setRegister(PackageBase *package, qint64 offset) const
 {
-    const PackageBase &whole = *m_transfer.package();
-    if (goesThroughBuffer(m_transfer.kind()) || !whole.getIsRegisterAddrSelfIncreasing())
+    if (goesThroughBuffer(m_transfer.kind()) || !m_advances)
         return;
-    const quint32 address = registerOf(whole) + static_cast<quint32>(offset);
+    const quint32 address = m_register + static_cast<quint32>(offset);
     package->setHighAddr(static_cast<ushort>(address >> WordBits));
     package->setLowAddr(static_cast<ushort>(address));
 }

@@ -41,7 +41,7 @@ public:
     /// Whether a step waits for all before it.
     bool waits(int step) const;
 
-    /// Makes a request. Throws std::bad_alloc.
+    /// Makes a request. The package must be there. Throws std::bad_alloc.
     TransferStep makeStep(int step) const;
 
 private:
@@ -52,7 +52,6 @@ private:
     };
 
     Part partOf(int index) const;
-    qint64 firstOffset() const;
     std::unique_ptr<PackageBase> makeWrite(const Part &part) const;
     std::unique_ptr<PackageBase> makeRead(const Part &part) const;
     std::unique_ptr<PackageBase> makeControl(const Part &part) const;
@@ -62,6 +61,9 @@ private:
     bool m_emptiesBuffer;
     qint64 m_total;
     int m_partSize;
+    bool m_advances;      ///< The register does, with each byte.
+    quint32 m_register;   ///< Where the first part goes.
+    qint64 m_firstOffset; ///< In the file or memory.
 };
 
 } // namespace KorvinExchange
