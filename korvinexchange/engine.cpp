@@ -91,6 +91,13 @@ RequestId idOf(const Job &job, const JobItem &item)
     return job.transfer ? job.transfer->id : item.id;
 }
 
+/// Whether no item has ended. Else a combination is not repeated: what has been answered or
+/// cancelled would be carried out again.
+bool isWhole(const Job &job)
+{
+    return job.unfinished == job.items.size();
+}
+
 /// Decodes the reply to a request; a data read that succeeds must bring as much as was asked for.
 Verdict decodeReply(const QByteArray &message, const MessageShape &shape, const JobItem &item,
                     std::unique_ptr<PackageBase> *reply)
@@ -218,8 +225,11 @@ void EnginePrivate::linkLost()
 std::optional<OutgoingMessage> EnginePrivate::takeMessage()
 {
     m_lacksNumbers = false;
-    if (!m_ready.empty())
-        return handOut(m_ready.front());
+    while (!m_ready.empty()) {
+        if (isWhole(m_ready.front()))
+            return handOut(m_ready.front());
+        finishAll(m_ready.front(), Outcome::TimedOut);
+    }
     const Job *blocked = nullptr;
     while (Job *job = nextWaiting(blocked)) {
         const Dispatch result = dispatch(*job);
@@ -433,7 +443,9 @@ Verdict EnginePrivate::encode(Job &job) const
 
 OutgoingMessage EnginePrivate::handOut(Job &job)
 {
-    const RequestId id = idOf(job, job.items[0]);
+    const auto first = std::find_if(job.items.begin(), job.items.end(),
+                                    [](const JobItem &item) { return !item.isFinished; });
+    const RequestId id = idOf(job, *first);
     ++job.attempts;
     job.state = Job::State::InFlight;
     moveTo(&m_sent, job);
@@ -465,15 +477,16 @@ std::optional<Time> EnginePrivate::nextTimeout() const
 
 void EnginePrivate::onDue(Job &job)
 {
-    const bool isUntouched = job.unfinished == job.items.size();
     switch (job.state) {
     case Job::State::InFlight:
-        if (!job.isRepeatable || !isUntouched || job.attempts >= settings.retry.attempts)
+        if (!job.isRepeatable || !isWhole(job) || job.attempts >= settings.retry.attempts)
             break;
         job.state = Job::State::Pausing;
         setDue(job, m_now + pauseOf(job));
         return;
     case Job::State::Pausing:
+        if (!isWhole(job))
+            break;
         job.state = Job::State::Ready;
         moveTo(&m_ready, job);
         setDue(job, m_now + timeoutOf(job));
@@ -607,9 +620,9 @@ void EnginePrivate::count(Outcome outcome)
 
 void EnginePrivate::tell(Job &job, const JobItem &item, const StepResult &result)
 {
-    Event &event = job.events.front();
+    Event &event = job.events.front().event;
+    job.events.front().package = item.package;
     event.id = item.id;
-    event.package = item.package;
     event.outcome = result.outcome;
     event.refusal = result.refusal;
     event.verdict = result.verdict;
@@ -633,9 +646,10 @@ std::optional<Event> EnginePrivate::takeEvent()
 {
     if (m_events.empty())
         return {};
-    std::list<Event> first;
+    std::list<Told> first;
     first.splice(first.end(), m_events, m_events.begin());
-    const Event event = first.front();
+    Event event = first.front().event;
+    event.package = first.front().package;
     const auto transfer = m_transfers.find(event.id);
     if (transfer != m_transfers.end()) { // its progress, which may be told again
         transfer->second.told = nullptr;
@@ -822,18 +836,20 @@ void EnginePrivate::tellProgress(TransferJobs &transfer)
         transfer.told = &transfer.progress.front();
         m_events.splice(m_events.end(), transfer.progress);
     }
-    transfer.told->type = Event::Type::Progress;
-    transfer.told->id = transfer.id;
     transfer.told->package = transfer.running.package();
-    transfer.told->done = transfer.running.done();
-    transfer.told->total = transfer.running.plan().total();
+    Event &event = transfer.told->event;
+    event.type = Event::Type::Progress;
+    event.id = transfer.id;
+    event.done = transfer.running.done();
+    event.total = transfer.running.plan().total();
 }
 
 void EnginePrivate::endTransfer(TransferJobs &transfer)
 {
-    Event &event = transfer.finished.front();
-    event.id = transfer.id;
-    transfer.running.finish(&event);
+    Told &told = transfer.finished.front();
+    told.event.id = transfer.id;
+    told.package = transfer.running.package();
+    transfer.running.finish(&told.event);
     m_events.splice(m_events.end(), transfer.finished);
     m_transfers.erase(transfer.id);
 }

@@ -28,6 +28,13 @@ struct Due
     }
 };
 
+/// An event to tell. Its package may be deleted before it is taken.
+struct Told
+{
+    Event event;
+    QPointer<PackageBase> package;
+};
+
 /// A request, or one of those of a combination.
 struct JobItem
 {
@@ -53,9 +60,9 @@ struct TransferJobs
     RequestId id = 0;
     RequestOptions options;
     std::list<Job *> jobs;
-    std::list<Event> finished; ///< The event to come.
-    std::list<Event> progress; ///< An event to tell, while it is not told.
-    Event *told = nullptr;     ///< The same, told but not taken.
+    std::list<Told> finished; ///< The event to come.
+    std::list<Told> progress; ///< An event to tell, while it is not told.
+    Told *told = nullptr;     ///< The same, told but not taken.
 };
 
 /// What goes in one message. All that it needs until its end is made when it is handed over or
@@ -85,7 +92,7 @@ struct Job
     std::set<Due>::iterator due;
     std::list<Job> *list = nullptr; ///< The one that it is in.
     std::list<Job>::iterator place;
-    std::list<Event> events; ///< Those to come, one for each item.
+    std::list<Told> events; ///< Those to come, one for each item.
 
     TransferJobs *transfer = nullptr; ///< Of a request of a transfer.
     TransferStep step;
@@ -190,7 +197,7 @@ private:
     std::set<Due> m_due;
     std::unordered_map<RequestId, Job *> m_jobs; ///< By the ids of their items.
     std::map<RequestId, TransferJobs> m_transfers;
-    std::list<Event> m_events;
+    std::list<Told> m_events;
 };
 
 } // namespace KorvinExchange

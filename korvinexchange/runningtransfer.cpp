@@ -68,7 +68,6 @@ void RunningTransfer::finish(Event *event) const
     event->total = m_plan.total();
     event->data = m_data;
     PackageBase *package = m_transfer.package();
-    event->package = package;
     if (!package)
         return;
     package->setAckCode(m_failure.ackCode);

@@ -24,7 +24,7 @@ class Transfer;
 /// A message to send.
 struct OutgoingMessage
 {
-    RequestId request = 0; ///< The request; of a combination its first item.
+    RequestId request = 0; ///< The request; of a combination the first item that is in it.
 
     /// What the message is, for transports that say so. A combination is one.
     KorvinInspect::MessageShape shape;
@@ -151,7 +151,7 @@ public:
     void setTrace(Trace *trace);
 
     int inFlight() const;         ///< Requests under way, items of combinations included.
-    int queued() const;           ///< Requests that wait, and events that nobody has taken.
+    int queued() const;           ///< What Limits::queued limits.
     qint64 bytesInFlight() const; ///< What Limits::bytesInFlight limits.
     int serialNumbers() const;    ///< Serial numbers in use and at rest.
 

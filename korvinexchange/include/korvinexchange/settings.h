@@ -10,13 +10,14 @@
 
 namespace KorvinExchange {
 
-/// What an Engine may take. None of them is exceeded, whatever a peer sends.
+/// What an Engine may take. No peer makes it take more.
 struct Limits
 {
     /// Most requests under way at a time, items of combinations included; at least 1.
     int inFlight = 64;
 
-    /// Most requests that wait, together with events that nobody has taken.
+    /// Most requests that wait, transfers, and events that nobody has taken, all together. Above it
+    /// no request is accepted. Each request under way and each transfer may add an event to it.
     int queued = 1024;
 
     /// Most bytes of the requests under way, with the data that their replies may bring.
