@@ -955,6 +955,13 @@ TEST_F(EngineTest, DeletingAPackageCancelsItsRequest)
     unanswered.reset();
     setTime(ms(3000));
     EXPECT_EQ(expectEnd(4, Outcome::TimedOut).package, nullptr);
+
+    // When its event waits to be taken.
+    auto ended = makeWrite(Register, "x");
+    send(*ended);
+    engine->cancel(5, now);
+    ended.reset();
+    EXPECT_EQ(expectEnd(5, Outcome::Cancelled).package, nullptr);
 }
 
 TEST_F(EngineTest, TheEndOfTheLinkEndsAll)
@@ -1195,6 +1202,34 @@ TEST_F(CombinationTest, IsRepeatedAsAWholeWhereEachItemMayBe)
     setTime(now + ms(6000));
     setTime(now + ms(100));
     EXPECT_EQ(take().request, reads);
+}
+
+TEST_F(CombinationTest, IsNotRepeatedOnceAnItemHasEnded)
+{
+    const auto other = makeRead(Register, 3, "other");
+    const std::vector<PackageBase *> reads{read.get(), other.get()};
+    // Cancelled or answered in the pause, and when it is ready.
+    for (const int time : {6050, 6100}) {
+        for (const bool isAnswered : {false, true}) {
+            now = Time(0);
+            restart(Form::Text);
+            const RequestId first = engine->sendCombination(reads, {}, now).id;
+            const OutgoingMessage message = take();
+            setTime(ms(6000));
+            setTime(ms(time));
+            if (isAnswered) {
+                receive(message,
+                        replyTo(message.bytes.split('|').front().mid(9),
+                                {ClassId::PackageRequestReadData, Form::Text, Direction::Request}));
+            } else {
+                engine->cancel(first, now);
+            }
+            expectEnd(first, isAnswered ? Outcome::Success : Outcome::Cancelled);
+            setTime(ms(6100));
+            expectNothingToSend();
+            expectEnd(first + 1, Outcome::TimedOut);
+        }
+    }
 }
 
 TEST_F(CombinationTest, DeletedPackagesAreLeftOut)

@@ -18,6 +18,8 @@
 
 using namespace KorvinExchange;
 
+namespace KorvinExchange {
+
 inline void PrintTo(Outcome outcome, std::ostream *out)
 {
     Event event;
@@ -30,10 +32,7 @@ inline void PrintTo(Refusal refusal, std::ostream *out)
     *out << describe(refusal).toStdString();
 }
 
-inline void PrintTo(Time time, std::ostream *out)
-{
-    *out << time.count() << " us";
-}
+} // namespace KorvinExchange
 
 constexpr Time ms(int count)
 {

@@ -149,7 +149,7 @@ private:
         RequestId request;
         Time since;
     };
-    std::map<quint32, Use> m_serials; ///< In flight.
+    std::map<quint32, Use> m_serials;       ///< In flight.
     std::map<RequestId, QByteArray> m_sent; ///< The messages of those that may be repeated.
     RequestId m_special = 0;                ///< The special request in flight.
     std::priority_queue<Parcel> m_link;
