@@ -262,12 +262,13 @@ EnginePrivate::Dispatch EnginePrivate::dispatch(Job &job)
         return Dispatch::Ended;
     if (inFlight + job.unfinished > settings.limits.inFlight || lacksBytes(job))
         return Dispatch::Blocked;
-    Verdict verdict = chooseShape(job);
-    if (!verdict.isOk())
-        return end(job, Refusal::NotCarried, verdict);
-    if (askedOf(job) > settings.limits.announcedData)
-        return end(job, Refusal::TooMuchData, verdict);
+    Verdict verdict;
     try {
+        verdict = chooseShape(job);
+        if (!verdict.isOk())
+            return end(job, Refusal::NotCarried, verdict);
+        if (askedOf(job) > settings.limits.announcedData)
+            return end(job, Refusal::TooMuchData, verdict);
         if (!drawNumbers(job)) {
             releaseNumbers(job);
             return Dispatch::Blocked;

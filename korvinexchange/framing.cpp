@@ -20,6 +20,15 @@ Framing::Framing(int messageSize, std::chrono::milliseconds deadline)
 
 Framing::~Framing() = default;
 
+std::optional<QByteArray> Framing::encode(const QByteArray &message) const
+{
+    try {
+        return encoded(message);
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
+}
+
 std::vector<QByteArray> Framing::receive(const QByteArray &bytes, Time now)
 {
     return guarded([&](std::vector<QByteArray> *messages) {

@@ -17,7 +17,7 @@ LengthPrefixFraming::LengthPrefixFraming(int messageSize, std::chrono::milliseco
 
 LengthPrefixFraming::~LengthPrefixFraming() = default;
 
-std::optional<QByteArray> LengthPrefixFraming::encode(const QByteArray &message) const
+std::optional<QByteArray> LengthPrefixFraming::encoded(const QByteArray &message) const
 {
     if (message.isEmpty() || message.size() > messageSize())
         return {};

@@ -9,7 +9,7 @@ LineFraming::LineFraming(int messageSize, std::chrono::milliseconds deadline)
 
 LineFraming::~LineFraming() = default;
 
-std::optional<QByteArray> LineFraming::encode(const QByteArray &message) const
+std::optional<QByteArray> LineFraming::encoded(const QByteArray &message) const
 {
     if (message.isEmpty() || message.size() > messageSize() || message.contains('\n')
         || message.endsWith('\r')) {

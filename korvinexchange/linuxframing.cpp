@@ -31,7 +31,7 @@ LinuxFraming::LinuxFraming(Direction direction, std::chrono::milliseconds deadli
 
 LinuxFraming::~LinuxFraming() = default;
 
-std::optional<QByteArray> LinuxFraming::encode(const QByteArray &message) const
+std::optional<QByteArray> LinuxFraming::encoded(const QByteArray &message) const
 {
     const Direction other =
         m_direction == Direction::Request ? Direction::Reply : Direction::Request;

@@ -10,6 +10,7 @@ namespace KorvinExchange {
 
 RunningTransfer::RunningTransfer(const Transfer &transfer, bool emptiesBuffer)
     : m_transfer(transfer)
+    , m_package(transfer.package())
     , m_plan(transfer, emptiesBuffer)
 {
     PackageBase *package = m_transfer.package();
@@ -67,7 +68,7 @@ void RunningTransfer::finish(Event *event) const
     event->done = m_done;
     event->total = m_plan.total();
     event->data = m_data;
-    PackageBase *package = m_transfer.package();
+    PackageBase *package = m_package;
     if (!package)
         return;
     package->setAckCode(m_failure.ackCode);
@@ -88,7 +89,7 @@ void RunningTransfer::add(const StepResult &result)
         m_data += part->second.data;
         m_done += part->second.size;
     }
-    if (PackageBase *package = m_transfer.package())
+    if (PackageBase *package = m_package)
         package->setCurPartIndex(m_plan.partAt(m_done));
 }
 

@@ -7,6 +7,8 @@
 
 #include <orvexenum.h>
 
+#include <QtCore/QPointer>
+
 #include <map>
 
 namespace KorvinExchange {
@@ -34,7 +36,7 @@ public:
     const TransferPlan &plan() const { return m_plan; }
 
     /// The caller's package; null where it is gone.
-    PackageBase *package() const { return m_transfer.package(); }
+    PackageBase *package() const { return m_package; }
 
     /// The bytes that are done from the beginning on.
     qint64 done() const { return m_done; }
@@ -68,6 +70,7 @@ private:
     void fail(const StepResult &result);
 
     Transfer m_transfer;
+    QPointer<PackageBase> m_package;
     TransferPlan m_plan;
     int m_nextStep = 0;
     std::map<qint64, Part> m_early; ///< Parts that are done before an earlier one, by offset.

@@ -2,22 +2,14 @@
 
 std::unique_ptr<PackageRequestReadData> makeRead(quint32 address, int length, const char *tag)
 {
-    auto package = std::make_unique<PackageRequestReadData>(
-        QStringLiteral("k"), 0, 255, 1, 2, 65535, static_cast<ushort>(address >> 16),
-        static_cast<ushort>(address), 0, 9, QLatin1String(tag), length);
-    package->setSerialNum(77);
-    return package;
+    return makeRequest<PackageRequestReadData>(address, tag, length);
 }
 
 std::unique_ptr<PackageRequestWriteData> makeWrite(quint32 address, const QByteArray &data,
                                                    const char *tag)
 {
-    auto package = std::make_unique<PackageRequestWriteData>(
-        QStringLiteral("k"), 0, 255, 1, 2, 65535, static_cast<ushort>(address >> 16),
-        static_cast<ushort>(address), 0, 9, QLatin1String(tag), false, data,
-        static_cast<int>(data.size()));
-    package->setSerialNum(77);
-    return package;
+    return makeRequest<PackageRequestWriteData>(address, tag, false, data,
+                                                static_cast<int>(data.size()));
 }
 
 QByteArray dataAt(quint32 address, int length)

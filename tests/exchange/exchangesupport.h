@@ -39,6 +39,18 @@ constexpr Time ms(int count)
     return std::chrono::milliseconds(count);
 }
 
+/// A request to a register, with the last arguments of its constructor.
+template <typename Package, typename... Arguments>
+std::unique_ptr<Package> makeRequest(quint32 address, const char *tag,
+                                     const Arguments &...arguments)
+{
+    auto package = std::make_unique<Package>(
+        QStringLiteral("k"), 0, 255, 1, 2, 65535, static_cast<ushort>(address >> 16),
+        static_cast<ushort>(address), 0, 9, QLatin1String(tag), arguments...);
+    package->setSerialNum(77);
+    return package;
+}
+
 /// A read of a register, with the tag that is given.
 std::unique_ptr<PackageRequestReadData> makeRead(quint32 address, int length,
                                                  const char *tag = "tag");

@@ -28,11 +28,9 @@ QByteArray bytes(int size)
 }
 
 template <typename Package, typename... Arguments>
-std::unique_ptr<Package> make(Arguments... arguments)
+std::unique_ptr<Package> make(const Arguments &...arguments)
 {
-    auto package = std::make_unique<Package>(
-        QStringLiteral("k"), 0, 255, 1, 2, 65535, static_cast<ushort>(Register >> 16),
-        static_cast<ushort>(Register), 0, 9, QStringLiteral("t"), arguments...);
+    auto package = makeRequest<Package>(Register, "t", arguments...);
     package->setMaxPartSize(PartSize);
     return package;
 }

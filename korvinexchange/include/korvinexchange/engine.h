@@ -73,12 +73,12 @@ struct Accepted
 /// of CheckOptions::request it repeats is the same; a success of a data read brings as many bytes
 /// as were asked for. What does not fit is counted and traced, and changes nothing.
 ///
-/// | form | shows | cannot show |
-/// |---|---|---|
-/// | short reply frame | serial number | that a bit has flipped; whose data it is, but for the
-/// number | | full reply frame | all of the request | that a bit has flipped in results or data |
-/// | Linux frame | serial number, address, direction; a sum over all | two changes that cancel out
-/// | | record | all of the request | that a digit has changed in results or data |
+/// | form        | shows                                  | cannot show                          |
+/// |-------------|----------------------------------------|--------------------------------------|
+/// | short frame | serial number                          | address; a bit that has flipped      |
+/// | full frame  | request                                | a flipped bit in the results or data |
+/// | Linux frame | serial number, address, direction, sum | two changes that cancel each other   |
+/// | record      | request                                | a changed digit in results or data   |
 ///
 /// The results of a full reply are taken from where an encoder writes them, not from where its own
 /// reader takes them, and it is refused in any other layout.
@@ -91,7 +91,8 @@ struct Accepted
 /// **Order.** Requests are sent in the order in which they were handed over, special requests among
 /// themselves. Replies may come in any order.
 ///
-/// An engine belongs to one thread at a time.
+/// An engine belongs to one thread at a time. Only its constructor throws: out of memory a request
+/// is refused, a reply is as good as lost, and all that was accepted still has its one end.
 class KORVINEXCHANGE_EXPORT Engine
 {
 public:

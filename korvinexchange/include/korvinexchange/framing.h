@@ -28,7 +28,8 @@ enum class FramingFault {
 /// its last one, however many messages come before and after it.
 ///
 /// A fault is the end of the stream, except where a class says otherwise: what comes later is not
-/// looked at, as nobody can tell where a message begins.
+/// looked at, as nobody can tell where a message begins. Only the constructors throw: out of memory
+/// is a fault.
 class KORVINEXCHANGE_EXPORT Framing
 {
 public:
@@ -37,8 +38,9 @@ public:
     Framing(int messageSize, std::chrono::milliseconds deadline);
     virtual ~Framing();
 
-    /// The bytes to send for a message; nothing for one that this framing cannot carry.
-    virtual std::optional<QByteArray> encode(const QByteArray &message) const = 0;
+    /// The bytes to send for a message; nothing for one that this framing cannot carry, and out of
+    /// memory.
+    std::optional<QByteArray> encode(const QByteArray &message) const;
 
     /// Takes bytes that were received, and returns the messages that are complete now.
     std::vector<QByteArray> receive(const QByteArray &bytes, Time now);
@@ -80,6 +82,9 @@ protected:
         int size = 0;                ///< Of the message, or of bytes that belong to none.
         int after = 0;               ///< Bytes after the message that the framing adds.
     };
+
+    /// What encode() returns. May throw std::bad_alloc.
+    virtual std::optional<QByteArray> encoded(const QByteArray &message) const = 0;
 
     /// Looks at what lies at @p start, which is before the end of @p buffer.
     virtual Found find(const QByteArray &buffer, int start) = 0;

@@ -17,9 +17,8 @@ public:
         std::chrono::milliseconds deadline = std::chrono::milliseconds(3000));
     ~LengthPrefixFraming() override;
 
-    std::optional<QByteArray> encode(const QByteArray &message) const override;
-
 protected:
+    std::optional<QByteArray> encoded(const QByteArray &message) const override;
     Found find(const QByteArray &buffer, int start) override;
 };
 

@@ -16,9 +16,8 @@ public:
                          std::chrono::milliseconds deadline = std::chrono::milliseconds(3000));
     ~LineFraming() override;
 
-    std::optional<QByteArray> encode(const QByteArray &message) const override;
-
 protected:
+    std::optional<QByteArray> encoded(const QByteArray &message) const override;
     Found find(const QByteArray &buffer, int start) override;
     void taken(int count) override;
 

@@ -15,7 +15,8 @@ namespace KorvinExchange {
 /// Bytes that begin no frame whose checksum holds are passed over, one by one, so that reading goes
 /// on after noise, wherever in the stream. What looks like the beginning of a frame is waited for,
 /// at most until its deadline and for 65,555 bytes; frames that it has hidden are found then. A
-/// frame inside the data of another one is data.
+/// frame inside the data of another one is data. encode() takes whole frames of the other direction
+/// whose checksum holds.
 class KORVINEXCHANGE_EXPORT LinuxFraming : public Framing
 {
 public:
@@ -26,10 +27,8 @@ public:
                           int messageSize = 65555);
     ~LinuxFraming() override;
 
-    /// Takes whole frames of the other direction whose checksum holds.
-    std::optional<QByteArray> encode(const QByteArray &message) const override;
-
 protected:
+    std::optional<QByteArray> encoded(const QByteArray &message) const override;
     Found find(const QByteArray &buffer, int start) override;
     void taken(int count) override;
     bool resynchronises() const override;

@@ -6,7 +6,6 @@
 #include <packagebase.h>
 
 #include <QtCore/QByteArray>
-#include <QtCore/QPointer>
 
 class PackageRequestReadData;
 class PackageRequestReadFile;
@@ -17,24 +16,23 @@ class PackageRequestWriteMemData;
 
 namespace KorvinExchange {
 
-/// More data than one request carries, for Engine::start().
+/// More data than one request carries, for Engine::start(), until which its package must be there.
 ///
 /// The package says what to transfer: address, length or data, name, offset. Its maximum part size,
 /// 2048 where nothing else is set, is the most bytes that one request moves; the engine keeps its
 /// part count, the index of the first part that is not done, and in the end its results. It sends
 /// requests of its own, which have the address of the package.
 ///
-/// | transfer | requests | in flight |
-/// |---|---|---|
-/// | data | a data request for each part, whose register address is advanced by the offset |
-/// several | | a file or memory, written | for each part a data write to the register address of
-/// the package, which is a buffer, then the file or memory write with the offset of the part | one
-/// | | a file, read | the file read of all of it into the buffer, then data reads from there |
-/// several | | memory, read | for each part the memory read into the buffer, then a data read from
-/// there | one |
+/// - **Data:** a data request for each part, whose register address is advanced by the offset.
+/// - **A file or memory, written:** for each part a data write to the register address of the
+///   package, which is a buffer, then the file or memory write with the offset of the part.
+/// - **A file, read:** the file read of all of it into the buffer, then data reads from there.
+/// - **Memory, read:** for each part the memory read into the buffer, then a data read from there.
 ///
-/// Where a register does not advance (PackageBase::setIsRegisterAddrSelfIncreasing()) all parts
-/// have the same address, one after the other.
+/// Data requests of data, and those that read a file, may be in flight together; all others come
+/// one after the other. Where a register does not advance
+/// (PackageBase::setIsRegisterAddrSelfIncreasing()) all parts have the same address, one after the
+/// other.
 ///
 /// Transfers at the same time need different buffers. A transfer of no bytes succeeds at once, but
 /// for files: an empty file is written as well, and an empty file that is read must be there. Its
@@ -77,7 +75,7 @@ private:
     Transfer(Kind kind, PackageBase *package, const QByteArray &data);
 
     Kind m_kind;
-    QPointer<PackageBase> m_package;
+    PackageBase *m_package;
     QByteArray m_data;
     int m_window = 4;
 };
