@@ -136,6 +136,16 @@ public:
 
     QByteArray rest() { return m_bytes.mid(m_position); }
 
+    /// At most so many bytes.
+    QByteArray bytes(int count)
+    {
+        const QByteArray taken = m_bytes.mid(m_position, count);
+        m_position += count;
+        return taken;
+    }
+
+    bool atEnd() const { return m_position >= m_bytes.size(); }
+
 private:
     QByteArray m_bytes;
     int m_position = 0;

@@ -330,6 +330,22 @@ std::optional<quint32> serialNumOfRecord(const QByteArray &record)
     return static_cast<quint32>(number);
 }
 
+/// Compares the start bytes that are there.
+class StartSink : public FieldSink
+{
+public:
+    void add(const WireField &field) override
+    {
+        const bool isOther = field.present > 0 && field.number != field.max;
+        m_isStart = m_isStart && !(field.type == WireType::Constant && isOther);
+    }
+
+    bool isStart() const { return m_isStart; }
+
+private:
+    bool m_isStart = true;
+};
+
 /// Decodes a message that check() has accepted, into a package of its class.
 bool decodeAccepted(PackageBase &package, const QByteArray &message, const MessageShape &shape)
 {
@@ -446,6 +462,23 @@ Verdict decodeCombination(const QByteArray &record,
         *packages = std::move(decoded);
         return verdict;
     });
+}
+
+int linuxFrameSize(const QByteArray &bytes, int start, Direction direction)
+{
+    PackageBasePrivate common;
+    LinuxHeader header{common};
+    StartSink sink;
+    FrameScanner scanner(bytes, sink);
+    scanner.goTo(start);
+    header.walk(scanner);
+    if (!sink.isStart())
+        return -1;
+    if (bytes.size() - start < LinuxHeader::Size)
+        return 0;
+    const bool carriesData =
+        direction == Direction::Reply || common.readWriteCode != OrvexEnum::Read;
+    return LinuxHeader::Size + LinuxHeader::ChecksumSize + (carriesData ? header.dataLength : 0);
 }
 
 std::optional<quint32> serialNumOfReply(const QByteArray &reply, Form form)

@@ -21,10 +21,11 @@ llvm-profdata merge --sparse "$build"/profiles/*.profraw -o "$build/all.profdata
 measured=("$build/korvinpackage/libkorvinpackage.so"
     -object "$build/korvininspect/libkorvininspect.so"
     -object "$build/korvinsimulator/libkorvinsimulator.so"
+    -object "$build/korvinexchange/libkorvinexchange.so"
     -object "$build/tests/korvinpackage_tests" # has some of the private headers
     -instr-profile="$build/all.profdata")
 sources=("$PWD"/korvinpackage/*.{cpp,h} "$PWD"/korvininspect/*.{cpp,h}
-    "$PWD"/korvinsimulator/*.{cpp,h})
+    "$PWD"/korvinsimulator/*.{cpp,h} "$PWD"/korvinexchange/*.{cpp,h})
 report=$(llvm-cov report "${measured[@]}" --show-branch-summary "${sources[@]}")
 # Columns: file, regions, functions, lines and branches, each as number, missed and percentage.
 awk '/^TOTAL/ || /\.(cpp|h) / { printf "%-32s lines %6s of %5d   branches %7s of %4d\n", \

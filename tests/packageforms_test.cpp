@@ -466,4 +466,26 @@ TEST(PackageForms, SerialNumberOfAReply)
     EXPECT_EQ(ofLinux("55AB 00 FF"), std::nullopt);
 }
 
+TEST(PackageForms, SizeOfALinuxFrame)
+{
+    const char read[] = "55AA 00 05 00 00 00 00 0000 00 00 0000 0000 0201";
+    const char write[] = "55AA 00 05 00 00 00 00 0000 01 00 0000 0000 FFFF";
+    const auto sizeOf = [](const char *digits, Direction direction) {
+        return linuxFrameSize(hex(digits), 0, direction);
+    };
+    EXPECT_EQ(sizeOf(read, Direction::Request), 20);
+    EXPECT_EQ(sizeOf(read, Direction::Reply), 20 + 0x0102);
+    EXPECT_EQ(sizeOf(write, Direction::Request), 65555);
+    EXPECT_EQ(sizeOf(write, Direction::Reply), 65555);
+    EXPECT_EQ(linuxFrameSize("noise" + hex(read), 5, Direction::Reply), 20 + 0x0102);
+
+    EXPECT_EQ(linuxFrameSize(hex(read).chopped(1), 0, Direction::Reply), 0);
+    EXPECT_EQ(sizeOf("55AA", Direction::Reply), 0);
+    EXPECT_EQ(sizeOf("55", Direction::Reply), 0);
+    EXPECT_EQ(sizeOf("", Direction::Reply), 0);
+    EXPECT_EQ(sizeOf("AA", Direction::Reply), -1);
+    EXPECT_EQ(sizeOf("55AB", Direction::Reply), -1);
+    EXPECT_EQ(linuxFrameSize(hex(read), 1, Direction::Reply), -1);
+}
+
 } // namespace

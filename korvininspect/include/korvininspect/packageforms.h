@@ -124,6 +124,16 @@ KORVININSPECT_EXPORT Verdict decodeCombination(const QByteArray &record,
 /// @return nothing for a reply that has none, or that ends before it or begins as no reply does.
 KORVININSPECT_EXPORT std::optional<quint32> serialNumOfReply(const QByteArray &reply, Form form);
 
+/// What every Linux frame begins with.
+constexpr char LinuxFrameStart[] = "\x55\xAA";
+
+/// The size that the header of a Linux frame says it has, to find frames in a stream of bytes.
+///
+/// @param start is where the frame begins, in @p bytes.
+/// @param direction decides whether a read carries the data that it announces: replies do.
+/// @return 20 to 65,555; 0 where there are too few bytes to tell; -1 where no frame begins.
+KORVININSPECT_EXPORT int linuxFrameSize(const QByteArray &bytes, int start, Direction direction);
+
 } // namespace KorvinInspect
 
 #endif

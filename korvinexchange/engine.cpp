@@ -1,0 +1,956 @@
+#include "include/korvinexchange/engine.h"
+
+#include "engine_p.h"
+#include "requestcoding_p.h"
+
+#include <korvininspect/packageforms.h>
+#include <specialpackagerequest.h>
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+using namespace KorvinInspect;
+
+namespace KorvinExchange {
+
+namespace {
+
+/// No duration is longer, so that moments can be added up.
+constexpr std::chrono::milliseconds LongestDuration = std::chrono::hours(24 * 365);
+
+/// What comes after this moment counts as it.
+constexpr Time LastMoment = Time::max() / 2;
+
+/// A longer request is not kept when it has ended: a reply to it is known by its number alone, and
+/// does not end the rest of the number.
+constexpr int LongestKeptRequest = 512;
+
+void bound(std::chrono::milliseconds *duration, int least)
+{
+    *duration = qBound(std::chrono::milliseconds(least), *duration, LongestDuration);
+}
+
+void bound(Settings *settings)
+{
+    constexpr std::chrono::milliseconds LeastRest(60000);
+    constexpr int TimeoutsOfRest = 10;
+    bound(&settings->timeout, 1);
+    bound(&settings->queueTimeout, 1);
+    bound(&settings->rest, 0);
+    bound(&settings->restAfterReply, 0);
+    bound(&settings->retry.pause, 0);
+    bound(&settings->retry.longestPause, 0);
+    if (settings->rest.count() == 0)
+        settings->rest = qMax(LeastRest, TimeoutsOfRest * settings->timeout);
+    bound(&settings->rest, 0);
+    settings->retry.attempts = qMax(settings->retry.attempts, 1);
+    settings->lastSerialNum = qBound(1U, settings->lastSerialNum, lastSerialNumOf(Form::Text));
+    settings->firstSerialNum = qBound(1U, settings->firstSerialNum, settings->lastSerialNum);
+    Limits &limits = settings->limits;
+    for (int *limit :
+         {&limits.inFlight, &limits.queued, &limits.messageSize, &limits.serialNumbers})
+        *limit = qMax(*limit, 1);
+}
+
+Settings inRange(Settings settings)
+{
+    bound(&settings);
+    return settings;
+}
+
+/// By what a reply says to which request it belongs; nothing where it does not say it.
+std::optional<SerialNumbers::Key> keyOf(Form form, const QByteArray &reply)
+{
+    if (const std::optional<quint32> serialNum = serialNumOfReply(reply, form))
+        return *serialNum;
+    // Of records only those of special requests have no serial number.
+    bool isNumber = false;
+    const int id = reply.left(qMax(reply.indexOf(','), 0)).toInt(&isNumber);
+    if (!isNumber || form != Form::Text)
+        return {};
+    return SerialNumbers::ofSpecial(id);
+}
+
+Verdict outOfRange(const QString &expected, const QString &found)
+{
+    Verdict verdict;
+    verdict.refusal = Refusal::OutOfRange;
+    verdict.expected = expected;
+    verdict.found = found;
+    return verdict;
+}
+
+MessageShape replyShapeOf(const Job &job, const JobItem &item)
+{
+    return {item.classId, job.shape.form, Direction::Reply};
+}
+
+RequestId idOf(const Job &job, const JobItem &item)
+{
+    return job.transfer ? job.transfer->id : item.id;
+}
+
+/// Whether no item has ended. Else a combination is not repeated: what has been answered or
+/// cancelled would be carried out again.
+bool isWhole(const Job &job)
+{
+    return job.unfinished == job.items.size();
+}
+
+/// Decodes the reply to a request; a data read that succeeds must bring as much as was asked for.
+Verdict decodeReply(const QByteArray &message, const MessageShape &shape, const JobItem &item,
+                    std::unique_ptr<PackageBase> *reply)
+{
+    CheckOptions options;
+    options.request = item.request;
+    Verdict verdict = decodeMessage(message, shape, reply, options);
+    if (!verdict.isOk() || item.classId != ClassId::PackageRequestReadData
+        || !(*reply)->isPackageSuccess()) {
+        return verdict;
+    }
+    const qint64 found = (*reply)->data().size();
+    if (found != item.asked) {
+        verdict = outOfRange(QString::number(item.asked), QString::number(found));
+        verdict.field = QStringLiteral("replyDataLength");
+    }
+    return verdict;
+}
+
+} // namespace
+
+EnginePrivate::EnginePrivate(const Settings &given)
+    : settings(inRange(given))
+    , numbers(settings.firstSerialNum, settings.lastSerialNum, settings.limits.serialNumbers,
+              {settings.rest, settings.restAfterReply})
+{
+}
+
+int EnginePrivate::queued() const
+{
+    return m_waitingRequests + static_cast<int>(m_transfers.size() + m_events.size());
+}
+
+// Handing over.
+
+Accepted EnginePrivate::send(PackageBase *const *packages, int count, bool isCombination,
+                             const RequestOptions &options)
+{
+    if (count < 1 || count > settings.limits.inFlight)
+        return refuse(packages, count, SendError::TooManyItems);
+    if (queued() + count > settings.limits.queued)
+        return refuse(packages, count, SendError::QueueFull);
+    const RequestId first = m_lastId + 1;
+    try {
+        Jobs made(1);
+        Job &job = made.front();
+        job.options = options;
+        job.isCombination = isCombination;
+        job.events.resize(static_cast<std::size_t>(count));
+        job.items.resize(count);
+        for (int i = 0; i < count; ++i) {
+            job.items[i].id = ++m_lastId;
+            job.items[i].package = packages[i];
+            job.items[i].classId = classOf(*packages[i]).id;
+            m_jobs.emplace(m_lastId, &job);
+        }
+        enqueue(&made);
+    } catch (const std::bad_alloc &) {
+        for (RequestId id = first; id <= m_lastId; ++id)
+            m_jobs.erase(id);
+        m_lastId = first - 1;
+        return refuse(packages, count, SendError::OutOfMemory);
+    }
+    m_waitingRequests += count;
+    for (int i = 0; i < count; ++i)
+        packages[i]->setCommResult(OrvexEnum::CommPending);
+    return {first, SendError::None};
+}
+
+Accepted EnginePrivate::refuse(PackageBase *const *packages, int count, SendError sendError)
+{
+    for (int i = 0; i < count; ++i)
+        setOutcome(packages[i], Outcome::Refused);
+    counters.refused += static_cast<quint64>(count);
+    return {0, sendError};
+}
+
+/// Puts a job at the end of its queue. Throws std::bad_alloc, with nothing changed.
+void EnginePrivate::enqueue(Jobs *made)
+{
+    Job &job = made->front();
+    job.unfinished = static_cast<int>(job.items.size());
+    job.due = m_due.insert({m_now + settings.queueTimeout, ++m_lastOrder, &job}).first;
+    job.list = made;
+    job.place = made->begin();
+    const bool isSpecial = isWithoutSerialNum(job.items[0].classId, Form::Text);
+    moveTo(isSpecial ? &m_waitingSpecials : &m_waiting, job);
+}
+
+bool EnginePrivate::cancel(RequestId id)
+{
+    StepResult cancelled;
+    cancelled.outcome = Outcome::Cancelled;
+    const auto transfer = m_transfers.find(id);
+    if (transfer != m_transfers.end()) {
+        TransferJobs &jobs = transfer->second;
+        jobs.running.stop(Outcome::Cancelled, SendError::None);
+        // The transfer ends with the last of them.
+        for (auto left = jobs.jobs.size(); left > 0; --left)
+            finish(*jobs.jobs.front(), jobs.jobs.front()->items[0], cancelled);
+        return true;
+    }
+    const auto found = m_jobs.find(id);
+    if (found == m_jobs.end())
+        return false;
+    Job &job = *found->second;
+    JobItem &item = job.items[static_cast<int>(id - job.items[0].id)];
+    if (item.isFinished)
+        return false;
+    finish(job, item, cancelled);
+    return true;
+}
+
+void EnginePrivate::linkLost()
+{
+    for (Jobs *list : {&m_sent, &m_ready, &m_waiting, &m_waitingSpecials}) {
+        while (!list->empty())
+            finishAll(list->front(), Outcome::LinkLost);
+    }
+    numbers.reset();
+}
+
+// Sending.
+
+std::optional<OutgoingMessage> EnginePrivate::takeMessage()
+{
+    m_lacksNumbers = false;
+    while (!m_ready.empty()) {
+        if (isWhole(m_ready.front()))
+            return handOut(m_ready.front());
+        finishAll(m_ready.front(), Outcome::TimedOut);
+    }
+    const Job *blocked = nullptr;
+    while (Job *job = nextWaiting(blocked)) {
+        const Dispatch result = dispatch(*job);
+        if (result == Dispatch::Sent)
+            return handOut(*job);
+        if (result == Dispatch::Blocked && blocked)
+            return {};
+        if (result == Dispatch::Blocked)
+            blocked = job;
+    }
+    return {};
+}
+
+/// The next job of the two queues, the one that has to wait left aside.
+Job *EnginePrivate::nextWaiting(const Job *blocked)
+{
+    Job *next = nullptr;
+    for (Jobs *list : {&m_waiting, &m_waitingSpecials}) {
+        if (list->empty() || &list->front() == blocked)
+            continue;
+        if (!next || list->front().due->order < next->due->order)
+            next = &list->front();
+    }
+    return next;
+}
+
+EnginePrivate::Dispatch EnginePrivate::dispatch(Job &job)
+{
+    if (dropGonePackages(job))
+        return Dispatch::Ended;
+    if (inFlight + job.unfinished > settings.limits.inFlight || lacksBytes(job))
+        return Dispatch::Blocked;
+    Verdict verdict;
+    try {
+        verdict = chooseShape(job);
+        if (!verdict.isOk())
+            return end(job, SendError::NotCarried, verdict);
+        if (askedOf(job) > settings.limits.announcedData)
+            return end(job, SendError::TooMuchData, verdict);
+        if (!drawNumbers(job)) {
+            releaseNumbers(job);
+            return Dispatch::Blocked;
+        }
+        verdict = encode(job);
+        if (verdict.isOk())
+            return dispatchEncoded(job);
+    } catch (const std::bad_alloc &) {
+        verdict.refusal = Refusal::OutOfMemory;
+    }
+    releaseNumbers(job);
+    return end(job,
+               verdict.refusal == Refusal::OutOfMemory ? SendError::OutOfMemory
+                                                       : SendError::NotAccepted,
+               verdict);
+}
+
+/// Sends what has been encoded, where its size allows it.
+EnginePrivate::Dispatch EnginePrivate::dispatchEncoded(Job &job)
+{
+    const qint64 size = job.message.size();
+    job.cost = size + askedOf(job);
+    const bool isTooLong =
+        size > settings.limits.messageSize || job.cost > settings.limits.bytesInFlight;
+    if (isTooLong || lacksBytes(job)) {
+        releaseNumbers(job);
+        return isTooLong ? end(job, SendError::TooLong, {}) : Dispatch::Blocked;
+    }
+    for (JobItem &item : job.items) {
+        if (item.isFinished)
+            continue;
+        item.number->job = &job;
+        item.number->item = static_cast<int>(&item - job.items.data());
+    }
+    job.sentAt = m_now;
+    inFlight += job.unfinished;
+    bytesInFlight += job.cost;
+    m_waitingRequests -= job.transfer ? 0 : job.unfinished;
+    m_isSpecialUnderWay = m_isSpecialUnderWay || job.list == &m_waitingSpecials;
+    return Dispatch::Sent;
+}
+
+EnginePrivate::Dispatch EnginePrivate::end(Job &job, SendError sendError, const Verdict &verdict)
+{
+    StepResult result;
+    result.outcome = Outcome::Refused;
+    result.sendError = sendError;
+    result.verdict = verdict;
+    int left = job.unfinished;
+    for (int i = 0; left > 0; ++i) {
+        if (job.items[i].isFinished)
+            continue;
+        --left; // the job ends with the last of them
+        finish(job, job.items[i], result);
+    }
+    return Dispatch::Ended;
+}
+
+/// Ends the requests whose packages have been deleted.
+///
+/// @return whether the job has ended with them.
+bool EnginePrivate::dropGonePackages(Job &job)
+{
+    const auto isGone = [](const JobItem &item) { return !item.isFinished && !item.package; };
+    auto left = std::count_if(job.items.begin(), job.items.end(), isGone);
+    const bool isOver = left == job.unfinished;
+    StepResult result;
+    result.outcome = Outcome::Cancelled;
+    for (int i = 0; left > 0; ++i) {
+        if (!isGone(job.items[i]))
+            continue;
+        --left;
+        finish(job, job.items[i], result);
+    }
+    return isOver;
+}
+
+/// Says as what a job is sent.
+Verdict EnginePrivate::chooseShape(Job &job) const
+{
+    const std::vector<Form> onlyRecords{Form::Text};
+    const auto &forms = settings.forms;
+    Verdict verdict;
+    if (job.isCombination && std::find(forms.begin(), forms.end(), Form::Text) == forms.end())
+        verdict.refusal = Refusal::NoSuchForm;
+    job.isRepeatable = job.options.repeat != Repeat::Never;
+    for (JobItem &item : job.items) {
+        if (item.isFinished || !verdict.isOk())
+            continue;
+        item.asked = askedData(*item.package, item.classId);
+        const ChosenForm chosen =
+            chooseForm(*item.package, item.classId, job.isCombination ? onlyRecords : forms);
+        verdict = chosen.verdict;
+        job.shape = {item.classId, chosen.form, Direction::Request};
+        job.isRepeatable = job.isRepeatable
+            && (job.options.repeat == Repeat::Always || isRead(*item.package, item.classId));
+    }
+    if (job.isCombination)
+        job.shape.classId = ClassId::PackageRequestCombination;
+    return verdict;
+}
+
+/// The data that the replies may bring.
+qint64 EnginePrivate::askedOf(const Job &job) const
+{
+    qint64 asked = 0;
+    for (const JobItem &item : job.items)
+        asked += item.isFinished ? 0 : item.asked;
+    return asked;
+}
+
+/// Whether the bytes of a job have to wait for those in flight.
+bool EnginePrivate::lacksBytes(const Job &job) const
+{
+    return bytesInFlight + job.cost > settings.limits.bytesInFlight;
+}
+
+/// Gives each item a number. Throws std::bad_alloc.
+///
+/// @return false, with some of them drawn, where there are not enough.
+bool EnginePrivate::drawNumbers(Job &job)
+{
+    const bool isSpecial = job.list == &m_waitingSpecials;
+    if (isSpecial && m_isSpecialUnderWay)
+        return false;
+    for (JobItem &item : job.items) {
+        if (item.isFinished)
+            continue;
+        const auto *special = qobject_cast<const SpecialPackageRequest *>(item.package.data());
+        item.number = special ? numbers.claim(SerialNumbers::ofSpecial(special->id()))
+                              : numbers.draw(lastSerialNumOf(job.shape.form));
+        if (!item.number) {
+            m_lacksNumbers = true;
+            return false;
+        }
+    }
+    return true;
+}
+
+void EnginePrivate::releaseNumbers(Job &job)
+{
+    for (JobItem &item : job.items) {
+        if (item.number)
+            numbers.release(std::exchange(item.number, nullptr));
+    }
+}
+
+/// Makes the message of a job.
+Verdict EnginePrivate::encode(Job &job) const
+{
+    if (!job.isCombination) {
+        JobItem &item = job.items[0];
+        const Verdict verdict = encodeRequest(*item.package, static_cast<quint32>(item.number->key),
+                                              job.shape, &job.message);
+        item.request = job.message;
+        return verdict;
+    }
+    std::vector<std::pair<PackageBase *, quint32>> packages;
+    for (const JobItem &item : job.items) {
+        if (!item.isFinished)
+            packages.emplace_back(item.package, static_cast<quint32>(item.number->key));
+    }
+    const Verdict verdict = encodeItems(packages, &job.message);
+    if (!verdict.isOk())
+        return verdict;
+    const std::vector<QByteArray> requests = itemsOf(job.message);
+    auto request = requests.begin();
+    for (JobItem &item : job.items) {
+        if (!item.isFinished)
+            item.request = *request++;
+    }
+    return verdict;
+}
+
+OutgoingMessage EnginePrivate::handOut(Job &job)
+{
+    const auto first = std::find_if(job.items.begin(), job.items.end(),
+                                    [](const JobItem &item) { return !item.isFinished; });
+    const RequestId id = idOf(job, *first);
+    ++job.attempts;
+    job.state = Job::State::InFlight;
+    moveTo(&m_sent, job);
+    setDue(job, m_now + timeoutOf(job));
+    ++(job.attempts == 1 ? counters.sent : counters.repeated);
+    counters.bytesSent += static_cast<quint64>(job.message.size());
+    note(job.attempts == 1 ? TraceEvent::Sent : TraceEvent::Repeated, job.shape, id, job.message);
+    return {id, job.shape, job.attempts, job.message};
+}
+
+// Time.
+
+void EnginePrivate::advance(Time now)
+{
+    m_now = qBound(m_now, now, LastMoment);
+    numbers.expire(m_now);
+    while (!m_due.empty() && m_due.begin()->at <= m_now)
+        onDue(*m_due.begin()->job);
+}
+
+std::optional<Time> EnginePrivate::nextTimeout() const
+{
+    std::optional<Time> next;
+    if (!m_due.empty())
+        next = m_due.begin()->at;
+    const std::optional<Time> number = m_lacksNumbers ? numbers.nextExpiry() : std::nullopt;
+    return next && number ? qMin(*next, *number) : next;
+}
+
+void EnginePrivate::onDue(Job &job)
+{
+    switch (job.state) {
+    case Job::State::InFlight:
+        if (!job.isRepeatable || !isWhole(job) || job.attempts >= settings.retry.attempts)
+            break;
+        job.state = Job::State::Pausing;
+        setDue(job, m_now + pauseOf(job));
+        return;
+    case Job::State::Pausing:
+        if (!isWhole(job))
+            break;
+        job.state = Job::State::Ready;
+        moveTo(&m_ready, job);
+        setDue(job, m_now + timeoutOf(job));
+        return;
+    default:
+        break;
+    }
+    finishAll(job, Outcome::TimedOut);
+}
+
+Time EnginePrivate::timeoutOf(const Job &job) const
+{
+    if (!job.options.timeout)
+        return qMin(settings.timeout, LongestDuration / job.items.size()) * job.items.size();
+    std::chrono::milliseconds timeout = *job.options.timeout;
+    bound(&timeout, 1);
+    return timeout;
+}
+
+Time EnginePrivate::pauseOf(const Job &job) const
+{
+    std::chrono::milliseconds pause = settings.retry.pause;
+    for (int attempt = 1; attempt < job.attempts && pause < settings.retry.longestPause; ++attempt)
+        pause *= 2;
+    return qMin(pause, settings.retry.longestPause);
+}
+
+void EnginePrivate::setDue(Job &job, Time at)
+{
+    auto due = m_due.extract(job.due);
+    due.value().at = at;
+    job.due = m_due.insert(std::move(due)).position;
+}
+
+void EnginePrivate::moveTo(Jobs *list, Job &job)
+{
+    list->splice(list->end(), *job.list, job.place);
+    job.list = list;
+}
+
+// The end.
+
+void EnginePrivate::finishAll(Job &job, Outcome outcome)
+{
+    int left = job.unfinished;
+    for (int i = 0; left > 0; ++i) {
+        JobItem &item = job.items[i];
+        if (item.isFinished)
+            continue;
+        --left; // the job ends with the last of them
+        StepResult result;
+        result.outcome = outcome;
+        if (outcome == Outcome::TimedOut && !item.refusedReply.isOk()) {
+            result.outcome = Outcome::RefusedReply;
+            result.verdict = item.refusedReply;
+        }
+        finish(job, item, result);
+    }
+}
+
+/// Ends a request, and its job where it is the last one.
+void EnginePrivate::finish(Job &job, JobItem &item, StepResult result)
+{
+    item.isFinished = true;
+    --job.unfinished;
+    if (job.state == Job::State::Waiting && !job.transfer)
+        --m_waitingRequests;
+    if (item.number)
+        rest(job, item, false);
+    count(result.outcome);
+    if (item.package)
+        setOutcome(item.package, result.outcome);
+    TransferJobs *const transfer = job.transfer;
+    if (!transfer) {
+        tell(job, item, result);
+    } else {
+        result.offset = job.step.offset;
+        result.finishes = job.step.finishes;
+        result.data = job.step.reads ? job.step.package->data() : QByteArray();
+        result.ackCode = job.step.package->getAckCode();
+        result.commResult = job.step.package->getCommResult();
+        result.packResult = job.step.package->getPackResult();
+        transfer->jobs.erase(job.ofTransfer);
+    }
+    if (job.unfinished == 0)
+        remove(job);
+    if (transfer)
+        endStep(*transfer, result);
+}
+
+/// Lets the number of a request rest that was sent.
+void EnginePrivate::rest(const Job &job, JobItem &item, bool isAnswered)
+{
+    EndedRequest ended;
+    ended.shape = replyShapeOf(job, item);
+    if (item.request.size() <= LongestKeptRequest)
+        ended.request = item.request;
+    ended.isAnswered = isAnswered;
+    ended.isSentOnce = job.attempts == 1;
+    ended.isOfCombination = job.isCombination;
+    numbers.rest(std::exchange(item.number, nullptr), ended, m_now);
+    --inFlight;
+    if (isWithoutSerialNum(item.classId, job.shape.form))
+        m_isSpecialUnderWay = false;
+}
+
+void EnginePrivate::count(Outcome outcome)
+{
+    switch (outcome) {
+    case Outcome::Success:
+        ++counters.succeeded;
+        break;
+    case Outcome::Failure:
+        ++counters.failed;
+        break;
+    case Outcome::TimedOut:
+    case Outcome::RefusedReply:
+        ++counters.timedOut;
+        break;
+    case Outcome::Cancelled:
+        ++counters.cancelled;
+        break;
+    case Outcome::LinkLost:
+        ++counters.linkLost;
+        break;
+    case Outcome::Refused:
+        ++counters.refused;
+        break;
+    }
+}
+
+void EnginePrivate::tell(Job &job, const JobItem &item, const StepResult &result)
+{
+    Event &event = job.events.front().event;
+    job.events.front().package = item.package;
+    event.id = item.id;
+    event.outcome = result.outcome;
+    event.sendError = result.sendError;
+    event.verdict = result.verdict;
+    event.attempts = job.attempts;
+    if (result.outcome == Outcome::Success || result.outcome == Outcome::Failure)
+        event.latency = m_now - job.sentAt;
+    m_events.splice(m_events.end(), job.events, job.events.begin());
+}
+
+void EnginePrivate::remove(Job &job)
+{
+    if (job.state != Job::State::Waiting)
+        bytesInFlight -= job.cost;
+    for (const JobItem &item : job.items)
+        m_jobs.erase(item.id);
+    m_due.erase(job.due);
+    job.list->erase(job.place);
+}
+
+std::optional<Event> EnginePrivate::takeEvent()
+{
+    if (m_events.empty())
+        return {};
+    std::list<Told> first;
+    first.splice(first.end(), m_events, m_events.begin());
+    Event event = first.front().event;
+    event.package = first.front().package;
+    const auto transfer = m_transfers.find(event.id);
+    if (transfer != m_transfers.end()) { // its progress, which may be told again
+        transfer->second.told = nullptr;
+        transfer->second.progress.splice(transfer->second.progress.end(), first);
+    }
+    return event;
+}
+
+// Replies.
+
+void EnginePrivate::receive(Form form, const QByteArray &message)
+{
+    counters.bytesReceived += static_cast<quint64>(message.size());
+    try {
+        const std::optional<SerialNumbers::Key> key = keyOf(form, message);
+        const SerialNumbers::Number *number = key ? numbers.find(*key) : nullptr;
+        const bool isOfCombination =
+            number && (number->job ? number->job->isCombination : number->ended.isOfCombination);
+        if (!isOfCombination || message.size() > settings.limits.messageSize) {
+            receiveOne(form, message);
+            return;
+        }
+        for (const QByteArray &part : message.split('|'))
+            receiveOne(form, part);
+    } catch (const std::bad_alloc &) {
+        ++counters.refusedReplies;
+    }
+}
+
+void EnginePrivate::receiveOne(Form form, const QByteArray &message)
+{
+    const std::optional<SerialNumbers::Key> key = keyOf(form, message);
+    SerialNumbers::Number *number = key ? numbers.find(*key) : nullptr;
+    const Form expected = !number ? form
+        : number->job             ? number->job->shape.form
+                                  : number->ended.shape.form;
+    if (!number || form != expected) {
+        ++counters.unknown;
+        note(TraceEvent::Unknown, {ClassId::PackageBase, form, Direction::Reply}, 0, message);
+    } else if (number->job) {
+        answer(*number->job, number->job->items[number->item], message);
+    } else {
+        receiveLate(number, message);
+    }
+}
+
+/// Takes a reply to a request that has ended.
+void EnginePrivate::receiveLate(SerialNumbers::Number *number, const QByteArray &message)
+{
+    const EndedRequest &ended = number->ended;
+    const bool isKnown = !ended.request.isEmpty();
+    CheckOptions options;
+    options.request = ended.request;
+    std::unique_ptr<PackageBase> reply;
+    Verdict verdict;
+    if (isKnown)
+        verdict = decodeMessage(message, ended.shape, &reply, options);
+    if (!verdict.isOk()) {
+        ++counters.refusedReplies;
+        note(TraceEvent::RefusedReply, ended.shape, 0, message, verdict);
+        return;
+    }
+    ++(ended.isAnswered ? counters.duplicate : counters.late);
+    note(ended.isAnswered ? TraceEvent::Duplicate : TraceEvent::Late, ended.shape, 0, message);
+    if (isKnown)
+        numbers.restAnswered(number, m_now);
+}
+
+void EnginePrivate::answer(Job &job, JobItem &item, const QByteArray &message)
+{
+    std::unique_ptr<PackageBase> reply;
+    Verdict verdict;
+    if (message.size() > settings.limits.messageSize) {
+        verdict = outOfRange(
+            QStringLiteral("a message of at most %1 bytes").arg(settings.limits.messageSize),
+            QString::number(message.size()));
+    } else {
+        verdict = decodeReply(message, replyShapeOf(job, item), item, &reply);
+    }
+    if (!verdict.isOk()) {
+        refuseReply(item, job, message, verdict);
+        return;
+    }
+    ++counters.answered;
+    counters.latency.add(m_now - job.sentAt);
+    note(TraceEvent::Answered, replyShapeOf(job, item), idOf(job, item), message);
+    StepResult result;
+    result.outcome = reply->isPackageSuccess() ? Outcome::Success : Outcome::Failure;
+    if (item.package)
+        takeOver(item.package, *reply);
+    else
+        result.outcome = Outcome::Cancelled;
+    rest(job, item, true);
+    finish(job, item, result);
+}
+
+void EnginePrivate::refuseReply(JobItem &item, const Job &job, const QByteArray &message,
+                                const Verdict &verdict)
+{
+    item.refusedReply = verdict;
+    ++counters.refusedReplies;
+    note(TraceEvent::RefusedReply, replyShapeOf(job, item), idOf(job, item), message, verdict);
+}
+
+void EnginePrivate::note(TraceEvent event, const MessageShape &shape, RequestId request,
+                         const QByteArray &message, const Verdict &verdict)
+{
+    if (trace)
+        trace->add({event, m_now, shape, request, message, verdict});
+}
+
+// Transfers.
+
+Accepted EnginePrivate::start(const Transfer &transfer, const RequestOptions &options)
+{
+    PackageBase *package = transfer.package();
+    if (queued() >= settings.limits.queued)
+        return refuse(&package, 1, SendError::QueueFull);
+    const bool emptiesBuffer = std::any_of(settings.forms.begin(), settings.forms.end(),
+                                           [](Form form) { return form != Form::Text; });
+    if (!TransferPlan(transfer, emptiesBuffer).isValid())
+        return refuse(&package, 1, SendError::NotCarried);
+    const RequestId id = m_lastId + 1;
+    try {
+        TransferJobs &jobs = m_transfers.try_emplace(id, transfer, emptiesBuffer).first->second;
+        jobs.id = id;
+        jobs.options = options;
+        jobs.finished.resize(1);
+        jobs.progress.resize(1);
+    } catch (const std::bad_alloc &) {
+        m_transfers.erase(id);
+        return refuse(&package, 1, SendError::OutOfMemory);
+    }
+    ++m_lastId;
+    continueTransfer(m_transfers.at(id));
+    return {id, SendError::None};
+}
+
+/// Starts as many requests as may be under way; ends the transfer where there is nothing to do.
+void EnginePrivate::continueTransfer(TransferJobs &transfer)
+{
+    while (transfer.running.mayStart(static_cast<int>(transfer.jobs.size())))
+        startStep(transfer);
+    if (transfer.running.isOver(static_cast<int>(transfer.jobs.size())))
+        endTransfer(transfer);
+}
+
+void EnginePrivate::startStep(TransferJobs &transfer)
+{
+    if (!transfer.running.package()) {
+        transfer.running.stop(Outcome::Cancelled, SendError::None);
+        return;
+    }
+    try {
+        Jobs made(1);
+        Job &job = made.front();
+        job.options = transfer.options;
+        job.step = transfer.running.startStep();
+        job.items.resize(1);
+        job.items[0].package = job.step.package.get();
+        job.items[0].classId = classOf(*job.step.package).id;
+        job.transfer = &transfer;
+        std::list<Job *> listed(1, &job);
+        job.ofTransfer = listed.begin();
+        enqueue(&made);
+        transfer.jobs.splice(transfer.jobs.end(), listed);
+    } catch (const std::bad_alloc &) {
+        transfer.running.stop(Outcome::Refused, SendError::OutOfMemory);
+    }
+}
+
+void EnginePrivate::endStep(TransferJobs &transfer, const StepResult &result)
+{
+    const qint64 done = transfer.running.done();
+    transfer.running.endStep(result);
+    if (transfer.running.done() > done)
+        tellProgress(transfer);
+    continueTransfer(transfer);
+}
+
+void EnginePrivate::tellProgress(TransferJobs &transfer)
+{
+    if (!transfer.told) {
+        transfer.told = &transfer.progress.front();
+        m_events.splice(m_events.end(), transfer.progress);
+    }
+    transfer.told->package = transfer.running.package();
+    Event &event = transfer.told->event;
+    event.type = Event::Type::Progress;
+    event.id = transfer.id;
+    event.done = transfer.running.done();
+    event.total = transfer.running.plan().total();
+}
+
+void EnginePrivate::endTransfer(TransferJobs &transfer)
+{
+    Told &told = transfer.finished.front();
+    told.event.id = transfer.id;
+    told.package = transfer.running.package();
+    transfer.running.finish(&told.event);
+    m_events.splice(m_events.end(), transfer.finished);
+    m_transfers.erase(transfer.id);
+}
+
+// The public side.
+
+Engine::Engine(const Settings &settings)
+    : d(std::make_unique<EnginePrivate>(settings))
+{
+}
+
+Engine::~Engine() = default;
+
+Accepted Engine::send(PackageBase *package, const RequestOptions &options, Time now)
+{
+    d->advance(now);
+    return d->send(&package, 1, false, options);
+}
+
+Accepted Engine::sendCombination(const std::vector<PackageBase *> &packages,
+                                 const RequestOptions &options, Time now)
+{
+    d->advance(now);
+    return d->send(packages.data(), static_cast<int>(packages.size()), true, options);
+}
+
+Accepted Engine::start(const Transfer &transfer, const RequestOptions &options, Time now)
+{
+    d->advance(now);
+    return d->start(transfer, options);
+}
+
+bool Engine::cancel(RequestId id, Time now)
+{
+    d->advance(now);
+    return d->cancel(id);
+}
+
+void Engine::linkLost(Time now)
+{
+    d->advance(now);
+    d->linkLost();
+}
+
+std::optional<OutgoingMessage> Engine::takeMessage(Time now)
+{
+    d->advance(now);
+    return d->takeMessage();
+}
+
+void Engine::receive(Form form, const QByteArray &message, Time now)
+{
+    d->advance(now);
+    d->receive(form, message);
+}
+
+std::optional<Time> Engine::nextTimeout() const
+{
+    return d->nextTimeout();
+}
+
+void Engine::handleTimeout(Time now)
+{
+    d->advance(now);
+}
+
+std::optional<Event> Engine::takeEvent()
+{
+    return d->takeEvent();
+}
+
+const Counters &Engine::counters() const
+{
+    return d->counters;
+}
+
+void Engine::setTrace(Trace *trace)
+{
+    d->trace = trace;
+}
+
+int Engine::inFlight() const
+{
+    return d->inFlight;
+}
+
+int Engine::queued() const
+{
+    return d->queued();
+}
+
+qint64 Engine::bytesInFlight() const
+{
+    return d->bytesInFlight;
+}
+
+int Engine::serialNumbers() const
+{
+    return d->numbers.count();
+}
+
+} // namespace KorvinExchange

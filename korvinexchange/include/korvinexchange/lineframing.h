@@ -1,0 +1,30 @@
+#ifndef KORVINEXCHANGE_LINEFRAMING_H
+#define KORVINEXCHANGE_LINEFRAMING_H
+
+#include "framing.h"
+
+namespace KorvinExchange {
+
+/// Records as lines: a line feed (0A) ends each.
+///
+/// A carriage return directly before the line feed is left out, and so are empty lines. A record
+/// that holds a line feed, is empty or ends with a carriage return cannot be carried.
+class KORVINEXCHANGE_EXPORT LineFraming : public Framing
+{
+public:
+    explicit LineFraming(int messageSize = 1 << 20,
+                         std::chrono::milliseconds deadline = std::chrono::milliseconds(3000));
+    ~LineFraming() override;
+
+protected:
+    std::optional<QByteArray> encoded(const QByteArray &message) const override;
+    Found find(const QByteArray &buffer, int start) override;
+    void taken(int count) override;
+
+private:
+    int m_searched = 0; ///< So many bytes of the buffer hold no line feed.
+};
+
+} // namespace KorvinExchange
+
+#endif

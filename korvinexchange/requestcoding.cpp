@@ -1,0 +1,277 @@
+#include "requestcoding_p.h"
+
+#include <korvininspect/packageforms.h>
+#include <packagerequestreaddata.h>
+#include <packagerequestreadmemdata.h>
+#include <packagerequestwritedata.h>
+#include <packagerequestwritememdata.h>
+#include <specialpackagerequest.h>
+
+#include <limits>
+#include <list>
+
+using namespace KorvinInspect;
+
+namespace KorvinExchange {
+
+namespace {
+
+Verdict notCarried(const char *field, const QString &expected, const QString &found)
+{
+    Verdict verdict;
+    verdict.refusal = Refusal::OutOfRange;
+    verdict.field = QString::fromLatin1(field);
+    verdict.expected = expected;
+    verdict.found = found;
+    return verdict;
+}
+
+Verdict checkRange(const char *field, qint64 number, qint64 least, qint64 most)
+{
+    if (number >= least && number <= most)
+        return {};
+    return notCarried(field, QStringLiteral("%1 to %2").arg(least).arg(most),
+                      QString::number(number));
+}
+
+/// The first of some verdicts that is not ok.
+template <typename... Verdicts>
+Verdict firstOf(const Verdict &verdict, const Verdicts &...others)
+{
+    if constexpr (sizeof...(others) > 0)
+        return verdict.isOk() ? firstOf(others...) : verdict;
+    else
+        return verdict;
+}
+
+/// What the class and the direction, or the length and the data, must agree on.
+Verdict checkFields(const PackageBase &package)
+{
+    const OrvexEnum::ReadWriteCode code = package.getReadWriteCode();
+    if (qobject_cast<const PackageRequestRead *>(&package))
+        return checkRange("readWriteCode", code, OrvexEnum::Read, OrvexEnum::Read);
+    if (qobject_cast<const PackageRequestWrite *>(&package)) {
+        const Verdict verdict =
+            checkRange("readWriteCode", code, OrvexEnum::Write, OrvexEnum::Write);
+        if (!verdict.isOk() || !qobject_cast<const PackageRequestWriteData *>(&package))
+            return verdict;
+        const qint64 size = package.data().size();
+        return checkRange("packageDataLength", package.getPackageDataLength(), size, size);
+    }
+    return checkRange("readWriteCode", code, OrvexEnum::Read, OrvexEnum::Write);
+}
+
+/// A text of a frame has at most 65,535 bytes.
+Verdict checkText(const char *field, const QString &text)
+{
+    constexpr int Most = std::numeric_limits<quint16>::max();
+    constexpr int MostBytes = 3; // of a UTF-16 unit
+    if (text.size() <= Most / MostBytes)
+        return {};
+    return checkRange(field, text.toUtf8().size(), 0, Most);
+}
+
+/// What any frame has one byte for.
+Verdict checkBytes(const PackageBase &package)
+{
+    constexpr int Least = std::numeric_limits<qint8>::min();
+    constexpr int Most = std::numeric_limits<quint8>::max();
+    return firstOf(checkRange("deviceType", package.getDeviceType(), Least, Most),
+                   checkRange("reserved2", package.getReserved2(), Least, Most));
+}
+
+/// What a byte frame leaves out must be what its reader takes for it.
+Verdict checkFrame(const PackageBase &package, ClassId classId)
+{
+    Verdict verdict = firstOf(checkBytes(package), checkText("deviceKey", package.getDeviceKey()),
+                              checkText("tag", package.getTag()));
+    if (!verdict.isOk())
+        return verdict;
+    switch (classId) {
+    case ClassId::PackageRequestReadMemData: {
+        const auto &read = static_cast<const PackageRequestReadMemData &>(package);
+        return checkRange("offset", read.offset(), 0, 0);
+    }
+    case ClassId::PackageRequestWriteMemData: {
+        const auto &write = static_cast<const PackageRequestWriteMemData &>(package);
+        return firstOf(checkRange("offset", write.offset(), 0, 0),
+                       checkRange("packageDataLength", write.getPackageDataLength(), 0, 0));
+    }
+    case ClassId::PackageRequestWriteFile: // name and offset
+    case ClassId::SpecialPackageRequest:   // id and text
+        verdict.refusal = Refusal::NoSuchForm;
+        return verdict;
+    default:
+        return verdict;
+    }
+}
+
+Verdict checkLinux(const PackageBase &package, ClassId classId)
+{
+    constexpr int MostData = std::numeric_limits<quint16>::max();
+    Verdict verdict = checkBytes(package);
+    if (!exists({classId, Form::Linux, Direction::Request}))
+        verdict.refusal = Refusal::NoSuchForm;
+    if (!verdict.isOk())
+        return verdict;
+    const auto *write = qobject_cast<const PackageRequestWrite *>(&package);
+    if (write && write->bBroadcast())
+        return notCarried("broadcast", QStringLiteral("false"), QStringLiteral("true"));
+    return checkRange(write ? "packageDataLength" : "replyDataLength", package.getDataLength(), 0,
+                      MostData);
+}
+
+Verdict checkCarried(const PackageBase &package, ClassId classId, Form form)
+{
+    const Verdict verdict = checkFields(package);
+    if (!verdict.isOk() || form == Form::Text)
+        return verdict;
+    return form == Form::Frame ? checkFrame(package, classId) : checkLinux(package, classId);
+}
+
+/// Gives a package what it is sent with, and its own serial number back.
+class AsSent
+{
+public:
+    AsSent(PackageBase &package, quint32 serialNum)
+        : m_package(package)
+        , m_ownSerialNum(package.getSerialNum())
+    {
+        m_package.setSerialNum(serialNum);
+        m_package.setAckCode(0);
+        m_package.setCommResult(OrvexEnum::CommOk);
+        m_package.setPackResult(OrvexEnum::PackOk);
+        // What an earlier reply has brought is no part of a request.
+        if (qobject_cast<PackageRequestReadData *>(&m_package))
+            m_package.setData({});
+    }
+
+    AsSent(const AsSent &) = delete;
+    AsSent &operator=(const AsSent &) = delete;
+
+    ~AsSent()
+    {
+        m_package.setSerialNum(m_ownSerialNum);
+        m_package.setCommResult(OrvexEnum::CommPending);
+    }
+
+private:
+    PackageBase &m_package;
+    quint64 m_ownSerialNum;
+};
+
+} // namespace
+
+ChosenForm chooseForm(const PackageBase &package, ClassId classId, const std::vector<Form> &forms)
+{
+    ChosenForm chosen;
+    chosen.verdict.refusal = Refusal::NoSuchForm;
+    bool isFirst = true;
+    for (const Form form : forms) {
+        const Verdict verdict = checkCarried(package, classId, form);
+        if (verdict.isOk())
+            return {verdict, form};
+        if (isFirst)
+            chosen.verdict = verdict;
+        isFirst = false;
+    }
+    return chosen;
+}
+
+quint32 lastSerialNumOf(Form form)
+{
+    switch (form) {
+    case Form::Frame:
+        return std::numeric_limits<quint16>::max();
+    case Form::Text:
+        return std::numeric_limits<qint32>::max();
+    default:
+        return std::numeric_limits<quint8>::max();
+    }
+}
+
+bool isWithoutSerialNum(ClassId classId, Form form)
+{
+    return classId == ClassId::SpecialPackageRequest && form == Form::Text;
+}
+
+bool isRead(const PackageBase &package, ClassId classId)
+{
+    return package.getReadWriteCode() == OrvexEnum::Read
+        && classId != ClassId::SpecialPackageRequest;
+}
+
+int askedData(const PackageBase &package, ClassId classId)
+{
+    return classId == ClassId::PackageRequestReadData ? package.getDataLength() : 0;
+}
+
+Verdict encodeRequest(PackageBase &package, quint32 serialNum, const MessageShape &shape,
+                      QByteArray *message)
+{
+    const AsSent asSent(package, serialNum);
+    const Verdict verdict = encodePackage(package, {shape.form, Direction::Request}, message);
+    return verdict.isOk() ? check(*message, shape) : verdict;
+}
+
+Verdict encodeItems(const std::vector<std::pair<PackageBase *, quint32>> &packages,
+                    QByteArray *message)
+{
+    constexpr MessageShape Shape{ClassId::PackageRequestCombination, Form::Text,
+                                 Direction::Request};
+    std::list<AsSent> asSent;
+    std::vector<PackageBase *> items;
+    for (const auto &[package, serialNum] : packages) {
+        asSent.emplace_back(*package, serialNum);
+        items.push_back(package);
+    }
+    const Verdict verdict = encodeCombination(items, message);
+    return verdict.isOk() ? check(*message, Shape) : verdict;
+}
+
+std::vector<QByteArray> itemsOf(const QByteArray &combination)
+{
+    std::vector<QByteArray> records;
+    for (const QByteArray &item : combination.split('|'))
+        records.push_back(item.mid(item.indexOf('^') + 1));
+    return records;
+}
+
+void setOutcome(PackageBase *package, Outcome outcome)
+{
+    const auto store = [&](OrvexEnum::CommResults comm, OrvexEnum::PackageResults pack) {
+        package->setAckCode(0);
+        package->setCommResult(comm);
+        package->setPackResult(pack);
+    };
+    switch (outcome) {
+    case Outcome::TimedOut:
+        return store(OrvexEnum::CommTimeout, OrvexEnum::PackTimeOut);
+    case Outcome::Cancelled:
+        return store(OrvexEnum::CommForcedCancel, OrvexEnum::PackForceCancel);
+    case Outcome::LinkLost:
+        return store(OrvexEnum::CommForcedCancel, OrvexEnum::PackDisConnect);
+    case Outcome::Refused:
+        return store(OrvexEnum::CommForcedCancel, OrvexEnum::PackSendError);
+    case Outcome::RefusedReply:
+        return store(OrvexEnum::CommCodeErr, OrvexEnum::PackParseFailure);
+    default:
+        return; // the results of the reply
+    }
+}
+
+void takeOver(PackageBase *package, const PackageBase &reply)
+{
+    package->setAckCode(reply.getAckCode());
+    package->setCommResult(reply.getCommResult());
+    package->setPackResult(reply.getPackResult());
+    if (auto *read = qobject_cast<PackageRequestReadData *>(package)) {
+        // A record cannot be without data, so that the reply to a read that failed has some.
+        if (read->isPackageSuccess())
+            read->setData(reply.data());
+    }
+    if (auto *special = qobject_cast<SpecialPackageRequest *>(package))
+        special->setStrData(static_cast<const SpecialPackageRequest &>(reply).strData());
+}
+
+} // namespace KorvinExchange

@@ -1,0 +1,178 @@
+#include "serialnumbers_p.h"
+
+#include <algorithm>
+#include <new>
+
+namespace KorvinExchange {
+
+namespace {
+
+/// Behind all serial numbers.
+constexpr SerialNumbers::Key FirstSpecial = SerialNumbers::Key(1) << 32;
+
+} // namespace
+
+FreeNumbers::FreeNumbers(quint32 first, quint32 last)
+    : m_first(first)
+    , m_last(last)
+    , m_next(first)
+{
+    reset();
+}
+
+std::optional<quint32> FreeNumbers::draw(quint32 most)
+{
+    auto interval = m_starts.lower_bound(m_next);
+    if (interval == m_starts.end() || qMax(interval->second, m_next) > most)
+        interval = m_starts.begin();
+    if (interval == m_starts.end())
+        return {};
+    const auto [end, start] = *interval;
+    const quint32 number = m_next > start && m_next <= end && m_next <= most ? m_next : start;
+    if (number > most)
+        return {};
+    if (number > start) // what lies before it stays
+        m_starts.emplace(number - 1, start);
+    if (number == end)
+        m_starts.erase(interval);
+    else
+        interval->second = number + 1;
+    m_next = number + 1;
+    return number;
+}
+
+void FreeNumbers::release(quint32 number) noexcept
+{
+    const auto next = m_starts.lower_bound(number);
+    quint32 start = number;
+    auto previous = m_starts.end();
+    if (next != m_starts.begin() && std::prev(next)->first == number - 1) {
+        previous = std::prev(next);
+        start = previous->second;
+    }
+    try {
+        if (next != m_starts.end() && next->second == number + 1)
+            next->second = start;
+        else
+            m_starts.emplace_hint(next, number, start);
+        if (previous != m_starts.end())
+            m_starts.erase(previous);
+    } catch (const std::bad_alloc &) {
+        return;
+    }
+}
+
+void FreeNumbers::reset()
+{
+    m_starts = {{m_last, m_first}};
+}
+
+SerialNumbers::Key SerialNumbers::ofSpecial(int id)
+{
+    return FirstSpecial + static_cast<quint32>(id);
+}
+
+SerialNumbers::SerialNumbers(quint32 first, quint32 last, int most, const Rests &rests)
+    : m_free(first, last)
+    , m_most(static_cast<std::size_t>(most))
+    , m_rests(rests)
+{
+}
+
+SerialNumbers::Number *SerialNumbers::draw(quint32 last)
+{
+    if (m_numbers.size() >= m_most)
+        return nullptr;
+    const std::optional<quint32> number = m_free.draw(last);
+    return number ? add(*number) : nullptr;
+}
+
+SerialNumbers::Number *SerialNumbers::claim(Key key)
+{
+    return m_numbers.size() >= m_most || find(key) ? nullptr : add(key);
+}
+
+void SerialNumbers::release(Number *number)
+{
+    const Place place = m_numbers.at(number->key);
+    remove(*place.list, place.number);
+}
+
+void SerialNumbers::rest(Number *number, const EndedRequest &ended, Time now)
+{
+    const bool isShort = ended.isAnswered && ended.isSentOnce;
+    number->job = nullptr;
+    number->ended = ended;
+    number->until = now + (isShort ? m_rests.answered : m_rests.unanswered);
+    moveTo(isShort ? m_answered : m_unanswered, number);
+}
+
+void SerialNumbers::restAnswered(Number *number, Time now)
+{
+    number->ended.isAnswered = true;
+    if (number->ended.isSentOnce)
+        rest(number, EndedRequest(number->ended), now);
+}
+
+SerialNumbers::Number *SerialNumbers::find(Key key)
+{
+    const auto found = m_numbers.find(key);
+    return found == m_numbers.end() ? nullptr : &*found->second.number;
+}
+
+void SerialNumbers::expire(Time now)
+{
+    for (List *list : {&m_unanswered, &m_answered}) {
+        while (!list->empty() && list->front().until <= now)
+            remove(*list, list->begin());
+    }
+}
+
+std::optional<Time> SerialNumbers::nextExpiry() const
+{
+    std::optional<Time> next;
+    for (const List *list : {&m_unanswered, &m_answered}) {
+        if (!list->empty())
+            next = next ? qMin(*next, list->front().until) : list->front().until;
+    }
+    return next;
+}
+
+void SerialNumbers::reset()
+{
+    expire(Time::max());
+    m_free.reset(); // of those that were lost as well
+}
+
+SerialNumbers::Number *SerialNumbers::add(Key key)
+{
+    try {
+        List added(1);
+        added.front().key = key;
+        m_numbers.insert({key, {&m_inUse, added.begin()}});
+        m_inUse.splice(m_inUse.end(), added);
+    } catch (const std::bad_alloc &) {
+        if (key < FirstSpecial)
+            m_free.release(static_cast<quint32>(key));
+        throw;
+    }
+    return &m_inUse.back();
+}
+
+void SerialNumbers::remove(List &list, List::iterator number)
+{
+    const Key key = number->key;
+    m_numbers.erase(key);
+    list.erase(number);
+    if (key < FirstSpecial)
+        m_free.release(static_cast<quint32>(key));
+}
+
+void SerialNumbers::moveTo(List &list, Number *number)
+{
+    Place &place = m_numbers.at(number->key);
+    list.splice(list.end(), *place.list, place.number);
+    place.list = &list;
+}
+
+} // namespace KorvinExchange

@@ -1,0 +1,230 @@
+#include "transferplan_p.h"
+
+#include <packagerequestreaddata.h>
+#include <packagerequestreadfile.h>
+#include <packagerequestreadmemdata.h>
+#include <packagerequestwritedata.h>
+#include <packagerequestwritefile.h>
+#include <packagerequestwritememdata.h>
+
+#include <limits>
+
+namespace KorvinExchange {
+
+namespace {
+
+using Kind = Transfer::Kind;
+
+constexpr int WordBits = 16;
+
+bool reads(Kind kind)
+{
+    return kind == Kind::ReadData || kind == Kind::ReadFile || kind == Kind::ReadMemory;
+}
+
+/// Whether the bytes of each part go through the same buffer.
+bool goesThroughBuffer(Kind kind)
+{
+    return kind == Kind::WriteFile || kind == Kind::WriteMemory || kind == Kind::ReadMemory;
+}
+
+quint32 registerOf(const PackageBase &package)
+{
+    return quint32(package.getHighAddr()) << WordBits | package.getLowAddr();
+}
+
+/// Where in the file or memory a transfer begins.
+qint64 firstOffsetOf(const Transfer &transfer)
+{
+    const PackageBase &package = *transfer.package();
+    switch (transfer.kind()) {
+    case Kind::WriteFile:
+        return static_cast<const PackageRequestWriteFile &>(package).Offset();
+    case Kind::WriteMemory:
+        return static_cast<const PackageRequestWriteMemData &>(package).offset();
+    case Kind::ReadMemory:
+        return static_cast<const PackageRequestReadMemData &>(package).offset();
+    default:
+        return 0;
+    }
+}
+
+} // namespace
+
+TransferPlan::TransferPlan(const Transfer &transfer, bool emptiesBuffer)
+    : m_transfer(transfer)
+    , m_emptiesBuffer(emptiesBuffer)
+    , m_total(reads(transfer.kind()) ? transfer.package()->getDataLength() : transfer.data().size())
+    , m_partSize(transfer.package()->getMaxPartSize())
+    , m_advances(transfer.package()->getIsRegisterAddrSelfIncreasing())
+    , m_register(registerOf(*transfer.package()))
+    , m_firstOffset(firstOffsetOf(transfer))
+{
+}
+
+bool TransferPlan::isValid() const
+{
+    if (m_total < 0 || m_partSize < 1)
+        return false;
+    constexpr qint64 Registers = qint64(1) << 32;
+    const qint64 largest = qMin<qint64>(m_partSize, m_total);
+    const qint64 used = goesThroughBuffer(m_transfer.kind()) || !m_advances ? largest : m_total;
+    return m_register + used <= Registers
+        && m_firstOffset <= std::numeric_limits<qint32>::max() - m_total;
+}
+
+int TransferPlan::partCount() const
+{
+    return static_cast<int>((m_total + m_partSize - 1) / m_partSize);
+}
+
+int TransferPlan::partAt(qint64 offset) const
+{
+    return static_cast<int>((offset + m_partSize - 1) / m_partSize);
+}
+
+int TransferPlan::stepCount() const
+{
+    switch (m_transfer.kind()) {
+    case Kind::WriteData:
+    case Kind::ReadData:
+        return partCount();
+    case Kind::ReadFile:
+        return 1 + partCount();
+    case Kind::WriteFile:
+        if (m_total == 0)
+            return m_emptiesBuffer ? 2 : 1;
+        return 2 * partCount();
+    default:
+        return 2 * partCount();
+    }
+}
+
+bool TransferPlan::waits(int step) const
+{
+    const bool isFileRead = m_transfer.kind() == Kind::ReadFile && step <= 1;
+    return isFileRead || goesThroughBuffer(m_transfer.kind()) || !m_advances;
+}
+
+TransferStep TransferPlan::makeStep(int step) const
+{
+    switch (m_transfer.kind()) {
+    case Kind::WriteData: {
+        const Part part = partOf(step);
+        return {makeWrite(part), part.offset, part.size, false};
+    }
+    case Kind::ReadData: {
+        const Part part = partOf(step);
+        return {makeRead(part), part.offset, part.size, true};
+    }
+    case Kind::ReadFile: {
+        if (step == 0)
+            return {makeControl({0, static_cast<int>(m_total)}), 0, 0, false};
+        const Part part = partOf(step - 1);
+        return {makeRead(part), part.offset, part.size, true};
+    }
+    case Kind::ReadMemory: {
+        const Part part = partOf(step / 2);
+        if (step % 2 == 0)
+            return {makeControl(part), part.offset, 0, false};
+        return {makeRead(part), part.offset, part.size, true};
+    }
+    default:
+        break;
+    }
+    // The buffer, then the file or memory; only the latter where the buffer cannot be emptied.
+    const bool isControl = step % 2 == 1 || stepCount() == 1;
+    const Part part = partOf(step / 2);
+    if (isControl)
+        return {makeControl(part), part.offset, part.size, false};
+    return {makeWrite(part), part.offset, 0, false};
+}
+
+TransferPlan::Part TransferPlan::partOf(int index) const
+{
+    const qint64 offset = qint64(index) * m_partSize;
+    return {offset, static_cast<int>(qMin<qint64>(m_partSize, m_total - offset))};
+}
+
+/// A data write of a part; broadcast where the transfer is.
+std::unique_ptr<PackageBase> TransferPlan::makeWrite(const Part &part) const
+{
+    const auto &whole = static_cast<const PackageRequestWrite &>(*m_transfer.package());
+    const QByteArray data = m_transfer.data().mid(static_cast<int>(part.offset), part.size);
+    std::unique_ptr<PackageBase> write;
+    if (m_transfer.kind() == Kind::WriteData) {
+        write = std::make_unique<PackageRequestWriteData>(
+            static_cast<const PackageRequestWriteData &>(whole));
+    } else if (whole.bBroadcast()) { // which only a constructor sets
+        write = std::make_unique<PackageRequestWriteData>(QString(), 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                                                          QString(), true, QByteArray(), 0);
+        *write = static_cast<const PackageBase &>(whole);
+    } else {
+        write = std::make_unique<PackageRequestWriteData>();
+        *write = static_cast<const PackageBase &>(whole);
+    }
+    write->setData(data);
+    write->setPackageDataLength(part.size);
+    setRegister(write.get(), part.offset);
+    return write;
+}
+
+std::unique_ptr<PackageBase> TransferPlan::makeRead(const Part &part) const
+{
+    auto read = std::make_unique<PackageRequestReadData>();
+    static_cast<PackageBase &>(*read) = *m_transfer.package();
+    read->setClientPackageType(OrvexEnum::DataPackage);
+    read->setReplyDataLength(part.size);
+    setRegister(read.get(), part.offset);
+    return read;
+}
+
+/// The file or memory request of a part.
+std::unique_ptr<PackageBase> TransferPlan::makeControl(const Part &part) const
+{
+    const PackageBase &package = *m_transfer.package();
+    const qint64 offset = m_firstOffset + part.offset;
+    switch (m_transfer.kind()) {
+    case Kind::ReadFile:
+        return std::make_unique<PackageRequestReadFile>(
+            static_cast<const PackageRequestReadFile &>(package));
+    case Kind::ReadMemory: {
+        auto read = std::make_unique<PackageRequestReadMemData>(
+            static_cast<const PackageRequestReadMemData &>(package));
+        read->setOffset(static_cast<long>(offset));
+        read->setReplyDataLength(part.size);
+        return read;
+    }
+    case Kind::WriteMemory: {
+        auto write = std::make_unique<PackageRequestWriteMemData>(
+            static_cast<const PackageRequestWriteMemData &>(package));
+        write->setOffset(static_cast<long>(offset));
+        write->setPackageDataLength(part.size);
+        return write;
+    }
+    default:
+        break;
+    }
+    const auto &file = static_cast<const PackageRequestWriteFile &>(package);
+    if (part.offset == 0)
+        return std::make_unique<PackageRequestWriteFile>(file);
+    // Only a constructor sets the offset.
+    auto write = std::make_unique<PackageRequestWriteFile>(
+        QString(), 0, 0, 0, 0, 0, 0, 0, 0, 0, QString(), file.bBroadcast(), file.fileNameWithPath(),
+        static_cast<int>(offset));
+    static_cast<PackageBase &>(*write) = package;
+    return write;
+}
+
+/// Advances the register address by the offset of a part, except into a buffer, which each part has
+/// for itself, and where the register does not advance.
+void TransferPlan::setRegister(PackageBase *package, qint64 offset) const
+{
+    if (goesThroughBuffer(m_transfer.kind()) || !m_advances)
+        return;
+    const quint32 address = m_register + static_cast<quint32>(offset);
+    package->setHighAddr(static_cast<ushort>(address >> WordBits));
+    package->setLowAddr(static_cast<ushort>(address));
+}
+
+} // namespace KorvinExchange

@@ -1,0 +1,583 @@
+// Transfers: which requests they consist of, what they bring, and how they end.
+
+#include "exchangesupport.h"
+
+#include <korvinsimulator/simulateddevice.h>
+#include <packagerequestreadfile.h>
+#include <packagerequestreadmemdata.h>
+#include <packagerequestwritefile.h>
+#include <packagerequestwritememdata.h>
+
+#include <QtCore/QStringList>
+
+namespace {
+
+using namespace KorvinSimulator;
+
+constexpr quint32 Register = 0x0A00FFF8; // whose low word ends soon
+constexpr UnitAddress Here{0, 255, 1, 2, 65535};
+constexpr int PartSize = 10;
+
+/// Numbers that differ from each other.
+QByteArray bytes(int size)
+{
+    QByteArray data;
+    for (int i = 0; i < size; ++i)
+        data.append(static_cast<char>(i * 7 + 1));
+    return data;
+}
+
+template <typename Package, typename... Arguments>
+std::unique_ptr<Package> make(const Arguments &...arguments)
+{
+    auto package = makeRequest<Package>(Register, "t", arguments...);
+    package->setMaxPartSize(PartSize);
+    return package;
+}
+
+std::unique_ptr<PackageRequestWriteFile> makeFileWrite(int offset = 0, bool isBroadcast = false)
+{
+    return make<PackageRequestWriteFile>(isBroadcast, QStringLiteral("f"), offset);
+}
+
+/// What a request asks for, in short.
+QString shortly(const OutgoingMessage &message)
+{
+    std::unique_ptr<PackageBase> package;
+    EXPECT_TRUE(decodeMessage(message.bytes, message.shape, &package).isOk());
+    const auto field = [&](const char *name) {
+        const PackageField *known = packageClass(message.shape.classId)->field(QLatin1String(name));
+        return known ? QLatin1Char(' ') + known->get(*package).toVariant().toString() : QString();
+    };
+    const QString data = message.shape.classId == ClassId::PackageRequestWriteData
+        ? QLatin1Char(' ') + QString::fromLatin1(package->data().toHex())
+        : field("replyDataLength") + field("packageDataLength");
+    return message.shape.form == Form::Text && message.shape.classId == ClassId::PackageBase
+        ? QString()
+        : className(message.shape.classId).mid(14) + QLatin1Char(' ')
+            + QString::number(package->getHighAddr(), 16) + QLatin1Char(':')
+            + QString::number(package->getLowAddr(), 16) + field("offset") + data;
+}
+
+class TransferTest : public EngineTest
+{
+protected:
+    TransferTest()
+    {
+        DeviceState state;
+        Unit &unit = state.units[Here];
+        unit.blocks[Register] = {QByteArray(200, '\0')};
+        unit.memory = QByteArray(200, 'm');
+        unit.files[QStringLiteral("f")] = bytes(35);
+        device.state() = state;
+    }
+
+    Unit &unit() { return device.state().units[Here]; }
+
+    RequestId start(const Transfer &transfer, const RequestOptions &options = {})
+    {
+        const Accepted accepted = engine->start(transfer, options, now);
+        EXPECT_EQ(accepted.sendError, SendError::None);
+        return accepted.id;
+    }
+
+    /// Lets the device answer all that is sent, one after the other.
+    void run()
+    {
+        while (const auto message = engine->takeMessage(now)) {
+            asked << shortly(*message);
+            mostInFlight = qMax(mostInFlight, engine->inFlight());
+            const Answer answer =
+                device.answer(message->bytes, message->shape.classId, message->shape.form);
+            for (const QByteArray &reply : answer.replies)
+                receive(*message, reply);
+        }
+    }
+
+    /// The event that ends a transfer, after those of its progress.
+    Event end(RequestId id)
+    {
+        Event event = takeEvent();
+        while (event.type == Event::Type::Progress) {
+            EXPECT_EQ(event.id, id);
+            progress << static_cast<int>(event.done);
+            event = takeEvent();
+        }
+        EXPECT_EQ(event.id, id);
+        expectNoEvent();
+        return event;
+    }
+
+    void expectSuccess(RequestId id)
+    {
+        const Event event = end(id);
+        EXPECT_EQ(event.outcome, Outcome::Success) << describe(event).toStdString();
+        EXPECT_EQ(event.failedOffset, -1);
+        EXPECT_EQ(event.done, event.total);
+        EXPECT_TRUE(event.package->isPackageSuccess());
+        EXPECT_TRUE(event.package->partSendComplete(event.package->getCurPartIndex()));
+        EXPECT_EQ(engine->inFlight(), 0);
+        EXPECT_EQ(engine->queued(), 0);
+    }
+
+    SimulatedDevice device;
+    QStringList asked;
+    QList<int> progress;
+    int mostInFlight = 0;
+};
+
+TEST_F(TransferTest, WritesDataInParts)
+{
+    restart(Form::Frame);
+    const auto package = make<PackageRequestWriteData>(false, bytes(25), 25);
+    package->setSerialNum(77);
+    const RequestId id = start(Transfer::writeData(package.get()));
+    EXPECT_EQ(id, 1U);
+    EXPECT_EQ(package->getPartCount(), 3);
+    EXPECT_EQ(package->getCommResult(), OrvexEnum::CommPending);
+    run();
+    EXPECT_EQ(asked,
+              (QStringList{QStringLiteral("WriteData a00:fff8 01080f161d242b323940"),
+                           QStringLiteral("WriteData a01:2 474e555c636a71787f86"),
+                           QStringLiteral("WriteData a01:c 8d949ba2a9")}));
+    expectSuccess(id);
+    EXPECT_EQ(unit().blocks[Register].data.left(25), bytes(25));
+    EXPECT_EQ(package->getSerialNum(), 77U);
+    EXPECT_EQ(package->getPartCount(), 3);
+    EXPECT_EQ(package->getCurPartIndex(), 3);
+    EXPECT_EQ(package->getLowAddr(), 0xFFF8);
+    EXPECT_EQ(package->data(), bytes(25));
+}
+
+TEST_F(TransferTest, ReadsDataInParts)
+{
+    restart(Form::Linux);
+    unit().blocks[Register].data = bytes(200);
+    const auto package = make<PackageRequestReadData>(20);
+    const RequestId id = start(Transfer::readData(package.get()));
+    run();
+    EXPECT_EQ(
+        asked,
+        (QStringList{QStringLiteral("ReadData a00:fff8 10"), QStringLiteral("ReadData a01:2 10")}));
+    expectSuccess(id);
+    EXPECT_EQ(package->data(), bytes(20));
+    EXPECT_EQ(package->getReplyDataLength(), 20);
+    EXPECT_EQ(package->getPartCount(), 2);
+}
+
+TEST_F(TransferTest, WritesAFileByWayOfItsRegister)
+{
+    restart(Form::Text);
+    const auto package = makeFileWrite();
+    const RequestId id = start(Transfer::writeFile(package.get(), bytes(15)));
+    run();
+    EXPECT_EQ(asked,
+              (QStringList{QStringLiteral("WriteData a00:fff8 01080f161d242b323940"),
+                           QStringLiteral("WriteFile a00:fff8 0"),
+                           QStringLiteral("WriteData a00:fff8 474e555c63"),
+                           QStringLiteral("WriteFile a00:fff8 10")}));
+    EXPECT_EQ(mostInFlight, 1);
+    expectSuccess(id);
+    EXPECT_EQ(unit().files[QStringLiteral("f")], bytes(15));
+    // The rest of a file.
+    const auto more = makeFileWrite(15);
+    const RequestId next = start(Transfer::writeFile(more.get(), "abc"));
+    run();
+    expectSuccess(next);
+    EXPECT_EQ(unit().files[QStringLiteral("f")], bytes(15) + "abc");
+}
+
+TEST_F(TransferTest, AnEmptyFileIsAFile)
+{
+    for (const auto &forms : {std::vector<Form>{Form::Frame, Form::Text}, {Form::Text}}) {
+        settings.forms = forms;
+        restart(settings);
+        asked.clear();
+        unit().files.clear();
+        const auto package = makeFileWrite();
+        const RequestId id = start(Transfer::writeFile(package.get(), {}));
+        run();
+        QStringList expected{QStringLiteral("WriteFile a00:fff8 0")};
+        if (forms.size() > 1) // records cannot empty the buffer
+            expected.prepend(QStringLiteral("WriteData a00:fff8 "));
+        EXPECT_EQ(asked, expected);
+        expectSuccess(id);
+        ASSERT_TRUE(unit().files.contains(QStringLiteral("f")));
+        EXPECT_EQ(unit().files[QStringLiteral("f")], QByteArray());
+        EXPECT_EQ(package->getPartCount(), 0);
+        // Whatever the buffer was filled with.
+        unit().blocks[Register].filled = forms.size() > 1 ? 5 : 0;
+
+        asked.clear();
+        const auto read = make<PackageRequestReadFile>(0, QStringLiteral("f"));
+        const RequestId reading = start(Transfer::readFile(read.get()));
+        run();
+        EXPECT_EQ(asked, QStringList{QStringLiteral("ReadFile a00:fff8 0")});
+        EXPECT_EQ(end(reading).outcome, Outcome::Success);
+        unit().files.clear();
+        const RequestId missing = start(Transfer::readFile(read.get()));
+        run();
+        EXPECT_EQ(end(missing).outcome, Outcome::Failure);
+    }
+}
+
+TEST_F(TransferTest, ReadsAFileByWayOfItsRegister)
+{
+    restart(Form::Text);
+    const auto package = make<PackageRequestReadFile>(25, QStringLiteral("f"));
+    const RequestId id = start(Transfer::readFile(package.get()));
+    const OutgoingMessage first = take();
+    expectNothingToSend(); // until the buffer is filled
+    receive(first, device.answer(first.bytes, first.shape.classId, Form::Text).replies.at(0));
+    run();
+    EXPECT_EQ(shortly(first), QStringLiteral("ReadFile a00:fff8 25"));
+    EXPECT_EQ(
+        asked,
+        (QStringList{QStringLiteral("ReadData a00:fff8 10"), QStringLiteral("ReadData a01:2 10"),
+                     QStringLiteral("ReadData a01:c 5")}));
+    const Event event = end(id);
+    EXPECT_EQ(event.outcome, Outcome::Success);
+    EXPECT_EQ(event.data, bytes(25));
+    EXPECT_EQ(event.total, 25);
+}
+
+TEST_F(TransferTest, WritesMemoryByWayOfItsRegister)
+{
+    restart(Form::Text);
+    const auto package = make<PackageRequestWriteMemData>(false, 7L, 99);
+    const RequestId id = start(Transfer::writeMemory(package.get(), bytes(15)));
+    run();
+    EXPECT_EQ(asked,
+              (QStringList{QStringLiteral("WriteData a00:fff8 01080f161d242b323940"),
+                           QStringLiteral("WriteMemData a00:fff8 7 10"),
+                           QStringLiteral("WriteData a00:fff8 474e555c63"),
+                           QStringLiteral("WriteMemData a00:fff8 17 5")}));
+    expectSuccess(id);
+    EXPECT_EQ(unit().memory.mid(5, 19), "mm" + bytes(15) + "mm");
+    EXPECT_EQ(package->getPackageDataLength(), 99);
+    EXPECT_EQ(package->offset(), 7);
+}
+
+TEST_F(TransferTest, ReadsMemoryByWayOfItsRegister)
+{
+    restart(Form::Text);
+    unit().memory.replace(7, 15, bytes(15));
+    const auto package = make<PackageRequestReadMemData>(15, 7L);
+    const RequestId id = start(Transfer::readMemory(package.get()));
+    run();
+    EXPECT_EQ(asked,
+              (QStringList{QStringLiteral("ReadMemData a00:fff8 7 10"),
+                           QStringLiteral("ReadData a00:fff8 10"),
+                           QStringLiteral("ReadMemData a00:fff8 17 5"),
+                           QStringLiteral("ReadData a00:fff8 5")}));
+    const Event event = end(id);
+    EXPECT_EQ(event.outcome, Outcome::Success);
+    EXPECT_EQ(event.data, bytes(15));
+    EXPECT_EQ(package->offset(), 7);
+    EXPECT_EQ(package->getReplyDataLength(), 15);
+}
+
+TEST_F(TransferTest, BroadcastIsBroadcast)
+{
+    restart(Form::Text);
+    const auto package = makeFileWrite(0, true);
+    start(Transfer::writeFile(package.get(), bytes(15)));
+    for (int i = 0; i < 4; ++i) {
+        const OutgoingMessage message = take();
+        EXPECT_TRUE(message.bytes.contains(",true,")) << message.bytes.constData();
+        receive(message, replyTo(message));
+    }
+    const auto data = make<PackageRequestWriteData>(true, bytes(5), 5);
+    start(Transfer::writeData(data.get()));
+    EXPECT_TRUE(take().bytes.contains(",true,"));
+}
+
+TEST_F(TransferTest, ARegisterThatDoesNotAdvanceIsWrittenInOrder)
+{
+    restart(Form::Frame);
+    const auto package = make<PackageRequestWriteData>(false, bytes(15), 15);
+    package->setIsRegisterAddrSelfIncreasing(false);
+    const RequestId id = start(Transfer::writeData(package.get()));
+    run();
+    EXPECT_EQ(asked,
+              (QStringList{QStringLiteral("WriteData a00:fff8 01080f161d242b323940"),
+                           QStringLiteral("WriteData a00:fff8 474e555c63")}));
+    EXPECT_EQ(mostInFlight, 1);
+    expectSuccess(id);
+}
+
+TEST_F(TransferTest, SeveralPartsAreInFlight)
+{
+    restart(Form::Frame);
+    unit().blocks[Register].data = bytes(200);
+    const auto package = make<PackageRequestReadData>(95);
+    Transfer transfer = Transfer::readData(package.get());
+    EXPECT_EQ(transfer.window(), 4);
+    transfer.setWindow(3);
+    const RequestId id = start(transfer);
+    std::vector<OutgoingMessage> messages{take(), take(), take()};
+    expectNothingToSend();
+    EXPECT_EQ(engine->queued(), 1);
+    for (const OutgoingMessage &message : messages)
+        EXPECT_EQ(message.request, id);
+    // In any order: what is there from the beginning on counts.
+    const auto answerTo = [&](std::size_t index) {
+        const OutgoingMessage &message = messages[index];
+        receive(message,
+                device.answer(message.bytes, message.shape.classId, Form::Frame).replies.at(0));
+    };
+    answerTo(1);
+    expectNoEvent();
+    EXPECT_EQ(package->getCurPartIndex(), 0);
+    messages.push_back(take());
+    expectNothingToSend();
+    answerTo(0);
+    Event event = takeEvent();
+    EXPECT_EQ(event.type, Event::Type::Progress);
+    EXPECT_EQ(describe(event), QStringLiteral("20 of 95 bytes"));
+    EXPECT_EQ(event.package, package.get());
+    EXPECT_EQ(package->getCurPartIndex(), 2);
+    expectNoEvent();
+    // What nobody has taken is told once.
+    answerTo(2);
+    answerTo(3);
+    event = takeEvent();
+    EXPECT_EQ(event.done, 40);
+    expectNoEvent();
+    run();
+    expectSuccess(id);
+    EXPECT_EQ(progress, QList<int>{95});
+    EXPECT_EQ(package->data(), bytes(95));
+}
+
+TEST_F(TransferTest, OtherRequestsGoOnMeanwhile)
+{
+    restart(Form::Frame);
+    const auto package = make<PackageRequestReadData>(95);
+    const auto read = make<PackageRequestReadData>(3);
+    start(Transfer::readData(package.get()));
+    const RequestId other = send(*read);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(take().request, 1U);
+    EXPECT_EQ(take().request, other);
+}
+
+// How they end otherwise.
+
+TEST_F(TransferTest, TheFirstPartThatFailsSaysWhere)
+{
+    restart(Form::Frame);
+    const auto package = make<PackageRequestReadData>(95);
+    const RequestId id = start(Transfer::readData(package.get()));
+    std::vector<OutgoingMessage> messages{take(), take(), take(), take()};
+    receive(messages[0], replyTo(messages[0]));
+    messages.push_back(take());
+    const auto fail = [&](std::size_t index, uint ackCode) {
+        receive(
+            messages[index],
+            replyTo(messages[index], failing(ackCode, OrvexEnum::CommOk, OrvexEnum::PackMemErr)));
+    };
+    fail(3, 9);
+    expectNothingToSend(); // nothing more is begun
+    receive(messages[1], replyTo(messages[1]));
+    fail(2, 8);
+    receive(messages[4], replyTo(messages[4]));
+    const Event event = end(id);
+    EXPECT_EQ(describe(event), QStringLiteral("failure at byte 20"));
+    EXPECT_EQ(event.failedOffset, 20);
+    EXPECT_EQ(event.done, 20);
+    EXPECT_EQ(event.total, 95);
+    EXPECT_EQ(event.data, dataAt(Register, 10) + dataAt(Register + 10, 10));
+    EXPECT_EQ(package->getAckCode(), 8U);
+    EXPECT_EQ(package->getPackResult(), OrvexEnum::PackMemErr);
+    EXPECT_EQ(package->data(), QByteArray());
+    EXPECT_EQ(package->getCurPartIndex(), 2);
+    EXPECT_FALSE(package->partSendComplete(package->getCurPartIndex()));
+    EXPECT_EQ(engine->queued(), 0);
+}
+
+TEST_F(TransferTest, AWriteThatIsNotAnsweredEndsIt)
+{
+    restart(Form::Text);
+    const auto package = makeFileWrite();
+    const RequestId id = start(Transfer::writeFile(package.get(), bytes(15)));
+    for (int i = 0; i < 3; ++i) {
+        const OutgoingMessage message = take();
+        receive(message, replyTo(message));
+    }
+    take();
+    setTime(ms(3000));
+    const Event event = end(id);
+    EXPECT_EQ(describe(event), QStringLiteral("timed out at byte 10"));
+    EXPECT_EQ(package->getCommResult(), OrvexEnum::CommTimeout);
+    expectNothingToSend();
+}
+
+TEST_F(TransferTest, AWriteThatMayBeRepeatedIs)
+{
+    restart(Form::Text);
+    RequestOptions options;
+    options.repeat = Repeat::Always;
+    options.timeout = std::chrono::milliseconds(10);
+    const auto package = makeFileWrite();
+    const RequestId id = start(Transfer::writeFile(package.get(), bytes(15)), options);
+    const OutgoingMessage message = take();
+    setTime(ms(10));
+    setTime(ms(110));
+    EXPECT_EQ(take().bytes, message.bytes);
+    receive(message, device.answer(message.bytes, message.shape.classId, Form::Text).replies.at(0));
+    run();
+    expectSuccess(id);
+}
+
+TEST_F(TransferTest, ARefusedReplySaysWhy)
+{
+    restart(Form::Text);
+    settings.retry.attempts = 1;
+    restart(settings);
+    const auto package = make<PackageRequestReadData>(5);
+    const RequestId id = start(Transfer::readData(package.get()));
+    const OutgoingMessage message = take();
+    receive(message, replyTo(message).replace(",t,", ",u,"));
+    setTime(ms(3000));
+    EXPECT_EQ(describe(end(id)),
+              QStringLiteral("refused reply at byte 0: tag at 12: not that of the request: \"t\" "
+                             "expected, \"u\" found"));
+    EXPECT_EQ(package->getPackResult(), OrvexEnum::PackParseFailure);
+}
+
+TEST_F(TransferTest, CanBeCancelled)
+{
+    restart(Form::Frame);
+    const auto package = make<PackageRequestReadData>(95);
+    const RequestId id = start(Transfer::readData(package.get()));
+    std::vector<OutgoingMessage> messages{take(), take(), take()};
+    receive(messages[0], replyTo(messages[0]));
+    EXPECT_TRUE(engine->cancel(id, now)); // two in flight, two wait
+    const Event event = end(id);
+    EXPECT_EQ(describe(event), QStringLiteral("cancelled at byte 10"));
+    EXPECT_EQ(event.data, dataAt(Register, 10));
+    EXPECT_EQ(package->getPackResult(), OrvexEnum::PackForceCancel);
+    EXPECT_FALSE(engine->cancel(id, now));
+    EXPECT_EQ(engine->inFlight(), 0);
+    EXPECT_EQ(engine->bytesInFlight(), 0);
+    EXPECT_EQ(engine->serialNumbers(), 3);
+    expectNothingToSend();
+    receive(messages[1], replyTo(messages[1]));
+    EXPECT_EQ(engine->counters().late, 1U);
+    expectNoEvent();
+}
+
+TEST_F(TransferTest, EndsWithTheLink)
+{
+    restart(Form::Frame);
+    const auto package = make<PackageRequestReadData>(95);
+    const RequestId id = start(Transfer::readData(package.get()));
+    take();
+    take();
+    engine->linkLost(now);
+    const Event event = end(id);
+    EXPECT_EQ(describe(event), QStringLiteral("link lost at byte 0"));
+    EXPECT_EQ(package->getPackResult(), OrvexEnum::PackDisConnect);
+    EXPECT_EQ(engine->queued(), 0);
+}
+
+TEST_F(TransferTest, EndsWithItsPackage)
+{
+    restart(Form::Frame);
+    auto package = make<PackageRequestReadData>(95);
+    const RequestId id = start(Transfer::readData(package.get()));
+    const OutgoingMessage message = take();
+    package.reset();
+    receive(message, replyTo(message));
+    for (int i = 0; i < 3; ++i) {
+        const OutgoingMessage next = take();
+        receive(next, replyTo(next));
+    }
+    const Event event = end(id);
+    EXPECT_EQ(describe(event), QStringLiteral("cancelled at byte 40"));
+    EXPECT_EQ(event.package, nullptr);
+    EXPECT_EQ(event.data.size(), 40);
+}
+
+TEST_F(TransferTest, OfNoBytesSucceedsAtOnce)
+{
+    const auto write = make<PackageRequestWriteData>(false, QByteArray(), 0);
+    const auto read = make<PackageRequestReadData>(0);
+    const auto memoryRead = make<PackageRequestReadMemData>(0, 5L);
+    const auto memoryWrite = make<PackageRequestWriteMemData>(false, 5L, 7);
+    for (const Transfer &transfer :
+         {Transfer::writeData(write.get()), Transfer::readData(read.get()),
+          Transfer::readMemory(memoryRead.get()), Transfer::writeMemory(memoryWrite.get(), {})}) {
+        const RequestId id = start(transfer);
+        expectNothingToSend();
+        expectSuccess(id);
+    }
+}
+
+TEST_F(TransferTest, RefusesWhatCannotBe)
+{
+    const auto refusalOf = [&](const Transfer &transfer) {
+        const Accepted accepted = engine->start(transfer, {}, now);
+        EXPECT_EQ(accepted.id == 0, accepted.sendError != SendError::None);
+        if (accepted.id == 0) {
+            EXPECT_EQ(transfer.package()->getPackResult(), OrvexEnum::PackSendError);
+        }
+        return accepted.sendError;
+    };
+    const auto read = make<PackageRequestReadData>(-1);
+    EXPECT_EQ(refusalOf(Transfer::readData(read.get())), SendError::NotCarried);
+    read->setReplyDataLength(1);
+    for (const int size : {0, -1}) {
+        read->setMaxPartSize(size);
+        EXPECT_EQ(refusalOf(Transfer::readData(read.get())), SendError::NotCarried);
+    }
+    // Up to the last register.
+    const auto write = make<PackageRequestWriteData>(false, bytes(25), 25);
+    write->setHighAddr(0xFFFF);
+    write->setLowAddr(0xFFE7);
+    EXPECT_EQ(refusalOf(Transfer::writeData(write.get())), SendError::None);
+    write->setLowAddr(0xFFE8);
+    EXPECT_EQ(refusalOf(Transfer::writeData(write.get())), SendError::NotCarried);
+    write->setIsRegisterAddrSelfIncreasing(false);
+    EXPECT_EQ(refusalOf(Transfer::writeData(write.get())), SendError::None);
+    const auto file = makeFileWrite(2147483647 - 15);
+    file->setHighAddr(0xFFFF);
+    file->setLowAddr(0xFFF6);
+    EXPECT_EQ(refusalOf(Transfer::writeFile(file.get(), bytes(15))), SendError::None);
+    EXPECT_EQ(refusalOf(Transfer::writeFile(file.get(), bytes(16))), SendError::NotCarried);
+    file->setLowAddr(0xFFF7);
+    EXPECT_EQ(refusalOf(Transfer::writeFile(file.get(), bytes(15))), SendError::NotCarried);
+    const auto memory = make<PackageRequestReadMemData>(1, std::numeric_limits<long>::max());
+    EXPECT_EQ(refusalOf(Transfer::readMemory(memory.get())), SendError::NotCarried);
+
+    settings.limits.queued = 1;
+    restart(settings);
+    const auto most = make<PackageRequestReadData>(50);
+    EXPECT_EQ(refusalOf(Transfer::readData(most.get())), SendError::None);
+    EXPECT_EQ(refusalOf(Transfer::readData(most.get())), SendError::QueueFull);
+}
+
+TEST_F(TransferTest, APartThatCannotBeSentEndsIt)
+{
+    restart(Form::Frame); // which carries no file writes
+    const auto package = makeFileWrite();
+    const RequestId id = start(Transfer::writeFile(package.get(), bytes(15)));
+    run();
+    EXPECT_EQ(describe(end(id)),
+              QStringLiteral("refused at byte 0: no form of the peer carries it: the class has no "
+                             "such form"));
+}
+
+TEST_F(TransferTest, ProgressThatIsNotTakenIsToldBeforeTheEnd)
+{
+    restart(Form::Frame);
+    const auto package = make<PackageRequestReadData>(25);
+    const RequestId id = start(Transfer::readData(package.get()));
+    run();
+    EXPECT_EQ(engine->queued(), 2);
+    expectSuccess(id);
+    EXPECT_EQ(progress, QList<int>{25});
+}
+
+} // namespace
