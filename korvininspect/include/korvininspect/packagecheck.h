@@ -33,7 +33,8 @@ enum class Refusal {
     DataStringMismatch, ///< A data string does not have as many numbers as its length says.
     UnknownType,        ///< An item of a combination has an unknown type word.
     OutOfMemory,        ///< There was no memory to check the input.
-    OtherRequest        ///< A field of a reply is not that of the request that it should answer.
+    OtherRequest,       ///< A field of a reply is not that of the request that it should answer.
+    OtherAccess         ///< A read has the code of a write, or a write that of a read.
 };
 
 /// The result of check(): why it refuses the input, and where it found the first reason.
