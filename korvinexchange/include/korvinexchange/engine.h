@@ -134,7 +134,11 @@ public:
     std::optional<OutgoingMessage> takeMessage(Time now);
 
     /// Takes a message that was received.
-    void receive(KorvinInspect::Form form, const QByteArray &message, Time now);
+    ///
+    /// @param classId is what the message is, of transports that say so: a reply that is not of the
+    ///     class of its request does not fit.
+    void receive(KorvinInspect::Form form, const QByteArray &message, Time now,
+                 std::optional<KorvinInspect::ClassId> classId = {});
 
     /// When handleTimeout() is due, and after it takeMessage(); nothing where nothing is.
     std::optional<Time> nextTimeout() const;
