@@ -9,7 +9,7 @@
 
 /// A frame or record, and what it is: no encoding says that itself.
 ///
-/// It travels as the words for form and class, each with a blank behind it, and the frame or
+/// It travels as the words for form and class, each with a blank after it, and the frame or
 /// record:
 ///
 ///     text PackageRequestReadData 7,usb0,1,0,255,2,65535,2560,16,0,read,3000,t1,ok,ok,3,data

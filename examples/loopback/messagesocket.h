@@ -3,35 +3,50 @@
 
 #include "message.h"
 
+#include <korvinexchange/framing.h>
+
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 #include <QtNetwork/QTcpSocket>
 
-/// A TCP connection that carries whole messages.
+#include <deque>
+#include <memory>
+#include <optional>
+
+/// The time that framings and engines are told.
+KorvinExchange::Time now();
+
+/// A TCP connection that carries whole messages; docs/simulator.md says how.
 ///
-/// TCP is a stream: it knows nothing of messages, so each one gets a frame of its own, of one of
-/// two kinds. docs/simulator.md describes them. A peer that breaks the rules is cut off: with a
-/// message that is too long or no message, or one that does not arrive whole in time.
+/// A peer that breaks the rules is cut off: with a message that is too long or no message, one that
+/// does not arrive whole in time, or where it does not read what it is sent. Nothing is read from a
+/// peer that does not read; that time counts for no deadline.
 class MessageSocket : public QObject
 {
     Q_OBJECT
 
 public:
     enum class Framing {
-        Lines,       ///< Text records: UTF-8, a line feed behind each.
-        LengthPrefix ///< Frames: the number of bytes, 32 bits, little-endian, in front of each.
+        Lines,       ///< Text records: a line feed after each.
+        LengthPrefix ///< Frames: the number of bytes before each.
     };
 
     /// No message may be longer, in bytes.
     static constexpr int MaxMessageSize = 1 << 20;
 
+    /// Nor a frame or record: the words that say what it is come before it.
+    static constexpr int MaxContentSize = MaxMessageSize - 64;
+
     /// Takes over @p socket, which is connected or about to be.
     MessageSocket(QTcpSocket *socket, Framing framing, QObject *parent);
 
-    /// Sends a message. A record with a line feed in it cannot be sent in a line: it is dropped.
+    /// Sends a message.
     ///
-    /// @return whether it was sent.
+    /// @return false for one that is too long, or that cannot be sent in a line.
     bool send(const Message &message);
+
+    /// Whether the peer has read nearly all that it was sent.
+    bool hasRoom() const;
 
     /// Stops or goes on to deliver messages; what arrives meanwhile waits at the peer.
     void setPaused(bool paused);
@@ -45,22 +60,36 @@ public:
 Q_SIGNALS:
     void received(const Message &message);
 
+    /// There is room again, see hasRoom().
+    void drained();
+
     /// The connection has ended, whoever ended it. Emitted once.
     void closed(const QString &reason);
 
 private:
-    enum class Reading { Message, Incomplete, Broken };
-
-    void readMessages();
-    Reading readLine(QByteArray *bytes);
-    Reading readPrefixed(QByteArray *bytes);
+    bool isReading() const;
+    KorvinExchange::Time timeOfReading() const;
+    void read();
+    void deliver(const QByteArray &bytes);
+    void watchReading();
+    void onDeadline();
+    void onWritten();
+    void onPeerClosed();
+    void finish();
 
     QTcpSocket *m_socket;
-    Framing m_framing;
+    std::unique_ptr<KorvinExchange::Framing> m_framing;
+    std::deque<QByteArray> m_messages; ///< That have arrived and are not delivered.
     QString m_peer;
+    QString m_reason;
     QTimer m_deadline; ///< For the rest of a message that has begun.
-    bool m_paused = false;
-    bool m_closed = false;
+    QTimer m_stall;    ///< For the peer to read something.
+    bool m_isPaused = false;
+    bool m_isClosed = false;
+    bool m_isFinished = false;
+
+    KorvinExchange::Time m_notRead{0};                  ///< How long nothing was read.
+    std::optional<KorvinExchange::Time> m_notReadSince; ///< While nothing is read.
 };
 
 #endif
