@@ -184,8 +184,8 @@ int main(int argc, char *argv[])
     if (parser.isSet(journal))
         device.openJournal(parser.value(journal));
     DeviceServer server(&device);
-    server.listen(host, static_cast<quint16>(portNumber));
     handleTermination([] { QCoreApplication::quit(); });
+    server.listen(host, static_cast<quint16>(portNumber));
     const int result = QCoreApplication::exec();
     if (parser.isSet(saved))
         save(parser.value(saved), device.state());

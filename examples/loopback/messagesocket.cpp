@@ -5,12 +5,15 @@
 
 #include <QtNetwork/QHostAddress>
 
+#include <poll.h>
+
 using namespace KorvinExchange;
 
 namespace {
 
 constexpr std::chrono::seconds Deadline(3);
 constexpr std::chrono::seconds StallDeadline(10);
+constexpr std::chrono::milliseconds AbsencePeriod(200);
 
 constexpr int Piece = 65536;
 
@@ -49,7 +52,9 @@ MessageSocket::MessageSocket(QTcpSocket *socket, Framing framing, QObject *paren
     m_deadline.setSingleShot(true);
     m_stall.setSingleShot(true);
     m_stall.setInterval(StallDeadline);
+    m_absence.setInterval(AbsencePeriod);
     connect(&m_deadline, &QTimer::timeout, this, &MessageSocket::onDeadline);
+    connect(&m_absence, &QTimer::timeout, this, &MessageSocket::leaveWithPeer);
     connect(&m_stall, &QTimer::timeout, this, [this] {
         close(QStringLiteral("does not read what it is sent"));
         m_socket->abort();
@@ -158,7 +163,9 @@ void MessageSocket::watchReading()
     const bool reads = isReading();
     if (!reads && !m_notReadSince) {
         m_notReadSince = now();
+        m_absence.start();
     } else if (reads && m_notReadSince) {
+        m_absence.stop();
         m_notRead += now() - *m_notReadSince;
         m_notReadSince.reset();
     }
@@ -199,11 +206,23 @@ void MessageSocket::onPeerClosed()
     finish();
 }
 
+/// The end of a connection comes after all that is not read, and is not announced before.
+void MessageSocket::leaveWithPeer()
+{
+    pollfd connection = {static_cast<int>(m_socket->socketDescriptor()), POLLRDHUP, 0};
+    if (::poll(&connection, 1, 0) != 1)
+        return;
+    close(QStringLiteral("closed by the peer"));
+    m_socket->abort();
+    finish();
+}
+
 void MessageSocket::finish()
 {
     if (m_isFinished)
         return;
     m_isFinished = true;
     m_stall.stop();
+    m_absence.stop();
     Q_EMIT closed(m_reason);
 }

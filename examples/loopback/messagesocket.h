@@ -75,6 +75,7 @@ private:
     void onDeadline();
     void onWritten();
     void onPeerClosed();
+    void leaveWithPeer();
     void finish();
 
     QTcpSocket *m_socket;
@@ -84,6 +85,7 @@ private:
     QString m_reason;
     QTimer m_deadline; ///< For the rest of a message that has begun.
     QTimer m_stall;    ///< For the peer to read something.
+    QTimer m_absence;  ///< To see whether the peer has left, while nothing is read.
     bool m_isPaused = false;
     bool m_isClosed = false;
     bool m_isFinished = false;
