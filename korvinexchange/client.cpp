@@ -63,10 +63,9 @@ void ClientPrivate::setDevice(QIODevice *newDevice)
 
 void ClientPrivate::setOpener(const Client::Opener &opener)
 {
-    if (m_isAttached) {
-        detach();
+    if (m_isConnectedTold)
         m_lostReason = QStringLiteral("another device is used");
-    }
+    detach();
     m_opener = opener;
     m_openDue = now();
     m_pause = settings.reconnectPause;
@@ -309,7 +308,8 @@ void ClientPrivate::handleTimeouts()
 /// @return whether there was anything to do.
 bool ClientPrivate::workOnce()
 {
-    return announceDevice() || flush() || takeEvent() || takeMessage();
+    // The engine ends requests as well when it is asked for a message.
+    return announceDevice() || flush() || takeEvent() || takeMessage() || takeEvent();
 }
 
 void ClientPrivate::schedule()

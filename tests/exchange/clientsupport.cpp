@@ -1,6 +1,5 @@
 #include "clientsupport.h"
 
-#include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QEventLoop>
 #include <QtCore/QTimer>
@@ -29,7 +28,7 @@ void MemoryDevice::deliver(const QByteArray &bytes)
 
 qint64 MemoryDevice::bytesAvailable() const
 {
-    return m_incoming.size() + QIODevice::bytesAvailable();
+    return announced + m_incoming.size() + QIODevice::bytesAvailable();
 }
 
 qint64 MemoryDevice::readData(char *data, qint64 maxSize)
@@ -90,13 +89,37 @@ void MemoryPeer::answerAtOnce()
     m_device->onWritten = [this] { answerAll(); };
 }
 
+ClientTest::ClientTest()
+{
+    start();
+}
+
+void ClientTest::start()
+{
+    client = std::make_unique<Client>(settings);
+    client->setDevice(&device);
+}
+
+void ClientTest::logSignals(PackageBase &package)
+{
+    const auto note = [this, &package](const char *signal) {
+        return [this, &package, signal](void *token, const PackageBase *concerned) {
+            EXPECT_EQ(token, client.get());
+            EXPECT_EQ(concerned, &package);
+            log << QLatin1String(signal);
+        };
+    };
+    QObject::connect(&package, &PackageBase::BeginRequestEvent, note("begin"));
+    QObject::connect(&package, &PackageBase::CompleteRequestEvent, note("complete"));
+}
+
 bool waitUntil(const std::function<bool()> &isDone)
 {
     constexpr qint64 Longest = 10000;
     QElapsedTimer clock;
     clock.start();
     while (!isDone() && clock.elapsed() < Longest)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
+        runFor(std::chrono::milliseconds(1));
     return isDone();
 }
 

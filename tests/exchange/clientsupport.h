@@ -8,6 +8,8 @@
 
 #include <QtCore/QIODevice>
 #include <QtCore/QObject>
+#include <QtCore/QPointer>
+#include <QtCore/QStringList>
 
 #include <functional>
 
@@ -35,6 +37,7 @@ public:
     QByteArray written;
     qint64 waiting = 0;              ///< What bytesToWrite() says.
     qint64 mostWritten = 1 << 30;    ///< By one call; -1 for an error.
+    qint64 announced = 0;            ///< Added to what bytesAvailable() says.
     std::function<void()> onWritten; ///< Called while it is written to.
     std::function<void()> onRead;    ///< Called while it is read.
 
@@ -72,6 +75,26 @@ public:
 private:
     MemoryDevice *m_device;
     LineFraming m_framing;
+};
+
+/// A client on a device whose other end is the test.
+class ClientTest : public testing::Test
+{
+protected:
+    ClientTest();
+
+    /// Makes the client anew, with the settings as they are now.
+    void start();
+
+    /// Notes the signals of a package as "begin" and "complete", and that the client is their
+    /// token.
+    void logSignals(PackageBase &package);
+
+    ClientSettings settings;
+    MemoryDevice device;
+    MemoryPeer peer{&device};
+    std::unique_ptr<Client> client;
+    QStringList log;
 };
 
 /// Runs the event loop until @p isDone, for a few seconds at most.
