@@ -31,6 +31,7 @@ struct OutgoingMessage
 
     int attempt = 1;  ///< Above 1 for a request that is repeated.
     QByteArray bytes; ///< The frame, or the record in UTF-8.
+    Time due{0};      ///< When the time for its reply is over.
 };
 
 /// What became of a request that was handed to an engine.
@@ -124,6 +125,10 @@ public:
     ///
     /// @return false for one that has ended already.
     bool cancel(RequestId id, Time now);
+
+    /// Ends a request or transfer, with all items of its message, that takeMessage() has handed out
+    /// and the transport cannot carry: with `Outcome::Refused` and `SendError::NotCarried`.
+    void refuse(RequestId id, Time now);
 
     /// Ends all requests and transfers with `Outcome::LinkLost`. No reply to them can come on the
     /// next link: all serial numbers are free again. Call it when a connection has ended, not where
