@@ -2,6 +2,8 @@
 
 #include "link.h"
 
+#include <korvinexchange/reply.h>
+#include <korvinexchange/transfer.h>
 #include <korvininspect/hexbytes.h>
 #include <korvininspect/packageclass.h>
 #include <packagerequestreaddata.h>
@@ -17,11 +19,15 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QEventLoop>
 #include <QtCore/QFile>
+#include <QtCore/QTimer>
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <limits>
+#include <memory>
 #include <unistd.h>
+#include <vector>
 
 using namespace KorvinExchange;
 using namespace KorvinInspect;
@@ -63,7 +69,7 @@ private:
     bool m_isTerminal = ::isatty(STDERR_FILENO) == 1;
 };
 
-/// Whether the request succeeded, or how not: "ok", or "timeout, timeOut, acknowledge code 0".
+/// How a request failed: "timeout, timeOut, acknowledge code 0".
 QString outcomeText(const PackageBase &request)
 {
     const PackageClass &itsClass = classOf(request);
@@ -75,7 +81,7 @@ QString outcomeText(const PackageBase &request)
 
 /// Speaks to one device through the proxy. All that it does may be done twice without harm, which
 /// may happen: a lost reply looks like a lost request.
-class Client
+class DeviceClient
 {
 public:
     struct Options
@@ -87,19 +93,19 @@ public:
         quint32 buffer = 0; ///< Register of the block that file and memory requests use.
     };
 
-    explicit Client(const Options &options)
+    explicit DeviceClient(const Options &options)
         : m_options(options)
-        , m_link(QStringLiteral("proxy"), settingsOf(options), MessageSocket::Framing::Lines)
+        , m_link(QStringLiteral("proxy"), Wire::Lines, settingsOf(options))
     {
-        QObject::connect(&m_link, &Link::closed, [this](const QString &reason) {
+        QObject::connect(&m_link, &Link::disconnected, [this](const QString &reason) {
             m_error = QLatin1String("no proxy: ") + reason;
         });
         m_link.open(options.proxy);
     }
 
     /// Requests that were sent more than once, by the link or after a failure.
-    quint64 repeated() const { return m_link.counters().repeated + m_repeated; }
-    quint64 requests() const { return m_link.counters().sent - m_repeated; }
+    quint64 repeated() const { return m_link.engine().counters().repeated + m_repeated; }
+    quint64 requests() const { return m_link.engine().counters().sent - m_repeated; }
 
     /// What became of the last request that failed.
     QString error() const { return m_error; }
@@ -186,24 +192,22 @@ public:
         auto write = request<PackageRequestWriteData>(m_options.buffer, false, data, size);
         auto store = request<PackageRequestWriteFile>(m_options.buffer, false, name, 0);
         auto read = request<PackageRequestReadData>(m_options.buffer, size);
-        const bool done = repeat(
-            [&](const Link::Listener &listener) {
-                return m_link.sendCombination({write.get(), store.get(), read.get()}, options(),
-                                              listener);
-            },
-            3);
+        const bool done = repeat([&] {
+            return m_link.sendCombination({write.get(), store.get(), read.get()}, options());
+        });
         *readBack = read->data();
         return done;
     }
 
 private:
+    using Replies = std::vector<Reply *>;
+
     static Settings settingsOf(const Options &options)
     {
         Settings settings;
         settings.lastSerialNum = std::numeric_limits<int>::max(); // a record carries them
         settings.timeout = std::chrono::milliseconds(options.timeout) + Grace;
         settings.retry.attempts = options.attempts;
-        settings.limits.messageSize = MessageSocket::MaxContentSize;
         return settings;
     }
 
@@ -233,9 +237,7 @@ private:
 
     bool exchange(PackageBase *package)
     {
-        return repeat([&](const Link::Listener &listener) {
-            return m_link.send(package, options(), listener);
-        });
+        return repeat([&] { return Replies{m_link.send(package, options())}; });
     }
 
     /// Carries out a transfer. Where a part of it fails, it goes on from there.
@@ -247,9 +249,8 @@ private:
         int done = 0;
         for (int failures = 0; failures < m_options.attempts; ++failures) {
             const auto package = make(done);
-            const Event event = carryOut([&](const Link::Listener &listener) {
-                return m_link.start(makeTransfer(package.get()), options(), listener);
-            });
+            const Event event = carryOut(
+                [&] { return Replies{m_link.start(makeTransfer(package.get()), options())}; });
             const bool isDone = event.outcome == Outcome::Success;
             const auto more =
                 static_cast<int>(isDone ? event.total : qMax<qint64>(0, event.failedOffset));
@@ -267,12 +268,12 @@ private:
     }
 
     template <typename Send>
-    bool repeat(Send send, int count = 1)
+    bool repeat(Send send)
     {
         for (int attempt = 0; attempt < m_options.attempts; ++attempt) {
             if (attempt > 0)
                 ++m_repeated;
-            if (carryOut(send, count).outcome == Outcome::Success)
+            if (carryOut(send).outcome == Outcome::Success)
                 return true;
         }
         return false;
@@ -282,30 +283,22 @@ private:
     ///
     /// @return the event of the first one that failed, or of the last one.
     template <typename Send>
-    Event carryOut(Send send, int count = 1)
+    Event carryOut(Send send)
     {
+        constexpr std::chrono::hours LongerThanAny(24);
         Event result;
-        if (!waitForProxy()) {
-            result.outcome = Outcome::LinkLost;
+        result.outcome = Outcome::LinkLost;
+        if (!waitForProxy())
             return result;
-        }
-        QEventLoop loop;
+        result.outcome = Outcome::Success;
         const ProgressBar progress;
-        const Accepted accepted = send([&](const Event &event) {
-            if (event.type == Event::Type::Progress) {
-                progress.show(event.done, event.total);
-                return;
-            }
+        for (Reply *reply : send()) {
+            QObject::connect(reply, &Reply::progress,
+                             [&](qint64 done, qint64 total) { progress.show(done, total); });
+            reply->waitForFinished(LongerThanAny);
             if (result.outcome == Outcome::Success)
-                result = event;
-            if (--count == 0)
-                loop.quit();
-        });
-        if (accepted.sendError != SendError::None) {
-            result.outcome = Outcome::Refused;
-            result.sendError = accepted.sendError;
-        } else {
-            loop.exec();
+                result = reply->event();
+            delete reply;
         }
         if (result.outcome == Outcome::Failure)
             m_error = outcomeText(*result.package);
@@ -317,13 +310,13 @@ private:
     /// The proxy may be about to come: waits as long as a request may take.
     bool waitForProxy()
     {
-        if (m_link.isOpen())
+        if (m_link.isConnected())
             return true;
         QEventLoop loop;
-        QObject::connect(&m_link, &Link::opened, &loop, &QEventLoop::quit);
+        QObject::connect(&m_link, &Link::connected, &loop, &QEventLoop::quit);
         QTimer::singleShot(m_options.timeout, &loop, &QEventLoop::quit);
         loop.exec();
-        return m_link.isOpen();
+        return m_link.isConnected();
     }
 
     Options m_options;
@@ -398,14 +391,14 @@ QString deliver(const QByteArray &data, const QString &fileName)
 
 /// Makes what a command does, which says whether it succeeded; what it has to say becomes
 /// @p shown. All arguments are read before anything is sent.
-std::function<bool(Client &)> makeAction(const QString &command, const QStringList &arguments,
-                                         QString *shown)
+std::function<bool(DeviceClient &)> makeAction(const QString &command, const QStringList &arguments,
+                                               QString *shown)
 {
     const QString first = arguments.value(0);
     const QString second = arguments.value(1);
     const QString file = arguments.value(2);
     const auto reads = [=](auto read) {
-        return [=](Client &client) {
+        return [=](DeviceClient &client) {
             QByteArray data;
             const bool done = read(client, &data);
             if (done)
@@ -416,40 +409,41 @@ std::function<bool(Client &)> makeAction(const QString &command, const QStringLi
     if (command == QLatin1String("write")) {
         const quint32 address = registerFrom(QStringLiteral("ADDRESS"), first);
         const QByteArray data = dataFrom(second);
-        return [=](Client &client) { return client.write(address, data); };
+        return [=](DeviceClient &client) { return client.write(address, data); };
     }
     if (command == QLatin1String("upload")) {
         const QByteArray contents = contentsOf(first);
-        return [=](Client &client) { return client.upload(contents, second); };
+        return [=](DeviceClient &client) { return client.upload(contents, second); };
     }
     if (command == QLatin1String("memory-write")) {
         const int offset = countFrom(QStringLiteral("OFFSET"), first);
         const QByteArray data = dataFrom(second);
-        return [=](Client &client) { return client.writeMemory(offset, data); };
+        return [=](DeviceClient &client) { return client.writeMemory(offset, data); };
     }
     if (command == QLatin1String("special")) {
         const int id = countFrom(QStringLiteral("ID"), first);
-        return [=](Client &client) { return client.special(id, second, shown); };
+        return [=](DeviceClient &client) { return client.special(id, second, shown); };
     }
     if (command == QLatin1String("combination")) {
         const QByteArray data = dataFrom(first);
-        return reads([=](Client &client, QByteArray *readBack) {
+        return reads([=](DeviceClient &client, QByteArray *readBack) {
             return client.combination(data, second, readBack) && *readBack == data;
         });
     }
     const int length = countFrom(QStringLiteral("LENGTH"), second);
     if (command == QLatin1String("download"))
-        return reads(
-            [=](Client &client, QByteArray *data) { return client.download(first, length, data); });
+        return reads([=](DeviceClient &client, QByteArray *data) {
+            return client.download(first, length, data);
+        });
     if (command == QLatin1String("memory-read")) {
         const int offset = countFrom(QStringLiteral("OFFSET"), first);
-        return reads([=](Client &client, QByteArray *data) {
+        return reads([=](DeviceClient &client, QByteArray *data) {
             return client.readMemory(offset, length, data);
         });
     }
     const quint32 address = registerFrom(QStringLiteral("ADDRESS"), first);
     return reads(
-        [=](Client &client, QByteArray *data) { return client.read(address, length, data); });
+        [=](DeviceClient &client, QByteArray *data) { return client.read(address, length, data); });
 }
 
 /// The command and its arguments, which are as many as it takes.
@@ -515,7 +509,7 @@ int main(int argc, char *argv[])
     const Command &command = commandOf(arguments);
     if (!parser.isSet(proxy))
         fail(QStringLiteral("--proxy: missing: ADDRESS:PORT expected"));
-    Client::Options options;
+    DeviceClient::Options options;
     options.proxy = placeFrom(QStringLiteral("--proxy"), parser.value(proxy));
     options.deviceKey = parser.value(key);
     options.timeout = countFrom(QStringLiteral("--timeout"), parser.value(timeout), 1);
@@ -525,7 +519,7 @@ int main(int argc, char *argv[])
     const auto action = makeAction(QLatin1String(command.name), arguments.mid(1), &shown);
     QElapsedTimer clock;
     clock.start();
-    Client client(options);
+    DeviceClient client(options);
     const bool done = action(client);
     print(QStringLiteral("%1 %2, %3 requests, %4 repeated, %5 ms  %6\n")
               .arg(arguments.join(QLatin1Char(' ')), -42)

@@ -80,7 +80,7 @@ private:
     void accept()
     {
         while (QTcpSocket *socket = m_server.nextPendingConnection()) {
-            auto *peer = new MessageSocket(socket, MessageSocket::Framing::LengthPrefix, this);
+            auto *peer = new MessageSocket(socket, Wire::LengthPrefix, this);
             connect(peer, &MessageSocket::received, this,
                     [=](const Message &message) { answer(peer, message); });
             connect(peer, &MessageSocket::closed, this, [=](const QString &reason) {

@@ -55,14 +55,13 @@ Job::Job(const QByteArray &combination, const Links &links, QObject *parent)
 
 Job::~Job()
 {
-    if (m_link)
-        m_link->cancel(m_id);
+    delete m_waited;
 }
 
 qint64 Job::cost() const
 {
     // What the items of a combination will bring is not known yet.
-    constexpr qint64 LongestReply = MessageSocket::MaxMessageSize;
+    constexpr qint64 LongestReply = MaxMessageSize;
     if (m_classId == ClassId::PackageRequestCombination)
         return PackageSize + m_size + LongestReply;
     const qint64 bytes = qint64(m_request->getDataLength());
@@ -109,7 +108,7 @@ bool Job::sendRequest()
         fail(m_request.get(), OrvexEnum::CommPortErr, OrvexEnum::PackInvalidPort);
         return false;
     }
-    if (!link->isOpen()) {
+    if (!link->isConnected()) {
         fail(m_request.get(), OrvexEnum::CommForcedCancel, OrvexEnum::PackDisConnect);
         return false;
     }
@@ -119,16 +118,15 @@ bool Job::sendRequest()
     options.repeat = Repeat::Never;
     options.timeout = std::chrono::milliseconds(qBound(1, m_request->getTimeout(), LongestTimeout));
     options.deadline = options.timeout;
-    const Accepted accepted = link->send(m_request.get(), options, [this](const Event &) {
-        m_link = nullptr;
+    m_waited = link->send(m_request.get(), options);
+    if (!m_waited)
+        return false;
+    connect(m_waited, &Reply::finished, this, [this] {
+        m_waited->deleteLater();
         addReply();
         takeItem();
         proceed();
     });
-    if (accepted.sendError != SendError::None)
-        return false;
-    m_link = link;
-    m_id = accepted.id;
     return true;
 }
 
@@ -139,8 +137,7 @@ void Job::addReply()
     QByteArray record = replyRecord(m_request.get());
     // The replies to the other items are at most about as long as these.
     const auto left = qMax<qint64>(0, m_combination.size() - m_next);
-    const bool isTooLong =
-        m_reply.size() + record.size() + 2 * left > MessageSocket::MaxContentSize;
+    const bool isTooLong = m_reply.size() + record.size() + 2 * left > MaxContentSize;
     if (isTooLong && qobject_cast<PackageRequestReadData *>(m_request.get())) {
         fail(m_request.get(), OrvexEnum::CommLengthErr, OrvexEnum::PackParseFailure);
         record = replyRecord(m_request.get());

@@ -3,8 +3,10 @@
 
 #include "link.h"
 
+#include <korvinexchange/reply.h>
 #include <packagebase.h>
 
+#include <QtCore/QHash>
 #include <QtCore/QPointer>
 
 #include <memory>
@@ -44,12 +46,11 @@ private:
 
     const Links &m_links;
     KorvinInspect::ClassId m_classId;
-    qint64 m_size;                          ///< Of the record.
-    QByteArray m_combination;               ///< Its items are decoded one by one.
-    int m_next = 0;                         ///< Where its next item begins.
-    std::unique_ptr<PackageBase> m_request; ///< The one that is under way.
-    QPointer<Link> m_link;                  ///< While the request is on it.
-    KorvinExchange::RequestId m_id = 0;     ///< The request's there.
+    qint64 m_size;                            ///< Of the record.
+    QByteArray m_combination;                 ///< Its items are decoded one by one.
+    int m_next = 0;                           ///< Where its next item begins.
+    std::unique_ptr<PackageBase> m_request;   ///< The one that is under way.
+    QPointer<KorvinExchange::Reply> m_waited; ///< Of the device, to the request.
     QByteArray m_reply;
 };
 

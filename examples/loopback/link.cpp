@@ -1,79 +1,61 @@
 #include "link.h"
 
+#include <QtNetwork/QTcpSocket>
+
 using namespace KorvinExchange;
 
 namespace {
 
-constexpr std::chrono::milliseconds FirstPause(20);
-constexpr std::chrono::milliseconds LongestPause(1000);
+ClientSettings withPauses(const Settings &settings)
+{
+    ClientSettings all{settings};
+    all.reconnectPause = std::chrono::milliseconds(20);
+    all.longestReconnectPause = std::chrono::milliseconds(1000);
+    all.limits.messageSize = MaxContentSize;
+    return all;
+}
 
 } // namespace
 
-Link::Link(const QString &name, const Settings &settings, MessageSocket::Framing framing,
-           QObject *parent)
-    : QObject(parent)
+Link::Link(const QString &name, Wire wire, const Settings &settings, QObject *parent)
+    : Client(withPauses(settings), parent)
     , m_name(name)
-    , m_framing(framing)
-    , m_engine(settings)
-    , m_pause(FirstPause)
+    , m_wire(wire)
 {
-    m_engine.setTrace(this);
-    m_timer.setSingleShot(true);
-    connect(&m_timer, &QTimer::timeout, this, &Link::work);
+    setTrace(this);
 }
-
-Link::~Link() = default;
 
 void Link::open(const Place &place)
 {
-    m_place = place;
-    connectToPeer();
+    setOpener([place] {
+        auto *socket = new QTcpSocket;
+        QObject::connect(socket, &QTcpSocket::connected, socket,
+                         [socket] { socket->setSocketOption(QAbstractSocket::LowDelayOption, 1); });
+        socket->connectToHost(place.address, place.port);
+        return socket;
+    });
 }
 
-void Link::close()
+std::unique_ptr<Framing> Link::makeFraming() const
 {
-    m_isEnding = true;
-    if (m_socket)
-        m_socket->close(QStringLiteral("closed"));
-    m_isOpen = false;
-    m_engine.linkLost(now());
-    schedule();
+    return ::makeFraming(m_wire);
 }
 
-Accepted Link::send(PackageBase *package, const RequestOptions &options, const Listener &listener)
+QByteArray Link::wrap(const OutgoingMessage &message) const
 {
-    return listen(m_engine.send(package, options, now()), 1, listener);
+    return pack({message.shape.classId, message.shape.form, message.bytes});
 }
 
-Accepted Link::sendCombination(const std::vector<PackageBase *> &packages,
-                               const RequestOptions &options, const Listener &listener)
+std::optional<IncomingMessage> Link::unwrap(const QByteArray &bytes) const
 {
-    return listen(m_engine.sendCombination(packages, options, now()), packages.size(), listener);
+    const std::optional<Message> message = unpack(bytes);
+    if (!message) {
+        qInfo("%s: no message begins so", qUtf8Printable(m_name));
+        return {};
+    }
+    return IncomingMessage{message->form, message->bytes, message->classId};
 }
 
-Accepted Link::start(const Transfer &transfer, const RequestOptions &options,
-                     const Listener &listener)
-{
-    return listen(m_engine.start(transfer, options, now()), 1, listener);
-}
-
-void Link::cancel(RequestId id)
-{
-    m_listeners.remove(id);
-    m_engine.cancel(id, now());
-    schedule();
-}
-
-/// Remembers who is told of the requests with @p count ids.
-Accepted Link::listen(const Accepted &accepted, std::size_t count, const Listener &listener)
-{
-    for (std::size_t i = 0; i < count && accepted.id != 0; ++i)
-        m_listeners.insert(accepted.id + i, listener);
-    schedule();
-    return accepted;
-}
-
-/// Logs the replies that reach no request.
 void Link::add(const TraceEntry &entry)
 {
     const auto leftOut = [&](const char *what) {
@@ -92,87 +74,4 @@ void Link::add(const TraceEntry &entry)
     default:
         return;
     }
-}
-
-void Link::connectToPeer()
-{
-    auto *socket = new QTcpSocket;
-    m_socket = new MessageSocket(socket, m_framing, this);
-    connect(socket, &QTcpSocket::connected, this, [this] {
-        m_isOpen = true;
-        Q_EMIT opened();
-        schedule();
-    });
-    connect(m_socket, &MessageSocket::received, this, [this](const Message &message) {
-        m_pause = FirstPause; // the peer is really there
-        m_engine.receive(message.form, message.bytes, now(), message.classId);
-        schedule();
-    });
-    connect(m_socket, &MessageSocket::drained, this, &Link::schedule);
-    connect(m_socket, &MessageSocket::closed, this, &Link::onClosed);
-    socket->connectToHost(m_place.address, m_place.port);
-}
-
-void Link::onClosed(const QString &reason)
-{
-    m_socket->deleteLater();
-    m_socket = nullptr;
-    const bool isNew = m_isOpen || reason != m_lastReason;
-    m_isOpen = false;
-    m_lastReason = reason;
-    m_engine.linkLost(now());
-    schedule();
-    if (isNew)
-        Q_EMIT closed(reason);
-    if (m_isEnding)
-        return;
-    QTimer::singleShot(m_pause, this, [this] {
-        if (!m_isEnding)
-            connectToPeer();
-    });
-    m_pause = qMin(2 * m_pause, LongestPause);
-}
-
-/// Lets the engine work when all that has arrived by now is known to it.
-void Link::schedule()
-{
-    if (m_isScheduled)
-        return;
-    m_isScheduled = true;
-    QMetaObject::invokeMethod(this, &Link::work, Qt::QueuedConnection);
-}
-
-void Link::work()
-{
-    m_isScheduled = false;
-    m_engine.handleTimeout(now());
-    while (m_isOpen && m_socket->hasRoom()) {
-        const std::optional<OutgoingMessage> message = m_engine.takeMessage(now());
-        if (!message)
-            break;
-        m_socket->send({message->shape.classId, message->shape.form, message->bytes});
-    }
-    tellEvents();
-    setTimer();
-}
-
-void Link::tellEvents()
-{
-    while (const std::optional<Event> event = m_engine.takeEvent()) {
-        const Listener listener = m_listeners.value(event->id);
-        if (event->type == Event::Type::Finished)
-            m_listeners.remove(event->id);
-        if (listener)
-            listener(*event);
-    }
-}
-
-/// A timer that fires too early costs less than one that is set for each reply.
-void Link::setTimer()
-{
-    const std::optional<Time> due = m_engine.nextTimeout();
-    if (!due || (m_timer.isActive() && m_timerDue <= *due))
-        return;
-    m_timerDue = *due;
-    m_timer.start(std::chrono::ceil<std::chrono::milliseconds>(qMax(*due - now(), Time(0))));
 }

@@ -1,8 +1,5 @@
 #include "messagesocket.h"
 
-#include <korvinexchange/lengthprefixframing.h>
-#include <korvinexchange/lineframing.h>
-
 #include <QtNetwork/QHostAddress>
 
 #include <poll.h>
@@ -11,34 +8,26 @@ using namespace KorvinExchange;
 
 namespace {
 
-constexpr std::chrono::seconds Deadline(3);
 constexpr std::chrono::seconds StallDeadline(10);
 constexpr std::chrono::milliseconds AbsencePeriod(200);
 
 constexpr int Piece = 65536;
 
 /// A peer that sends but does not read gets no more of its messages read.
-constexpr qint64 MaxUnsent = MessageSocket::MaxMessageSize;
+constexpr qint64 MaxUnsent = MaxMessageSize;
 
-std::unique_ptr<KorvinExchange::Framing> makeFraming(MessageSocket::Framing framing)
-{
-    constexpr int Size = MessageSocket::MaxMessageSize;
-    if (framing == MessageSocket::Framing::Lines)
-        return std::make_unique<LineFraming>(Size, Deadline);
-    return std::make_unique<LengthPrefixFraming>(Size, Deadline);
-}
-
-} // namespace
-
+/// The time that framings are told.
 Time now()
 {
     return std::chrono::duration_cast<Time>(std::chrono::steady_clock::now().time_since_epoch());
 }
 
-MessageSocket::MessageSocket(QTcpSocket *socket, Framing framing, QObject *parent)
+} // namespace
+
+MessageSocket::MessageSocket(QTcpSocket *socket, Wire wire, QObject *parent)
     : QObject(parent)
     , m_socket(socket)
-    , m_framing(makeFraming(framing))
+    , m_framing(makeFraming(wire))
 {
     const auto onConnected = [this] {
         m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
@@ -83,11 +72,6 @@ bool MessageSocket::send(const Message &message)
     if (!m_stall.isActive())
         m_stall.start();
     return true;
-}
-
-bool MessageSocket::hasRoom() const
-{
-    return m_socket->bytesToWrite() < Piece;
 }
 
 void MessageSocket::setPaused(bool paused)
@@ -191,8 +175,6 @@ void MessageSocket::onWritten()
     else
         m_stall.stop();
     read();
-    if (!m_isClosed && hasRoom())
-        Q_EMIT drained();
 }
 
 void MessageSocket::onPeerClosed()

@@ -13,9 +13,6 @@
 #include <memory>
 #include <optional>
 
-/// The time that framings and engines are told.
-KorvinExchange::Time now();
-
 /// A TCP connection that carries whole messages; docs/simulator.md says how.
 ///
 /// A peer that breaks the rules is cut off: with a message that is too long or no message, one that
@@ -26,27 +23,13 @@ class MessageSocket : public QObject
     Q_OBJECT
 
 public:
-    enum class Framing {
-        Lines,       ///< Text records: a line feed after each.
-        LengthPrefix ///< Frames: the number of bytes before each.
-    };
-
-    /// No message may be longer, in bytes.
-    static constexpr int MaxMessageSize = 1 << 20;
-
-    /// Nor a frame or record: the words that say what it is come before it.
-    static constexpr int MaxContentSize = MaxMessageSize - 64;
-
     /// Takes over @p socket, which is connected or about to be.
-    MessageSocket(QTcpSocket *socket, Framing framing, QObject *parent);
+    MessageSocket(QTcpSocket *socket, Wire wire, QObject *parent);
 
     /// Sends a message.
     ///
     /// @return false for one that is too long, or that cannot be sent in a line.
     bool send(const Message &message);
-
-    /// Whether the peer has read nearly all that it was sent.
-    bool hasRoom() const;
 
     /// Stops or goes on to deliver messages; what arrives meanwhile waits at the peer.
     void setPaused(bool paused);
@@ -59,9 +42,6 @@ public:
 
 Q_SIGNALS:
     void received(const Message &message);
-
-    /// There is room again, see hasRoom().
-    void drained();
 
     /// The connection has ended, whoever ended it. Emitted once.
     void closed(const QString &reason);

@@ -35,17 +35,23 @@ Proxy::Proxy(const Settings &settings, QObject *parent)
     connect(&m_server, &QTcpServer::newConnection, this, &Proxy::accept);
 }
 
+Proxy::~Proxy()
+{
+    // Their jobs use the links.
+    qDeleteAll(m_clients.keys());
+}
+
 void Proxy::addDevice(const QString &deviceKey, const Place &place)
 {
     const QString name = QLatin1String("device ") + deviceKey;
-    auto *link = new Link(name, m_settings, MessageSocket::Framing::LengthPrefix, this);
+    auto *link = new Link(name, Wire::LengthPrefix, m_settings, this);
     m_links.insert(deviceKey, link);
-    connect(link, &Link::opened, this, [=] {
+    connect(link, &Link::connected, this, [=] {
         qInfo("%s is there", qUtf8Printable(name));
         if (openDevices() == m_links.size())
             beginToServe();
     });
-    connect(link, &Link::closed, this, [=](const QString &reason) {
+    connect(link, &Link::disconnected, this, [=](const QString &reason) {
         qInfo("%s is not there: %s", qUtf8Printable(name), qUtf8Printable(reason));
     });
     link->open(place);
@@ -72,7 +78,7 @@ void Proxy::beginToServe()
 int Proxy::openDevices() const
 {
     return static_cast<int>(std::count_if(m_links.begin(), m_links.end(),
-                                          [](const Link *link) { return link->isOpen(); }));
+                                          [](const Link *link) { return link->isConnected(); }));
 }
 
 void Proxy::shutDown()
@@ -86,7 +92,7 @@ void Proxy::shutDown()
     // What has not ended by then ends without its reply.
     QTimer::singleShot(LongestEnd, this, [this] {
         for (Link *link : std::as_const(m_links))
-            link->close();
+            link->setDevice(nullptr);
     });
 }
 
@@ -107,7 +113,7 @@ void Proxy::closeClients()
 void Proxy::accept()
 {
     while (QTcpSocket *socket = m_server.nextPendingConnection()) {
-        auto *client = new MessageSocket(socket, MessageSocket::Framing::Lines, this);
+        auto *client = new MessageSocket(socket, Wire::Lines, this);
         m_clients.insert(client, {});
         client->setPaused(isBusy({}));
         connect(client, &MessageSocket::received, this,
@@ -135,7 +141,7 @@ void Proxy::receive(MessageSocket *client, const Message &message)
 {
     const MessageShape shape{message.classId, message.form, Direction::Request};
     CheckOptions options;
-    options.announcedData = MessageSocket::MaxMessageSize;
+    options.announcedData = MaxMessageSize;
     std::unique_ptr<PackageBase> request;
     const bool isCombination = message.classId == ClassId::PackageRequestCombination;
     const Verdict verdict = isCombination ? check(message.bytes, shape, options)

@@ -2,7 +2,9 @@
 #define PROXY_H
 
 #include "job.h"
+#include "messagesocket.h"
 
+#include <QtCore/QHash>
 #include <QtNetwork/QTcpServer>
 
 /// Stands between clients, which send text records, and devices.
@@ -16,6 +18,7 @@ class Proxy : public QObject
 public:
     /// @param settings are those of the links to devices.
     explicit Proxy(const KorvinExchange::Settings &settings, QObject *parent = nullptr);
+    ~Proxy() override;
 
     bool hasDevice(const QString &deviceKey) const { return m_links.contains(deviceKey); }
     void addDevice(const QString &deviceKey, const Place &place);

@@ -21,7 +21,7 @@ KorvinExchange::Settings settingsOf(bool prefersLinux, quint32 lastSerialNum)
     settings.lastSerialNum = lastSerialNum;
     settings.limits.inFlight = settings.limits.serialNumbers;
     settings.limits.queued = 1 << 16;
-    settings.limits.messageSize = MessageSocket::MaxContentSize;
+    settings.limits.messageSize = MaxContentSize;
     return settings;
 }
 

@@ -9,6 +9,7 @@
 
 #include "link.h"
 
+#include <korvinexchange/reply.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
 
@@ -24,6 +25,8 @@
 #include <QtCore/QMap>
 #include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
+#include <QtCore/QTimer>
+#include <QtNetwork/QTcpSocket>
 
 #include <algorithm>
 #include <cstdio>
@@ -217,13 +220,13 @@ class Client : public QObject
 {
 public:
     Client(int number, const Settings &settings, quint16 proxyPort, Tally *tally)
-        : m_link(QStringLiteral("proxy"), linkSettings(), MessageSocket::Framing::Lines)
+        : m_link(QStringLiteral("proxy"), Wire::Lines, linkSettings())
         , m_number(number)
         , m_settings(settings)
         , m_tally(tally)
         , m_left(settings.requests / settings.clients)
     {
-        connect(&m_link, &Link::opened, this, &Client::next);
+        connect(&m_link, &Link::connected, this, &Client::next);
         m_link.open({QHostAddress::LocalHost, proxyPort});
     }
 
@@ -245,7 +248,7 @@ private:
 
     void next()
     {
-        if (m_left == 0 || m_request || !m_link.isOpen())
+        if (m_left == 0 || m_request || !m_link.isConnected())
             return;
         --m_left;
         const quint32 address = FirstRegister + static_cast<quint32>(m_number) * BlockSize;
@@ -267,8 +270,11 @@ private:
         options.repeat = KorvinExchange::Repeat::Never;
         options.timeout = std::chrono::milliseconds(m_settings.timeout + 1000); // after the proxy
         m_clock.start();
-        m_link.send(m_request.get(), options,
-                    [this](const KorvinExchange::Event &event) { complete(event); });
+        KorvinExchange::Reply *reply = m_link.send(m_request.get(), options);
+        connect(reply, &KorvinExchange::Reply::finished, this, [=] {
+            reply->deleteLater();
+            complete(reply->event());
+        });
     }
 
     void complete(const KorvinExchange::Event &event)
