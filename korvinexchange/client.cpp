@@ -258,7 +258,8 @@ void ClientPrivate::lose(const QString &reason)
 
 void ClientPrivate::wake()
 {
-    if (!m_isClosing)
+    const bool isAwake = m_timer.isActive() && m_timer.interval() == 0;
+    if (!m_isClosing && !isAwake)
         wakeIn(Time(0));
 }
 

@@ -9,7 +9,7 @@ using namespace KorvinExchange;
 namespace {
 
 constexpr std::chrono::seconds StallDeadline(10);
-constexpr std::chrono::milliseconds AbsencePeriod(200);
+constexpr std::chrono::milliseconds WatchPeriod(250);
 
 constexpr int Piece = 65536;
 
@@ -38,17 +38,8 @@ MessageSocket::MessageSocket(QTcpSocket *socket, Wire wire, QObject *parent)
     socket->setParent(this);
     socket->setReadBufferSize(4 * Piece); // the kernel makes the peer wait with more
     onConnected();
-    m_deadline.setSingleShot(true);
-    m_stall.setSingleShot(true);
-    m_stall.setInterval(StallDeadline);
-    m_absence.setInterval(AbsencePeriod);
-    connect(&m_deadline, &QTimer::timeout, this, &MessageSocket::onDeadline);
-    connect(&m_absence, &QTimer::timeout, this, &MessageSocket::leaveWithPeer);
-    connect(&m_stall, &QTimer::timeout, this, [this] {
-        close(QStringLiteral("does not read what it is sent"));
-        m_socket->abort();
-        finish();
-    });
+    connect(&m_watch, &QTimer::timeout, this, &MessageSocket::watch);
+    m_watch.start(WatchPeriod);
     connect(socket, &QTcpSocket::connected, this, onConnected);
     connect(socket, &QTcpSocket::readyRead, this, &MessageSocket::read);
     connect(socket, &QTcpSocket::bytesWritten, this, &MessageSocket::onWritten);
@@ -68,9 +59,9 @@ bool MessageSocket::send(const Message &message)
         return false;
     if (m_isClosed)
         return true; // nobody is there to miss it
+    if (m_socket->bytesToWrite() == 0)
+        m_lastProgress = now();
     m_socket->write(*bytes);
-    if (!m_stall.isActive())
-        m_stall.start();
     return true;
 }
 
@@ -90,7 +81,6 @@ void MessageSocket::close(const QString &reason)
         return;
     m_isClosed = true;
     m_reason = reason;
-    m_deadline.stop();
     m_messages.clear();
     if (m_socket->state() == QAbstractSocket::ConnectedState)
         m_socket->disconnectFromHost();
@@ -141,40 +131,53 @@ void MessageSocket::deliver(const QByteArray &bytes)
         close(QStringLiteral("no message begins so"));
 }
 
-/// Stops the clock of the framing while nothing is read, and sets the deadline.
+/// Stops the clock of the framing while nothing is read.
 void MessageSocket::watchReading()
 {
     const bool reads = isReading();
     if (!reads && !m_notReadSince) {
         m_notReadSince = now();
-        m_absence.start();
     } else if (reads && m_notReadSince) {
-        m_absence.stop();
         m_notRead += now() - *m_notReadSince;
         m_notReadSince.reset();
     }
-    const std::optional<Time> due = m_framing->nextTimeout();
-    if (!reads || !due)
-        m_deadline.stop();
-    else if (!m_deadline.isActive())
-        m_deadline.start(std::chrono::ceil<std::chrono::milliseconds>(*due - timeOfReading()));
 }
 
-/// Gives up the message that is overdue, where there is one: another one may have begun meanwhile.
-void MessageSocket::onDeadline()
+/// Ends a connection on which something takes too long.
+void MessageSocket::watch()
 {
-    read();
-    m_framing->handleTimeout(timeOfReading());
-    read();
+    if (m_socket->bytesToWrite() > 0 && now() - m_lastProgress >= StallDeadline) {
+        abort(QStringLiteral("does not read what it is sent"));
+    } else if (!isReading()) {
+        if (hasLeft())
+            abort(QStringLiteral("closed by the peer"));
+    } else if (m_framing->nextTimeout()) {
+        read();
+        m_framing->handleTimeout(timeOfReading());
+        read();
+    }
+}
+
+/// Whether the peer has closed the connection: its end comes after all that is not read, and is not
+/// announced before.
+bool MessageSocket::hasLeft() const
+{
+    pollfd connection = {static_cast<int>(m_socket->socketDescriptor()), POLLRDHUP, 0};
+    return ::poll(&connection, 1, 0) == 1;
+}
+
+void MessageSocket::abort(const QString &reason)
+{
+    close(reason);
+    m_socket->abort();
+    finish();
 }
 
 void MessageSocket::onWritten()
 {
-    if (m_socket->bytesToWrite() > 0)
-        m_stall.start();
-    else
-        m_stall.stop();
-    read();
+    m_lastProgress = now();
+    if (m_notReadSince)
+        read();
 }
 
 void MessageSocket::onPeerClosed()
@@ -188,23 +191,11 @@ void MessageSocket::onPeerClosed()
     finish();
 }
 
-/// The end of a connection comes after all that is not read, and is not announced before.
-void MessageSocket::leaveWithPeer()
-{
-    pollfd connection = {static_cast<int>(m_socket->socketDescriptor()), POLLRDHUP, 0};
-    if (::poll(&connection, 1, 0) != 1)
-        return;
-    close(QStringLiteral("closed by the peer"));
-    m_socket->abort();
-    finish();
-}
-
 void MessageSocket::finish()
 {
     if (m_isFinished)
         return;
     m_isFinished = true;
-    m_stall.stop();
-    m_absence.stop();
+    m_watch.stop();
     Q_EMIT closed(m_reason);
 }

@@ -52,10 +52,11 @@ private:
     void read();
     void deliver(const QByteArray &bytes);
     void watchReading();
-    void onDeadline();
+    void watch();
+    bool hasLeft() const;
     void onWritten();
     void onPeerClosed();
-    void leaveWithPeer();
+    void abort(const QString &reason);
     void finish();
 
     QTcpSocket *m_socket;
@@ -63,9 +64,8 @@ private:
     std::deque<QByteArray> m_messages; ///< That have arrived and are not delivered.
     QString m_peer;
     QString m_reason;
-    QTimer m_deadline; ///< For the rest of a message that has begun.
-    QTimer m_stall;    ///< For the peer to read something.
-    QTimer m_absence;  ///< To see whether the peer has left, while nothing is read.
+    QTimer m_watch;                         ///< Looks now and then at what takes too long.
+    KorvinExchange::Time m_lastProgress{0}; ///< When the peer has last read something.
     bool m_isPaused = false;
     bool m_isClosed = false;
     bool m_isFinished = false;
