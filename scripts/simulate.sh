@@ -11,4 +11,4 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh
 cmake --preset release >/dev/null
 cmake --build --preset release --target korvinexchange_simulation >/dev/null
-build/release/tests/exchange/korvinexchange_simulation "${1:-1000000}" "${2:-1}"
+build/release/tests/korvinexchange_simulation "${1:-1000000}" "${2:-1}"

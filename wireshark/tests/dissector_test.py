@@ -457,7 +457,7 @@ class DissectorTest(unittest.TestCase):
         """Client, proxy and device of examples/loopback, with byte frames, and with Linux frames
         and faults; the clients' port is that of the proxy, 5001 and 5003."""
         path = os.path.join(self.directory.name, "loopback.pcap")
-        shutil.copy(os.path.join(os.path.dirname(__file__), "../data/captures/loopback.pcap"), path)
+        shutil.copy(os.path.join(os.path.dirname(__file__), "../../tests/data/captures/loopback.pcap"), path)
         sent = {}
         for ports, stream in captures.tcp_streams(path).items():
             direction = "request" if ports[1] < 5004 else "reply"

@@ -163,7 +163,7 @@ TEST(Documentation, StartPagesPrintWhatIsShown)
     QProcess process;
     process.setProcessEnvironment(environment);
     process.start(QStringLiteral("python3"),
-                  {QStringLiteral(SOURCE_DIR "/tests/startpages_test.py"),
+                  {QStringLiteral(SOURCE_DIR "/tests/docs/startpages_test.py"),
                    QStringLiteral(SOURCE_DIR "/docs/start-capture.md"),
                    QStringLiteral(SOURCE_DIR "/docs/start-firmware.md")});
     ASSERT_TRUE(process.waitForFinished());
