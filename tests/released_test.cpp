@@ -64,8 +64,7 @@ void checkCombination(const QJsonObject &json)
     const QJsonArray packages =
         json.value(QLatin1String("fields")).toObject().value(QLatin1String("packages")).toArray();
     // What is refused keeps the packages of the items before.
-    EXPECT_TRUE(!accepted
-                || static_cast<int>(combination.packageList().size()) == packages.size());
+    EXPECT_TRUE(!accepted || static_cast<int>(combination.packageList().size()) == packages.size());
     int item = 0;
     for (PackageBase *package : combination.packageList()) {
         expectFields(packages.at(item++).toObject(), *package);
