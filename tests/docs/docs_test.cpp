@@ -1,7 +1,7 @@
 // Holds the documentation to the code: the tables of docs/protocol.md and of the headers are those
 // that the layouts give, and every korvinpack command that README.md, docs/ and tests/data/golden/
 // show prints what they say it prints. The start pages that need a library installed are for
-// scripts/start-pages.sh.
+// .ci/start-pages.sh.
 
 #include "doctables.h"
 #include "testsupport.h"

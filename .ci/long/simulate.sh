@@ -6,7 +6,7 @@
 #   REQUESTS    1000000 where it is missing, which takes less than a minute
 #   FIRST-SEED  1 where it is missing
 set -euo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/../.."
 
 scripts/setup.sh
 cmake --preset release >/dev/null
