@@ -5,12 +5,12 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
-scripts/setup.sh
+scripts/setup.sh --tests
 echo "load: building"
-cmake --preset release >/dev/null
-cmake --build --preset release --target loopback_loadtest korvin-device korvin-proxy >/dev/null
+cmake --preset ci >/dev/null
+cmake --build --preset ci --target loopback_loadtest korvin-device korvin-proxy >/dev/null
 
-build=build/release
+build=build/ci
 loadtest() {
     "$build/tests/loopback_loadtest" "$build/examples/loopback/korvin-device" \
         "$build/examples/loopback/korvin-proxy" "$@" --clients 200 --devices 10 --deadline 300

@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
-scripts/setup.sh
-cmake --preset release >/dev/null
-cmake --build --preset release --target korvinexchange_simulation >/dev/null
-build/release/tests/korvinexchange_simulation "${1:-1000000}" "${2:-1}"
+scripts/setup.sh --tests
+cmake --preset ci >/dev/null
+cmake --build --preset ci --target korvinexchange_simulation >/dev/null
+build/ci/tests/korvinexchange_simulation "${1:-1000000}" "${2:-1}"
