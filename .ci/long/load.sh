@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the programs of examples/loopback, and runs the load and fault tests in
-# full: 200 clients, 100,000 requests through the proxy to 10 devices; injected faults; device and proxy
-# killed meanwhile; garbage on every port.
+# Runs the load and fault tests of examples/loopback in full.
+#
+# 200 clients send 100,000 requests through the proxy to 10 devices; devices make faults; device and proxy are
+# killed meanwhile; every port gets garbage.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
@@ -19,3 +20,4 @@ loadtest load --requests 100000
 loadtest faults --requests 20000 --timeout 500
 loadtest restart --requests 50000
 loadtest garbage
+echo "load: 4 tests pass"

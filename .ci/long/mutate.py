@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Changes one token of a source at a time, and looks whether the tests notice.
+"""Changes one token of a source at a time, and counts the changes that the tests notice.
 
-With --library layouts it plants wrong layouts instead, and looks whether the replay of the fuzzers' corpora
-notices: two neighbours swapped, a field moved, missing, doubled or with another verb, another constant.
+With --library layouts it plants wrong layouts instead, which the replay of the fuzzers' corpora should
+notice: two neighbours swapped, a field moved, missing, doubled or with another verb, another constant.
 
 The mutants are made in a copy of the tree, in build/mutate. The tests are built once, with clang++ and
 without optimisation, and find each mutant of the library as their shared library.
