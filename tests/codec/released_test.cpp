@@ -122,7 +122,7 @@ TEST_P(ReleasedFile, EncodesAndDecodesToTheSame)
 INSTANTIATE_TEST_SUITE_P(Data, ReleasedFile, testing::ValuesIn(releasedFiles()));
 
 /// Each version is held to what it froze, whatever classes there are today. SHA256SUMS lists that;
-/// scripts/check-released.sh compares the sums.
+/// .ci/check-released.sh compares the sums.
 TEST(ReleasedFiles, AreThoseThatWereFrozen)
 {
     QFile sums(Released + QStringLiteral("SHA256SUMS"));
