@@ -41,7 +41,7 @@ for page in conformance start-firmware; do
     done
 done
 
-echo "package: consumers of what is installed"
+echo "package: consumers of the installed files"
 tests/consumer/installed.sh "$directory/root/usr"
 
 # The number of lines to compile is the same at each run; the time is not.
