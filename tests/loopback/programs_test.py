@@ -610,7 +610,12 @@ class Load(LoopbackTest):
             time.sleep(0.5)
         self.assertLess(proxy.status("VmHWM") - before, 200 * MEMORY_FACTOR)
         for connection in connections:
-            connection.shutdown(socket.SHUT_RDWR)
+            # With a reset: the end of a stream would wait until what is before it has been read.
+            connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+            connection.shutdown(socket.SHUT_RDWR)  # wakes the thread
+        time.sleep(0.2)
+        for connection in connections:
+            connection.close()
         proxy.wait_for_log("ended", 21)
         begin = proxy.processor_seconds()
         time.sleep(0.5)
