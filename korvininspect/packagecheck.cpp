@@ -197,18 +197,22 @@ MessageShape requestOf(const MessageShape &shape)
     return {shape.classId, shape.form, Direction::Request};
 }
 
+/// Returns a request record without its data string, which no reply is compared with.
+QString withoutData(const QByteArray &request, const Korvin::ClassRow &row)
+{
+    if (row.own != Korvin::Own::WriteBlock)
+        return textFromUtf8(request);
+    int end = -1;
+    for (int comma = Korvin::writtenColumns(row, false) - 1; comma > 0; --comma)
+        end = static_cast<int>(request.indexOf(',', end + 1));
+    return textFromUtf8(request.left(end));
+}
+
 Verdict checkRecord(QStringView record, const Task &task)
 {
     const Korvin::ClassRow &row = rowOf(task.shape);
     const bool isReply = task.shape.direction == Direction::Reply;
-    Korvin::LayoutFields fields;
-    QString request; // to which its fields refer
     RequestFields asked;
-    if (!task.options.request.isEmpty()) {
-        request = textFromUtf8(task.options.request);
-        RecordScanner scanner(request, asked);
-        scanRecordAsWritten(scanner, row, false, fields);
-    }
     FirstRefusal sink(task.shape, task.options.announcedData, &asked);
     RecordScanner scanner(record, sink);
     const int needed = Korvin::neededColumns(row, isReply);
@@ -217,6 +221,13 @@ Verdict checkRecord(QStringView record, const Task &task)
         return wrongCount(needed, scanner.count(), "columns");
     if (scanner.count() > written)
         return wrongCount(written, scanner.count(), "columns");
+    Korvin::LayoutFields fields;
+    QString request; // to which its fields refer
+    if (!task.options.request.isEmpty()) {
+        request = withoutData(task.options.request, row);
+        RecordScanner requestScanner(request, asked);
+        scanRecordAsWritten(requestScanner, row, false, fields);
+    }
     scanRecordAsWritten(scanner, row, isReply, fields);
     return sink.verdict();
 }
