@@ -42,7 +42,8 @@ public:
     /// memory.
     std::optional<QByteArray> encode(const QByteArray &message) const;
 
-    /// Takes bytes that were received, and returns the messages that are complete now.
+    /// Takes bytes that were received, and returns the messages that are complete now. What is
+    /// overdue is given up before, as handleTimeout() does.
     std::vector<QByteArray> receive(const QByteArray &bytes, Time now);
 
     /// The stream has ended: what has begun will not be completed.
@@ -62,7 +63,7 @@ public:
     std::vector<QByteArray> handleTimeout(Time now);
 
     /// Bytes that are kept of a message that has begun. At most those of the longest message, and
-    /// what the framing adds.
+    /// what the framing adds; none after a fault.
     int buffered() const { return static_cast<int>(m_buffer.size()); }
 
 protected:
@@ -105,7 +106,8 @@ private:
         int count;
     };
 
-    void append(const QByteArray &bytes, Time now);
+    void giveUp(Time now, std::vector<QByteArray> *messages);
+    void append(const QByteArray &bytes);
     void take(std::vector<QByteArray> *messages);
     void drop(int count);
 
@@ -114,6 +116,7 @@ private:
 
     int m_messageSize;
     Time m_deadline;
+    Time m_now{0}; ///< The latest moment that was passed.
     QByteArray m_buffer;
     std::deque<Arrival> m_arrivals; ///< Of the bytes in the buffer, in order.
     FramingFault m_fault = FramingFault::None;
