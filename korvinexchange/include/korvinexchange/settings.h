@@ -59,9 +59,17 @@ struct Settings
     /// @}
 
     /// The forms that the peer takes, the preferred one first. A request travels in the first one
-    /// that carries all of it, and is refused where none does: Linux frames carry data requests
-    /// that are no broadcast, byte frames neither the offset of files and memory nor special
-    /// requests, records everything.
+    /// that carries all of it, and is refused where none does:
+    ///
+    /// | form        | does not carry                                                          |
+    /// |-------------|-------------------------------------------------------------------------|
+    /// | Linux frame | a broadcast; any request except those of data                           |
+    /// | byte frame  | the offset of files and memory; a special request; a text with U+0000,  |
+    /// |             | with U+FEFF at its beginning, or of more than 65,535 bytes              |
+    /// | record      | a write of no bytes; a negative reserved 2; a comma in a tag or the     |
+    /// |             | name of a file; a device key that its escapes change, such as "a#*#b"   |
+    ///
+    /// A text with one half of a surrogate pair only is carried by none of the two that have texts.
     std::vector<KorvinInspect::Form> forms = {KorvinInspect::Form::Text};
 
     /// How long a reply may take; of a combination, for each of its items.
