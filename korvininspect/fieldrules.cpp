@@ -26,7 +26,7 @@ constexpr const char *Reasons[] = {
     "unknown marker %2; expected %1",
     "unknown %2; expected %1", // code
     "wrong checksum: %1 expected, %2 found",
-    "the text holds a zero byte, where readers end it",
+    "the text contains a zero byte, where a decoder ends it",
     "the text is not UTF-8",
     "too few: %1 expected, %2 found",
     "too many: %1 expected, %2 found",
@@ -34,7 +34,7 @@ constexpr const char *Reasons[] = {
     "out of range: %1 expected, %2 found",
     "unknown %2; expected %1", // name
     "not escaped: %1 expected, %2 found",
-    "differs from the first one: %1 expected, %2 found",
+    "differs from the first copy: %1 expected, %2 found",
     "the data string does not have the announced length: %1 expected, %2 found",
     "unknown %2; expected %1", // type
     "out of memory",

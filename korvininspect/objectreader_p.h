@@ -72,7 +72,7 @@ public:
 
     void number(const char *name, quint64 *value)
     {
-        read(name, QStringLiteral("a whole number from 0 on"), value, numberFromJson<quint64>);
+        read(name, QStringLiteral("a whole number of 0 or more"), value, numberFromJson<quint64>);
     }
 
     void text(const char *name, QString *value)

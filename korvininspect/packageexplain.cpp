@@ -147,15 +147,15 @@ private:
     {
         switch (refusal) {
         case Refusal::Truncated:
-            return m_shape.form == Form::Linux ? QStringLiteral("what is missing is read as 0")
+            return m_shape.form == Form::Linux ? QStringLiteral("missing bytes read as 0")
                                                : QStringLiteral("read as 0");
         case Refusal::LengthTooLarge:
             if (field.type == WireType::Text)
                 return QStringLiteral("read as an empty text");
             if (m_shape.form != Form::Linux)
                 return QStringLiteral("read as zeros, or left as it was");
-            return field.isPadded ? QStringLiteral("what is missing is read as 0")
-                                  : QStringLiteral("what is there is read");
+            return field.isPadded ? QStringLiteral("missing bytes read as 0")
+                                  : QStringLiteral("only the bytes present are read");
         case Refusal::UnknownCode:
             if (field.type != WireType::Flag && field.type != WireType::ReadWriteCode)
                 return {};
@@ -255,7 +255,7 @@ void completeFrame(QVector<ExplainedField> &fields, const QByteArray &frame)
     for (ExplainedField &field : fields) {
         addUnread(field.offset);
         if (field.offset < end && field.width > 0)
-            field.remarks << QStringLiteral("reads bytes of the field in front once more");
+            field.remarks << QStringLiteral("reads bytes of the previous field again");
         end = qMax(end, field.offset + field.width);
         complete.append(field);
     }
@@ -294,7 +294,7 @@ void completeRecord(QVector<ExplainedField> &fields, QStringView record)
         int readers = 0;
         for (; field != fields.end() && field->column == column; ++field) {
             if (++readers > 1)
-                field->remarks << QStringLiteral("reads the column once more");
+                field->remarks << QStringLiteral("reads the column again");
             complete.append(*field);
         }
         if (readers > 0)
@@ -343,7 +343,7 @@ QVector<ExplainedField> explainItem(QStringView item, bool *goesOn)
     const QStringView record = props.atEnd() ? QStringView() : props.next();
     if (word.size() == item.size() || !props.atEnd()) {
         *goesOn = false;
-        return {unreadItem(item, "not two parts with a ^ between them: the decoder ends here")};
+        return {unreadItem(item, "not two parts with a ^ between them: the decoder stops here")};
     }
     const std::optional<ClassId> id = classOfType(word);
     if (!id) {

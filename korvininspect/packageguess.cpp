@@ -87,9 +87,9 @@ QString reasonFor(const Guess &guess, int columns)
         return QStringLiteral("type words and ^ in every item");
     switch (guess.shape.form) {
     case Form::Text:
-        return QStringLiteral("%1 columns, every one in its range").arg(columns);
+        return QStringLiteral("%1 columns, all in range").arg(columns);
     case Form::Linux:
-        return QStringLiteral("begins with 55 AA and the checksum holds");
+        return QStringLiteral("begins with 55 AA and the checksum matches");
     default:
         return QStringLiteral("fits to the last byte");
     }

@@ -167,7 +167,7 @@ TEST(Explain, ReplyRecordSaysWhatIsReadElsewhere)
                   "deviceSpaceNoEnough, cancelWait, cancel, abort, timeOut; read as ok"));
     EXPECT_EQ(rowOf(fields.at(15)), QStringLiteral("ackCode|15|7||"));
     EXPECT_EQ(rowOf(fields.at(16)),
-              QStringLiteral("replyDataLength|15|7|bytes|reads the column once more; an encoder "
+              QStringLiteral("replyDataLength|15|7|bytes|reads the column again; an encoder "
                              "writes ackCode here"));
     EXPECT_EQ(rowOf(fields.at(17)),
               QStringLiteral("clientPackageType|16|2|memData|unknown kind name \"4\"; expected one "

@@ -287,7 +287,7 @@ const ErrorRow ErrorRows[] = {
     {"decode --class Nothing", "00", "Nothing: no such class; \"korvinpack classes\" lists them"},
     {"decode --class PackageBase 00 00", "", "00: one argument too many"},
     {"decode --class PackageBase 0", "",
-     "INPUT: the hexadecimal digit at character 1 has no second one"},
+     "INPUT: the hexadecimal digit at character 1 is not followed by a second one"},
     {"decode --class PackageBase 00_11", "",
      "INPUT: \"_\" at character 3 is not a hexadecimal digit"},
     {"decode --class PackageBase", "00 1 1", "-: \" \" at character 5 is not a hexadecimal digit"},

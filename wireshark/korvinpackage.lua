@@ -304,7 +304,7 @@ function FrameScanner:text(name, size, is_kept)
         local zero = field.raw:find("\0", 1, true)
         local text, valid = valid_utf8(zero and field.raw:sub(1, zero - 1) or field.raw)
         if zero then
-            field.fault = "the text holds a zero byte, where readers end it"
+            field.fault = "the text contains a zero byte, where a decoder ends it"
         elseif not valid then
             field.fault = "the text is not UTF-8"
         end
@@ -772,7 +772,7 @@ local function scan_combination(text, is_request)
         local class = class_of_type[props[1].text]
         local item = { fields = {}, offset = part.offset, width = #part.text }
         local reason = not goes_on and "not read"
-            or #props ~= 2 and "not two parts with a ^ between them: the decoder ends here"
+            or #props ~= 2 and "not two parts with a ^ between them: the decoder stops here"
             or not class and "the decoder refuses the type" or nil
         if reason then
             item.fields[1] = { name = "", offset = part.offset, width = #part.text, fault = reason }
