@@ -189,8 +189,8 @@ TEST(Explain, FullReplyOfAWriteSaysThatItReadsItsDataTwice)
     for (const ExplainedField &field : fields)
         rows << rowOf(field);
     EXPECT_TRUE(rows.contains(QStringLiteral("data|29+3|3 bytes: 01 02 03||")));
-    EXPECT_TRUE(rows.contains(QStringLiteral("ackCode|29+1|1||reads bytes of the field in front "
-                                             "once more; an encoder writes data here")));
+    EXPECT_TRUE(rows.contains(QStringLiteral("ackCode|29+1|1||reads bytes of the previous field "
+                                             "again; an encoder writes data here")));
 }
 
 TEST(Explain, LinuxFrameSaysWhatItsStatusStandsFor)
