@@ -11,7 +11,7 @@ sources=('korvinpackage/*.cpp')
 build=build/lint
 cmake --preset coverage -B "$build" -DCMAKE_UNITY_BUILD=OFF >/dev/null
 if [[ ${1:-} == --all ]]; then
-    sources+=('korvin*/*.cpp' 'tools/*.cpp' 'conformance/*.cpp' 'examples/*.cpp' 'tests/*.cpp' ':!tests/consumer')
+    sources+=('korvin*/*.cpp' 'tools/*.cpp' 'conformance/*.cpp' 'examples/*.cpp' 'tests/*.cpp' ':!tests/consumer' 'wireshark/*.cpp')
     cmake --build "$build" >/dev/null # for generated headers
 fi
 git ls-files "${sources[@]}" \

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Freezes the cases of the conformance kit as the golden frames and records of a release, one file for
 # each class and form, and the ABI of the libraries that the preset dev has built; lists their sums.
-# scripts/check-released.sh and scripts/check-abi.sh hold later ones to it ever after.
+# .ci/check-released.sh and .ci/check-abi.sh hold later ones to it ever after.
 #
 # Usage: freeze.sh VERSION
 set -euo pipefail

@@ -13,6 +13,8 @@ import re
 import sys
 import unittest
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+
 from browser import colours, contrast, luminance, run_tests
 
 FOLDER = pathlib.Path(sys.argv[1]).resolve()

@@ -5,6 +5,7 @@
 
 #include <korvininspect/messageshape.h>
 #include <korvininspect/packageexplain.h>
+#include <packagerequestcombination.h>
 
 #include <QtCore/QMap>
 #include <QtCore/QRegularExpression>
@@ -39,6 +40,30 @@ TEST(ClassRows, AreThoseOfTheClasses)
         EXPECT_EQ(listed.create()->getReadWriteCode() == OrvexEnum::Write,
                   row.base == Korvin::Base::Write)
             << listed.name.toStdString();
+    }
+}
+
+TEST(ClassRows, AreFoundByName)
+{
+    for (const ClassRow &row : Korvin::Classes)
+        EXPECT_EQ(&Korvin::rowOf(row.name), &row);
+}
+
+TEST(ClassRows, WithATypeWordAreCarriedByCombinations)
+{
+    for (const PackageClass &listed : packageClasses()) {
+        const QString typeWord = rowOf(listed.id).typeWord.toString();
+        EXPECT_EQ(listed.combinationType, typeWord);
+        if (typeWord.isEmpty())
+            continue;
+        const std::unique_ptr<PackageBase> package = listed.create();
+        PackageRequestCombination combination;
+        combination.unCombinationPackageRequest(typeWord + QLatin1Char('^')
+                                                + package->makePackageRequest());
+        const std::list<PackageBase *> carried = combination.packageList();
+        ASSERT_EQ(carried.size(), 1U) << listed.name.toStdString();
+        const std::unique_ptr<PackageBase> owned(carried.front());
+        EXPECT_EQ(typeName(*owned), listed.name);
     }
 }
 

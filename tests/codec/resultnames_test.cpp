@@ -50,6 +50,43 @@ constexpr PackRow PackRows[] = {
     {OrvexEnum::PackTimeOut, 255, "timeOut"},
 };
 
+// The conversions are private: an explicit instantiation may name them, its friend hands them out.
+
+struct CommToName
+{
+    using Type = QString (*)(OrvexEnum::CommResults);
+    friend Type privateOperation(CommToName);
+};
+
+struct CommOfName
+{
+    using Type = OrvexEnum::CommResults (*)(QString);
+    friend Type privateOperation(CommOfName);
+};
+
+struct PackToName
+{
+    using Type = QString (*)(OrvexEnum::PackageResults);
+    friend Type privateOperation(PackToName);
+};
+
+struct PackOfName
+{
+    using Type = OrvexEnum::PackageResults (*)(QString);
+    friend Type privateOperation(PackOfName);
+};
+
+template <typename Tag, typename Tag::Type Operation>
+struct HandOut
+{
+    friend typename Tag::Type privateOperation(Tag) { return Operation; }
+};
+
+template struct HandOut<CommToName, &PackageBase::GetCommResultsToStr>;
+template struct HandOut<CommOfName, &PackageBase::GetCommResults>;
+template struct HandOut<PackToName, &PackageBase::GetPackageResultsToStr>;
+template struct HandOut<PackOfName, &PackageBase::GetPackageResultsStr>;
+
 QString record(const char *commName, const char *packName)
 {
     return QStringLiteral("0,,0,0,0,0,0,0,0,0,read,3,,%1,%2")
@@ -82,6 +119,33 @@ TEST(ResultNames, PackageResults)
         EXPECT_TRUE(package.unPackageRequest(record("ok", row.name)));
         EXPECT_EQ(package.getPackResult(), row.value);
     }
+}
+
+TEST(ResultNames, ConversionsOfCommunicationResults)
+{
+    const auto toName = privateOperation(CommToName());
+    const auto ofName = privateOperation(CommOfName());
+    for (const CommRow &row : CommRows) {
+        EXPECT_EQ(toName(row.code), QLatin1String(row.name));
+        EXPECT_EQ(ofName(QLatin1String(row.name)), row.code);
+    }
+    EXPECT_EQ(toName(OrvexEnum::CommResults(8)), QString());
+    EXPECT_EQ(ofName(QStringLiteral("timeOut")), OrvexEnum::CommOk);
+    EXPECT_EQ(ofName(QString()), OrvexEnum::CommOk);
+}
+
+TEST(ResultNames, ConversionsOfPackageResults)
+{
+    const auto toName = privateOperation(PackToName());
+    const auto ofName = privateOperation(PackOfName());
+    for (const PackRow &row : PackRows) {
+        EXPECT_EQ(toName(row.code), QLatin1String(row.name));
+        EXPECT_EQ(ofName(QLatin1String(row.name)), row.code);
+    }
+    EXPECT_EQ(toName(OrvexEnum::PackageResults(11)), QString());
+    EXPECT_EQ(toName(OrvexEnum::PackageResults(244)), QString());
+    EXPECT_EQ(ofName(QStringLiteral("timeout")), OrvexEnum::PackOk);
+    EXPECT_EQ(ofName(QString()), OrvexEnum::PackOk);
 }
 
 TEST(ResultNames, CodeWithoutARowHasTheEmptyName)

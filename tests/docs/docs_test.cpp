@@ -1,7 +1,7 @@
 // Holds the documentation to the code: the tables of docs/protocol.md and of the headers are those
 // that the layouts give, and every korvinpack command that README.md, docs/ and tests/data/golden/
 // show prints what they say it prints. The start pages that need a library installed are for
-// scripts/start-pages.sh.
+// .ci/start-pages.sh.
 
 #include "doctables.h"
 #include "testsupport.h"
@@ -163,7 +163,7 @@ TEST(Documentation, StartPagesPrintWhatIsShown)
     QProcess process;
     process.setProcessEnvironment(environment);
     process.start(QStringLiteral("python3"),
-                  {QStringLiteral(SOURCE_DIR "/tests/startpages_test.py"),
+                  {QStringLiteral(SOURCE_DIR "/tests/docs/startpages_test.py"),
                    QStringLiteral(SOURCE_DIR "/docs/start-capture.md"),
                    QStringLiteral(SOURCE_DIR "/docs/start-firmware.md")});
     ASSERT_TRUE(process.waitForFinished());

@@ -6,7 +6,7 @@
 # Usage: matrix.sh [CELL...]
 #   CELL  COMPILER-TYPE-KIND, such as clang++-Debug-static, or consumer, i386, libc++, locales, mingw, s390x
 set -euo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/../.."
 
 root=build/matrix
 suites=(korvinpackage_tests korvininspect_tests)
@@ -95,7 +95,7 @@ consumer() {
 locales() {
     cmake --preset dev >/dev/null
     cmake --build --preset dev >/dev/null
-    scripts/locales.sh
+    .ci/locales.sh
 }
 
 # Cross-compiles against Debian's packages for ARCHITECTURE, and runs the tests in an emulator. These

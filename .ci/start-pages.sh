@@ -18,4 +18,4 @@ export LD_RUN_PATH=$library
 export HOME=$work
 mkdir -p "$HOME/.local/lib"
 cp -r "$library/wireshark" "$HOME/.local/lib"
-python3 tests/startpages_test.py docs/start-*.md
+python3 tests/docs/startpages_test.py docs/start-*.md

@@ -13,7 +13,7 @@ mmdebstrap --quiet --variant=apt bookworm "$root" http://deb.debian.org/debian
 cp /etc/resolv.conf "$root/etc/"
 mkdir "$root/trial"
 cp build/package/*.deb "$root/trial"
-git ls-files -z tests/consumer tests/startpages_test.py \
+git ls-files -z tests/consumer tests/docs/startpages_test.py \
     | xargs -0 cp --parents -t "$root/trial"
 
 inside() {
@@ -25,7 +25,7 @@ echo "trial: install"
 inside "apt-get update -qq
     apt-get install -qq -y ./*.deb g++ cmake make pkg-config python3 tshark >/dev/null"
 echo "trial: start pages"
-inside "python3 tests/startpages_test.py /usr/share/doc/korvinpackage-doc/docs/start-*.md"
+inside "python3 tests/docs/startpages_test.py /usr/share/doc/korvinpackage-doc/docs/start-*.md"
 echo "trial: consumers"
 inside "tests/consumer/installed.sh /usr"
 echo "trial: uninstall"

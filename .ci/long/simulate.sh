@@ -6,9 +6,9 @@
 #   REQUESTS    1000000 where it is missing, which takes less than a minute
 #   FIRST-SEED  1 where it is missing
 set -euo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/../.."
 
 scripts/setup.sh
 cmake --preset release >/dev/null
 cmake --build --preset release --target korvinexchange_simulation >/dev/null
-build/release/tests/exchange/korvinexchange_simulation "${1:-1000000}" "${2:-1}"
+build/release/tests/korvinexchange_simulation "${1:-1000000}" "${2:-1}"

@@ -64,8 +64,7 @@ void checkCombination(const QJsonObject &json)
     const QJsonArray packages =
         json.value(QLatin1String("fields")).toObject().value(QLatin1String("packages")).toArray();
     // What is refused keeps the packages of the items before.
-    EXPECT_TRUE(!accepted
-                || static_cast<int>(combination.packageList().size()) == packages.size());
+    EXPECT_TRUE(!accepted || static_cast<int>(combination.packageList().size()) == packages.size());
     int item = 0;
     for (PackageBase *package : combination.packageList()) {
         expectFields(packages.at(item++).toObject(), *package);
@@ -123,7 +122,7 @@ TEST_P(ReleasedFile, EncodesAndDecodesToTheSame)
 INSTANTIATE_TEST_SUITE_P(Data, ReleasedFile, testing::ValuesIn(releasedFiles()));
 
 /// Each version is held to what it froze, whatever classes there are today. SHA256SUMS lists that;
-/// scripts/check-released.sh compares the sums.
+/// .ci/check-released.sh compares the sums.
 TEST(ReleasedFiles, AreThoseThatWereFrozen)
 {
     QFile sums(Released + QStringLiteral("SHA256SUMS"));

@@ -9,5 +9,5 @@ rm -rf build/docs
 mkdir -p build
 doxygen docs/Doxyfile >/dev/null
 # Selenium is there for Debian's own Python.
-/usr/bin/python3 tests/browser/reference_test.py build/docs/html
+/usr/bin/python3 tests/docs/reference_test.py build/docs/html
 echo "docs: build/docs/html/index.html"

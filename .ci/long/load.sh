@@ -3,7 +3,7 @@
 # full: 200 clients, 100,000 requests through the proxy to 10 devices; injected faults; device and proxy
 # killed meanwhile; garbage on every port.
 set -euo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/../.."
 
 scripts/setup.sh
 echo "load: building"

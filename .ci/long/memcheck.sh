@@ -3,7 +3,7 @@
 # corpora of the fuzzers under valgrind's memcheck, and twice with other bytes in fresh and in freed
 # memory, where every observed field, frame, record and verdict must be the same.
 set -euo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/../.."
 
 scripts/setup.sh --ci
 build=build/dev

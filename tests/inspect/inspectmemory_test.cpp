@@ -317,6 +317,9 @@ TEST(PackageFormsOutOfMemory, DecodersSaySo)
     const std::pair<MessageShape, QByteArray> rows[] = {
         {WriteFrame, dataFrame(100, 100)},
         {WriteRecord, dataRecord(100, 198)},
+        {{ClassId::PackageRequestRead, Form::Frame, Direction::Request},
+         hex("00 3500") + QByteArray(Key)
+             + hex("0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800 04000000 00")},
         {{ClassId::PackageRequestReadData, Form::Frame, Direction::Reply},
          hex("00 0500 00 01 00 64000000") + QByteArray(100, 'x')},
         {{ClassId::PackageRequestReadFile, Form::Frame, Direction::Reply},
