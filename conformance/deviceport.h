@@ -11,9 +11,9 @@ enum class Framing {
     Raw       ///< As they are. A record ends with a line feed, a frame with silence.
 };
 
-/// Opens the connection to a device: "HOST:PORT" for TCP, anything else for the file of a serial port,
-/// which is set to @p baud, 8 data bits, no parity and 1 stop bit. A TCP connection that the device
-/// closes is opened again for the next request.
+/// Opens the connection to a device: "HOST:PORT" for TCP, anything else for the file of a serial
+/// port, which is set to @p baud, 8 data bits, no parity and 1 stop bit. A TCP connection that the
+/// device closes is opened again for the next request.
 ///
 /// @param fault becomes the reason on failure.
 /// @return the connection; null on failure.
