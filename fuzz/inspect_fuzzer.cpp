@@ -33,6 +33,10 @@ void guessAll(const QByteArray &input)
     }
     for (const Guess &guessed : {guesses.front(), guesses.back()})
         EXPECT_EQ(describe(check(input, guessed.shape)), describe(guessed.verdict));
+    const std::optional<Guess> best = bestGuess(input);
+    EXPECT_TRUE(best);
+    EXPECT_EQ(describe(best->shape), describe(guesses.front().shape));
+    EXPECT_EQ(best->reason, guesses.front().reason);
     const QVector<ExplainedField> fields = explain(input, guesses.front().shape);
     EXPECT_EQ(explanationToJson(fields).size(), fields.size());
     for (const ExplainedField &field : fields) {

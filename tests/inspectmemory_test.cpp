@@ -221,6 +221,7 @@ TEST(GuessOutOfMemory, ThrowsNothing)
 {
     const QByteArray input = hex("00 0500 00 01 00");
     failEachAllocation([&] { guess(input); });
+    failEachAllocation([&] { bestGuess(input); });
     failingAllocation = 0;
     const bool isEmpty = guess(input).isEmpty();
     failingAllocation = -1;
