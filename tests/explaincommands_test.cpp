@@ -296,6 +296,10 @@ TEST_F(ExplainCommands, FiftyThousandExplanationsTakeNoMoreMemoryThanAFew)
     const QString nowhere = QStringLiteral("/dev/null");
     const long peakOfFew = peakOf(command + QStringList(thousands(1, ShortReply)), nowhere);
     EXPECT_LT(peakOf(command + QStringList(thousands(50, ShortReply)), nowhere), peakOfFew + 4096);
+    const QStringList json = command.mid(0, 1) + words("--json --file");
+    const long peakOfFewGuesses = peakOf(json + QStringList(thousands(1, ShortReply)), nowhere);
+    EXPECT_LT(peakOf(json + QStringList(thousands(20, ShortReply)), nowhere),
+              peakOfFewGuesses + 4096);
 }
 
 TEST_F(ExplainCommands, WrongInputGetsOneLineAndStatus2)

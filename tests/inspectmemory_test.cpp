@@ -228,6 +228,17 @@ TEST(GuessOutOfMemory, ThrowsNothing)
     EXPECT_TRUE(isEmpty);
 }
 
+TEST(ExplanationOutOfMemory, TextOfJsonThrowsNothing)
+{
+    const QVector<ExplainedField> fields =
+        explain(hex("00 0500 00 01 00"), {ClassId::PackageBase, Form::Frame, Direction::Reply});
+    failEachAllocation([&] { explanationToJsonText(fields); });
+    failingAllocation = 0;
+    const bool isEmpty = explanationToJsonText(fields).isEmpty();
+    failingAllocation = -1;
+    EXPECT_TRUE(isEmpty);
+}
+
 TEST(JsonOutOfMemory, ThrowsNothing)
 {
     PackageBase package;

@@ -125,15 +125,16 @@ QJsonObject jsonOf(const Verdict &verdict)
     return json;
 }
 
+/// The members in the order of their names, as in all JSON: the long one is the first.
 QByteArray jsonLine(const Captured &captured, const Guess &guessed)
 {
-    const QJsonObject json{
+    const QJsonObject others{
         {QStringLiteral("line"), static_cast<qint64>(captured.line)},
         {QStringLiteral("what"), describe(guessed.shape)},
         {QStringLiteral("verdict"), jsonOf(guessed.verdict)},
-        {QStringLiteral("fields"), explanationToJson(explain(captured.bytes, guessed.shape))},
     };
-    return QJsonDocument(json).toJson(QJsonDocument::Compact) + '\n';
+    return "{\"fields\":" + explanationToJsonText(explain(captured.bytes, guessed.shape)) + ','
+        + QJsonDocument(others).toJson(QJsonDocument::Compact).mid(1) + '\n';
 }
 
 /// What is said of a line that is neither a frame nor a record.
