@@ -3,7 +3,9 @@
 # each class and form, and the ABI of the libraries that the preset dev has built; lists their sums.
 # scripts/check-released.sh and scripts/check-abi.sh hold later ones to it ever after.
 #
-# Before its release, which is the tag vVERSION, a version may be frozen anew.
+# Before its release, which is the tag vVERSION, a version may be frozen anew, in a commit with the subject
+# "Freeze VERSION anew".
+
 #
 # Usage: freeze.sh VERSION
 set -euo pipefail
