@@ -5,7 +5,6 @@
 #
 # Before its release, which is the tag vVERSION, a version may be frozen anew, in a commit with the subject
 # "Freeze VERSION anew".
-
 #
 # Usage: freeze.sh VERSION
 set -euo pipefail

@@ -6,6 +6,8 @@ local directory = debug.getinfo(1, "S").source:match("^@(.*[/\\])") or ""
 local layouts = dofile(directory .. "korvinpackage_layouts.lua")
 
 local LARGEST_MESSAGE = 1024 * 1024
+local MOST_COLUMNS = 32 -- more than any class has
+local MOST_ITEMS = 1000
 local COMBINATION = "PackageRequestCombination"
 
 local class_of_type = {}
@@ -568,11 +570,12 @@ end
 
 -- Records.
 
-local function split(text, separator, offset)
+-- The parts of a text; of more than the most, the last one is the rest.
+local function split(text, separator, offset, most)
     local parts = {}
     local position = 1
     while true do
-        local found = text:find(separator, position, true)
+        local found = #parts + 1 ~= most and text:find(separator, position, true)
         parts[#parts + 1] = {
             text = text:sub(position, (found or #text + 1) - 1),
             offset = offset + position - 1,
@@ -582,6 +585,10 @@ local function split(text, separator, offset)
         end
         position = found + 1
     end
+end
+
+local function count_of(text, separator)
+    return select(2, text:gsub("%" .. separator, "")) + 1
 end
 
 -- The number of a column as decoders parse it: 0 for any other text, and out of the range.
@@ -672,17 +679,20 @@ for verb, fallback in pairs { access = 1, readKind = 2, writeKind = 0, commResul
 end
 
 local function data_string(text, length, count)
-    local parts = split(text, "/", 0)
-    count = count or #parts
+    local found = count_of(text, "/")
+    count = count or found
     local fault = count ~= length and string.format("%d numbers announced, %d found", length, count)
         or nil
-    if length > #parts then
+    if length > found then
         return nil, fault
     end
     local bytes = {}
-    for i = 1, length do
-        bytes[i] = string.char(int32(parts[i].text) % 256)
-        fault = fault or number_fault(parts[i].text, 0, 255)
+    for number in (text .. "/"):gmatch("([^/]*)/") do
+        if #bytes >= length then
+            break
+        end
+        bytes[#bytes + 1] = string.char(int32(number) % 256)
+        fault = fault or number_fault(number, 0, 255)
     end
     return table.concat(bytes), fault
 end
@@ -726,33 +736,47 @@ end
 
 local function scan_record(text, class, is_request, base)
     local layout = layouts.classes[class]
-    local parts = split(text, ",", base or 0)
+    local parts = split(text, ",", base or 0, MOST_COLUMNS)
     local fields = column_fields(parts, is_request and layout.requestRecord or layout.replyRecord)
     local readers, written, written_count = {}, {}, 0
+    local last = 0
     for _, step in ipairs(written_steps(class, is_request)) do
         written[step.column] = step.name
         written_count = written_count + 1
+        last = math.max(last, step.column)
     end
     for _, field in ipairs(fields) do
         readers[field.column] = true
+        last = math.max(last, field.column)
         local name = written[field.column]
         if name and name ~= field.name then
             field.fault = nil
             field.note = "an encoder writes " .. name .. " here"
         end
     end
-    for i, part in ipairs(parts) do
-        local name = written[i - 1]
-        if not readers[i - 1] then
+    for column = 0, math.min(last, #parts - 1) do
+        if not readers[column] then
             fields[#fields + 1] = {
                 name = "",
-                column = i - 1,
-                offset = part.offset,
-                width = #part.text,
-                fault = not name and "a column after the last one" or nil,
-                note = name and "not read; an encoder writes " .. name .. " here" or nil,
+                column = column,
+                offset = parts[column + 1].offset,
+                width = #parts[column + 1].text,
+                note = "not read; an encoder writes " .. written[column] .. " here",
             }
         end
+    end
+    local beyond = parts[last + 2]
+    if beyond then
+        local offset = beyond.offset - (base or 0)
+        local count = count_of(text:sub(offset + 1), ",")
+        fields[#fields + 1] = {
+            name = "",
+            column = last + 1,
+            offset = beyond.offset,
+            width = #text - offset,
+            fault = count == 1 and "a column after the last one"
+                or string.format("%d columns after the last one", count),
+        }
     end
     -- Of a special request's reply an encoder writes less than its decoder wants.
     local needed = math.min(layout.neededColumns[is_request and "request" or "reply"], written_count)
@@ -763,35 +787,47 @@ local function scan_record(text, class, is_request, base)
     }
 end
 
--- The items are request records, or where a peer answers with a combination, reply records.
+local function scan_item(part, is_request, is_read)
+    local props = split(part.text, "^", part.offset, 3)
+    local class = class_of_type[props[1].text]
+    local item = { fields = {}, offset = part.offset, width = #part.text }
+    local reason = not is_read and "not read"
+        or #props ~= 2 and "not two parts with a ^ between them: the decoder ends here"
+        or not class and "the decoder refuses the type" or nil
+    if reason then
+        item.fields[1] = { name = "", offset = part.offset, width = #part.text, fault = reason }
+        return item
+    end
+    local record = scan_record(props[2].text, class, is_request, props[2].offset)
+    item.fields = record.fields
+    item.fault = record.fault
+    item.class = class
+    table.insert(item.fields, 1, {
+        name = "type",
+        offset = part.offset,
+        width = #props[1].text,
+        value = props[1].text,
+    })
+    return item
+end
+
+-- The items are request records, or where a peer answers with a combination, reply records. Those
+-- beyond the most that are shown are one field.
 local function scan_combination(text, is_request)
     local items = {}
-    local goes_on = true
-    for i, part in ipairs(split(text, "|", 0)) do
-        local props = split(part.text, "^", part.offset)
-        local class = class_of_type[props[1].text]
-        local item = { fields = {}, offset = part.offset, width = #part.text }
-        local reason = not goes_on and "not read"
-            or #props ~= 2 and "not two parts with a ^ between them: the decoder ends here"
-            or not class and "the decoder refuses the type" or nil
-        if reason then
-            item.fields[1] = { name = "", offset = part.offset, width = #part.text, fault = reason }
-            goes_on = false
-        else
-            local record = scan_record(props[2].text, class, is_request, props[2].offset)
-            item.fields = record.fields
-            item.fault = record.fault
-            item.class = class
-            table.insert(item.fields, 1, {
-                name = "type",
-                offset = part.offset,
-                width = #props[1].text,
-                value = props[1].text,
-            })
-        end
-        items[i] = item
+    local is_read = true
+    local parts = split(text, "|", 0, MOST_ITEMS + 1)
+    for i = 1, math.min(#parts, MOST_ITEMS) do
+        items[i] = scan_item(parts[i], is_request, is_read)
+        is_read = items[i].class ~= nil
     end
-    return { items = items, fields = {} }
+    local rest = parts[MOST_ITEMS + 1]
+    return { items = items, fields = { rest and {
+        name = "",
+        offset = rest.offset,
+        width = #rest.text,
+        note = string.format("%d more items, which are not shown", count_of(rest.text, "|")),
+    } } }
 end
 
 -- Packages: what a message is, and its fields.
@@ -810,7 +846,7 @@ end
 -- What korvinpack check says of a message, and the fields that encoders write.
 
 local function check_record(text, class, is_request)
-    local parts = split(text, ",", 0)
+    local parts = split(text, ",", 0, MOST_COLUMNS)
     local steps = written_steps(class, is_request)
     local needed = layouts.classes[class].neededColumns[is_request and "request" or "reply"]
     if #parts < needed or #parts > #steps then
@@ -822,8 +858,10 @@ local function check_record(text, class, is_request)
 end
 
 local function check_combination(text)
-    for i, part in ipairs(split(text, "|", 0)) do
-        local props = split(part.text, "^", 0)
+    local i = 0
+    for item in (text .. "|"):gmatch("([^|]*)|") do
+        i = i + 1
+        local props = split(item, "^", 0, 3)
         local class = class_of_type[props[1].text]
         local refusal
         if #props ~= 2 then
@@ -947,7 +985,7 @@ local function serial_of(bytes, form, is_request)
         return serial_field(scan_frame(bytes, layouts.order[1], is_request).fields)
     end
     local base = layouts.classes[layouts.order[1]]
-    local parts = split(bytes, ",", 0)
+    local parts = split(bytes, ",", 0, MOST_COLUMNS)
     if #parts < base.neededColumns.request or bytes:find("^", 1, true) then
         return nil
     end

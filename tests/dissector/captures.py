@@ -17,14 +17,14 @@ def ethernet(ip_protocol, payload, source, target):
     return bytes(12) + b"\x08\0" + ip + payload
 
 
-def ends(is_request, port):
-    client, server = (CLIENT, CLIENT_PORT), (SERVER, port)
+def ends(is_request, port, client_port=CLIENT_PORT):
+    client, server = (CLIENT, client_port), (SERVER, port)
     return (client, server) if is_request else (server, client)
 
 
-def udp(payload, port, is_request):
+def udp(payload, port, is_request, client_port=CLIENT_PORT):
     """A datagram to or from a port of the server."""
-    (source, source_port), (target, target_port) = ends(is_request, port)
+    (source, source_port), (target, target_port) = ends(is_request, port, client_port)
     header = struct.pack(">HHHH", source_port, target_port, 8 + len(payload), 0)
     return ethernet(17, header + payload, source, target)
 

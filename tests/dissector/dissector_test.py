@@ -6,10 +6,12 @@ Usage: dissector_test.py KORVINPACK GENERATOR DISSECTOR CASES [COUNT]
 """
 
 import collections
+import itertools
 import json
 import os
 import random
 import re
+import resource
 import shutil
 import subprocess
 import sys
@@ -139,6 +141,25 @@ NO_FAULTS = ("an encoder writes", "reads bytes", "reads the column", "not read",
              "what is")
 
 
+def folded(fields):
+    """The columns after the last one of a class, which the dissector shows as one."""
+    end = len(fields)
+    while end > 0 and not fields[end - 1]["name"] and fields[end - 1].get("column", -1) >= 0 \
+            and fields[end - 1]["remarks"] == ["not read"]:
+        end -= 1
+    beyond = fields[end:]
+    if len(beyond) < 2:
+        return fields
+    width = beyond[-1]["offset"] + beyond[-1]["width"] - beyond[0]["offset"]
+    return fields[:end] + [{**beyond[0], "width": width}]
+
+
+def folded_items(fields):
+    """The same for each item of a combination."""
+    items = itertools.groupby(fields, lambda field: field.get("item", 0))
+    return [field for _, item in items for field in folded(list(item))]
+
+
 def units_to_bytes(text):
     """The byte offset of each character, and of the end, counted in UTF-16 units."""
     offsets = []
@@ -154,7 +175,7 @@ def expected_fields(message, explanation):
     offsets = units_to_bytes(message.content.decode()) if message.form == "text" else None
     fields = []
     full = message.direction == "reply" and message.form == "frame" and message.content[:1] != b"\0"
-    for field in explanation["fields"]:
+    for field in folded_items(explanation["fields"]):
         begin, end = field["offset"], field["offset"] + field["width"]
         if offsets:
             begin, end = offsets[begin], offsets[end]
@@ -248,6 +269,12 @@ class Dissected:
             value = int(shown, 0)
         return Field(name, int(element.get("pos")) - self.base, int(element.get("size")), value,
                      faulty, element.get("showname"))
+
+
+def faults_of(element):
+    """What is said to be unusual about a field itself."""
+    return [info.get("show") for child in element.findall("field") if child.get("name") == "_ws.expert"
+            for info in child.findall("field") if info.get("name") == "_ws.expert.message"]
 
 
 def dissected(packet, base):
@@ -414,6 +441,53 @@ class DissectorTest(unittest.TestCase):
                          [0, 1])
         self.assertEqual([len(self.shown_value(packet, "failure")) for packet in packets], [1, 1])
 
+    def framed(self, line):
+        """What is shown of a line in a TCP stream, and how many seconds it took."""
+        tcp = captures.TcpStream(5000)
+        content = line + b"\n"
+        segments = [tcp.segment(content[i:i + 60000], True) for i in range(0, len(content), 60000)]
+        path = os.path.join(self.directory.name, "capture.pcap")
+        captures.write(path, segments)
+        before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime
+        packets = captures.tshark(DISSECTOR, path, ["tcp.port==5000,korvinpackage"],
+                                  [f"framing:{FRAMED}"])
+        return packets[-1], resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before
+
+    def test_columns_beyond_the_last_one_are_one_range(self):
+        record = b"7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok,4,data"
+        packet, seconds = self.framed(record + b"," * (262144 - 17))
+        unread, = packet.findall(".//field[@name='korvinpackage.unread']")
+        # After the columns of the class that has most of them, that of a write with data.
+        columns = len(record.split(b",")) + 2
+        self.assertEqual(int(unread.get("size")), 262144 - columns - 1)
+        self.assertIn("262125 columns after the last one", faults_of(unread))
+        self.assertLess(seconds, 7)
+
+    def test_items_beyond_a_thousand_are_one_range(self):
+        item = b"ReadData^7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok,4,data"
+        packet, _ = self.framed(b"|".join([item] * 1200))
+        self.assertEqual(len(self.shown_value(packet, "type")), 1000)
+        unread, = packet.findall(".//field[@name='korvinpackage.unread']")
+        self.assertEqual(int(unread.get("size")), 200 * (len(item) + 1) - 1)
+        self.assertIn("200 more items, which are not shown", faults_of(unread))
+        packet, _ = self.framed(b"|".join([item] * 1000))
+        self.assertEqual(self.shown_value(packet, "unread"), [])
+
+    def test_a_broken_item_is_marked(self):
+        record = b"ReadData^7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok,4,data|ReadData^1,2"
+        packet, = self.dissect([captures.udp(record, PORTS["PackageRequestCombination"], True)])
+        whole, broken = [field for field in packet.iter("field")
+                         if field.get("showname", "").startswith("item ")]
+        self.assertEqual(faults_of(whole), [])
+        self.assertEqual(faults_of(broken), ["too few columns: 17 expected, 2 found"])
+
+    def test_the_same_port_on_both_ends(self):
+        """Then a message is taken for a request."""
+        packets = [captures.udp(bytes.fromhex("000500000100"), 5000, is_request, client_port=5000)
+                   for is_request in (True, False)]
+        for packet in self.dissect(packets, ["udp_ports:5000"], decode_as=[]):
+            self.assertEqual(self.shown_value(packet, "direction"), ["request"])
+
     def test_tcp_segments_are_messages_by_default(self):
         cases = [case for case in vectors() if is_line(message_of(case))
                  and case["task"] == "decode" and case["form"] == "frame"][:50]
@@ -495,4 +569,7 @@ class DissectorTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
+    if not shutil.which("tshark"):
+        print("tshark is missing")
+        sys.exit(77)
     unittest.main(argv=sys.argv[:1])
