@@ -277,6 +277,13 @@ def faults_of(element):
             for info in child.findall("field") if info.get("name") == "_ws.expert.message"]
 
 
+def shown_values(packet):
+    """The values of all fields, by their name and place."""
+    return {(field.get("name")[len("korvinpackage."):], field.get("pos")): field.get("show")
+            for field in packet.iter("field") if field.get("name").startswith("korvinpackage.")
+            and field.get("size") != "0"}
+
+
 def dissected(packet, base):
     proto, = captures.packages(packet)
     return Dissected(proto, base).fields
@@ -487,6 +494,75 @@ class DissectorTest(unittest.TestCase):
                    for is_request in (True, False)]
         for packet in self.dissect(packets, ["udp_ports:5000"], decode_as=[]):
             self.assertEqual(self.shown_value(packet, "direction"), ["request"])
+
+    def test_what_the_capture_cuts_is_no_fault(self):
+        """Every start of some messages: nothing but the field at its end is unusual, and what can be told
+        of class and fields is that of the whole message."""
+        read = "00 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800 04000000 00"
+        write = ("00 0300 6B6579 0000 03000000 0700 01 02 03 04 0500 01 06 0700 0800 00 00 03000000"
+                 "616263")
+        linux = "55AA 00 05 00000000 0000 01 00 0000 0000 0300 616263 8456"
+        record = b"7,key,1,2,3,4,5,6,7,8,write,9,tag,ok,ok,true,data,2,25/26"
+        messages = [(bytes.fromhex(read), "PackageRequestRead", "byte frame"),
+                    (bytes.fromhex(write), "PackageRequestWriteData", "byte frame"),
+                    (bytes.fromhex(linux), "PackageRequestWriteData", "Linux frame"),
+                    (record, "PackageRequestWriteData", "text record")]
+        for content, name, form in messages:
+            whole = captures.udp(content, PORTS[name], True)
+            packet, = self.dissect([whole])
+            every_value = shown_values(packet)
+            self.assertFalse(any(map(faults_of, packet.iter("field"))), content)
+            # With less, its form cannot be told.
+            sizes = range(3, len(content))
+            path = os.path.join(self.directory.name, "capture.pcap")
+            captures.write(path, [whole] * len(sizes), [captures.HEADERS + size for size in sizes])
+            packets = captures.tshark(DISSECTOR, path, DECODE_AS)
+            self.assertEqual(len(packets), len(sizes))
+            for size, packet in zip(sizes, packets):
+                with self.subTest(content=content, size=size):
+                    proto, = captures.packages(packet)
+                    self.assertEqual(self.shown_value(packet, "form"), [form])
+                    faults = [fault for field in [proto, *proto.iter("field")]
+                              for fault in faults_of(field)]
+                    self.assertIn(faults, ([], ["cut by the capture"]))
+                    self.assertIn("[cut by the capture]", proto.get("showname"))
+                    for place, value in shown_values(packet).items():
+                        if place[0] != "unread":
+                            self.assertEqual(value, every_value.get(place), place)
+
+    def test_the_class_of_what_is_cut(self):
+        """Guessed from what is there: the length of a short frame tells it from a longer one."""
+        read = bytes.fromhex("00 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800 04000000 00")
+        linux = bytes.fromhex("55AA 00 05 00000000 0000 01 00 0000 0000 0300 616263 8456")
+        record = b"7,key,1,2,3,4,5,6,7,8,write,9,tag,ok,ok,true,data,2,25/26"
+        path = os.path.join(self.directory.name, "capture.pcap")
+        for content, size, name in [(read, 26, "PackageRequestRead"), (linux, 20, "PackageRequestWriteData"),
+                                    (record, 50, "PackageRequestWriteData")]:
+            captures.write(path, [captures.udp(content, 5000, True)], [captures.HEADERS + size])
+            packet, = captures.tshark(DISSECTOR, path, [], ["udp_ports:5000"])
+            self.assertEqual(self.shown_value(packet, "class"), [name])
+
+    def test_framed_streams_that_are_cut(self):
+        record = b"text PackageBase 7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok\n"
+        frame = b"frame PackageBase " + bytes.fromhex("00 0000 0000 03000000 0700 01 02 03 04 0500 00"
+                                                      "06 0700 0800")
+        prefixed = len(frame).to_bytes(4, "little") + frame
+        headers = 14 + 20 + 20
+        path = os.path.join(self.directory.name, "capture.pcap")
+        for content in (record + record, prefixed + record, record + prefixed, prefixed + prefixed):
+            sizes = range(1, len(content))
+            captures.write(path, [captures.TcpStream(5000, 10000 + size).segment(content, True)
+                                  for size in sizes], [headers + size for size in sizes])
+            packets = captures.tshark(DISSECTOR, path, ["tcp.port==5000,korvinpackage"],
+                                      [f"framing:{FRAMED}"])
+            first = content.index(b"\n") + 1 if content.startswith(record) else len(prefixed)
+            for size, packet in zip(sizes, packets):
+                with self.subTest(content=content, size=size):
+                    self.assertEqual(self.shown_value(packet, "malformed"), [])
+                    shown = len(captures.packages(packet))
+                    self.assertLessEqual(shown, 1 if size <= first else 2)
+                    if size > first:
+                        self.assertGreaterEqual(shown, 1)
 
     def test_tcp_segments_are_messages_by_default(self):
         cases = [case for case in vectors() if is_line(message_of(case))
