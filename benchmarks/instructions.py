@@ -43,7 +43,7 @@ def main():
         failed = failed or bool(verdict)
         print(f"{now:>8} ({change:+6.1%})  {name}{verdict}")
     if failed:
-        sys.exit(f"instructions: not as in {file}; if that is meant: scripts/instructions.sh --update")
+        sys.exit(f"instructions: not as in {file}; if that is meant: .ci/instructions.sh --update")
 
 
 if __name__ == "__main__":

@@ -267,11 +267,12 @@ QString describeMisfit(const QJsonValue &value, const QString &type)
 
 QString descriptionOf(const QString &name)
 {
+    const char *description = nullptr;
     for (const auto &row : Descriptions) {
         if (name == QLatin1String(row.name))
-            return QString::fromLatin1(row.description);
+            description = row.description;
     }
-    return {};
+    return QString::fromLatin1(description);
 }
 
 std::vector<PackageClass> makePackageClasses()

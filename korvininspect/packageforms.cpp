@@ -211,8 +211,8 @@ bool readShortReply(PackageBase &package, const QByteArray &frame)
 {
     int length = 0;
     bool full = false;
-    return package.PackageBase::UnPackageReply(frame, 0, &length, &full)
-        && package.ParseDataFromPackage(false, frame, length, &length);
+    package.PackageBase::UnPackageReply(frame, 0, &length, &full); // takes no memory
+    return package.ParseDataFromPackage(false, frame, length, &length);
 }
 
 /// Reads a request, or the request inside of a full reply.
@@ -284,7 +284,7 @@ class SerialNumSink : public FieldSink
 public:
     void add(const WireField &field) override
     {
-        if (field.type == WireType::Serial && !m_serialNum && field.present == field.width)
+        if (field.type == WireType::Serial && field.present == field.width)
             m_serialNum = static_cast<quint32>(field.number);
     }
 

@@ -73,7 +73,6 @@ public:
     void length(const char *name, qint32 field) { i32(name, field); }
     void length(const char *name, quint16 field) { u16(name, field); }
     void clampedLength(const char *name, qint32 field) { i32(name, field); }
-    void offset(const char *name, qint32 field) { i32(name, field); }
 
     /// 0 for `Read`, 1 for any other code.
     void access(const char *, OrvexEnum::ReadWriteCode code)

@@ -28,30 +28,17 @@ struct CarriedClass
 };
 
 template <typename Request>
-constexpr CarriedClass carried(std::string_view name)
+std::unique_ptr<PackageBase> create()
 {
-    return {rowOf(name).typeWord,
-            []() -> std::unique_ptr<PackageBase> { return std::make_unique<Request>(); }};
+    return std::make_unique<Request>();
 }
 
 constexpr CarriedClass CarriedClasses[] = {
-    carried<PackageRequestReadData>("PackageRequestReadData"),
-    carried<PackageRequestReadFile>("PackageRequestReadFile"),
-    carried<PackageRequestWriteData>("PackageRequestWriteData"),
-    carried<PackageRequestWriteFile>("PackageRequestWriteFile"),
+    {rowOf("PackageRequestReadData").typeWord, create<PackageRequestReadData>},
+    {rowOf("PackageRequestReadFile").typeWord, create<PackageRequestReadFile>},
+    {rowOf("PackageRequestWriteData").typeWord, create<PackageRequestWriteData>},
+    {rowOf("PackageRequestWriteFile").typeWord, create<PackageRequestWriteFile>},
 };
-
-constexpr std::size_t countTypeWords()
-{
-    std::size_t count = 0;
-    for (const ClassRow &row : Classes) {
-        if (!row.typeWord.isEmpty())
-            ++count;
-    }
-    return count;
-}
-
-static_assert(std::size(CarriedClasses) == countTypeWords(), "every class with a type word");
 
 /// Type words that are refused, with a message of their own.
 constexpr QStringView RefusedTypeWords[] = {u"writeMemData", u"ReadMemData"};

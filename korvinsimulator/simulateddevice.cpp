@@ -193,13 +193,6 @@ Packages decode(const QByteArray &request, ClassId classId, Form form)
         return packages;
     }
     packages.push_back(decodeOne(request, classId, form));
-    // A Linux frame says itself whether it reads or writes.
-    const bool isWrite = packages.front()->getReadWriteCode() == OrvexEnum::Write;
-    if (form == Form::Linux && isWrite != (rowOf(classId).base == Korvin::Base::Write)) {
-        packages.front() = decodeOne(
-            request, isWrite ? ClassId::PackageRequestWriteData : ClassId::PackageRequestReadData,
-            form);
-    }
     return packages;
 }
 

@@ -4,8 +4,8 @@
 # Usage: setup.sh [--tests | --docs | --packages | --ci | --benchmarks | --peers]
 #   --tests       also what the tests need to run: tshark, which runs the dissector, and valgrind, which
 #                 counts instructions; not the browser that looks at a page: without one that is skipped
-#   --docs        also what scripts/docs.sh needs, with a browser
-#   --packages    also what scripts/package.sh and scripts/package-trial.sh need
+#   --docs        also what .ci/docs.sh needs, with a browser
+#   --packages    also what scripts/package.sh and .ci/package-trial.sh need
 #   --ci          also what the checks of .ci/run need
 #   --benchmarks  also what measures the codecs
 #   --peers       the same, and the libraries that are measured beside this one

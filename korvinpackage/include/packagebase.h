@@ -17,11 +17,6 @@ class PackageTimerOut;
 
 struct PackageBasePrivate;
 
-namespace Korvin {
-class RecordReader;
-class RecordWriter;
-} // namespace Korvin
-
 /// A packet addressed to one device operation: the root of every request and reply.
 ///
 /// A package holds the address of the operation (screen, destination, device type, port, scan
@@ -479,9 +474,6 @@ Q_SIGNALS:
     void CompleteRequestEvent(void *token, PackageBase *package);
 
 private:
-    friend class Korvin::RecordReader;
-    friend class Korvin::RecordWriter;
-
     static QString GetCommResultsToStr(OrvexEnum::CommResults result);
     static OrvexEnum::CommResults GetCommResults(QString name);
     static QString GetPackageResultsToStr(OrvexEnum::PackageResults result);

@@ -1,4 +1,4 @@
-// Short runs of the simulation; scripts/simulate.sh makes long ones.
+// Short runs of the simulation; .ci/long.sh simulate makes long ones.
 
 #include "simulation.h"
 
