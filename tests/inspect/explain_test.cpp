@@ -240,6 +240,30 @@ TEST(Explain, JsonHasEveryMember)
     EXPECT_TRUE(record.at(1).toObject().contains(QStringLiteral("remarks")));
 }
 
+TEST(Explain, OnlyFieldsOfRecordsHaveAColumn)
+{
+    for (const ExplainedField &field :
+         explain(hex("00 0500 00 01 00 FF"), {ClassId::PackageBase, Form::Frame, Direction::Reply}))
+        EXPECT_EQ(field.column, -1) << field.name.toStdString();
+    const MessageShape items{ClassId::PackageRequestCombination, Form::Text, Direction::Request};
+    for (const ExplainedField &field : explain(QStringLiteral("x^1|y"), items))
+        EXPECT_EQ(field.column, -1);
+    EXPECT_EQ(explain(QStringLiteral("ReadData^7"), items).at(1).column, 0);
+}
+
+/// So what differs in column 0 always has a name.
+TEST(Explain, EveryDecoderReadsColumn0)
+{
+    for (const PackageClass &itsClass : packageClasses()) {
+        for (const Direction direction : {Direction::Request, Direction::Reply}) {
+            const Explanation fields =
+                explain(QStringLiteral("1,2"), {itsClass.id, Form::Text, direction});
+            EXPECT_EQ(fields.front().column, 0);
+            EXPECT_FALSE(fields.front().name.isEmpty()) << itsClass.name.toStdString();
+        }
+    }
+}
+
 QByteArray compact(const Explanation &fields)
 {
     return QJsonDocument(explanationToJson(fields)).toJson(QJsonDocument::Compact);

@@ -171,6 +171,11 @@ TEST_F(ExplainCommands, DiffTakesTexts)
     EXPECT_EQ(run.output,
               QByteArray("reply frame of PackageBase\n"
                          "     5  packResult            0 (ok) -> 2 (memErr)\n"));
+    const Finished firstColumn = korvinpack(words("diff 7,usb0 8,usb0,1"));
+    EXPECT_EQ(firstColumn.output,
+              QByteArray("request record of PackageBase\n"
+                         "     0  serialNum             7 -> 8\n"
+                         "     2  deviceType            - -> 1\n"));
     // The second input is taken for what the first one is.
     const Finished longer = korvinpack(words("diff 000500000100 00050000010001"));
     EXPECT_EQ(longer.exitStatus, 1);
