@@ -789,13 +789,15 @@ local function scan_record(text, class, is_request, base)
         end
     end
     for column = 0, math.min(last, #parts - 1) do
+        local name = written[column]
         if not readers[column] then
             fields[#fields + 1] = {
                 name = "",
                 column = column,
                 offset = parts[column + 1].offset,
                 width = #parts[column + 1].text,
-                note = "not read; an encoder writes " .. written[column] .. " here",
+                fault = not name and "no encoder writes this column" or nil,
+                note = name and "not read; an encoder writes " .. name .. " here" or nil,
             }
         end
     end
