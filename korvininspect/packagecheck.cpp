@@ -206,8 +206,7 @@ Verdict checkRecord(QStringView record, const Task &task)
 {
     const Korvin::ClassRow &row = rowOf(task.shape);
     const bool isReply = task.shape.direction == Direction::Reply;
-    const auto count = static_cast<int>(std::count(record.begin(), record.end(), QLatin1Char(',')));
-    const int columns = count + 1;
+    const int columns = columnsOf(record);
     const int needed = Korvin::neededColumns(row, isReply);
     const int written = Korvin::writtenColumns(row, isReply);
     if (columns < needed)
