@@ -147,21 +147,6 @@ std::vector<MessageShape> shapesOf(Form form, Direction direction, bool withComb
     return shapes;
 }
 
-/// Returns false where it is seen at once that no shape of a form accepts the input.
-bool mayBeAccepted(const TriedInput &input, Form form)
-{
-    switch (form) {
-    case Form::Frame: {
-        const quint8 marker = Korvin::byteAt(input.bytes, 0);
-        return marker == Korvin::RequestMarker || marker == Korvin::FullReplyMarker;
-    }
-    case Form::Text:
-        return input.isUtf8;
-    default:
-        return looksLikeLinuxFrame(input.bytes);
-    }
-}
-
 /// Hands each shape that may be that of the input to @p visit, with the place of its form.
 template <typename Visitor>
 void visitShapes(const QByteArray &input, Visitor visit)
@@ -196,9 +181,10 @@ std::optional<Guess> best(const QByteArray &bytes, const KnownShape &known)
     const TriedInput input(bytes);
     std::optional<Ranked> best;
     visitShapes(bytes, [&](const MessageShape &shape, int form) {
-        // A form that comes later is better only where it accepts the input.
-        if (!known.agreesWith(shape)
-            || (best && best->form < form && !mayBeAccepted(input, shape.form)))
+        // A form that comes later is better only where it accepts the input. Frames begin with
+        // bytes that put their form first.
+        const bool isLater = best && best->form < form;
+        if (!known.agreesWith(shape) || (isLater && shape.form != Form::Text))
             return;
         Ranked candidate = rank(input, shape, form, Words::Without);
         if (!best || isBetter(candidate, *best))
