@@ -10,19 +10,19 @@ set -euo pipefail
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 if [[ $# -gt 0 ]]; then
-    releases=("$1")
+    releases=("${1%/}/")
     new=$2
 else
     cd "$(dirname "$0")/.."
     scripts/setup.sh --ci
-    releases=(tests/data/released/*)
+    releases=(tests/data/released/*/)
     new=$work/new
     mkdir "$new"
     .ci/dump-abi.sh "$new"
 fi
 
 compared=()
-for dump in $(printf '%s/*.abi.xz\n' "${releases[@]}"); do
+for dump in $(printf '%s*.abi.xz\n' "${releases[@]}"); do
     name=$(basename "$dump" .xz)
     xz --decompress --stdout "$dump" >"$work/$name"
     abidiff --no-added-syms "$work/$name" "$new/$name" || {

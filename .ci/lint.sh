@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs shellcheck over all scripts, and clang-tidy over the library that the others stand on and over the other
+# Runs shellcheck over all scripts, and clang-tidy over the library that all others use and over the other
 # sources that differ from those of main, or on main from those of the commit before.
 #
 # Usage: lint.sh [--all]
@@ -16,10 +16,12 @@ base=$(git merge-base HEAD origin/main 2>/dev/null || git rev-parse HEAD)
 if [[ $base == "$(git rev-parse HEAD)" ]]; then
     base=HEAD^
 fi
-mapfile -t sources < <(git ls-files '*.cpp' ':!tests/consumer')
+mapfile -t sources < <(git ls-files 'korvin*/*.cpp' 'tools/*.cpp' 'conformance/*.cpp' 'examples/*.cpp' \
+    'tests/*.cpp' 'wireshark/*.cpp' ':!tests/consumer')
 if [[ ${1:-} != --all ]]; then
     changed=$(git diff --name-only --diff-filter=d "$base" -- '*.cpp')
-    mapfile -t sources < <(printf '%s\n' "${sources[@]}" | grep -xFf <(git ls-files 'korvinpackage/*.cpp'; echo "$changed"))
+    mapfile -t sources < <(printf '%s\n' "${sources[@]}" \
+        | grep -xFf <(git ls-files 'korvinpackage/*.cpp'; echo "$changed"))
 fi
 build=build/lint
 cmake --preset coverage -B "$build" -DCMAKE_UNITY_BUILD=OFF >/dev/null

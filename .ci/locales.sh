@@ -10,23 +10,24 @@ cd "$(dirname "$0")/.."
 build=${1:-build/dev}
 export LOCPATH=$PWD/build/locales
 mkdir -p "$LOCPATH"
-# These take the longest, and look at the same code as others do.
+# Takes the longest, and tests what others test as well.
 slow=-Explain.AgreesWithTheDecodersOnGeneratedInput
 
 in_locale() {
     export LC_ALL=$1
     [[ -d $LOCPATH/$LC_ALL ]] || localedef -i "${LC_ALL%%.*}" -f UTF-8 "$LOCPATH/$LC_ALL"
     if [[ $(locale decimal_point) != , ]]; then
-        echo "locales: $LC_ALL is not there" >&2
+        echo "locales: $LC_ALL is missing" >&2
         return 1
     fi
-    for program in korvinpackage_tests korvininspect_tests; do
+    local programs=(korvinpackage_tests korvininspect_tests) replays=("$build"/fuzz/*_replay)
+    for program in "${programs[@]}"; do
         "$build/tests/$program" --gtest_brief=1 --gtest_filter="$slow" || return 1
     done
-    for replay in "$build"/fuzz/*_replay; do
+    for replay in "${replays[@]}"; do
         "$replay" "fuzz/corpus/$(basename "${replay%_replay}")" | tail -n 1 || return 1
     done
-    echo "locales: the tests pass in $LC_ALL"
+    echo "locales: ${#programs[@]} test programs and ${#replays[@]} replays pass in $LC_ALL"
 }
 
 in_locale de_DE.UTF-8 &

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Tries the packages of build/package as a new user would: on a bare Debian 12, unpacked for this, installs
-# them, does what the start pages say, builds the consumers, uninstalls them, and looks for what is left.
-# Needs root and Debian's package server.
+# Tries the packages of build/package as a new user would: installs them on a bare Debian 12, follows the start
+# pages, builds the consumers, uninstalls them, and fails where a file is left. Needs root and Debian's package
+# server.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -13,7 +13,7 @@ mmdebstrap --quiet --variant=apt bookworm "$root" http://deb.debian.org/debian
 cp /etc/resolv.conf "$root/etc/"
 mkdir "$root/trial"
 cp build/package/*.deb "$root/trial"
-git ls-files -z tests/consumer tests/docs/startpages_test.py \
+git ls-files -z tests/consumer tests/docs/pages_test.py \
     | xargs -0 cp --parents -t "$root/trial"
 
 inside() {
@@ -25,14 +25,14 @@ echo "trial: install"
 inside "apt-get update -qq
     apt-get install -qq -y ./*.deb g++ cmake make pkg-config python3 tshark >/dev/null"
 echo "trial: start pages"
-inside "python3 tests/docs/startpages_test.py /usr/share/doc/korvinpackage-doc/docs/start-*.md"
+inside "python3 tests/docs/pages_test.py /usr/share/doc/korvinpackage-doc/docs/start-*.md"
 echo "trial: consumers"
 inside "tests/consumer/installed.sh /usr"
 echo "trial: uninstall"
 inside "apt-get purge -qq -y '.*korvin.*' >/dev/null"
 left=$(find "$root" \( -path "$root/trial" -o -path "$root/var/cache/apt" \) -prune -o -iname '*korvin*' -print)
 if [[ -n $left ]]; then
-    echo "trial: left behind: $left" >&2
+    echo "trial: not removed: $left" >&2
     exit 1
 fi
-echo "trial: all done, nothing is left"
+echo "trial: $(find "$root/trial" -name '*.deb' | wc -l) packages installed, tried and removed without a trace"

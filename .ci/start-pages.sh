@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Does what the start pages of docs/ say, with what the preset dev builds, and compares what comes out with
-# what they show.
+# Follows the start pages of docs/ with what the preset dev builds, and compares the output with what they
+# show.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,10 +12,12 @@ cmake --build --preset dev --target korvinpack korvinsimulator >/dev/null
 cmake --install build/dev --prefix "$work/prefix" >/dev/null
 library=$(dirname "$(find "$work/prefix" -name libkorvinpackage.so)")
 export PATH=$work/prefix/bin:$PATH PKG_CONFIG_PATH=$library/pkgconfig
-# The linker tells the pages' programs where the libraries are, which the packages have in a usual place.
+# Programs find the libraries, which the packages install in a usual place.
 export LD_RUN_PATH=$library
-# Where one user's dissectors are.
+# Wireshark finds the dissector in the user's home.
 export HOME=$work
 mkdir -p "$HOME/.local/lib"
 cp -r "$library/wireshark" "$HOME/.local/lib"
-python3 tests/docs/startpages_test.py docs/start-*.md
+pages=(docs/start-*.md)
+python3 tests/docs/pages_test.py "${pages[@]}"
+echo "start-pages: ${#pages[@]} pages do what they show"

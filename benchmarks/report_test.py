@@ -1,4 +1,4 @@
-"""Tests how runs of the benchmarks are judged, with runs that are made up.
+"""Tests how runs of the benchmarks are judged, with invented runs.
 
 Usage: report_test.py FOLDER [ARGUMENT...]
 
@@ -31,7 +31,7 @@ TARGET = targets.Target("encode", targets.own("request frame", "encode", "reused
 
 
 def repetitions(name, *times, label="owned", threads=1, waiting=1.0):
-    """The JSON of a row that was measured so many times."""
+    """The JSON of a row with these measurements."""
     return [{"name": name, "run_name": name, "run_type": "iteration", "threads": threads, "label": label,
              "bytes": 100.0, "cpu_time": time, "real_time": time * waiting} for time in times]
 
@@ -184,7 +184,7 @@ class ReportTest(unittest.TestCase):
         report.PAGE.write_text(f"head\n{report.BEGIN}\nold\n{report.END}\ntail\n")
 
     def report(self, *processes, arguments=("--write",)):
-        """The exit status with its message, and what is printed."""
+        """The exit status with its message, and the output."""
         files = []
         for process in processes:
             files.append(self.folder / f"{len(files)}.json")

@@ -1,4 +1,4 @@
-# Test programs, and the check that generated files are up to date.
+# Adds test programs, and tests that generated files are up to date.
 
 # Adds the GoogleTest program NAME and its tests. SOURCES are its own; main() and what tests share come with
 # korvinpackage_test_support. LIBRARIES are linked, PRIVATE_HEADERS_OF are libraries whose private headers

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Builds and tests what .ci/run has no time for: both compilers, both build types and both kinds of
-# library, users with other flags, a 32-bit and a big-endian machine, the tests of the codecs in other locales,
-# LLVM's standard library, and the sources as a compiler for Windows sees them.
+# Builds and tests with other compilers, build types, kinds of library, machines and locales.
+#
+# Both compilers, both build types and both kinds of library; users with other flags; a 32-bit and a big-endian
+# machine; the tests of the codecs in other locales; LLVM's standard library; and a compiler for Windows, which
+# only looks at the sources.
 #
 # What a cell prints is in build/matrix/CELL.log; of one that fails, its end is shown.
 #

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Changes one token of a source at a time, and looks whether the tests notice.
+"""Changes one token of a source at a time, and counts the changes that the tests notice.
 
-With --library layouts it plants wrong layouts instead, and looks whether the replay of the fuzzers' corpora
-notices: two neighbours swapped, a field moved, missing, doubled or with another verb, another constant.
+With --library layouts it plants wrong layouts instead, which the replay of the fuzzers' corpora should
+notice: two neighbours swapped, a field moved, missing, doubled or with another verb, another constant.
 
 The mutants are made in a copy of the tree, in build/mutate. The tests are built once, with clang++ and
 without optimisation, and find each mutant of the library as their shared library.
@@ -11,8 +11,6 @@ docs/mutation.md does not explain are killed.
 """
 
 import argparse
-import functools
-import json
 import os
 import random
 import re
@@ -21,7 +19,6 @@ import shutil
 import subprocess
 import sys
 import time
-from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -187,7 +184,8 @@ def chosen(sources, mutants_of, count, seed):
 
 
 def prepare(programs):
-    """Copies the tree and builds the test programs in it."""
+    """Installs what is missing, copies the tree and builds the test programs in it."""
+    subprocess.run([ROOT / "scripts" / "setup.sh", "--ci"], check=True)
     TREE.mkdir(parents=True, exist_ok=True)
     files = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, check=True, capture_output=True)
     for name in files.stdout.decode().split("\0"):
@@ -198,88 +196,16 @@ def prepare(programs):
                 shutil.copyfile(origin, copy)
     subprocess.run(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=",
                     "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_FLAGS=-O0 -w",
-                    "-DBUILD_SHARED_LIBS=ON", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON",
-                    "-DKORVINPACKAGE_BUILD_EXAMPLES=OFF"], check=True, stdout=subprocess.DEVNULL)
-    subprocess.run(["cmake", "--build", BUILD, "--target", *programs], check=True,
-                   stdout=subprocess.DEVNULL)
+                    "-DBUILD_SHARED_LIBS=ON", "-DKORVINPACKAGE_BUILD_EXAMPLES=OFF"],
+                   check=True, stdout=subprocess.DEVNULL)
+    if not build(programs):
+        sys.exit(f"mutate: {' '.join(programs)} cannot be built without a mutant")
 
 
-class Library:
-    """Builds a library from its changed sources, quickly.
-
-    Most of the time of a compiler goes into Qt's headers, so they are compiled once, and the sources of
-    the library together, except those that use the same names inside, or other ones of the headers that
-    are changed.
-    """
-
-    HEADERS = ["charconv", "functional", "list", "memory", "optional", "vector",
-               "QtCore/QDebug", "QtCore/QFile", "QtCore/QFileInfo", "QtCore/QJsonArray",
-               "QtCore/QJsonDocument", "QtCore/QJsonObject", "QtCore/QMessageLogger",
-               "QtCore/QObject", "QtCore/QStringList", "QtCore/QVarLengthArray"]
-
-    def __init__(self, name, directory, changing):
-        self.name = name
-        self.directory = directory
-        self.objects = directory / name
-        self.objects.mkdir(parents=True, exist_ok=True)
-        commands = json.loads((BUILD / "compile_commands.json").read_text())
-        sources = sorted(c["file"] for c in commands if f"/CMakeFiles/{name}.dir/" in c["command"])
-        command = next(c["command"] for c in commands if c["file"] == sources[0])
-        self.flags = command.split(" -o ")[0].split()[1:]
-        if self.flags[0].startswith("/") or self.flags[0] == "clang++":
-            del self.flags[0]  # behind a compiler launcher
-        headers = self.objects / "headers.h"
-        headers.write_text("".join(f"#include <{header}>\n" for header in self.HEADERS))
-        self.precompiled = self.objects / "headers.pch"
-        self.run("-x", "c++-header", headers, "-o", self.precompiled, check=True)
-        self.pieces = []
-        for source in sources:
-            needed = self.needed(source) & set(changing)
-            for piece in self.pieces:
-                if piece["needed"] - set(sources) != needed - set(sources):
-                    continue
-                self.write(piece, piece["sources"] + [source])
-                if self.compile(piece["file"], "-fsyntax-only"):
-                    piece["sources"].append(source)
-                    piece["needed"] |= needed
-                    break
-                self.write(piece, piece["sources"])
-            else:
-                number = len(self.pieces)
-                self.pieces.append({"file": self.objects / f"piece{number}.cpp",
-                                    "object": self.objects / f"piece{number}.o",
-                                    "sources": [source], "needed": needed})
-                self.write(self.pieces[-1], [source])
-        if not self.build():
-            sys.exit(f"mutate: {name} does not build")
-
-    @staticmethod
-    def write(piece, sources):
-        piece["file"].write_text("".join(f'#include "{source}"\n' for source in sources))
-
-    def needed(self, source):
-        """The files that a source consists of."""
-        rule = subprocess.run(["clang++", *self.flags, "-MM", source], check=True, capture_output=True)
-        return {os.path.normpath(name) for name in rule.stdout.decode().replace("\\\n", " ").split()[1:]}
-
-    def run(self, *arguments, check=False):
-        return subprocess.run(["clang++", *self.flags, *arguments], check=check,
-                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-
-    def compile(self, source, *arguments):
-        return self.run("-include-pch", self.precompiled, "-c", source, *arguments).returncode == 0
-
-    def build(self, changed=None):
-        """Builds all pieces, or those that need the changed file."""
-        for piece in self.pieces:
-            if changed and changed not in piece["needed"]:
-                continue
-            if not self.compile(piece["file"], "-o", piece["object"]):
-                return False
-        return subprocess.run(
-            ["clang++", "-shared", f"-Wl,-soname,lib{self.name}.so.0", "-o",
-             self.directory / f"lib{self.name}.so.0", *(piece["object"] for piece in self.pieces),
-             "-lQt5Core"], check=False, stderr=subprocess.DEVNULL).returncode == 0
+def build(targets):
+    """Builds the libraries or programs; tests find the libraries where they were linked to them."""
+    return subprocess.run(["cmake", "--build", BUILD, "--target", *targets], check=False,
+                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
 
 
 def limited():
@@ -287,9 +213,8 @@ def limited():
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
 
-def passes(directory, program, tests, timeout):
-    environment = dict(os.environ, LC_ALL="C.UTF-8", GTEST_FAIL_FAST="1", GTEST_FILTER=tests,
-                       LD_LIBRARY_PATH=directory)
+def passes(program, tests, timeout):
+    environment = dict(os.environ, LC_ALL="C.UTF-8", GTEST_FAIL_FAST="1", GTEST_FILTER=tests)
     command = [BUILD / "tests" / program]
     if program.endswith("_replay"):
         command = [BUILD / "fuzz" / program, ROOT / "fuzz" / "corpus" / tests]
@@ -342,13 +267,10 @@ def main():
             for path in (ROOT / arguments.library).glob(suffix))
     prepare(programs)
     orders, shares = chosen(sources, mutants_of, arguments.count, arguments.seed)
-    directory = WORK / arguments.library
-    libraries = [Library(name, directory, [str(TREE / source) for source in sources]) for name in names]
-    compiler = ThreadPoolExecutor()
     timeouts = {}
     for suite in suites:
         start = time.monotonic()
-        if not passes(directory, *suite, 600):
+        if not passes(*suite, 600):
             sys.exit(f"mutate: {' '.join(suite)} fails without a mutant")
         timeouts[suite] = 20 + 5 * (time.monotonic() - start)
 
@@ -358,18 +280,17 @@ def main():
     for source in sources:
         original = (TREE / source).read_text()
         pending = list(orders[source])
-        build = functools.partial(Library.build, changed=str(TREE / source))
         alive, done = 0, 0
         while pending and done < shares[source]:
             number, before, after = pending.pop(0)
             lines = original.split("\n")
             lines[number:number + before.count("\n") + 1] = after.split("\n")
             (TREE / source).write_text("\n".join(lines))
-            if not all(compiler.map(build, libraries)):
+            if not build(names):
                 stillborn += 1
                 continue
             done += 1
-            if not all(passes(directory, *suite, timeouts[suite]) for suite in suites):
+            if not all(passes(*suite, timeouts[suite]) for suite in suites):
                 killed += 1
             elif (source, on_one_line(before), on_one_line(after)) in known:
                 equivalent += 1
@@ -379,7 +300,6 @@ def main():
                 print(f"survives: | `{source}` | {cell(before)} | {cell(after)} | line {number + 1}",
                       flush=True)
         (TREE / source).write_text(original)
-        list(compiler.map(build, libraries))
         print(f"{source}: {done} mutants, {alive} survive ({time.monotonic() - start:.0f} s)",
               flush=True)
 

@@ -1,4 +1,4 @@
-// korvinpack conform: what it says of programs that answer rightly, wrongly, and not at all.
+// korvinpack conform with programs that answer rightly, wrongly, or not at all.
 
 #include "korvinpackrun.h"
 
@@ -195,7 +195,7 @@ TEST_F(Conform, NoticesASecondLine)
               10);
 }
 
-/// A program that fails one case is asked the next all the same.
+/// A program that fails one case still gets the next.
 TEST_F(Conform, GoesOnAfterAWrongAnswer)
 {
     const Finished run = shell("60", "exec cat");

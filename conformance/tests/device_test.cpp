@@ -1,5 +1,5 @@
-// korvinpack conform --device: what it says of devices that answer rightly, wrongly, late and not
-// at all. The device is the simulated one, in memory, behind a pseudo-terminal and behind TCP.
+// korvinpack conform --device with devices that answer rightly, wrongly, late, or not at all. The
+// device is the simulated one: in memory, on a pseudo-terminal, and on a TCP port.
 
 #include "devicejudge.h"
 #include "korvinpackrun.h"
@@ -48,7 +48,7 @@ DevicePlan planFor(Form form)
     return plan;
 }
 
-/// A device in memory, and what becomes of requests and replies on the way.
+/// A device in memory, with changes of requests and replies on the way.
 class SimulatedLink : public DeviceLink
 {
 public:
@@ -115,7 +115,7 @@ TEST(DeviceJudge, PassesARightDevice)
         EXPECT_EQ(countOf(TestResult::Passed, results), results.size());
         EXPECT_EQ(results.size(), form == Form::Linux ? 11 : 10);
         EXPECT_EQ(reported, results.size());
-        // What was written is set to what was there before.
+        // The written registers get their old values back.
         EXPECT_EQ(device.state().units.first().blocks[Address].data, Block + QByteArray(4, '\0'));
     }
 }
@@ -177,7 +177,7 @@ TEST(DeviceJudge, NoticesEachFault)
     }
 }
 
-/// Reads the register after the one that is asked for.
+/// Reads the register after the requested one.
 class WrongRegister : public SimulatedDevice
 {
 public:
@@ -207,7 +207,7 @@ TEST(DeviceJudge, NoticesTheDataOfAWrongRegister)
     }
 }
 
-/// Says that it has written, and has not.
+/// Reports a write that it has not done.
 class ForgetfulDevice : public SimulatedDevice
 {
 public:
@@ -339,7 +339,7 @@ TEST(DeviceJudge, NoticesEveryFlippedBitOfALinuxFrame)
     }
 }
 
-/// The other end of a serial port, and a simulated device behind it.
+/// The other end of a serial port, with a simulated device.
 class SerialDevice
 {
 public:
@@ -381,7 +381,7 @@ public:
     }
 
 private:
-    /// Takes what comes before a short silence for a request.
+    /// Takes the bytes before a short silence for a request.
     void serve()
     {
         QByteArray request;
@@ -409,7 +409,7 @@ private:
         for (QByteArray reply : answer.replies) {
             if (m_form == Form::Text)
                 reply += "\r\n";
-            // In two pieces, as adapters hand on what they have.
+            // In two pieces, as adapters send them.
             send(reply.left(5));
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
             send(reply.mid(5));

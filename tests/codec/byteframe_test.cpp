@@ -1,4 +1,5 @@
-// The common byte frame: what the vectors do not show, above all input that is not a whole frame.
+// The common byte frame: cases that the vectors do not have, above all input that is not a whole
+// frame.
 
 #include "bytecursors_p.h"
 #include "testsupport.h"
@@ -10,7 +11,7 @@
 
 namespace {
 
-/// The fields of a header behind the two texts.
+/// The fields of a header after the two texts.
 struct Fields
 {
     int timeout = 0;
@@ -58,14 +59,14 @@ struct TruncationRow
     Fields fields;
 };
 
-// A field that does not fit reads as 0 and takes no bytes, so a shorter one behind it may still
-// read what is there.
+// A field that does not fit reads as 0 and takes no bytes, so a shorter one after it may still
+// be read.
 const TruncationRow TruncationRows[] = {
     {0, 1, {}},
     {1, 1, {}},
     {2, 2, {}}, // the byte 00 is too short for K, T, time-out and serial number: screen address
     {3, 3, {}},
-    {4, 4, {}}, // likewise behind K
+    {4, 4, {}}, // likewise after K
     {5, 5, {}},
     {6, 6, {0, 0, 0x01}},
     {7, 7, {0, 0x0201}},
@@ -190,7 +191,7 @@ TEST(RequestFrame, TextThatRunsPastTheEndIsEmptyAndReported)
 
 TEST(ByteReader, TakesNoTextFromInFrontOfTheFrame)
 {
-    // No decoder comes here: a size read in front of the frame is 0.
+    // No decoder gets here: a size read before the frame is 0.
     const QByteArray frame = hex("61 62");
     Korvin::ByteReader reader(frame, -1);
     QString text = QStringLiteral("before");
@@ -374,7 +375,7 @@ TEST(ReplyFrame, FullReplyReadsItsResultsAsConsecutiveBytes)
     EXPECT_TRUE(full);
     EXPECT_EQ(consumed, 26);
     EXPECT_EQ(decoded.getAckCode(), 7U);
-    EXPECT_EQ(decoded.getCommResult(), 0) << "the unwritten byte behind the acknowledge code";
+    EXPECT_EQ(decoded.getCommResult(), 0) << "the unwritten byte after the acknowledge code";
     EXPECT_EQ(decoded.getPackResult(), 6) << "the communication result";
 }
 
@@ -468,7 +469,7 @@ TEST(ReplyFrame, EmptyRequestIsFollowedByThePayload)
     EXPECT_EQ(write.MackPackageReply(true), hex("00 01 01 00 00 00  00 00  02 00 00 00 AA BB"));
 }
 
-/// Encodes itself where it is asked for its data, as a class that sends its own frame on may.
+/// Encodes itself when asked for its data, as a class that forwards its own frame may.
 class EncodesItself : public PackageRequestWriteData
 {
 public:

@@ -1,4 +1,4 @@
-// The byte tools and the checksum, with the positions and lengths that nobody should pass.
+// The byte tools and the checksum, also with positions and lengths outside the array.
 
 #include "testsupport.h"
 
@@ -99,7 +99,7 @@ const SetRow SetRows[] = {
     {"A0 A1", 0, 1, 0x1234, true, "34 A1", 1}, // cut to its low byte
     {"00 00", 0, 2, -1, true, "FF FF", 2},
     {"00 00 00 00", 0, 4, MinInt, true, "00 00 00 80", 4},
-    {"", 0, 1, 7, true, "07", 1}, // a field may end one byte behind the array
+    {"", 0, 1, 7, true, "07", 1}, // a field may end one byte past the array
     {"", 0, 2, 7, false, "", 2},
     {"A0 A1", 1, 2, 0x1234, true, "A0 34 12", 3},
     {"A0 A1", 2, 1, 0x34, true, "A0 A1 34", 3},
@@ -152,7 +152,7 @@ const GetRow GetRows[] = {
     {"", 0, 0, 0, 0},
     {"", 0, 1, 0, Untouched},
     {"01 02 03 04 05 06", 0, 6, 0x04030201, 6}, // an int has four bytes
-    {"01 02", -1, 2, 0, 1},                     // not behind the end, but outside
+    {"01 02", -1, 2, 0, 1},                     // not past the end, but outside
     {"01 02", MaxInt, 4, 0, Untouched},
     {"01 02", MinInt, 4, 0, MinInt + 4},
 };
@@ -197,7 +197,7 @@ const SumRow SumRows[] = {
     {"01 02 03", 0, 0, 21845},
     {"01 02 03", 0, 3, 21851},
     {"01 FF 03", 1, 1, 22100},  // bytes are unsigned
-    {"01 02 03", 1, 99, 21850}, // what is not there adds nothing
+    {"01 02 03", 1, 99, 21850}, // missing bytes add nothing
     {"01 02 03", -1, 2, 21846},
     {"01 02 03", 3, 1, 21845},
     {"01 02 03", 2, -1, 21845},
@@ -246,7 +246,7 @@ const CheckRow CheckRows[] = {
     {"55", 0, 1, false},
     {"", 0, 0, false},
     {"00 00 00 00", 0, 4, false},
-    {"55 55", 2, 0, true}, // the two bytes in front of the position
+    {"55 55", 2, 0, true}, // the two bytes before the position
     {"55 55", 5, -3, true},
     {"55 AA 01 02 58 55", -1, 7, false},
     {"55 AA 01 02 58 55", MaxInt, MaxInt, false},

@@ -16,7 +16,7 @@ int main()
 {
     qInstallMessageHandler([](auto...) {});
     for (const GrowingInput &input : growingInputs()) {
-        input.prepare(100)(); // what is made once
+        input.prepare(100)(); // makes what is made only once
         for (const int size : {2000, 4000, 8000, 16000}) {
             const std::function<void()> run = input.prepare(size);
             std::printf("%d %s\n", size, input.name.c_str());

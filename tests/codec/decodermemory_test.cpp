@@ -1,5 +1,5 @@
-// The memory that every decoder takes: a stated multiple of its input, and the block that the input
-// announces where that is no more than 256 MiB.
+// Every decoder takes a stated multiple of its input, and the block that the input announces, up to
+// 256 MiB.
 
 #include "growinginputs.h"
 #include "mallochook.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-/// What a decoder may take besides what is announced: large blocks are whole pages.
+/// What a decoder may take besides the announced block: large blocks are whole pages.
 constexpr std::size_t Constant = 8192;
 
 /// The most memory in use during @p run, above what was in use before.
@@ -38,7 +38,7 @@ protected:
 
 TEST_P(DecoderMemory, IsAMultipleOfTheInput)
 {
-    GetParam().prepare(100)(); // what is made once
+    GetParam().prepare(100)(); // makes what is made only once
     for (const int size : {1, 100, 1000, 10000, 60000}) {
         const auto run = GetParam().prepare(size);
         const std::size_t peak = peakOf(run);
@@ -54,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(Decoders, DecoderMemory, testing::ValuesIn(growingInput
 constexpr int MaxInt = std::numeric_limits<int>::max();
 constexpr int Limit = 256 << 20;
 
-/// A length that is announced, and the most memory that it may cost.
+/// An announced length, and the most memory that it may cost.
 struct AnnouncedRow
 {
     int announced;
@@ -84,7 +84,7 @@ QByteArray littleEndian(int value)
 class AnnouncedMemory : public DecoderMemory
 {
 protected:
-    /// Expects of a decoder that it makes ready what is announced, or nothing.
+    /// Expects a decoder to allocate the announced block, or nothing.
     template <typename Package, typename Decode>
     static void expectBounded(const AnnouncedRow &row, Decode decode)
     {
@@ -138,7 +138,7 @@ TEST_F(AnnouncedMemory, OfRecords)
             QString(18, QLatin1Char(',')) + QString::number(row.announced) + QLatin1String(",1");
         expectBounded<PackageRequestWriteData>(
             row, [&](auto &package) { package.unPackageReply(record); });
-        // These compare it with the number of bytes that are there.
+        // These compare it with the number of bytes that follow.
         PackageRequestReadData read;
         EXPECT_LE(peakOf([&] { read.unPackageReply(record); }), Constant);
         PackageRequestWriteData write;

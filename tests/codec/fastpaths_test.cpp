@@ -1,4 +1,4 @@
-// The fast path of each primitive against the careful way that it stands for.
+// Compares the fast path of each primitive with the careful one.
 
 #include "checksum_p.h"
 #include "datastring_p.h"
@@ -14,8 +14,7 @@
 
 namespace {
 
-/// Texts that look like number fields: mostly digits, and all that Qt's parsers make a difference
-/// of.
+/// Texts that look like number fields: mostly digits, and all that Qt's parsers treat specially.
 class FieldGenerator
 {
 public:
@@ -82,7 +81,7 @@ TEST(FastPaths, NumberParts)
     }
 }
 
-/// Reads a data string with room for @p room numbers as its description has it.
+/// Reads a data string with room for @p room numbers in the plainest way.
 QByteArray numbersCarefully(const QString &text, int room)
 {
     QByteArray bytes(room, 'x');
@@ -220,7 +219,7 @@ TEST(FastPaths, NumberRows)
     }
 }
 
-/// Bytes with something other than plain ASCII at @p position, or nowhere where it lies behind.
+/// Bytes with something other than plain ASCII at @p position, or nowhere if it is past the end.
 QByteArray bytesWith(int size, int position, const QByteArray &other)
 {
     QByteArray bytes(size, 'a');

@@ -176,7 +176,7 @@ TEST(PackageRequestWriteFile, AppendsAGapAndItsNameToRequestsOnly)
 
 struct WritePayloadRow
 {
-    const char *bytes; // behind 01 01
+    const char *bytes; // after 01 01
     int parsed;
     const char *name; // of a package that held "before" and 99
     int offset;
@@ -224,7 +224,7 @@ TEST(PackageRequestWriteFile, ReplyHasNothingToParse)
     EXPECT_EQ(snapshot(package), before);
 }
 
-/// Real files in a directory that goes with the test.
+/// Real files in a directory that is removed after the test.
 class FileSizes : public testing::Test
 {
 protected:
@@ -361,7 +361,7 @@ TEST(PackageRequestWriteFile, CommaInThePathShiftsTheOffset)
     PackageRequestWriteFile decoded;
     EXPECT_TRUE(decoded.unPackageRequest(package.makePackageRequest()));
     EXPECT_EQ(decoded.fileNameWithPath(), QStringLiteral("a"));
-    EXPECT_EQ(decoded.Offset(), 0) << "\"b\" is no number";
+    EXPECT_EQ(decoded.Offset(), 0) << "\"b\" is not a number";
 }
 
 TEST(PackageRequestWriteFile, OwnReplyRecordGivesTheKindWordAsName)

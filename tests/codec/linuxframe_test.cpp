@@ -9,7 +9,7 @@ namespace {
 
 constexpr int Mebibyte = 1024 * 1024;
 
-/// Appends the checksum, added up apart from the library.
+/// Appends the checksum, computed without the library.
 QByteArray closed(QByteArray frame)
 {
     unsigned sum = 0x5555;
@@ -24,17 +24,17 @@ struct WriteRow
 {
     int length;
     const char *data;
-    const char *frame; // behind the header up to offset 16
+    const char *frame; // after the header, from offset 16 on
 };
 
-// Sums: 0x5555, 1 for the code, the two bytes of the length, the data in front of the checksum.
+// Sums: 0x5555, 1 for the code, the two bytes of the length, the data before the checksum.
 const WriteRow WriteRows[] = {
     {3, "01 02 03", "03 00 01 02 03 5F 55"},
     {1, "07", "01 00 07 5E 55"},
     {0, "", "00 00 56 55"},
     {0, "01 02 03", "00 00 56 55"},                      // no length, no data
     {-1, "01 02 03", "00 00 56 55"},                     // a negative length counts as 0
-    {2, "01 02 03 04 05 06", "02 00 01 02 5B 55 05 06"}, // written over the data behind the length
+    {2, "01 02 03 04 05 06", "02 00 01 02 5B 55 05 06"}, // written over the data after the length
     {2, "01 02 03", "02 00 01 02 5B 55"},
     {1, "07 08 09 0A 0B", "01 00 07 5E 55 0A 0B"},
     {4, "01 02", "04 00 01 02 00 00 5D 55"}, // the gap is 0
@@ -254,7 +254,7 @@ struct ShortRow
     int scrAddr;
 };
 
-// Nothing but the checksum sets a least length; bytes behind the end read as 0.
+// Only the checksum sets a least length; bytes past the end read as 0.
 const ShortRow ShortRows[] = {
     {"55 55", 0, 0, 0},
     {"AA 55 55", 0x55, 0, 0}, // the checksum itself is taken for the status
@@ -281,7 +281,7 @@ TEST(LinuxFrame, ShortFramesThatVerify)
 
 TEST(LinuxFrame, WordCutInTheMiddleReadsItsLowByte)
 {
-    // The frame ends behind the low byte of the scan board address, which is that of the checksum.
+    // The frame ends after the low byte of the scan board address, which the checksum begins with.
     const QByteArray frame = closed(hex("55 AA 00 00 00 00 00"));
     ASSERT_EQ(frame.size(), 9);
     PackageBase package;

@@ -1,5 +1,5 @@
-// The memory of live packages, which is that of benchmarks/livepackages.txt. Of a 64-bit machine
-// with Qt 5.
+// Live packages take the memory that benchmarks/livepackages.txt lists, on a 64-bit machine with
+// Qt 5.
 
 #include "mallochook.h"
 #include "testsupport.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-/// What a package takes of the heap, with what it points to.
+/// The heap memory of a package and of what it points to.
 struct Memory
 {
     std::size_t bytes;

@@ -203,7 +203,7 @@ TEST(PackageRequestWriteMemData, OwnReplyRecordGivesTheOffsetAsLength)
     package.setPartCount(99);
     EXPECT_TRUE(package.unPackageReply(record));
     EXPECT_EQ(package.getAckCode(), 5U);
-    EXPECT_EQ(package.offset(), 0L) << "\"memData\" is no number";
+    EXPECT_EQ(package.offset(), 0L) << "\"memData\" is not a number";
     EXPECT_EQ(package.getPackageDataLength(), 1000);
     EXPECT_EQ(package.getPartCount(), 99) << "a reply does not derive it";
 }

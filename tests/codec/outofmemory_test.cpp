@@ -15,8 +15,8 @@
 
 namespace {
 
-/// What Qt makes once on first use is not under test: it does not recover from failing half-way.
-/// Nor is what libc++ keeps from the first exception on.
+/// Lets Qt and libc++ make what they keep from first use on: it is not under test, and does not
+/// recover from a failure half-way.
 void warmUp()
 {
     qInstallMessageHandler([](auto...) {});
@@ -29,7 +29,7 @@ void warmUp()
 }
 
 /// Whether an operation reports every allocation that fails. Decoders of frames ignore the result
-/// of the payload hook, as the protocol has it, and so do not report what failed there.
+/// of the payload hook, which peers rely on, and so do not report what failed there.
 enum class Report { Always, NotOfPayload };
 
 /// Runs @p operation on new subjects, with the first, the second ... allocation failing, until none
@@ -113,7 +113,7 @@ protected:
         return package;
     }
 
-    /// A package of the class that has none of these fields yet.
+    /// A package of the class with default fields.
     static std::unique_ptr<PackageBase> makeEmpty() { return GetParam().packageClass->create(); }
 };
 
@@ -205,7 +205,7 @@ INSTANTIATE_TEST_SUITE_P(Classes, OutOfMemory, testing::ValuesIn(allClasses()),
                              return testInfo.param.packageClass->name.toStdString();
                          });
 
-/// Keeps the library's messages out of the way.
+/// Drops the library's messages.
 class OutOfMemoryElsewhere : public testing::Test
 {
 protected:

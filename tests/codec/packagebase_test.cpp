@@ -359,7 +359,7 @@ TEST(PackageBase, PartSendComplete)
     EXPECT_TRUE(package.partSendComplete(4));
 }
 
-/// Reaches what only subclasses may.
+/// Gives tests access to protected members.
 class Probe : public PackageBase
 {
 public:

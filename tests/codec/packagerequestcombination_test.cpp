@@ -37,7 +37,7 @@ QString writeFile(const QString &fileName)
     return QStringLiteral("writeFile^%1,false,file,%2,0").arg(QLatin1String(WriteCommon), fileName);
 }
 
-/// A combination whose requests go with it.
+/// A combination that deletes its requests.
 class Decoded
 {
 public:

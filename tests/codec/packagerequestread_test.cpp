@@ -25,7 +25,7 @@ PackageRequestRead makeRead(uchar reserved2, int replyDataLength,
             kind};
 }
 
-/// Overrides what getDataLength() and the encoders are to use.
+/// Overrides the length that getDataLength() and the encoders use.
 class FixedLength : public PackageRequestRead
 {
 public:
@@ -156,7 +156,7 @@ TEST(PackageRequestRead, ParsesItsPayload)
     }
 }
 
-/// A payload of its own, told apart by its hooks.
+/// Has a payload of its own, which its hooks read and write.
 class OwnPayload : public PackageRequestRead
 {
 public:
@@ -212,7 +212,7 @@ TEST(PackageRequestRead, DecodersReachTheHookThroughTheVirtualCallAndIgnoreItsRe
     EXPECT_EQ(consumed, 23 + 2 + 3 + 2);
 }
 
-/// A request that does not decode, as a subclass may decide.
+/// Refuses to decode, as a subclass may.
 class Refusing : public PackageRequestRead
 {
 public:

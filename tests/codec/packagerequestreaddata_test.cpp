@@ -103,7 +103,7 @@ const BlockRow BlockRows[] = {
     {"FF FF FF FF 07", 0, 4, -1, "", false},
     {"", 0, 0, 0, "", false},
     {"03 00 00", 0, 0, 0, "", false}, // the length does not fit
-    // Nothing is copied of a block that is cut off: what was there stays, what is added is 0.
+    // Nothing is copied of a block that is cut off: old bytes stay, new ones are 0.
     {"03 00 00 00 01 FF", 0, 7, 3, "AA BB 00", true},
     {"01 00 00 00", 0, 5, 1, "AA", true},
     {"05 00 00 00 01 02 03 04", 0, 9, 5, "AA BB 00 00 00", true},
@@ -141,13 +141,13 @@ TEST(PackageRequestReadData, EveryTruncationOfARequestFrame)
         int consumed = -1;
         const LogCapture log;
         EXPECT_TRUE(decoded.UnPackageRequest(frame.left(size), 0, &consumed));
-        // The common fields are those of PackageBase, whatever comes behind them.
+        // The common fields are those of PackageBase, whatever follows them.
         PackageBase base;
         int baseConsumed = -1;
         EXPECT_TRUE(base.UnPackageRequest(frame.left(size), 0, &baseConsumed));
         base.setClientPackageType(decoded.getClientPackageType()); // of the payload
         EXPECT_EQ(baseSnapshot(decoded), baseSnapshot(base));
-        // Behind the header 4 bytes of length, 1 of kind, 4 of length, 4 of data.
+        // After the header: 4 bytes of length, 1 of kind, 4 of length, 4 of data.
         if (size >= 38) {
             EXPECT_EQ(decoded.getReplyDataLength(), 4);
             EXPECT_EQ(consumed, 42) << "the announced bytes count, there or not";
@@ -203,7 +203,7 @@ TEST(PackageRequestReadData, AnnouncedDataIsMadeReadyUpTo256Mebibytes)
 
 TEST(PackageRequestReadData, PositionThatOverflowsReadsNothing)
 {
-    // The first block ends beyond the range of an int; the reply goes on behind it.
+    // The first block ends beyond the range of an int; the reply goes on after it.
     const QByteArray request = hex("01 0000 0000 00000000 0000 00 00 00 00 0000 00 00 0000 0000 "
                                    "00000000 00 FFFFFF7F");
     PackageRequestReadData package;
@@ -216,7 +216,7 @@ TEST(PackageRequestReadData, PositionThatOverflowsReadsNothing)
     EXPECT_EQ(package.data(), QByteArray());
 }
 
-/// Says another length than the block.
+/// Returns another length than that of the block.
 class FixedLength : public PackageRequestReadData
 {
 public:

@@ -245,7 +245,7 @@ TEST(PackageRequestWrite, OwnReplyRecordDoesNotGiveTheFieldsBack)
     EXPECT_EQ(package.getClientPackageType(), OrvexEnum::DataPackage);
 }
 
-/// Believes that a request record has fewer columns of its own.
+/// Has fewer columns of its own in a request record.
 class FewerColumns : public PackageRequestWrite
 {
 public:

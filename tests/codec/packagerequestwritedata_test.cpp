@@ -150,7 +150,7 @@ TEST(PackageRequestWriteData, ReplyHasNothingToParse)
 
 struct BlockRow
 {
-    const char *bytes; // behind 01 02
+    const char *bytes; // after 01 02
     int parsed;
     int length;
     const char *data; // of a package that held AA BB

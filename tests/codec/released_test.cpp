@@ -1,6 +1,6 @@
-// Holds the library to the frames and records of its releases: what a release encoded is encoded to
-// the same bytes and decoded to the same fields for ever. Each file of tests/data/released has
-// cases of one class and form, a line of JSON each, as docs/conformance.md describes them.
+// Compares the library with the frames and records of its releases: what a release encoded, later
+// versions encode to the same bytes and decode to the same fields. Each file of tests/data/released
+// has cases of one class and form, a line of JSON each, as docs/conformance.md describes them.
 
 #include "testsupport.h"
 #include "testvectors.h"
@@ -63,7 +63,7 @@ void checkCombination(const QJsonObject &json)
               accepted);
     const QJsonArray packages =
         json.value(QLatin1String("fields")).toObject().value(QLatin1String("packages")).toArray();
-    // What is refused keeps the packages of the items before.
+    // A refused record keeps the packages of the items before the refused one.
     EXPECT_TRUE(!accepted || static_cast<int>(combination.packageList().size()) == packages.size());
     int item = 0;
     for (PackageBase *package : combination.packageList()) {
@@ -121,7 +121,7 @@ TEST_P(ReleasedFile, EncodesAndDecodesToTheSame)
 
 INSTANTIATE_TEST_SUITE_P(Data, ReleasedFile, testing::ValuesIn(releasedFiles()));
 
-/// Each version is held to what it froze, whatever classes there are today. SHA256SUMS lists that;
+/// Checks the files that each version froze, whatever classes exist today. SHA256SUMS lists them;
 /// .ci/check-released.sh compares the sums.
 TEST(ReleasedFiles, AreThoseThatWereFrozen)
 {

@@ -50,7 +50,8 @@ constexpr PackRow PackRows[] = {
     {OrvexEnum::PackTimeOut, 255, "timeOut"},
 };
 
-// The conversions are private: an explicit instantiation may name them, its friend hands them out.
+// The conversions are private: an explicit instantiation may name them, and its friend returns
+// them.
 
 struct CommToName
 {

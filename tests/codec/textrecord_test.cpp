@@ -277,8 +277,8 @@ TEST(TextRecord, TagIsNotEscaped)
     PackageBase decoded;
     EXPECT_TRUE(decoded.unPackageRequest(record));
     EXPECT_EQ(decoded.getTag(), QStringLiteral("a"));
-    EXPECT_EQ(decoded.getCommResult(), OrvexEnum::CommOk) << "\"b\" is no name";
-    EXPECT_EQ(decoded.getPackResult(), OrvexEnum::PackOk) << "\"timeout\" is no package result";
+    EXPECT_EQ(decoded.getCommResult(), OrvexEnum::CommOk) << "\"b\" is not a name";
+    EXPECT_EQ(decoded.getPackResult(), OrvexEnum::PackOk) << "\"timeout\" is not a package result";
 }
 
 /// Replaces the common columns.
@@ -331,7 +331,7 @@ TEST(TextRecord, NullCommonColumnsAreEmptyOnes)
     EXPECT_EQ(OwnColumnsOfARead().makePackageReply(), QStringLiteral(",0,0,data"));
 }
 
-/// Counts what reaches the virtual parser, and takes what it is given.
+/// Counts calls of the virtual parser, and accepts everything.
 class CountingParser : public PackageBase
 {
 public:

@@ -123,7 +123,7 @@ public:
     }
 
 private:
-    /// What stands for the size of a field.
+    /// The text for the size of a field.
     static QByteArray letter(const char *name) { return QByteArray(name).left(1).toUpper(); }
 
     template <typename T>
@@ -152,8 +152,8 @@ private:
     QString m_variable;
 };
 
-/// Walks over the columns of a record and describes them, a row for each. What stands before the
-/// name of the field is made by @p placeOf, of the number of the row.
+/// Walks over the columns of a record and describes them, a row for each. @p placeOf makes the
+/// cells before the name of the field from the number of the row.
 template <typename PlaceOf>
 class ColumnTable
 {
@@ -314,7 +314,7 @@ QString nameOfClass(const ClassRow &row)
     return QString::fromLatin1(row.name.data(), static_cast<int>(row.name.size()));
 }
 
-/// Adds the tables of what a class adds, or else of what it has in common with others.
+/// Adds the tables of a class: of its own part, or of the part that it shares with others.
 void addTablesOf(const ClassRow &row, Tables &tables)
 {
     const QString name = nameOfClass(row);
@@ -433,7 +433,7 @@ QMap<QString, DocTable> docTables()
     tables.columns(QStringLiteral("SpecialPackageRequest"), QStringLiteral("special record"), 0,
                    SpecialPart{fields.id, fields.common.timeout, fields.strData});
     for (const ClassRow &row : Classes) {
-        // A class that adds what another one does refers to the tables of that.
+        // A class with the part of another one refers to its tables.
         const auto isSame = [&row](const ClassRow &other) {
             return other.base == row.base && other.own == row.own;
         };

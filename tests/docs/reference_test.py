@@ -1,4 +1,4 @@
-"""Looks at the reference in HTML, as Doxygen has made it, with a headless browser.
+"""Tests the reference in HTML, as Doxygen makes it, in a headless browser.
 
 Usage: reference_test.py FOLDER
 
@@ -115,7 +115,7 @@ class ReferenceTest(unittest.TestCase):
                 cls.looks[page] = cls.browser.run(LOOKS)
 
     def dead(self, page, targets, anchors):
-        """Those of the targets that are not there."""
+        """The targets that are missing."""
         found = []
         for target in targets:
             url = urllib.parse.urlsplit(target.removeprefix(f"{FOLDER.as_uri()}/"))

@@ -1,4 +1,5 @@
-// The engine, call by call: what is sent when, which reply is taken, and how each request ends.
+// The engine, call by call: when requests are sent, which reply is taken, and how each request
+// ends.
 
 #include "exchangesupport.h"
 
@@ -181,7 +182,7 @@ TEST_F(EngineTest, AFailureIsTheOneThatThePeerTells)
         EXPECT_EQ(read->getAckCode(), row.ackCode);
         EXPECT_EQ(read->getCommResult(), row.comm);
         EXPECT_EQ(read->getPackResult(), row.pack);
-        EXPECT_EQ(read->data(), QByteArray()) << "what a failed read brings is no data";
+        EXPECT_EQ(read->data(), QByteArray()) << "a failed read has no data";
         EXPECT_EQ(read->getReplyDataLength(), 3);
         EXPECT_EQ(event.latency, ms(0));
         EXPECT_EQ(engine->counters().failed, 1U);
@@ -195,7 +196,7 @@ TEST_F(EngineTest, AFailureIsTheOneThatThePeerTells)
 
 // Which reply is taken.
 
-/// A reply to a read of three bytes at Register, with serial number 1, that is none.
+/// Something sent instead of a reply to a read of three bytes at Register, with serial number 1.
 struct MisfitRow
 {
     const char *name;
@@ -277,7 +278,7 @@ TEST_P(Misfits, ChangeNothing)
     receive(message, replyTo(message));
     expectEnd(first, Outcome::Success);
     EXPECT_EQ(read->data(), dataAt(Register, 3));
-    // Where it does not come, the end says what did.
+    // Without it, the end names the reply that came.
     receive(unanswered, replyTo(message)); // it has the number of the first one
     setTime(ms(3000));
     expectEnd(second, Outcome::TimedOut);
@@ -1000,7 +1001,7 @@ TEST_F(EngineTest, TheEndOfTheLinkEndsAll)
     EXPECT_EQ(engine->serialNumbers(), 0);
     EXPECT_EQ(engine->nextTimeout(), std::nullopt);
     EXPECT_EQ(engine->counters().linkLost, 5U);
-    // On the next link a reply to the last one is one to nothing.
+    // On the next link, a reply to a request of the last one answers nothing.
     receive(first, replyTo(first));
     EXPECT_EQ(engine->counters().unknown, 1U);
     send(*sent);
@@ -1052,7 +1053,7 @@ TEST_F(EngineTest, ASpecialRequestWaitsForTheReplyToTheLastOneOfItsId)
     expectEnd(2, Outcome::Success);
     expectNothingToSend();
     EXPECT_EQ(engine->nextTimeout(), ms(3100)) << "when the other id is free";
-    // The late reply is none to the second one, and lets it go soon.
+    // The late reply does not answer the second request, and lets it be sent soon.
     setTime(ms(4000));
     engine->receive(Form::Text, "1,0,late,0", now);
     EXPECT_EQ(engine->counters().late, 1U);

@@ -1,4 +1,4 @@
-// What the engine tells of messages, in words and as a capture file.
+// Traces of messages, in words and as a capture file.
 
 #include "exchangesupport.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 constexpr quint32 Register = 0x0A000010;
 
-/// Keeps what it is told.
+/// Keeps the traced messages.
 class KeptTrace : public Trace
 {
 public:
@@ -161,7 +161,7 @@ TEST(PcapngWriter, CutsWhatADatagramCannotHold)
     EXPECT_EQ(packet.mid(28 + 34, 4), hex("1388 9C40")) << "from the peer";
 }
 
-/// What tshark says of the packets of a file, a line for each.
+/// The packets of a file as tshark shows them, a line for each.
 std::vector<std::string> dissected(const QString &fileName, const QStringList &fields)
 {
     QStringList arguments{QStringLiteral("-X"),

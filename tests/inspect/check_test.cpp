@@ -1,5 +1,5 @@
-// The strict verdict: every fault by rows, everything that encoders make, and that nothing is
-// accepted which no encoder writes.
+// The strict verdict: a row for every fault, everything that encoders write, and nothing accepted
+// that no encoder writes.
 
 #include "codecagreement.h"
 #include "generatedpackages.h"
@@ -368,7 +368,7 @@ TEST(Check, RefusesTruncationsAndFlippedBitsThatAReaderCanNotice)
             for (int bit = 0; bit < 8 * input.size(); ++bit) {
                 QByteArray flipped = input;
                 flipped[bit / 8] = static_cast<char>(flipped.at(bit / 8) ^ (1 << bit % 8));
-                // What is not UTF-8 is no record.
+                // Bytes that are not UTF-8 are not a record.
                 if (form.encoding.form != Form::Text
                     || QString::fromUtf8(flipped).toUtf8() == flipped)
                     expectWrittenByAnEncoder(flipped, itsClass, form.encoding);
@@ -392,7 +392,7 @@ TEST(Check, RefusesEveryTruncationOfFramesThatCarryTheirLengths)
             const auto package = generate.consistentPackage(itsClass);
             const QByteArray input = encoded(*package, form.encoding);
             for (int size = 0; size < input.size(); ++size) {
-                // Without its data a data read is a request.
+                // A data read without its data is a request.
                 const bool isRequest = itsClass.id == ClassId::PackageRequestReadData
                     && QByteArray(form.name) == "requestFrame"
                     && size == input.size() - package->data().size();
@@ -488,7 +488,7 @@ TEST(CheckOptions, LimitWhatAnInputAnnounces)
                              "expected, 2 found"));
 }
 
-/// The reply that a package has as its own request's.
+/// The reply of a package to itself as the request.
 Verdict checkReply(const QByteArray &reply, const QByteArray &request, const MessageShape &shape)
 {
     CheckOptions options;
@@ -510,7 +510,7 @@ const ReplyForm ReplyForms[] = {
     {Form::Linux, ReplySize::Short},
 };
 
-/// Changes a field to another value that is good as well.
+/// Changes a field to another valid value.
 void change(PackageBase &package, const PackageField &field)
 {
     const QJsonValue before = field.get(package);

@@ -1,4 +1,4 @@
-// The rows of the classes against the classes themselves, and the layouts that they stand for.
+// Compares the rows of the classes with the classes themselves and with their layouts.
 
 #include "classlayouts_p.h"
 #include "testsupport.h"
@@ -110,8 +110,8 @@ TEST(ClassRows, HaveAsManyColumnsAsTheLayouts)
     }
 }
 
-/// Expects that fields of one name stand for the same field of a package, and others do not: what
-/// has no more than names to tell them by, as the dissector, relies on it.
+/// Expects that fields of one name stand for the same field of a package, and others do not. The
+/// dissector relies on it, since it knows fields by their names only.
 void expectNamesAreUnique(const std::vector<WireField> &fields, const std::string &where)
 {
     QMap<QByteArray, const void *> sources;
@@ -142,7 +142,7 @@ TEST(ClassRows, NamesStandForOneFieldOfAClass)
             for (const WireField &column : columnsOf(row, isReply, fields))
                 read.add(column);
         }
-        // The size of a file name is no field of a package.
+        // The size of a file name is not a field of a package.
         std::vector<WireField> ofPackage;
         for (const WireField &field : read.all()) {
             if (field.type != WireType::TextLength)

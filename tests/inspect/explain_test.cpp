@@ -1,5 +1,5 @@
-// What explain() says of every vector, and of many generated packages and broken inputs, against
-// what the decoders make of them.
+// Compares explain() with the decoders, for every vector and for many generated packages and broken
+// inputs.
 
 #include "codecagreement.h"
 #include "generatedpackages.h"
@@ -61,7 +61,7 @@ TEST(Explain, AgreesWithTheDecodersOnGeneratedInput)
         SCOPED_TRACE(testing::Message()
                      << "mutated: "
                      << (encoding.form == Form::Text ? mutated : mutated.toHex(' ')).toStdString());
-        // A record is text: what is not UTF-8 would not come back.
+        // A record is text: other bytes than UTF-8 would not come back.
         if (encoding.form != Form::Text || QString::fromUtf8(mutated).toUtf8() == mutated)
             expectExplained(mutated, itsClass, encoding);
     }
@@ -90,7 +90,7 @@ TEST(Explain, AgreesWithTheDecoderOfLinuxReplies)
     }
 }
 
-/// A combination record and what a decoder makes of it.
+/// A combination record and its decoded packages.
 TEST(Explain, AgreesWithTheDecoderOfCombinations)
 {
     Generator generate(11);

@@ -1,4 +1,4 @@
-// What a captured input may be.
+// Guesses of what a captured input may be.
 
 #include "generatedpackages.h"
 #include "testvectors.h"
@@ -82,7 +82,7 @@ TEST(Guess, BestFirst)
     }
 }
 
-/// What another class may write just as well is not told apart.
+/// Input that two classes write alike is not told apart.
 bool sameUntilTheClass(const MessageShape &a, const MessageShape &b)
 {
     return a.form == b.form && a.direction == b.direction;

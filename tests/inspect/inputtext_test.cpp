@@ -1,4 +1,4 @@
-// Texts of the input: zero bytes, and what terminals and logs get to see.
+// Texts from the input: zero bytes, and how terminals and logs show them.
 
 #include "testsupport.h"
 

@@ -85,17 +85,17 @@ class BoundedCheck : public testing::TestWithParam<Row>
 {
 };
 
-/// A frame is looked at where it is; of a record the check makes a text, as a decoder needs one.
+/// A frame is checked in place; a record is made a text first, as a decoder needs it.
 TEST_P(BoundedCheck, AllocatesNothingForWhatIsAnnounced)
 {
     for (const int size : {1000, 100000, 10000000}) {
         const QByteArray input = GetParam().input(size);
-        check(input, GetParam().shape); // what is made once
+        check(input, GetParam().shape); // makes what is made only once
         const Allocations before = allocations;
         allocations.largest = 0;
         const Verdict verdict = check(input, GetParam().shape);
         const std::size_t count = allocations.count - before.count;
-        // UTF-16 and back to UTF-8 to compare: both have room for the worst case.
+        // UTF-16, and back to UTF-8 to compare: both reserve room for the worst case.
         const std::size_t text =
             GetParam().shape.form == Form::Text ? 4 * static_cast<std::size_t>(input.size()) : 0;
         EXPECT_LE(count, 60U) << size << ' ' << describe(verdict).toStdString();
@@ -105,7 +105,7 @@ TEST_P(BoundedCheck, AllocatesNothingForWhatIsAnnounced)
 
 TEST_P(BoundedCheck, TakesTimeInProportionToTheInput)
 {
-    // Of the processor, whatever else the machine is doing.
+    // Processor time, whatever else the machine is doing.
     const auto best = [&](const QByteArray &input) {
         std::clock_t shortest = std::numeric_limits<std::clock_t>::max();
         for (int run = 0; run < 7; ++run) {
@@ -147,7 +147,7 @@ TEST(BoundedDecoding, MakesNothingReadyThatAMessageDoesNotCarry)
     for (const auto &[message, direction] : rows) {
         const MessageShape shape{ClassId::PackageRequestReadData, Form::Frame, direction};
         std::unique_ptr<PackageBase> package;
-        decodeMessage(message, shape, &package); // what is made once
+        decodeMessage(message, shape, &package); // makes what is made only once
         allocations.largest = 0;
         EXPECT_TRUE(decodeMessage(message, shape, &package).isOk());
         EXPECT_LT(allocations.largest, 2000U);
@@ -193,7 +193,7 @@ TEST(ExplainOutOfMemory, ExplainsNothing)
         const QVector<ExplainedField> explained = explain(frame, WriteFrame);
         const bool failed = failingAllocation == -1;
         failingAllocation = -1;
-        // Sorting does without the memory that it would like to have.
+        // Sorting works without its buffer, only slower.
         EXPECT_TRUE(explained.size() == fields || (failed && explained.isEmpty()));
         if (!failed)
             break;
@@ -204,7 +204,7 @@ TEST(ExplainOutOfMemory, ExplainsNothing)
 template <typename Operation>
 void failEachAllocation(Operation operation)
 {
-    operation(); // what is made once
+    operation(); // makes what is made only once
     for (int failing = 0;; ++failing) {
         failingAllocation = failing;
         EXPECT_NO_THROW(operation());
@@ -254,10 +254,10 @@ TEST(JsonOutOfMemory, ThrowsNothing)
     EXPECT_EQ(fault, QStringLiteral("out of memory"));
 }
 
-/// Lets every allocation of an encoder or decoder fail in turn. It must say so, or have done
-/// without what failed.
+/// Lets every allocation of an encoder or decoder fail in turn. It must report the failure, or work
+/// without the memory.
 ///
-/// @param operation returns its verdict and, in words, what it gave.
+/// @param operation returns its verdict and a description of its result.
 template <typename Operation>
 void expectOutOfMemoryToldApart(Operation operation)
 {

@@ -1,4 +1,4 @@
-// Packages of every class in every form: what is encoded and decoded without knowing the class.
+// Packages of every class in every form, encoded and decoded without knowing the class.
 
 #include "generatedpackages.h"
 #include "testsupport.h"
@@ -142,7 +142,7 @@ TEST(PackageForms, DecodersSayWhatIsWrong)
     EXPECT_EQ(consumed, 6);
 }
 
-/// What a new package is decoded from: of every form the vectors that check() accepts.
+/// Messages that a new package is decoded from: the vectors of every form that check() accepts.
 TEST(PackageForms, MessagesDecodeAsTheirClassDecodesThem)
 {
     const LogCapture log; // short blocks are reported
@@ -385,7 +385,7 @@ TEST(PackageForms, AReplyIsThatOfItsRequest)
               QStringLiteral("id at 0: not that of the request: 12 expected, 13 found"));
 }
 
-/// What a lenient decoder may make ready.
+/// The most bytes that a lenient decoder may allocate.
 struct ReadyRow
 {
     ClassId classId;

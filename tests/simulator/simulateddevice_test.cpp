@@ -1,4 +1,4 @@
-// The simulated device: what it answers, byte by byte, and what becomes of its state.
+// The simulated device: its answers, byte by byte, and its state after them.
 
 #include "generatedpackages.h"
 
@@ -32,7 +32,7 @@ DeviceState exampleState()
     return state;
 }
 
-/// A request and its reply; of frames the hexadecimal digits, of records the text.
+/// A request and its reply: hexadecimal digits for frames, the text for records.
 struct Row
 {
     const char *name;
@@ -76,7 +76,7 @@ constexpr auto Special = ClassId::SpecialPackageRequest;
 constexpr auto Combination = ClassId::PackageRequestCombination;
 
 const Row Rows[] = {
-    // Register requests: whether the register is there, and as wide as the request says.
+    // Register requests: whether the register exists and is as wide as the request says.
     {"base frame", Base, Form::Frame, READ, "00 0700 00 01 00"},
     {"base record", Base, Form::Text, READ_COLUMNS "ok,ok", READ_COLUMNS "ok,ok,0"},
     {"register read frame", Read, Form::Frame, READ "0C000000 00", "00 0700 00 01 00"},
@@ -228,7 +228,7 @@ TEST_P(SimulatedDeviceRow, Answers)
 
 INSTANTIATE_TEST_SUITE_P(Requests, SimulatedDeviceRow, testing::ValuesIn(Rows));
 
-/// Sends a record, which must be carried out, and gives the reply.
+/// Sends a record, which must be carried out, and returns the reply.
 QByteArray tell(SimulatedDevice &device, ClassId classId, const QByteArray &record)
 {
     const Answer answer = device.answer(record, classId, Form::Text);
@@ -344,7 +344,7 @@ TEST(SimulatedDevice, MemoryGoesThroughTheBuffer)
     EXPECT_EQ(unit.blocks[Buffer].filled, 3);
     tell(device, WriteMemory, WRITE_BUFFER_COLUMNS "ok,ok,false,memData,1,2");
     EXPECT_EQ(unit.memory, "AFGDEFGH");
-    // A length of 0, as frames have it, is what the buffer is filled with.
+    // A length of 0, as in frames, means all that the buffer is filled with.
     tell(device, WriteMemory, WRITE_BUFFER_COLUMNS "ok,ok,false,memData,0,0");
     EXPECT_EQ(unit.memory, "FGHDEFGH");
     tell(device, ReadFile, READ_BUFFER_COLUMNS "ok,ok,2,file,a.txt");
@@ -573,7 +573,7 @@ TEST(SimulatedDevice, RefusesWhatCheckRefuses)
     EXPECT_EQ(device.answer("12,0,ping", Special, Form::Text).replies.size(), 2U);
 }
 
-/// Whatever comes in: it is refused, or answered with a reply that its reader accepts.
+/// Any input is refused, or answered with a reply that its reader accepts.
 TEST(SimulatedDevice, EveryReplyCanBeRead)
 {
     Generator generator(20261);

@@ -26,7 +26,8 @@ TEST(SimulatorMemory, AnnouncedLengthsCostNothing)
 {
     SimulatedDevice device(exampleState());
     const QByteArray request = hex(Read) + hex("FFFFFF7F 00 FFFFFF7F");
-    device.answer(request, ClassId::PackageRequestReadData, Form::Frame); // what is made once
+    device.answer(request, ClassId::PackageRequestReadData,
+                  Form::Frame); // makes what is made only once
     allocations.largest = 0;
     const Answer answer = device.answer(request, ClassId::PackageRequestReadData, Form::Frame);
     EXPECT_LT(allocations.largest, 2000U);

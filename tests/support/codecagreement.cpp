@@ -15,10 +15,10 @@ namespace {
 
 using Explanation = QVector<ExplainedField>;
 
-// Longer blocks are not decoded here, since a decoder makes them ready.
+// Longer blocks are not decoded here, since a decoder allocates them.
 constexpr qint64 LongestBlock = 100000;
 
-/// Keeps the library's messages quiet while it lives: short blocks are reported.
+/// Drops the library's messages while it lives: short blocks are reported.
 class Quiet
 {
 public:
@@ -34,7 +34,7 @@ private:
     QtMessageHandler m_previous;
 };
 
-/// Puts the fields together again, without what a later one covers once more.
+/// Joins the bytes of the fields, without bytes that a later field covers again.
 QByteArray together(const Explanation &fields, Form form)
 {
     QByteArray input;
@@ -97,9 +97,9 @@ QString comparable(const ExplainedField &field, ValueType type)
     return field.value.toString();
 }
 
-/// The data that explained fields give. A block that is not there as a whole leaves what an earlier
-/// one gave, cut or filled with zeros to the announced @p length; so does a data string that is too
-/// short, behind its own numbers.
+/// The data that explained fields give. An incomplete block leaves the data of an earlier one, cut
+/// or filled with zeros to the announced @p length; so does a data string that is too short, after
+/// its own numbers.
 QByteArray dataOf(const Explanation &fields, int length)
 {
     QByteArray data;
@@ -164,8 +164,8 @@ bool isShortReply(const MessageShape &shape, const QByteArray &input)
     return shape.form == Form::Frame && shape.direction == Direction::Reply && input.at(0) == '\0';
 }
 
-/// Whether an encoder would write the same again of a message that was decoded. The other forms do
-/// not read back what was written.
+/// Whether an encoder writes a decoded message as it was. The other forms do not read back what was
+/// written.
 bool isLossless(const MessageShape &shape, const QByteArray &input)
 {
     const bool request = shape.direction == Direction::Request;

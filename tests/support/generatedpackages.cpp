@@ -105,7 +105,7 @@ QJsonValue Generator::wildValue(const PackageField &field)
     case ValueType::Data:
         return QString::fromLatin1(QByteArray(upTo(20), static_cast<char>(upTo(255))).toHex());
     case ValueType::Length: {
-        // Up to 256 MiB an encoder makes what a length announces.
+        // An encoder writes the announced length, up to 256 MiB.
         const int lengths[] = {0, -1, upTo(300), 0x7FFFFFFF};
         return lengths[upTo(3)];
     }

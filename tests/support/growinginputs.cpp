@@ -26,7 +26,7 @@ using Run = std::function<void()>;
 using Bytes = std::function<QByteArray(int)>;
 using Text = std::function<QString(int)>;
 
-// What decoding may take at most, by what becomes of a byte or character.
+// The most memory that decoding may take, by what a byte or character becomes.
 constexpr bool Qt6 = QT_VERSION_MAJOR > 5;       // where texts and arrays are larger objects
 constexpr MemoryBound Block{2, 2000};            // copied
 constexpr MemoryBound Appended{4, 2000};         // in memory that grows to twice its size
@@ -49,7 +49,7 @@ QByteArray littleEndian(int value, int width)
     return bytes;
 }
 
-/// A header with a device key of so many bytes, and what stands behind it.
+/// A header with a device key of so many bytes, and what follows it.
 QByteArray frame(char marker, const QByteArray &key, const QByteArray &payload)
 {
     return marker + littleEndian(key.size(), 2) + key + QByteArray(20, '\0') + payload;
@@ -126,7 +126,7 @@ GrowingInput combinationInput(const char *what, const Text &input)
             }};
 }
 
-/// What looks at an input or reads it, but is no decoder of a package.
+/// Operations that read an input, but do not decode a package.
 GrowingInput readerInput(const char *what, const MemoryBound &bound,
                          const std::function<void(const QByteArray &)> &read, const Bytes &input)
 {

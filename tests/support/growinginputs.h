@@ -7,8 +7,8 @@
 #include <vector>
 
 /// @file
-/// Every decoder with inputs that grow where a sender can make them grow, to measure what the
-/// decoder takes of memory and of time.
+/// Every decoder with inputs that grow where a sender can make them grow, to measure the memory and
+/// time of the decoder.
 
 /// The most memory that decoding may take, in bytes.
 struct MemoryBound

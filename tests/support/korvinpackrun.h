@@ -7,7 +7,7 @@
 #include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
 
-/// How a run of korvinpack has ended.
+/// The end of a run of korvinpack.
 struct Finished
 {
     int exitStatus;
@@ -27,7 +27,7 @@ inline Finished korvinpack(const QStringList &arguments, const QByteArray &input
             QString::fromUtf8(process.readAllStandardError())};
 }
 
-/// Expects success and nothing on standard error; gives standard output.
+/// Expects success and nothing on standard error; returns standard output.
 inline QByteArray outputOf(const QStringList &arguments, const QByteArray &input = {})
 {
     const Finished run = korvinpack(arguments, input);

@@ -31,7 +31,7 @@ const std::vector<LogCapture::Entry> &LogCapture::messages() const
     return caught;
 }
 
-// A request for more memory than there can be fails here as it does without the sanitizer.
+// A request for more memory than exists fails as it does without the sanitizer.
 extern "C" const char *__asan_default_options()
 {
     return "allocator_may_return_null=1";

@@ -45,7 +45,7 @@ inline QJsonObject snapshot(const PackageBase &package)
     return packageToJson(package);
 }
 
-/// What a package has of the fields of PackageBase.
+/// The fields that a package has from PackageBase.
 inline QJsonObject baseSnapshot(const PackageBase &package)
 {
     QJsonObject json;

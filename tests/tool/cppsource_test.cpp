@@ -1,4 +1,4 @@
-// C++ source of packages: its text, and what it builds when compiled.
+// C++ source of packages: its text, and the packages that it builds when compiled.
 
 #include "cppsource.h"
 #include "cppsourcecases.h"

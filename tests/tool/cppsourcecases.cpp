@@ -17,7 +17,7 @@ namespace {
 using Packages = std::vector<std::unique_ptr<PackageBase>>;
 using ValueOf = std::function<QJsonValue(const PackageField &)>;
 
-/// A wrong value would leave a case that tests less than it seems to.
+/// Fails on a wrong value: the case would test less than it seems to.
 void require(const QString &fault)
 {
     if (!fault.isEmpty())

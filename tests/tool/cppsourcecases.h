@@ -11,7 +11,7 @@
 /// Packages of every class whose C++ source is generated, compiled and run.
 std::vector<std::unique_ptr<PackageBase>> cppSourceCases();
 
-/// What the generated source builds: all fields of each of the cases, in their order.
+/// The packages that the generated source builds: all fields of each case, in order.
 std::vector<QJsonObject> builtFromCppSource();
 
 #endif

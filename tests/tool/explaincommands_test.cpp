@@ -176,7 +176,7 @@ TEST_F(ExplainCommands, DiffTakesTexts)
               QByteArray("request record of PackageBase\n"
                          "     0  serialNum             7 -> 8\n"
                          "     2  deviceType            - -> 1\n"));
-    // The second input is taken for what the first one is.
+    // The second input is read as the class of the first one.
     const Finished longer = korvinpack(words("diff 000500000100 00050000010001"));
     EXPECT_EQ(longer.exitStatus, 1);
     EXPECT_EQ(longer.output,
@@ -203,7 +203,7 @@ TEST_F(ExplainCommands, ColorsAreShownOnDemand)
     EXPECT_TRUE(outputOf(plain + words("--color=always")).contains("\x1B[36m00 "));
 }
 
-/// Tests on a pseudo-terminal, which not every machine gives.
+/// Tests on a pseudo-terminal, which not every machine has.
 class NeedsATerminal : public KorvinpackRun
 {
 protected:
@@ -269,7 +269,7 @@ QProcessEnvironment environmentThatFrees()
     return environment;
 }
 
-/// Runs korvinpack with its output in a file; gives the memory that it took at most.
+/// Runs korvinpack with its output in a file; returns the most memory that it took.
 long peakOf(const QStringList &arguments, const QString &output)
 {
     QProcess process;

@@ -1,5 +1,5 @@
 // The HTML page of explained frames and records. The last test writes the pages that
-// browser/htmlpage_test.py opens.
+// htmlpage_test.py opens.
 
 #include "testsupport.h"
 
@@ -43,7 +43,7 @@ QByteArray largeFrame()
         + QByteArray(65536, '<');
 }
 
-// Its reader takes what follows the size of the file name twice.
+// Its reader reads the bytes after the size of the file name twice.
 QByteArray overlappingFrame()
 {
     return hex(

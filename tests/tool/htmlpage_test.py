@@ -20,7 +20,7 @@ from browser import colours, contrast, luminance, run_tests
 FOLDER = pathlib.Path(sys.argv[1]).resolve()
 SECONDS = 180  # for everything
 
-# What a person sees of each byte or character and of each row.
+# How each byte or character and each row looks.
 LOOKS = """
 const look = element => {
   const style = getComputedStyle(element);
@@ -56,7 +56,7 @@ return [
 
 
 def opaque(colour):
-    """The channels of a CSS colour, or None where one looks through it."""
+    """The channels of a CSS colour, or None where it is transparent."""
     numbers = [float(number) for number in re.findall(r"[\d.]+", colour)]
     return tuple(numbers[:3]) if colour.startswith("rgb(") else None
 

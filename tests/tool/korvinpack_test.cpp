@@ -87,7 +87,7 @@ TEST_F(Korvinpack, EncodedPackagesOfEveryClassAndFormComeBack)
         const char *direction;
     } forms[] = {{"frame", "request"}, {"text", "request"}, {"frame", "reply"}};
     for (const PackageClass &listed : packageClasses()) {
-        // Each class comes back in every form that carries what is set here.
+        // Each class is read back in every form that carries these fields.
         QStringList assignments = words("--set serialNum=21 --set ackCode=0");
         if (listed.field(QStringLiteral("data")))
             assignments << words("--set data=0102");

@@ -227,7 +227,7 @@ def expected_fields(message, explanation):
         # Data that a request announces is not missing.
         if field["name"] == "data" and message.direction == "request" and begin == end:
             faulty = None
-        # Wireshark has no range behind the end.
+        # Wireshark has no range past the end.
         offset = min(begin, len(message.content) - 1) if begin == end else begin
         fields.append(Field(field["name"], offset, end - begin, value, faulty,
                             field.get("meaning")))
@@ -330,7 +330,7 @@ def same(expected, shown):
         return False
     if expected.faulty is not None and expected.faulty != shown.faulty:
         return False
-    # The dissector shows the type word of a combination and the class behind it.
+    # The dissector shows the type word of a combination and the class after it.
     if expected.meaning and expected.name != "type":
         if not re.search(rf"[ (]{expected.meaning}( \(-?\d+\)|\)|)$", shown.meaning):
             return False

@@ -1,12 +1,16 @@
-"""Does what the start pages say, and compares what comes out with what they show.
+"""Runs the commands that pages show, and compares what comes out with what they show.
 
-Usage: startpages_test.py PAGE...
+Usage: pages_test.py [--tools FOLDER] [--only WORD --in FOLDER] PAGE...
+  --tools  where programs are found first
+  --only   runs only commands with this word, in the folder of --in
 
-A page's block behind "<!-- file: NAME -->" is written into that file, and its "console" blocks are run, in
-one folder and in the order of the page. Programs, libraries and headers are those that the environment
-leads to: PATH, PKG_CONFIG_PATH, LD_RUN_PATH, HOME.
+A block after "<!-- file: NAME -->" is written into that file, and "console" blocks are run, in a new
+folder for each page and in the order of the page. Programs, libraries and headers are those that the
+environment leads to: PATH, PKG_CONFIG_PATH, LD_RUN_PATH, HOME.
 """
 
+import argparse
+import os
 import pathlib
 import re
 import subprocess
@@ -31,7 +35,7 @@ def commands_of(block):
     return shown
 
 
-def follow(page, folder):
+def follow(page, folder, word):
     """The faults of a page, and how many commands it has."""
     faults = []
     commands = 0
@@ -41,26 +45,37 @@ def follow(page, folder):
         if block["kind"] != "console":
             continue
         for command, expected in commands_of(block["text"]):
+            if word and word not in command.split():
+                continue
             done = subprocess.run(["sh", "-c", command], cwd=folder, timeout=SECONDS, encoding="utf-8",
                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
             commands += 1
             if (done.stdout, done.returncode) != (expected, 0):
                 faults.append(f"{page}: exit status {done.returncode}\n$ {command}{done.stdout}"
-                              f"--- in place of\n{expected}")
+                              f"--- instead of\n{expected}")
     return faults, commands
 
 
 def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--tools")
+    parser.add_argument("--only", default="")
+    parser.add_argument("--in", dest="folder", type=pathlib.Path)
+    parser.add_argument("pages", nargs="+", type=pathlib.Path)
+    arguments = parser.parse_args()
+    if arguments.tools:
+        os.environ["PATH"] = arguments.tools + os.pathsep + os.environ["PATH"]
+
     faults = []
-    for name in sys.argv[1:]:
-        with tempfile.TemporaryDirectory(prefix="start-") as folder:
-            found, commands = follow(pathlib.Path(name), pathlib.Path(folder))
+    for page in arguments.pages:
+        with tempfile.TemporaryDirectory(prefix="page-") as folder:
+            found, commands = follow(page, arguments.folder or pathlib.Path(folder), arguments.only)
         faults += found
         if commands == 0:
-            faults.append(f"{name}: no command to run")
-        print(f"{name}: {commands} commands, {len(found)} faults")
+            faults.append(f"{page}: no command to run\n")
+        print(f"{page}: {commands} commands, {len(found)} faults")
     print("\n".join(faults), end="")
-    return 1 if faults or len(sys.argv) < 2 else 0
+    return 1 if faults else 0
 
 
 if __name__ == "__main__":
