@@ -207,7 +207,6 @@ FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape)
         return {isExtent ? Refusal::LengthTooLarge : Refusal::Truncated, byteCount(field.width),
                 byteCount(field.left)};
     }
-    const QString number = QString::number(field.number);
     switch (field.type) {
     case WireType::Constant:
         if (field.number == field.max)
@@ -217,15 +216,17 @@ FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape)
     case WireType::TextLength:
         if (field.number >= 0)
             return {};
-        return {Refusal::OutOfRange, QStringLiteral("a length"), number};
+        return {Refusal::OutOfRange, QStringLiteral("a length"), QString::number(field.number)};
     case WireType::Status:
         if (field.number == 0 || shape.direction == Direction::Reply)
             return {};
-        return {Refusal::OutOfRange, QStringLiteral("0 in a request"), number};
+        return {Refusal::OutOfRange, QStringLiteral("0 in a request"),
+                QString::number(field.number)};
     case WireType::Flag:
         if (field.number <= 1)
             return {};
-        return {Refusal::UnknownCode, QStringLiteral("0 or 1"), QLatin1String("flag ") + number};
+        return {Refusal::UnknownCode, QStringLiteral("0 or 1"),
+                QStringLiteral("flag %1").arg(field.number)};
     case WireType::Text:
         return textRefusal(QByteArray::fromRawData(field.bytes, static_cast<int>(field.width)));
     case WireType::Checksum:

@@ -1,5 +1,7 @@
 #include <korvininspect/packagecheck.h>
 
+#include "packagecheck_p.h"
+
 #include "classlayouts_p.h"
 #include "fieldrules_p.h"
 #include "memory_p.h"
@@ -176,10 +178,12 @@ private:
     WireFields m_seen;
 };
 
-Verdict wrongCount(int expected, int found, const char *what)
+Verdict wrongCount(int expected, int found, const char *what, Words words)
 {
     Verdict verdict = refused(found < expected ? Refusal::TooFewFields : Refusal::TooManyFields);
     verdict.position = qMin(expected, found);
+    if (words == Words::Without)
+        return verdict;
     verdict.expected = QStringLiteral("%1 %2").arg(expected).arg(QLatin1String(what));
     verdict.found = QString::number(found);
     return verdict;
@@ -190,6 +194,7 @@ struct Task
 {
     const MessageShape &shape;
     const CheckOptions &options;
+    Words words = Words::With;
 };
 
 MessageShape requestOf(const MessageShape &shape)
@@ -201,6 +206,13 @@ Verdict checkRecord(QStringView record, const Task &task)
 {
     const Korvin::ClassRow &row = rowOf(task.shape);
     const bool isReply = task.shape.direction == Direction::Reply;
+    const int columns = columnsOf(record);
+    const int needed = Korvin::neededColumns(row, isReply);
+    const int written = Korvin::writtenColumns(row, isReply);
+    if (columns < needed)
+        return wrongCount(needed, columns, "columns", task.words);
+    if (columns > written)
+        return wrongCount(written, columns, "columns", task.words);
     Korvin::LayoutFields fields;
     QString request; // the memory that the fields of the request refer to
     RequestFields asked;
@@ -211,12 +223,6 @@ Verdict checkRecord(QStringView record, const Task &task)
     }
     FirstRefusal sink(task.shape, task.options.announcedData, &asked);
     RecordScanner scanner(record, sink);
-    const int needed = Korvin::neededColumns(row, isReply);
-    const int written = Korvin::writtenColumns(row, isReply);
-    if (scanner.count() < needed)
-        return wrongCount(needed, scanner.count(), "columns");
-    if (scanner.count() > written)
-        return wrongCount(written, scanner.count(), "columns");
     scanRecordAsWritten(scanner, row, isReply, fields);
     return sink.verdict();
 }
@@ -235,7 +241,7 @@ Verdict checkItem(QStringView item, const CheckOptions &options)
 {
     const auto parts = static_cast<int>(std::count(item.begin(), item.end(), QLatin1Char('^'))) + 1;
     if (parts != 2)
-        return wrongCount(2, parts, "parts");
+        return wrongCount(2, parts, "parts", Words::With);
     Korvin::TextParts props(item, '^');
     const QStringView word = props.next();
     const std::optional<ClassId> id = classOfType(word);
@@ -310,6 +316,21 @@ Verdict guardedCheck(qint64 size, const MessageShape &shape, Check run)
 }
 
 } // namespace
+
+TriedInput::TriedInput(const QByteArray &input)
+    : bytes(input)
+    , record(textFromUtf8(input))
+    , isUtf8(record.toUtf8() == input)
+{
+}
+
+Verdict checkTried(const TriedInput &input, const MessageShape &shape, Words words)
+{
+    const Task task{shape, CheckOptions(), words};
+    if (shape.form != Form::Text)
+        return checkBytes(input.bytes, task);
+    return input.isUtf8 ? checkText(input.record, task) : refused(Refusal::NotUtf8);
+}
 
 QString describe(const Verdict &verdict)
 {

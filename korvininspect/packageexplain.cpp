@@ -4,6 +4,7 @@
 #include "codenames_p.h"
 #include "datastring_p.h"
 #include "fieldrules_p.h"
+#include "jsontext_p.h"
 #include "jsonvalues_p.h"
 #include "memory_p.h"
 #include "packagefields_p.h"
@@ -386,6 +387,130 @@ QVector<ExplainedField> explainCombination(QStringView record)
     return fields;
 }
 
+/// The members as those of an object.
+class JsonObjectMembers
+{
+public:
+    QJsonObject object;
+
+    void add(const char *name, const QStringList &value)
+    {
+        object.insert(QLatin1String(name), QJsonArray::fromStringList(value));
+    }
+
+    void add(const char *name, quint64 value)
+    {
+        object.insert(QLatin1String(name), numberToJson(value));
+    }
+
+    template <typename Value>
+    void add(const char *name, const Value &value)
+    {
+        object.insert(QLatin1String(name), value);
+    }
+};
+
+/// The members as text.
+class JsonTextMembers
+{
+public:
+    explicit JsonTextMembers(JsonText &json)
+        : m_json(json)
+    {
+    }
+
+    void add(const char *name, const QString &value)
+    {
+        begin(name);
+        m_json.text(value);
+    }
+
+    void add(const char *name, const QStringList &value)
+    {
+        begin(name);
+        for (const QString &item : value) {
+            m_json.raw(&item == &value.front() ? '[' : ',');
+            m_json.text(item);
+        }
+        m_json.raw(']');
+    }
+
+    void add(const char *name, bool value)
+    {
+        begin(name);
+        m_json.raw(value ? "true" : "false");
+    }
+
+    void add(const char *name, qint64 value)
+    {
+        begin(name);
+        m_json.number(value);
+    }
+
+    void add(const char *name, quint64 value)
+    {
+        const QJsonValue json = numberToJson(value);
+        if (json.isString())
+            return add(name, json.toString());
+        begin(name);
+        m_json.number(value);
+    }
+
+private:
+    void begin(const char *name)
+    {
+        m_json.raw(m_isFirst ? "\"" : ",\"");
+        m_json.raw(name);
+        m_json.raw("\":");
+        m_isFirst = false;
+    }
+
+    JsonText &m_json;
+    bool m_isFirst = true;
+};
+
+template <typename Out>
+void writeValue(const QVariant &value, Out &out)
+{
+    switch (value.userType()) {
+    case QMetaType::Bool:
+        return out.add("value", value.toBool());
+    case QMetaType::QString:
+        return out.add("value", value.toString());
+    case QMetaType::QByteArray:
+        return out.add("value", QString::fromLatin1(value.toByteArray().toHex()));
+    case QMetaType::LongLong:
+        return out.add("value", value.toLongLong());
+    case QMetaType::ULongLong:
+        return out.add("value", value.toULongLong());
+    default:
+        return;
+    }
+}
+
+/// Hands the members of the JSON of a field to @p out, in the order of their names, in which
+/// QJsonObject keeps them.
+template <typename Out>
+void writeMembers(const ExplainedField &field, Out &out)
+{
+    const bool isText = field.column >= 0 || field.item > 0;
+    if (field.column >= 0)
+        out.add("column", qint64(field.column));
+    if (!field.description.isEmpty())
+        out.add("description", field.description);
+    if (field.item > 0)
+        out.add("item", qint64(field.item));
+    if (!field.meaning.isEmpty())
+        out.add("meaning", field.meaning);
+    out.add("name", field.name);
+    out.add("offset", qint64(field.offset));
+    out.add("raw", isText ? textFromUtf8(field.raw) : QString::fromLatin1(field.raw.toHex()));
+    if (!field.remarks.isEmpty())
+        out.add("remarks", field.remarks);
+    writeValue(field.value, out);
+    out.add("width", qint64(field.width));
+}
+
 } // namespace
 
 QVector<ExplainedField> explain(const QByteArray &input, const MessageShape &shape)
@@ -413,34 +538,27 @@ QJsonArray explanationToJson(const QVector<ExplainedField> &fields)
 {
     QJsonArray array;
     for (const ExplainedField &field : fields) {
-        QJsonObject json{
-            {QStringLiteral("name"), field.name},
-            {QStringLiteral("offset"), field.offset},
-            {QStringLiteral("width"), field.width},
-        };
-        const bool isText = field.column >= 0 || field.item > 0;
-        json.insert(QStringLiteral("raw"),
-                    isText ? textFromUtf8(field.raw) : QString::fromLatin1(field.raw.toHex()));
-        if (field.column >= 0)
-            json.insert(QStringLiteral("column"), field.column);
-        if (field.item > 0)
-            json.insert(QStringLiteral("item"), field.item);
-        if (field.value.userType() == QMetaType::QByteArray)
-            json.insert(QStringLiteral("value"),
-                        QString::fromLatin1(field.value.toByteArray().toHex()));
-        else if (field.value.userType() == QMetaType::ULongLong)
-            json.insert(QStringLiteral("value"), numberToJson(field.value.toULongLong()));
-        else if (field.value.isValid())
-            json.insert(QStringLiteral("value"), QJsonValue::fromVariant(field.value));
-        if (!field.meaning.isEmpty())
-            json.insert(QStringLiteral("meaning"), field.meaning);
-        if (!field.description.isEmpty())
-            json.insert(QStringLiteral("description"), field.description);
-        if (!field.remarks.isEmpty())
-            json.insert(QStringLiteral("remarks"), QJsonArray::fromStringList(field.remarks));
-        array.append(json);
+        JsonObjectMembers members;
+        writeMembers(field, members);
+        array.append(members.object);
     }
     return array;
+}
+
+QByteArray explanationToJsonText(const QVector<ExplainedField> &fields)
+{
+    return Korvin::guarded([&] {
+        JsonText json;
+        json.raw('[');
+        for (const ExplainedField &field : fields) {
+            JsonTextMembers members(json);
+            json.raw(&field == &fields.front() ? "{" : ",{");
+            writeMembers(field, members);
+            json.raw('}');
+        }
+        json.raw(']');
+        return json.take();
+    });
 }
 
 QString valueForPeople(const ExplainedField &field)

@@ -2,8 +2,7 @@
 
 #include "classlayouts_p.h"
 #include "memory_p.h"
-
-#include <korvininspect/inputtext.h>
+#include "packagecheck_p.h"
 
 #include <algorithm>
 #include <array>
@@ -80,7 +79,7 @@ bool isBetter(const Ranked &a, const Ranked &b)
     return std::tie(first.item, first.position) > std::tie(second.item, second.position);
 }
 
-QString reasonFor(const Guess &guess, int columns)
+QString reasonFor(const Guess &guess, const QString &record)
 {
     if (!guess.verdict.isOk())
         return describe(guess.verdict);
@@ -88,7 +87,8 @@ QString reasonFor(const Guess &guess, int columns)
         return QStringLiteral("type words and ^ in every item");
     switch (guess.shape.form) {
     case Form::Text:
-        return QStringLiteral("%1 columns, all in range").arg(columns);
+        return QStringLiteral("%1 columns, all in range")
+            .arg(record.count(QLatin1Char(',')) + 1);
     case Form::Linux:
         return QStringLiteral("begins with 55 AA and the checksum matches");
     default:
@@ -96,26 +96,31 @@ QString reasonFor(const Guess &guess, int columns)
     }
 }
 
-Ranked rank(const QByteArray &input, const QString &record, const MessageShape &shape)
+/// Counts the usual codes of an input that its shape accepts.
+int usualCodesOf(const TriedInput &input, const MessageShape &shape)
 {
-    Ranked ranked;
-    ranked.guess.shape = shape;
-    ranked.guess.verdict = check(input, shape);
     const Korvin::ClassRow &row = rowOf(shape);
     Korvin::LayoutFields fields;
     UsualCodes codes(row);
-    int columns = 0;
     if (shape.form == Form::Text) {
-        RecordScanner scanner(record, codes);
-        columns = scanner.count();
+        RecordScanner scanner(input.record, codes);
         scanRecordAsWritten(scanner, row, shape.direction == Direction::Reply, fields);
     } else if (shape.form == Form::Frame) {
-        scanFrameAsWritten(input, shape, fields, codes);
+        scanFrameAsWritten(input.bytes, shape, fields, codes);
     } else {
-        scanLinuxFrame(input, shape, fields, codes);
+        scanLinuxFrame(input.bytes, shape, fields, codes);
     }
-    ranked.usualCodes = codes.count();
-    ranked.guess.reason = reasonFor(ranked.guess, columns);
+    return codes.count();
+}
+
+Ranked rank(const TriedInput &input, const MessageShape &shape, int form, Words words)
+{
+    Ranked ranked;
+    ranked.form = form;
+    ranked.guess.shape = shape;
+    ranked.guess.verdict = checkTried(input, shape, words);
+    if (ranked.guess.verdict.isOk())
+        ranked.usualCodes = usualCodesOf(input, shape);
     return ranked;
 }
 
@@ -142,25 +147,54 @@ std::vector<MessageShape> shapesOf(Form form, Direction direction, bool withComb
     return shapes;
 }
 
-QVector<Guess> guesses(const QByteArray &input)
+/// Hands each shape that may be that of the input to @p visit, with the place of its form.
+template <typename Visitor>
+void visitShapes(const QByteArray &input, Visitor visit)
 {
-    const QString record = textFromUtf8(input);
-    std::vector<Ranked> ranked;
     int place = 0;
     for (const Form form : formsOf(input)) {
         for (const Direction direction : {Direction::Request, Direction::Reply}) {
-            for (const MessageShape &shape : shapesOf(form, direction, input.contains('^'))) {
-                ranked.push_back(rank(input, record, shape));
-                ranked.back().form = place;
-            }
+            for (const MessageShape &shape : shapesOf(form, direction, input.contains('^')))
+                visit(shape, place);
         }
         ++place;
     }
+}
+
+QVector<Guess> guesses(const QByteArray &bytes)
+{
+    const TriedInput input(bytes);
+    std::vector<Ranked> ranked;
+    visitShapes(bytes, [&](const MessageShape &shape, int form) {
+        ranked.push_back(rank(input, shape, form, Words::With));
+        ranked.back().guess.reason = reasonFor(ranked.back().guess, input.record);
+    });
     std::stable_sort(ranked.begin(), ranked.end(), isBetter);
     QVector<Guess> guesses;
     for (const Ranked &candidate : ranked)
         guesses << candidate.guess;
     return guesses;
+}
+
+std::optional<Guess> best(const QByteArray &bytes, const KnownShape &known)
+{
+    const TriedInput input(bytes);
+    std::optional<Ranked> best;
+    visitShapes(bytes, [&](const MessageShape &shape, int form) {
+        // A form that comes later is better only where it accepts the input. Frames begin with
+        // bytes that put their form first.
+        const bool isLater = best && best->form < form;
+        if (!known.agreesWith(shape) || (isLater && shape.form != Form::Text))
+            return;
+        Ranked candidate = rank(input, shape, form, Words::Without);
+        if (!best || isBetter(candidate, *best))
+            best = std::move(candidate);
+    });
+    if (!best)
+        return {};
+    best->guess.verdict = checkTried(input, best->guess.shape, Words::With);
+    best->guess.reason = reasonFor(best->guess, input.record);
+    return std::move(best->guess);
 }
 
 } // namespace
@@ -170,6 +204,14 @@ QVector<Guess> guess(const QByteArray &input)
     return Korvin::guarded([&] {
         Korvin::checkedSize(input.size()); // positions are ints
         return guesses(input);
+    });
+}
+
+std::optional<Guess> bestGuess(const QByteArray &input, const KnownShape &known)
+{
+    return Korvin::guarded([&] {
+        Korvin::checkedSize(input.size()); // positions are ints
+        return best(input, known);
     });
 }
 

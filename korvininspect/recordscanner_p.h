@@ -10,6 +10,12 @@
 
 namespace KorvinInspect {
 
+/// Returns the number of columns that a record has.
+inline int columnsOf(QStringView record)
+{
+    return static_cast<int>(Korvin::countCharacter(record, ',')) + 1;
+}
+
 /// Walks over the columns of a record, reads each as the decoders do, and reports it. Does not copy
 /// texts.
 class RecordScanner
@@ -20,7 +26,7 @@ public:
         : m_record(record)
         , m_sink(sink)
         , m_reader(record, MostColumns)
-        , m_count(static_cast<int>(std::count(record.begin(), record.end(), QLatin1Char(','))) + 1)
+        , m_count(columnsOf(record))
     {
     }
 

@@ -66,36 +66,28 @@ public:
                                 QStringLiteral("linux")};
         const QStringList directions{QStringLiteral("request"), QStringLiteral("reply")};
         if (line.isSet("class"))
-            m_class = idOf(line.value("class"));
+            m_known.classId = idOf(line.value("class"));
         if (line.isSet("form"))
-            m_form = static_cast<Form>(line.choice("form", forms));
+            m_known.form = static_cast<Form>(line.choice("form", forms));
         if (line.isSet("direction"))
-            m_direction = static_cast<Direction>(line.choice("direction", directions));
+            m_known.direction = static_cast<Direction>(line.choice("direction", directions));
     }
 
-    std::optional<Form> form() const { return m_form; }
-
     /// Returns whether the options leave nothing to guess.
-    bool areComplete() const { return m_class && m_form && m_direction; }
+    bool areComplete() const { return m_known.classId && m_known.form && m_known.direction; }
 
     /// Returns the best guess that agrees with the options. Ends the program if there is none.
     Guess shapeOf(const Captured &captured) const
     {
         if (areComplete())
             return given(captured);
-        for (const Guess &candidate : guess(captured.bytes)) {
-            if (agree(candidate.shape))
-                return candidate;
-        }
+        std::optional<Guess> best = bestGuess(captured.bytes, m_known);
+        if (best)
+            return *std::move(best);
         fail(QStringLiteral("%1: no guess agrees with the options").arg(captured.origin));
     }
 
-    bool agree(const MessageShape &shape) const
-    {
-        return m_class.value_or(shape.classId) == shape.classId
-            && m_form.value_or(shape.form) == shape.form
-            && m_direction.value_or(shape.direction) == shape.direction;
-    }
+    const KnownShape &known() const { return m_known; }
 
 private:
     static ClassId idOf(const QString &name)
@@ -106,15 +98,13 @@ private:
 
     Guess given(const Captured &captured) const
     {
-        const MessageShape shape{*m_class, *m_form, *m_direction};
+        const MessageShape shape{*m_known.classId, *m_known.form, *m_known.direction};
         if (!exists(shape))
             fail(QStringLiteral("%1: there is no %2").arg(captured.origin, describe(shape)));
         return {shape, check(captured.bytes, shape), QString()};
     }
 
-    std::optional<ClassId> m_class;
-    std::optional<Form> m_form;
-    std::optional<Direction> m_direction;
+    KnownShape m_known;
 };
 
 QJsonObject jsonOf(const Verdict &verdict)
@@ -135,15 +125,16 @@ QJsonObject jsonOf(const Verdict &verdict)
     return json;
 }
 
+/// The members in the order of their names, as in all JSON: the long one is the first.
 QByteArray jsonLine(const Captured &captured, const Guess &guessed)
 {
-    const QJsonObject json{
+    const QJsonObject others{
         {QStringLiteral("line"), static_cast<qint64>(captured.line)},
         {QStringLiteral("what"), describe(guessed.shape)},
         {QStringLiteral("verdict"), jsonOf(guessed.verdict)},
-        {QStringLiteral("fields"), explanationToJson(explain(captured.bytes, guessed.shape))},
     };
-    return QJsonDocument(json).toJson(QJsonDocument::Compact) + '\n';
+    return "{\"fields\":" + explanationToJsonText(explain(captured.bytes, guessed.shape)) + ','
+        + QJsonDocument(others).toJson(QJsonDocument::Compact).mid(1) + '\n';
 }
 
 /// Returns the output for a line that is neither a frame nor a record.
@@ -185,7 +176,7 @@ QByteArray otherGuesses(const Captured &captured, const ShapeOptions &options)
 {
     QByteArray list("it may be\n");
     for (const Guess &candidate : guess(captured.bytes)) {
-        if (candidate.verdict.isOk() && options.agree(candidate.shape)) {
+        if (candidate.verdict.isOk() && options.known().agreesWith(candidate.shape)) {
             list += QStringLiteral("  %1: %2\n")
                         .arg(describe(candidate.shape), candidate.reason)
                         .toUtf8();
@@ -289,7 +280,7 @@ void explainInputs(const QStringList &arguments)
 
     const ShapeOptions options(line);
     const bool colored = isColored(line);
-    InputLines inputs(line, options.form());
+    InputLines inputs(line, options.known().form);
     Progress progress;
     Captured captured;
     while (inputs.next(&captured)) {
@@ -324,7 +315,7 @@ int checkInputs(const QStringList &arguments)
     line.parse(arguments, 1);
 
     const ShapeOptions options(line);
-    InputLines inputs(line, options.form());
+    InputLines inputs(line, options.known().form);
     Progress progress;
     Captured captured;
     int status = EXIT_SUCCESS;
@@ -374,7 +365,7 @@ int diffInputs(const QStringList &arguments)
         const QByteArray text =
             line.isSet("files") ? contentOf(argument).trimmed() : argument.toUtf8();
         const QString fault =
-            capturedBytes(text, shape ? shape->form : options.form(), &captured.bytes);
+            capturedBytes(text, shape ? shape->form : options.known().form, &captured.bytes);
         if (!fault.isEmpty())
             fail(QStringLiteral("%1: %2").arg(captured.origin, fault));
         if (!shape)

@@ -48,7 +48,9 @@ built_by_qmake() {
     "$qmake" -o "Makefile.$1" "$consumer/consumer.pro" PROGRAM="$1" SOURCE="$consumer/$2" LIBRARY="$3"
     make -f "Makefile.$1"
 }
-(built_by_qmake consumer main.cpp korvinpackage) >>"$work/log" 2>&1
-(built_by_qmake inspecting_consumer inspecting.cpp korvininspect) >>"$work/log" 2>&1
-(built_by_qmake simulating_consumer simulating.cpp korvinsimulator) >>"$work/log" 2>&1
+{
+    (built_by_qmake consumer main.cpp korvinpackage)
+    (built_by_qmake inspecting_consumer inspecting.cpp korvininspect)
+    (built_by_qmake simulating_consumer simulating.cpp korvinsimulator)
+} >>"$work/log" 2>&1
 run "$work/qmake"

@@ -5,6 +5,8 @@
 
 #include <korvininspect/packageguess.h>
 
+#include <algorithm>
+
 namespace {
 
 struct GuessRow
@@ -128,6 +130,66 @@ TEST(Guess, ThereIsOneForAnyInput)
         for (const Guess &candidate : guess(input))
             EXPECT_EQ(describe(candidate.verdict), describe(check(input, candidate.shape)));
     }
+}
+
+QString inWords(const Guess &guess)
+{
+    return QStringLiteral("%1: %2; %3")
+        .arg(describe(guess.shape), describe(guess.verdict), guess.reason);
+}
+
+/// Expects that bestGuess() finds what stands first in the list of all guesses, whatever is known.
+void expectBestIsFirst(const QByteArray &input)
+{
+    SCOPED_TRACE(input.toHex(' ').toStdString());
+    const QVector<Guess> guesses = guess(input);
+    std::vector<KnownShape> known(1);
+    for (const Guess &candidate : guesses) {
+        const auto [classId, form, direction] = candidate.shape;
+        known.push_back({classId, {}, {}});
+        known.push_back({{}, form, {}});
+        known.push_back({{}, form, direction});
+        known.push_back({classId, {}, direction});
+    }
+    for (const KnownShape &some : known) {
+        const auto agrees = [&](const Guess &guess) { return some.agreesWith(guess.shape); };
+        const auto *const first = std::find_if(guesses.begin(), guesses.end(), agrees);
+        const std::optional<Guess> best = bestGuess(input, some);
+        ASSERT_TRUE(best);
+        EXPECT_EQ(inWords(*best), inWords(*first));
+    }
+}
+
+TEST(Guess, TheBestOneIsTheFirstOfAll)
+{
+    for (const GuessRow &row : GuessRows)
+        expectBestIsFirst(row.isText ? QByteArray(row.input) : hex(row.input));
+    // A byte frame with commas, a record with a zero byte, and a start of a Linux frame in text.
+    for (const char *digits :
+         {"", "00", "01", "55AA", "00 2C00 2C2C", "312C322C610062", "55AA2C2C", "FF2C", "5E"})
+        expectBestIsFirst(hex(digits));
+    Generator generate(4);
+    int accepted = 0;
+    for (int i = 0; i < 500 && !testing::Test::HasFailure(); ++i) {
+        const PackageClass &itsClass = generate.anyClass();
+        const Encoding encoding = generate.anyEncoding(itsClass);
+        QByteArray input;
+        if (!encodePackage(*generate.consistentPackage(itsClass), encoding, &input).isOk())
+            continue;
+        expectBestIsFirst(input);
+        accepted += guess(input).front().verdict.isOk();
+        expectBestIsFirst(generate.mutated(input, encoding.form));
+    }
+    EXPECT_GT(accepted, 400);
+}
+
+TEST(Guess, ThereIsNoneForAnUnknownShape)
+{
+    const KnownShape combinationFrame{ClassId::PackageRequestCombination, Form::Frame, {}};
+    EXPECT_FALSE(bestGuess(hex("00 0700 00 01 00"), combinationFrame));
+    // A combination is not tried where the text has no ^.
+    EXPECT_FALSE(bestGuess("7,usb0", {ClassId::PackageRequestCombination, {}, {}}));
+    EXPECT_TRUE(bestGuess("7^usb0", {ClassId::PackageRequestCombination, {}, {}}));
 }
 
 } // namespace

@@ -69,6 +69,16 @@ TEST(PackageJson, LargestNumbersComeBack)
     EXPECT_EQ(copy.getAckCode(), std::numeric_limits<uint>::max());
 }
 
+TEST(PackageJson, TheLargestAndTheSmallestCodeComeBack)
+{
+    for (const int code : {2147483647, -2147483647 - 1}) {
+        PackageBase package;
+        EXPECT_EQ(packageFromJson({{QStringLiteral("commResult"), code}}, package), QString());
+        EXPECT_EQ(int(package.getCommResult()), code);
+        EXPECT_EQ(packageToJson(package).value(QStringLiteral("commResult")), QJsonValue(code));
+    }
+}
+
 TEST(PackageJson, NumbersAreWholeAndInTheirRange)
 {
     const struct

@@ -171,6 +171,11 @@ TEST_F(ExplainCommands, DiffTakesTexts)
     EXPECT_EQ(run.output,
               QByteArray("reply frame of PackageBase\n"
                          "     5  packResult            0 (ok) -> 2 (memErr)\n"));
+    const Finished firstColumn = korvinpack(words("diff 7,usb0 8,usb0,1"));
+    EXPECT_EQ(firstColumn.output,
+              QByteArray("request record of PackageBase\n"
+                         "     0  serialNum             7 -> 8\n"
+                         "     2  deviceType            - -> 1\n"));
     // The second input is read as the class of the first one.
     const Finished longer = korvinpack(words("diff 000500000100 00050000010001"));
     EXPECT_EQ(longer.exitStatus, 1);
@@ -296,6 +301,10 @@ TEST_F(ExplainCommands, FiftyThousandExplanationsTakeNoMoreMemoryThanAFew)
     const QString nowhere = QStringLiteral("/dev/null");
     const long peakOfFew = peakOf(command + QStringList(thousands(1, ShortReply)), nowhere);
     EXPECT_LT(peakOf(command + QStringList(thousands(50, ShortReply)), nowhere), peakOfFew + 4096);
+    const QStringList json = command.mid(0, 1) + words("--json --file");
+    const long peakOfFewGuesses = peakOf(json + QStringList(thousands(1, ShortReply)), nowhere);
+    EXPECT_LT(peakOf(json + QStringList(thousands(20, ShortReply)), nowhere),
+              peakOfFewGuesses + 4096);
 }
 
 TEST_F(ExplainCommands, WrongInputGetsOneLineAndStatus2)

@@ -55,6 +55,10 @@ KORVININSPECT_EXPORT QVector<ExplainedField> explain(const QString &record,
 /// ExplainedField; "raw" is hexadecimal digits for a frame, and text for a record.
 KORVININSPECT_EXPORT QJsonArray explanationToJson(const QVector<ExplainedField> &fields);
 
+/// Returns the same as text: what QJsonDocument makes of explanationToJson() in its compact format,
+/// in a fraction of the time. Empty if memory runs out.
+KORVININSPECT_EXPORT QByteArray explanationToJsonText(const QVector<ExplainedField> &fields);
+
 /// Returns the value for people: a number in decimal and hexadecimal, a text in quotation marks, or
 /// the first 32 bytes of data.
 KORVININSPECT_EXPORT QString valueForPeople(const ExplainedField &field);
