@@ -167,7 +167,7 @@ TEST(Explain, ReplyRecordSaysWhatIsReadElsewhere)
                   "deviceSpaceNoEnough, cancelWait, cancel, abort, timeOut; read as ok"));
     EXPECT_EQ(rowOf(fields.at(15)), QStringLiteral("ackCode|15|7||"));
     EXPECT_EQ(rowOf(fields.at(16)),
-              QStringLiteral("replyDataLength|15|7|bytes|reads the column once more; an encoder "
+              QStringLiteral("replyDataLength|15|7|bytes|reads the column again; an encoder "
                              "writes ackCode here"));
     EXPECT_EQ(rowOf(fields.at(17)),
               QStringLiteral("clientPackageType|16|2|memData|unknown kind name \"4\"; expected one "
@@ -189,8 +189,8 @@ TEST(Explain, FullReplyOfAWriteSaysThatItReadsItsDataTwice)
     for (const ExplainedField &field : fields)
         rows << rowOf(field);
     EXPECT_TRUE(rows.contains(QStringLiteral("data|29+3|3 bytes: 01 02 03||")));
-    EXPECT_TRUE(rows.contains(QStringLiteral("ackCode|29+1|1||reads bytes of the field in front "
-                                             "once more; an encoder writes data here")));
+    EXPECT_TRUE(rows.contains(QStringLiteral("ackCode|29+1|1||reads bytes of the previous field "
+                                             "again; an encoder writes data here")));
 }
 
 TEST(Explain, LinuxFrameSaysWhatItsStatusStandsFor)

@@ -236,7 +236,7 @@ TEST(CombinationJson, WrongInputLeavesTheCombination)
          "timeout: not a whole number from -2147483648 to 2147483647"},
         {R"({"timeout": "x", "serialNum": -1})",
          "timeout: not a whole number from -2147483648 to 2147483647"},
-        {R"({"serialNum": -1})", "serialNum: not a whole number from 0 on"},
+        {R"({"serialNum": -1})", "serialNum: not a whole number of 0 or more"},
         {R"({"deviceKey": 1})", "deviceKey: not a text"},
         {R"({"packages": {}})", "packages: not a list"},
         {R"({"x": 1})", "x: there is no such member"},
