@@ -20,7 +20,7 @@ namespace KorvinExchange {
 namespace {
 
 /// How often a client looks after its requests where there was no memory to start its timer.
-constexpr std::chrono::milliseconds SparePause(1000);
+constexpr std::chrono::milliseconds SparePause(100);
 
 Form firstForm(const Settings &settings)
 {
@@ -297,14 +297,15 @@ void ClientPrivate::work()
     } catch (const std::bad_alloc &) {
         giveUp(QStringLiteral("out of memory"));
     }
-    if (alive)
-        schedule();
+    if (!alive)
+        return;
+    if (waiting)
+        waiting->look(now());
+    schedule();
 }
 
 void ClientPrivate::handleTimeouts()
 {
-    if (waiting)
-        waiting->look(now());
     engine.handleTimeout(now());
     if (m_framing) {
         receive(m_framing->handleTimeout(now()));
@@ -545,6 +546,8 @@ void ClientPrivate::close()
     detach();
     engine.linkLost(now());
     while (takeEvent()) { }
+    if (waiting)
+        waiting->look(Time::max());
 }
 
 // The public side.

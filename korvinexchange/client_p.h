@@ -37,17 +37,19 @@ public:
     std::optional<KORVIN_LINUX_CLIENT::PackageTimerOut> timer;
 };
 
-/// Somebody who waits in an event loop, until a deadline.
+/// Somebody who waits for a reply in an event loop, until a deadline. Connects no signals: Qt does
+/// not survive a lack of memory for that.
 class Waiting
 {
 public:
-    Waiting(ClientPrivate *client, QEventLoop *loop, std::chrono::milliseconds deadline);
+    Waiting(ClientPrivate *client, const QPointer<Reply> &reply, QEventLoop *loop,
+            std::chrono::milliseconds deadline);
     ~Waiting();
 
     Waiting(const Waiting &) = delete;
     Waiting &operator=(const Waiting &) = delete;
 
-    /// Ends the loops whose deadline is over, its own one and those outside of it.
+    /// Ends the loops that have nothing to wait for, its own one and those outside of it.
     void look(Time now) const;
 
     /// The first deadline of them.
@@ -56,6 +58,7 @@ public:
 private:
     QPointer<ClientPrivate> m_client;
     const Waiting *m_outer;
+    QPointer<Reply> m_reply;
     QEventLoop *m_loop;
     Time m_due;
 };

@@ -24,9 +24,11 @@ void ReplyPrivate::hideTime()
         package->setTimeOutTimer(nullptr);
 }
 
-Waiting::Waiting(ClientPrivate *client, QEventLoop *loop, std::chrono::milliseconds deadline)
+Waiting::Waiting(ClientPrivate *client, const QPointer<Reply> &reply, QEventLoop *loop,
+                 std::chrono::milliseconds deadline)
     : m_client(client->self)
     , m_outer(client->waiting)
+    , m_reply(reply)
     , m_loop(loop)
     , m_due(client->now() + deadline)
 {
@@ -43,7 +45,7 @@ Waiting::~Waiting()
 void Waiting::look(Time now) const
 {
     for (const Waiting *waiting = this; waiting; waiting = waiting->m_outer) {
-        if (waiting->m_due <= now)
+        if (waiting->m_due <= now || !waiting->m_reply || waiting->m_reply->isFinished())
             waiting->m_loop->quit();
     }
 }
@@ -105,9 +107,7 @@ bool Reply::waitForFinished(std::chrono::milliseconds deadline)
     const QPointer<Reply> alive(d->self);
     try {
         QEventLoop loop;
-        connect(this, &Reply::finished, &loop, &QEventLoop::quit);
-        connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
-        const Waiting waiting(d->waiter, &loop, deadline);
+        const Waiting waiting(d->waiter, alive, &loop, deadline);
         loop.exec(QEventLoop::ExcludeUserInputEvents);
     } catch (const std::bad_alloc &) {
         return false;

@@ -34,7 +34,14 @@ private:
 class ClientMemory : public ClientTest
 {
 protected:
-    ClientMemory() { peer.answerAtOnce(); }
+    ClientMemory()
+    {
+        device.onWritten = [this] { // the peer has memory enough
+            const int left = std::exchange(failingAllocation, -1);
+            peer.answerAll();
+            failingAllocation = left;
+        };
+    }
 
     /// Calls an operation with each of its allocations failing, and once with none.
     void forEachAllocation(const std::function<void()> &operation,
@@ -43,6 +50,8 @@ protected:
         bool hasFailed = true;
         for (int allocation = 0; hasFailed; ++allocation) {
             SCOPED_TRACE(allocation);
+            device.close(); // a link that was lost before has closed it, too
+            device.connectNow();
             start();
             EXPECT_TRUE(waitUntil([&] { return client->isConnected(); }));
             Shortage shortage(allocation);
@@ -75,7 +84,7 @@ TEST_F(ClientMemory, SendsOrRefuses)
 TEST_F(ClientMemory, Exchanges)
 {
     Event event;
-    forEachAllocation([&] { event = client->exchange(read.get(), milliseconds(5000)); },
+    forEachAllocation([&] { event = client->exchange(read.get(), milliseconds(500)); },
                       [&] { EXPECT_NE(read->getCommResult(), OrvexEnum::CommPending); });
     EXPECT_EQ(event.outcome, Outcome::Success);
 }
