@@ -19,7 +19,7 @@ for line in open(sys.argv[1], encoding="utf-8"):
     with open(f"{sys.argv[2]}/{case['class']}.{form}.jsonl", "a", encoding="utf-8") as file:
         file.write(line)
 END
-for library in korvinpackage korvininspect korvinsimulator; do
+for library in korvinpackage korvininspect korvinexchange korvinsimulator; do
     abidw --headers-dir "$library/include" --drop-private-types --exported-interfaces-only \
         --no-comp-dir-path --no-corpus-path --no-show-locs \
         --out-file "$released/$1/lib$library.abi" "build/dev/$library/lib$library.so"
