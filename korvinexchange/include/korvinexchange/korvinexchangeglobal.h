@@ -6,8 +6,8 @@
 /// its users.
 
 /// @namespace KorvinExchange
-/// Requests and the replies that belong to them, without input and output: Engine ties them
-/// together, a Framing finds messages in a stream of bytes.
+/// Requests and the replies that belong to them. Without input and output: Engine ties them
+/// together, a Framing finds messages in a stream of bytes. Client does both on a QIODevice.
 
 #include <QtCore/QtGlobal>
 
