@@ -91,6 +91,7 @@ public:
     /// it cannot be opened now.
     using Opener = std::function<QIODevice *()>;
 
+    /// A client without a device.
     explicit Client(const ClientSettings &settings = {}, QObject *parent = nullptr);
 
     /// Ends all that is not finished with `Outcome::LinkLost`, and announces it. What is sent from

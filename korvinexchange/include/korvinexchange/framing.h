@@ -95,6 +95,7 @@ protected:
     /// Whether a message that is not completed is passed over, instead of ending the stream.
     virtual bool resynchronises() const;
 
+    /// The longest message in bytes.
     int messageSize() const { return m_messageSize; }
 
 private:

@@ -51,6 +51,7 @@ enum class SendError {
 /// What Engine::takeEvent() tells.
 struct Event
 {
+    /// Whether it is over.
     enum class Type {
         Progress, ///< Of a transfer: `done` has grown.
         Finished  ///< Of a request or transfer: the last event that it has.

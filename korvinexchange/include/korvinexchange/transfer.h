@@ -41,6 +41,7 @@ namespace KorvinExchange {
 class KORVINEXCHANGE_EXPORT Transfer
 {
 public:
+    /// What is transferred, and which way.
     enum class Kind { WriteData, ReadData, WriteFile, ReadFile, WriteMemory, ReadMemory };
 
     /// Writes the data of @p package.
@@ -63,13 +64,15 @@ public:
     /// Reads as many bytes as the reply data length of @p package says, from its offset on.
     static Transfer readMemory(PackageRequestReadMemData *package);
 
+    /// @{
     /// Most parts in flight at a time, where there may be several; 4 where nothing else is set.
     void setWindow(int window) { m_window = window; }
     int window() const { return m_window; }
+    /// @}
 
-    Kind kind() const { return m_kind; }
-    PackageBase *package() const { return m_package; }
-    QByteArray data() const { return m_data; }
+    Kind kind() const { return m_kind; }               ///< As it was made.
+    PackageBase *package() const { return m_package; } ///< The caller's.
+    QByteArray data() const { return m_data; }         ///< To write, of files and memory.
 
 private:
     Transfer(Kind kind, PackageBase *package, const QByteArray &data);
