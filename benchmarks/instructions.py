@@ -43,7 +43,8 @@ def main():
         failed = failed or bool(verdict)
         print(f"{now:>8} ({change:+6.1%})  {name}{verdict}")
     if failed:
-        sys.exit(f"instructions: not as in {file}; if that is meant: scripts/instructions.sh --update")
+        sys.exit(f"instructions: not as in {file}; if that is meant: .ci/instructions.sh --update")
+    print(f"instructions: {len(counts)} operations within {TOLERANCE:.0%} of {file}")
 
 
 if __name__ == "__main__":

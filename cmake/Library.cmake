@@ -1,9 +1,8 @@
-# What the project's libraries have in common: visibility, version, installation of library, headers
-# and pkg-config file.
+# Sets up the project's libraries: visibility, version, installation of library, headers and pkg-config file.
 
 include(CMakePackageConfigHelpers)
 
-# What is installed finds the libraries by their place relative to its own, wherever that is.
+# Installed files find the libraries by a path relative to their own, so that they can be moved.
 if(APPLE)
     set(korvinpackage_origin @loader_path)
 else()
@@ -11,7 +10,7 @@ else()
 endif()
 
 # Sets up the library TARGET, whose public headers are the HEADERS in its folder include/. They are
-# included below a folder of its name, or with FLAT by their names alone. It is exported as
+# included as <TARGET/header.h>, or with FLAT as <header.h>. It is exported as
 # Korvin::EXPORT_NAME; PREFIX is what the macros of its export header begin with; REQUIRES and
 # PACKAGE_REQUIRES are what it is linked to, for CMake and for pkg-config.
 function(korvinpackage_library target)

@@ -1,4 +1,4 @@
-# What the project's own targets are compiled with; users of the library get none of it.
+# Flags and definitions for the project's own targets; users of the libraries do not get them.
 
 option(KORVINPACKAGE_WERROR "Treat the warnings of the project's own targets as errors" OFF)
 
@@ -22,8 +22,8 @@ function(korvinpackage_target_defaults target)
         target_compile_options(${target} PRIVATE
             -Wall -Wextra -Wpedantic -Wsign-conversion -Wshadow -Wold-style-cast
             -Woverloaded-virtual -Wnon-virtual-dtor -Wcast-align -Wnull-dereference
-            # Sizes are ints in the protocol and in Qt 5. With Qt 6 only the libraries must say where
-            # they make one.
+            # Sizes are ints in the protocol and in Qt 5. With Qt 6, only the libraries must convert
+            # explicitly.
             $<$<EQUAL:${KORVINPACKAGE_QT_MAJOR},5>:-Wconversion>
             $<$<BOOL:${KORVINPACKAGE_WERROR}>:-Werror>)
     endif()

@@ -2,6 +2,7 @@
 
 #include "casewriter.h"
 #include "edges.h"
+#include "testvectors.h"
 
 #include <korvininspect/packageexplain.h>
 #include <packagebase.h>
@@ -12,23 +13,6 @@
 using namespace KorvinInspect;
 
 namespace {
-
-/// A form of the vectors' names, and how it is encoded and decoded.
-struct NamedForm
-{
-    const char *name;
-    Encoding encoding;
-};
-
-constexpr NamedForm Forms[] = {
-    {"requestFrame", {Form::Frame, Direction::Request, ReplySize::Short}},
-    {"shortReply", {Form::Frame, Direction::Reply, ReplySize::Short}},
-    {"fullReply", {Form::Frame, Direction::Reply, ReplySize::Full}},
-    {"requestRecord", {Form::Text, Direction::Request, ReplySize::Short}},
-    {"replyRecord", {Form::Text, Direction::Reply, ReplySize::Short}},
-    {"linuxRequest", {Form::Linux, Direction::Request, ReplySize::Short}},
-    {"linuxReply", {Form::Linux, Direction::Reply, ReplySize::Short}},
-};
 
 /// A field and the values that have their turn in it.
 struct EdgesOfField
@@ -41,7 +25,7 @@ struct EdgesOfField
 class FormCases
 {
 public:
-    FormCases(const PackageClass &ofClass, const NamedForm &form)
+    FormCases(const PackageClass &ofClass, const FormOfVector &form)
         : m_class(ofClass)
         , m_form(form)
         , m_shape{ofClass.id, form.encoding.form, form.encoding.direction}
@@ -464,7 +448,7 @@ private:
     }
 
     const PackageClass &m_class;
-    const NamedForm &m_form;
+    const FormOfVector &m_form;
     MessageShape m_shape;
     const PackageField *m_length = nullptr;
     bool m_hasData = false;
@@ -476,9 +460,12 @@ private:
 void writeEdgeCases()
 {
     for (const PackageClass &ofClass : packageClasses()) {
-        for (const NamedForm &form : Forms) {
+        const auto write = [&ofClass](const FormOfVector &form) {
             if (exists({ofClass.id, form.encoding.form, form.encoding.direction}))
                 FormCases(ofClass, form).write();
-        }
+        };
+        for (const FormOfVector &form : EncodedForms)
+            write(form);
+        write(LinuxReply);
     }
 }

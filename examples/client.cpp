@@ -1,13 +1,12 @@
-// The client side: builds requests, sends them to the device program, reads the replies and prints
-// what happened.
+// A client and a simulated device, in one process: builds requests in every encoding, reads the
+// replies, and prints what was sent and what happened.
 //
-// Usage: example-client DEVICE DATA UPLOAD [DIRECTORY]
+// Usage: example-client DATA UPLOAD [DIRECTORY]
 //
-// DEVICE is the device program, DATA a file whose bytes are written to registers and read back,
-// UPLOAD a file to send. Each frame and record also goes into a file of DIRECTORY.
+// DATA is a file whose bytes are written to registers and read back, UPLOAD a file to send. Each
+// frame and record also goes into a file of DIRECTORY.
 
-#include "envelope.h"
-
+#include <korvinsimulator/simulateddevice.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
 #include <packagerequestwritefile.h>
@@ -15,58 +14,50 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
 #include <QtCore/QFile>
-#include <QtCore/QProcess>
 
 #include <cstdio>
+#include <optional>
+
+using namespace KorvinInspect;
+using namespace KorvinSimulator;
 
 namespace {
-
-constexpr int TimeoutMilliseconds = 10000;
 
 const QString DeviceKey = QStringLiteral("usb/0,1");
 
 void say(const QString &text)
 {
     std::printf("%s\n", qUtf8Printable(text));
-    std::fflush(stdout);
 }
 
-/// The device program and the pipes to it.
+/// A device with registers from 0x0A000010 on, and what travels to and from it.
 class Device
 {
 public:
-    Device(const QString &program, const QString &directory)
+    Device(int registers, const QString &directory)
         : m_directory(directory)
-        , m_stream(&m_process)
     {
-        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start(program, QStringList());
+        const UnitAddress address{0, 255, 1, 2, 65535};
+        m_device.state().units[address].blocks[0x0A000010] = {QByteArray(registers, '\0')};
     }
 
-    ~Device()
+    /// Sends a request and returns its reply; empty when there is none.
+    QByteArray exchange(const QString &what, ClassId classId, Form form, const QByteArray &request)
     {
-        m_process.closeWriteChannel();
-        m_process.waitForFinished(TimeoutMilliseconds);
+        show(what + QStringLiteral(" request"), form, request);
+        const Answer answer = m_device.answer(request, classId, form);
+        const QByteArray reply = answer.replies.empty() ? QByteArray() : answer.replies.front();
+        show(what + QStringLiteral(" reply"), form, reply);
+        return reply;
     }
 
-    /// Sends a request and waits for its reply; empty when there is none.
-    QByteArray exchange(const QString &kind, const QByteArray &request)
-    {
-        show(kind + QStringLiteral(" request"), request);
-        m_stream << Envelope{kind, request};
-        Envelope reply;
-        do {
-            m_stream.startTransaction();
-            m_stream >> reply;
-        } while (!m_stream.commitTransaction() && m_process.waitForReadyRead(TimeoutMilliseconds));
-        show(kind + QStringLiteral(" reply"), reply.bytes);
-        return reply.bytes;
-    }
+    /// Whether each file of the directory could be written.
+    bool wroteAll() const { return m_wroteAll; }
 
 private:
-    void show(const QString &name, const QByteArray &bytes)
+    void show(const QString &name, Form form, const QByteArray &bytes)
     {
-        const bool text = name.contains(QStringLiteral("record"));
+        const bool text = form == Form::Text;
         say(QStringLiteral("  %1, %2 bytes").arg(name).arg(bytes.size()));
         const QStringList lines = text ? QString::fromUtf8(bytes).split(QLatin1Char('|'))
                                        : QStringList{QString::fromLatin1(bytes.toHex(' '))};
@@ -80,14 +71,16 @@ private:
                 .arg(name, text ? QStringLiteral("txt") : QStringLiteral("bin"))
                 .replace(QLatin1Char(' '), QLatin1Char('-'));
         QFile file(QDir(m_directory).filePath(fileName));
-        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
             say(QStringLiteral("  cannot write ") + file.fileName());
+            m_wroteAll = false;
+        }
     }
 
+    SimulatedDevice m_device;
     QString m_directory;
-    QProcess m_process;
-    QDataStream m_stream;
     int m_files = 0;
+    bool m_wroteAll = true;
 };
 
 PackageRequestWriteData makeWrite(const QByteArray &data)
@@ -128,16 +121,18 @@ bool overFrames(Device &device, const QByteArray &data)
     PackageRequestWriteData write = makeWrite(data);
     int consumed = 0;
     bool full = false;
-    bool good = write.UnPackageReply(
-        device.exchange(QStringLiteral("write frame"), write.MackPackageRequest()), 0, &consumed,
-        &full);
+    bool good = write.UnPackageReply(device.exchange(QStringLiteral("write frame"),
+                                                     ClassId::PackageRequestWriteData, Form::Frame,
+                                                     write.MackPackageRequest()),
+                                     0, &consumed, &full);
     good = report(write, true) && good;
 
     say(QStringLiteral("Read them back, byte frame"));
     PackageRequestReadData read = makeRead(0x0010, data.size());
-    good = read.UnPackageReply(
-               device.exchange(QStringLiteral("read frame"), read.MackPackageRequest()), 0,
-               &consumed, &full)
+    good = read.UnPackageReply(device.exchange(QStringLiteral("read frame"),
+                                               ClassId::PackageRequestReadData, Form::Frame,
+                                               read.MackPackageRequest()),
+                               0, &consumed, &full)
         && good;
     return report(read, true) && compare(read.data(), data) && good;
 }
@@ -147,13 +142,15 @@ bool overRecords(Device &device, const QByteArray &data)
     say(QStringLiteral("Write %1 bytes to register 0x0A000010, text record").arg(data.size()));
     PackageRequestWriteData write = makeWrite(data);
     bool good = write.unPackageReply(QString::fromUtf8(
-        device.exchange(QStringLiteral("write record"), write.makePackageRequest().toUtf8())));
+        device.exchange(QStringLiteral("write record"), ClassId::PackageRequestWriteData,
+                        Form::Text, write.makePackageRequest().toUtf8())));
     good = report(write, true) && good;
 
     say(QStringLiteral("Read them back, text record"));
     PackageRequestReadData read = makeRead(0x0010, data.size());
     good = read.unPackageReply(QString::fromUtf8(
-               device.exchange(QStringLiteral("read record"), read.makePackageRequest().toUtf8())))
+               device.exchange(QStringLiteral("read record"), ClassId::PackageRequestReadData,
+                               Form::Text, read.makePackageRequest().toUtf8())))
         && good;
     return report(read, true) && compare(read.data(), data) && good;
 }
@@ -163,37 +160,43 @@ bool overLinuxFrames(Device &device, const QByteArray &data)
     say(QStringLiteral("Write %1 bytes to register 0x0A000010, Linux frame").arg(data.size()));
     PackageRequestWriteData write = makeWrite(data);
     bool good = write.unPackageReply_Linux(
-        device.exchange(QStringLiteral("linux frame"), write.ParseSendRequest_Linux()));
+        device.exchange(QStringLiteral("linux frame"), ClassId::PackageRequestWriteData,
+                        Form::Linux, write.ParseSendRequest_Linux()));
     good = report(write, true) && good;
 
     say(QStringLiteral("Read them back, Linux frame"));
     PackageRequestReadData read = makeRead(0x0010, data.size());
-    good = read.unPackageReply_Linux(
-               device.exchange(QStringLiteral("linux frame"), read.ParseSendRequest_Linux()))
+    good = read.unPackageReply_Linux(device.exchange(QStringLiteral("linux frame"),
+                                                     ClassId::PackageRequestReadData, Form::Linux,
+                                                     read.ParseSendRequest_Linux()))
         && good;
     good = report(read, true) && compare(read.data(), data) && good;
 
     say(QStringLiteral("Read a register that the device does not have, Linux frame"));
     PackageRequestReadData unknown = makeRead(0x0099, data.size());
     good = unknown.unPackageReply_Linux(
-               device.exchange(QStringLiteral("linux frame"), unknown.ParseSendRequest_Linux()))
+               device.exchange(QStringLiteral("linux frame"), ClassId::PackageRequestReadData,
+                               Form::Linux, unknown.ParseSendRequest_Linux()))
         && good;
-    good = report(unknown, false) && good;
-    return unknown.getCommResult() == OrvexEnum::CommTimeout && good;
+    return report(unknown, false) && good;
 }
 
-bool overCombination(Device &device, const QByteArray &data, const QString &upload)
+/// A file travels through registers: its bytes are written there, and the file write takes them.
+bool overCombination(Device &device, const QString &fileName, const QByteArray &content)
 {
-    say(QStringLiteral("Write data, upload %1, read data, in one combination record").arg(upload));
-    PackageRequestWriteData write = makeWrite(data);
-    PackageRequestWriteFile file(DeviceKey, 0, 255, 1, 2, 65535, 0x0A00, 0x0020, 0, 3000,
-                                 QStringLiteral("demo"), false, upload, 0);
-    PackageRequestReadData read = makeRead(0x0010, data.size());
+    say(QStringLiteral("Upload %1 and read its registers, in one combination record")
+            .arg(fileName));
+    PackageRequestWriteData write = makeWrite(content);
+    PackageRequestWriteFile file(DeviceKey, 0, 255, 1, 2, 65535, 0x0A00, 0x0010, 0, 3000,
+                                 QStringLiteral("demo"), false, fileName, 0);
+    PackageRequestReadData read = makeRead(0x0010, content.size());
     const QString record = QStringLiteral("writeData^") + write.makePackageRequest()
         + QStringLiteral("|writeFile^") + file.makePackageRequest() + QStringLiteral("|ReadData^")
         + read.makePackageRequest();
     const QStringList replies =
-        QString::fromUtf8(device.exchange(QStringLiteral("combination record"), record.toUtf8()))
+        QString::fromUtf8(device.exchange(QStringLiteral("combination record"),
+                                          ClassId::PackageRequestCombination, Form::Text,
+                                          record.toUtf8()))
             .split(QLatin1Char('|'));
     bool good = replies.size() == 3 && write.unPackageReply(replies.at(0))
         && file.unPackageReply(replies.at(1)) && read.unPackageReply(replies.at(2));
@@ -202,7 +205,17 @@ bool overCombination(Device &device, const QByteArray &data, const QString &uplo
           static_cast<PackageBase *>(&read)}) {
         good = report(*request, true) && good;
     }
-    return compare(read.data(), data) && good;
+    return compare(read.data(), content) && good;
+}
+
+std::optional<QByteArray> contentOf(const QString &fileName)
+{
+    QFile file(fileName);
+    if (file.open(QIODevice::ReadOnly))
+        return file.readAll();
+    std::fprintf(stderr, "example-client: %s: %s\n", qUtf8Printable(fileName),
+                 qUtf8Printable(file.errorString()));
+    return std::nullopt;
 }
 
 } // namespace
@@ -211,23 +224,21 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() < 4) {
-        std::fprintf(stderr, "Usage: example-client DEVICE DATA UPLOAD [DIRECTORY]\n");
+    if (arguments.size() < 3) {
+        std::fprintf(stderr, "Usage: example-client DATA UPLOAD [DIRECTORY]\n");
         return 2;
     }
-    QFile dataFile(arguments.at(2));
-    if (!dataFile.open(QIODevice::ReadOnly)) {
-        std::fprintf(stderr, "example-client: %s: %s\n", qUtf8Printable(dataFile.fileName()),
-                     qUtf8Printable(dataFile.errorString()));
+    const std::optional<QByteArray> data = contentOf(arguments.at(1));
+    const std::optional<QByteArray> upload = contentOf(arguments.at(2));
+    if (!data || !upload)
         return 2;
-    }
-    const QByteArray data = dataFile.readAll();
 
-    Device device(arguments.at(1), arguments.value(4));
-    bool good = overFrames(device, data);
-    good = overRecords(device, data) && good;
-    good = overLinuxFrames(device, data) && good;
-    good = overCombination(device, data, arguments.at(3)) && good;
+    Device device(qMax(data->size(), upload->size()), arguments.value(3));
+    bool good = overFrames(device, *data);
+    good = overRecords(device, *data) && good;
+    good = overLinuxFrames(device, *data) && good;
+    good = overCombination(device, arguments.at(2), *upload) && good;
+    good = device.wroteAll() && good;
     say(good ? QStringLiteral("All of it came out as it should.")
              : QStringLiteral("Something came out wrong."));
     return good ? 0 : 1;

@@ -34,7 +34,7 @@ Verdict checkRange(const char *field, qint64 number, qint64 least, qint64 most)
                       QString::number(number));
 }
 
-/// The first of some verdicts that is not ok.
+/// Returns the first of some verdicts that is not ok.
 template <typename... Verdicts>
 Verdict firstOf(const Verdict &verdict, const Verdicts &...others)
 {
@@ -44,7 +44,7 @@ Verdict firstOf(const Verdict &verdict, const Verdicts &...others)
         return verdict;
 }
 
-/// What the class and the direction, or the length and the data, must agree on.
+/// Checks that class and direction agree, and so do length and data.
 Verdict checkFields(const PackageBase &package)
 {
     const OrvexEnum::ReadWriteCode code = package.getReadWriteCode();
@@ -61,17 +61,17 @@ Verdict checkFields(const PackageBase &package)
     return checkRange("readWriteCode", code, OrvexEnum::Read, OrvexEnum::Write);
 }
 
-/// A text of a frame has at most 65,535 bytes.
+/// Checks that a text fits into a frame: it has at most 65,535 bytes.
 Verdict checkText(const char *field, const QString &text)
 {
     constexpr int Most = std::numeric_limits<quint16>::max();
-    constexpr int MostBytes = 3; // of a UTF-16 unit
+    constexpr int MostBytes = 3; // of one UTF-16 unit
     if (text.size() <= Most / MostBytes)
         return {};
     return checkRange(field, text.toUtf8().size(), 0, Most);
 }
 
-/// What any frame has one byte for.
+/// Checks the fields for which every frame has one byte.
 Verdict checkBytes(const PackageBase &package)
 {
     constexpr int Least = std::numeric_limits<qint8>::min();
@@ -80,7 +80,7 @@ Verdict checkBytes(const PackageBase &package)
                    checkRange("reserved2", package.getReserved2(), Least, Most));
 }
 
-/// What a byte frame leaves out must be what its reader takes for it.
+/// Checks that fields which a byte frame does not carry have the values that its reader assumes.
 Verdict checkFrame(const PackageBase &package, ClassId classId)
 {
     Verdict verdict = firstOf(checkBytes(package), checkText("deviceKey", package.getDeviceKey()),
@@ -129,7 +129,7 @@ Verdict checkCarried(const PackageBase &package, ClassId classId, Form form)
     return form == Form::Frame ? checkFrame(package, classId) : checkLinux(package, classId);
 }
 
-/// Gives a package what it is sent with, and its own serial number back.
+/// Prepares a package for sending, and restores its own serial number afterwards.
 class AsSent
 {
 public:
@@ -141,7 +141,7 @@ public:
         m_package.setAckCode(0);
         m_package.setCommResult(OrvexEnum::CommOk);
         m_package.setPackResult(OrvexEnum::PackOk);
-        // What an earlier reply has brought is no part of a request.
+        // Data of an earlier reply is not part of a request.
         if (qobject_cast<PackageRequestReadData *>(&m_package))
             m_package.setData({});
     }
@@ -266,7 +266,7 @@ void takeOver(PackageBase *package, const PackageBase &reply)
     package->setCommResult(reply.getCommResult());
     package->setPackResult(reply.getPackResult());
     if (auto *read = qobject_cast<PackageRequestReadData *>(package)) {
-        // A record cannot be without data, so that the reply to a read that failed has some.
+        // A record needs data, so even the reply to a failed read has some.
         if (read->isPackageSuccess())
             read->setData(reply.data());
     }

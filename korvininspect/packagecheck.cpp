@@ -16,9 +16,9 @@ namespace KorvinInspect {
 
 namespace {
 
-using WireFields = QVarLengthArray<WireField, 32>; // more than a frame or record has different ones
+using WireFields = QVarLengthArray<WireField, 32>; // more than any frame or record needs
 
-/// Keeps what a reply must repeat of its request.
+/// Collects the fields of a request that its reply must repeat.
 class RequestFields : public FieldSink
 {
 public:
@@ -28,8 +28,8 @@ public:
             m_fields.append(field);
     }
 
-    /// Returns the field that stands for the same as one of the reply, or null. Replies have the
-    /// fields in the order of the request.
+    /// Returns the field of the request that corresponds to one of the reply, or null. Replies have
+    /// the fields in the same order.
     const WireField *find(const WireField &field)
     {
         for (int i = 0; i < m_fields.size(); ++i, ++m_next) {
@@ -77,7 +77,7 @@ QString inWords(const WireField &field)
 class FirstRefusal : public FieldSink
 {
 public:
-    /// @param request has the fields that a reply must repeat, or none.
+    /// @param request has the fields that a reply must repeat; it may be empty.
     FirstRefusal(const MessageShape &shape, int announcedData, RequestFields *request)
         : m_shape(shape)
         , m_announcedData(announcedData)
@@ -108,7 +108,7 @@ public:
         m_end = qMax(m_end, field.offset + field.width);
     }
 
-    /// Expects that the fields end at @p end.
+    /// Checks that the fields end at @p end.
     void endAt(qint64 end)
     {
         if (!m_verdict.isOk() || m_end >= end)
@@ -122,7 +122,7 @@ public:
     Verdict verdict() const { return m_verdict; }
 
 private:
-    /// Compares a field with an earlier one that stands for the same field of the package.
+    /// Compares a field with an earlier copy of it.
     FieldRefusal contradiction(const WireField &field)
     {
         if (!field.source)
@@ -185,7 +185,7 @@ Verdict wrongCount(int expected, int found, const char *what)
     return verdict;
 }
 
-/// The input of a check, and what it must hold to.
+/// The input of a check and the conditions on it.
 struct Task
 {
     const MessageShape &shape;
@@ -202,7 +202,7 @@ Verdict checkRecord(QStringView record, const Task &task)
     const Korvin::ClassRow &row = rowOf(task.shape);
     const bool isReply = task.shape.direction == Direction::Reply;
     Korvin::LayoutFields fields;
-    QString request; // to which its fields refer
+    QString request; // the memory that the fields of the request refer to
     RequestFields asked;
     if (!task.options.request.isEmpty()) {
         request = textFromUtf8(task.options.request);

@@ -26,11 +26,11 @@ QString labelOf(const WireField &field)
     return field.type == WireType::TextSize ? name + QLatin1String("Size") : name;
 }
 
-/// Makes explained fields of those of a scanner.
+/// Makes explained fields from the fields of a scanner.
 class Explainer : public FieldSink
 {
 public:
-    /// @param frame is empty for a record, whose columns come with the fields.
+    /// @param frame is empty for a record, where each field has its text.
     Explainer(const MessageShape &shape, QByteArray frame)
         : m_shape(shape)
         , m_frame(std::move(frame))
@@ -80,7 +80,8 @@ private:
         return static_cast<qlonglong>(field.taken);
     }
 
-    /// A text of a frame; where a decoder keeps what it has, what an earlier field gave.
+    /// Returns a text of a frame. If a decoder would ignore it, returns the text of an earlier
+    /// field.
     QVariant textOf(const WireField &field, const ExplainedField &explained)
     {
         QString &text = m_texts[field.source];
@@ -93,7 +94,7 @@ private:
         return text;
     }
 
-    /// A Linux frame gives the bytes that are there, a byte frame all or none of them.
+    /// Returns a block. A Linux frame gives the bytes that are there, a byte frame all or none.
     QVariant blockOf(const WireField &field, const ExplainedField &explained) const
     {
         if (m_shape.form != Form::Linux && explained.width < field.width)
@@ -147,15 +148,15 @@ private:
     {
         switch (refusal) {
         case Refusal::Truncated:
-            return m_shape.form == Form::Linux ? QStringLiteral("what is missing is read as 0")
+            return m_shape.form == Form::Linux ? QStringLiteral("missing bytes read as 0")
                                                : QStringLiteral("read as 0");
         case Refusal::LengthTooLarge:
             if (field.type == WireType::Text)
                 return QStringLiteral("read as an empty text");
             if (m_shape.form != Form::Linux)
                 return QStringLiteral("read as zeros, or left as it was");
-            return field.isPadded ? QStringLiteral("what is missing is read as 0")
-                                  : QStringLiteral("what is there is read");
+            return field.isPadded ? QStringLiteral("missing bytes read as 0")
+                                  : QStringLiteral("only the bytes present are read");
         case Refusal::UnknownCode:
             if (field.type != WireType::Flag && field.type != WireType::ReadWriteCode)
                 return {};
@@ -173,11 +174,11 @@ private:
 
     MessageShape m_shape;
     QByteArray m_frame;
-    QMap<const void *, QString> m_texts; // by what they stand for
+    QMap<const void *, QString> m_texts; // by the field of the package
     QVector<ExplainedField> m_fields;
 };
 
-/// Where the fields that an encoder writes lie, to compare with what a decoder reads there.
+/// Positions of the fields that an encoder writes, to compare with what a decoder reads there.
 class WrittenFields : public FieldSink
 {
 public:
@@ -187,7 +188,7 @@ public:
             m_fields.append({labelOf(field), field.column, field.offset, field.present});
     }
 
-    /// The names of the fields that lie over @p field, without its own.
+    /// Returns the names of the fields that overlap @p field, without its own name.
     QStringList othersIn(const ExplainedField &field) const
     {
         QStringList names;
@@ -236,7 +237,7 @@ void sortByOffset(QVector<ExplainedField> &fields)
         [](const ExplainedField &a, const ExplainedField &b) { return a.offset < b.offset; });
 }
 
-/// Adds what no field covers, and remarks what two fields cover.
+/// Adds bytes that no field covers, and remarks on those that two fields cover.
 void completeFrame(QVector<ExplainedField> &fields, const QByteArray &frame)
 {
     sortByOffset(fields);
@@ -255,7 +256,7 @@ void completeFrame(QVector<ExplainedField> &fields, const QByteArray &frame)
     for (ExplainedField &field : fields) {
         addUnread(field.offset);
         if (field.offset < end && field.width > 0)
-            field.remarks << QStringLiteral("reads bytes of the field in front once more");
+            field.remarks << QStringLiteral("reads bytes of the previous field again");
         end = qMax(end, field.offset + field.width);
         complete.append(field);
     }
@@ -280,7 +281,7 @@ QVector<ExplainedField> explainFrame(const QByteArray &frame, const MessageShape
     return fields;
 }
 
-/// Adds the columns that are not read, and remarks those that are read twice.
+/// Adds columns that are not read, and remarks on those that are read twice.
 void completeRecord(QVector<ExplainedField> &fields, QStringView record)
 {
     std::stable_sort(
@@ -294,7 +295,7 @@ void completeRecord(QVector<ExplainedField> &fields, QStringView record)
         int readers = 0;
         for (; field != fields.end() && field->column == column; ++field) {
             if (++readers > 1)
-                field->remarks << QStringLiteral("reads the column once more");
+                field->remarks << QStringLiteral("reads the column again");
             complete.append(*field);
         }
         if (readers > 0)
@@ -335,7 +336,7 @@ ExplainedField unreadItem(QStringView item, const char *remark)
     return field;
 }
 
-/// An item of a combination; @p goesOn becomes false where the decoder ends with it.
+/// Explains an item of a combination. Sets @p goesOn to false if the decoder stops at it.
 QVector<ExplainedField> explainItem(QStringView item, bool *goesOn)
 {
     Korvin::TextParts props(item, '^');
@@ -343,7 +344,7 @@ QVector<ExplainedField> explainItem(QStringView item, bool *goesOn)
     const QStringView record = props.atEnd() ? QStringView() : props.next();
     if (word.size() == item.size() || !props.atEnd()) {
         *goesOn = false;
-        return {unreadItem(item, "not two parts with a ^ between them: the decoder ends here")};
+        return {unreadItem(item, "not two parts with a ^ between them: the decoder stops here")};
     }
     const std::optional<ClassId> id = classOfType(word);
     if (!id) {

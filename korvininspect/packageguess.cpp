@@ -17,14 +17,15 @@ bool looksLikeLinuxFrame(const QByteArray &input)
     return input.startsWith("\x55\xAA");
 }
 
-/// No byte frame begins with a character, and no record holds a zero byte.
+/// Returns whether the input looks like a record: it has a separator, no zero byte, and does not
+/// begin with the marker of a byte frame.
 bool looksLikeText(const QByteArray &input)
 {
     return !input.contains('\0') && !input.startsWith('\1')
         && (input.contains(',') || input.contains('^'));
 }
 
-/// Counts the codes that are usual for a class.
+/// Counts the codes of a message that are usual for its class.
 class UsualCodes : public FieldSink
 {
 public:
@@ -50,15 +51,15 @@ private:
     int m_count = 0;
 };
 
-/// A guess and what it is ranked by.
+/// A guess and its rank.
 struct Ranked
 {
     Guess guess;
-    int form = 0; // place among the forms that the input looks like
+    int form = 0; // index of its form in formsOf()
     int usualCodes = 0;
 };
 
-/// Whether the record has another number of columns, which says more than a wrong value.
+/// Returns whether the record has a wrong number of columns, which counts more than a wrong value.
 bool hasOtherColumns(const Verdict &verdict)
 {
     return verdict.refusal == Refusal::TooFewFields || verdict.refusal == Refusal::TooManyFields;
@@ -87,9 +88,9 @@ QString reasonFor(const Guess &guess, int columns)
         return QStringLiteral("type words and ^ in every item");
     switch (guess.shape.form) {
     case Form::Text:
-        return QStringLiteral("%1 columns, every one in its range").arg(columns);
+        return QStringLiteral("%1 columns, all in range").arg(columns);
     case Form::Linux:
-        return QStringLiteral("begins with 55 AA and the checksum holds");
+        return QStringLiteral("begins with 55 AA and the checksum matches");
     default:
         return QStringLiteral("fits to the last byte");
     }
@@ -118,7 +119,7 @@ Ranked rank(const QByteArray &input, const QString &record, const MessageShape &
     return ranked;
 }
 
-/// All forms, the one that the input looks like first.
+/// Returns all forms, beginning with the one that the input looks like.
 std::array<Form, 3> formsOf(const QByteArray &input)
 {
     if (looksLikeLinuxFrame(input))
@@ -128,8 +129,7 @@ std::array<Form, 3> formsOf(const QByteArray &input)
     return {Form::Frame, Form::Text, Form::Linux};
 }
 
-/// Returns the shapes of all classes that have such a form, and of a combination if that is asked
-/// for.
+/// Returns the shapes of all classes that have such a form, combinations only if asked for.
 std::vector<MessageShape> shapesOf(Form form, Direction direction, bool withCombination)
 {
     std::vector<MessageShape> shapes;

@@ -10,8 +10,8 @@
 
 namespace KorvinInspect {
 
-/// Walks over the columns of a record, reads each as the decoders do, and reports it. It makes no
-/// copy of a text.
+/// Walks over the columns of a record, reads each as the decoders do, and reports it. Does not copy
+/// texts.
 class RecordScanner
 {
 public:
@@ -24,13 +24,13 @@ public:
     {
     }
 
-    /// The number of columns that the record has.
+    /// Returns the number of columns of the record.
     int count() const { return m_count; }
 
-    /// The column that the next field is.
+    /// Returns the column of the next field.
     int column() const { return m_reader.column(); }
 
-    /// Walks over a part whose first column is @p column.
+    /// Walks over a part that begins at @p column.
     template <typename Part>
     void scan(int column, Part part)
     {

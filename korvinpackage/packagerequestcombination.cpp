@@ -20,7 +20,7 @@ namespace {
 
 constexpr char CombinationLogFile[] = "packagerequestcombination";
 
-/// A class that combinations carry.
+/// A class that a combination can carry.
 struct CarriedClass
 {
     QStringView typeWord;
@@ -28,35 +28,22 @@ struct CarriedClass
 };
 
 template <typename Request>
-constexpr CarriedClass carried(std::string_view name)
+std::unique_ptr<PackageBase> create()
 {
-    return {rowOf(name).typeWord,
-            []() -> std::unique_ptr<PackageBase> { return std::make_unique<Request>(); }};
+    return std::make_unique<Request>();
 }
 
 constexpr CarriedClass CarriedClasses[] = {
-    carried<PackageRequestReadData>("PackageRequestReadData"),
-    carried<PackageRequestReadFile>("PackageRequestReadFile"),
-    carried<PackageRequestWriteData>("PackageRequestWriteData"),
-    carried<PackageRequestWriteFile>("PackageRequestWriteFile"),
+    {rowOf("PackageRequestReadData").typeWord, create<PackageRequestReadData>},
+    {rowOf("PackageRequestReadFile").typeWord, create<PackageRequestReadFile>},
+    {rowOf("PackageRequestWriteData").typeWord, create<PackageRequestWriteData>},
+    {rowOf("PackageRequestWriteFile").typeWord, create<PackageRequestWriteFile>},
 };
 
-constexpr std::size_t countTypeWords()
-{
-    std::size_t count = 0;
-    for (const ClassRow &row : Classes) {
-        if (!row.typeWord.isEmpty())
-            ++count;
-    }
-    return count;
-}
-
-static_assert(std::size(CarriedClasses) == countTypeWords(), "every class with a type word");
-
-/// Type words that are refused, with a message of their own.
+/// Type words that are refused with a message of their own.
 constexpr QStringView RefusedTypeWords[] = {u"writeMemData", u"ReadMemData"};
 
-/// Returns a new request of a type; null for one that does not travel in a combination.
+/// Returns a new request of a type; null for a type that no combination carries.
 std::unique_ptr<PackageBase> createRequest(QStringView typeWord)
 {
     for (const CarriedClass &candidate : CarriedClasses) {
@@ -82,7 +69,7 @@ OrvexEnum::ClientPackageType kindOfWrite(const PackageBase *package)
     return kind == OrvexEnum::DataPackage && write ? write->getClientPackageType() : kind;
 }
 
-/// Why a file cannot be written, or null.
+/// Returns why a file cannot be written, or null.
 const char *fileWriteFault(const PackageBase *package)
 {
     try {
@@ -99,7 +86,7 @@ const char *fileWriteFault(const PackageBase *package)
     }
 }
 
-/// Why a write cannot be carried out, or null.
+/// Returns why a write cannot be carried out, or null.
 const char *writeFault(const PackageBase *package)
 {
     switch (kindOfWrite(package)) {
@@ -135,7 +122,7 @@ PackageRequestCombination::PackageRequestCombination(const PackageRequestCombina
 PackageRequestCombination &
 PackageRequestCombination::operator=(const PackageRequestCombination &other)
 {
-    std::list<PackageBase *> packageList = other.m_packageList; // may throw: before all else
+    std::list<PackageBase *> packageList = other.m_packageList; // may throw, so comes first
     m_packageList.swap(packageList);
     m_timeout = other.m_timeout;
     m_deviceKey = other.m_deviceKey;

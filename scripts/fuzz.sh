@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Fuzzes every decoder with clang's libFuzzer under address and undefined sanitizers, one process for
-# each core. What it learns stays in build/fuzz/corpus, so that the next run goes on from there; what
-# it finds lies in build/fuzz/findings, and is run again by: build/fuzz/fuzz/TARGET_fuzzer FILE.
+# Fuzzes every decoder with clang's libFuzzer under address and undefined sanitizers, one process for each
+# core. The next run goes on from the inputs in build/fuzz/corpus. An input that breaks a property is kept in
+# build/fuzz/findings; build/fuzz/fuzz/TARGET_fuzzer FILE runs it again.
 #
 # Usage: fuzz.sh MINUTES [TARGET...]
 #   MINUTES  for each target; 0.1 is six seconds
@@ -16,7 +16,7 @@ if [[ $# -gt 0 ]]; then
 fi
 seconds=$(awk -v minutes="$minutes" 'BEGIN { printf "%d", minutes * 60 }')
 if [[ $seconds -le 0 ]]; then
-    echo "fuzz: $minutes is no time" >&2
+    echo "fuzz: \"$minutes\" is not a number of minutes" >&2
     exit 2
 fi
 
@@ -59,3 +59,4 @@ if [[ $status -ne 0 ]]; then
     ls "$build/findings" >&2
     exit 1
 fi
+echo "fuzz: ${#targets[@]} targets for $seconds s each, no property broken"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian packages into build/package, and looks at them: lintian, the size of the libraries,
-# what they export, and the consumers of tests/consumer against what the packages install, in another place.
+# Builds the Debian packages into build/package and judges them: lintian, the size of the libraries, what they
+# export, links of the pages, and the consumers of tests/consumer, built with what the packages install.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -31,7 +31,7 @@ for library in "$directory"/root/usr/lib/*/lib*.so.*.*; do
     fi
 done
 
-echo "package: what the pages for authors of firmware link to"
+echo "package: links of the pages for authors of firmware"
 for page in conformance start-firmware; do
     for link in $(grep -oP '\]\(\K[^)#:]+(?=\))' "docs/$page.md" | sort -u); do
         if [[ ! -e $directory/root/usr/share/doc/korvinpackage-doc/docs/$link ]]; then
@@ -41,10 +41,10 @@ for page in conformance start-firmware; do
     done
 done
 
-echo "package: consumers of what is installed"
+echo "package: consumers of the installed files"
 tests/consumer/installed.sh "$directory/root/usr"
 
-# How much there is to compile is the same at each run; how long it takes is not.
+# The number of lines to compile is the same at each run; the time is not.
 read -ra flags < <(PKG_CONFIG_PATH=$(echo "$directory"/root/usr/lib/*-linux-gnu/pkgconfig) \
     pkg-config --cflags korvinpackage)
 echo "#include <QtCore/QObject>" >"$directory/qobject.cpp"
@@ -58,4 +58,6 @@ if [[ $((lines[tests/consumer/minimal.cpp] * 10)) -gt $((lines[$directory/qobjec
     echo "package: a user of one class compiles more than 1.1 times what QObject is" >&2
     exit 1
 fi
-ls -l "$directory"/*.deb
+packages=("$directory"/*.deb)
+ls -l "${packages[@]}"
+echo "package: ${#packages[@]} packages"

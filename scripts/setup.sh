@@ -1,19 +1,19 @@
 #!/usr/bin/env bash
-# Installs what the build needs, where it is missing.
+# Installs what is missing to build the libraries, korvinpack and the examples.
 #
 # Usage: setup.sh [--tests | --docs | --packages | --ci | --benchmarks | --peers]
-#   --tests       also what the tests need to run: tshark, which runs the dissector, and valgrind, which
-#                 counts instructions; not the browser that looks at a page: without one that is skipped
-#   --docs        also what scripts/docs.sh needs, with a browser
-#   --packages    also what scripts/package.sh and scripts/package-trial.sh need
+#   --tests       also what the tests need: GoogleTest, tshark, which runs the dissector, and valgrind,
+#                 which counts instructions; without a browser, the test that needs one is skipped
+#   --docs        also what .ci/docs.sh needs, with a browser
+#   --packages    also what scripts/package.sh and .ci/package-trial.sh need
 #   --ci          also what the checks of .ci/run need
 #   --benchmarks  also what measures the codecs
 #   --peers       the same, and the libraries that are measured beside this one
 set -euo pipefail
 
-packages=(cmake g++ libgtest-dev make ninja-build pkg-config python3 qtbase5-dev)
+packages=(cmake g++ make ninja-build pkg-config python3 qtbase5-dev)
 if [[ ${1:-} == --tests || ${1:-} == --ci ]]; then
-    packages+=(bsdutils tshark valgrind)
+    packages+=(bsdutils libgtest-dev tshark valgrind)
 fi
 if [[ ${1:-} == --docs || ${1:-} == --ci ]]; then
     packages+=(chromium chromium-driver python3-pil python3-selenium)
@@ -39,9 +39,9 @@ if [[ ${1:-} == --peers ]]; then
 fi
 
 if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
-    echo "setup: this is no Debian system; install what these Debian packages hold:" >&2
+    echo "setup: this is not a Debian system; install what these Debian packages hold:" >&2
     echo "setup:   ${packages[*]}" >&2
-    echo "setup: then build with: cmake --preset dev && cmake --build --preset dev" >&2
+    echo "setup: then build with: cmake --preset release && cmake --build --preset release" >&2
     exit 1
 fi
 
@@ -51,19 +51,33 @@ for package in "${packages[@]}"; do
         || missing+=("$package")
 done
 if [[ ${#missing[@]} -eq 0 ]]; then
-    echo "setup: all that is needed is installed"
+    echo "setup: all ${#packages[@]} packages are installed"
     exit 0
 fi
 
 as_root=()
 if [[ $EUID -ne 0 ]]; then
     if ! command -v sudo >/dev/null; then
-        echo "setup: not root and no sudo; have these installed: ${missing[*]}" >&2
+        echo "setup: sudo is missing; as root, install: ${missing[*]}" >&2
         exit 1
     fi
     as_root=(sudo)
 fi
 echo "setup: installing ${missing[*]}"
-"${as_root[@]}" apt-get update -qq
-"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -qq -y --no-install-recommends "${missing[@]}" </dev/null >/dev/null
+apt() {
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C \
+        apt-get -qq -o DPkg::Lock::Timeout="$patience" "$@" </dev/null 2>&1 >/dev/null
+}
+patience=600 # seconds that another apt may take; "apt-get update" does not wait by itself
+until complaint=$(apt update); do
+    if [[ $complaint != *"Could not get lock"* || $SECONDS -gt $patience ]]; then
+        echo "$complaint" >&2
+        exit 1
+    fi
+    echo "setup: waiting for another apt"
+    sleep 5
+done
+if ! complaint=$(apt install -y --no-install-recommends "${missing[@]}"); then
+    echo "$complaint" >&2
+    exit 1
+fi

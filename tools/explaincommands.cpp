@@ -40,23 +40,23 @@ const char CheckExamples[] =
     "  korvinpack check --class PackageBase --direction reply \"00 0500 00 01 00\"\n"
     "  korvinpack check --class PackageRequestRead --form text --direction request < records.txt\n"
     "\n"
-    "The exit status is 0 when all are accepted, 1 when one is refused.\n";
+    "The exit status is 0 if all are accepted, 1 if one is refused.\n";
 
 const char DiffExamples[] = "\n"
                             "Examples:\n"
                             "  korvinpack diff \"00 0500 00 01 00\" \"00 0600 00 05 00\"\n"
                             "  korvinpack diff --files sent.hex received.hex\n"
                             "\n"
-                            "The exit status is 0 when no field differs, 1 when one does.\n";
+                            "The exit status is 0 if no field differs, 1 if one does.\n";
 
 void addShapeOptions(CommandLine &line)
 {
-    line.addOption("class", "The class of the package; guessed where it is missing.", "CLASS");
-    line.addOption("form", "frame, text or linux; guessed where it is missing.", "FORM");
-    line.addOption("direction", "request or reply; guessed where it is missing.", "DIRECTION");
+    line.addOption("class", "The class of the package; guessed by default.", "CLASS");
+    line.addOption("form", "frame, text or linux; guessed by default.", "FORM");
+    line.addOption("direction", "request or reply; guessed by default.", "DIRECTION");
 }
 
-/// What the options say of an input; what they do not say is guessed.
+/// The shape of an input according to the options. Missing options are guessed.
 class ShapeOptions
 {
 public:
@@ -75,10 +75,10 @@ public:
 
     std::optional<Form> form() const { return m_form; }
 
-    /// Whether nothing is left to guess.
+    /// Returns whether the options leave nothing to guess.
     bool areComplete() const { return m_class && m_form && m_direction; }
 
-    /// The best guess that agrees with the options; ends the program where there is none.
+    /// Returns the best guess that agrees with the options. Ends the program if there is none.
     Guess shapeOf(const Captured &captured) const
     {
         if (areComplete())
@@ -87,7 +87,7 @@ public:
             if (agree(candidate.shape))
                 return candidate;
         }
-        fail(QStringLiteral("%1: it cannot be what the options say").arg(captured.origin));
+        fail(QStringLiteral("%1: no guess agrees with the options").arg(captured.origin));
     }
 
     bool agree(const MessageShape &shape) const
@@ -146,7 +146,7 @@ QByteArray jsonLine(const Captured &captured, const Guess &guessed)
     return QJsonDocument(json).toJson(QJsonDocument::Compact) + '\n';
 }
 
-/// What is said of a line that is neither a frame nor a record.
+/// Returns the output for a line that is neither a frame nor a record.
 QByteArray faultLine(const Captured &captured, bool isJson)
 {
     if (!isJson) {
@@ -163,7 +163,7 @@ QByteArray faultLine(const Captured &captured, bool isJson)
     return QJsonDocument(json).toJson(QJsonDocument::Compact) + '\n';
 }
 
-/// What the input is and whether it is accepted, in one line.
+/// Returns one line that says what the input is and whether it is accepted.
 QByteArray headline(const Captured &captured, const Guess &guessed, bool isGuessed)
 {
     QString line;
@@ -180,7 +180,7 @@ QByteArray headline(const Captured &captured, const Guess &guessed, bool isGuess
     return line.toUtf8() + "\n\n";
 }
 
-/// All that the input may be.
+/// Lists all guesses.
 QByteArray otherGuesses(const Captured &captured, const ShapeOptions &options)
 {
     QByteArray list("it may be\n");
@@ -197,7 +197,7 @@ QByteArray otherGuesses(const Captured &captured, const ShapeOptions &options)
 void writePage(const QString &fileName, const Captured &captured, const Guess &guessed)
 {
     if (!captured.isOnly)
-        fail(QStringLiteral("--html %1: a page explains one input").arg(fileName));
+        fail(QStringLiteral("--html %1: a page shows only one input").arg(fileName));
     QSaveFile file(fileName);
     const QByteArray page = htmlPage(captured.bytes, guessed.shape,
                                      explain(captured.bytes, guessed.shape), guessed.verdict);
@@ -212,7 +212,7 @@ bool isColored(const CommandLine &line)
     return choice == 1 || (choice == 0 && printsToTerminal());
 }
 
-/// The fields by item, name and how often the name has occurred.
+/// Fields by item, name, and number of earlier fields of that name.
 using FieldsByPlace = QMap<std::tuple<int, QString, int>, ExplainedField>;
 
 FieldsByPlace byPlace(const QVector<ExplainedField> &fields)
@@ -237,7 +237,7 @@ QString shown(const FieldsByPlace &fields, const FieldsByPlace::key_type &place)
     return text;
 }
 
-/// The differing fields, in the order of the first input.
+/// Returns the fields that differ, in the order of the first input.
 QByteArray differences(const QVector<ExplainedField> &first, const QVector<ExplainedField> &second)
 {
     const FieldsByPlace a = byPlace(first);
@@ -276,12 +276,12 @@ QByteArray differences(const QVector<ExplainedField> &first, const QVector<Expla
 void explainInputs(const QStringList &arguments)
 {
     CommandLine line(QStringLiteral("explain"),
-                     QStringLiteral("Explains frames and records field by field: where each one "
-                                    "is, its bytes, its value, and what it means."),
+                     QStringLiteral("Explains frames and records field by field: position, bytes, "
+                                    "value and meaning of each."),
                      ExplainExamples);
     addShapeOptions(line);
-    line.addOption("guess", "Lists also what else the input may be.");
-    line.addOption("json", "Prints a JSON object in one line for each input.");
+    line.addOption("guess", "Also lists what else the input may be.");
+    line.addOption("json", "Prints one line of JSON for each input.");
     line.addOption("html", "Writes one input as a page for a browser.", "FILE");
     line.addOption("color", "auto (default), always or never.", "WHEN");
     InputLines::addOptions(line);
@@ -317,7 +317,7 @@ int checkInputs(const QStringList &arguments)
 {
     CommandLine line(QStringLiteral("check"),
                      QStringLiteral("Says whether frames and records are what an encoder of their "
-                                    "class writes, and why not."),
+                                    "class writes, and if not, why."),
                      CheckExamples);
     addShapeOptions(line);
     InputLines::addOptions(line);
@@ -358,8 +358,8 @@ int diffInputs(const QStringList &arguments)
                      DiffExamples);
     addShapeOptions(line);
     line.addOption("files", "A and B are names of files.");
-    line.addArgument("A", "A frame in hexadecimal digits or a record.");
-    line.addArgument("B", "Another one, which is taken for the same.");
+    line.addArgument("A", "A frame in hexadecimal digits, or a record.");
+    line.addArgument("B", "Another one, which is read as the same class.");
     line.parse(arguments, 2);
     if (line.arguments().size() < 2)
         fail(QStringLiteral("A and B: missing"));

@@ -1,5 +1,5 @@
 -- Wireshark dissector of the packages: byte frames, text records and Linux frames over TCP and UDP.
--- docs/wireshark.md says how to use it. What a class consists of, and what a frame or record holds, is
+-- docs/wireshark.md says how to use it. The parts of each class, and the fields of frames and records, are
 -- in korvinpackage_layouts.lua, which is generated from the rows and layouts of the library.
 
 local directory = debug.getinfo(1, "S").source:match("^@(.*[/\\])") or ""
@@ -15,7 +15,7 @@ for name, class in pairs(layouts.classes) do
     end
 end
 
--- What a verb says of its field. All else about a field is in its step.
+-- The meaning of each verb. Everything else about a field is in its step.
 
 local codes_of = {
     access = layouts.codes.access,
@@ -44,7 +44,7 @@ local is_access = { access = true, rawAccess = true }
 local is_kind = { kind = true, readKind = true, writeKind = true }
 local is_serial = { serial = true, shortSerial = true }
 
--- Verbs of the same kind of field, which may stand for the same field of a package.
+-- Verbs of the same kind of field, which may refer to the same field of a package.
 local kind_of = { clampedLength = "length" }
 
 -- What is unusual about a field.
@@ -53,7 +53,7 @@ local function bytes_in_words(count)
     return count == 1 and "1 byte" or string.format("%d bytes", count)
 end
 
--- The length of the UTF-8 character at a position, or nil.
+-- Returns the length of the UTF-8 character at a position, or nil.
 local function utf8_length(text, position)
     local first = text:byte(position)
     if first < 0x80 then
@@ -77,8 +77,8 @@ local function utf8_length(text, position)
     return length
 end
 
--- The text with U+FFFD for each byte that is no UTF-8, and whether the library takes it: it drops a
--- leading byte order mark.
+-- Returns the text with U+FFFD for each byte that is not UTF-8, and whether the library accepts it: it
+-- drops a leading byte order mark.
 local function valid_utf8(text)
     local parts = {}
     local position, start, valid = 1, 1, text:sub(1, 3) ~= "\239\187\191"
@@ -199,7 +199,7 @@ local function number_in_frame_fault(verb, number, is_request)
     end
 end
 
--- What a decoder makes of a number.
+-- Returns the value that a decoder reads for a number.
 local function taken(verb, number)
     if verb == "access" then
         return number == 0 and 0 or 1
@@ -304,7 +304,7 @@ function FrameScanner:text(name, size, is_kept)
         local zero = field.raw:find("\0", 1, true)
         local text, valid = valid_utf8(zero and field.raw:sub(1, zero - 1) or field.raw)
         if zero then
-            field.fault = "the text holds a zero byte, where readers end it"
+            field.fault = "the text contains a zero byte, where a decoder ends it"
         elseif not valid then
             field.fault = "the text is not UTF-8"
         end
@@ -532,7 +532,7 @@ local function scan_frame(bytes, class, is_request)
     return { fields = fields, full = is_full }
 end
 
--- The fields of a Linux frame, which decoders read as encoders write them.
+-- Returns the fields of a Linux frame, which decoders read as encoders write them.
 local function linux_fields(bytes, class, is_request)
     local scanner = FrameScanner.new(bytes, is_request, true)
     scanner:run(layouts.linuxHeader)
@@ -615,7 +615,7 @@ local function number_fault(text, low, high)
     end
 end
 
--- The value of a column, and what is wrong with it.
+-- Returns the value of a column, and what is wrong with it.
 local columns = {}
 
 function columns.u8(text)
@@ -754,7 +754,7 @@ local function scan_record(text, class, is_request, base)
             }
         end
     end
-    -- Of a special request's reply an encoder writes less than its decoder wants.
+    -- The encoder of a special request's reply writes fewer columns than its decoder needs.
     local needed = math.min(layout.neededColumns[is_request and "request" or "reply"], written_count)
     return {
         fields = by_offset(fields),
@@ -772,7 +772,7 @@ local function scan_combination(text, is_request)
         local class = class_of_type[props[1].text]
         local item = { fields = {}, offset = part.offset, width = #part.text }
         local reason = not goes_on and "not read"
-            or #props ~= 2 and "not two parts with a ^ between them: the decoder ends here"
+            or #props ~= 2 and "not two parts with a ^ between them: the decoder stops here"
             or not class and "the decoder refuses the type" or nil
         if reason then
             item.fields[1] = { name = "", offset = part.offset, width = #part.text, fault = reason }
@@ -807,7 +807,7 @@ local function scan(bytes, form, class, is_request)
     return scan_record(bytes, class, is_request)
 end
 
--- What korvinpack check says of a message, and the fields that encoders write.
+-- Returns the verdict of korvinpack check on a message, and the fields that encoders write.
 
 local function check_record(text, class, is_request)
     local parts = split(text, ",", 0)
@@ -860,7 +860,7 @@ local function check(bytes, form, class, is_request)
     return check_record(bytes, class, is_request)
 end
 
--- How many codes are usual for the class.
+-- Counts the codes that are usual for the class.
 local function usual_codes(fields, class)
     local count = 0
     for _, field in ipairs(fields) do
@@ -895,7 +895,7 @@ local function has_form(class, form)
     return layouts.classes[class] ~= nil and (form ~= "linux" or layouts.classes[class].linux)
 end
 
--- The class that a message fits best, and whether it is accepted as such.
+-- Returns the class that fits a message best, and whether the message is accepted for it.
 local function guess_class(bytes, form, is_request)
     local classes = { table.unpack(layouts.order) }
     if bytes:find("^", 1, true) then
@@ -939,7 +939,7 @@ local function serial_field(fields)
     end
 end
 
--- The serial number of a message, without knowing its class; nil where it carries none.
+-- Returns the serial number of a message, whatever its class; nil if it carries none.
 local function serial_of(bytes, form, is_request)
     if form == "linux" then
         return serial_field(linux_fields(bytes, layouts.order[1], is_request))
@@ -1110,7 +1110,7 @@ local function to_hex(bytes)
     end))
 end
 
--- Data that is not in the packet as it is gets a buffer of its own.
+-- Data that the packet does not contain literally gets a buffer of its own.
 local function add_data(tree, range, field, raw)
     local item
     if field.column then
@@ -1182,7 +1182,7 @@ local function is_malformed(scanned)
     return found
 end
 
--- The outcome of a reply in words; nil for a success.
+-- Returns the outcome of a reply in words; nil for a success.
 local function failure_of(scanned)
     local values = {}
     for _, field in ipairs(scanned.fields) do
@@ -1238,7 +1238,7 @@ local function is_request(pinfo)
     return pinfo.match_uint ~= pinfo.src_port or pinfo.match_uint == pinfo.dst_port
 end
 
--- The words for form and class that the loopback programs put in front of a message.
+-- Reads the words for form and class that the loopback programs put before a message.
 local function label_of(bytes)
     local form, class = bytes:match("^(%l+) (%a+) ")
     if form and form_words[form] and has_form(class, form) then
@@ -1278,7 +1278,7 @@ local function dissect_message(tvb, offset, length, pinfo, tree, wanted_class)
     show(tvb(offset, length), bytes, pinfo, tree, message, place)
 end
 
--- Messages in a TCP stream: a text record is a line; any other message has its length in front, 32
+-- Messages in a TCP stream: a text record is a line; any other message comes after its length, 32
 -- bits, little-endian. The fourth byte tells them apart: it is 0 in a length, and never in a line.
 local function dissect_stream(tvb, pinfo, tree, class)
     local offset = 0

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds libraries and program from a copy of the tree with somebody else's tests/, installs them below a
-# folder of the machine's architecture, and runs the program; then builds them without tests/. At last looks
-# at the flags that a compiler of another kind would get.
+# Builds libraries and program from a copy of the tree with another project's tests/, installs them in a folder
+# for one machine architecture, and runs the program; builds them without tests/; and checks the flags that a
+# compiler of another kind would get.
 #
 # Usage: harness.sh SOURCE
 set -euo pipefail
@@ -14,10 +14,10 @@ configure() {
     cmake -S "$work/source" -B "$work/$1" -DCMAKE_BUILD_TYPE=Release -DCMAKE_UNITY_BUILD=ON "${@:2}" >>"$work/log"
 }
 build() {
-    cmake --build "$work/build" --parallel "$(nproc)" --target korvinpack korvinexchange korvinsimulator "$@" >>"$work/log"
+    cmake --build "$work/build" --parallel "$(nproc)" --target korvinexchange korvinpack korvinsimulator "$@" >>"$work/log"
 }
 
-echo "somebody else's tests:"
+echo "another project's tests:"
 cp "$1/tests/consumer/main.cpp" "$work/source/tests"
 cat >"$work/source/tests/CMakeLists.txt" <<'END'
 add_executable(their_tests main.cpp)

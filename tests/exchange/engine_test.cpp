@@ -1,4 +1,5 @@
-// The engine, call by call: what is sent when, which reply is taken, and how each request ends.
+// The engine, call by call: when requests are sent, which reply is taken, and how each request
+// ends.
 
 #include "exchangesupport.h"
 
@@ -181,7 +182,7 @@ TEST_F(EngineTest, AFailureIsTheOneThatThePeerTells)
         EXPECT_EQ(read->getAckCode(), row.ackCode);
         EXPECT_EQ(read->getCommResult(), row.comm);
         EXPECT_EQ(read->getPackResult(), row.pack);
-        EXPECT_EQ(read->data(), QByteArray()) << "what a failed read brings is no data";
+        EXPECT_EQ(read->data(), QByteArray()) << "a failed read has no data";
         EXPECT_EQ(read->getReplyDataLength(), 3);
         EXPECT_EQ(event.latency, ms(0));
         EXPECT_EQ(engine->counters().failed, 1U);
@@ -195,7 +196,7 @@ TEST_F(EngineTest, AFailureIsTheOneThatThePeerTells)
 
 // Which reply is taken.
 
-/// A reply to a read of three bytes at Register, with serial number 1, that is none.
+/// Something sent instead of a reply to a read of three bytes at Register, with serial number 1.
 struct MisfitRow
 {
     const char *name;
@@ -230,7 +231,7 @@ const MisfitRow MisfitRows[] = {
      "portAddr at 18: not that of the request: 2 expected, 3 found"},
     {"full reply in the order of its reader", Form::Frame,
      "01" HEADER "03000000 00 03000000 A0 A1 A2 00 01 00 03000000 00 03000000 A0 A1 A2",
-     "replyDataLength at 45: differs from the first one: 3 expected, 196608 found"},
+     "replyDataLength at 45: differs from the first copy: 3 expected, 196608 found"},
     {"Linux frame with a flipped bit", Form::Linux,
      "55AA 00 01 00 FF 01 02 FFFF 00 00 1000 000A 0300 A0 A1 A3 565A",
      "checksum at 21: wrong checksum: 0x5A57 expected, 0x5A56 found"},
@@ -277,7 +278,7 @@ TEST_P(Misfits, ChangeNothing)
     receive(message, replyTo(message));
     expectEnd(first, Outcome::Success);
     EXPECT_EQ(read->data(), dataAt(Register, 3));
-    // Where it does not come, the end says what did.
+    // Without it, the end names the reply that came.
     receive(unanswered, replyTo(message)); // it has the number of the first one
     setTime(ms(3000));
     expectEnd(second, Outcome::TimedOut);
@@ -810,7 +811,7 @@ const RefusedRow RefusedWrites[] = {
      [](PackageBase &p) { p.setTag(QStringLiteral("a,b")); },
      "refused: the peer would refuse it: too many: 19 columns expected, 20 found"},
     {"zero in a tag", Form::Frame, [](PackageBase &p) { p.setTag(QString(QChar(0))); },
-     "refused: the peer would refuse it: tag at 6: the text holds a zero byte, where readers end "
+     "refused: the peer would refuse it: tag at 6: the text contains a zero byte, where a decoder ends "
      "it"},
     {"long tag", Form::Frame, [](PackageBase &p) { p.setTag(QString(65536, QLatin1Char('a'))); },
      "refused: no form of the peer carries it: tag at 0: out of range: 0 to 65535 expected, 65536 "
@@ -1000,7 +1001,7 @@ TEST_F(EngineTest, TheEndOfTheLinkEndsAll)
     EXPECT_EQ(engine->serialNumbers(), 0);
     EXPECT_EQ(engine->nextTimeout(), std::nullopt);
     EXPECT_EQ(engine->counters().linkLost, 5U);
-    // On the next link a reply to the last one is one to nothing.
+    // On the next link, a reply to a request of the last one answers nothing.
     receive(first, replyTo(first));
     EXPECT_EQ(engine->counters().unknown, 1U);
     send(*sent);
@@ -1052,7 +1053,7 @@ TEST_F(EngineTest, ASpecialRequestWaitsForTheReplyToTheLastOneOfItsId)
     expectEnd(2, Outcome::Success);
     expectNothingToSend();
     EXPECT_EQ(engine->nextTimeout(), ms(3100)) << "when the other id is free";
-    // The late reply is none to the second one, and lets it go soon.
+    // The late reply does not answer the second request, and lets it be sent soon.
     setTime(ms(4000));
     engine->receive(Form::Text, "1,0,late,0", now);
     EXPECT_EQ(engine->counters().late, 1U);

@@ -1,4 +1,4 @@
-// What becomes of an engine and of the framings where memory runs out.
+// The engine and the framings when memory runs out.
 
 #include "exchangesupport.h"
 #include "mallochook.h"
@@ -215,7 +215,7 @@ void playCombinations(Play &play)
     play.untilAllHaveEnded();
 }
 
-/// Requests that no form carries, which takes texts that say why.
+/// Requests that no form carries; the reasons are texts, which take memory.
 void playRefused(Play &play)
 {
     const auto contradiction = makeRead(16, 4);
@@ -298,7 +298,7 @@ protected:
 
 TEST_P(EngineMemory, EachAllocationMayFail)
 {
-    play(-1, false); // what is made once
+    play(-1, false); // makes what is made only once
     int allocation = 0;
     for (bool hasFailed = true; hasFailed && !HasFailure(); ++allocation) {
         SCOPED_TRACE(allocation);

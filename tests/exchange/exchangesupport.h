@@ -14,7 +14,7 @@
 #include <vector>
 
 /// @file
-/// What the tests of the engine share: requests, a peer that answers them, and names in messages.
+/// Shared by the tests of the engine: requests, a peer that answers them, and names in messages.
 
 using namespace KorvinExchange;
 
@@ -51,19 +51,19 @@ std::unique_ptr<Package> makeRequest(quint32 address, const char *tag,
     return package;
 }
 
-/// A read of a register, with the tag that is given.
+/// A read of a register with a tag.
 std::unique_ptr<PackageRequestReadData> makeRead(quint32 address, int length,
                                                  const char *tag = "tag");
 
 std::unique_ptr<PackageRequestWriteData> makeWrite(quint32 address, const QByteArray &data,
                                                    const char *tag = "tag");
 
-/// What makeRead() reads where replyTo() carries it out: bytes that say the address.
+/// The data that replyTo() gives to makeRead(): bytes that show the address.
 QByteArray dataAt(quint32 address, int length);
 
 using CarryOut = std::function<void(PackageBase &)>;
 
-/// The reply of a peer, which reads data as dataAt() says; @p carryOut may change it.
+/// The reply of a peer, with the data of dataAt(); @p carryOut may change it.
 QByteArray replyTo(const QByteArray &request, const MessageShape &shape,
                    const CarryOut &carryOut = {}, ReplySize size = ReplySize::Short);
 
@@ -82,25 +82,25 @@ class EngineTest : public testing::Test
 protected:
     void restart(const Settings &settings);
 
-    /// One that takes requests in a form only.
+    /// An engine that takes requests in one form only.
     void restart(Form form);
 
     RequestId send(PackageBase &package, const RequestOptions &options = {});
 
-    /// The next message, which must be there.
+    /// Returns the next message, which must exist.
     OutgoingMessage take();
 
-    /// Expects that none may be sent.
+    /// Expects that no message may be sent.
     void expectNothingToSend();
 
     void receive(const OutgoingMessage &request, const QByteArray &reply);
 
-    /// The next event, which must be there.
+    /// Returns the next event, which must exist.
     Event takeEvent();
 
     void expectNoEvent();
 
-    /// Expects the next event, and what it says.
+    /// Expects the next event to have this content.
     Event expectEnd(RequestId id, Outcome outcome);
 
     /// Sets the clock, and tells the engine.

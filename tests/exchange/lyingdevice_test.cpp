@@ -1,5 +1,5 @@
 // A device that pauses, answers late, twice and in any order, with hundreds of requests under way:
-// what it gives to one request reaches no other.
+// data for one request never reaches another.
 
 #include "exchangesupport.h"
 
@@ -45,7 +45,7 @@ const Lie Lies[] = {
 class LyingDevice : public EngineTest, public testing::WithParamInterface<Lie>
 {
 protected:
-    /// Sends replies as the lie has it.
+    /// Sends replies as the lie demands.
     void answer(const OutgoingMessage &message)
     {
         const Lie &lie = GetParam();

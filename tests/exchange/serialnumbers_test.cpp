@@ -105,7 +105,7 @@ TEST_F(SerialNumberTest, OfSeveralFormsAreAllDifferent)
     EXPECT_FALSE(canSend()) << "a Linux frame has no more";
     send(other);
     EXPECT_EQ(take().bytes.mid(9, 2), hex("0001")); // 256
-    // What is small again is drawn for the form that needs it.
+    // A small number that is free again is drawn for the form that needs it.
     setTime(ms(3000));
     while (engine->takeEvent()) { }
     EXPECT_FALSE(canSend());
@@ -136,7 +136,7 @@ TEST_F(SerialNumberTest, RestForAMomentAfterTheirReply)
     send(*m_reads.back());
     expectNothingToSend();
     EXPECT_EQ(engine->nextTimeout(), ms(100));
-    // A second reply is one to nothing, and lets the number rest again.
+    // A second reply answers nothing, and lets the number rest again.
     receive(message, replyTo(message));
     EXPECT_EQ(engine->counters().duplicate, 1U);
     expectNothingToSend();
@@ -196,7 +196,7 @@ TEST_F(SerialNumberTest, ALateReplyEndsTheRest)
     takeEvent();
     setTime(ms(5000));
     EXPECT_FALSE(canSend());
-    // One that does not fit is none.
+    // A number that does not fit is refused.
     engine->receive(Form::Frame, hex("00 0100 00 01 00 04000000 A0 A1 A2 A3"), now);
     EXPECT_EQ(engine->counters().refusedReplies, 1U);
     EXPECT_EQ(engine->counters().late, 0U);

@@ -50,7 +50,7 @@ private:
         bool isLinkLost = false;
         int executions = 0;
         qint64 done = 0;
-        std::set<QByteArray> given; ///< The data that it was given, behind the register address.
+        std::set<QByteArray> given; ///< The data that it was given, after the register address.
         std::set<uint> told;        ///< The acknowledge codes that it was told.
     };
 

@@ -1,4 +1,4 @@
-// Short runs of the simulation; scripts/simulate.sh makes long ones.
+// Short runs of the simulation; .ci/long.sh simulate makes long ones.
 
 #include "simulation.h"
 
@@ -13,7 +13,7 @@ TEST(EngineSimulation, WhatTheEnginePromisesHolds)
             << "seed " << seed << "; to see it: korvinexchange_simulation --seed " << seed
             << " 100";
     }
-    // All of it has happened, or the runs would say little.
+    // Each event has happened; otherwise the runs would prove little.
     for (const char *what : {"sent",
                              "repeated",
                              "answered",

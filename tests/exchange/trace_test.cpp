@@ -1,4 +1,4 @@
-// What the engine tells of messages, in words and as a capture file.
+// Traces of messages, in words and as a capture file.
 
 #include "exchangesupport.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 constexpr quint32 Register = 0x0A000010;
 
-/// Keeps what it is told.
+/// Keeps the traced messages.
 class KeptTrace : public Trace
 {
 public:
@@ -162,7 +162,7 @@ TEST(PcapngWriter, CutsWhatADatagramCannotHold)
 
 #ifdef TSHARK
 
-/// What tshark says of the packets of a file, a line for each.
+/// The packets of a file as tshark shows them, a line for each.
 std::vector<std::string> dissected(const QString &fileName, const QStringList &fields)
 {
     QStringList arguments{QStringLiteral("-X"),

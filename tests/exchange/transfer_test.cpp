@@ -1,4 +1,4 @@
-// Transfers: which requests they consist of, what they bring, and how they end.
+// Transfers: their requests, their data, and how they end.
 
 #include "exchangesupport.h"
 
@@ -40,7 +40,7 @@ std::unique_ptr<PackageRequestWriteFile> makeFileWrite(int offset = 0, bool isBr
     return make<PackageRequestWriteFile>(isBroadcast, QStringLiteral("f"), offset);
 }
 
-/// What a request asks for, in short.
+/// A short description of a request.
 QString shortly(const OutgoingMessage &message)
 {
     std::unique_ptr<PackageBase> package;
@@ -320,7 +320,7 @@ TEST_F(TransferTest, SeveralPartsAreInFlight)
     EXPECT_EQ(engine->queued(), 1);
     for (const OutgoingMessage &message : messages)
         EXPECT_EQ(message.request, id);
-    // In any order: what is there from the beginning on counts.
+    // In any order: only bytes without a gap from the beginning count.
     const auto answerTo = [&](std::size_t index) {
         const OutgoingMessage &message = messages[index];
         receive(message,
@@ -338,7 +338,7 @@ TEST_F(TransferTest, SeveralPartsAreInFlight)
     EXPECT_EQ(event.package, package.get());
     EXPECT_EQ(package->getCurPartIndex(), 2);
     expectNoEvent();
-    // What nobody has taken is told once.
+    // Progress that nobody has taken is reported once.
     answerTo(2);
     answerTo(3);
     event = takeEvent();

@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Runs the load and fault tests of examples/loopback in full.
+#
+# 200 clients send 100,000 requests through the proxy to 10 devices; devices make faults; device and proxy are
+# killed meanwhile; every port gets garbage.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+
+scripts/setup.sh --tests
+echo "load: building"
+cmake --preset ci >/dev/null
+cmake --build --preset ci --target loopback_loadtest korvin-device korvin-proxy >/dev/null
+
+build=build/ci
+loadtest() {
+    "$build/tests/loopback_loadtest" "$build/examples/loopback/korvin-device" \
+        "$build/examples/loopback/korvin-proxy" "$@" --clients 200 --devices 10 --deadline 300
+}
+loadtest load --requests 100000
+loadtest faults --requests 20000 --timeout 500
+loadtest restart --requests 50000
+loadtest garbage
+echo "load: 4 tests pass"

@@ -1,0 +1,306 @@
+#!/usr/bin/env python3
+"""Changes one token of a source at a time, and counts the changes that the tests notice.
+
+With --library layouts it plants wrong layouts instead, which the replay of the fuzzers' corpora should
+notice: two neighbours swapped, a field moved, missing, doubled or with another verb, another constant.
+
+The mutants are made in a copy of the tree, in build/mutate. The tests are built once, with clang++ and
+without optimisation, and find each mutant of the library as their shared library.
+The same seed and sources make the same mutants. Exits with 1 where less than 98 % of those that
+docs/mutation.md does not explain are killed.
+"""
+
+import argparse
+import os
+import random
+import re
+import resource
+import shutil
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+WORK = ROOT / "build" / "mutate"
+TREE = WORK / "source"
+BUILD = WORK / "build"
+EXPLAINED = ROOT / "docs" / "mutation.md"
+
+# What is judged: the tests that are run, the quickest first: a program and its filter of GoogleTest, or a
+# fuzz target and its corpus.
+LARGE = "*256Mebibytes:*.LengthFarBeyond*:*.DataStringThatNoTextCanHold*"
+GENERATED = "*.AgreesWithTheDecoders*OnGeneratedInput"
+LIBRARIES = {
+    "korvinpackage": [
+        ("korvinpackage_tests", f"-{LARGE}"),
+        ("outofmemory_tests", "*OutOfMemory*"),
+        ("korvininspect_tests", f"-{GENERATED}"),
+        ("korvinpackage_tests", LARGE),
+        ("outofmemory_tests", "*DecoderMemory*:AnnouncedMemory*"),
+        ("korvininspect_tests", GENERATED),
+    ],
+    "korvininspect": [
+        ("korvininspect_tests", f"-{GENERATED}"),
+        ("outofmemory_tests", "*"),
+        ("korvininspect_tests", GENERATED),
+        ("korvinpack_tests", "*"),
+    ],
+    "layouts": [(f"{target}_replay", target) for target in
+                ("frame", "record", "linuxframe", "combination", "inspect")],
+}
+LAYOUTS = "korvinpackage/layouts_p.h"
+REQUIRED = 0.98
+MEMORY_LIMIT = 8 << 30  # of a test program; a mutant may ask for anything
+
+SWAPPED = {
+    "==": ["!="], "!=": ["=="],
+    "<": ["<=", ">"], "<=": ["<", ">"], ">": [">=", "<"], ">=": [">", "<"],
+    "+": ["-"], "-": ["+"], "*": ["/"], "/": ["*"], "%": ["*"],
+    "&": ["|"], "|": ["&"], "&&": ["||"], "||": ["&&"],
+    "<<": [">>"], ">>": ["<<"],
+    "+=": ["-="], "-=": ["+="], "|=": ["&="], "++": ["--"], "--": ["++"],
+    "true": ["false"], "false": ["true"],
+    "qMin": ["qMax"], "qMax": ["qMin"],
+}
+# Between blanks, so that brackets of templates, references and pointers are left alone.
+BINARY = re.compile(r"(?<= )(?:==|!=|<=|>=|&&|\|\||<<|>>|\+=|-=|\|=|[-<>+*/%&|])(?= )")
+WORD = re.compile(r"\b(?:true|false|qMin|qMax)\b|\+\+|--")
+NUMBER = re.compile(r"(?<![\w.])(0x[0-9A-Fa-f]+|\d+)(?![\w.'])")
+NEGATION = re.compile(r"!(?=[\w(])")
+ARGUMENTS = re.compile(r"(?<!qMin)(?<!qMax)\((\w+(?:\.\w+\(\))?), (\w+(?:\.\w+\(\))?)\)")
+CONDITION = re.compile(r"\bif \((?=.*\)$|.*\) \{$)")
+STATEMENT = re.compile(r"^\s+(?!return\b|break;|using\b|auto\b|const\b|static\b|case\b|template\b)"
+                       r"(?:[\w:>\-.*\[\]\(\)]+(?:\(.*\)| (?:[-+|]?=) .+)|(?:\+\+|--)[\w.]+);$")
+RETURN = re.compile(r"\breturn (?=[^;]+;)")
+ROW = re.compile(r"^    \{.+\},$")
+
+# A line of a layout, a constant of one, and the verbs that a field may have by mistake.
+FIELD = re.compile(r"^\s+(?:w\.(\w+)|\w+)\(.*\);$")
+CONSTANT = re.compile(r"static constexpr int|w\.constant|Marker = ")
+OTHER_VERBS = {
+    "u8": ["s8", "u16", "i32", "flag", "access"], "s8": ["u8", "u16"], "u16": ["u8", "i32"],
+    "i32": ["u8", "u16", "i32WrittenU32Read"], "flag": ["u8"], "access": ["u8", "flag"],
+    "u64WrittenI32Read": ["i32", "u16", "i32WrittenU32Read"],
+    "u32WrittenI32Read": ["i32", "i32WrittenU32Read"],
+    "i32WrittenU32Read": ["i32", "u16"], "escaped": ["text"], "text": ["escaped", "sizedText"],
+    "sizedText": ["uncountedText", "text"], "uncountedText": ["sizedText", "text"],
+    "readKind": ["writeKind"], "writeKind": ["readKind"],
+}
+
+
+def blanked(text):
+    """The text with the characters of comments, literals and directives as blanks."""
+    pattern = re.compile(r"//[^\n]*|/\*.*?\*/|\"(?:\\.|[^\"\\\n])*\"|'(?:\\.|[^'\\\n])+'|^#[^\n]*",
+                         re.DOTALL | re.MULTILINE)
+    return pattern.sub(lambda m: re.sub(r"[^\n]", " ", m.group()), text)
+
+
+def candidates(path):
+    """All mutants of a source: line number from 0, the line, and the line after the change."""
+    lines = path.read_text().split("\n")
+    found = []
+    for number, (line, code) in enumerate(zip(lines, blanked("\n".join(lines)).split("\n"))):
+        if "static_assert" in code:
+            continue
+
+        def change(start, end, replacement):
+            found.append((number, line, line[:start] + replacement + line[end:]))
+
+        for match in list(BINARY.finditer(code)) + list(WORD.finditer(code)):
+            for replacement in SWAPPED[match.group()]:
+                change(*match.span(), replacement)
+        for match in NUMBER.finditer(code):
+            change(*match.span(), str(int(match.group(), 0) + 1))
+        for match in NEGATION.finditer(code):
+            change(*match.span(), "")
+        for match in ARGUMENTS.finditer(code):
+            if match.group(1) != match.group(2) and not re.search(r"\w+ \w+\($", code[:match.start() + 1]):
+                change(*match.span(), f"({match.group(2)}, {match.group(1)})")
+        for match in CONDITION.finditer(code):
+            if code.count("(") == code.count(")"):
+                end = code.rindex(")")
+                change(match.start(), end, f"if (!({line[match.end():end]})")
+        if STATEMENT.match(code):
+            change(len(line) - len(line.lstrip()), len(line), ";")
+        if ROW.match(code):
+            found.append((number, line, ""))
+        for match in RETURN.finditer(code):
+            end = code.index(";", match.end())
+            if line[match.end():end] not in ("{}", "false", "nullptr", "0", "QString()"):
+                change(match.end(), end, "{}")
+    return found
+
+
+def wrong_layouts(path):
+    """The same for a source of layouts. What is before and after the change may be several lines."""
+    lines = path.read_text().split("\n")
+    found = []
+    start = 0  # of the layout that a line belongs to
+    for number, line in enumerate(lines):
+        if CONSTANT.search(line):
+            for match in NUMBER.finditer(line):
+                found += [(number, line, line[:match.start()] + str(value) + line[match.end():])
+                          for value in (int(match.group(), 0) - 1, int(match.group(), 0) + 1) if value >= 0]
+        match = FIELD.match(line)
+        if match:
+            verbs = OTHER_VERBS.get(match.group(1), [])
+            others = [line.replace(f".{match.group(1)}(", f".{verb}(") for verb in verbs]
+            found += [(number, line, other) for other in ["", f"{line}\n{line}", *others]]
+            continue
+        layout = lines[start:number]
+        found += [(start + i, f"{a}\n{b}", f"{b}\n{a}") for i, (a, b) in enumerate(zip(layout, layout[1:]))
+                  if a != b]
+        if len(layout) > 2:
+            orders = layout[1:] + layout[:1], layout[-1:] + layout[:-1], layout[::-1]
+            found += [(start, "\n".join(layout), "\n".join(order)) for order in orders if order != layout]
+        start = number + 1
+    return found
+
+
+def chosen(sources, mutants_of, count, seed):
+    """The mutants of each source in a random order, and as many of them as are its share."""
+    orders = {}
+    for source in sources:
+        orders[source] = mutants_of(TREE / source)
+        random.Random(f"{seed} {source}").shuffle(orders[source])
+    shares = {source: 0 for source in sources}
+    while sum(shares.values()) < count:
+        growing = [s for s in sources if shares[s] < len(orders[s])]
+        if not growing:
+            break
+        for source in growing[: count - sum(shares.values())]:
+            shares[source] += 1
+    return orders, shares
+
+
+def prepare(programs):
+    """Installs what is missing, copies the tree and builds the test programs in it."""
+    subprocess.run([ROOT / "scripts" / "setup.sh", "--ci"], check=True)
+    TREE.mkdir(parents=True, exist_ok=True)
+    files = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, check=True, capture_output=True)
+    for name in files.stdout.decode().split("\0"):
+        origin, copy = ROOT / name, TREE / name
+        if name and origin.is_file():
+            if not copy.exists() or copy.read_bytes() != origin.read_bytes():
+                copy.parent.mkdir(parents=True, exist_ok=True)
+                shutil.copyfile(origin, copy)
+    subprocess.run(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=",
+                    "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_FLAGS=-O0 -w",
+                    "-DBUILD_SHARED_LIBS=ON", "-DKORVINPACKAGE_BUILD_EXAMPLES=OFF"],
+                   check=True, stdout=subprocess.DEVNULL)
+    if not build(programs):
+        sys.exit(f"mutate: {' '.join(programs)} cannot be built without a mutant")
+
+
+def build(targets):
+    """Builds the libraries or programs; tests find the libraries where they were linked to them."""
+    return subprocess.run(["cmake", "--build", BUILD, "--target", *targets], check=False,
+                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
+
+
+def limited():
+    resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+
+def passes(program, tests, timeout):
+    environment = dict(os.environ, LC_ALL="C.UTF-8", GTEST_FAIL_FAST="1", GTEST_FILTER=tests)
+    command = [BUILD / "tests" / program]
+    if program.endswith("_replay"):
+        command = [BUILD / "fuzz" / program, ROOT / "fuzz" / "corpus" / tests]
+        del environment["GTEST_FILTER"]
+    process = subprocess.Popen(command, env=environment, cwd=WORK,
+                               preexec_fn=limited, stdin=subprocess.DEVNULL,
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        return process.wait(timeout) == 0
+    except subprocess.TimeoutExpired:
+        process.kill()
+        process.wait()
+        return False
+
+
+def explained():
+    """The survivors that docs/mutation.md says no test can kill: source, line before and after."""
+    rows = set()
+    for line in EXPLAINED.read_text().split("\n") if EXPLAINED.exists() else []:
+        cells = re.match(r"\| `([^`]+)` \| `` (.+?) `` \| `` (.+?) `` \|", line)
+        if cells:
+            rows.add(tuple(cell.replace("\\|", "|") for cell in cells.groups()))
+    return rows
+
+
+def on_one_line(text):
+    return re.sub(r"\s*\n\s*", " ", text.strip()) or ";"
+
+
+def cell(text):
+    return "`` " + on_one_line(text).replace("|", "\\|") + " ``"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
+    parser.add_argument("--count", type=int, default=240, help="number of mutants (%(default)s)")
+    parser.add_argument("--seed", type=int, default=1, help="which mutants (%(default)s)")
+    parser.add_argument("--library", choices=LIBRARIES, default="korvinpackage")
+    parser.add_argument("sources", nargs="*", help="sources instead of all of the library")
+    arguments = parser.parse_args()
+
+    suites = LIBRARIES[arguments.library]
+    programs = sorted({program for program, _ in suites})
+    if arguments.library == "layouts":
+        names, mutants_of, sources = ["korvinpackage", "korvininspect"], wrong_layouts, [LAYOUTS]
+    else:
+        names, mutants_of = [arguments.library], candidates
+        sources = arguments.sources or sorted(
+            str(path.relative_to(ROOT)) for suffix in ("*.cpp", "*_p.h")
+            for path in (ROOT / arguments.library).glob(suffix))
+    prepare(programs)
+    orders, shares = chosen(sources, mutants_of, arguments.count, arguments.seed)
+    timeouts = {}
+    for suite in suites:
+        start = time.monotonic()
+        if not passes(*suite, 600):
+            sys.exit(f"mutate: {' '.join(suite)} fails without a mutant")
+        timeouts[suite] = 20 + 5 * (time.monotonic() - start)
+
+    known = explained()
+    killed, equivalent, survivors, stillborn = 0, 0, [], 0
+    start = time.monotonic()
+    for source in sources:
+        original = (TREE / source).read_text()
+        pending = list(orders[source])
+        alive, done = 0, 0
+        while pending and done < shares[source]:
+            number, before, after = pending.pop(0)
+            lines = original.split("\n")
+            lines[number:number + before.count("\n") + 1] = after.split("\n")
+            (TREE / source).write_text("\n".join(lines))
+            if not build(names):
+                stillborn += 1
+                continue
+            done += 1
+            if not all(passes(*suite, timeouts[suite]) for suite in suites):
+                killed += 1
+            elif (source, on_one_line(before), on_one_line(after)) in known:
+                equivalent += 1
+            else:
+                alive += 1
+                survivors.append((source, number + 1, before, after))
+                print(f"survives: | `{source}` | {cell(before)} | {cell(after)} | line {number + 1}",
+                      flush=True)
+        (TREE / source).write_text(original)
+        print(f"{source}: {done} mutants, {alive} survive ({time.monotonic() - start:.0f} s)",
+              flush=True)
+
+    judged = killed + len(survivors)
+    rate = killed / judged if judged else 0
+    print(f"{judged + equivalent} mutants of {len(sources)} sources, {killed} killed, {equivalent} "
+          f"explained, {len(survivors)} survive; {stillborn} more did not compile; "
+          f"{100 * rate:.1f} % killed of those that are not explained")
+    return 0 if rate >= REQUIRED else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

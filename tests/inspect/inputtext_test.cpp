@@ -1,0 +1,28 @@
+// Texts from the input: zero bytes, and how terminals and logs show them.
+
+#include "testsupport.h"
+
+#include <korvininspect/inputtext.h>
+
+namespace {
+
+TEST(InputText, ZeroBytesAreCharacters)
+{
+    EXPECT_EQ(textFromUtf8(QByteArray("a\0\xC3\xA9", 4)).size(), 3);
+    EXPECT_EQ(textFromUtf8({}), QString());
+}
+
+TEST(InputText, ControlCharactersAreEscaped)
+{
+    const QString text = QString::fromUtf8("a\x1B[1m\n\x7F\xC2\x9B\xE2\x80\xAEé\xF0\x9F\x98\x80");
+    EXPECT_EQ(printable(text),
+              QString::fromUtf8("a\\u001b[1m\\u000a\\u007f\\u009b\\u202eé\xF0\x9F\x98\x80"));
+}
+
+TEST(InputText, LongTextsAreCut)
+{
+    EXPECT_EQ(printable(QStringLiteral("abcde"), 5), QStringLiteral("abcde"));
+    EXPECT_EQ(printable(QStringLiteral("abcdef"), 5), QStringLiteral("abcde..."));
+}
+
+} // namespace

@@ -1,0 +1,354 @@
+// The commands explain, check and diff of the command-line program, and encode --cpp.
+
+#include "korvinpackrun.h"
+
+#include <QtCore/QJsonArray>
+#include <QtCore/QProcess>
+
+#include <sys/resource.h>
+
+namespace {
+
+class ExplainCommands : public KorvinpackRun
+{
+protected:
+    /// A file with so many thousand lines. It is made piece by piece: what the test holds when it
+    /// starts a process would count as memory of that process.
+    QString thousands(int count, const char *line) const
+    {
+        QFile file(path("thousands.txt"));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        const QByteArray thousand = (QByteArray(line) + '\n').repeated(1000);
+        for (int i = 0; i < count; ++i)
+            file.write(thousand);
+        return file.fileName();
+    }
+};
+
+const char ShortReply[] = "00 0500 00 01 00";
+const char Record[] = "7,usb0,0,0,0,0,0,0,0,0,read,3,,ok,ok";
+
+QStringList arguments(const char *command, const char *input)
+{
+    return {QString::fromLatin1(command), QString::fromLatin1(input)};
+}
+
+TEST_F(ExplainCommands, GuessesWhatIsNotSaid)
+{
+    EXPECT_TRUE(outputOf(arguments("explain", ShortReply))
+                    .startsWith("reply frame of PackageBase, 6 bytes: ok (a guess: "));
+    EXPECT_TRUE(outputOf(arguments("explain", Record))
+                    .startsWith("request record of PackageBase, 36 bytes: ok (a guess: "));
+    EXPECT_TRUE(outputOf(words("explain --class PackageRequestWrite --form frame --direction reply"
+                               " 000500000100"))
+                    .startsWith("reply frame of PackageRequestWrite, 6 bytes: ok\n"));
+    // A record of digits alone looks like a frame.
+    EXPECT_TRUE(outputOf(words("explain --form text 1234")).contains("1234"));
+}
+
+TEST_F(ExplainCommands, JsonIsAnObjectInALineForEachInput)
+{
+    const QByteArray output = outputOf(words("explain --json"), "00 0500 00 01 00\r\n\n1,2,x,y\n");
+    const QList<QByteArray> lines = output.split('\n');
+    ASSERT_EQ(lines.size(), 3);
+    const QJsonObject first = QJsonDocument::fromJson(lines.at(0)).object();
+    EXPECT_EQ(first.value(QStringLiteral("line")).toInt(), 1);
+    EXPECT_EQ(first.value(QStringLiteral("what")).toString(),
+              QStringLiteral("reply frame of PackageBase"));
+    EXPECT_EQ(first.value(QStringLiteral("verdict")).toObject(),
+              (QJsonObject{{QStringLiteral("ok"), true}}));
+    EXPECT_EQ(first.value(QStringLiteral("fields")).toArray().size(), 5);
+    const QJsonObject second = QJsonDocument::fromJson(lines.at(1)).object();
+    EXPECT_EQ(second.value(QStringLiteral("line")).toInt(), 3);
+    const QJsonObject verdict = second.value(QStringLiteral("verdict")).toObject();
+    EXPECT_FALSE(verdict.value(QStringLiteral("ok")).toBool());
+    EXPECT_TRUE(verdict.contains(QStringLiteral("reason")));
+}
+
+TEST_F(ExplainCommands, VerdictInJsonSaysWhere)
+{
+    const QByteArray output = outputOf(
+        {QStringLiteral("explain"), QStringLiteral("--json"), QStringLiteral("ReadData^1,2|x^")});
+    EXPECT_EQ(QJsonDocument::fromJson(output).object().value(QStringLiteral("verdict")).toObject(),
+              QJsonDocument::fromJson(R"({"ok": false, "item": 1, "position": 2,
+                  "reason": "item 1, too few: 17 columns expected, 2 found",
+                  "expected": "17 columns", "found": "2"})")
+                  .object());
+    const QByteArray frame = outputOf(words("explain --json --direction request 000500"));
+    EXPECT_EQ(QJsonDocument::fromJson(frame).object().value(QStringLiteral("verdict")).toObject(),
+              QJsonDocument::fromJson(R"({"ok": false, "field": "deviceKey", "position": 3,
+                  "reason": "deviceKey at 3: announced 5 bytes, left 0 bytes",
+                  "expected": "5 bytes", "found": "0 bytes"})")
+                  .object());
+}
+
+TEST_F(ExplainCommands, ManyInputsAreReportedByLine)
+{
+    const QByteArray input("00 0500 00 01 00\n\n00 0500\n");
+    const QByteArray explained = outputOf(words("explain"), input);
+    EXPECT_TRUE(explained.startsWith("line 1: reply frame of PackageBase, 6 bytes: ok"));
+    EXPECT_TRUE(explained.contains("\n\nline 3: request frame of PackageBase, 3 bytes: refused: "));
+
+    const Finished checked = korvinpack(words("check"), input);
+    EXPECT_EQ(checked.exitStatus, 1);
+    EXPECT_EQ(checked.error, QString());
+    EXPECT_EQ(checked.output,
+              QByteArray("line 1: ok (as reply frame of PackageBase)\n"
+                         "line 3: refused: deviceKey at 3: announced 5 bytes, left 0 bytes "
+                         "(as request frame of PackageBase)\n"));
+}
+
+TEST_F(ExplainCommands, ALineThatIsNeitherFrameNorRecordDoesNotEndAStream)
+{
+    const QByteArray input("000500000100\n0x\n000600000100\n");
+    const Finished checked =
+        korvinpack(words("check --class PackageBase --form frame --direction reply"), input);
+    EXPECT_EQ(checked.exitStatus, 1);
+    EXPECT_EQ(checked.output,
+              QByteArray("line 1: ok\n"
+                         "line 2: refused: \"x\" at character 2 is not a hexadecimal digit\n"
+                         "line 3: ok\n"));
+    const QList<QByteArray> lines = outputOf(words("explain --json"), input).split('\n');
+    EXPECT_EQ(lines.value(1),
+              QByteArray("{\"line\":2,\"verdict\":{\"ok\":false,\"reason\":\"\\\"x\\\" at "
+                         "character 2 is not a hexadecimal digit\"}}"));
+    EXPECT_TRUE(outputOf(words("explain"), input).contains("\nline 2: refused: "));
+}
+
+TEST_F(ExplainCommands, AZeroByteIsPartOfTheInput)
+{
+    const QByteArray record = QByteArray(Record) + QByteArray("\0,evil", 6);
+    for (const char *command :
+         {"check", "check --class PackageBase --form text --direction request"}) {
+        const Finished run = korvinpack(words(command), record + '\n');
+        EXPECT_EQ(run.exitStatus, 1) << command;
+        EXPECT_TRUE(run.output.startsWith("refused: ")) << run.output.toStdString();
+    }
+    EXPECT_EQ(korvinpack(words("check"), QByteArray("\0\5\n", 3)).exitStatus, 2);
+}
+
+TEST_F(ExplainCommands, TerminalsGetNoControlCharacters)
+{
+    const QByteArray frame = hex("00 0300 1B5B48 0100 0A 03000000 0000 00 00 00 00 0000 00 00 0000 "
+                                 "0000");
+    const QByteArray output = outputOf(words("explain --raw"), frame);
+    EXPECT_FALSE(output.contains('\x1B'));
+    EXPECT_TRUE(output.contains("\"\\u001b[H\""));
+    EXPECT_TRUE(output.contains("\"\\u000a\""));
+}
+
+TEST_F(ExplainCommands, RawInputIsOneFrame)
+{
+    const QString frame = write("frame.bin", hex("00 0A0D 00 01 00"));
+    EXPECT_EQ(outputOf({QStringLiteral("check"), QStringLiteral("--raw"), QStringLiteral("--file"),
+                        frame}),
+              QByteArray("ok (as reply frame of PackageBase)\n"));
+    EXPECT_EQ(outputOf(words("check --raw"), hex("00 0A0D 00 01 00")),
+              QByteArray("ok (as reply frame of PackageBase)\n"));
+}
+
+TEST_F(ExplainCommands, HtmlIsWrittenToAFile)
+{
+    const QString page = path("page.html");
+    EXPECT_EQ(outputOf({QStringLiteral("explain"), QStringLiteral("--html"), page,
+                        QString::fromLatin1(ShortReply)}),
+              QByteArray());
+    QFile file(page);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray content = file.readAll();
+    EXPECT_TRUE(content.startsWith("<!DOCTYPE html>"));
+    EXPECT_TRUE(content.contains("reply frame of PackageBase"));
+    EXPECT_TRUE(content.contains("commResult"));
+}
+
+TEST_F(ExplainCommands, DiffTakesTexts)
+{
+    const QString first = write("first.txt", "00 0500 00 01 00\n");
+    const QString second = write("second.txt", "00 0500 00 01 02");
+    const Finished run =
+        korvinpack({QStringLiteral("diff"), QStringLiteral("--files"), first, second});
+    EXPECT_EQ(run.exitStatus, 1);
+    EXPECT_EQ(run.output,
+              QByteArray("reply frame of PackageBase\n"
+                         "     5  packResult            0 (ok) -> 2 (memErr)\n"));
+    // The second input is read as the class of the first one.
+    const Finished longer = korvinpack(words("diff 000500000100 00050000010001"));
+    EXPECT_EQ(longer.exitStatus, 1);
+    EXPECT_EQ(longer.output,
+              QByteArray("reply frame of PackageBase\n     6  not read              - -> 01\n"));
+}
+
+/// A run that takes quadratic time does not finish in time.
+TEST_F(ExplainCommands, DiffOfManyColumnsTakesLinearTime)
+{
+    const QByteArray record = QByteArray(Record) + QByteArray(",1").repeated(50000);
+    const QString first = write("first.txt", record);
+    const QString second = write("second.txt", record + '2');
+    const Finished run =
+        korvinpack({QStringLiteral("diff"), QStringLiteral("--files"), first, second});
+    EXPECT_EQ(run.exitStatus, 1);
+    EXPECT_TRUE(run.output.endsWith("\n 50014  not read              1 -> 12\n"))
+        << run.output.toStdString();
+}
+
+TEST_F(ExplainCommands, ColorsAreShownOnDemand)
+{
+    const QStringList plain = arguments("explain", ShortReply);
+    EXPECT_FALSE(outputOf(plain).contains('\x1B'));
+    EXPECT_TRUE(outputOf(plain + words("--color=always")).contains("\x1B[36m00 "));
+}
+
+/// Tests on a pseudo-terminal, which not every machine has.
+class NeedsATerminal : public KorvinpackRun
+{
+protected:
+    void SetUp() override
+    {
+        if (!run(QStringLiteral("true")))
+            GTEST_SKIP() << "no pseudo-terminal: " << m_output.toStdString();
+    }
+
+    /// What a command prints on a terminal.
+    QByteArray shown(const QString &command)
+    {
+        EXPECT_TRUE(run(command));
+        return m_output;
+    }
+
+private:
+    bool run(const QString &command)
+    {
+        QProcess terminal;
+        terminal.setProcessChannelMode(QProcess::MergedChannels);
+        terminal.start(QStringLiteral("script"),
+                       {QStringLiteral("--quiet"), QStringLiteral("--return"),
+                        QStringLiteral("--command"), command, QStringLiteral("/dev/null")});
+        const bool finished = terminal.waitForFinished();
+        m_output = terminal.readAll();
+        return finished && terminal.exitStatus() == QProcess::NormalExit
+            && terminal.exitCode() == 0;
+    }
+
+    QByteArray m_output;
+};
+
+TEST_F(NeedsATerminal, ColorsAreShown)
+{
+    EXPECT_TRUE(shown(QStringLiteral(KORVINPACK " explain 000500000100")).contains("\x1B[36m00 "));
+    const QByteArray never =
+        shown(QStringLiteral(KORVINPACK " explain --color=never 000500000100"));
+    EXPECT_TRUE(never.contains("marker"));
+    EXPECT_FALSE(never.contains('\x1B'));
+}
+
+TEST_F(NeedsATerminal, ProgressIsShown)
+{
+    const QString records = write("records.txt", (QByteArray(ShortReply) + '\n').repeated(10000));
+    EXPECT_EQ(shown(QStringLiteral(KORVINPACK " check --file %1 > /dev/null").arg(records)),
+              QByteArray("\rkorvinpack: 10000 lines\r\x1B[K"));
+}
+
+/// The most memory that any finished process has taken, in KiB.
+long peakOfChildren()
+{
+    rusage usage{};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    return usage.ru_maxrss;
+}
+
+/// The address sanitizer keeps freed memory for a while; here it must not.
+QProcessEnvironment environmentThatFrees()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("quarantine_size_mb=0"));
+    return environment;
+}
+
+/// Runs korvinpack with its output in a file; returns the most memory that it took.
+long peakOf(const QStringList &arguments, const QString &output)
+{
+    QProcess process;
+    process.setProcessEnvironment(environmentThatFrees());
+    process.setStandardOutputFile(output);
+    process.start(QStringLiteral(KORVINPACK), arguments);
+    EXPECT_TRUE(process.waitForFinished(300000));
+    EXPECT_EQ(process.exitCode(), 0);
+    return peakOfChildren();
+}
+
+TEST_F(ExplainCommands, AMillionRecordsTakeNoMoreMemoryThanAFew)
+{
+    const QStringList command =
+        words("check --class PackageBase --form text --direction request --file");
+    const QString verdicts = path("verdicts.txt");
+    const long peakOfFew = peakOf(command + QStringList(thousands(1, Record)), verdicts);
+    EXPECT_LT(peakOf(command + QStringList(thousands(1000, Record)), verdicts), peakOfFew + 4096);
+    QFile file(verdicts);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    ASSERT_TRUE(file.seek(file.size() - 17));
+    EXPECT_EQ(file.readAll(), QByteArray("line 1000000: ok\n"));
+}
+
+TEST_F(ExplainCommands, FiftyThousandExplanationsTakeNoMoreMemoryThanAFew)
+{
+    const QStringList command =
+        words("explain --class PackageBase --form frame --direction reply --file");
+    const QString nowhere = QStringLiteral("/dev/null");
+    const long peakOfFew = peakOf(command + QStringList(thousands(1, ShortReply)), nowhere);
+    EXPECT_LT(peakOf(command + QStringList(thousands(50, ShortReply)), nowhere), peakOfFew + 4096);
+}
+
+TEST_F(ExplainCommands, WrongInputGetsOneLineAndStatus2)
+{
+    const struct
+    {
+        const char *command;
+        const char *input;
+        const char *error;
+    } rows[] = {
+        {"explain 0", "", "INPUT: the hexadecimal digit at character 1 is not followed by a second one"},
+        {"check --form frame 00,05", "", "INPUT: \",\" at character 3 is not a hexadecimal digit"},
+        {"diff 000500000100 7,usb0,0", "", "B: \",\" at character 2 is not a hexadecimal digit"},
+        {"explain --class Package 00", "",
+         "Package: no such class; \"korvinpack classes\" lists them"},
+        {"explain --form binary 00", "", "--form binary: not one of frame, text, linux"},
+        {"explain --direction up 00", "", "--direction up: not one of request, reply"},
+        {"explain --color=blue 00", "", "--color blue: not one of auto, always, never"},
+        {"explain --class PackageRequestCombination --form frame --direction request 00", "",
+         "INPUT: there is no request frame of PackageRequestCombination"},
+        {"check --file /nowhere/x", "", "/nowhere/x: No such file or directory"},
+        {"check --file x 00", "", "--file x: not allowed with INPUT"},
+        {"check 00 01", "", "01: unexpected argument"},
+        {"explain --html /nowhere/x 00", "", "/nowhere/x: No such file or directory"},
+        {"explain --html x", "00\n01\n", "--html x: a page shows only one input"},
+        {"diff 00", "", "A and B: missing"},
+        {"diff 00 0", "", "B: the hexadecimal digit at character 1 is not followed by a second one"},
+        {"diff --files /nowhere/x 00", "", "/nowhere/x: No such file or directory"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.command);
+        const Finished run = korvinpack(words(row.command), row.input);
+        EXPECT_EQ(run.exitStatus, 2);
+        EXPECT_EQ(run.error, QStringLiteral("korvinpack: %1\n").arg(QString::fromUtf8(row.error)));
+    }
+}
+
+TEST_F(ExplainCommands, CppBuildsThePackage)
+{
+    EXPECT_EQ(outputOf(words("encode --cpp --class PackageBase --set tag=t1 --set highAddr=0xA00")),
+              QByteArray("#include <packagebase.h>\n\n"
+                         "PackageBase package;\n"
+                         "package.setSerialNum(0ULL);\n"
+                         "package.setTag(QString::fromUtf8(\"t1\", 2));\n"
+                         "package.setHighAddr(2560);\n"));
+}
+
+TEST_F(ExplainCommands, HelpShowsExamples)
+{
+    for (const char *command : {"explain", "check", "diff"}) {
+        const QByteArray help = outputOf({QString::fromLatin1(command), QStringLiteral("--help")});
+        EXPECT_TRUE(help.contains("Example")) << command;
+    }
+}
+
+} // namespace

@@ -1,0 +1,350 @@
+// The command-line program, run as its users run it.
+
+#include "korvinpackrun.h"
+
+#include <QtCore/QJsonArray>
+
+namespace {
+
+using Korvinpack = KorvinpackRun;
+
+TEST_F(Korvinpack, WorkedExampleOfTheByteFrame)
+{
+    EXPECT_EQ(outputOf(words("encode --class PackageBase")),
+              "00 00 00 00 00 03 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n");
+    EXPECT_EQ(outputOf(words("encode --class PackageBase --set deviceKey=ab")),
+              "00 02 00 61 62 00 00 03 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n");
+    EXPECT_EQ(outputOf(words("encode --class PackageBase --set serialNum=5 --direction reply")),
+              "00 05 00 00 01 00\n");
+}
+
+const char Example[] = R"({
+  "class": "PackageBase", "serialNum": 7, "deviceKey": "usb/0,1", "deviceType": 1,
+  "desAddr": 255, "portAddr": 2, "scanBoardAddr": 65535, "highAddr": 2560, "lowAddr": 16,
+  "readWriteCode": "write", "timeout": 3000, "tag": "t1", "commResult": "pending"
+})";
+
+TEST_F(Korvinpack, WorkedExampleOfTheTextRecord)
+{
+    const QString file = write("package.json", Example);
+    EXPECT_EQ(outputOf({QStringLiteral("encode"), QStringLiteral("--form"), QStringLiteral("text"),
+                        file}),
+              "7,usb#*#0*#*1,1,0,255,2,65535,2560,16,0,write,3000,t1,pending,ok\n");
+    EXPECT_EQ(outputOf(words("encode --form text --direction reply -"), Example),
+              "7,usb#*#0*#*1,1,0,255,2,65535,2560,16,0,write,3000,t1,pending,ok,0\n");
+}
+
+TEST_F(Korvinpack, ReplySizes)
+{
+    EXPECT_EQ(outputOf(words("encode --class PackageRequestRead --direction reply --reply full "
+                             "--set ackCode=7 --set replyDataLength=0x1234")),
+              "01 00 00 00 00 03 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+              "34 12 00 00 00 07 00 01 00 00 00 34 12 00 00 00\n");
+    EXPECT_EQ(outputOf(words("encode --class PackageRequestRead --direction reply --reply short "
+                             "--set commResult=crcErr --set packResult=abort")),
+              "00 00 00 00 02 FE\n");
+}
+
+TEST_F(Korvinpack, RawBytesInAndOut)
+{
+    const QByteArray frame =
+        outputOf(words("encode --raw --class PackageRequestWriteData --set data=01ff10"));
+    EXPECT_EQ(frame,
+              hex("00 0000 0000 03000000 0000 00 00 00 00 0000 01 00 0000 0000 00 00 "
+                  "03000000 01FF10"));
+    const QString file = write("frame.bin", frame);
+    const QByteArray expected =
+        outputOf(words("decode --class PackageRequestWriteData"), frame.toHex());
+    EXPECT_TRUE(expected.contains("\npackageDataLength             3\n"
+                                  "data                          3 bytes: 01 FF 10\n"
+                                  "consumed                      29 of 32 bytes\n"))
+        << expected.toStdString();
+    EXPECT_EQ(outputOf(words("decode --raw --class PackageRequestWriteData"), frame), expected);
+    EXPECT_EQ(outputOf(words("decode --raw --class PackageRequestWriteData --file") << file),
+              expected);
+}
+
+TEST_F(Korvinpack, TextInput)
+{
+    const char record[] = "12,0,hello";
+    const QByteArray expected = outputOf(words("decode --class SpecialPackageRequest --form text")
+                                         << QString::fromLatin1(record));
+    EXPECT_TRUE(expected.contains("\nstrData                       hello\n"));
+    for (const char *input : {"12,0,hello", "12,0,hello\n", "12,0,hello\r\n"}) {
+        EXPECT_EQ(outputOf(words("decode --class SpecialPackageRequest --form text"), input),
+                  expected);
+    }
+    EXPECT_EQ(outputOf(words("encode --raw --form text --class SpecialPackageRequest --set id=12 "
+                             "--set timeout=0 --set strData=hello")),
+              record);
+}
+
+TEST_F(Korvinpack, EncodedPackagesOfEveryClassAndFormComeBack)
+{
+    const struct
+    {
+        const char *form;
+        const char *direction;
+    } forms[] = {{"frame", "request"}, {"text", "request"}, {"frame", "reply"}};
+    for (const PackageClass &listed : packageClasses()) {
+        // Each class is read back in every form that carries these fields.
+        QStringList assignments = words("--set serialNum=21 --set ackCode=0");
+        if (listed.field(QStringLiteral("data")))
+            assignments << words("--set data=0102");
+        if (listed.name == QLatin1String("PackageRequestReadFile"))
+            assignments << words("--set fileNameWithPath=a/b");
+        for (const auto &form : forms) {
+            if (listed.name == QLatin1String("SpecialPackageRequest")
+                && QLatin1String(form.form) == QLatin1String("text")) {
+                continue; // has no serial number
+            }
+            SCOPED_TRACE((listed.name + QLatin1Char(' ') + QLatin1String(form.form)
+                          + QLatin1Char(' ') + QLatin1String(form.direction))
+                             .toStdString());
+            const QStringList options{QStringLiteral("--class"),     listed.name,
+                                      QStringLiteral("--form"),      QLatin1String(form.form),
+                                      QStringLiteral("--direction"), QLatin1String(form.direction)};
+            const QByteArray encoded =
+                outputOf(QStringList{QStringLiteral("encode")} + options + assignments);
+            const QByteArray json =
+                korvinpack(QStringList{QStringLiteral("decode"), QStringLiteral("--json")}
+                               + options,
+                           encoded)
+                    .output;
+            EXPECT_EQ(QJsonDocument::fromJson(json).object().value(QLatin1String("serialNum")), 21);
+            EXPECT_EQ(outputOf(QStringList{QStringLiteral("encode"), QStringLiteral("-")} + options,
+                               json),
+                      encoded);
+        }
+    }
+}
+
+TEST_F(Korvinpack, JsonHasEveryFieldAndKeepsIt)
+{
+    for (const PackageClass &listed : packageClasses()) {
+        SCOPED_TRACE(listed.name.toStdString());
+        const std::unique_ptr<PackageBase> package = listed.create();
+        const QJsonObject json = packageToJson(*package);
+        EXPECT_EQ(static_cast<std::size_t>(json.size()), listed.fields.size() + 1);
+        const std::unique_ptr<PackageBase> copy = listed.create();
+        EXPECT_EQ(packageFromJson(json, *copy), QString());
+        EXPECT_EQ(packageToJson(*copy), json);
+    }
+}
+
+TEST_F(Korvinpack, LargeNumbersSurviveInJson)
+{
+    const QByteArray json = outputOf(words("decode --json --class PackageBase --form text"),
+                                     "-1,,0,0,0,0,0,0,0,0,read,3,,ok,ok");
+    EXPECT_TRUE(json.contains("\"serialNum\": \"18446744073709551615\""));
+    EXPECT_TRUE(outputOf(words("encode --form text -"), json).startsWith("18446744073709551615,"));
+}
+
+TEST_F(Korvinpack, Classes)
+{
+    const QByteArray all = outputOf(words("classes"));
+    for (const PackageClass &listed : packageClasses()) {
+        EXPECT_TRUE(('\n' + all).contains('\n' + listed.name.toUtf8() + '\n'));
+        const QByteArray one = outputOf({QStringLiteral("classes"), listed.name});
+        EXPECT_TRUE(all.contains(one));
+        for (const PackageField &field : listed.fields)
+            EXPECT_TRUE(one.contains("\n  " + field.name.toUtf8() + ' '))
+                << field.name.toStdString();
+    }
+    EXPECT_TRUE(
+        outputOf(words("classes PackageRequestRead"))
+            .contains("\n  maxPartSize                   a whole number from -2147483648 to "
+                      "2147483647; default \"2048 (0x800)\"\n"));
+}
+
+TEST_F(Korvinpack, Help)
+{
+    EXPECT_TRUE(outputOf(words("--help")).contains("\nCommands:\n"));
+    EXPECT_EQ(outputOf(words("-h")), outputOf(words("--help")));
+    for (const char *command : {"encode", "decode", "combine", "classes"}) {
+        const QByteArray help = outputOf({QString::fromLatin1(command), QStringLiteral("--help")});
+        EXPECT_TRUE(help.contains("\nExample")) << command;
+    }
+}
+
+TEST_F(Korvinpack, LinuxFrames)
+{
+    EXPECT_EQ(outputOf(words("encode --form linux --class PackageRequestReadData "
+                             "--set serialNum=5 --set replyDataLength=256")),
+              "55 AA 00 05 00 00 00 00 00 00 00 00 00 00 00 00 00 01 5B 55\n");
+    const QByteArray decoded =
+        outputOf(words("decode --form linux --class PackageRequestWriteIP"),
+                 "55AA 04 07 00 00 00 00 0000 01 00 0000 0000 0200 ABCD DB56");
+    EXPECT_TRUE(decoded.contains("\ncommResult                    timeout (5)\n"));
+    EXPECT_TRUE(decoded.contains("\ndata                          2 bytes: AB CD\n"));
+    EXPECT_EQ(outputOf(words("encode --form linux --direction reply --class PackageRequestReadData "
+                             "--set serialNum=5 --set commResult=timeout --set data=01FF")),
+              "55 AA 04 05 00 00 00 00 00 00 00 00 00 00 00 00 02 00 01 FF 60 56\n");
+}
+
+TEST_F(Korvinpack, Combination)
+{
+    const QString upload = write("upload.txt", "content");
+    const QString writeData = write("write.json", R"({"class": "PackageRequestWriteData",
+        "serialNum": 1, "data": "01FF"})");
+    const QString writeFile = write("file.json",
+                                    R"({"class": "PackageRequestWriteFile",
+        "serialNum": 2, "fileNameWithPath": ")"
+                                        + upload.toUtf8() + "\"}");
+    const QString readData = write("read.json", R"({"class": "PackageRequestReadData",
+        "serialNum": 3, "replyDataLength": 4})");
+    const QString readFile = write("readfile.json", R"({"class": "PackageRequestReadFile",
+        "serialNum": 4, "replyDataLength": 5, "fileNameWithPath": "b"})");
+    const QByteArray record =
+        outputOf({QStringLiteral("combine"), writeData, writeFile, readData, readFile});
+    EXPECT_EQ(record,
+              "writeData^1,,0,0,0,0,0,0,0,0,write,3,,ok,ok,false,data,2,1/255|"
+              "writeFile^2,,0,0,0,0,0,0,0,0,write,3,,ok,ok,false,file,"
+                  + upload.toUtf8()
+                  + ",0|"
+                    "ReadData^3,,0,0,0,0,0,0,0,0,read,3,,ok,ok,4,data|"
+                    "ReadFile^4,,0,0,0,0,0,0,0,0,read,3,,ok,ok,5,file,b\n");
+
+    const QByteArray tables =
+        outputOf(words("decode --verify --class PackageRequestCombination"), record);
+    EXPECT_TRUE(
+        tables.startsWith("item 1\nclass                         PackageRequestWriteData\n"));
+    EXPECT_TRUE(
+        tables.contains("\n\nitem 4\nclass                         PackageRequestReadFile\n"));
+    const QJsonArray json =
+        QJsonDocument::fromJson(
+            outputOf(words("decode --json --class PackageRequestCombination"), record))
+            .array();
+    ASSERT_EQ(json.size(), 4);
+    EXPECT_EQ(json.at(0).toObject().value(QLatin1String("data")), QStringLiteral("01ff"));
+    EXPECT_EQ(json.at(2).toObject().value(QLatin1String("replyDataLength")), 4);
+}
+
+TEST_F(Korvinpack, CombinationThatCannotBeCarriedOut)
+{
+    const QByteArray record = "writeFile^2,,0,0,0,0,0,0,0,0,write,3,,ok,ok,false,file,missing,0";
+    EXPECT_TRUE(outputOf(words("decode --class PackageRequestCombination"), record)
+                    .contains("\nfileNameWithPath              missing\n"));
+    const Finished run =
+        korvinpack(words("decode --verify --class PackageRequestCombination"), record);
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_EQ(run.output, QByteArray());
+    EXPECT_EQ(run.error,
+              QStringLiteral("warning:  file is not exist .\n"
+                             "korvinpack: -: the requests cannot be carried out\n"));
+}
+
+struct ErrorRow
+{
+    const char *arguments;
+    const char *input;
+    const char *error;
+};
+
+const ErrorRow ErrorRows[] = {
+    {"", "", "a command is missing; see korvinpack --help"},
+    {"explode", "", "explode: no such command; see korvinpack --help"},
+    {"encode", "", "encode: class: missing"},
+    {"encode --frm text", "", "Unknown option 'frm'."},
+    {"encode --class Nothing", "", "Nothing: no such class; \"korvinpack classes\" lists them"},
+    {"encode --class PackageBase --form xml", "", "--form xml: not one of frame, text, linux"},
+    {"encode --class PackageBase --direction up", "", "--direction up: not one of request, reply"},
+    {"encode --class PackageBase --reply long", "", "--reply long: not one of short, full"},
+    {"encode --class PackageBase --set timeout", "", "--set timeout: not NAME=VALUE"},
+    {"encode --class PackageBase --set data=00", "", "encode: data: PackageBase has no such field"},
+    {"encode --class PackageBase --set scrAddr=256", "",
+     "encode: scrAddr: \"256\" is not a whole number from 0 to 255"},
+    {"encode --class PackageBase --set scrAddr=-1", "",
+     "encode: scrAddr: \"-1\" is not a whole number from 0 to 255"},
+    {"encode --class PackageBase --set timeout=0x", "",
+     "encode: timeout: \"0x\" is not a whole number from -2147483648 to 2147483647"},
+    {"encode --class PackageBase --set serialNum=18446744073709551616", "",
+     "encode: serialNum: \"18446744073709551616\" is not a whole number from 0 to "
+     "18446744073709551615"},
+    {"encode --class PackageBase --set subcribeHardware=yes", "",
+     "encode: subcribeHardware: \"yes\" is not true or false"},
+    {"encode --class PackageRequestWriteData --set data=0", "",
+     "encode: data: \"0\" is not bytes in hexadecimal digits"},
+    {"encode --class PackageRequestWrite --set clientPackageType=2147483648", "",
+     "encode: clientPackageType: \"2147483648\" is not one of data, file, memData, or a number "
+     "from -2147483648 to 2147483647"},
+    {"encode --class PackageRequestRead --form linux", "", "encode: the class has no such form"},
+    {"encode missing.json", "", "missing.json: No such file or directory"},
+    {"encode a b", "", "b: unexpected argument"},
+    {"encode -", "{\n  \"class\" \"x\"\n}", "-: line 2, column 12: missing name separator"},
+    {"encode -", "[]", "-: the package must be a JSON object"},
+    {"encode -", "{}", "-: class: missing"},
+    {"encode -", "{\"class\": \"PackageBase\", \"timeout\": 1.5}",
+     "-: timeout: 1.5 is not a whole number from -2147483648 to 2147483647"},
+    {"encode -", "{\"class\": \"PackageBase\", \"timeout\": null}",
+     "-: timeout: null is not a whole number from -2147483648 to 2147483647"},
+    {"encode -", "{\"class\": \"PackageBase\", \"serialNum\": -1}",
+     "-: serialNum: -1 is not a whole number from 0 to 18446744073709551615"},
+    {"encode -", "{\"class\": \"PackageBase\", \"tag\": 5}", "-: tag: 5 is not a text"},
+    {"encode -", "{\"class\": \"PackageRequestWriteData\", \"data\": 5}",
+     "-: data: 5 is not bytes in hexadecimal digits"},
+    {"decode", "00", "--class: missing"},
+    {"decode --class Nothing", "00", "Nothing: no such class; \"korvinpack classes\" lists them"},
+    {"decode --class PackageBase 00 00", "", "00: unexpected argument"},
+    {"decode --class PackageBase 0", "",
+     "INPUT: the hexadecimal digit at character 1 is not followed by a second one"},
+    {"decode --class PackageBase 00_11", "",
+     "INPUT: \"_\" at character 3 is not a hexadecimal digit"},
+    {"decode --class PackageBase", "00 1 1", "-: \" \" at character 5 is not a hexadecimal digit"},
+    {"decode --class PackageBase --file missing.bin", "", "missing.bin: No such file or directory"},
+    {"decode --class PackageBase --file a 00", "", "--file a: not allowed with INPUT"},
+    {"decode --class PackageBase --form text 1,2,3", "",
+     "INPUT: too few: 15 columns expected, 3 found"},
+    {"decode --class PackageRequestReadData --form linux 5556", "",
+     "INPUT: at 2: truncated: at least 20 bytes expected, 2 bytes found"},
+    {"decode --class PackageRequestReadData --form linux",
+     "55AA 00 05 00 00 00 00 0000 00 00 0000 0000 0001 5C55",
+     "-: checksum at 18: wrong checksum: 0x555B expected, 0x555C found"},
+    {"decode --class PackageBase --form linux 5555", "", "INPUT: the class has no such form"},
+    {"combine", "", "FILE...: missing"},
+    {"combine -", "{\"class\": \"PackageRequestReadMemData\"}",
+     "-: type at 0: unknown class PackageRequestReadMemData; expected one that a combination "
+     "carries"},
+    {"combine -", "{\"class\": \"PackageRequestReadData\", \"tag\": \"a|b\"}",
+     "-: too many: a record without \"|\" and \"^\" expected, "
+     "\"0,,0,0,0,0,0,0,0,0,read,3,a|b,ok,ok,0,data\" found"},
+    {"combine -", "{\"class\": \"PackageRequestReadData\", \"tag\": \"a^b\"}",
+     "-: too many: a record without \"|\" and \"^\" expected, "
+     "\"0,,0,0,0,0,0,0,0,0,read,3,a^b,ok,ok,0,data\" found"},
+    {"classes Nothing", "", "Nothing: no such class; \"korvinpack classes\" lists them"},
+};
+
+TEST_F(Korvinpack, WrongInputGetsOneLineAndStatus2)
+{
+    for (const ErrorRow &row : ErrorRows) {
+        SCOPED_TRACE(row.arguments);
+        const Finished run =
+            korvinpack(*row.arguments ? words(row.arguments) : QStringList(), row.input);
+        EXPECT_EQ(run.exitStatus, 2);
+        EXPECT_EQ(run.output, QByteArray());
+        EXPECT_EQ(run.error, QStringLiteral("korvinpack: %1\n").arg(QString::fromUtf8(row.error)));
+    }
+}
+
+TEST_F(Korvinpack, RefusedCombination)
+{
+    const Finished run = korvinpack(words("decode --class PackageRequestCombination other^1"));
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_EQ(run.output, QByteArray());
+    EXPECT_EQ(run.error,
+              QStringLiteral("warning: Error package type of CMBPackages.\n"
+                             "korvinpack: INPUT: an item has a type word that is refused\n"));
+}
+
+TEST_F(Korvinpack, OutputThatCannotBeWritten)
+{
+    QProcess process;
+    process.setStandardOutputFile(QStringLiteral("/dev/full"));
+    process.start(QStringLiteral(KORVINPACK), words("classes"));
+    ASSERT_TRUE(process.waitForFinished());
+    EXPECT_EQ(process.exitCode(), 2);
+    EXPECT_EQ(QString::fromUtf8(process.readAllStandardError()),
+              QStringLiteral("korvinpack: cannot write to standard output\n"));
+}
+
+} // namespace
