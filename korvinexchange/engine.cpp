@@ -505,8 +505,9 @@ void EnginePrivate::onDue(Job &job)
 
 Time EnginePrivate::timeoutOf(const Job &job) const
 {
+    const auto count = static_cast<int>(job.items.size());
     if (!job.options.timeout)
-        return qMin(settings.timeout, LongestDuration / job.items.size()) * job.items.size();
+        return qMin(settings.timeout, LongestDuration / count) * count;
     std::chrono::milliseconds timeout = *job.options.timeout;
     bound(&timeout, 1);
     return timeout;

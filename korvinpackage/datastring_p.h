@@ -20,7 +20,7 @@ class DataStringSource
 public:
     DataStringSource(const QByteArray &data, int count)
         : m_data(data)
-        , m_present(static_cast<int>(qBound<qint64>(0, count, data.size())))
+        , m_present(static_cast<int>(qBound(qint64(0), qint64(count), qint64(data.size()))))
         , m_missing(count > MaxAnnouncedLength ? 0 : qMax(count, 0) - m_present)
     {
     }
