@@ -189,15 +189,10 @@ void EnginePrivate::enqueue(Jobs *made)
 
 bool EnginePrivate::cancel(RequestId id)
 {
-    StepResult cancelled;
-    cancelled.outcome = Outcome::Cancelled;
+    const StepResult cancelled = resultOf(Outcome::Cancelled, SendError::None);
     const auto transfer = m_transfers.find(id);
     if (transfer != m_transfers.end()) {
-        TransferJobs &jobs = transfer->second;
-        jobs.running.stop(Outcome::Cancelled, SendError::None);
-        // The last cancelled request ends the transfer.
-        for (auto left = jobs.jobs.size(); left > 0; --left)
-            finish(*jobs.jobs.front(), jobs.jobs.front()->items[0], cancelled);
+        stop(transfer->second, cancelled);
         return true;
     }
     const auto found = m_jobs.find(id);
@@ -209,6 +204,16 @@ bool EnginePrivate::cancel(RequestId id)
         return false;
     finish(job, item, cancelled);
     return true;
+}
+
+void EnginePrivate::refuse(RequestId id)
+{
+    const auto transfer = m_transfers.find(id);
+    const auto job = m_jobs.find(id);
+    if (transfer != m_transfers.end())
+        stop(transfer->second, resultOf(Outcome::Refused, SendError::NotCarried));
+    else if (job != m_jobs.end())
+        end(*job->second, SendError::NotCarried, {});
 }
 
 void EnginePrivate::linkLost()
@@ -313,9 +318,7 @@ EnginePrivate::Dispatch EnginePrivate::dispatchEncoded(Job &job)
 
 EnginePrivate::Dispatch EnginePrivate::end(Job &job, SendError sendError, const Verdict &verdict)
 {
-    StepResult result;
-    result.outcome = Outcome::Refused;
-    result.sendError = sendError;
+    StepResult result = resultOf(Outcome::Refused, sendError);
     result.verdict = verdict;
     int left = job.unfinished;
     for (int i = 0; left > 0; ++i) {
@@ -448,14 +451,15 @@ OutgoingMessage EnginePrivate::handOut(Job &job)
     const auto first = std::find_if(job.items.begin(), job.items.end(),
                                     [](const JobItem &item) { return !item.isFinished; });
     const RequestId id = idOf(job, *first);
+    const Time due = m_now + timeoutOf(job);
     ++job.attempts;
     job.state = Job::State::InFlight;
     moveTo(&m_sent, job);
-    setDue(job, m_now + timeoutOf(job));
+    setDue(job, due);
     ++(job.attempts == 1 ? counters.sent : counters.repeated);
     counters.bytesSent += static_cast<quint64>(job.message.size());
     note(job.attempts == 1 ? TraceEvent::Sent : TraceEvent::Repeated, job.shape, id, job.message);
-    return {id, job.shape, job.attempts, job.message};
+    return {id, job.shape, job.attempts, job.message, due};
 }
 
 // Time.
@@ -501,8 +505,9 @@ void EnginePrivate::onDue(Job &job)
 
 Time EnginePrivate::timeoutOf(const Job &job) const
 {
+    const auto count = static_cast<int>(job.items.size());
     if (!job.options.timeout)
-        return qMin(settings.timeout, LongestDuration / job.items.size()) * job.items.size();
+        return qMin(settings.timeout, LongestDuration / count) * count;
     std::chrono::milliseconds timeout = *job.options.timeout;
     bound(&timeout, 1);
     return timeout;
@@ -530,6 +535,22 @@ void EnginePrivate::moveTo(Jobs *list, Job &job)
 }
 
 // Ending requests.
+
+StepResult EnginePrivate::resultOf(Outcome outcome, SendError sendError)
+{
+    StepResult result;
+    result.outcome = outcome;
+    result.sendError = sendError;
+    return result;
+}
+
+/// Ends a transfer, with the last of its requests.
+void EnginePrivate::stop(TransferJobs &transfer, const StepResult &result)
+{
+    transfer.running.stop(result.outcome, result.sendError);
+    for (auto left = transfer.jobs.size(); left > 0; --left)
+        finish(*transfer.jobs.front(), transfer.jobs.front()->items[0], result);
+}
 
 void EnginePrivate::finishAll(Job &job, Outcome outcome)
 {
@@ -888,6 +909,12 @@ bool Engine::cancel(RequestId id, Time now)
 {
     d->advance(now);
     return d->cancel(id);
+}
+
+void Engine::refuse(RequestId id, Time now)
+{
+    d->advance(now);
+    d->refuse(id);
 }
 
 void Engine::linkLost(Time now)

@@ -108,6 +108,7 @@ public:
                   const RequestOptions &options);
     Accepted start(const Transfer &transfer, const RequestOptions &options);
     bool cancel(RequestId id);
+    void refuse(RequestId id);
     void linkLost();
     std::optional<OutgoingMessage> takeMessage();
     void receive(KorvinInspect::Form form, const QByteArray &message);
@@ -161,6 +162,8 @@ private:
     static void moveTo(Jobs *list, Job &job);
 
     // Ending requests.
+    static StepResult resultOf(Outcome outcome, SendError sendError);
+    void stop(TransferJobs &transfer, const StepResult &result);
     void finishAll(Job &job, Outcome outcome);
     void finish(Job &job, JobItem &item, StepResult result);
     void rest(const Job &job, JobItem &item, bool isAnswered);

@@ -1,13 +1,16 @@
 // Calls the use of every public header.
 
+#include <QtCore/QCoreApplication>
+
 #include <cstdio>
 
 #define USE(name) bool name();
 #include "calls.inc"
 #undef USE
 
-int main()
+int main(int argc, char *argv[])
 {
+    const QCoreApplication application(argc, argv);
     int failed = 0;
     const auto expect = [&failed](bool ok, const char *name) {
         if (!ok)

@@ -31,6 +31,7 @@ struct OutgoingMessage
 
     int attempt = 1;  ///< Above 1 if the request is repeated.
     QByteArray bytes; ///< The frame, or the record in UTF-8.
+    Time due{0};      ///< When the time for its reply is over.
 };
 
 /// Whether an engine accepted a request.
@@ -127,6 +128,10 @@ public:
     ///
     /// @return false if the request or transfer has ended already.
     bool cancel(RequestId id, Time now);
+
+    /// Ends a request or transfer, with all items of its message, that takeMessage() has handed out
+    /// and the transport cannot carry: with `Outcome::Refused` and `SendError::NotCarried`.
+    void refuse(RequestId id, Time now);
 
     /// Ends all requests and transfers with `Outcome::LinkLost` and frees all serial numbers. Call
     /// it when a connection has ended, so that no reply to these requests can come any more. Do not

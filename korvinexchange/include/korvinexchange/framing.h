@@ -96,6 +96,7 @@ protected:
     /// Returns whether an incomplete message is skipped instead of being a fault.
     virtual bool resynchronises() const;
 
+    /// The longest message in bytes.
     int messageSize() const { return m_messageSize; }
 
 private:

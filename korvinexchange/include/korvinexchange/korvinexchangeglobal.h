@@ -6,8 +6,8 @@
 /// KORVINEXCHANGE_STATIC, for itself and for its users.
 
 /// @namespace KorvinExchange
-/// Matches requests and replies, without input and output: Engine matches them, a Framing finds
-/// messages in a stream of bytes.
+/// Matches requests and replies. Without input and output: Engine matches them, a Framing finds
+/// messages in a stream of bytes. Client does both on a QIODevice.
 
 #include <QtCore/QtGlobal>
 

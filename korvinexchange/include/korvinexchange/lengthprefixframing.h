@@ -12,6 +12,7 @@ namespace KorvinExchange {
 class KORVINEXCHANGE_EXPORT LengthPrefixFraming : public Framing
 {
 public:
+    /// The parameters are those of Framing.
     explicit LengthPrefixFraming(
         int messageSize = 1 << 20,
         std::chrono::milliseconds deadline = std::chrono::milliseconds(3000));

@@ -12,6 +12,7 @@ namespace KorvinExchange {
 class KORVINEXCHANGE_EXPORT LineFraming : public Framing
 {
 public:
+    /// The parameters are those of Framing.
     explicit LineFraming(int messageSize = 1 << 20,
                          std::chrono::milliseconds deadline = std::chrono::milliseconds(3000));
     ~LineFraming() override;

@@ -42,6 +42,7 @@ namespace KorvinExchange {
 class KORVINEXCHANGE_EXPORT Transfer
 {
 public:
+    /// What is transferred, and which way.
     enum class Kind { WriteData, ReadData, WriteFile, ReadFile, WriteMemory, ReadMemory };
 
     /// Writes the data of @p package.
@@ -64,13 +65,15 @@ public:
     /// Reads as many bytes as the reply data length of @p package says, starting at its offset.
     static Transfer readMemory(PackageRequestReadMemData *package);
 
+    /// @{
     /// Sets the most parts in flight at a time, if there may be several; 4 by default.
     void setWindow(int window) { m_window = window; }
     int window() const { return m_window; }
+    /// @}
 
-    Kind kind() const { return m_kind; }
-    PackageBase *package() const { return m_package; }
-    QByteArray data() const { return m_data; }
+    Kind kind() const { return m_kind; }               ///< As it was made.
+    PackageBase *package() const { return m_package; } ///< The caller's.
+    QByteArray data() const { return m_data; }         ///< To write, of files and memory.
 
 private:
     Transfer(Kind kind, PackageBase *package, const QByteArray &data);
