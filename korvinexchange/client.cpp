@@ -199,7 +199,8 @@ void ClientPrivate::receive(const std::vector<QByteArray> &messages)
         // What can be read when a time-out is looked at has come before it, however long the
         // program has not looked.
         const Time due = engine.nextTimeout().value_or(Time::max());
-        engine.receive(message->form, message->bytes, qMin(now(), due - Time(1)));
+        engine.receive(message->form, message->bytes, qMin(now(), due - Time(1)),
+                       message->classId);
     }
 }
 
@@ -267,7 +268,8 @@ void ClientPrivate::lose(const QString &reason)
 
 void ClientPrivate::wake()
 {
-    if (!m_isClosing)
+    const bool isAwake = m_timer.isActive() && m_timer.interval() == 0;
+    if (!m_isClosing && !isAwake)
         wakeIn(Time(0));
 }
 

@@ -98,6 +98,18 @@ bool isWhole(const Job &job)
     return job.unfinished == job.items.size();
 }
 
+/// Compares what a transport says of a reply with what was sent.
+Verdict checkClass(ClassId sent, std::optional<ClassId> received)
+{
+    Verdict verdict;
+    if (!received || *received == sent)
+        return verdict;
+    verdict.refusal = Refusal::OtherRequest;
+    verdict.expected = className(sent);
+    verdict.found = className(*received);
+    return verdict;
+}
+
 /// Decodes the reply to a request. A successful data read must have as much data as was asked for.
 Verdict decodeReply(const QByteArray &message, const MessageShape &shape, const JobItem &item,
                     std::unique_ptr<PackageBase> *reply)
@@ -180,7 +192,12 @@ void EnginePrivate::enqueue(Jobs *made)
 {
     Job &job = made->front();
     job.unfinished = static_cast<int>(job.items.size());
-    job.due = m_due.insert({m_now + settings.queueTimeout, ++m_lastOrder, &job}).first;
+    if (job.options.deadline) {
+        bound(&*job.options.deadline, 1);
+        job.deadline = m_now + *job.options.deadline;
+    }
+    const Time due = qMin(m_now + settings.queueTimeout, job.deadline);
+    job.due = m_due.insert({due, ++m_lastOrder, &job}).first;
     job.list = made;
     job.place = made->begin();
     const bool isSpecial = isWithoutSerialNum(job.items[0].classId, Form::Text);
@@ -483,6 +500,10 @@ std::optional<Time> EnginePrivate::nextTimeout() const
 
 void EnginePrivate::onDue(Job &job)
 {
+    if (m_now >= job.deadline) {
+        finishAll(job, Outcome::TimedOut);
+        return;
+    }
     switch (job.state) {
     case Job::State::InFlight:
         if (!job.isRepeatable || !isWhole(job) || job.attempts >= settings.retry.attempts)
@@ -524,7 +545,7 @@ Time EnginePrivate::pauseOf(const Job &job) const
 void EnginePrivate::setDue(Job &job, Time at)
 {
     auto due = m_due.extract(job.due);
-    due.value().at = at;
+    due.value().at = qMin(at, job.deadline);
     job.due = m_due.insert(std::move(due)).position;
 }
 
@@ -683,7 +704,7 @@ std::optional<Event> EnginePrivate::takeEvent()
 
 // Replies.
 
-void EnginePrivate::receive(Form form, const QByteArray &message)
+void EnginePrivate::receive(Form form, const QByteArray &message, std::optional<ClassId> classId)
 {
     counters.bytesReceived += static_cast<quint64>(message.size());
     try {
@@ -692,17 +713,17 @@ void EnginePrivate::receive(Form form, const QByteArray &message)
         const bool isOfCombination =
             number && (number->job ? number->job->isCombination : number->ended.isOfCombination);
         if (!isOfCombination || message.size() > settings.limits.messageSize) {
-            receiveOne(form, message);
+            receiveOne(form, message, classId);
             return;
         }
         for (const QByteArray &part : message.split('|'))
-            receiveOne(form, part);
+            receiveOne(form, part, classId);
     } catch (const std::bad_alloc &) {
         ++counters.refusedReplies;
     }
 }
 
-void EnginePrivate::receiveOne(Form form, const QByteArray &message)
+void EnginePrivate::receiveOne(Form form, const QByteArray &message, std::optional<ClassId> classId)
 {
     const std::optional<SerialNumbers::Key> key = keyOf(form, message);
     SerialNumbers::Number *number = key ? numbers.find(*key) : nullptr;
@@ -713,22 +734,26 @@ void EnginePrivate::receiveOne(Form form, const QByteArray &message)
         ++counters.unknown;
         note(TraceEvent::Unknown, {ClassId::PackageBase, form, Direction::Reply}, 0, message);
     } else if (number->job) {
-        answer(*number->job, number->job->items[number->item], message);
+        answer(*number->job, number->job->items[number->item], message,
+               checkClass(number->job->shape.classId, classId));
     } else {
-        receiveLate(number, message);
+        const EndedRequest &ended = number->ended;
+        const ClassId sent =
+            ended.isOfCombination ? ClassId::PackageRequestCombination : ended.shape.classId;
+        receiveLate(number, message, checkClass(sent, classId));
     }
 }
 
 /// Handles a reply to a request that has ended.
-void EnginePrivate::receiveLate(SerialNumbers::Number *number, const QByteArray &message)
+void EnginePrivate::receiveLate(SerialNumbers::Number *number, const QByteArray &message,
+                                Verdict verdict)
 {
     const EndedRequest &ended = number->ended;
     const bool isKnown = !ended.request.isEmpty();
     CheckOptions options;
     options.request = ended.request;
     std::unique_ptr<PackageBase> reply;
-    Verdict verdict;
-    if (isKnown)
+    if (isKnown && verdict.isOk())
         verdict = decodeMessage(message, ended.shape, &reply, options);
     if (!verdict.isOk()) {
         ++counters.refusedReplies;
@@ -741,15 +766,14 @@ void EnginePrivate::receiveLate(SerialNumbers::Number *number, const QByteArray 
         numbers.restAnswered(number, m_now);
 }
 
-void EnginePrivate::answer(Job &job, JobItem &item, const QByteArray &message)
+void EnginePrivate::answer(Job &job, JobItem &item, const QByteArray &message, Verdict verdict)
 {
     std::unique_ptr<PackageBase> reply;
-    Verdict verdict;
     if (message.size() > settings.limits.messageSize) {
         verdict = outOfRange(
             QStringLiteral("a message of at most %1 bytes").arg(settings.limits.messageSize),
             QString::number(message.size()));
-    } else {
+    } else if (verdict.isOk()) {
         verdict = decodeReply(message, replyShapeOf(job, item), item, &reply);
     }
     if (!verdict.isOk()) {
@@ -929,10 +953,10 @@ std::optional<OutgoingMessage> Engine::takeMessage(Time now)
     return d->takeMessage();
 }
 
-void Engine::receive(Form form, const QByteArray &message, Time now)
+void Engine::receive(Form form, const QByteArray &message, Time now, std::optional<ClassId> classId)
 {
     d->advance(now);
-    d->receive(form, message);
+    d->receive(form, message, classId);
 }
 
 std::optional<Time> Engine::nextTimeout() const

@@ -89,6 +89,7 @@ struct Job
     int attempts = 0;
     Time sentAt{0};
 
+    Time deadline = Time::max();
     std::set<Due>::iterator due;
     std::list<Job> *list = nullptr; ///< The list that contains it.
     std::list<Job>::iterator place;
@@ -111,7 +112,8 @@ public:
     void refuse(RequestId id);
     void linkLost();
     std::optional<OutgoingMessage> takeMessage();
-    void receive(KorvinInspect::Form form, const QByteArray &message);
+    void receive(KorvinInspect::Form form, const QByteArray &message,
+                 std::optional<KorvinInspect::ClassId> classId);
     std::optional<Time> nextTimeout() const;
     std::optional<Event> takeEvent();
     int queued() const;
@@ -172,9 +174,11 @@ private:
     void remove(Job &job);
 
     // Replies.
-    void receiveOne(KorvinInspect::Form form, const QByteArray &message);
-    void receiveLate(SerialNumbers::Number *number, const QByteArray &message);
-    void answer(Job &job, JobItem &item, const QByteArray &message);
+    void receiveOne(KorvinInspect::Form form, const QByteArray &message,
+                    std::optional<KorvinInspect::ClassId> classId);
+    void receiveLate(SerialNumbers::Number *number, const QByteArray &message,
+                     KorvinInspect::Verdict verdict);
+    void answer(Job &job, JobItem &item, const QByteArray &message, KorvinInspect::Verdict verdict);
     void refuseReply(JobItem &item, const Job &job, const QByteArray &message,
                      const KorvinInspect::Verdict &verdict);
     void note(TraceEvent event, const KorvinInspect::MessageShape &shape, RequestId request,

@@ -39,8 +39,9 @@ constexpr const char *Reasons[] = {
     "unknown %2; expected %1", // type
     "out of memory",
     "not that of the request: %1 expected, %2 found",
+    "not what the class is for: %1 expected, %2 found",
 };
-static_assert(std::size(Reasons) == static_cast<std::size_t>(Refusal::OtherRequest) + 1,
+static_assert(std::size(Reasons) == static_cast<std::size_t>(Refusal::OtherAccess) + 1,
               "a reason for every refusal");
 
 QString quoted(QStringView text)
@@ -238,11 +239,29 @@ FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape)
     }
 }
 
+/// Compares a code with the class: one that is named after a direction of access has no other.
+FieldRefusal accessRefusal(const WireField &field, const MessageShape &shape)
+{
+    const Korvin::Base base = rowOf(shape).base;
+    if (base != Korvin::Base::Read && base != Korvin::Base::Write)
+        return {};
+    const QStringView expected = base == Korvin::Base::Read ? u"read" : u"write";
+    const QStringView found =
+        field.column < 0 ? codeName(WireType::ReadWriteCode, field.number) : field.text;
+    if (found == expected)
+        return {};
+    return {Refusal::OtherAccess, expected.toString(), found.toString()};
+}
+
 } // namespace
 
 FieldRefusal refusalOf(const WireField &field, const MessageShape &shape)
 {
-    return field.column < 0 ? byteRefusal(field, shape) : columnRefusal(field, shape);
+    const FieldRefusal refusal =
+        field.column < 0 ? byteRefusal(field, shape) : columnRefusal(field, shape);
+    if (refusal.refusal != Refusal::None || field.type != WireType::ReadWriteCode)
+        return refusal;
+    return accessRefusal(field, shape);
 }
 
 bool identifiesRequest(WireType type)

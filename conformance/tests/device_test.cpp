@@ -262,7 +262,7 @@ TEST(DeviceJudge, NoticesRepliesThatAreChangedOnTheWay)
         {Form::Text, replace(",255,2,", ",255,3,"),
          "portAddr at 5: not that of the request: 2 expected, 3 found"},
         {Form::Text, replace(",read,", ",write,"),
-         "readWriteCode at 10: not that of the request: 0 expected, 1 found"},
+         "readWriteCode at 10: not what the class is for: read expected, write found"},
         {Form::Frame,
          [](QByteArray *reply) {
              PackageRequestReadData read;

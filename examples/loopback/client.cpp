@@ -1,9 +1,11 @@
 // korvin-client: reads and writes a device through the proxy, from the command line.
 
-#include "proxyconnection.h"
-#include "replies.h"
+#include "link.h"
 
+#include <korvinexchange/reply.h>
+#include <korvinexchange/transfer.h>
 #include <korvininspect/hexbytes.h>
+#include <korvininspect/packageclass.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestreadfile.h>
 #include <packagerequestreadmemdata.h>
@@ -17,12 +19,17 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QEventLoop>
 #include <QtCore/QFile>
-#include <QtCore/QThread>
+#include <QtCore/QTimer>
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
+#include <limits>
+#include <memory>
 #include <unistd.h>
+#include <vector>
 
+using namespace KorvinExchange;
 using namespace KorvinInspect;
 
 namespace {
@@ -34,142 +41,144 @@ constexpr uchar DeviceType = 1;
 constexpr uchar Port = 2;
 constexpr ushort ScanBoard = 65535;
 
-constexpr int PartSize = 2048;
-constexpr int ReopenMilliseconds = 100;
-
-ushort highWord(quint32 address)
-{
-    return static_cast<ushort>(address >> 16);
-}
-
-ushort lowWord(quint32 address)
-{
-    return static_cast<ushort>(address);
-}
+/// The proxy gives up after the time-out of the request; its reply needs a moment as well.
+constexpr std::chrono::milliseconds Grace(1000);
 
 /// How far a transfer is, on a terminal.
 class ProgressBar
 {
 public:
-    explicit ProgressBar(int parts)
-        : m_parts(parts)
-    {
-    }
-
     ~ProgressBar()
     {
         if (m_isTerminal)
             std::fprintf(stderr, "\r%*s\r", Width + 10, "");
     }
 
-    void show(int part) const
+    void show(qint64 done, qint64 total) const
     {
-        if (!m_isTerminal)
+        if (!m_isTerminal || total == 0)
             return;
-        const int done = Width * part / m_parts;
-        std::fprintf(stderr, "\r[%s%s] %3d %%", QByteArray(done, '#').constData(),
-                     QByteArray(Width - done, ' ').constData(), 100 * part / m_parts);
+        const auto filled = static_cast<int>(Width * done / total);
+        std::fprintf(stderr, "\r[%s%s] %3d %%", QByteArray(filled, '#').constData(),
+                     QByteArray(Width - filled, ' ').constData(),
+                     static_cast<int>(100 * done / total));
     }
 
 private:
     static constexpr int Width = 40;
-    int m_parts;
     bool m_isTerminal = ::isatty(STDERR_FILENO) == 1;
 };
 
-/// Speaks to one device through the proxy, a request after the other.
-class Client
+/// How a request failed: "timeout, timeOut, acknowledge code 0".
+QString outcomeText(const PackageBase &request)
+{
+    const PackageClass &itsClass = classOf(request);
+    return QStringLiteral("%1, %2, acknowledge code %3")
+        .arg(itsClass.field(QStringLiteral("commResult"))->get(request).toString(),
+             itsClass.field(QStringLiteral("packResult"))->get(request).toString())
+        .arg(request.getAckCode());
+}
+
+/// Speaks to one device through the proxy. All that it does may be done twice without harm, which
+/// may happen: a lost reply looks like a lost request.
+class DeviceClient
 {
 public:
-    struct Settings
+    struct Options
     {
-        QHostAddress proxy;
-        quint16 port = 0;
+        Place proxy;
         QString deviceKey;
-        int timeout = 0; ///< Of a request, in milliseconds.
-        int attempts = 1;
+        int timeout = 0;    ///< Of a request, in milliseconds.
+        int attempts = 1;   ///< How often it is sent until it succeeds.
         quint32 buffer = 0; ///< Register of the block that file and memory requests use.
     };
 
-    explicit Client(const Settings &settings)
-        : m_settings(settings)
+    explicit DeviceClient(const Options &options)
+        : m_options(options)
+        , m_link(QStringLiteral("proxy"), Wire::Lines, settingsOf(options))
     {
+        QObject::connect(&m_link, &Link::disconnected, [this](const QString &reason) {
+            m_error = QLatin1String("no proxy: ") + reason;
+        });
+        m_link.open(options.proxy);
     }
 
-    int retries() const { return m_retries; }
-    int requests() const { return m_requests; }
+    /// Requests that were sent more than once, by the link or after a failure.
+    quint64 repeated() const { return m_link.engine().counters().repeated + m_repeated; }
+    quint64 requests() const { return m_link.engine().counters().sent - m_repeated; }
 
     /// What became of the last request that failed.
     QString error() const { return m_error; }
 
     bool write(quint32 address, const QByteArray &data)
     {
-        PackageRequestWriteData whole = makeWrite(address, data);
-        return inParts(&whole, [&](int offset, int size) {
-            PackageRequestWriteData part =
-                makeWrite(address + static_cast<quint32>(offset), data.mid(offset, size));
-            return exchange(&part);
-        });
+        return transfer(
+            [&](int done) {
+                const QByteArray left = data.mid(done);
+                return request<PackageRequestWriteData>(address + static_cast<quint32>(done), false,
+                                                        left, static_cast<int>(left.size()));
+            },
+            [](auto *package) { return Transfer::writeData(package); });
     }
 
     bool read(quint32 address, int length, QByteArray *data)
     {
-        PackageRequestReadData whole = makeRead(address, length);
-        return inParts(&whole, [&](int offset, int size) {
-            PackageRequestReadData part = makeRead(address + static_cast<quint32>(offset), size);
-            if (!exchange(&part))
-                return false;
-            data->append(part.data());
-            return true;
-        });
+        return transfer(
+            [&](int done) {
+                return request<PackageRequestReadData>(address + static_cast<quint32>(done),
+                                                       length - done);
+            },
+            [](auto *package) { return Transfer::readData(package); }, data);
     }
 
     /// The bytes go to the buffer, from where the device appends them to the file.
     bool upload(const QByteArray &contents, const QString &name)
     {
-        PackageRequestWriteData whole = makeWrite(m_settings.buffer, contents);
-        return inParts(&whole, [&](int offset, int size) {
-            PackageRequestWriteData part = makeWrite(m_settings.buffer, contents.mid(offset, size));
-            PackageRequestWriteFile append(m_settings.deviceKey, Screen, Destination, DeviceType,
-                                           Port, ScanBoard, highWord(m_settings.buffer),
-                                           lowWord(m_settings.buffer), 0, m_settings.timeout,
-                                           nextTag(), false, name, offset);
-            return exchange(&part) && exchange(&append);
-        });
+        // A record cannot carry a write of no bytes: to read none of the memory empties the buffer.
+        if (contents.isEmpty() && !fillBuffer<PackageRequestReadMemData>(0, 0L))
+            return false;
+        int left = 0;
+        return transfer(
+            [&](int done) {
+                left = done;
+                return request<PackageRequestWriteFile>(m_options.buffer, false, name, done);
+            },
+            [&](auto *package) { return Transfer::writeFile(package, contents.mid(left)); });
     }
 
     /// The device copies the file to the buffer, from where the bytes are read.
     bool download(const QString &name, int length, QByteArray *contents)
     {
-        PackageRequestReadFile request(m_settings.deviceKey, Screen, Destination, DeviceType, Port,
-                                       ScanBoard, highWord(m_settings.buffer),
-                                       lowWord(m_settings.buffer), 0, m_settings.timeout, nextTag(),
-                                       length, name);
-        return exchange(&request) && read(m_settings.buffer, length, contents);
+        return fillBuffer<PackageRequestReadFile>(length, name)
+            && read(m_options.buffer, length, contents);
     }
 
-    bool readMemory(long offset, int length, QByteArray *data)
+    bool readMemory(int offset, int length, QByteArray *data)
     {
-        PackageRequestReadMemData request(m_settings.deviceKey, Screen, Destination, DeviceType,
-                                          Port, ScanBoard, highWord(m_settings.buffer),
-                                          lowWord(m_settings.buffer), 0, m_settings.timeout,
-                                          nextTag(), length, offset);
-        return exchange(&request) && read(m_settings.buffer, length, data);
+        return transfer(
+            [&](int done) {
+                return request<PackageRequestReadMemData>(m_options.buffer, length - done,
+                                                          long(offset) + done);
+            },
+            [](auto *package) { return Transfer::readMemory(package); }, data);
     }
 
-    bool writeMemory(long offset, const QByteArray &data)
+    bool writeMemory(int offset, const QByteArray &data)
     {
-        PackageRequestWriteMemData request(m_settings.deviceKey, Screen, Destination, DeviceType,
-                                           Port, ScanBoard, highWord(m_settings.buffer),
-                                           lowWord(m_settings.buffer), 0, m_settings.timeout,
-                                           nextTag(), false, offset, data.size());
-        return write(m_settings.buffer, data) && exchange(&request);
+        int left = 0;
+        return transfer(
+            [&](int done) {
+                left = done;
+                return request<PackageRequestWriteMemData>(m_options.buffer, false,
+                                                           long(offset) + done, 0);
+            },
+            [&](auto *package) { return Transfer::writeMemory(package, data.mid(left)); });
     }
 
     bool special(int id, const QString &text, QString *answer)
     {
-        SpecialPackageRequest request(id, 0, m_settings.deviceKey);
-        request.setTimeout(m_settings.timeout);
+        SpecialPackageRequest request(id, 0, m_options.deviceKey);
+        request.setTimeout(m_options.timeout);
         request.setStrData(text);
         const bool done = exchange(&request);
         *answer = request.strData();
@@ -179,142 +188,141 @@ public:
     /// Writes data, stores it in a file, and reads it back, all in one record.
     bool combination(const QByteArray &data, const QString &name, QByteArray *readBack)
     {
-        PackageRequestWriteData write = makeWrite(m_settings.buffer, data);
-        PackageRequestWriteFile store(m_settings.deviceKey, Screen, Destination, DeviceType, Port,
-                                      ScanBoard, highWord(m_settings.buffer),
-                                      lowWord(m_settings.buffer), 0, m_settings.timeout, nextTag(),
-                                      false, name, 0);
-        PackageRequestReadData read = makeRead(m_settings.buffer, data.size());
-        const bool done = exchangeAll({&write, &store, &read});
-        *readBack = read.data();
+        const auto size = static_cast<int>(data.size());
+        auto write = request<PackageRequestWriteData>(m_options.buffer, false, data, size);
+        auto store = request<PackageRequestWriteFile>(m_options.buffer, false, name, 0);
+        auto read = request<PackageRequestReadData>(m_options.buffer, size);
+        const bool done = repeat([&] {
+            return m_link.sendCombination({write.get(), store.get(), read.get()}, options());
+        });
+        *readBack = read->data();
         return done;
     }
 
 private:
-    PackageRequestWriteData makeWrite(quint32 address, const QByteArray &data)
+    using Replies = std::vector<Reply *>;
+
+    static Settings settingsOf(const Options &options)
     {
-        return {m_settings.deviceKey,
-                Screen,
-                Destination,
-                DeviceType,
-                Port,
-                ScanBoard,
-                highWord(address),
-                lowWord(address),
-                0,
-                m_settings.timeout,
-                nextTag(),
-                false,
-                data,
-                static_cast<int>(data.size())};
+        Settings settings;
+        settings.lastSerialNum = std::numeric_limits<int>::max(); // a record carries them
+        settings.timeout = std::chrono::milliseconds(options.timeout) + Grace;
+        settings.retry.attempts = options.attempts;
+        return settings;
     }
 
-    PackageRequestReadData makeRead(quint32 address, int length)
+    static RequestOptions options()
     {
-        return {m_settings.deviceKey,
-                Screen,
-                Destination,
-                DeviceType,
-                Port,
-                ScanBoard,
-                highWord(address),
-                lowWord(address),
-                0,
-                m_settings.timeout,
-                nextTag(),
-                length};
+        RequestOptions options;
+        options.repeat = Repeat::Always;
+        return options;
     }
 
-    /// A tag that no other request of this client has.
-    QString nextTag() { return QStringLiteral("client-%1").arg(++m_tags); }
-
-    /// Does a transfer part by part, and keeps account of it in the package of the whole.
-    template <typename DoPart>
-    static bool inParts(PackageBase *whole, DoPart doPart)
+    /// A request to a register, with the last arguments of its constructor.
+    template <typename Package, typename... Arguments>
+    std::unique_ptr<Package> request(quint32 address, const Arguments &...arguments)
     {
-        const int length = whole->getDataLength();
-        whole->setMaxPartSize(PartSize);
-        whole->setPartCount((length + PartSize - 1) / PartSize);
-        const ProgressBar progress(qMax(1, whole->getPartCount()));
+        return std::make_unique<Package>(m_options.deviceKey, Screen, Destination, DeviceType, Port,
+                                         ScanBoard, static_cast<ushort>(address >> 16),
+                                         static_cast<ushort>(address), 0, m_options.timeout,
+                                         QStringLiteral("client-%1").arg(++m_tags), arguments...);
+    }
+
+    template <typename Package, typename Argument>
+    bool fillBuffer(int length, const Argument &argument)
+    {
+        const auto fill = request<Package>(m_options.buffer, length, argument);
+        return exchange(fill.get());
+    }
+
+    bool exchange(PackageBase *package)
+    {
+        return repeat([&] { return Replies{m_link.send(package, options())}; });
+    }
+
+    /// Carries out a transfer. Where a part of it fails, it goes on from there.
+    ///
+    /// @param make makes the package for what is left after the bytes that are done.
+    template <typename Make, typename MakeTransfer>
+    bool transfer(Make make, MakeTransfer makeTransfer, QByteArray *data = nullptr)
+    {
         int done = 0;
-        while (!whole->partSendComplete(done)) {
-            whole->setCurPartIndex(done);
-            const int offset = done * whole->getMaxPartSize();
-            if (!doPart(offset, qMin(PartSize, length - offset)))
-                return false;
-            progress.show(++done);
-        }
-        return true;
-    }
-
-    bool exchange(PackageBase *request)
-    {
-        return repeat({request}, [&] { m_connection.send(request); });
-    }
-
-    bool exchangeAll(const std::vector<PackageBase *> &requests)
-    {
-        return repeat(requests, [&] { m_connection.sendCombination(requests); });
-    }
-
-    /// Sends until all have succeeded, as often as is allowed. All requests here may be carried out
-    /// twice without harm, which may happen: a lost reply looks like a lost request.
-    template <typename Send>
-    bool repeat(const std::vector<PackageBase *> &requests, Send send)
-    {
-        for (int attempt = 0; attempt < m_settings.attempts; ++attempt) {
-            m_retries += attempt > 0 ? 1 : 0;
-            ++m_requests;
-            if (!connectToProxy()) {
-                m_error = QStringLiteral("no proxy");
-                continue;
-            }
-            sendAndWait(requests, send);
-            const auto failed =
-                std::find_if(requests.begin(), requests.end(),
-                             [](PackageBase *request) { return !request->isPackageSuccess(); });
-            if (failed == requests.end())
+        for (int failures = 0; failures < m_options.attempts; ++failures) {
+            const auto package = make(done);
+            const Event event = carryOut(
+                [&] { return Replies{m_link.start(makeTransfer(package.get()), options())}; });
+            const bool isDone = event.outcome == Outcome::Success;
+            const auto more =
+                static_cast<int>(isDone ? event.total : qMax<qint64>(0, event.failedOffset));
+            if (data)
+                data->append(event.data.left(more));
+            if (isDone)
                 return true;
-            m_error = outcomeText(*failed);
+            if (more > 0)
+                failures = 0;
+            done += more;
+            ++m_repeated;
         }
+        --m_repeated; // the last failure
         return false;
     }
 
     template <typename Send>
-    static void sendAndWait(const std::vector<PackageBase *> &requests, Send send)
+    bool repeat(Send send)
     {
-        QEventLoop loop;
-        auto left = requests.size();
-        for (PackageBase *request : requests) {
-            QObject::connect(request, &PackageBase::CompleteRequestEvent, &loop, [&] {
-                if (--left == 0)
-                    loop.quit();
-            });
+        for (int attempt = 0; attempt < m_options.attempts; ++attempt) {
+            if (attempt > 0)
+                ++m_repeated;
+            if (carryOut(send).outcome == Outcome::Success)
+                return true;
         }
-        send();
-        loop.exec();
+        return false;
     }
 
-    bool connectToProxy()
+    /// Sends requests and waits until all of them have ended.
+    ///
+    /// @return the event of the first one that failed, or of the last one.
+    template <typename Send>
+    Event carryOut(Send send)
     {
-        if (m_connection.isOpen())
+        constexpr std::chrono::hours LongerThanAny(24);
+        Event result;
+        result.outcome = Outcome::LinkLost;
+        if (!waitForProxy())
+            return result;
+        result.outcome = Outcome::Success;
+        const ProgressBar progress;
+        for (Reply *reply : send()) {
+            QObject::connect(reply, &Reply::progress,
+                             [&](qint64 done, qint64 total) { progress.show(done, total); });
+            reply->waitForFinished(LongerThanAny);
+            if (result.outcome == Outcome::Success)
+                result = reply->result();
+            delete reply;
+        }
+        if (result.outcome == Outcome::Failure)
+            m_error = outcomeText(*result.package);
+        else if (result.outcome != Outcome::Success)
+            m_error = describe(result);
+        return result;
+    }
+
+    /// The proxy may be about to come: waits as long as a request may take.
+    bool waitForProxy()
+    {
+        if (m_link.isConnected())
             return true;
         QEventLoop loop;
-        QObject::connect(&m_connection, &ProxyConnection::opened, &loop, &QEventLoop::quit);
-        QObject::connect(&m_connection, &ProxyConnection::closed, &loop, &QEventLoop::quit);
-        m_connection.open(m_settings.proxy, m_settings.port);
+        QObject::connect(&m_link, &Link::connected, &loop, &QEventLoop::quit);
+        QTimer::singleShot(m_options.timeout, &loop, &QEventLoop::quit);
         loop.exec();
-        // It may be about to come back.
-        if (!m_connection.isOpen())
-            QThread::msleep(ReopenMilliseconds);
-        return m_connection.isOpen();
+        return m_link.isConnected();
     }
 
-    Settings m_settings;
-    ProxyConnection m_connection;
-    QString m_error;
-    int m_retries = 0;
-    int m_requests = 0;
+    Options m_options;
+    Link m_link;
+    QString m_error = QStringLiteral("no proxy");
+    quint64 m_repeated = 0;
     int m_tags = 0;
 };
 
@@ -323,82 +331,148 @@ struct Command
     const char *name;
     const char *arguments;
     const char *help;
-    int argumentCount;
+    int least; ///< Arguments that it must have.
+    int most;
 };
 
 const Command Commands[] = {
-    {"write", "ADDRESS DATA", "Write data to registers; DATA is hexadecimal digits or @FILE.", 2},
-    {"read", "ADDRESS LENGTH [FILE]", "Read data, and show it or store it in a file.", 2},
-    {"upload", "FILE NAME", "Send a file to the device.", 2},
-    {"download", "NAME LENGTH [FILE]", "Read a file of the device.", 2},
-    {"memory-write", "OFFSET DATA", "Write device memory.", 2},
-    {"memory-read", "OFFSET LENGTH [FILE]", "Read device memory.", 2},
-    {"special", "ID [TEXT]", "Send a special request; 1 asks the proxy for its devices.", 1},
-    {"combination", "DATA NAME", "Write data, store it in a file, read it back: one record.", 2},
+    {"write", "ADDRESS DATA", "Write data to registers; DATA is hexadecimal digits or @FILE.", 2,
+     2},
+    {"read", "ADDRESS LENGTH [FILE]", "Read data, and show it or store it in a file.", 2, 3},
+    {"upload", "FILE NAME", "Send a file to the device.", 2, 2},
+    {"download", "NAME LENGTH [FILE]", "Read a file of the device.", 2, 3},
+    {"memory-write", "OFFSET DATA", "Write device memory.", 2, 2},
+    {"memory-read", "OFFSET LENGTH [FILE]", "Read device memory.", 2, 3},
+    {"special", "ID [TEXT]", "Send a special request; 1 asks the proxy for its devices.", 1, 2},
+    {"combination", "DATA NAME", "Write data, store it in a file, read it back: one record.", 2, 2},
 };
 
-bool contentsOf(const QString &fileName, QByteArray *bytes)
+QByteArray contentsOf(const QString &fileName)
 {
     QFile file(fileName);
-    if (file.open(QIODevice::ReadOnly)) {
-        *bytes = file.readAll();
-        return true;
-    }
-    qWarning("%s: %s", qUtf8Printable(fileName), qUtf8Printable(file.errorString()));
-    return false;
+    if (!file.open(QIODevice::ReadOnly))
+        fail(QStringLiteral("%1: %2").arg(fileName, file.errorString()));
+    return file.readAll();
 }
 
 /// Data on the command line: hexadecimal digits, or "@" and the name of a file.
-bool dataFrom(const QString &argument, QByteArray *bytes)
+QByteArray dataFrom(const QString &argument)
 {
     if (argument.startsWith(QLatin1Char('@')))
-        return contentsOf(argument.mid(1), bytes);
-    const QString fault = bytesFromHex(argument, bytes);
+        return contentsOf(argument.mid(1));
+    QByteArray bytes;
+    const QString fault = bytesFromHex(argument, &bytes);
     if (!fault.isEmpty())
-        qWarning("%s", qUtf8Printable(fault));
-    return fault.isEmpty();
+        fail(QLatin1String("DATA: ") + fault);
+    return bytes;
+}
+
+quint32 registerFrom(const QString &name, const QString &text)
+{
+    return static_cast<quint32>(numberFrom(name, text, 0, std::numeric_limits<quint32>::max()));
+}
+
+int countFrom(const QString &name, const QString &text, int least = 0)
+{
+    return static_cast<int>(numberFrom(name, text, least, std::numeric_limits<int>::max()));
 }
 
 /// What was read goes to the file, or its beginning into the line that is printed.
-bool deliver(const QByteArray &data, const QString &fileName, QString *shown)
+QString deliver(const QByteArray &data, const QString &fileName)
 {
     constexpr int MaxShown = 16;
-    if (fileName.isEmpty()) {
-        *shown = hexFromBytes(data.left(MaxShown));
-        return true;
-    }
+    if (fileName.isEmpty())
+        return hexFromBytes(data.left(MaxShown));
     QFile file(fileName);
-    return file.open(QIODevice::WriteOnly) && file.write(data) == data.size();
+    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.flush())
+        fail(QStringLiteral("cannot write %1: %2").arg(fileName, file.errorString()));
+    return {};
 }
 
-/// Runs a command with as many arguments as it needs. @p shown becomes what it has to say.
-bool run(Client *client, const QString &command, const QStringList &arguments, QString *shown)
+/// Makes what a command does, which says whether it succeeded; what it has to say becomes
+/// @p shown. All arguments are read before anything is sent.
+std::function<bool(DeviceClient &)> makeAction(const QString &command, const QStringList &arguments,
+                                               QString *shown)
 {
-    const auto number = [&](int i) { return arguments.value(i).toUInt(nullptr, 0); };
-    const auto length = [&](int i) { return static_cast<int>(number(i)); };
     const QString first = arguments.value(0);
     const QString second = arguments.value(1);
-    QByteArray data;
-    if (command == QLatin1String("write"))
-        return dataFrom(second, &data) && client->write(number(0), data);
-    if (command == QLatin1String("read"))
-        return client->read(number(0), length(1), &data)
-            && deliver(data, arguments.value(2), shown);
-    if (command == QLatin1String("upload"))
-        return contentsOf(first, &data) && client->upload(data, second);
+    const QString file = arguments.value(2);
+    const auto reads = [=](auto read) {
+        return [=](DeviceClient &client) {
+            QByteArray data;
+            const bool done = read(client, &data);
+            if (done)
+                *shown = deliver(data, file);
+            return done;
+        };
+    };
+    if (command == QLatin1String("write")) {
+        const quint32 address = registerFrom(QStringLiteral("ADDRESS"), first);
+        const QByteArray data = dataFrom(second);
+        return [=](DeviceClient &client) { return client.write(address, data); };
+    }
+    if (command == QLatin1String("upload")) {
+        const QByteArray contents = contentsOf(first);
+        return [=](DeviceClient &client) { return client.upload(contents, second); };
+    }
+    if (command == QLatin1String("memory-write")) {
+        const int offset = countFrom(QStringLiteral("OFFSET"), first);
+        const QByteArray data = dataFrom(second);
+        return [=](DeviceClient &client) { return client.writeMemory(offset, data); };
+    }
+    if (command == QLatin1String("special")) {
+        const int id = countFrom(QStringLiteral("ID"), first);
+        return [=](DeviceClient &client) { return client.special(id, second, shown); };
+    }
+    if (command == QLatin1String("combination")) {
+        const QByteArray data = dataFrom(first);
+        return reads([=](DeviceClient &client, QByteArray *readBack) {
+            return client.combination(data, second, readBack) && *readBack == data;
+        });
+    }
+    const int length = countFrom(QStringLiteral("LENGTH"), second);
     if (command == QLatin1String("download"))
-        return client->download(first, length(1), &data)
-            && deliver(data, arguments.value(2), shown);
-    if (command == QLatin1String("memory-write"))
-        return dataFrom(second, &data) && client->writeMemory(length(0), data);
-    if (command == QLatin1String("memory-read"))
-        return client->readMemory(length(0), length(1), &data)
-            && deliver(data, arguments.value(2), shown);
-    if (command == QLatin1String("special"))
-        return client->special(length(0), second, shown);
-    QByteArray readBack;
-    return dataFrom(first, &data) && client->combination(data, second, &readBack)
-        && readBack == data && deliver(readBack, {}, shown);
+        return reads([=](DeviceClient &client, QByteArray *data) {
+            return client.download(first, length, data);
+        });
+    if (command == QLatin1String("memory-read")) {
+        const int offset = countFrom(QStringLiteral("OFFSET"), first);
+        return reads([=](DeviceClient &client, QByteArray *data) {
+            return client.readMemory(offset, length, data);
+        });
+    }
+    const quint32 address = registerFrom(QStringLiteral("ADDRESS"), first);
+    return reads(
+        [=](DeviceClient &client, QByteArray *data) { return client.read(address, length, data); });
+}
+
+/// The command and its arguments, which are as many as it takes.
+const Command &commandOf(const QStringList &arguments)
+{
+    if (arguments.isEmpty())
+        fail(QStringLiteral("no command; --help lists them"));
+    const auto *command =
+        std::find_if(std::begin(Commands), std::end(Commands), [&](const Command &known) {
+            return arguments.first() == QLatin1String(known.name);
+        });
+    if (command == std::end(Commands))
+        fail(QStringLiteral("%1: no such command; --help lists them").arg(arguments.first()));
+    const auto count = static_cast<int>(arguments.size()) - 1;
+    if (count < command->least || count > command->most)
+        fail(QStringLiteral("%1: %2 expected")
+                 .arg(QLatin1String(command->name), QLatin1String(command->arguments)));
+    return *command;
+}
+
+QString description()
+{
+    QString text = QStringLiteral("A client of the proxy.\n\nCommands:");
+    for (const Command &command : Commands) {
+        text += QStringLiteral("\n  %1 %2\n      %3")
+                    .arg(QLatin1String(command.name), QLatin1String(command.arguments),
+                         QLatin1String(command.help));
+    }
+    return text;
 }
 
 } // namespace
@@ -408,14 +482,8 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
     qSetMessagePattern(QStringLiteral("korvin-client: %{message}"));
 
-    QString description = QStringLiteral("A client of the proxy.\n\nCommands:");
-    for (const Command &command : Commands) {
-        description += QStringLiteral("\n  %1 %2\n      %3")
-                           .arg(QLatin1String(command.name), QLatin1String(command.arguments),
-                                QLatin1String(command.help));
-    }
     QCommandLineParser parser;
-    parser.setApplicationDescription(description);
+    parser.setApplicationDescription(description());
     parser.addHelpOption();
     const QCommandLineOption proxy(QStringLiteral("proxy"),
                                    QStringLiteral("Where the proxy listens."),
@@ -437,28 +505,28 @@ int main(int argc, char *argv[])
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("What to do."));
     parser.process(application);
 
-    QStringList arguments = parser.positionalArguments();
-    const QString name = arguments.isEmpty() ? QString() : arguments.takeFirst();
-    const auto *command =
-        std::find_if(std::begin(Commands), std::end(Commands),
-                     [&](const Command &known) { return name == QLatin1String(known.name); });
-    if (command == std::end(Commands) || arguments.size() < command->argumentCount) {
-        std::fprintf(stderr, "%s", qUtf8Printable(parser.helpText()));
-        return 2;
-    }
-    const QString place = parser.value(proxy);
-    Client client({QHostAddress(place.section(QLatin1Char(':'), 0, -2)),
-                   place.section(QLatin1Char(':'), -1).toUShort(), parser.value(key),
-                   parser.value(timeout).toInt(), parser.value(attempts).toInt(),
-                   parser.value(buffer).toUInt(nullptr, 0)});
+    const QStringList arguments = parser.positionalArguments();
+    const Command &command = commandOf(arguments);
+    if (!parser.isSet(proxy))
+        fail(QStringLiteral("--proxy: missing: ADDRESS:PORT expected"));
+    DeviceClient::Options options;
+    options.proxy = placeFrom(QStringLiteral("--proxy"), parser.value(proxy));
+    options.deviceKey = parser.value(key);
+    options.timeout = countFrom(QStringLiteral("--timeout"), parser.value(timeout), 1);
+    options.attempts = countFrom(QStringLiteral("--attempts"), parser.value(attempts), 1);
+    options.buffer = registerFrom(QStringLiteral("--buffer"), parser.value(buffer));
+    QString shown;
+    const auto action = makeAction(QLatin1String(command.name), arguments.mid(1), &shown);
     QElapsedTimer clock;
     clock.start();
-    QString shown;
-    const bool done = run(&client, name, arguments, &shown);
-    std::printf("%-42s %s, %3d requests, %2d repeated, %7.1f ms  %s\n",
-                qUtf8Printable(name + QLatin1Char(' ') + arguments.join(QLatin1Char(' '))),
-                done ? "ok" : "FAILED", client.requests() - client.retries(), client.retries(),
-                static_cast<double>(clock.nsecsElapsed()) / 1e6,
-                qUtf8Printable(done ? shown : client.error()));
+    DeviceClient client(options);
+    const bool done = action(client);
+    print(QStringLiteral("%1 %2, %3 requests, %4 repeated, %5 ms  %6\n")
+              .arg(arguments.join(QLatin1Char(' ')), -42)
+              .arg(done ? QStringLiteral("ok") : QStringLiteral("FAILED"))
+              .arg(client.requests(), 3)
+              .arg(client.repeated(), 2)
+              .arg(static_cast<double>(clock.nsecsElapsed()) / 1e6, 7, 'f', 1)
+              .arg(done ? shown : client.error()));
     return done ? 0 : 1;
 }

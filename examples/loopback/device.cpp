@@ -1,7 +1,8 @@
 // korvin-device: a simulated device as a TCP server.
 //
-// Each message is a byte frame, Linux frame or text record; what is none closes its connection.
+// Each message is a byte frame, Linux frame or text record; anything else closes its connection.
 
+#include "arguments.h"
 #include "messagesocket.h"
 #include "terminationsignals.h"
 
@@ -15,12 +16,17 @@
 #include <QtCore/QJsonDocument>
 #include <QtNetwork/QTcpServer>
 
-#include <cstdio>
+#include <limits>
 
 using namespace KorvinInspect;
 using namespace KorvinSimulator;
 
 namespace {
+
+QString cannotWrite(const QFile &file)
+{
+    return QStringLiteral("cannot write %1: %2").arg(file.fileName(), file.errorString());
+}
 
 /// A device that keeps a journal of what it carries out.
 class JournalingDevice : public SimulatedDevice
@@ -28,21 +34,24 @@ class JournalingDevice : public SimulatedDevice
 public:
     using SimulatedDevice::SimulatedDevice;
 
-    bool openJournal(const QString &fileName)
+    void openJournal(const QString &fileName)
     {
         m_journal.setFileName(fileName);
-        return m_journal.open(QIODevice::Append | QIODevice::Unbuffered);
+        if (!m_journal.open(QIODevice::Append | QIODevice::Unbuffered))
+            fail(cannotWrite(m_journal));
     }
 
     void carryOut(PackageBase &request) override
     {
         SimulatedDevice::carryOut(request);
-        if (m_journal.isOpen()) {
-            m_journal.write(QStringLiteral("%1 %2 %3\n")
-                                .arg(classOf(request).name, request.getTag())
-                                .arg(request.getPackResult())
-                                .toUtf8());
-        }
+        if (!m_journal.isOpen())
+            return;
+        const QByteArray line = QStringLiteral("%1 %2 %3\n")
+                                    .arg(classOf(request).name, request.getTag())
+                                    .arg(request.getPackResult())
+                                    .toUtf8();
+        if (m_journal.write(line) != line.size())
+            fail(cannotWrite(m_journal));
     }
 
 private:
@@ -58,23 +67,20 @@ public:
         connect(&m_server, &QTcpServer::newConnection, this, &DeviceServer::accept);
     }
 
-    bool listen(const QHostAddress &address, quint16 port)
+    void listen(const QHostAddress &address, quint16 port)
     {
-        if (!m_server.listen(address, port)) {
-            qWarning("cannot listen: %s", qUtf8Printable(m_server.errorString()));
-            return false;
-        }
-        std::printf("korvin-device: listening on %s:%d\n",
-                    qUtf8Printable(m_server.serverAddress().toString()), m_server.serverPort());
-        std::fflush(stdout);
-        return true;
+        if (!m_server.listen(address, port))
+            fail(QStringLiteral("cannot listen: ") + m_server.errorString());
+        print(QStringLiteral("korvin-device: listening on %1:%2\n")
+                  .arg(m_server.serverAddress().toString())
+                  .arg(m_server.serverPort()));
     }
 
 private:
     void accept()
     {
         while (QTcpSocket *socket = m_server.nextPendingConnection()) {
-            auto *peer = new MessageSocket(socket, MessageSocket::Framing::LengthPrefix, this);
+            auto *peer = new MessageSocket(socket, Wire::LengthPrefix, this);
             connect(peer, &MessageSocket::received, this,
                     [=](const Message &message) { answer(peer, message); });
             connect(peer, &MessageSocket::closed, this, [=](const QString &reason) {
@@ -106,29 +112,29 @@ private:
     QTcpServer m_server;
 };
 
-/// The state in a file; nothing, with a message, for a file that has none.
-bool load(const QString &fileName, DeviceState *state)
+/// The state in a file.
+DeviceState load(const QString &fileName)
 {
     QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly)) {
-        qWarning("%s: %s", qUtf8Printable(fileName), qUtf8Printable(file.errorString()));
-        return false;
-    }
+    if (!file.open(QIODevice::ReadOnly))
+        fail(fileName + QLatin1String(": ") + file.errorString());
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    DeviceState state;
     const QString fault = error.error == QJsonParseError::NoError
-        ? stateFromJson(document.object(), state)
+        ? stateFromJson(document.object(), &state)
         : error.errorString();
     if (!fault.isEmpty())
-        qWarning("%s: %s", qUtf8Printable(fileName), qUtf8Printable(fault));
-    return fault.isEmpty();
+        fail(fileName + QLatin1String(": ") + fault);
+    return state;
 }
 
-bool save(const QString &fileName, const DeviceState &state)
+void save(const QString &fileName, const DeviceState &state)
 {
     QFile file(fileName);
     const QByteArray json = QJsonDocument(stateToJson(state)).toJson();
-    return file.open(QIODevice::WriteOnly) && file.write(json) == json.size();
+    if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size() || !file.flush())
+        fail(cannotWrite(file));
 }
 
 } // namespace
@@ -165,24 +171,23 @@ int main(int argc, char *argv[])
     parser.addOptions({address, port, state, saved, faults, seed, journal});
     parser.process(application);
 
-    DeviceState initial;
-    if (parser.isSet(state) && !load(parser.value(state), &initial))
-        return 1;
-    JournalingDevice device(initial);
-    device.setFaults(
-        FaultPlan::random(parser.value(seed).toUInt(), parser.value(faults).toDouble()));
-    if (parser.isSet(journal) && !device.openJournal(parser.value(journal))) {
-        qWarning("cannot write %s", qUtf8Printable(parser.value(journal)));
-        return 1;
-    }
+    if (!parser.positionalArguments().isEmpty())
+        fail(QStringLiteral("%1: one argument too many").arg(parser.positionalArguments().first()));
+    const double share = shareFrom(QStringLiteral("--faults"), parser.value(faults));
+    const auto seedNumber = numberFrom(QStringLiteral("--seed"), parser.value(seed), 0,
+                                       std::numeric_limits<uint>::max());
+    const auto portNumber = numberFrom(QStringLiteral("--port"), parser.value(port), 0,
+                                       std::numeric_limits<quint16>::max());
+    const QHostAddress host = addressFrom(QStringLiteral("--address"), parser.value(address));
+    JournalingDevice device(parser.isSet(state) ? load(parser.value(state)) : DeviceState());
+    device.setFaults(FaultPlan::random(static_cast<uint>(seedNumber), share));
+    if (parser.isSet(journal))
+        device.openJournal(parser.value(journal));
     DeviceServer server(&device);
-    if (!server.listen(QHostAddress(parser.value(address)), parser.value(port).toUShort()))
-        return 1;
     handleTermination([] { QCoreApplication::quit(); });
+    server.listen(host, static_cast<quint16>(portNumber));
     const int result = QCoreApplication::exec();
-    if (parser.isSet(saved) && !save(parser.value(saved), device.state())) {
-        qWarning("cannot write %s", qUtf8Printable(parser.value(saved)));
-        return 1;
-    }
+    if (parser.isSet(saved))
+        save(parser.value(saved), device.state());
     return result;
 }

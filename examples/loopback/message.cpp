@@ -1,5 +1,8 @@
 #include "message.h"
 
+#include <korvinexchange/lengthprefixframing.h>
+#include <korvinexchange/lineframing.h>
+
 using namespace KorvinInspect;
 
 namespace {
@@ -27,6 +30,14 @@ std::optional<ClassId> classIdOf(const QByteArray &word)
 }
 
 } // namespace
+
+std::unique_ptr<KorvinExchange::Framing> makeFraming(Wire wire)
+{
+    constexpr std::chrono::seconds Deadline(3);
+    if (wire == Wire::Lines)
+        return std::make_unique<KorvinExchange::LineFraming>(MaxMessageSize, Deadline);
+    return std::make_unique<KorvinExchange::LengthPrefixFraming>(MaxMessageSize, Deadline);
+}
 
 QByteArray pack(const Message &message)
 {

@@ -3,34 +3,32 @@
 
 #include "message.h"
 
+#include <korvinexchange/framing.h>
+
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 #include <QtNetwork/QTcpSocket>
 
-/// A TCP connection that carries whole messages.
+#include <deque>
+#include <memory>
+#include <optional>
+
+/// A TCP connection that carries whole messages; docs/simulator.md says how.
 ///
-/// TCP is a stream: it knows nothing of messages, so each one gets a frame of its own, of one of
-/// two kinds. docs/simulator.md describes them. A peer that breaks the rules is cut off: with a
-/// message that is too long or no message, or one that does not arrive whole in time.
+/// A peer that breaks the rules is cut off: with a message that is too long or no message, one that
+/// does not arrive whole in time, or where it does not read what it is sent. Nothing is read from a
+/// peer that does not read; that time counts for no deadline.
 class MessageSocket : public QObject
 {
     Q_OBJECT
 
 public:
-    enum class Framing {
-        Lines,       ///< Text records: UTF-8, a line feed behind each.
-        LengthPrefix ///< Frames: the number of bytes, 32 bits, little-endian, in front of each.
-    };
-
-    /// No message may be longer, in bytes.
-    static constexpr int MaxMessageSize = 1 << 20;
-
     /// Takes over @p socket, which is connected or about to be.
-    MessageSocket(QTcpSocket *socket, Framing framing, QObject *parent);
+    MessageSocket(QTcpSocket *socket, Wire wire, QObject *parent);
 
-    /// Sends a message. A record with a line feed in it cannot be sent in a line: it is dropped.
+    /// Sends a message.
     ///
-    /// @return whether it was sent.
+    /// @return false for one that is too long, or that cannot be sent in a line.
     bool send(const Message &message);
 
     /// Stops or goes on to deliver messages; what arrives meanwhile waits at the peer.
@@ -49,18 +47,31 @@ Q_SIGNALS:
     void closed(const QString &reason);
 
 private:
-    enum class Reading { Message, Incomplete, Broken };
-
-    void readMessages();
-    Reading readLine(QByteArray *bytes);
-    Reading readPrefixed(QByteArray *bytes);
+    bool isReading() const;
+    KorvinExchange::Time timeOfReading() const;
+    void read();
+    void deliver(const QByteArray &bytes);
+    void watchReading();
+    void watch();
+    bool hasLeft() const;
+    void onWritten();
+    void onPeerClosed();
+    void abort(const QString &reason);
+    void finish();
 
     QTcpSocket *m_socket;
-    Framing m_framing;
+    std::unique_ptr<KorvinExchange::Framing> m_framing;
+    std::deque<QByteArray> m_messages; ///< That have arrived and are not delivered.
     QString m_peer;
-    QTimer m_deadline; ///< For the rest of a message that has begun.
-    bool m_paused = false;
-    bool m_closed = false;
+    QString m_reason;
+    QTimer m_watch;                         ///< Looks now and then at what takes too long.
+    KorvinExchange::Time m_lastProgress{0}; ///< When the peer has last read something.
+    bool m_isPaused = false;
+    bool m_isClosed = false;
+    bool m_isFinished = false;
+
+    KorvinExchange::Time m_notRead{0};                  ///< How long nothing was read.
+    std::optional<KorvinExchange::Time> m_notReadSince; ///< While nothing is read.
 };
 
 #endif

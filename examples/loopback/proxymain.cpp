@@ -6,7 +6,40 @@
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
 
-#include <cstdio>
+#include <limits>
+
+using KorvinInspect::Form;
+
+namespace {
+
+KorvinExchange::Settings settingsOf(bool prefersLinux, quint32 lastSerialNum)
+{
+    KorvinExchange::Settings settings;
+    settings.forms = {Form::Frame, Form::Text};
+    if (prefersLinux)
+        settings.forms.insert(settings.forms.begin(), Form::Linux);
+    settings.lastSerialNum = lastSerialNum;
+    settings.limits.inFlight = settings.limits.serialNumbers;
+    settings.limits.queued = 1 << 16;
+    settings.limits.messageSize = MaxContentSize;
+    return settings;
+}
+
+void addDevices(Proxy *proxy, const QStringList &devices)
+{
+    if (devices.isEmpty())
+        fail(QStringLiteral("no device: KEY=ADDRESS:PORT expected"));
+    for (const QString &device : devices) {
+        const QString key = device.section(QLatin1Char('='), 0, 0);
+        if (!device.contains(QLatin1Char('=')))
+            fail(QStringLiteral("\"%1\" is not KEY=ADDRESS:PORT").arg(device));
+        if (proxy->hasDevice(key))
+            fail(QStringLiteral("device key \"%1\" is there twice").arg(key));
+        proxy->addDevice(key, placeFrom(key, device.section(QLatin1Char('='), 1)));
+    }
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -25,33 +58,31 @@ int main(int argc, char *argv[])
     const QCommandLineOption linuxFrames(
         QStringLiteral("linux"),
         QStringLiteral("Send data requests to devices as Linux frames, which have a checksum."));
-    parser.addOptions({address, port, linuxFrames});
+    const QCommandLineOption serialNumbers(
+        QStringLiteral("serial-numbers"),
+        QStringLiteral("The last serial number that the devices give back whole: 255 where they "
+                       "keep 8 bits of it, 65535 where they keep 16."),
+        QStringLiteral("number"), QStringLiteral("255"));
+    parser.addOptions({address, port, linuxFrames, serialNumbers});
     parser.addPositionalArgument(QStringLiteral("devices"),
                                  QStringLiteral("Device keys and where the devices listen."),
                                  QStringLiteral("KEY=ADDRESS:PORT..."));
     parser.process(application);
 
-    Proxy proxy;
-    const QStringList devices = parser.positionalArguments();
-    for (const QString &device : devices) {
-        const QString key = device.section(QLatin1Char('='), 0, 0);
-        const QString place = device.section(QLatin1Char('='), 1);
-        const QHostAddress host(place.section(QLatin1Char(':'), 0, -2));
-        const quint16 devicePort = place.section(QLatin1Char(':'), -1).toUShort();
-        if (host.isNull() || devicePort == 0) {
-            qWarning("not KEY=ADDRESS:PORT: %s", qUtf8Printable(device));
-            return 2;
-        }
-        proxy.addDevice(key, host, devicePort, parser.isSet(linuxFrames));
-    }
-    if (!proxy.listen(QHostAddress(parser.value(address)), parser.value(port).toUShort())) {
-        qWarning("cannot listen: %s", qUtf8Printable(proxy.server().errorString()));
-        return 1;
-    }
-    std::printf("korvin-proxy: listening on %s:%d\n",
-                qUtf8Printable(proxy.server().serverAddress().toString()),
-                proxy.server().serverPort());
-    std::fflush(stdout);
+    constexpr qint64 LastPort = std::numeric_limits<quint16>::max();
+    const auto lastSerialNum =
+        numberFrom(QStringLiteral("--serial-numbers"), parser.value(serialNumbers), 1, LastPort);
+    const QHostAddress host = addressFrom(QStringLiteral("--address"), parser.value(address));
+    const auto portNumber = numberFrom(QStringLiteral("--port"), parser.value(port), 0, LastPort);
+    Proxy proxy(settingsOf(parser.isSet(linuxFrames), static_cast<quint32>(lastSerialNum)));
+    addDevices(&proxy, parser.positionalArguments());
+    if (!proxy.listen(host, static_cast<quint16>(portNumber)))
+        fail(QStringLiteral("cannot listen: ") + proxy.server().errorString());
+    QObject::connect(&proxy, &Proxy::ready, &application, [&] {
+        print(QStringLiteral("korvin-proxy: listening on %1:%2\n")
+                  .arg(proxy.server().serverAddress().toString())
+                  .arg(proxy.server().serverPort()));
+    });
     QObject::connect(&proxy, &Proxy::finished, &application, &QCoreApplication::quit,
                      Qt::QueuedConnection);
     handleTermination([&] { proxy.shutDown(); });

@@ -240,7 +240,7 @@ const MisfitRow MisfitRows[] = {
      "lowAddr at 12: not that of the request: 16 expected, 17 found"},
     {"Linux frame of another direction", Form::Linux,
      "55AA 00 01 00 FF 01 02 FFFF 01 00 1000 000A 0300 A0 A1 A2 575A",
-     "readWriteCode at 10: not that of the request: 0 expected, 1 found"},
+     "readWriteCode at 10: not what the class is for: read expected, write found"},
     {"record of another kind", Form::Text, COLUMNS "ok,ok,0,3,file,3,160/161/162",
      "clientPackageType at 17: not that of the request: 0 expected, 1 found"},
     {"record with another tag", Form::Text,
@@ -296,6 +296,27 @@ TEST_P(Misfits, ChangeNothing)
 }
 
 INSTANTIATE_TEST_SUITE_P(Replies, Misfits, testing::ValuesIn(MisfitRows));
+
+TEST_F(EngineTest, AReplyIsOfTheClassThatTheTransportSays)
+{
+    settings.retry.attempts = 1;
+    restart(Form::Frame);
+    const auto write = makeWrite(Register, "x");
+    const RequestId id = send(*write);
+    const OutgoingMessage message = take();
+    const QByteArray reply = replyTo(message); // as that of any write
+    engine->receive(Form::Frame, reply, now, ClassId::PackageRequestWrite);
+    EXPECT_EQ(engine->counters().refusedReplies, 1U);
+    expectNoEvent();
+    setTime(ms(3000));
+    EXPECT_EQ(describe(expectEnd(id, Outcome::RefusedReply)),
+              QStringLiteral("refused reply: not that of the request: PackageRequestWriteData "
+                             "expected, PackageRequestWrite found"));
+    engine->receive(Form::Frame, reply, now, ClassId::PackageRequestWrite);
+    EXPECT_EQ(engine->counters().refusedReplies, 2U);
+    engine->receive(Form::Frame, reply, now, ClassId::PackageRequestWriteData);
+    EXPECT_EQ(engine->counters().late, 1U);
+}
 
 TEST_F(EngineTest, MessagesToNoRequestAreCounted)
 {
@@ -570,6 +591,47 @@ TEST_F(EngineTest, ATimeoutOfItsOwn)
     send(*write, options);
     take();
     EXPECT_EQ(engine->nextTimeout(), ms(51)) << "at least a millisecond";
+}
+
+TEST_F(EngineTest, ADeadlineIsForAllThatARequestWaits)
+{
+    settings.limits.inFlight = 1;
+    restart(Form::Text);
+    RequestOptions options;
+    options.deadline = std::chrono::milliseconds(500);
+    const auto read = makeRead(Register, 3);
+    const auto waiting = makeRead(Register, 3);
+    const RequestId id = send(*read, options);
+    send(*waiting, options);
+    take();
+    expectNothingToSend();
+    EXPECT_EQ(engine->nextTimeout(), ms(500)) << "not 3000";
+    setTime(ms(499));
+    expectNoEvent();
+    setTime(ms(500));
+    EXPECT_EQ(expectEnd(id, Outcome::TimedOut).attempts, 1) << "a read, not repeated";
+    EXPECT_EQ(expectEnd(id + 1, Outcome::TimedOut).attempts, 0);
+    expectNothingToSend();
+}
+
+TEST_F(EngineTest, ADeadlineEndsRepetitions)
+{
+    settings.timeout = std::chrono::milliseconds(300);
+    restart(settings);
+    RequestOptions options;
+    options.deadline = std::chrono::milliseconds(600);
+    const auto read = makeRead(Register, 3);
+    const RequestId id = send(*read, options);
+    take();
+    setTime(ms(300));
+    setTime(ms(400)); // the pause is over
+    EXPECT_EQ(take().attempt, 2);
+    EXPECT_EQ(engine->nextTimeout(), ms(600)) << "not 700";
+    setTime(ms(600));
+    EXPECT_EQ(expectEnd(id, Outcome::TimedOut).attempts, 2);
+    options.deadline = std::chrono::milliseconds(-5);
+    send(*read, options);
+    EXPECT_EQ(engine->nextTimeout(), ms(601)) << "at least a millisecond";
 }
 
 // The queue.
@@ -1134,6 +1196,10 @@ TEST_F(CombinationTest, EachItemHasItsOutcome)
     // The same once more.
     receive(message, reply);
     EXPECT_EQ(engine->counters().duplicate, 3U);
+    engine->receive(Form::Text, reply, now, ClassId::PackageRequestCombination);
+    EXPECT_EQ(engine->counters().duplicate, 6U);
+    engine->receive(Form::Text, reply, now, ClassId::PackageRequestReadData);
+    EXPECT_EQ(engine->counters().refusedReplies, 3U);
     expectNoEvent();
 }
 
@@ -1142,6 +1208,8 @@ TEST_F(CombinationTest, WhatFitsEndsItsItem)
     const RequestId first = sendAll();
     const OutgoingMessage message = take();
     const std::vector<QByteArray> replies = repliesTo(message);
+    engine->receive(Form::Text, replies[2], now, ClassId::PackageRequestReadData);
+    EXPECT_EQ(engine->counters().refusedReplies, 1U) << "the transport says what was sent";
     receive(message, replies[2] + "|junk|" + replies[0] + "|5,k");
     expectEnd(first + 2, Outcome::Success);
     expectEnd(first, Outcome::Success);

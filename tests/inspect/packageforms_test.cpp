@@ -178,6 +178,7 @@ TEST(PackageForms, MessagesDecodeAsTheirClassDecodesThem)
 }
 
 #define HEADER " 0100 6B 0100 74 03000000 0700 01 FE 03 04 0605 00 08 0A09 0C0B "
+#define WRITE_HEADER " 0100 6B 0100 74 03000000 0700 01 FE 03 04 0605 01 08 0A09 0C0B "
 
 /// Frames that their class does not read back as they were written.
 struct MessageRow
@@ -233,7 +234,7 @@ const MessageRow MessageRows[] = {
      "01" HEADER "02000000 00 02000000 02 00 01 00 02 00 02000000 00 02000000", 2, 1, 2, 2, ""},
     {"full reply of a data write",
      {ClassId::PackageRequestWriteData, Form::Frame, Direction::Reply},
-     "01" HEADER "00 00 02000000 A0 A1 05 00 03 00 F7 00 00 00 02000000 A0 A1",
+     "01" WRITE_HEADER "00 00 02000000 A0 A1 05 00 03 00 F7 00 00 00 02000000 A0 A1",
      5,
      3,
      247,

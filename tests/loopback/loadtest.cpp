@@ -7,9 +7,9 @@
 //   restart  device and proxy are killed meanwhile: every request ends, none is carried out twice
 //   garbage  what is no message closes its connection with a reason, and no other
 
-#include "proxyconnection.h"
-#include "replies.h"
+#include "link.h"
 
+#include <korvinexchange/reply.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
 
@@ -25,6 +25,8 @@
 #include <QtCore/QMap>
 #include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
+#include <QtCore/QTimer>
+#include <QtNetwork/QTcpSocket>
 
 #include <algorithm>
 #include <cstdio>
@@ -218,16 +220,14 @@ class Client : public QObject
 {
 public:
     Client(int number, const Settings &settings, quint16 proxyPort, Tally *tally)
-        : m_number(number)
+        : m_link(QStringLiteral("proxy"), Wire::Lines, linkSettings())
+        , m_number(number)
         , m_settings(settings)
         , m_tally(tally)
         , m_left(settings.requests / settings.clients)
     {
-        const auto open = [=] { m_connection.open(QHostAddress::LocalHost, proxyPort); };
-        connect(&m_connection, &ProxyConnection::opened, this, &Client::next);
-        connect(&m_connection, &ProxyConnection::closed, this,
-                [=] { QTimer::singleShot(100, this, open); });
-        open();
+        connect(&m_link, &Link::connected, this, &Client::next);
+        m_link.open({QHostAddress::LocalHost, proxyPort});
     }
 
     bool isDone() const { return m_left == 0 && !m_request; }
@@ -239,9 +239,16 @@ public:
     void stop() { m_left = 0; }
 
 private:
+    static KorvinExchange::Settings linkSettings()
+    {
+        KorvinExchange::Settings settings;
+        settings.lastSerialNum = std::numeric_limits<int>::max();
+        return settings;
+    }
+
     void next()
     {
-        if (m_left == 0 || m_request || !m_connection.isOpen())
+        if (m_left == 0 || m_request || !m_link.isConnected())
             return;
         --m_left;
         const quint32 address = FirstRegister + static_cast<quint32>(m_number) * BlockSize;
@@ -259,18 +266,24 @@ private:
             m_request = std::make_unique<PackageRequestReadData>(
                 key, 0, 255, 0, 0, 0, high, low, 0, m_settings.timeout, tag, BlockSize);
         }
-        connect(m_request.get(), &PackageBase::CompleteRequestEvent, this, &Client::complete);
+        KorvinExchange::RequestOptions options;
+        options.repeat = KorvinExchange::Repeat::Never;
+        options.timeout = std::chrono::milliseconds(m_settings.timeout + 1000); // after the proxy
         m_clock.start();
-        m_connection.send(m_request.get());
+        KorvinExchange::Reply *reply = m_link.send(m_request.get(), options);
+        connect(reply, &KorvinExchange::Reply::finished, this, [=] {
+            reply->deleteLater();
+            complete(reply->result());
+        });
     }
 
-    void complete()
+    void complete(const KorvinExchange::Event &event)
     {
         m_tally->milliseconds.push_back(static_cast<double>(m_clock.nsecsElapsed()) / 1e6);
         ++m_tally->done;
         const bool success = m_request->isPackageSuccess();
         if (!success)
-            ++m_tally->failures[outcomeText(m_request.get())];
+            ++m_tally->failures[describe(event)];
         if (success && m_isWriting)
             m_tally->succeeded << m_request->getTag();
         // What an unsuccessful write left is not known.
@@ -282,11 +295,11 @@ private:
             ++m_left;
         else
             m_isWriting = !m_isWriting;
-        m_request.release()->deleteLater();
-        // Not from within the signal.
-        QTimer::singleShot(0, this, [this] { next(); });
+        m_request.reset();
+        next();
     }
 
+    Link m_link;
     int m_number;
     const Settings &m_settings;
     Tally *m_tally;
@@ -298,7 +311,6 @@ private:
     QByteArray m_data;
     std::unique_ptr<PackageBase> m_request;
     QElapsedTimer m_clock;
-    ProxyConnection m_connection;
 };
 
 /// All clients of a scenario.
@@ -444,7 +456,7 @@ void runRestart(System *system, const Settings &settings, Verdict *verdict)
         for (const QByteArray &line : lines)
             ++carriedOut[line.split(' ').value(1)];
     }
-    carriedOut.remove({}); // behind the last line
+    carriedOut.remove({}); // after the last line
     const bool noneTwice =
         std::all_of(carriedOut.begin(), carriedOut.end(), [](int times) { return times == 1; });
     verdict->expect(noneTwice, QStringLiteral("no request is carried out twice"));
@@ -507,12 +519,12 @@ void runGarbage(System *system, const Settings &settings, Verdict *verdict)
          "text PackageRequestRead 1,device0,0,0,255,0,0,0,0,0,read,x,t,ok,ok,1,data\n",
          "refused: timeout at 11"},
         {"a frame", brokenFrame + '\n', "refused: "},
-        {"a line without an end", QByteArray(1100000, 'x'), "a message of more than"},
+        {"a line without an end", QByteArray(1100000, 'x'), "a message is too long"},
         {"half a line", "text Packa", "the rest of a message did not come in time"},
     };
     const Row toDevice[] = {
-        {"a web browser", "GET / HTTP/1.1\r\nHost: x\r\n\r\n", "a message of more than"},
-        {"noise", noise, "a message of more than"},
+        {"a web browser", "GET / HTTP/1.1\r\nHost: x\r\n\r\n", "a message is too long"},
+        {"noise", noise, "a message is too long"},
         {"a broken frame", QByteArray("\x1E\0\0\0", 4) + brokenFrame, "refused: "},
         {"an unknown class", QByteArray("\x0A\0\0\0frame Nix ", 14), "no message begins so"},
         {"half a message", QByteArray("\x0A\0\0\0frame", 9),

@@ -245,7 +245,10 @@ void appendReaders(std::vector<GrowingInput> &inputs)
     const Bytes commas = [](int size) { return QByteArray(size, ','); };
     const Bytes items = [](int size) { return QByteArray("ReadData^|").repeated(size / 10); };
     const Bytes data = [](int size) {
-        return frame('\0', {}, QByteArray(2, '\0') + block(QByteArray(size, 'd')));
+        constexpr int ReadWriteCode = 17;
+        QByteArray write = frame('\0', {}, QByteArray(2, '\0') + block(QByteArray(size, 'd')));
+        write[ReadWriteCode] = 1;
+        return write;
     };
     const Bytes numbers = [](int size) {
         return QByteArray(17, ',') + QByteArray::number(size / 2) + ','

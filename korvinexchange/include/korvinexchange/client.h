@@ -40,6 +40,7 @@ struct IncomingMessage
 {
     KorvinInspect::Form form = KorvinInspect::Form::Text; ///< Its encoding.
     QByteArray bytes;                                     ///< The frame, or the record in UTF-8.
+    std::optional<KorvinInspect::ClassId> classId = {};   ///< Its class, where the peer says it.
 };
 
 /// An Engine on a QIODevice: sends packages to a peer, and tells what has become of them.

@@ -143,7 +143,11 @@ public:
     std::optional<OutgoingMessage> takeMessage(Time now);
 
     /// Handles a message that was received.
-    void receive(KorvinInspect::Form form, const QByteArray &message, Time now);
+    ///
+    /// @param classId is the class of the message, if the transport says it: a reply of another class
+    ///     than its request is refused.
+    void receive(KorvinInspect::Form form, const QByteArray &message, Time now,
+                 std::optional<KorvinInspect::ClassId> classId = {});
 
     /// Returns when to call handleTimeout() and then takeMessage(); nothing if there is no need to.
     std::optional<Time> nextTimeout() const;

@@ -104,6 +104,11 @@ struct RequestOptions
     /// A file read or memory read fills a buffer of the device. If messages can overtake each other
     /// on the link, a copy that arrives late fills the buffer again: do not repeat them there.
     Repeat repeat = Repeat::Reads;
+
+    /// How long the request may take from its handing over to its end, with all that it waits and
+    /// every attempt, for whom has promised an answer by then; of a transfer each of its requests.
+    /// Nothing but the settings limits it where there is none.
+    std::optional<std::chrono::milliseconds> deadline = {};
 };
 
 } // namespace KorvinExchange

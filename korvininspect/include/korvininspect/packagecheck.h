@@ -33,7 +33,8 @@ enum class Refusal {
     DataStringMismatch, ///< A data string does not have as many numbers as its length says.
     UnknownType,        ///< An item of a combination has an unknown type word.
     OutOfMemory,        ///< There was not enough memory to check the input.
-    OtherRequest        ///< A field of a reply differs from that of its request.
+    OtherRequest,       ///< A field of a reply differs from that of its request.
+    OtherAccess         ///< A read has the code of a write, or a write that of a read.
 };
 
 /// The result of check(): why it refuses the input, and where.
