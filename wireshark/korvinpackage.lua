@@ -201,6 +201,13 @@ local function number_in_frame_fault(verb, number, is_request)
     end
 end
 
+-- Compares a code with the one that a class is for.
+local function access_fault(verb, number, only)
+    if is_access[verb] and only and number ~= only then
+        return "not what the class is for"
+    end
+end
+
 -- Returns the value that a decoder reads for a number.
 local function taken(verb, number)
     if verb == "access" then
@@ -216,9 +223,10 @@ end
 local FrameScanner = {}
 FrameScanner.__index = FrameScanner
 
-function FrameScanner.new(bytes, is_request, takes_missing)
+function FrameScanner.new(bytes, class, is_request, takes_missing)
     return setmetatable({
         bytes = bytes,
+        only_access = layouts.classes[class].onlyAccess,
         is_request = is_request,
         takes_missing = takes_missing, -- a field that is not all there takes its bytes nevertheless
         fields = {},
@@ -273,6 +281,7 @@ function FrameScanner:integer(verb, name)
     field.number = number
     field.value = taken(verb, number)
     field.fault = number_in_frame_fault(verb, number, self.is_request)
+        or access_fault(verb, number, self.only_access)
     if field.missing > 0 then
         field.fault = string.format("truncated: %s expected, %s left",
             bytes_in_words(layout.width), bytes_in_words(field.width))
@@ -481,7 +490,7 @@ end
 -- The fields as encoders write them.
 local function written_frame(bytes, class, is_request)
     local layout = layouts.classes[class]
-    local scanner = FrameScanner.new(bytes, is_request)
+    local scanner = FrameScanner.new(bytes, class, is_request)
     if is_request then
         scanner:run(layout.writtenRequest)
     elseif is_full_reply(bytes, is_request) then
@@ -538,7 +547,7 @@ local FULL_REPLY = "from here on as decoders read it; encoders write a full repl
 
 local function scan_frame(bytes, class, is_request)
     local layout = layouts.classes[class]
-    local scanner = FrameScanner.new(bytes, is_request)
+    local scanner = FrameScanner.new(bytes, class, is_request)
     local is_full = is_full_reply(bytes, is_request)
     scanner.marker = is_full and 1 or nil
     scanner:run((is_request or is_full) and layout.request or layout.shortReply)
@@ -570,13 +579,13 @@ end
 
 -- Returns the fields of a Linux frame, which decoders read as encoders write them.
 local function linux_fields(bytes, class, is_request)
-    local scanner = FrameScanner.new(bytes, is_request, true)
+    local scanner = FrameScanner.new(bytes, class, is_request, true)
     scanner:run(layouts.linuxHeader)
     local length = scanner.last.shortLength
     local checksum = math.max(0, #bytes - 2)
     if length > 0 and (not is_request or scanner.last.rawAccess ~= 0) then
         -- The data ends at the checksum at the latest.
-        local data = FrameScanner.new(bytes:sub(1, checksum))
+        local data = FrameScanner.new(bytes:sub(1, checksum), class)
         data.position = scanner.position
         local field = data:block("data", length)
         field.value = bytes:sub(field.offset + 1, field.offset + field.width)
@@ -740,7 +749,7 @@ function columns.dataStringOrNone(text, length)
 end
 
 -- The fields of those steps whose column is there.
-local function column_fields(parts, steps)
+local function column_fields(parts, class, steps)
     local fields, number = {}, 0
     for _, step in ipairs(steps) do
         local part = parts[step.column + 1]
@@ -756,7 +765,8 @@ local function column_fields(parts, steps)
                 width = #part.text,
                 value = value,
                 number = type(value) == "number" and value or nil,
-                fault = fault,
+                fault = fault
+                    or access_fault(step.verb, value, layouts.classes[class].onlyAccess),
             }
         end
     end
@@ -771,7 +781,8 @@ end
 local function scan_record(text, class, is_request, base)
     local layout = layouts.classes[class]
     local parts = split(text, ",", base or 0, MOST_COLUMNS)
-    local fields = column_fields(parts, is_request and layout.requestRecord or layout.replyRecord)
+    local fields = column_fields(parts, class,
+        is_request and layout.requestRecord or layout.replyRecord)
     local readers, written, written_count = {}, {}, 0
     local last = 0
     for _, step in ipairs(written_steps(class, is_request)) do
@@ -889,7 +900,7 @@ local function check_record(text, class, is_request)
         local expected = #parts < needed and needed or #steps
         return { has_other_columns = true, position = math.min(expected, #parts) }, {}
     end
-    local fields = column_fields(parts, steps)
+    local fields = column_fields(parts, class, steps)
     return refusal_of(fields, 0), fields
 end
 
@@ -1026,7 +1037,7 @@ local function serial_of(bytes, form, is_request)
     if #parts < base.neededColumns.request or bytes:find("^", 1, true) then
         return nil
     end
-    return serial_field(column_fields(parts, base.requestRecord))
+    return serial_field(column_fields(parts, "PackageBase", base.requestRecord))
 end
 
 local function carries_serial(class, form)
