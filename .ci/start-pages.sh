@@ -8,7 +8,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 scripts/setup.sh --tests
 cmake --preset dev >/dev/null
-cmake --build --preset dev --target korvinpack korvinsimulator >/dev/null
+cmake --build --preset dev --target korvinpack korvinexchange korvinsimulator >/dev/null
 cmake --install build/dev --prefix "$work/prefix" >/dev/null
 library=$(dirname "$(find "$work/prefix" -name libkorvinpackage.so)")
 export PATH=$work/prefix/bin:$PATH PKG_CONFIG_PATH=$library/pkgconfig

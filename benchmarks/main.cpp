@@ -6,6 +6,7 @@
 int main(int argc, char **argv)
 {
     addCodecRows();
+    addExchangeRows();
     addTextPeerRows();
 #ifdef BENCHMARK_PEERS
     addFlatBuffersRows();

@@ -1,6 +1,7 @@
 // Runs a fixed list of operations, for callgrind to count the instructions of each. What one leaves
 // on the heap changes the count of no other.
 
+#include "exchange.h"
 #include "rows.h"
 #include "samples.h"
 
@@ -164,6 +165,13 @@ void countOthers()
     });
 }
 
+void countExchange()
+{
+    Exchange exchange;
+    count("exchange of frames, by hand", [&] { return exchange.byHand(); });
+    count("exchange of frames, by the engine", [&] { return exchange.byEngine(); });
+}
+
 } // namespace
 
 int main()
@@ -172,4 +180,5 @@ int main()
     countWriteData();
     countReadData();
     countOthers();
+    countExchange();
 }

@@ -91,6 +91,7 @@ inline void require(bool condition, const std::string &what)
 
 // Each adds the rows of its file.
 void addCodecRows();
+void addExchangeRows();
 void addTextPeerRows();
 void addFlatBuffersRows();
 void addMsgpackRows();

@@ -12,7 +12,8 @@ function(korvinpackage_add_tests name)
     target_include_directories(${name} PRIVATE ${arg_PRIVATE_HEADERS_OF})
     target_precompile_headers(${name} REUSE_FROM korvinpackage_test_support)
     target_link_libraries(${name} PRIVATE korvinpackage_test_support ${arg_LIBRARIES})
-    gtest_discover_tests(${name} PROPERTIES ENVIRONMENT LC_ALL=C.UTF-8 ${arg_PROPERTIES})
+    # An emulator takes its time, and so does a busy machine.
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 300 PROPERTIES ENVIRONMENT LC_ALL=C.UTF-8 ${arg_PROPERTIES})
 endfunction()
 
 # Adds the test NAME, which fails where the checked-in FILE is not what the program GENERATOR prints. The

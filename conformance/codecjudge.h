@@ -10,7 +10,7 @@
 /// The cases of the conformance kit, and what is right or wrong about an answer.
 /// docs/conformance.md describes both.
 
-/// What an answer is worth.
+/// The verdict on an answer.
 struct Judgement
 {
     enum Kind {
@@ -28,7 +28,7 @@ struct Judgement
 /// @return what is wrong with the first line that is not a case, or an empty text.
 QString casesFromLines(const QByteArray &lines, QVector<QJsonObject> *cases);
 
-/// What the program is told of a case: all except the answer.
+/// Returns what the program gets of a case: everything except the expected answer.
 QByteArray questionOf(const QJsonObject &ofCase);
 
 /// Judges the line that a program has answered.

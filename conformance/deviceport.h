@@ -5,18 +5,18 @@
 
 #include <memory>
 
-/// How messages travel to a device.
+/// How messages to and from a device are framed.
 enum class Framing {
     Labelled, ///< Length, form and class before each: see docs/simulator.md.
     Raw       ///< As they are. A record ends with a line feed, a frame with silence.
 };
 
-/// Opens the way to a device: "HOST:PORT" for TCP, anything else for the file of a serial port,
-/// which is set to @p baud, 8 data bits, no parity and 1 stop bit. A TCP connection that the device
-/// closes is opened again for the next request.
+/// Opens the connection to a device: "HOST:PORT" for TCP, anything else for the file of a serial
+/// port, which is set to @p baud, 8 data bits, no parity and 1 stop bit. A TCP connection that the
+/// device closes is opened again for the next request.
 ///
-/// @param fault becomes why there is none.
-/// @return null where there is none.
+/// @param fault becomes the reason on failure.
+/// @return the connection; null on failure.
 std::unique_ptr<DeviceLink> openDevice(const QString &place, Framing framing, int baud,
                                        QString *fault);
 

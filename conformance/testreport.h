@@ -15,11 +15,11 @@ struct TestResult
     double seconds = 0; ///< How long it took.
 };
 
-/// How many results have that verdict.
+/// Counts the results with a verdict.
 int countOf(TestResult::Verdict verdict, const QVector<TestResult> &results);
 
-/// The results as JUnit XML, which CI systems read: one test suite, a test case for each. What is
-/// unsupported or was not run counts as skipped.
+/// Returns the results as JUnit XML, which CI systems read: one test suite, with a test case for
+/// each. Unsupported cases and those that were not run count as skipped.
 QByteArray junitXml(const QString &suite, const QVector<TestResult> &results);
 
 #endif

@@ -16,8 +16,8 @@
 #include <memory>
 
 /// @file
-/// What the fuzz targets share. Their properties are GoogleTest's expectations; one that does not
-/// hold ends the process with an exception that nobody catches, which a fuzzer takes for a crash.
+/// Shared code of the fuzz targets. Their properties are GoogleTest expectations; a failed one ends
+/// the process with an uncaught exception, which a fuzzer counts as a crash.
 
 /// Every target is this function. libFuzzer calls it for what it makes up, replay.cpp for the files
 /// of the corpus.
@@ -49,7 +49,7 @@ inline void observe(const PackageBase &package)
         observe(QJsonDocument(KorvinInspect::packageToJson(package)).toJson());
 }
 
-/// Returns the unsigned byte at a position; 0 outside of the array.
+/// Returns the unsigned byte at a position; 0 outside the array.
 inline quint8 byteAt(const QByteArray &bytes, qint64 position)
 {
     return position >= 0 && position < bytes.size()
@@ -63,7 +63,7 @@ inline int cut(qint64 value)
     return static_cast<int>(static_cast<quint32>(value));
 }
 
-/// Returns the letter that names a class in an input. It stays when other classes come.
+/// Returns the letter that names a class in an input. New classes do not change it.
 inline char letterOf(KorvinInspect::ClassId id)
 {
     using Id = KorvinInspect::ClassId;
@@ -114,7 +114,7 @@ public:
         return position < m_bytes.size() ? static_cast<quint8>(m_bytes.at(position)) : 0;
     }
 
-    /// A number of 32 bits, little-endian.
+    /// Reads a 32-bit number, little-endian.
     int number()
     {
         quint32 value = 0;
@@ -136,7 +136,7 @@ public:
 
     QByteArray rest() { return m_bytes.mid(m_position); }
 
-    /// At most so many bytes.
+    /// Reads at most @p count bytes.
     QByteArray bytes(int count)
     {
         const QByteArray taken = m_bytes.mid(m_position, count);

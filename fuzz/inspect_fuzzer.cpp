@@ -12,6 +12,7 @@
 #include <packagerequestcombination.h>
 
 #include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
 
 #include <algorithm>
 
@@ -33,8 +34,14 @@ void guessAll(const QByteArray &input)
     }
     for (const Guess &guessed : {guesses.front(), guesses.back()})
         EXPECT_EQ(describe(check(input, guessed.shape)), describe(guessed.verdict));
+    const std::optional<Guess> best = bestGuess(input);
+    EXPECT_TRUE(best);
+    EXPECT_EQ(describe(best->shape), describe(guesses.front().shape));
+    EXPECT_EQ(best->reason, guesses.front().reason);
     const QVector<ExplainedField> fields = explain(input, guesses.front().shape);
-    EXPECT_EQ(explanationToJson(fields).size(), fields.size());
+    const QJsonArray json = explanationToJson(fields);
+    EXPECT_EQ(json.size(), fields.size());
+    EXPECT_EQ(explanationToJsonText(fields), QJsonDocument(json).toJson(QJsonDocument::Compact));
     for (const ExplainedField &field : fields) {
         const QString shown = printable(valueForPeople(field));
         EXPECT_LE(shown.size(), 6 * 200 + 3);

@@ -21,17 +21,17 @@ struct Reading
     int consumed = 0;
     bool full = false;
 
-    /// More than 64 KiB of data are announced that do not come, and at most 256 MiB: fuzzers leave
-    /// the data empty, other builds make all of it ready, which takes time. Then the fields are not
-    /// those that a decoder stores.
+    /// The input announces between 64 KiB and 256 MiB of data that it does not hold: builds of
+    /// fuzzers leave the data empty, other builds allocate all of it, which takes time. Then the
+    /// fields are not those that a decoder stores.
     bool announcesMuch = false;
 };
 
-/// Stores in @p package what the decoder of its class takes from a frame.
+/// Stores in @p package what the decoder of its class reads from a frame.
 Reading readFrame(PackageBase &package, KorvinInspect::Direction direction, const QByteArray &frame,
                   int start);
 
-/// Stores in @p package what the decoder of its class takes from a record.
+/// Stores in @p package what the decoder of its class reads from a record.
 Reading readRecord(PackageBase &package, KorvinInspect::Direction direction, const QString &record);
 
 /// Stores in @p package what a data request takes from a reply of the Linux client, and a request

@@ -19,6 +19,9 @@ namespace KorvinExchange {
 
 namespace {
 
+/// How often a client looks after its requests where there was no memory to start its timer.
+constexpr std::chrono::milliseconds SparePause(100);
+
 Form firstForm(const Settings &settings)
 {
     return settings.forms.empty() ? Form::Text : settings.forms.front();
@@ -34,14 +37,21 @@ std::chrono::milliseconds roundedUp(Time time)
 ClientPrivate::ClientPrivate(Client *client, const ClientSettings &given)
     : settings(given)
     , engine(given)
+    , self(this)
     , m_client(client)
     , m_pause(given.reconnectPause)
-    , m_self(this)
 {
     m_clock.start();
     m_timer.setSingleShot(true);
     m_timer.setTimerType(Qt::PreciseTimer);
     connect(&m_timer, &QTimer::timeout, this, &ClientPrivate::work);
+    connect(&m_spareTimer, &QTimer::timeout, this, &ClientPrivate::work);
+    // Qt takes the memory that a timer needs when it is started for the first time, and would not
+    // survive to run out of it later.
+    for (QTimer *timer : {&m_timer, &m_spareTimer}) {
+        timer->start(SparePause);
+        timer->stop();
+    }
 }
 
 ClientPrivate::~ClientPrivate() = default;
@@ -199,7 +209,7 @@ bool ClientPrivate::flush()
 {
     if (!isConnected || m_unsent.isEmpty())
         return false;
-    const QPointer<ClientPrivate> alive(m_self);
+    const QPointer<ClientPrivate> alive(self);
     QIODevice *const used = device;
     const qint64 written = used->write(m_unsent);
     if (!alive || !isConnected || used != device)
@@ -269,14 +279,14 @@ void ClientPrivate::wakeIn(Time pause)
     try {
         m_timer.start(qMin(roundedUp(pause), Longest));
     } catch (const std::bad_alloc &) {
-        // The next signal of the device, or operation, wakes it.
+        // The spare timer runs.
     }
 }
 
 void ClientPrivate::work()
 {
     constexpr int MostAtOnce = 256; // then other events have their turn
-    const QPointer<ClientPrivate> alive(m_self);
+    const QPointer<ClientPrivate> alive(self);
     try {
         read();
         handleTimeouts();
@@ -289,8 +299,11 @@ void ClientPrivate::work()
     } catch (const std::bad_alloc &) {
         giveUp(QStringLiteral("out of memory"));
     }
-    if (alive)
-        schedule();
+    if (!alive)
+        return;
+    if (waiting)
+        waiting->look(now());
+    schedule();
 }
 
 void ClientPrivate::handleTimeouts()
@@ -316,11 +329,14 @@ bool ClientPrivate::workOnce()
 
 void ClientPrivate::schedule()
 {
+    if (m_pending.empty() && m_refused.empty())
+        m_spareTimer.stop();
     if (m_timer.isActive() && m_timer.interval() == 0)
         return;
     std::optional<Time> due = engine.nextTimeout();
     const std::optional<Time> framing = m_framing ? m_framing->nextTimeout() : std::nullopt;
-    for (const std::optional<Time> &other : {framing, m_connectDue, m_openDue}) {
+    const std::optional<Time> waited = waiting ? std::optional(waiting->due()) : std::nullopt;
+    for (const std::optional<Time> &other : {framing, waited, m_connectDue, m_openDue}) {
         if (other && *other < due.value_or(Time::max()))
             due = other;
     }
@@ -416,7 +432,7 @@ bool ClientPrivate::takeMessage()
 /// Announces the packages whose message is sent.
 void ClientPrivate::begin(const OutgoingMessage &message)
 {
-    const QPointer<ClientPrivate> alive(m_self);
+    const QPointer<ClientPrivate> alive(self);
     auto found = findPending(message.request);
     const RequestId last = (*found)->d->lastOfMessage; // it has not ended: it is sent
     for (RequestId id = message.request; alive && id <= last; ++id) {
@@ -437,6 +453,7 @@ std::unique_ptr<Reply> ClientPrivate::makeReply(PackageBase *package)
 {
     auto fields = std::make_unique<ReplyPrivate>();
     fields->package = package;
+    fields->waiter = this;
     std::unique_ptr<Reply> reply(new Reply(std::move(fields)));
     reply->setParent(m_client);
     return reply;
@@ -457,6 +474,8 @@ std::vector<Reply *> ClientPrivate::send(PackageBase *const *packages, int count
             pending.push_back(replies.back());
             refused.push_back({{}, packages[i], replies.back()});
         }
+        if (!m_spareTimer.isActive())
+            m_spareTimer.start(SparePause);
     } catch (const std::bad_alloc &) {
         replies.clear();
     }
@@ -525,9 +544,12 @@ void ClientPrivate::close()
 {
     m_isClosing = true;
     m_timer.stop();
+    m_spareTimer.stop();
     detach();
     engine.linkLost(now());
     while (takeEvent()) { }
+    if (waiting)
+        waiting->look(Time::max());
 }
 
 // The public side.

@@ -5,6 +5,7 @@
 #include "include/korvinexchange/packagetimerout.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QEventLoop>
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
 
@@ -30,9 +31,36 @@ public:
     bool isFinished = false;
     QPointer<PackageBase> package;
     Event event;
-    Event *awaited = nullptr; ///< Becomes the event as well.
-    QPointer<Reply> self;     ///< Copied without taking memory.
-    std::unique_ptr<KORVIN_LINUX_CLIENT::PackageTimerOut> timer;
+    Event *awaited = nullptr;        ///< Becomes the event as well.
+    QPointer<Reply> self;            ///< Copied without taking memory.
+    ClientPrivate *waiter = nullptr; ///< The client, finished or not: where one can wait.
+    std::optional<KORVIN_LINUX_CLIENT::PackageTimerOut> timer;
+};
+
+/// Somebody who waits for a reply in an event loop, until a deadline. Connects no signals: Qt does
+/// not survive a lack of memory for that.
+class Waiting
+{
+public:
+    Waiting(ClientPrivate *client, const QPointer<Reply> &reply, QEventLoop *loop,
+            std::chrono::milliseconds deadline);
+    ~Waiting();
+
+    Waiting(const Waiting &) = delete;
+    Waiting &operator=(const Waiting &) = delete;
+
+    /// Ends the loops that have nothing to wait for, its own one and those outside of it.
+    void look(Time now) const;
+
+    /// The first deadline of them.
+    Time due() const;
+
+private:
+    QPointer<ClientPrivate> m_client;
+    const Waiting *m_outer;
+    QPointer<Reply> m_reply;
+    QEventLoop *m_loop;
+    Time m_due;
 };
 
 /// A request that was refused at once: its end is announced later, as of all others.
@@ -67,6 +95,8 @@ public:
     Engine engine;
     QIODevice *device = nullptr;
     bool isConnected = false;
+    const Waiting *waiting = nullptr;   ///< The innermost.
+    const QPointer<ClientPrivate> self; ///< Copied without taking memory.
 
 public Q_SLOTS:
     /// Has work() called from the event loop.
@@ -121,9 +151,9 @@ private:
     bool m_isClosing = false;
     std::list<Reply *> m_pending; ///< Those that the engine has not finished.
     std::list<RefusedRequest> m_refused;
-    QPointer<ClientPrivate> m_self; ///< Copied without taking memory.
     QElapsedTimer m_clock;
     QTimer m_timer;
+    QTimer m_spareTimer; ///< Runs while there are requests, as the other one may fail to start.
 };
 
 } // namespace KorvinExchange

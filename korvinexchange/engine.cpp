@@ -16,14 +16,14 @@ namespace KorvinExchange {
 
 namespace {
 
-/// No duration is longer, so that moments can be added up.
+/// Upper limit of durations, so that adding them to moments cannot overflow.
 constexpr std::chrono::milliseconds LongestDuration = std::chrono::hours(24 * 365);
 
-/// What comes after this moment counts as it.
+/// Upper limit of moments: a later one counts as this one.
 constexpr Time LastMoment = Time::max() / 2;
 
-/// A longer request is not kept when it has ended: a reply to it is known by its number alone, and
-/// does not end the rest of the number.
+/// A longer request is not kept after it has ended. A reply to it is recognised by its serial
+/// number alone, and does not shorten the rest of that number.
 constexpr int LongestKeptRequest = 512;
 
 void bound(std::chrono::milliseconds *duration, int least)
@@ -59,12 +59,12 @@ Settings inRange(Settings settings)
     return settings;
 }
 
-/// By what a reply says to which request it belongs; nothing where it does not say it.
+/// Returns the key by which a reply refers to its request; nothing if it has no such key.
 std::optional<SerialNumbers::Key> keyOf(Form form, const QByteArray &reply)
 {
     if (const std::optional<quint32> serialNum = serialNumOfReply(reply, form))
         return *serialNum;
-    // Of records only those of special requests have no serial number.
+    // Only records of special requests have no serial number.
     bool isNumber = false;
     const int id = reply.left(qMax(reply.indexOf(','), 0)).toInt(&isNumber);
     if (!isNumber || form != Form::Text)
@@ -91,8 +91,8 @@ RequestId idOf(const Job &job, const JobItem &item)
     return job.transfer ? job.transfer->id : item.id;
 }
 
-/// Whether no item has ended. Else a combination is not repeated: what has been answered or
-/// cancelled would be carried out again.
+/// Returns whether no item has ended. Otherwise a combination is not repeated, because the peer
+/// would carry out answered or cancelled items again.
 bool isWhole(const Job &job)
 {
     return job.unfinished == job.items.size();
@@ -110,7 +110,7 @@ Verdict checkClass(ClassId sent, std::optional<ClassId> received)
     return verdict;
 }
 
-/// Decodes the reply to a request; a data read that succeeds must bring as much as was asked for.
+/// Decodes the reply to a request. A successful data read must have as much data as was asked for.
 Verdict decodeReply(const QByteArray &message, const MessageShape &shape, const JobItem &item,
                     std::unique_ptr<PackageBase> *reply)
 {
@@ -143,7 +143,7 @@ int EnginePrivate::queued() const
     return m_waitingRequests + static_cast<int>(m_transfers.size() + m_events.size());
 }
 
-// Handing over.
+// Accepting requests.
 
 Accepted EnginePrivate::send(PackageBase *const *packages, int count, bool isCombination,
                              const RequestOptions &options)
@@ -265,7 +265,7 @@ std::optional<OutgoingMessage> EnginePrivate::takeMessage()
     return {};
 }
 
-/// The next job of the two queues, the one that has to wait left aside.
+/// Returns the next job of the two queues except @p blocked.
 Job *EnginePrivate::nextWaiting(const Job *blocked)
 {
     Job *next = nullptr;
@@ -308,7 +308,7 @@ EnginePrivate::Dispatch EnginePrivate::dispatch(Job &job)
                verdict);
 }
 
-/// Sends what has been encoded, where its size allows it.
+/// Sends an encoded job if its size allows it.
 EnginePrivate::Dispatch EnginePrivate::dispatchEncoded(Job &job)
 {
     const qint64 size = job.message.size();
@@ -366,7 +366,7 @@ bool EnginePrivate::dropGonePackages(Job &job)
     return isOver;
 }
 
-/// Says as what a job is sent.
+/// Chooses the shape in which a job is sent.
 Verdict EnginePrivate::chooseShape(Job &job) const
 {
     const std::vector<Form> onlyRecords{Form::Text};
@@ -391,7 +391,7 @@ Verdict EnginePrivate::chooseShape(Job &job) const
     return verdict;
 }
 
-/// The data that the replies may bring.
+/// Returns the number of data bytes that the replies may carry.
 qint64 EnginePrivate::askedOf(const Job &job) const
 {
     qint64 asked = 0;
@@ -400,15 +400,15 @@ qint64 EnginePrivate::askedOf(const Job &job) const
     return asked;
 }
 
-/// Whether the bytes of a job have to wait for those in flight.
+/// Returns whether a job must wait because too many bytes are in flight.
 bool EnginePrivate::lacksBytes(const Job &job) const
 {
     return bytesInFlight + job.cost > settings.limits.bytesInFlight;
 }
 
-/// Gives each item a number. Throws std::bad_alloc.
+/// Draws a serial number for each item. Throws std::bad_alloc.
 ///
-/// @return false, with some of them drawn, where there are not enough.
+/// @return false, with some numbers drawn, if there are not enough.
 bool EnginePrivate::drawNumbers(Job &job)
 {
     const bool isSpecial = job.list == &m_waitingSpecials;
@@ -436,7 +436,7 @@ void EnginePrivate::releaseNumbers(Job &job)
     }
 }
 
-/// Makes the message of a job.
+/// Encodes the message of a job.
 Verdict EnginePrivate::encode(Job &job) const
 {
     if (!job.isCombination) {
@@ -526,8 +526,9 @@ void EnginePrivate::onDue(Job &job)
 
 Time EnginePrivate::timeoutOf(const Job &job) const
 {
+    const auto count = static_cast<int>(job.items.size());
     if (!job.options.timeout)
-        return qMin(settings.timeout, LongestDuration / job.items.size()) * job.items.size();
+        return qMin(settings.timeout, LongestDuration / count) * count;
     std::chrono::milliseconds timeout = *job.options.timeout;
     bound(&timeout, 1);
     return timeout;
@@ -554,7 +555,7 @@ void EnginePrivate::moveTo(Jobs *list, Job &job)
     job.list = list;
 }
 
-// The end.
+// Ending requests.
 
 StepResult EnginePrivate::resultOf(Outcome outcome, SendError sendError)
 {
@@ -590,7 +591,7 @@ void EnginePrivate::finishAll(Job &job, Outcome outcome)
     }
 }
 
-/// Ends a request, and its job where it is the last one.
+/// Ends a request, and its job if it is the last one.
 void EnginePrivate::finish(Job &job, JobItem &item, StepResult result)
 {
     item.isFinished = true;
@@ -620,7 +621,7 @@ void EnginePrivate::finish(Job &job, JobItem &item, StepResult result)
         endStep(*transfer, result);
 }
 
-/// Lets the number of a request rest that was sent.
+/// Starts the rest of the serial number of a request that was sent.
 void EnginePrivate::rest(const Job &job, JobItem &item, bool isAnswered)
 {
     EndedRequest ended;
@@ -694,7 +695,7 @@ std::optional<Event> EnginePrivate::takeEvent()
     Event event = first.front().event;
     event.package = first.front().package;
     const auto transfer = m_transfers.find(event.id);
-    if (transfer != m_transfers.end()) { // its progress, which may be told again
+    if (transfer != m_transfers.end()) { // keep the progress event, to use it again
         transfer->second.told = nullptr;
         transfer->second.progress.splice(transfer->second.progress.end(), first);
     }
@@ -743,7 +744,7 @@ void EnginePrivate::receiveOne(Form form, const QByteArray &message, std::option
     }
 }
 
-/// Takes a reply to a request that has ended.
+/// Handles a reply to a request that has ended.
 void EnginePrivate::receiveLate(SerialNumbers::Number *number, const QByteArray &message,
                                 Verdict verdict)
 {
@@ -834,7 +835,7 @@ Accepted EnginePrivate::start(const Transfer &transfer, const RequestOptions &op
     return {id, SendError::None};
 }
 
-/// Starts as many requests as may be under way; ends the transfer where there is nothing to do.
+/// Starts as many requests as may be under way. Ends the transfer if there is nothing left to do.
 void EnginePrivate::continueTransfer(TransferJobs &transfer)
 {
     while (transfer.running.mayStart(static_cast<int>(transfer.jobs.size())))
@@ -900,7 +901,7 @@ void EnginePrivate::endTransfer(TransferJobs &transfer)
     m_transfers.erase(transfer.id);
 }
 
-// The public side.
+// The public class.
 
 Engine::Engine(const Settings &settings)
     : d(std::make_unique<EnginePrivate>(settings))

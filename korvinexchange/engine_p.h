@@ -15,7 +15,7 @@
 
 namespace KorvinExchange {
 
-/// When a job is due. Those of the same moment are in the order in which they were handed over.
+/// When a job is due. Jobs of the same moment keep the order in which they were passed to send().
 struct Due
 {
     Time at;
@@ -28,27 +28,27 @@ struct Due
     }
 };
 
-/// An event to tell. Its package may be deleted before it is taken.
+/// An event to report. Its package may be deleted before the event is taken.
 struct Told
 {
     Event event;
     QPointer<PackageBase> package;
 };
 
-/// A request, or one of those of a combination.
+/// A request, or an item of a combination.
 struct JobItem
 {
     RequestId id = 0;
     QPointer<PackageBase> package;
     KorvinInspect::ClassId classId = KorvinInspect::ClassId::PackageBase;
-    SerialNumbers::Number *number = nullptr; ///< From when it was sent.
-    QByteArray request;                      ///< As it was sent.
-    int asked = 0;                           ///< Bytes of data that its reply may bring.
-    KorvinInspect::Verdict refusedReply;     ///< Of the last reply that did not fit.
+    SerialNumbers::Number *number = nullptr; ///< Null until it is sent.
+    QByteArray request;                      ///< The request as it was sent.
+    int asked = 0;                           ///< Bytes of data that its reply may carry.
+    KorvinInspect::Verdict refusedReply;     ///< On the last reply that did not match.
     bool isFinished = false;
 };
 
-/// A transfer, and its requests that have not ended.
+/// A transfer and its unfinished requests.
 struct TransferJobs
 {
     TransferJobs(const Transfer &transfer, bool emptiesBuffer)
@@ -60,20 +60,20 @@ struct TransferJobs
     RequestId id = 0;
     RequestOptions options;
     std::list<Job *> jobs;
-    std::list<Told> finished; ///< The event to come.
-    std::list<Told> progress; ///< An event to tell, while it is not told.
-    Told *told = nullptr;     ///< The same, told but not taken.
+    std::list<Told> finished; ///< The final event, allocated in advance.
+    std::list<Told> progress; ///< The progress event, unless it is among the engine's events.
+    Told *told = nullptr;     ///< The progress event if it is there and was not taken yet.
 };
 
-/// What goes in one message. All that it needs until its end is made when it is handed over or
-/// sent: to end takes no memory.
+/// The requests of one message. Everything that it needs is allocated when it is accepted or sent,
+/// so that ending it needs no memory.
 struct Job
 {
     enum class State {
-        Waiting,  ///< For its turn.
-        InFlight, ///< For its reply.
-        Pausing,  ///< Until it may be repeated; its reply may still come.
-        Ready     ///< To be repeated; its reply may still come.
+        Waiting,  ///< It waits for its turn.
+        InFlight, ///< It waits for its reply.
+        Pausing,  ///< It waits until it may be repeated; its reply may still come.
+        Ready     ///< It may be repeated now; its reply may still come.
     };
 
     QVarLengthArray<JobItem, 1> items;
@@ -83,19 +83,19 @@ struct Job
     bool isCombination = false;
     bool isRepeatable = false;
 
-    KorvinInspect::MessageShape shape; ///< Of the message.
+    KorvinInspect::MessageShape shape; ///< Shape of the message.
     QByteArray message;
-    qint64 cost = 0; ///< Of the bytes in flight, once it is known.
+    qint64 cost = 0; ///< Its share of the bytes in flight, once it is known.
     int attempts = 0;
     Time sentAt{0};
 
     Time deadline = Time::max();
     std::set<Due>::iterator due;
-    std::list<Job> *list = nullptr; ///< The one that it is in.
+    std::list<Job> *list = nullptr; ///< The list that contains it.
     std::list<Job>::iterator place;
-    std::list<Told> events; ///< Those to come, one for each item.
+    std::list<Told> events; ///< Final events, one for each item, allocated in advance.
 
-    TransferJobs *transfer = nullptr; ///< Of a request of a transfer.
+    TransferJobs *transfer = nullptr; ///< The transfer that it belongs to, if any.
     TransferStep step;
     std::list<Job *>::iterator ofTransfer;
 };
@@ -118,7 +118,7 @@ public:
     std::optional<Event> takeEvent();
     int queued() const;
 
-    /// Moves the time on, and ends what is due by then.
+    /// Advances the time and ends jobs that are due.
     void advance(Time now);
 
     Settings settings;
@@ -131,14 +131,14 @@ public:
 private:
     using Jobs = std::list<Job>;
 
-    /// What became of the attempt to send a job.
+    /// The result of an attempt to send a job.
     enum class Dispatch {
         Sent,
         Blocked, ///< It has to wait.
-        Ended    ///< It was refused, or its packages are gone.
+        Ended    ///< It was refused, or its packages were deleted.
     };
 
-    // Handing over.
+    // Accepting requests.
     Accepted refuse(PackageBase *const *packages, int count, SendError sendError);
     void enqueue(Jobs *made);
 
@@ -163,7 +163,7 @@ private:
     void setDue(Job &job, Time at);
     static void moveTo(Jobs *list, Job &job);
 
-    // The end.
+    // Ending requests.
     static StepResult resultOf(Outcome outcome, SendError sendError);
     void stop(TransferJobs &transfer, const StepResult &result);
     void finishAll(Job &job, Outcome outcome);
@@ -195,12 +195,12 @@ private:
     RequestId m_lastId = 0;
     quint64 m_lastOrder = 0;
     Jobs m_waiting;
-    Jobs m_waitingSpecials; ///< Those that have no serial number on the wire.
-    Jobs m_sent;            ///< In flight, or pausing.
-    Jobs m_ready;           ///< To be repeated.
+    Jobs m_waitingSpecials; ///< Waiting jobs without a serial number on the wire.
+    Jobs m_sent;            ///< Jobs in flight or pausing.
+    Jobs m_ready;           ///< Jobs to be repeated.
     int m_waitingRequests = 0;
     bool m_isSpecialUnderWay = false;
-    bool m_lacksNumbers = false; ///< What waits, waits for a serial number.
+    bool m_lacksNumbers = false; ///< Whether jobs wait for a serial number.
     std::set<Due> m_due;
     std::unordered_map<RequestId, Job *> m_jobs; ///< By the ids of their items.
     std::map<RequestId, TransferJobs> m_transfers;

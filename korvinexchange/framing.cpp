@@ -7,7 +7,8 @@ namespace KorvinExchange {
 
 namespace {
 
-/// Bytes are taken in pieces, so that no more than a message and a piece is kept.
+/// Size of the pieces in which bytes are processed, so that the buffer holds at most a message and
+/// a piece.
 constexpr int Piece = 65536;
 
 /// What comes after this moment counts as it, and no deadline is longer, so that both add up.
@@ -100,7 +101,7 @@ void Framing::append(const QByteArray &bytes)
     m_buffer.append(bytes);
 }
 
-/// Takes out the messages that are complete, and what belongs to none.
+/// Removes complete messages, and bytes that belong to no message, from the buffer.
 void Framing::take(std::vector<QByteArray> *messages)
 {
     int start = 0;
@@ -131,8 +132,8 @@ void Framing::drop(int count)
     }
 }
 
-/// Runs an operation on a stream that can be read on. Where memory runs out it cannot any more;
-/// nothing is kept of a stream that cannot.
+/// Runs an operation unless the stream has a fault. Running out of memory is a fault. After a fault
+/// nothing is kept.
 template <typename Operation>
 std::vector<QByteArray> Framing::guarded(Operation operation)
 {
@@ -161,7 +162,7 @@ QString describe(FramingFault fault)
     case FramingFault::Overdue:
         return QStringLiteral("the rest of a message did not come in time");
     case FramingFault::Incomplete:
-        return QStringLiteral("the stream ended inside of a message");
+        return QStringLiteral("the stream ended inside a message");
     default:
         return QStringLiteral("out of memory");
     }

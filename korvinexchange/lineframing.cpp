@@ -23,7 +23,7 @@ Framing::Found LineFraming::find(const QByteArray &buffer, int start)
     const auto end = static_cast<int>(buffer.indexOf('\n', qMax(start, m_searched)));
     if (end < 0) {
         m_searched = static_cast<int>(buffer.size());
-        // The last byte may be a carriage return, which does not count.
+        // The last byte may be a carriage return, which is not part of the message.
         const bool isTooLong = buffer.size() - start - 1 > messageSize();
         return {isTooLong ? Kind::TooLong : Kind::Beginning, 0, 0, 0};
     }

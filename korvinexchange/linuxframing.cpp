@@ -9,10 +9,10 @@ namespace KorvinExchange {
 
 namespace {
 
-constexpr int StartSize = 2;    // before the sum
-constexpr int ChecksumSize = 2; // after it
+constexpr int StartSize = 2;    // not summed
+constexpr int ChecksumSize = 2; // not summed
 
-/// The sum of no bytes.
+/// The checksum of no bytes.
 quint32 seed()
 {
     int sum = 0;
@@ -45,7 +45,7 @@ Framing::Found LinuxFraming::find(const QByteArray &buffer, int start)
 {
     const auto end = static_cast<int>(buffer.size());
     auto begin = static_cast<int>(buffer.indexOf(LinuxFrameStart, start));
-    if (begin < 0) // its first byte may be the last one here
+    if (begin < 0) // the last byte may be the first one of a frame
         begin = buffer.endsWith(LinuxFrameStart[0]) ? end - 1 : end;
     if (begin > start)
         return {Kind::Nothing, 0, begin - start, 0};
@@ -70,7 +70,7 @@ bool LinuxFraming::resynchronises() const
     return true;
 }
 
-/// Whether the checksum of a frame is that of its bytes.
+/// Returns whether the checksum of a frame is right.
 bool LinuxFraming::holds(const QByteArray &buffer, int start, int size)
 {
     for (auto at = static_cast<int>(m_sums.size()) - 1; at < start + size; ++at)

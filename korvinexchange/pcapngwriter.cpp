@@ -12,7 +12,7 @@ namespace KorvinExchange {
 
 namespace {
 
-/// A message that is longer is cut: a UDP datagram and its headers are below 64 KiB.
+/// A longer message is cut: a UDP datagram and its headers must be smaller than 64 KiB.
 constexpr int LongestPayload = 65000;
 
 constexpr quint32 ClientAddress = 0x0A000001;
@@ -20,7 +20,8 @@ constexpr quint32 PeerAddress = 0x0A000002;
 constexpr quint16 ClientPort = 40000;
 constexpr quint16 PeerPort = 5000;
 
-/// Numbers as they are in memory of a machine that has the least significant byte first.
+/// Builds the body of a block. pcapng numbers are little-endian, those of network headers
+/// big-endian.
 class BlockWriter
 {
 public:
@@ -42,7 +43,7 @@ public:
         return *this;
     }
 
-    /// Bytes, filled up to a multiple of four.
+    /// Appends bytes, padded to a multiple of four.
     BlockWriter &padded(const QByteArray &bytes)
     {
         constexpr int Alignment = 4;
@@ -64,7 +65,7 @@ private:
     QByteArray m_bytes;
 };
 
-/// A block: its type, its size before and after the body.
+/// Makes a block: its type, its size, the body, and the size again.
 QByteArray block(quint32 type, const QByteArray &body)
 {
     constexpr quint32 FrameSize = 12;
@@ -84,7 +85,7 @@ const char *wordOf(Form form)
     }
 }
 
-/// A datagram with its Ethernet, IPv4 and UDP headers.
+/// Makes a datagram with its Ethernet, IPv4 and UDP headers.
 QByteArray datagram(const QByteArray &payload, bool isRequest)
 {
     constexpr quint16 IpType = 0x0800;

@@ -13,19 +13,46 @@ ReplyPrivate::~ReplyPrivate()
 
 void ReplyPrivate::showTime(std::chrono::milliseconds left)
 {
-    if (package && !package->getTimeOutTimer()) {
-        timer = std::make_unique<KORVIN_LINUX_CLIENT::PackageTimerOut>();
-        package->setTimeOutTimer(timer.get());
-    }
-    if (timer)
-        timer->start(left);
+    timer.emplace(left);
+    if (package && !package->getTimeOutTimer())
+        package->setTimeOutTimer(&*timer);
 }
 
 void ReplyPrivate::hideTime()
 {
-    if (timer && package && package->getTimeOutTimer() == timer.get())
+    if (timer && package && package->getTimeOutTimer() == &*timer)
         package->setTimeOutTimer(nullptr);
-    timer.reset();
+}
+
+Waiting::Waiting(ClientPrivate *client, const QPointer<Reply> &reply, QEventLoop *loop,
+                 std::chrono::milliseconds deadline)
+    : m_client(client->self)
+    , m_outer(client->waiting)
+    , m_reply(reply)
+    , m_loop(loop)
+    , m_due(client->now() + deadline)
+{
+    client->waiting = this;
+    client->wake();
+}
+
+Waiting::~Waiting()
+{
+    if (ClientPrivate *client = m_client)
+        client->waiting = m_outer;
+}
+
+void Waiting::look(Time now) const
+{
+    for (const Waiting *waiting = this; waiting; waiting = waiting->m_outer) {
+        if (waiting->m_due <= now || !waiting->m_reply || waiting->m_reply->isFinished())
+            waiting->m_loop->quit();
+    }
+}
+
+Time Waiting::due() const
+{
+    return m_outer ? qMin(m_due, m_outer->due()) : m_due;
 }
 
 Reply::Reply(std::unique_ptr<ReplyPrivate> fields)
@@ -55,7 +82,7 @@ bool Reply::isFinished() const
     return d->isFinished;
 }
 
-Event Reply::event() const
+Event Reply::result() const
 {
     Event event = d->event;
     event.package = d->package;
@@ -80,9 +107,7 @@ bool Reply::waitForFinished(std::chrono::milliseconds deadline)
     const QPointer<Reply> alive(d->self);
     try {
         QEventLoop loop;
-        connect(this, &Reply::finished, &loop, &QEventLoop::quit);
-        connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
-        QTimer::singleShot(deadline, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+        const Waiting waiting(d->waiter, alive, &loop, deadline);
         loop.exec(QEventLoop::ExcludeUserInputEvents);
     } catch (const std::bad_alloc &) {
         return false;

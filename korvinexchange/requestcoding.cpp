@@ -37,7 +37,7 @@ Verdict checkRange(const char *field, qint64 number, qint64 least, qint64 most)
                       QString::number(number));
 }
 
-/// The first of some verdicts that is not ok.
+/// Returns the first of some verdicts that is not ok.
 template <typename... Verdicts>
 Verdict firstOf(const Verdict &verdict, const Verdicts &...others)
 {
@@ -47,7 +47,7 @@ Verdict firstOf(const Verdict &verdict, const Verdicts &...others)
         return verdict;
 }
 
-/// What the class and the direction, or the length and the data, must agree on.
+/// Checks that class and direction agree, and so do length and data.
 Verdict checkFields(const PackageBase &package)
 {
     const OrvexEnum::ReadWriteCode code = package.getReadWriteCode();
@@ -72,18 +72,18 @@ Verdict notText(const char *field, Refusal refusal)
     return verdict;
 }
 
-/// No UTF-8 stands for one half of a surrogate pair.
+/// Checks that a text can be UTF-8: it has no unpaired surrogate.
 Verdict checkUnicode(const char *field, const QString &text)
 {
     return text.isValidUtf16() ? Verdict() : notText(field, Refusal::NotUtf8);
 }
 
-/// A text of a frame has at most 65,535 bytes. Its reader ends it at a zero byte, and skips a byte
-/// order mark.
+/// Checks that a text fits into a frame: it has at most 65,535 bytes. Decoders end it at a zero
+/// byte and skip a byte order mark.
 Verdict checkText(const char *field, const QString &text)
 {
     constexpr int Most = std::numeric_limits<quint16>::max();
-    constexpr int MostBytes = 3; // of a UTF-16 unit
+    constexpr int MostBytes = 3; // of one UTF-16 unit
     if (text.contains(QChar::Null))
         return notText(field, Refusal::ZeroInText);
     if (text.startsWith(QChar::ByteOrderMark))
@@ -100,7 +100,7 @@ QString quoted(const QString &text)
     return QLatin1Char('"') + printable(text, MaxCharacters) + QLatin1Char('"');
 }
 
-/// A column of a record ends at a comma.
+/// Checks that a text fits into a column of a record, which ends at a comma.
 Verdict checkColumn(const char *field, const QString &text)
 {
     if (text.contains(QLatin1Char(',')))
@@ -108,7 +108,8 @@ Verdict checkColumn(const char *field, const QString &text)
     return checkUnicode(field, text);
 }
 
-/// A key in a record is escaped. Its reader takes for an escape what looks like one.
+/// Checks that a device key comes back from a record: a decoder takes for an escape what looks like
+/// one.
 Verdict checkEscapes(const QString &key)
 {
     const QLatin1String slash("#*#");
@@ -123,7 +124,7 @@ Verdict checkEscapes(const QString &key)
     return checkUnicode("deviceKey", key);
 }
 
-/// What any frame has one byte for.
+/// Checks the fields for which every frame has one byte.
 Verdict checkBytes(const PackageBase &package)
 {
     constexpr int Least = std::numeric_limits<qint8>::min();
@@ -132,7 +133,7 @@ Verdict checkBytes(const PackageBase &package)
                    checkRange("reserved2", package.getReserved2(), Least, Most));
 }
 
-/// What a byte frame leaves out must be what its reader takes for it.
+/// Checks that fields which a byte frame does not carry have the values that its reader assumes.
 Verdict checkFrame(const PackageBase &package, ClassId classId)
 {
     Verdict verdict = firstOf(checkBytes(package), checkText("deviceKey", package.getDeviceKey()),
@@ -162,7 +163,7 @@ Verdict checkFrame(const PackageBase &package, ClassId classId)
     }
 }
 
-/// A record must be read with the columns and the values that it is written with.
+/// Checks that a record is read with the columns and values that it is written with.
 Verdict checkRecord(const PackageBase &package, ClassId classId)
 {
     constexpr int Most = std::numeric_limits<qint32>::max();
@@ -216,7 +217,7 @@ Verdict checkCarried(const PackageBase &package, ClassId classId, Form form)
     }
 }
 
-/// Gives a package what it is sent with, and its own serial number back.
+/// Prepares a package for sending, and restores its own serial number afterwards.
 class AsSent
 {
 public:
@@ -228,7 +229,7 @@ public:
         m_package.setAckCode(0);
         m_package.setCommResult(OrvexEnum::CommOk);
         m_package.setPackResult(OrvexEnum::PackOk);
-        // What an earlier reply has brought is no part of a request.
+        // Data of an earlier reply is not part of a request.
         if (qobject_cast<PackageRequestReadData *>(&m_package))
             m_package.setData({});
     }
@@ -353,7 +354,7 @@ void takeOver(PackageBase *package, const PackageBase &reply)
     package->setCommResult(reply.getCommResult());
     package->setPackResult(reply.getPackResult());
     if (auto *read = qobject_cast<PackageRequestReadData *>(package)) {
-        // A record cannot be without data, so that the reply to a read that failed has some.
+        // A record needs data, so even the reply to a failed read has some.
         if (read->isPackageSuccess())
             read->setData(reply.data());
     }

@@ -14,51 +14,51 @@
 class PackageBase;
 
 /// @file
-/// What a request becomes on the way to the peer, and what its reply brings.
+/// Encodes requests for the peer, and stores what replies carry.
 
 namespace KorvinExchange {
 
-/// What the forms say about a request that one of them shall carry.
+/// The form that was chosen for a request.
 struct ChosenForm
 {
-    KorvinInspect::Verdict verdict; ///< Why the preferred form does not carry it, where none does.
+    KorvinInspect::Verdict verdict; ///< If no form carries it: why the preferred form does not.
     KorvinInspect::Form form = KorvinInspect::Form::Text;
 };
 
-/// The first of the forms that carries all of a request.
+/// Returns the first form that carries all of a request.
 ChosenForm chooseForm(const PackageBase &package, KorvinInspect::ClassId classId,
                       const std::vector<KorvinInspect::Form> &forms);
 
-/// The largest serial number that a form carries.
+/// Returns the largest serial number that a form carries.
 quint32 lastSerialNumOf(KorvinInspect::Form form);
 
-/// Whether a request has no serial number on the wire.
+/// Returns whether a request has no serial number on the wire.
 bool isWithoutSerialNum(KorvinInspect::ClassId classId, KorvinInspect::Form form);
 
-/// Whether a request reads, so that it may be carried out twice.
+/// Returns whether a request reads, and so may be carried out twice.
 bool isRead(const PackageBase &package, KorvinInspect::ClassId classId);
 
-/// The bytes of data that the reply to a request may bring.
+/// Returns the number of data bytes that the reply to a request may carry.
 int askedData(const PackageBase &package, KorvinInspect::ClassId classId);
 
-/// Encodes a request with a serial number of the link. The package has its own one again
-/// afterwards, and is marked as pending.
+/// Encodes a request with a serial number of the link and marks the package as pending. Restores
+/// the package's own serial number.
 ///
-/// @return what KorvinInspect::encodePackage() or check() say.
+/// @return the verdict of KorvinInspect::encodePackage() or check().
 KorvinInspect::Verdict encodeRequest(PackageBase &package, quint32 serialNum,
                                      const KorvinInspect::MessageShape &shape, QByteArray *message);
 
-/// The same for the items of a combination, each with its serial number.
+/// Does the same for the items of a combination, each with its serial number.
 KorvinInspect::Verdict encodeItems(const std::vector<std::pair<PackageBase *, quint32>> &packages,
                                    QByteArray *message);
 
-/// The request records of a combination.
+/// Returns the request records of a combination.
 std::vector<QByteArray> itemsOf(const QByteArray &combination);
 
-/// Stores the results of a request that no reply has ended.
+/// Stores the results of a request that ended without a reply.
 void setOutcome(PackageBase *package, Outcome outcome);
 
-/// Stores what a reply brings.
+/// Stores the results and data of a reply.
 void takeOver(PackageBase *package, const PackageBase &reply);
 
 } // namespace KorvinExchange

@@ -63,7 +63,7 @@ void RunningTransfer::finish(Event *event) const
     event->outcome = m_failure.outcome;
     event->sendError = m_failure.sendError;
     event->verdict = m_failure.verdict;
-    // Where it was stopped, what was under way may have been done since.
+    // After it was stopped, requests under way may still have succeeded.
     event->failedOffset = m_isStopping ? qMax(m_failure.offset, m_done) : -1;
     event->done = m_done;
     event->total = m_plan.total();

@@ -13,12 +13,12 @@
 
 namespace KorvinExchange {
 
-/// How a request of a transfer has ended.
+/// The result of a request of a transfer.
 struct StepResult
 {
     qint64 offset = 0;
     int finishes = 0; ///< As in TransferStep.
-    QByteArray data;  ///< That its reply brought.
+    QByteArray data;  ///< The data of its reply.
     Outcome outcome = Outcome::Success;
     SendError sendError = SendError::None;
     KorvinInspect::Verdict verdict = {};
@@ -27,7 +27,7 @@ struct StepResult
     OrvexEnum::PackageResults packResult = OrvexEnum::PackOk;
 };
 
-/// What a transfer has done, and what is to do.
+/// The progress of a transfer.
 class RunningTransfer
 {
 public:
@@ -35,25 +35,26 @@ public:
 
     const TransferPlan &plan() const { return m_plan; }
 
-    /// The caller's package; null where it is gone.
+    /// Returns the caller's package; null if it was deleted.
     PackageBase *package() const { return m_package; }
 
-    /// The bytes that are done from the beginning on.
+    /// Returns the number of bytes that are done without a gap from the beginning on.
     qint64 done() const { return m_done; }
 
-    /// Whether the next step may be started while some have not ended.
+    /// Returns whether the next step may start before all earlier ones have ended.
     bool mayStart(int underWay) const;
 
     /// Makes the request of the next step. Throws std::bad_alloc.
     TransferStep startStep();
 
-    /// Takes a step that has ended. What memory does not suffice for has failed.
+    /// Handles a step that has ended. A step for whose result there is no memory has failed.
     void endStep(const StepResult &result);
 
-    /// Starts nothing more; what is not done has failed.
+    /// Starts no more steps. Parts that are not done have failed.
     void stop(Outcome outcome, SendError sendError);
 
-    /// Whether all is done, or nothing more will be, while some steps have not ended.
+    /// Returns whether all parts are done or will not be started; some steps may not have ended
+    /// yet.
     bool isOver(int underWay) const;
 
     /// Stores results and data in the package, and the outcome in an event.
@@ -73,11 +74,11 @@ private:
     QPointer<PackageBase> m_package;
     TransferPlan m_plan;
     int m_nextStep = 0;
-    std::map<qint64, Part> m_early; ///< Parts that are done before an earlier one, by offset.
+    std::map<qint64, Part> m_early; ///< Parts that are done although an earlier one is not.
     qint64 m_done = 0;
-    QByteArray m_data; ///< What was read of it.
+    QByteArray m_data; ///< The data read from the beginning on.
     bool m_isStopping = false;
-    StepResult m_failure; ///< The first one by offset, where it is stopping.
+    StepResult m_failure; ///< If it is stopping: the failure with the smallest offset.
 };
 
 } // namespace KorvinExchange

@@ -7,7 +7,7 @@ namespace KorvinExchange {
 
 namespace {
 
-/// Behind all serial numbers.
+/// The first key after all serial numbers.
 constexpr SerialNumbers::Key FirstSpecial = SerialNumbers::Key(1) << 32;
 
 } // namespace
@@ -31,7 +31,7 @@ std::optional<quint32> FreeNumbers::draw(quint32 most)
     const quint32 number = m_next > start && m_next <= end && m_next <= most ? m_next : start;
     if (number > most)
         return {};
-    if (number > start) // what lies before it stays
+    if (number > start) // the numbers before it stay free
         m_starts.emplace(number - 1, start);
     if (number == end)
         m_starts.erase(interval);
@@ -141,7 +141,7 @@ std::optional<Time> SerialNumbers::nextExpiry() const
 void SerialNumbers::reset()
 {
     expire(Time::max());
-    m_free.reset(); // of those that were lost as well
+    m_free.reset(); // including numbers that were lost
 }
 
 SerialNumbers::Number *SerialNumbers::add(Key key)

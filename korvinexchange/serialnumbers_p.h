@@ -16,17 +16,17 @@ namespace KorvinExchange {
 
 struct Job;
 
-/// The numbers of a range that are free, as intervals. The next one is drawn behind the last one,
-/// so that each is left alone as long as the range allows.
+/// The free numbers of a range, as intervals. Draws the next free number after the last one, so
+/// that each number stays unused as long as possible.
 class FreeNumbers
 {
 public:
     FreeNumbers(quint32 first, quint32 last);
 
-    /// A free number that is not above @p most; nothing where there is none.
+    /// Draws a free number of at most @p most; returns nothing if there is none.
     std::optional<quint32> draw(quint32 most);
 
-    /// Makes a number free that was drawn. Without memory for it, it is lost until reset().
+    /// Makes a drawn number free. If there is no memory for it, the number is lost until reset().
     void release(quint32 number) noexcept;
 
     /// Makes all numbers free.
@@ -36,76 +36,77 @@ private:
     quint32 m_first;
     quint32 m_last;
     quint32 m_next;
-    std::map<quint32, quint32> m_starts; ///< Of each interval, by its end.
+    std::map<quint32, quint32> m_starts; ///< The start of each interval, by its end.
 };
 
-/// What a reply to a request that has ended is known by.
+/// A request that has ended, to recognise replies to it.
 struct EndedRequest
 {
-    KorvinInspect::MessageShape shape; ///< Of its reply.
+    KorvinInspect::MessageShape shape; ///< Shape of its reply.
 
-    /// The request; empty where it is not kept, so that no reply can be compared with it.
+    /// The request; empty if it was too long to keep. Then replies are not compared with it.
     QByteArray request;
 
-    bool isAnswered = false;      ///< A reply to it has come.
-    bool isSentOnce = true;       ///< There is one reply at most, except for duplicates.
-    bool isOfCombination = false; ///< Its reply may come with others.
+    bool isAnswered = false;      ///< A reply to it has arrived.
+    bool isSentOnce = true;       ///< Has at most one reply, except for duplicates.
+    bool isOfCombination = false; ///< Its reply may arrive with others.
 };
 
-/// The serial numbers of a link: which are free, which are in use, and which rest. A special
-/// request has a key of its own instead of a serial number.
+/// The serial numbers of a link: free, in use, or resting. A special request has a key of its own
+/// instead of a serial number.
 class SerialNumbers
 {
 public:
     using Key = quint64;
 
-    /// The key of the special requests with an id.
+    /// Returns the key of special requests with this id.
     static Key ofSpecial(int id);
 
-    /// A number that is in use or rests.
+    /// A number that is in use or resting.
     struct Number
     {
         Key key = 0;
-        Job *job = nullptr; ///< The request that has it; null at rest.
-        int item = 0;       ///< Of the job.
+        Job *job = nullptr; ///< The job that uses it; null while it rests.
+        int item = 0;       ///< The item of the job.
         Time until{0};      ///< The end of its rest.
-        EndedRequest ended; ///< At rest.
+        EndedRequest ended; ///< While it rests: the request that used it.
     };
 
     struct Rests
     {
-        Time unanswered; ///< After a request that was not answered, or was sent more than once.
-        Time answered;   ///< After a reply.
+        Time unanswered; ///< Rest after a request that was not answered, or sent more than once.
+        Time answered;   ///< Rest after a reply.
     };
 
-    /// @param most is how many may be in use and at rest.
+    /// @param most is how many may be in use or resting.
     SerialNumbers(quint32 first, quint32 last, int most, const Rests &rests);
 
-    /// A free number that is not above @p last, or null. Throws std::bad_alloc.
+    /// Draws a free number of at most @p last; returns null if there is none. Throws
+    /// std::bad_alloc.
     Number *draw(quint32 last);
 
-    /// A key that is not a serial number; null where it is in use or rests.
+    /// Takes a key that is not a serial number; returns null if it is in use or resting.
     Number *claim(Key key);
 
-    /// Makes a number free that was never sent.
+    /// Makes a number free that was not sent.
     void release(Number *number);
 
-    /// Lets a number rest. Takes no memory.
+    /// Lets a number rest. Needs no memory.
     void rest(Number *number, const EndedRequest &ended, Time now);
 
-    /// A reply to a number at rest has come.
+    /// Notes that a reply with a resting number has arrived.
     void restAnswered(Number *number, Time now);
 
-    /// The number, or null for one that is free.
+    /// Returns a number, or null if it is free.
     Number *find(Key key);
 
-    /// Makes numbers free that have rested long enough.
+    /// Makes numbers free whose rest is over.
     void expire(Time now);
 
-    /// When the next number becomes free; nothing where none rests.
+    /// Returns when the next number becomes free; nothing if no number rests.
     std::optional<Time> nextExpiry() const;
 
-    /// Makes all numbers free; none must be in use.
+    /// Makes all numbers free. None may be in use.
     void reset();
 
     int count() const { return static_cast<int>(m_numbers.size()); }
@@ -122,7 +123,7 @@ private:
     Rests m_rests;
     List m_inUse;
     List m_unanswered; ///< In the order in which they become free.
-    List m_answered;   ///< Likewise.
+    List m_answered;   ///< In the same order.
 
     struct Place
     {

@@ -22,7 +22,7 @@ bool reads(Kind kind)
     return kind == Kind::ReadData || kind == Kind::ReadFile || kind == Kind::ReadMemory;
 }
 
-/// Whether the bytes of each part go through the same buffer.
+/// Returns whether all parts go through the same buffer.
 bool goesThroughBuffer(Kind kind)
 {
     return kind == Kind::WriteFile || kind == Kind::WriteMemory || kind == Kind::ReadMemory;
@@ -33,7 +33,7 @@ quint32 registerOf(const PackageBase &package)
     return quint32(package.getHighAddr()) << WordBits | package.getLowAddr();
 }
 
-/// Where in the file or memory a transfer begins.
+/// Returns the offset in the file or memory where a transfer begins.
 qint64 firstOffsetOf(const Transfer &transfer)
 {
     const PackageBase &package = *transfer.package();
@@ -132,7 +132,7 @@ TransferStep TransferPlan::makeStep(int step) const
     default:
         break;
     }
-    // The buffer, then the file or memory; only the latter where the buffer cannot be emptied.
+    // First the buffer, then the file or memory; no buffer if it cannot be emptied.
     const bool isControl = step % 2 == 1 || stepCount() == 1;
     const Part part = partOf(step / 2);
     if (isControl)
@@ -146,7 +146,7 @@ TransferPlan::Part TransferPlan::partOf(int index) const
     return {offset, static_cast<int>(qMin<qint64>(m_partSize, m_total - offset))};
 }
 
-/// A data write of a part; broadcast where the transfer is.
+/// Makes the data write of a part; a broadcast if the transfer is one.
 std::unique_ptr<PackageBase> TransferPlan::makeWrite(const Part &part) const
 {
     const auto &whole = static_cast<const PackageRequestWrite &>(*m_transfer.package());
@@ -155,7 +155,7 @@ std::unique_ptr<PackageBase> TransferPlan::makeWrite(const Part &part) const
     if (m_transfer.kind() == Kind::WriteData) {
         write = std::make_unique<PackageRequestWriteData>(
             static_cast<const PackageRequestWriteData &>(whole));
-    } else if (whole.bBroadcast()) { // which only a constructor sets
+    } else if (whole.bBroadcast()) { // only a constructor can set it
         write = std::make_unique<PackageRequestWriteData>(QString(), 0, 0, 0, 0, 0, 0, 0, 0, 0,
                                                           QString(), true, QByteArray(), 0);
         *write = static_cast<const PackageBase &>(whole);
@@ -179,7 +179,7 @@ std::unique_ptr<PackageBase> TransferPlan::makeRead(const Part &part) const
     return read;
 }
 
-/// The file or memory request of a part.
+/// Makes the file or memory request of a part.
 std::unique_ptr<PackageBase> TransferPlan::makeControl(const Part &part) const
 {
     const PackageBase &package = *m_transfer.package();
@@ -208,7 +208,7 @@ std::unique_ptr<PackageBase> TransferPlan::makeControl(const Part &part) const
     const auto &file = static_cast<const PackageRequestWriteFile &>(package);
     if (part.offset == 0)
         return std::make_unique<PackageRequestWriteFile>(file);
-    // Only a constructor sets the offset.
+    // Only a constructor can set the offset.
     auto write = std::make_unique<PackageRequestWriteFile>(
         QString(), 0, 0, 0, 0, 0, 0, 0, 0, 0, QString(), file.bBroadcast(), file.fileNameWithPath(),
         static_cast<int>(offset));
@@ -216,8 +216,8 @@ std::unique_ptr<PackageBase> TransferPlan::makeControl(const Part &part) const
     return write;
 }
 
-/// Advances the register address by the offset of a part, except into a buffer, which each part has
-/// for itself, and where the register does not advance.
+/// Advances the register address by the offset of a part. Does not advance it for a buffer, which
+/// all parts share, or if the register does not advance.
 void TransferPlan::setRegister(PackageBase *package, qint64 offset) const
 {
     if (goesThroughBuffer(m_transfer.kind()) || !m_advances)

@@ -11,37 +11,37 @@ namespace KorvinExchange {
 struct TransferStep
 {
     std::unique_ptr<PackageBase> package;
-    qint64 offset = 0;  ///< Of its part.
-    int finishes = 0;   ///< Bytes of the part that are done with it; 0 where more is to do.
-    bool reads = false; ///< Its reply brings them.
+    qint64 offset = 0;  ///< Offset of its part.
+    int finishes = 0;   ///< Bytes that are done when it succeeds; 0 if the part needs more steps.
+    bool reads = false; ///< Whether its reply has these bytes.
 };
 
-/// The requests that a transfer consists of, in order.
+/// The requests of a transfer, in order.
 class TransferPlan
 {
 public:
     /// @param emptiesBuffer says whether a data write of no bytes can be sent.
     TransferPlan(const Transfer &transfer, bool emptiesBuffer);
 
-    /// Whether there is such a transfer: no negative length, parts of at least a byte, and neither
-    /// registers nor offsets that run past the last one.
+    /// Returns whether the transfer is possible: its length is not negative, parts have at least
+    /// one byte, and neither registers nor offsets overflow.
     bool isValid() const;
 
-    /// All bytes.
+    /// Returns the number of all bytes.
     qint64 total() const { return m_total; }
 
-    /// How many parts the package has.
+    /// Returns the number of parts.
     int partCount() const;
 
-    /// The part that begins at an offset, or where the offset is the end, the number of parts.
+    /// Returns the index of the part that begins at an offset; the number of parts for the end.
     int partAt(qint64 offset) const;
 
     int stepCount() const;
 
-    /// Whether a step waits for all before it.
+    /// Returns whether a step must wait for all earlier ones.
     bool waits(int step) const;
 
-    /// Makes a request. The package must be there. Throws std::bad_alloc.
+    /// Makes a request. The package must exist. Throws std::bad_alloc.
     TransferStep makeStep(int step) const;
 
 private:
@@ -61,9 +61,9 @@ private:
     bool m_emptiesBuffer;
     qint64 m_total;
     int m_partSize;
-    bool m_advances;      ///< The register does, with each byte.
-    quint32 m_register;   ///< Where the first part goes.
-    qint64 m_firstOffset; ///< In the file or memory.
+    bool m_advances;      ///< Whether each byte advances the register address.
+    quint32 m_register;   ///< Register address of the first part.
+    qint64 m_firstOffset; ///< Offset in the file or memory where the transfer begins.
 };
 
 } // namespace KorvinExchange

@@ -12,7 +12,7 @@ void scanLinuxFrame(const QByteArray &frame, const MessageShape &shape,
     FrameScanner scanner(frame, sink, ShortField::TakesItsBytes);
     fields.linuxHeader.walk(scanner);
     const int length = fields.linuxHeader.dataLength;
-    // A request to read announces the data of its reply.
+    // A request to read announces the data of its reply, but does not carry it.
     const bool carriesData =
         shape.direction == Direction::Reply || fields.common.readWriteCode != OrvexEnum::Read;
     const int checksum = qMax(0, static_cast<int>(frame.size()) - LinuxHeader::ChecksumSize);

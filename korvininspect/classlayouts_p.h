@@ -10,9 +10,9 @@
 #include <optional>
 
 /// @file
-/// Which layouts a frame or record has, in their order, by the row of its class: as its decoder
-/// reads them, and as its encoder writes them. The two differ in full replies, in file writes and
-/// in reply records.
+/// Walks over the layouts of a whole frame or record, according to the row of its class: as its
+/// decoder reads them, or as its encoder writes them. The two differ in full replies, in file
+/// writes and in reply records.
 
 namespace KorvinInspect {
 
@@ -21,7 +21,7 @@ inline const Korvin::ClassRow &rowOf(const MessageShape &shape)
     return rowOf(shape.classId);
 }
 
-/// Adds up the widths of the fields of a layout, without its texts and blocks.
+/// Adds up the widths of the fields of a layout, except texts and blocks.
 class WidthCounter
 {
 public:
@@ -38,7 +38,7 @@ private:
     qint64 m_width = 0;
 };
 
-/// A byte frame as the decoder of a class reads it.
+/// Walks over a byte frame as the decoder of a class reads it.
 template <typename Scanner>
 class FrameAsRead
 {
@@ -59,7 +59,7 @@ public:
     void shortReply()
     {
         Korvin::CommonPart{m_fields.common}.shortReply(m_scanner);
-        m_scanner.goTo(Korvin::CommonPart::ShortReplySize); // however short the frame is
+        m_scanner.goTo(Korvin::CommonPart::ShortReplySize); // even if the frame is shorter
         payload(false);
     }
 
@@ -85,8 +85,8 @@ private:
     Scanner &m_scanner;
 };
 
-/// A byte frame as the encoder of a class writes it. Sizes that the frame does not carry follow
-/// from the size of the frame.
+/// Walks over a byte frame as the encoder of a class writes it. Derives sizes that the frame does
+/// not carry from the size of the frame.
 template <typename Scanner>
 class FrameAsWritten
 {
@@ -136,8 +136,8 @@ private:
         part.payload(m_scanner);
     }
 
-    /// A data read that is not answered yet announces data that it does not carry; then the frame
-    /// ends with the length, or with what else a full reply has.
+    /// A data read without a reply announces data that it does not carry. Nothing follows its
+    /// length then, except the rest of a full reply.
     template <typename Bytes>
     void walk(Korvin::ReadBlockPart<Bytes> part, Section section)
     {
@@ -149,7 +149,7 @@ private:
         part.dataField(m_scanner);
     }
 
-    /// A full reply has the name twice, around the results.
+    /// Walks over a file write. A full reply has the name twice: before and after the results.
     void walk(Korvin::FileWritePart part, Section section)
     {
         const auto written = [&](qint64 rest, int copies) {
@@ -160,12 +160,13 @@ private:
         } else if (section == Section::EndOfFullReply) {
             written(0, 1);
         } else {
-            // A peer may write the layout that readers expect; the size in it is not 0.
+            // A peer may write the layout that decoders read; the size in it is not 0.
             m_scanner.either([&] { part.payload(m_scanner); }, [&] { written(0, 1); });
         }
     }
 
-    /// Returns how many bytes follow the request in a full reply, without those of the own part.
+    /// Returns the number of bytes after the request in a full reply, without those of the class's
+    /// own part.
     qint64 endOfFullReply()
     {
         WidthCounter counter;
@@ -194,7 +195,7 @@ void scanFrame(const QByteArray &frame, Direction direction, Layout layout, Scan
 }
 
 /// @{
-/// Walks over a frame and reports its fields, with @p fields as what they stand for.
+/// Walks over a frame and reports its fields. @p fields are the fields that the layouts refer to.
 inline void scanFrameAsRead(const QByteArray &frame, const MessageShape &shape,
                             Korvin::LayoutFields &fields, FieldSink &sink)
 {
@@ -209,8 +210,8 @@ inline void scanFrameAsWritten(const QByteArray &frame, const MessageShape &shap
     scanFrame(frame, shape.direction, FrameAsWritten(rowOf(shape), fields, scanner), scanner);
 }
 
-/// A Linux frame: the header, what lies between it and the checksum as data, as much as the length
-/// announces, and the checksum at the end.
+/// Walks over a Linux frame: the header; the bytes between header and checksum as data, up to the
+/// announced length; the checksum at the end.
 void scanLinuxFrame(const QByteArray &frame, const MessageShape &shape,
                     Korvin::LayoutFields &fields, FieldSink &sink);
 /// @}
@@ -232,8 +233,8 @@ void scanOwnColumns(Scanner &scanner, const Korvin::ClassRow &row, int column, b
         Korvin::visitOwn(row, fields, [&](auto part) { scanner.scan(column, part); });
 }
 
-/// Walks over the columns of a record as its decoder reads them; they are not in their order where
-/// a reply is read one column early.
+/// Walks over the columns of a record as its decoder reads them. They are out of order if a reply
+/// is read one column early.
 template <typename Scanner>
 void scanRecordAsRead(Scanner &scanner, const Korvin::ClassRow &row, bool isReply,
                       Korvin::LayoutFields &fields)
@@ -242,7 +243,7 @@ void scanRecordAsRead(Scanner &scanner, const Korvin::ClassRow &row, bool isRepl
     scanCommonColumns(scanner, row, fields);
     if (isReply)
         scanner.scan(CommonPart::RequestColumns, Korvin::AckColumn{fields.common.ackCode});
-    // Register columns are read where a request has them.
+    // The decoder reads register columns where a request has them, even in a reply.
     Korvin::visitBase(row, fields,
                       [&](auto part) { scanner.scan(CommonPart::RequestColumns, part); });
     const int shift = isReply ? Korvin::countedCommonColumns(row) - CommonPart::RequestColumns : 0;
@@ -261,7 +262,7 @@ void scanRecordAsWritten(Scanner &scanner, const Korvin::ClassRow &row, bool isR
     scanOwnColumns(scanner, row, scanner.column(), isReply, fields);
 }
 
-/// Returns the class that a type word of a combination stands for, if there is one.
+/// Returns the class of a type word of a combination, if there is one.
 std::optional<ClassId> classOfType(QStringView word);
 
 } // namespace KorvinInspect

@@ -10,7 +10,7 @@ static_assert(Korvin::Classes[static_cast<std::size_t>(ClassId::PackageRequestCo
                   == Korvin::Base::Items,
               "the rows are in the order of the enumerators");
 
-/// Returns the row of a class; that of a combination for a number that is no class.
+/// Returns the row of a class, or that of a combination for a number without a class.
 inline const Korvin::ClassRow &rowOf(ClassId id)
 {
     const auto index = static_cast<std::size_t>(id);

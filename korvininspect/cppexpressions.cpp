@@ -8,13 +8,14 @@ namespace KorvinInspect {
 
 namespace {
 
-/// Returns a C++ string literal; with octal escapes, because hexadecimal ones have no end.
+/// Returns a C++ string literal. Uses octal escapes, because a digit after a hexadecimal escape
+/// would become part of it.
 QString literal(const QByteArray &bytes)
 {
     QString text(QLatin1Char('"'));
     for (const char byte : bytes) {
         const auto code = static_cast<uchar>(byte);
-        // Two question marks may begin a trigraph.
+        // Two question marks could begin a trigraph.
         if (byte == '"' || byte == '\\' || (byte == '?' && text.endsWith(QLatin1Char('?'))))
             text += QLatin1Char('\\');
         if (code >= 0x20 && code < 0x7F)
@@ -25,8 +26,8 @@ QString literal(const QByteArray &bytes)
     return text + QLatin1Char('"');
 }
 
-/// Returns the sum of what @p expression makes of pieces: compilers need not take literals of more
-/// than 65536 characters.
+/// Splits a long value into pieces and joins their expressions with "+": compilers need not accept
+/// literals of more than 65536 characters.
 template <typename Value, typename Expression>
 QString sumOfPieces(const Value &value, Expression expression)
 {
@@ -44,7 +45,7 @@ QString pieceOfText(const QString &text)
         return QStringLiteral("QString::fromUtf8(%1, %2)")
             .arg(literal(utf8), QString::number(utf8.size()));
     }
-    // UTF-8 loses a leading byte order mark and one half of a surrogate pair.
+    // Conversion from UTF-8 drops a leading byte order mark and lone surrogates.
     QStringList units;
     for (const QChar unit : text)
         units << QStringLiteral("u\"\\x%1\"").arg(unit.unicode(), 0, 16);
@@ -61,7 +62,7 @@ QString pieceOfData(const QByteArray &data)
 
 QString numberExpression(qint64 number)
 {
-    // The smallest number has no literal: "-" is an operator on one that is too large.
+    // The smallest number has no literal: without its sign it would be too large.
     if (number == std::numeric_limits<qint64>::min())
         return QStringLiteral("%1LL - 1").arg(number + 1);
     return QString::number(number);

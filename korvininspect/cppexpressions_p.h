@@ -5,7 +5,7 @@
 #include <QtCore/QString>
 
 /// @file
-/// Values as C++ expressions.
+/// Writes values as C++ expressions.
 
 namespace KorvinInspect {
 

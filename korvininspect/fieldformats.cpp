@@ -13,7 +13,7 @@ namespace {
 constexpr int MinInt = std::numeric_limits<int>::min();
 constexpr int MaxInt = std::numeric_limits<int>::max();
 
-/// The codes of an enumeration, and what its enumerators have around the name.
+/// The names of an enumeration, and the prefix and suffix of its enumerators.
 struct Codes
 {
     QString type;
@@ -50,7 +50,7 @@ struct Codes
     }
 };
 
-/// Makes a format of a table of names.
+/// Makes the format of a table of names.
 template <typename Code, std::size_t N>
 Format<qint64> codeFormat(const Korvin::CodeName<Code> (&names)[N], const QString &type,
                           const QString &prefix, const QString &suffix)

@@ -11,7 +11,7 @@
 #include <functional>
 
 /// @file
-/// What the values of a field look like in JSON, for people and in C++.
+/// The formats of field values in JSON, for people and in C++.
 
 namespace KorvinInspect {
 

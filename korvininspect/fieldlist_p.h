@@ -10,7 +10,7 @@
 
 namespace KorvinInspect {
 
-/// How a field gets and stores its value.
+/// The getter and the setter of a field.
 template <typename Value>
 struct Access
 {
@@ -18,12 +18,12 @@ struct Access
     std::function<void(PackageBase &, const Value &)> set;
 };
 
-/// Makes an access through a getter and a setter of @p Package, members or callables.
+/// Makes an access from a getter and a setter of @p Package, which may be members or callables.
 template <typename Value, typename Package, typename Getter, typename Setter>
 Access<Value> access(Getter getter, Setter setter)
 {
     return {[getter](const PackageBase &package) {
-                // Two getters of the interface are not const, but change nothing either.
+                // Two getters of the interface are not const, but do not change the package.
                 auto &object = const_cast<PackageBase &>(package); // NOLINT(*-const-cast)
                 return static_cast<Value>(std::invoke(getter, static_cast<Package &>(object)));
             },
@@ -32,7 +32,7 @@ Access<Value> access(Getter getter, Setter setter)
             }};
 }
 
-/// Says what is wrong with a value that is not one of a field of @p type.
+/// Returns a message about a value that does not fit a field of @p type.
 QString describeMisfit(const QJsonValue &value, const QString &type);
 
 template <typename Value>
@@ -84,13 +84,13 @@ public:
 
     Fields take() { return std::move(m_fields); }
 
-    /// Names the setter of the last field, where it is not "set" and the name of the field.
+    /// Sets the name of the last field's setter, if it is not "set" and the name of the field.
     void setBy(const char *setter) { m_fields.back().setter = QString::fromLatin1(setter); }
 
     /// Marks the last field as one that only constructors set.
     void setByConstructor() { m_fields.back().setter.clear(); }
 
-    /// Adds a number of the range of @p Number.
+    /// Adds a number in the range of @p Number.
     template <typename Number, typename Getter, typename Setter>
     void number(const char *name, Getter getter, Setter setter)
     {

@@ -15,7 +15,7 @@ namespace KorvinInspect {
 
 namespace {
 
-/// The refusals in words, in the order of the enumeration; %1 is what was expected, %2 what was
+/// Messages of the refusals, in the order of the enumeration. %1 is what was expected, %2 what was
 /// found.
 constexpr const char *Reasons[] = {
     "ok",
@@ -26,7 +26,7 @@ constexpr const char *Reasons[] = {
     "unknown marker %2; expected %1",
     "unknown %2; expected %1", // code
     "wrong checksum: %1 expected, %2 found",
-    "the text holds a zero byte, where readers end it",
+    "the text contains a zero byte, where a decoder ends it",
     "the text is not UTF-8",
     "too few: %1 expected, %2 found",
     "too many: %1 expected, %2 found",
@@ -34,7 +34,7 @@ constexpr const char *Reasons[] = {
     "out of range: %1 expected, %2 found",
     "unknown %2; expected %1", // name
     "not escaped: %1 expected, %2 found",
-    "differs from the first one: %1 expected, %2 found",
+    "differs from the first copy: %1 expected, %2 found",
     "the data string does not have the announced length: %1 expected, %2 found",
     "unknown %2; expected %1", // type
     "out of memory",
@@ -55,9 +55,8 @@ QString hexadecimal(qint64 number)
     return QLatin1String("0x") + QString::number(number, 16).toUpper();
 }
 
-/// Returns whether a text is a number as encoders write it: digits without leading zeros, and a
-/// sign only for a number below 0. @p value becomes the number; one larger than any field has is
-/// cut.
+/// Returns whether a text is a number as encoders write it: digits without leading zeros, with a
+/// sign only for a number below 0. Sets @p value to the number, or to Largest if that is larger.
 bool isWrittenNumber(QStringView text, qint64 *value)
 {
     constexpr qint64 Largest = std::numeric_limits<qint64>::max() / 16;
@@ -106,7 +105,7 @@ FieldRefusal dataStringRefusal(const WireField &field, const MessageShape &shape
     return {};
 }
 
-/// Hands the names of the codes of a type to @p visit, and what such a code is called.
+/// Calls @p visit with the names of the codes of a type, and with the word for such a code.
 template <typename Visitor>
 void visitCodes(WireType type, Visitor visit)
 {
@@ -124,7 +123,7 @@ void visitCodes(WireType type, Visitor visit)
     }
 }
 
-/// Makes a list of what @p wordOf gives for each name of a table.
+/// Returns a text that lists the result of @p wordOf for each name of a table.
 template <typename Names, typename WordOf>
 QString oneOf(const Names &names, WordOf wordOf)
 {
@@ -134,7 +133,7 @@ QString oneOf(const Names &names, WordOf wordOf)
     return QLatin1String("one of ") + words.join(QLatin1String(", "));
 }
 
-/// Looks at a word of a record, which must be one of those of its field.
+/// Checks that a word of a record is one of those of its field.
 FieldRefusal wordRefusal(const WireField &field)
 {
     if (field.type == WireType::Flag) {
@@ -155,7 +154,7 @@ FieldRefusal wordRefusal(const WireField &field)
     return refusal;
 }
 
-/// Looks at a code of a frame, which must have a name.
+/// Checks that a code of a frame has a name.
 FieldRefusal codeRefusal(const WireField &field)
 {
     FieldRefusal refusal;
@@ -209,7 +208,6 @@ FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape)
         return {isExtent ? Refusal::LengthTooLarge : Refusal::Truncated, byteCount(field.width),
                 byteCount(field.left)};
     }
-    const QString number = QString::number(field.number);
     switch (field.type) {
     case WireType::Constant:
         if (field.number == field.max)
@@ -219,15 +217,17 @@ FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape)
     case WireType::TextLength:
         if (field.number >= 0)
             return {};
-        return {Refusal::OutOfRange, QStringLiteral("a length"), number};
+        return {Refusal::OutOfRange, QStringLiteral("a length"), QString::number(field.number)};
     case WireType::Status:
         if (field.number == 0 || shape.direction == Direction::Reply)
             return {};
-        return {Refusal::OutOfRange, QStringLiteral("0 in a request"), number};
+        return {Refusal::OutOfRange, QStringLiteral("0 in a request"),
+                QString::number(field.number)};
     case WireType::Flag:
         if (field.number <= 1)
             return {};
-        return {Refusal::UnknownCode, QStringLiteral("0 or 1"), QLatin1String("flag ") + number};
+        return {Refusal::UnknownCode, QStringLiteral("0 or 1"),
+                QStringLiteral("flag %1").arg(field.number)};
     case WireType::Text:
         return textRefusal(QByteArray::fromRawData(field.bytes, static_cast<int>(field.width)));
     case WireType::Checksum:

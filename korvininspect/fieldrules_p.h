@@ -7,7 +7,7 @@
 
 namespace KorvinInspect {
 
-/// What is wrong with a field, taken by itself.
+/// A fault of a single field.
 struct FieldRefusal
 {
     Refusal refusal = Refusal::None;
@@ -22,11 +22,11 @@ inline Verdict refused(Refusal refusal)
     return verdict;
 }
 
-/// Compares a field with what encoders write. @p shape tells where an empty data string is one
-/// number and where it is none.
+/// Checks that an encoder would write a field like this. @p shape decides whether an empty data
+/// string counts as one number or none.
 FieldRefusal refusalOf(const WireField &field, const MessageShape &shape);
 
-/// Returns whether a reply must repeat a field as its request has it.
+/// Returns whether a reply must repeat a field of its request unchanged.
 bool identifiesRequest(WireType type);
 
 /// Returns the refusal in words.

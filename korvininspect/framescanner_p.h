@@ -9,14 +9,14 @@
 
 namespace KorvinInspect {
 
-/// What becomes of a field that the frame does not hold as a whole.
+/// How a field that runs past the end of the frame is read.
 enum class ShortField {
-    TakesNothing, // as in a byte frame
-    TakesItsBytes // as in a Linux frame: a byte that is missing is 0
+    TakesNothing, // as in a byte frame: it consumes no bytes
+    TakesItsBytes // as in a Linux frame: missing bytes are 0
 };
 
-/// Walks over a layout along a frame, takes positions and integers as the decoders do, and reports
-/// each field. It makes no copy of a text or block.
+/// Walks over a layout along a frame, reads positions and integers as the decoders do, and reports
+/// each field. Does not copy texts or blocks.
 class FrameScanner
 {
 public:
@@ -31,7 +31,7 @@ public:
     int position() const { return m_position; }
     void goTo(int position) { m_position = position; }
 
-    /// Makes @p marker what the marker must be.
+    /// Sets the value that the marker must have.
     void setMarker(quint8 marker) { m_marker = marker; }
 
     void constant(const char *name, quint8 value)
@@ -190,7 +190,7 @@ public:
         m_position = start;
     }
 
-    /// A block that a decoder fills up with zeros.
+    /// Reports a block that a decoder fills up with zeros.
     template <typename Bytes>
     void paddedBlock(const char *name, int length, const Bytes &field)
     {
@@ -199,7 +199,7 @@ public:
         reportExtent(block);
     }
 
-    /// A checksum that must be @p sum.
+    /// Reports the checksum, which must be @p sum.
     void checksum(const char *name, quint16 sum)
     {
         WireField field = integer(name, WireType::Checksum, 2, nullptr);
@@ -210,7 +210,7 @@ public:
 protected:
     qint64 remaining() const { return qMax<qint64>(0, qint64(m_frame.size()) - m_position); }
 
-    /// The next four bytes as a number, 0 where they are not all there.
+    /// Returns the next four bytes as a number, or 0 if they are not all there.
     int peek() const
     {
         int end = 0;
@@ -232,7 +232,7 @@ protected:
 private:
     enum class Sign { Unsigned, Signed };
 
-    /// A field of @p width bytes, and as many of them as there are.
+    /// Makes a field of @p width bytes, of which the frame may hold fewer.
     WireField here(const char *name, WireType type, qint64 width, const void *source) const
     {
         WireField field;
@@ -289,7 +289,7 @@ private:
     quint8 m_marker = Korvin::RequestMarker;
 };
 
-/// Walks over a layout along a frame as its encoder has written it.
+/// Walks over a layout along a frame as its encoder writes it.
 class WrittenFrameScanner : public FrameScanner
 {
 public:
@@ -303,8 +303,8 @@ public:
         block(name, length, field);
     }
 
-    /// Decides whether the blocks that are announced from here on are carried: where the frame has
-    /// more than the @p rest bytes that follow them.
+    /// Decides whether the frame carries the announced blocks from here on: it does if it has more
+    /// than the @p rest bytes that follow them.
     void announce(qint64 rest) { m_isCarried = remaining() > rest; }
     bool isCarried() const { return m_isCarried; }
 
@@ -315,8 +315,8 @@ public:
             block(name, length, field);
     }
 
-    /// Walks over what takes all bytes that are left except the last @p rest, divided among
-    /// @p copies; not at all where no byte is left.
+    /// Calls @p walk for one of @p copies fields that share all bytes up to the last @p rest. Does
+    /// nothing if there are no such bytes.
     template <typename Walk>
     void tail(qint64 rest, int copies, Walk walk)
     {
@@ -327,13 +327,13 @@ public:
         walk();
     }
 
-    /// A text without a size, which ends where the tail does.
+    /// Reports a text without a size, which ends where the tail ends.
     void text(const char *name, const QString &field)
     {
         extent(name, WireType::Text, m_tailEnd - position(), &field);
     }
 
-    /// Walks over what begins with a number other than 0, or else over what begins with zeros.
+    /// Calls @p ifNumber if the next four bytes are a number other than 0, else @p ifZeros.
     template <typename Nonzero, typename Zeros>
     void either(Nonzero nonzero, Zeros zeros)
     {

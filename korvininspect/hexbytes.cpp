@@ -39,7 +39,8 @@ QString bytesFromHex(const QString &text, QByteArray *bytes)
         }
     }
     if (high >= 0) {
-        return QStringLiteral("the hexadecimal digit at character %1 has no second one")
+        return QStringLiteral(
+                   "the hexadecimal digit at character %1 is not followed by a second one")
             .arg(text.size());
     }
     return {};

@@ -11,7 +11,7 @@ QString printable(const QString &text, int maxCharacters)
 {
     QString shown;
     for (const QChar character : text.left(maxCharacters)) {
-        // The halves of a surrogate pair are no characters of their own.
+        // Keep surrogate pairs together: a half of one is not a character.
         if (character.isPrint() || character.isSurrogate())
             shown += character;
         else

@@ -13,11 +13,12 @@
 #include <vector>
 
 /// @file
-/// Values of fields in JSON. A reader gives nothing for a value that is not of its kind.
+/// Converts values of fields to and from JSON. A reader returns nothing for a value of a wrong
+/// type.
 
 namespace KorvinInspect {
 
-// Whole numbers up to this one survive in JSON, whose numbers are doubles.
+// JSON numbers are doubles, which represent all whole numbers up to this one.
 constexpr double LargestJsonNumber = 9007199254740991.0;
 
 template <typename Integer>

@@ -9,14 +9,14 @@
 
 namespace KorvinInspect {
 
-/// Puts the name of a member before what is wrong with it.
+/// Puts the name of a member before a message about it.
 inline QString inMember(const QString &name, const QString &fault)
 {
     return QStringLiteral("%1: %2").arg(name, fault);
 }
 
-/// Reads the members of a JSON object one by one, and keeps the first fault. A member that the
-/// object does not have leaves the value as it is.
+/// Reads the members of a JSON object one by one and keeps the first fault. A missing member leaves
+/// its value unchanged.
 class ObjectReader
 {
 public:
@@ -27,7 +27,7 @@ public:
             m_fault = QStringLiteral("not an object");
     }
 
-    /// Returns a member, or undefined; the object may have it.
+    /// Returns a member, or undefined, and marks the member as known.
     QJsonValue member(const char *name)
     {
         m_known.push_back(QLatin1String(name));
@@ -40,7 +40,7 @@ public:
             fail(QLatin1String(name), QStringLiteral("missing"));
     }
 
-    /// Stores what @p parse makes of a member.
+    /// Reads a member with @p parse and stores the result.
     template <typename Value, typename Parse>
     void read(const char *name, const QString &type, Value *value, Parse parse)
     {
@@ -72,7 +72,7 @@ public:
 
     void number(const char *name, quint64 *value)
     {
-        read(name, QStringLiteral("a whole number from 0 on"), value, numberFromJson<quint64>);
+        read(name, QStringLiteral("a whole number of 0 or more"), value, numberFromJson<quint64>);
     }
 
     void text(const char *name, QString *value)
@@ -85,7 +85,7 @@ public:
         read(name, QStringLiteral("bytes in hexadecimal digits"), value, dataFromJson);
     }
 
-    /// Hands each item of a list to @p readItem, which returns what is wrong with it.
+    /// Calls @p readItem with each item of a list. @p readItem returns what is wrong with the item.
     template <typename ReadItem>
     void list(const char *name, ReadItem readItem)
     {
@@ -109,7 +109,7 @@ public:
             m_fault = inMember(name, fault);
     }
 
-    /// Returns the first fault, or an empty text. A member that was not read is a fault.
+    /// Returns the first fault, or an empty text. An unknown member is a fault.
     QString end()
     {
         for (auto member = m_object.constBegin(); member != m_object.constEnd(); ++member) {

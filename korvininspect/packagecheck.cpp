@@ -1,5 +1,7 @@
 #include <korvininspect/packagecheck.h>
 
+#include "packagecheck_p.h"
+
 #include "classlayouts_p.h"
 #include "fieldrules_p.h"
 #include "memory_p.h"
@@ -16,9 +18,9 @@ namespace KorvinInspect {
 
 namespace {
 
-using WireFields = QVarLengthArray<WireField, 32>; // more than a frame or record has different ones
+using WireFields = QVarLengthArray<WireField, 32>; // more than any frame or record needs
 
-/// Keeps what a reply must repeat of its request.
+/// Collects the fields of a request that its reply must repeat.
 class RequestFields : public FieldSink
 {
 public:
@@ -28,8 +30,8 @@ public:
             m_fields.append(field);
     }
 
-    /// Returns the field that stands for the same as one of the reply, or null. Replies have the
-    /// fields in the order of the request.
+    /// Returns the field of the request that corresponds to one of the reply, or null. Replies have
+    /// the fields in the same order.
     const WireField *find(const WireField &field)
     {
         for (int i = 0; i < m_fields.size(); ++i, ++m_next) {
@@ -77,7 +79,7 @@ QString inWords(const WireField &field)
 class FirstRefusal : public FieldSink
 {
 public:
-    /// @param request has the fields that a reply must repeat, or none.
+    /// @param request has the fields that a reply must repeat; it may be empty.
     FirstRefusal(const MessageShape &shape, int announcedData, RequestFields *request)
         : m_shape(shape)
         , m_announcedData(announcedData)
@@ -108,7 +110,7 @@ public:
         m_end = qMax(m_end, field.offset + field.width);
     }
 
-    /// Expects that the fields end at @p end.
+    /// Checks that the fields end at @p end.
     void endAt(qint64 end)
     {
         if (!m_verdict.isOk() || m_end >= end)
@@ -122,7 +124,7 @@ public:
     Verdict verdict() const { return m_verdict; }
 
 private:
-    /// Compares a field with an earlier one that stands for the same field of the package.
+    /// Compares a field with an earlier copy of it.
     FieldRefusal contradiction(const WireField &field)
     {
         if (!field.source)
@@ -176,20 +178,23 @@ private:
     WireFields m_seen;
 };
 
-Verdict wrongCount(int expected, int found, const char *what)
+Verdict wrongCount(int expected, int found, const char *what, Words words)
 {
     Verdict verdict = refused(found < expected ? Refusal::TooFewFields : Refusal::TooManyFields);
     verdict.position = qMin(expected, found);
+    if (words == Words::Without)
+        return verdict;
     verdict.expected = QStringLiteral("%1 %2").arg(expected).arg(QLatin1String(what));
     verdict.found = QString::number(found);
     return verdict;
 }
 
-/// The input of a check, and what it must hold to.
+/// The input of a check and the conditions on it.
 struct Task
 {
     const MessageShape &shape;
     const CheckOptions &options;
+    Words words = Words::With;
 };
 
 MessageShape requestOf(const MessageShape &shape)
@@ -212,22 +217,23 @@ Verdict checkRecord(QStringView record, const Task &task)
 {
     const Korvin::ClassRow &row = rowOf(task.shape);
     const bool isReply = task.shape.direction == Direction::Reply;
-    RequestFields asked;
-    FirstRefusal sink(task.shape, task.options.announcedData, &asked);
-    RecordScanner scanner(record, sink);
+    const int columns = columnsOf(record);
     const int needed = Korvin::neededColumns(row, isReply);
     const int written = Korvin::writtenColumns(row, isReply);
-    if (scanner.count() < needed)
-        return wrongCount(needed, scanner.count(), "columns");
-    if (scanner.count() > written)
-        return wrongCount(written, scanner.count(), "columns");
+    if (columns < needed)
+        return wrongCount(needed, columns, "columns", task.words);
+    if (columns > written)
+        return wrongCount(written, columns, "columns", task.words);
     Korvin::LayoutFields fields;
-    QString request; // to which its fields refer
+    QString request; // the memory that the fields of the request refer to
+    RequestFields asked;
     if (!task.options.request.isEmpty()) {
         request = withoutData(task.options.request, row);
-        RecordScanner requestScanner(request, asked);
-        scanRecordAsWritten(requestScanner, row, false, fields);
+        RecordScanner scanner(request, asked);
+        scanRecordAsWritten(scanner, row, false, fields);
     }
+    FirstRefusal sink(task.shape, task.options.announcedData, &asked);
+    RecordScanner scanner(record, sink);
     scanRecordAsWritten(scanner, row, isReply, fields);
     return sink.verdict();
 }
@@ -246,7 +252,7 @@ Verdict checkItem(QStringView item, const CheckOptions &options)
 {
     const auto parts = static_cast<int>(std::count(item.begin(), item.end(), QLatin1Char('^'))) + 1;
     if (parts != 2)
-        return wrongCount(2, parts, "parts");
+        return wrongCount(2, parts, "parts", Words::With);
     Korvin::TextParts props(item, '^');
     const QStringView word = props.next();
     const std::optional<ClassId> id = classOfType(word);
@@ -321,6 +327,21 @@ Verdict guardedCheck(qint64 size, const MessageShape &shape, Check run)
 }
 
 } // namespace
+
+TriedInput::TriedInput(const QByteArray &input)
+    : bytes(input)
+    , record(textFromUtf8(input))
+    , isUtf8(record.toUtf8() == input)
+{
+}
+
+Verdict checkTried(const TriedInput &input, const MessageShape &shape, Words words)
+{
+    const Task task{shape, CheckOptions(), words};
+    if (shape.form != Form::Text)
+        return checkBytes(input.bytes, task);
+    return input.isUtf8 ? checkText(input.record, task) : refused(Refusal::NotUtf8);
+}
 
 QString describe(const Verdict &verdict)
 {

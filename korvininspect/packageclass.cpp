@@ -40,7 +40,7 @@ const PackageClass *packageClass(ClassId id)
 
 const PackageClass &classOf(const PackageBase &package)
 {
-    // A class stands after those that it derives from.
+    // A class comes after its base classes, so the last match is the most derived.
     const std::vector<PackageClass> &classes = packageClasses();
     return *std::find_if(classes.rbegin(), classes.rend(), [&](const PackageClass &candidate) {
         return candidate.isClassOf(&package);

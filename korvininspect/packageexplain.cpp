@@ -4,6 +4,7 @@
 #include "codenames_p.h"
 #include "datastring_p.h"
 #include "fieldrules_p.h"
+#include "jsontext_p.h"
 #include "jsonvalues_p.h"
 #include "memory_p.h"
 #include "packagefields_p.h"
@@ -26,11 +27,11 @@ QString labelOf(const WireField &field)
     return field.type == WireType::TextSize ? name + QLatin1String("Size") : name;
 }
 
-/// Makes explained fields of those of a scanner.
+/// Makes explained fields from the fields of a scanner.
 class Explainer : public FieldSink
 {
 public:
-    /// @param frame is empty for a record, whose columns come with the fields.
+    /// @param frame is empty for a record, where each field has its text.
     Explainer(const MessageShape &shape, QByteArray frame)
         : m_shape(shape)
         , m_frame(std::move(frame))
@@ -80,7 +81,8 @@ private:
         return static_cast<qlonglong>(field.taken);
     }
 
-    /// A text of a frame; where a decoder keeps what it has, what an earlier field gave.
+    /// Returns a text of a frame. If a decoder would ignore it, returns the text of an earlier
+    /// field.
     QVariant textOf(const WireField &field, const ExplainedField &explained)
     {
         QString &text = m_texts[field.source];
@@ -93,7 +95,7 @@ private:
         return text;
     }
 
-    /// A Linux frame gives the bytes that are there, a byte frame all or none of them.
+    /// Returns a block. A Linux frame gives the bytes that are there, a byte frame all or none.
     QVariant blockOf(const WireField &field, const ExplainedField &explained) const
     {
         if (m_shape.form != Form::Linux && explained.width < field.width)
@@ -147,15 +149,15 @@ private:
     {
         switch (refusal) {
         case Refusal::Truncated:
-            return m_shape.form == Form::Linux ? QStringLiteral("what is missing is read as 0")
+            return m_shape.form == Form::Linux ? QStringLiteral("missing bytes read as 0")
                                                : QStringLiteral("read as 0");
         case Refusal::LengthTooLarge:
             if (field.type == WireType::Text)
                 return QStringLiteral("read as an empty text");
             if (m_shape.form != Form::Linux)
                 return QStringLiteral("read as zeros, or left as it was");
-            return field.isPadded ? QStringLiteral("what is missing is read as 0")
-                                  : QStringLiteral("what is there is read");
+            return field.isPadded ? QStringLiteral("missing bytes read as 0")
+                                  : QStringLiteral("only the bytes present are read");
         case Refusal::UnknownCode:
             if (field.type != WireType::Flag && field.type != WireType::ReadWriteCode)
                 return {};
@@ -173,11 +175,11 @@ private:
 
     MessageShape m_shape;
     QByteArray m_frame;
-    QMap<const void *, QString> m_texts; // by what they stand for
+    QMap<const void *, QString> m_texts; // by the field of the package
     QVector<ExplainedField> m_fields;
 };
 
-/// Where the fields that an encoder writes lie, to compare with what a decoder reads there.
+/// Positions of the fields that an encoder writes, to compare with what a decoder reads there.
 class WrittenFields : public FieldSink
 {
 public:
@@ -187,7 +189,7 @@ public:
             m_fields.append({labelOf(field), field.column, field.offset, field.present});
     }
 
-    /// The names of the fields that lie over @p field, without its own.
+    /// Returns the names of the fields that overlap @p field, without its own name.
     QStringList othersIn(const ExplainedField &field) const
     {
         QStringList names;
@@ -236,7 +238,7 @@ void sortByOffset(QVector<ExplainedField> &fields)
         [](const ExplainedField &a, const ExplainedField &b) { return a.offset < b.offset; });
 }
 
-/// Adds what no field covers, and remarks what two fields cover.
+/// Adds bytes that no field covers, and remarks on those that two fields cover.
 void completeFrame(QVector<ExplainedField> &fields, const QByteArray &frame)
 {
     sortByOffset(fields);
@@ -255,7 +257,7 @@ void completeFrame(QVector<ExplainedField> &fields, const QByteArray &frame)
     for (ExplainedField &field : fields) {
         addUnread(field.offset);
         if (field.offset < end && field.width > 0)
-            field.remarks << QStringLiteral("reads bytes of the field in front once more");
+            field.remarks << QStringLiteral("reads bytes of the previous field again");
         end = qMax(end, field.offset + field.width);
         complete.append(field);
     }
@@ -280,7 +282,7 @@ QVector<ExplainedField> explainFrame(const QByteArray &frame, const MessageShape
     return fields;
 }
 
-/// Adds the columns that are not read, and remarks those that are read twice.
+/// Adds columns that are not read, and remarks on those that are read twice.
 void completeRecord(QVector<ExplainedField> &fields, QStringView record)
 {
     std::stable_sort(
@@ -294,7 +296,7 @@ void completeRecord(QVector<ExplainedField> &fields, QStringView record)
         int readers = 0;
         for (; field != fields.end() && field->column == column; ++field) {
             if (++readers > 1)
-                field->remarks << QStringLiteral("reads the column once more");
+                field->remarks << QStringLiteral("reads the column again");
             complete.append(*field);
         }
         if (readers > 0)
@@ -335,7 +337,7 @@ ExplainedField unreadItem(QStringView item, const char *remark)
     return field;
 }
 
-/// An item of a combination; @p goesOn becomes false where the decoder ends with it.
+/// Explains an item of a combination. Sets @p goesOn to false if the decoder stops at it.
 QVector<ExplainedField> explainItem(QStringView item, bool *goesOn)
 {
     Korvin::TextParts props(item, '^');
@@ -343,7 +345,7 @@ QVector<ExplainedField> explainItem(QStringView item, bool *goesOn)
     const QStringView record = props.atEnd() ? QStringView() : props.next();
     if (word.size() == item.size() || !props.atEnd()) {
         *goesOn = false;
-        return {unreadItem(item, "not two parts with a ^ between them: the decoder ends here")};
+        return {unreadItem(item, "not two parts with a ^ between them: the decoder stops here")};
     }
     const std::optional<ClassId> id = classOfType(word);
     if (!id) {
@@ -385,6 +387,130 @@ QVector<ExplainedField> explainCombination(QStringView record)
     return fields;
 }
 
+/// The members as those of an object.
+class JsonObjectMembers
+{
+public:
+    QJsonObject object;
+
+    void add(const char *name, const QStringList &value)
+    {
+        object.insert(QLatin1String(name), QJsonArray::fromStringList(value));
+    }
+
+    void add(const char *name, quint64 value)
+    {
+        object.insert(QLatin1String(name), numberToJson(value));
+    }
+
+    template <typename Value>
+    void add(const char *name, const Value &value)
+    {
+        object.insert(QLatin1String(name), value);
+    }
+};
+
+/// The members as text.
+class JsonTextMembers
+{
+public:
+    explicit JsonTextMembers(JsonText &json)
+        : m_json(json)
+    {
+    }
+
+    void add(const char *name, const QString &value)
+    {
+        begin(name);
+        m_json.text(value);
+    }
+
+    void add(const char *name, const QStringList &value)
+    {
+        begin(name);
+        for (const QString &item : value) {
+            m_json.raw(&item == &value.front() ? '[' : ',');
+            m_json.text(item);
+        }
+        m_json.raw(']');
+    }
+
+    void add(const char *name, bool value)
+    {
+        begin(name);
+        m_json.raw(value ? "true" : "false");
+    }
+
+    void add(const char *name, qint64 value)
+    {
+        begin(name);
+        m_json.number(value);
+    }
+
+    void add(const char *name, quint64 value)
+    {
+        const QJsonValue json = numberToJson(value);
+        if (json.isString())
+            return add(name, json.toString());
+        begin(name);
+        m_json.number(value);
+    }
+
+private:
+    void begin(const char *name)
+    {
+        m_json.raw(m_isFirst ? "\"" : ",\"");
+        m_json.raw(name);
+        m_json.raw("\":");
+        m_isFirst = false;
+    }
+
+    JsonText &m_json;
+    bool m_isFirst = true;
+};
+
+template <typename Out>
+void writeValue(const QVariant &value, Out &out)
+{
+    switch (value.userType()) {
+    case QMetaType::Bool:
+        return out.add("value", value.toBool());
+    case QMetaType::QString:
+        return out.add("value", value.toString());
+    case QMetaType::QByteArray:
+        return out.add("value", QString::fromLatin1(value.toByteArray().toHex()));
+    case QMetaType::LongLong:
+        return out.add("value", value.toLongLong());
+    case QMetaType::ULongLong:
+        return out.add("value", value.toULongLong());
+    default:
+        return;
+    }
+}
+
+/// Hands the members of the JSON of a field to @p out, in the order of their names, in which
+/// QJsonObject keeps them.
+template <typename Out>
+void writeMembers(const ExplainedField &field, Out &out)
+{
+    const bool isText = field.column >= 0 || field.item > 0;
+    if (field.column >= 0)
+        out.add("column", qint64(field.column));
+    if (!field.description.isEmpty())
+        out.add("description", field.description);
+    if (field.item > 0)
+        out.add("item", qint64(field.item));
+    if (!field.meaning.isEmpty())
+        out.add("meaning", field.meaning);
+    out.add("name", field.name);
+    out.add("offset", qint64(field.offset));
+    out.add("raw", isText ? textFromUtf8(field.raw) : QString::fromLatin1(field.raw.toHex()));
+    if (!field.remarks.isEmpty())
+        out.add("remarks", field.remarks);
+    writeValue(field.value, out);
+    out.add("width", qint64(field.width));
+}
+
 } // namespace
 
 QVector<ExplainedField> explain(const QByteArray &input, const MessageShape &shape)
@@ -412,34 +538,27 @@ QJsonArray explanationToJson(const QVector<ExplainedField> &fields)
 {
     QJsonArray array;
     for (const ExplainedField &field : fields) {
-        QJsonObject json{
-            {QStringLiteral("name"), field.name},
-            {QStringLiteral("offset"), field.offset},
-            {QStringLiteral("width"), field.width},
-        };
-        const bool isText = field.column >= 0 || field.item > 0;
-        json.insert(QStringLiteral("raw"),
-                    isText ? textFromUtf8(field.raw) : QString::fromLatin1(field.raw.toHex()));
-        if (field.column >= 0)
-            json.insert(QStringLiteral("column"), field.column);
-        if (field.item > 0)
-            json.insert(QStringLiteral("item"), field.item);
-        if (field.value.userType() == QMetaType::QByteArray)
-            json.insert(QStringLiteral("value"),
-                        QString::fromLatin1(field.value.toByteArray().toHex()));
-        else if (field.value.userType() == QMetaType::ULongLong)
-            json.insert(QStringLiteral("value"), numberToJson(field.value.toULongLong()));
-        else if (field.value.isValid())
-            json.insert(QStringLiteral("value"), QJsonValue::fromVariant(field.value));
-        if (!field.meaning.isEmpty())
-            json.insert(QStringLiteral("meaning"), field.meaning);
-        if (!field.description.isEmpty())
-            json.insert(QStringLiteral("description"), field.description);
-        if (!field.remarks.isEmpty())
-            json.insert(QStringLiteral("remarks"), QJsonArray::fromStringList(field.remarks));
-        array.append(json);
+        JsonObjectMembers members;
+        writeMembers(field, members);
+        array.append(members.object);
     }
     return array;
+}
+
+QByteArray explanationToJsonText(const QVector<ExplainedField> &fields)
+{
+    return Korvin::guarded([&] {
+        JsonText json;
+        json.raw('[');
+        for (const ExplainedField &field : fields) {
+            JsonTextMembers members(json);
+            json.raw(&field == &fields.front() ? "{" : ",{");
+            writeMembers(field, members);
+            json.raw('}');
+        }
+        json.raw(']');
+        return json.take();
+    });
 }
 
 QString valueForPeople(const ExplainedField &field)

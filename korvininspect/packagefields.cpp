@@ -129,7 +129,7 @@ Fields readMemDataFields()
     return fields.take();
 }
 
-/// Makes a package with the address arguments of every request left at their defaults.
+/// Makes a package with empty address arguments, which every request has.
 template <typename Package, typename... Arguments>
 Package makeRequest(Arguments... arguments)
 {
@@ -138,8 +138,8 @@ Package makeRequest(Arguments... arguments)
                    arguments...);
 }
 
-/// Sets the broadcast flag and the own kind of a write, for which there are no setters: it is
-/// assigned a write that is like it in all else.
+/// Sets the broadcast flag and the kind of a write, which have no setters: assigns it a copy of
+/// itself that was constructed with them.
 void assignWrite(PackageRequestWrite &package, bool broadcast, OrvexEnum::ClientPackageType kind)
 {
     auto write = makeRequest<PackageRequestWrite>(broadcast, kind);
@@ -189,7 +189,7 @@ Fields writeIPFields()
     return fields.take();
 }
 
-/// Sets the offset of a file write, for which there is no setter either.
+/// Sets the offset of a file write, which has no setter either.
 void assignOffset(PackageRequestWriteFile &package, qint64 offset)
 {
     auto write = makeRequest<PackageRequestWriteFile>(false, package.fileNameWithPath(),
@@ -236,8 +236,8 @@ Fields specialFields()
 
 /// Makes the entry of a class.
 ///
-/// @param create returns a package of the class. It may draw a serial number, which is a data race
-///     between threads, so that it is called once, and later packages are copies.
+/// @param create returns a package of the class. It is called only once, and later packages are
+///     copies: it may draw a serial number, which would be a data race between threads.
 template <typename Create>
 PackageClass makeClass(ClassId id, const Fields &fields, Create create)
 {
@@ -303,7 +303,7 @@ std::vector<PackageClass> makePackageClasses()
                   [] { return SpecialPackageRequest(); }),
     };
     static_assert(std::size(classes) + 1 == std::size(Korvin::Classes),
-                  "an entry for every row except that of combinations");
+                  "every row except that of combinations must have an entry");
     return {std::begin(classes), std::end(classes)};
 }
 

@@ -8,7 +8,7 @@ namespace KorvinInspect {
 /// Makes the list of all classes of packages, in the order of their rows.
 std::vector<PackageClass> makePackageClasses();
 
-/// Returns what the fields of a name are for; empty for a name that no field has.
+/// Returns the purpose of the fields of that name; empty for an unknown name.
 QString descriptionOf(const QString &name);
 
 } // namespace KorvinInspect

@@ -21,14 +21,14 @@ namespace {
 
 using Korvin::LinuxHeader;
 
-/// Runs an encoder or decoder; what it allocates besides its result may fail as well.
+/// Runs an encoder or decoder, and reports a failed allocation as a verdict.
 template <typename Operation>
 Verdict guarded(Operation operation)
 {
     return Korvin::guarded(operation, refused(Refusal::OutOfMemory));
 }
 
-/// Stores what an encoder has made; it makes nothing when memory has run out.
+/// Stores the result of an encoder, which is empty when memory ran out.
 Verdict store(const QByteArray &made, QByteArray *encoded)
 {
     if (made.isEmpty())
@@ -37,7 +37,7 @@ Verdict store(const QByteArray &made, QByteArray *encoded)
     return {};
 }
 
-/// The fields of a package that a Linux frame carries.
+/// Returns the fields of a package that a Linux frame carries.
 PackageBasePrivate linuxFields(const PackageBase &package)
 {
     PackageBasePrivate fields;
@@ -54,7 +54,7 @@ PackageBasePrivate linuxFields(const PackageBase &package)
     return fields;
 }
 
-/// The number that stands for the three results, 0 for success only.
+/// Returns the status byte that stands for the three results; 0 only for success.
 qint32 linuxStatus(PackageBase &package)
 {
     constexpr int LowByte = 0xFF;
@@ -154,7 +154,7 @@ public:
     void add(const WireField &) override { }
 };
 
-/// Keeps the first field that announces more data than is allowed.
+/// Finds the first field that announces more data than is allowed.
 class ExcessSink : public FieldSink
 {
 public:
@@ -166,7 +166,7 @@ public:
 
     void add(const WireField &field) override
     {
-        // A Linux frame that carries no data announces some all the same.
+        // A Linux frame may announce data without carrying it.
         const bool announces = field.type == WireType::Block || field.type == WireType::DataString
             || field.type == m_lengthType;
         if (!m_verdict.isOk() || !announces || field.number <= m_most)
@@ -186,7 +186,7 @@ private:
     Verdict m_verdict;
 };
 
-/// Looks whether the decoder of a class would make too much ready.
+/// Checks whether the decoder of a class would allocate too much.
 Verdict checkAnnounced(const QByteArray &encoded, const MessageShape &shape, int most)
 {
     const bool isReply = shape.direction == Direction::Reply;
@@ -205,7 +205,7 @@ Verdict checkAnnounced(const QByteArray &encoded, const MessageShape &shape, int
     return sink.verdict();
 }
 
-// The readers of a payload say whether memory has run out, which those of a frame ignore.
+// The decoders of a payload report that memory ran out, but those of a frame ignore it.
 
 bool readShortReply(PackageBase &package, const QByteArray &frame)
 {
@@ -215,7 +215,7 @@ bool readShortReply(PackageBase &package, const QByteArray &frame)
     return package.ParseDataFromPackage(false, frame, length, &length);
 }
 
-/// Reads a request, or the request inside of a full reply.
+/// Reads a request, or the request inside a full reply.
 bool readRequest(PackageBase &package, const QByteArray &frame, bool carriesData)
 {
     int length = 0;
@@ -251,8 +251,8 @@ bool readRecord(PackageBase &package, const QString &record, Direction direction
                                            : package.unPackageReply(record);
 }
 
-/// The reply record of a special request is the request record and the acknowledge code, which
-/// stands in another column than readers of replies take it from.
+/// Reads the reply record of a special request: the request record and the acknowledge code. The
+/// decoder of the class expects the acknowledge code in another column.
 Verdict decodeSpecialReply(const QByteArray &record, std::unique_ptr<PackageBase> *package,
                            const CheckOptions &options)
 {
@@ -278,7 +278,7 @@ Verdict decodeSpecialReply(const QByteArray &record, std::unique_ptr<PackageBase
     return verdict;
 }
 
-/// Walks over the header as far as the serial number, in a frame that need not be good.
+/// Walks over the header up to the serial number. The frame need not be valid.
 class SerialNumSink : public FieldSink
 {
 public:
@@ -330,7 +330,7 @@ std::optional<quint32> serialNumOfRecord(const QByteArray &record)
     return static_cast<quint32>(number);
 }
 
-/// Compares the start bytes that are there.
+/// Compares those start bytes that are there.
 class StartSink : public FieldSink
 {
 public:
@@ -346,7 +346,7 @@ private:
     bool m_isStart = true;
 };
 
-/// Decodes a message that check() has accepted, into a package of its class.
+/// Decodes a message that check() has accepted into a new package of its class.
 bool decodeAccepted(PackageBase &package, const QByteArray &message, const MessageShape &shape)
 {
     switch (shape.form) {

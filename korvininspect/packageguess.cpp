@@ -2,8 +2,7 @@
 
 #include "classlayouts_p.h"
 #include "memory_p.h"
-
-#include <korvininspect/inputtext.h>
+#include "packagecheck_p.h"
 
 #include <algorithm>
 #include <array>
@@ -17,14 +16,15 @@ bool looksLikeLinuxFrame(const QByteArray &input)
     return input.startsWith("\x55\xAA");
 }
 
-/// No byte frame begins with a character, and no record holds a zero byte.
+/// Returns whether the input looks like a record: it has a separator, no zero byte, and does not
+/// begin with the marker of a byte frame.
 bool looksLikeText(const QByteArray &input)
 {
     return !input.contains('\0') && !input.startsWith('\1')
         && (input.contains(',') || input.contains('^'));
 }
 
-/// Counts the codes that are usual for a class.
+/// Counts the codes of a message that are usual for its class.
 class UsualCodes : public FieldSink
 {
 public:
@@ -50,15 +50,15 @@ private:
     int m_count = 0;
 };
 
-/// A guess and what it is ranked by.
+/// A guess and its rank.
 struct Ranked
 {
     Guess guess;
-    int form = 0; // place among the forms that the input looks like
+    int form = 0; // index of its form in formsOf()
     int usualCodes = 0;
 };
 
-/// Whether the record has another number of columns, which says more than a wrong value.
+/// Returns whether the record has a wrong number of columns, which counts more than a wrong value.
 bool hasOtherColumns(const Verdict &verdict)
 {
     return verdict.refusal == Refusal::TooFewFields || verdict.refusal == Refusal::TooManyFields;
@@ -79,7 +79,7 @@ bool isBetter(const Ranked &a, const Ranked &b)
     return std::tie(first.item, first.position) > std::tie(second.item, second.position);
 }
 
-QString reasonFor(const Guess &guess, int columns)
+QString reasonFor(const Guess &guess, const QString &record)
 {
     if (!guess.verdict.isOk())
         return describe(guess.verdict);
@@ -87,38 +87,44 @@ QString reasonFor(const Guess &guess, int columns)
         return QStringLiteral("type words and ^ in every item");
     switch (guess.shape.form) {
     case Form::Text:
-        return QStringLiteral("%1 columns, every one in its range").arg(columns);
+        return QStringLiteral("%1 columns, all in range")
+            .arg(record.count(QLatin1Char(',')) + 1);
     case Form::Linux:
-        return QStringLiteral("begins with 55 AA and the checksum holds");
+        return QStringLiteral("begins with 55 AA and the checksum matches");
     default:
         return QStringLiteral("fits to the last byte");
     }
 }
 
-Ranked rank(const QByteArray &input, const QString &record, const MessageShape &shape)
+/// Counts the usual codes of an input that its shape accepts.
+int usualCodesOf(const TriedInput &input, const MessageShape &shape)
 {
-    Ranked ranked;
-    ranked.guess.shape = shape;
-    ranked.guess.verdict = check(input, shape);
     const Korvin::ClassRow &row = rowOf(shape);
     Korvin::LayoutFields fields;
     UsualCodes codes(row);
-    int columns = 0;
     if (shape.form == Form::Text) {
-        RecordScanner scanner(record, codes);
-        columns = scanner.count();
+        RecordScanner scanner(input.record, codes);
         scanRecordAsWritten(scanner, row, shape.direction == Direction::Reply, fields);
     } else if (shape.form == Form::Frame) {
-        scanFrameAsWritten(input, shape, fields, codes);
+        scanFrameAsWritten(input.bytes, shape, fields, codes);
     } else {
-        scanLinuxFrame(input, shape, fields, codes);
+        scanLinuxFrame(input.bytes, shape, fields, codes);
     }
-    ranked.usualCodes = codes.count();
-    ranked.guess.reason = reasonFor(ranked.guess, columns);
+    return codes.count();
+}
+
+Ranked rank(const TriedInput &input, const MessageShape &shape, int form, Words words)
+{
+    Ranked ranked;
+    ranked.form = form;
+    ranked.guess.shape = shape;
+    ranked.guess.verdict = checkTried(input, shape, words);
+    if (ranked.guess.verdict.isOk())
+        ranked.usualCodes = usualCodesOf(input, shape);
     return ranked;
 }
 
-/// All forms, the one that the input looks like first.
+/// Returns all forms, beginning with the one that the input looks like.
 std::array<Form, 3> formsOf(const QByteArray &input)
 {
     if (looksLikeLinuxFrame(input))
@@ -128,8 +134,7 @@ std::array<Form, 3> formsOf(const QByteArray &input)
     return {Form::Frame, Form::Text, Form::Linux};
 }
 
-/// Returns the shapes of all classes that have such a form, and of a combination if that is asked
-/// for.
+/// Returns the shapes of all classes that have such a form, combinations only if asked for.
 std::vector<MessageShape> shapesOf(Form form, Direction direction, bool withCombination)
 {
     std::vector<MessageShape> shapes;
@@ -142,25 +147,54 @@ std::vector<MessageShape> shapesOf(Form form, Direction direction, bool withComb
     return shapes;
 }
 
-QVector<Guess> guesses(const QByteArray &input)
+/// Hands each shape that may be that of the input to @p visit, with the place of its form.
+template <typename Visitor>
+void visitShapes(const QByteArray &input, Visitor visit)
 {
-    const QString record = textFromUtf8(input);
-    std::vector<Ranked> ranked;
     int place = 0;
     for (const Form form : formsOf(input)) {
         for (const Direction direction : {Direction::Request, Direction::Reply}) {
-            for (const MessageShape &shape : shapesOf(form, direction, input.contains('^'))) {
-                ranked.push_back(rank(input, record, shape));
-                ranked.back().form = place;
-            }
+            for (const MessageShape &shape : shapesOf(form, direction, input.contains('^')))
+                visit(shape, place);
         }
         ++place;
     }
+}
+
+QVector<Guess> guesses(const QByteArray &bytes)
+{
+    const TriedInput input(bytes);
+    std::vector<Ranked> ranked;
+    visitShapes(bytes, [&](const MessageShape &shape, int form) {
+        ranked.push_back(rank(input, shape, form, Words::With));
+        ranked.back().guess.reason = reasonFor(ranked.back().guess, input.record);
+    });
     std::stable_sort(ranked.begin(), ranked.end(), isBetter);
     QVector<Guess> guesses;
     for (const Ranked &candidate : ranked)
         guesses << candidate.guess;
     return guesses;
+}
+
+std::optional<Guess> best(const QByteArray &bytes, const KnownShape &known)
+{
+    const TriedInput input(bytes);
+    std::optional<Ranked> best;
+    visitShapes(bytes, [&](const MessageShape &shape, int form) {
+        // A form that comes later is better only where it accepts the input. Frames begin with
+        // bytes that put their form first.
+        const bool isLater = best && best->form < form;
+        if (!known.agreesWith(shape) || (isLater && shape.form != Form::Text))
+            return;
+        Ranked candidate = rank(input, shape, form, Words::Without);
+        if (!best || isBetter(candidate, *best))
+            best = std::move(candidate);
+    });
+    if (!best)
+        return {};
+    best->guess.verdict = checkTried(input, best->guess.shape, Words::With);
+    best->guess.reason = reasonFor(best->guess, input.record);
+    return std::move(best->guess);
 }
 
 } // namespace
@@ -170,6 +204,14 @@ QVector<Guess> guess(const QByteArray &input)
     return Korvin::guarded([&] {
         Korvin::checkedSize(input.size()); // positions are ints
         return guesses(input);
+    });
+}
+
+std::optional<Guess> bestGuess(const QByteArray &input, const KnownShape &known)
+{
+    return Korvin::guarded([&] {
+        Korvin::checkedSize(input.size()); // positions are ints
+        return best(input, known);
     });
 }
 

@@ -30,7 +30,7 @@ QString outOfMemory()
     return QStringLiteral("out of memory");
 }
 
-/// Makes a package of a combination.
+/// Creates a package of a combination.
 QString readItem(const QJsonValue &item, Packages *packages)
 {
     const QJsonObject json = item.toObject();
@@ -41,7 +41,7 @@ QString readItem(const QJsonValue &item, Packages *packages)
     return packageFromJson(json, *packages->back());
 }
 
-/// Makes the lengths that @p json does not have the size of the data, if it has any.
+/// Sets the lengths that @p json lacks to the size of its data, if it has data.
 void completeLengths(const QJsonObject &json, const PackageClass &itsClass, PackageBase &package)
 {
     const auto hasData = [&](const PackageField &field) {
@@ -55,9 +55,9 @@ void completeLengths(const QJsonObject &json, const PackageClass &itsClass, Pack
     }
 }
 
-/// Fills a combination through its decoder, which creates the packages.
+/// Fills a combination. Only its decoder can add packages, so that creates them.
 ///
-/// @return false when memory has run out.
+/// @return false when memory runs out.
 bool fill(PackageRequestCombination &combination, const Packages &packages)
 {
     QStringList items;

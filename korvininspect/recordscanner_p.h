@@ -10,8 +10,14 @@
 
 namespace KorvinInspect {
 
-/// Walks over the columns of a record, reads each as the decoders do, and reports it. It makes no
-/// copy of a text.
+/// Returns the number of columns that a record has.
+inline int columnsOf(QStringView record)
+{
+    return static_cast<int>(Korvin::countCharacter(record, ',')) + 1;
+}
+
+/// Walks over the columns of a record, reads each as the decoders do, and reports it. Does not copy
+/// texts.
 class RecordScanner
 {
 public:
@@ -20,17 +26,17 @@ public:
         : m_record(record)
         , m_sink(sink)
         , m_reader(record, MostColumns)
-        , m_count(static_cast<int>(std::count(record.begin(), record.end(), QLatin1Char(','))) + 1)
+        , m_count(columnsOf(record))
     {
     }
 
-    /// The number of columns that the record has.
+    /// Returns the number of columns of the record.
     int count() const { return m_count; }
 
-    /// The column that the next field is.
+    /// Returns the column of the next field.
     int column() const { return m_reader.column(); }
 
-    /// Walks over a part whose first column is @p column.
+    /// Walks over a part that begins at @p column.
     template <typename Part>
     void scan(int column, Part part)
     {

@@ -4,11 +4,11 @@
 #include <korvininspect/hexbytes.h>
 
 /// @file
-/// Values for people.
+/// Formats values for people.
 
 namespace KorvinInspect {
 
-/// "2560 (0xA00)"; small and negative numbers in decimal only.
+/// Returns a number as "2560 (0xA00)"; a small or negative number only in decimal.
 template <typename Integer>
 QString numberForPeople(Integer number)
 {
@@ -23,7 +23,7 @@ inline QString byteCount(qint64 count)
     return count == 1 ? QStringLiteral("1 byte") : QStringLiteral("%1 bytes").arg(count);
 }
 
-/// The size and the first 32 bytes.
+/// Returns the size and the first 32 bytes.
 inline QString firstBytes(const QByteArray &data)
 {
     constexpr int MaxBytes = 32;

@@ -5,9 +5,9 @@
 
 namespace KorvinInspect {
 
-/// What a field carries.
+/// The meaning of a field.
 enum class WireType {
-    Constant, // number is what it must be
+    Constant, // must equal max
     Gap,
     Number,
     Serial,
@@ -16,42 +16,42 @@ enum class WireType {
     Length,     // number of bytes of data
     TextLength, // number of bytes of the text after it
     Offset,     // position in bytes
-    Status,     // of a Linux frame
+    Status,     // status byte of a Linux frame
     ReadWriteCode,
     Flag,
     Kind,
     CommResult,
     PackageResult,
-    TextSize, // of the text after it
+    TextSize, // size of the text after it
     Text,
     EscapedText,
-    Answer, // text that a reply has its own of
+    Answer, // text that differs between a request and its reply
     Block,
     DataString,
-    Checksum // number is what is stored, max what it must be
+    Checksum // must equal max
 };
 
-/// One field as a scanner meets it in a frame or record.
+/// One field of a frame or record, as a scanner reports it.
 struct WireField
 {
     const char *name = nullptr;
     WireType type = WireType::Number;
-    const void *source = nullptr; // the field of the package that it stands for
+    const void *source = nullptr; // the corresponding field of the package
 
     int column = -1;    // -1 in a frame
     qint64 offset = 0;  // in bytes, or in characters of the record
-    qint64 width = 0;   // what the field needs; in a record the characters of the column
-    qint64 present = 0; // what is there of it; -1 for a column that is missing
+    qint64 width = 0;   // size of the whole field; in a record the characters of the column
+    qint64 present = 0; // how much of it the input holds; -1 for a missing column
 
-    qint64 left = 0; // what is there from the offset on, at most the width
+    qint64 left = 0; // rest of the input from the offset on, at most the width
 
-    qint64 number = 0; // as it is there; of texts and blocks the announced size
-    qint64 taken = 0;  // what a decoder makes of the number
-    qint64 min = 0;    // what an encoder writes
+    qint64 number = 0; // as in the input; of texts and blocks the announced size
+    qint64 taken = 0;  // the number that a decoder reads
+    qint64 min = 0;    // range that an encoder writes
     qint64 max = 0;
-    bool isUnsigned64 = false; // number stands for 64 unsigned bits
-    bool isKept = false;       // a decoder keeps the text that it has where the size is 0 or less
-    bool isPadded = false;     // a decoder adds zeros to a block that is not all there
+    bool isUnsigned64 = false; // number holds an unsigned 64-bit value
+    bool isKept = false;       // a decoder keeps its old text if the size is 0 or less
+    bool isPadded = false;     // a decoder fills up a block that is cut off with zeros
 
     QStringView text;            // of a column
     const char *bytes = nullptr; // of a text or block in a frame

@@ -10,13 +10,13 @@
 
 namespace Korvin {
 
-/// Walks over a layout and appends its fields to a frame, integers little-endian.
+/// Walks over a layout and appends its fields to a frame. Integers are little-endian.
 ///
-/// The names are for walkers that explain a layout; the ones that read and write ignore them.
+/// The names of the fields are for walkers that explain a layout; this one ignores them.
 class ByteWriter
 {
 public:
-    /// Continues @p frame. Memory for @p room more bytes is taken at once.
+    /// Appends to @p frame. Allocates memory for @p room more bytes at once.
     explicit ByteWriter(QByteArray *frame, qint64 room = 0)
         : m_frame(frame)
         , m_size(checkedSize(frame->size()))
@@ -26,13 +26,13 @@ public:
 
     int size() const { return m_size; }
 
-    /// Makes the frame as long as what has been written into its memory.
+    /// Sets the size of the frame to the number of bytes written.
     void finish() { m_frame->resize(m_size); }
 
-    /// A byte of fixed value.
+    /// Writes a byte of fixed value.
     void constant(const char *, quint8 value) { integer<1>(value); }
 
-    /// A byte that the format leaves undefined.
+    /// Writes a byte that the format leaves undefined.
     void gap() { integer<1>(0); }
 
     void zeros(int count) { std::memset(next(count), 0, static_cast<size_t>(count)); }
@@ -74,7 +74,7 @@ public:
     void length(const char *name, quint16 field) { u16(name, field); }
     void clampedLength(const char *name, qint32 field) { i32(name, field); }
 
-    /// 0 for `Read`, 1 for any other code.
+    /// Writes 0 for `Read` and 1 for any other code.
     void access(const char *, OrvexEnum::ReadWriteCode code)
     {
         integer<1>(code == OrvexEnum::Read ? 0 : 1);
@@ -84,7 +84,7 @@ public:
 
     void flag(const char *, bool field) { integer<1>(field ? 1 : 0); }
 
-    /// A text in UTF-8 after its 16-bit size.
+    /// Writes the 16-bit size of a text in UTF-8, then the text.
     void sizedText(const char *name, const QString &text)
     {
         const int sizePosition = m_size;
@@ -94,10 +94,10 @@ public:
         storeLittleEndian<2>(m_out + sizePosition, static_cast<quint32>(size));
     }
 
-    /// A sized text whose bytes a reader does not count.
+    /// Writes a sized text whose bytes a reader does not count.
     void uncountedText(const char *name, const QString &text) { sizedText(name, text); }
 
-    /// A text in UTF-8 without its size.
+    /// Writes a text in UTF-8 without its size.
     void text(const char *, const QString &text)
     {
         const int start = m_size;
@@ -107,7 +107,7 @@ public:
         }
     }
 
-    /// The bytes of a block whose length stands in a field of its own.
+    /// Writes the bytes of a block. Another field holds its length.
     void block(const char *, int, const QByteArray &data) { bytes(data); }
     void uncountedBlock(const char *, int, const QByteArray &data) { bytes(data); }
     void announcedBlock(const char *, int, const QByteArray &data) { bytes(data); }
@@ -125,11 +125,11 @@ private:
         std::memcpy(out, data.constData(), static_cast<size_t>(data.size()));
     }
 
-    /// Where the next @p count bytes belong.
+    /// Makes room for the next @p count bytes and returns where they belong.
     char *next(qint64 count)
     {
         if (m_capacity - m_size < count) {
-            finish(); // or what is written would not move along
+            finish(); // otherwise reserve() would not copy what is written
             makeRoom(qMax<qint64>(count, m_size));
         }
         char *const out = m_out + m_size;
@@ -146,14 +146,15 @@ private:
 
     QByteArray *m_frame;
     char *m_out = nullptr;
-    int m_size;         // of what is written, most of it behind the end of the frame
-    int m_capacity = 0; // of the memory that is surely there
+    int m_size;         // bytes written, most of them past the size() of the frame until finish()
+    int m_capacity = 0; // bytes that the frame's memory holds at least
 };
 
 /// Walks over a layout and reads its fields from a frame.
 ///
-/// An integer that does not fit reads as 0 and takes no bytes. A text or block that does not fit
-/// takes the bytes that it announces, is reported by the byte copy, and reads as zeros.
+/// An integer that does not fit into the rest of the frame reads as 0 and consumes no bytes. A text
+/// or block that does not fit consumes the bytes that it announces and reads as zeros; the byte
+/// copy logs it.
 class ByteReader
 {
 public:
@@ -165,7 +166,7 @@ public:
     {
     }
 
-    /// The number of bytes that lie between @p start and here.
+    /// Returns the number of bytes between @p start and the current position.
     int distanceFrom(int start) const { return wrapped(qint64(m_position) - start); }
 
     void constant(const char *, quint8) { advance(1); }
@@ -219,7 +220,7 @@ public:
         keptText(name, size, text);
     }
 
-    /// A sized text whose bytes are not counted.
+    /// Reads a sized text, but does not count its bytes as consumed.
     void uncountedText(const char *name, QString &text)
     {
         const int size = integer<quint16>();
@@ -228,8 +229,8 @@ public:
         m_position = start;
     }
 
-    /// A text of @p size bytes of UTF-8, which ends at its first zero byte. Left as it is where
-    /// the size is 0 or less.
+    /// Reads a text of @p size bytes of UTF-8, which ends at its first zero byte. A size of 0 or
+    /// less leaves @p field unchanged.
     void keptText(const char *, int size, QString &text)
     {
         if (size <= 0)
@@ -240,8 +241,8 @@ public:
             text.clear();
     }
 
-    /// The bytes of a block. What a short frame does not hold stays as it was in @p data, or is 0
-    /// where @p data grew.
+    /// Reads the bytes of a block. Bytes that a short frame lacks stay as they were in @p data;
+    /// bytes that @p data grows by are 0.
     void block(const char *, int length, QByteArray &data)
     {
         const qint64 available = m_size - m_position;
@@ -259,7 +260,7 @@ public:
         block(name, length, data);
     }
 
-    /// A block whose bytes are not counted.
+    /// Reads a block, but does not count its bytes as consumed.
     void uncountedBlock(const char *name, int length, QByteArray &data)
     {
         const int start = m_position;
@@ -280,7 +281,7 @@ private:
 
     void advance(int count) { m_position = wrapped(qint64(m_position) + count); }
 
-    /// The next bytes, or null where they do not all lie inside the frame.
+    /// Returns the next @p count bytes, or null if they do not all lie inside the frame.
     const char *take(int count)
     {
         const int start = m_position;
@@ -298,8 +299,8 @@ private:
     int m_position;
 };
 
-/// Walks over a layout and reads its fields from a frame of the Linux client, where a byte behind
-/// the end reads as 0 and every field takes its bytes.
+/// Walks over a layout and reads its fields from a Linux frame. Bytes past the end of the frame
+/// read as 0, and every field consumes its bytes.
 class LinuxFrameReader
 {
 public:

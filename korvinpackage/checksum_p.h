@@ -13,7 +13,7 @@ namespace Korvin {
 
 constexpr quint32 ChecksumSeed = 0x5555;
 
-/// The sum of all bytes.
+/// Returns the sum of all bytes.
 inline quint32 byteSum(const char *bytes, qint64 count)
 {
     quint32 sum = 0;
@@ -36,8 +36,8 @@ inline quint32 byteSum(const char *bytes, qint64 count)
     return sum;
 }
 
-/// The 16-bit additive checksum before it is cut to 16 bits: the seed plus all bytes of the range
-/// that lie inside the array.
+/// Returns the seed plus all bytes of the range that lie inside the array. The checksum is the low
+/// 16 bits.
 inline int additiveSum(const QByteArray &data, int start, int length)
 {
     const qint64 end = qMin<qint64>(qint64(start) + length, data.size());
@@ -46,8 +46,8 @@ inline int additiveSum(const QByteArray &data, int start, int length)
     return static_cast<int>(ChecksumSeed + sum);
 }
 
-/// Verifies a frame of @p length bytes at @p start. @p sumOf is called with the start and the
-/// length of the summed body: all but the first two and the last two bytes.
+/// Verifies a frame of @p length bytes at @p start. Calls @p sumOf with the start and the length of
+/// the bytes to sum: all except the first two and the last two.
 template <typename SumOf>
 bool checksumHolds(const QByteArray &data, int start, int length, SumOf sumOf)
 {

@@ -10,7 +10,7 @@
 
 namespace Korvin {
 
-/// A code and the name that text records carry for it.
+/// A code and its name in text records.
 template <typename Code>
 struct CodeName
 {
@@ -61,7 +61,7 @@ constexpr CodeName<OrvexEnum::ClientPackageType> ClientPackageTypeNames[] = {
     {OrvexEnum::MemDataPackage, u"memData"},
 };
 
-/// The name of a code, or @p fallback for a code without a row.
+/// Returns the name of a code, or @p fallback for a code without a row.
 template <typename Code, std::size_t N>
 QStringView nameOf(const CodeName<Code> (&names)[N], Code code, QStringView fallback = {})
 {
@@ -72,7 +72,7 @@ QStringView nameOf(const CodeName<Code> (&names)[N], Code code, QStringView fall
     return fallback;
 }
 
-/// The code of a name, matched exactly, or @p fallback for an unknown name.
+/// Returns the code of a name, or @p fallback for an unknown name. Names are case-sensitive.
 template <typename Code, std::size_t N>
 Code codeOf(const CodeName<Code> (&names)[N], QStringView name, Code fallback)
 {

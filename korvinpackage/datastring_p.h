@@ -8,27 +8,27 @@
 #include <array>
 
 /// @file
-/// The data string: a byte array in a text record, each byte as an unsigned decimal number, the
-/// numbers joined by "/".
+/// The data string: a byte array in a text record, written as unsigned decimal numbers joined by
+/// "/".
 
 namespace Korvin {
 
-/// The first @p count bytes of @p data, to be written as a data string: a byte that @p data lacks
-/// is written as 0, except for a count above MaxAnnouncedLength, which stops where @p data ends.
+/// Writes the first @p count bytes of @p data as a data string. Writes 0 for a byte that @p data
+/// lacks, except that a count above MaxAnnouncedLength stops at the end of @p data.
 class DataStringSource
 {
 public:
     DataStringSource(const QByteArray &data, int count)
         : m_data(data)
-        , m_present(static_cast<int>(qBound<qint64>(0, count, data.size())))
+        , m_present(static_cast<int>(qBound(qint64(0), qint64(count), qint64(data.size()))))
         , m_missing(count > MaxAnnouncedLength ? 0 : qMax(count, 0) - m_present)
     {
     }
 
-    /// Returns what write() needs room for at most.
+    /// Returns the most characters that write() may write.
     qint64 widest() const { return qint64(4) * m_present + qint64(2) * m_missing; }
 
-    /// Returns the end of what it writes.
+    /// Writes the data string and returns its end.
     QChar *write(QChar *out) const;
 
 private:
@@ -37,7 +37,7 @@ private:
     int m_missing;
 };
 
-/// A byte as decimal digits and the separator behind them.
+/// A byte as decimal digits, with the separator after them.
 struct DecimalByte
 {
     char16_t text[4] = {};
@@ -73,31 +73,31 @@ inline QChar *DataStringSource::write(QChar *out) const
     return out == start ? out : out - 1; // without the last separator
 }
 
-/// Returns the number of parts between the "/" of a data string; an empty one has one part.
+/// Returns the number of parts of a data string. An empty string has one part.
 inline qsizetype dataStringParts(QStringView text)
 {
     return countCharacter(text, '/') + 1;
 }
 
 #ifdef __SSE2__
-/// How many characters readPlainNumbers() looks at.
+/// Number of characters that readPlainNumbers() examines.
 constexpr int PlainNumbersSize = 64;
 
-/// Reads numbers of one to three digits, each cut to its low 8 bits, as long as there is room for
-/// them. The first of them begins at @p characters.
+/// Reads numbers of one to three digits from PlainNumbersSize characters at @p characters, and
+/// stores the low 8 bits of each at @p out. Stops at @p end and at a longer or empty number.
 ///
-/// @return the characters that they and the separators after them take: 0 where anything unusual is
-///     among those that it looks at.
+/// @return the number of characters read, separators included; 0 if any of the characters is not a
+///     digit or separator.
 inline qsizetype readPlainNumbers(const QChar *characters, char *&out, const char *end)
 {
-    constexpr uint Widest = 4;              // bytes of a number that are looked at at once
-    char values[Widest + PlainNumbersSize]; // of the digits; what lies before them does not count
+    constexpr uint Widest = 4;              // digits that one 32-bit load covers
+    char values[Widest + PlainNumbersSize]; // values of the digits, after padding for that load
     std::memset(values, 0, Widest);
     quint64 separators = 0;
     for (int i = 0; i < PlainNumbersSize; i += 16) {
         __m128i wide[2];
         std::memcpy(wide, characters + i, sizeof wide);
-        const __m128i ascii = _mm_packus_epi16(wide[0], wide[1]); // any other character: 0 or 255
+        const __m128i ascii = _mm_packus_epi16(wide[0], wide[1]); // others saturate to 0 or 255
         const __m128i digits = _mm_sub_epi8(ascii, _mm_set1_epi8('0'));
         std::memcpy(values + Widest + i, &digits, sizeof digits);
         const __m128i isDigit = _mm_cmpeq_epi8(_mm_min_epu8(digits, _mm_set1_epi8(9)), digits);
@@ -113,10 +113,10 @@ inline qsizetype readPlainNumbers(const QChar *characters, char *&out, const cha
         const uint size = separator - start;
         if (size - 1 >= Widest - 1)
             break;
-        quint32 number = 0; // the last digit in the highest byte
+        quint32 number = 0; // its highest byte becomes the last digit
         std::memcpy(&number, values + separator, sizeof number);
         number &= ~quint32(0) << (32 - 8 * size);
-        // The highest byte becomes the sum of the ones, tens and hundreds.
+        // The product's highest byte is ones + 10 * tens + 100 * hundreds.
         *next++ = static_cast<char>(number * (1 + (10 << 8) + (100 << 16)) >> 24);
         start = separator + 1;
     }
@@ -125,8 +125,8 @@ inline qsizetype readPlainNumbers(const QChar *characters, char *&out, const cha
 }
 #endif
 
-/// Writes the parts of a data string over the bytes from @p out to @p end, as many as there are of
-/// both. A part is cut to its low 8 bits; one that is not a number gives 0.
+/// Stores the low 8 bits of each part of a data string in the bytes from @p out to @p end, until
+/// either ends. A part that is not a number gives 0.
 inline void readNumbers(QStringView text, char *out, const char *end)
 {
     NumberParts parts(text, '/');
@@ -143,9 +143,9 @@ inline void readNumbers(QStringView text, char *out, const char *end)
     }
 }
 
-/// Gives @p data the announced length and writes the parts of a data string over its first bytes.
+/// Resizes @p data to the announced length and reads a data string into its first bytes.
 ///
-/// @return false when memory has run out.
+/// @return false when memory runs out.
 inline bool readDataString(QStringView text, int length, QByteArray &data)
 {
     return guarded([&] {

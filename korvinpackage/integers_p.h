@@ -5,14 +5,14 @@
 
 namespace Korvin {
 
-/// What 32-bit arithmetic gives where it overflows, without the undefined behaviour.
+/// Returns the low 32 bits of @p value, as 32-bit arithmetic that wraps around would.
 constexpr int wrapped(qint64 value)
 {
     return static_cast<int>(static_cast<quint32>(value));
 }
 
-/// Number of parts of at most @p maxPartSize bytes that @p length bytes make. A part size of 0
-/// gives 0; negative numbers divide towards zero, and a remainder adds one part.
+/// Returns the number of parts of at most @p maxPartSize bytes that @p length bytes make. A part
+/// size of 0 gives 0. Negative numbers are divided towards zero, and a remainder adds one part.
 constexpr int partCount(qint64 length, int maxPartSize)
 {
     if (maxPartSize == 0)
@@ -20,13 +20,13 @@ constexpr int partCount(qint64 length, int maxPartSize)
     return wrapped(length / maxPartSize + (length % maxPartSize != 0 ? 1 : 0));
 }
 
-/// The byte of @p value that a little-endian field carries at position @p i.
+/// Returns byte @p i of @p value, counted from the least significant one.
 constexpr char littleEndianByte(quint32 value, int i)
 {
     return static_cast<char>(i < 4 ? value >> (8 * i) : 0);
 }
 
-/// Stores the low @p Width bytes of @p value, the least significant first.
+/// Stores the low @p Width bytes of @p value, least significant first.
 template <int Width>
 void storeLittleEndian(char *out, quint32 value)
 {
@@ -34,7 +34,7 @@ void storeLittleEndian(char *out, quint32 value)
         out[i] = littleEndianByte(value, i);
 }
 
-/// The unsigned byte at @p position; 0 outside the array.
+/// Returns the unsigned byte at @p position; 0 outside the array.
 inline quint8 byteAt(const QByteArray &bytes, qint64 position)
 {
     if (position < 0 || position >= bytes.size())
@@ -42,7 +42,7 @@ inline quint8 byteAt(const QByteArray &bytes, qint64 position)
     return static_cast<quint8>(bytes.constData()[position]);
 }
 
-/// PackageBase::GetVauleFromBytes without the copy of the array.
+/// Does the same as PackageBase::GetVauleFromBytes(), without a copy of the array.
 inline int littleEndianField(const QByteArray &array, int start, int count, int *index)
 {
     const qint64 end = qint64(start) + count;

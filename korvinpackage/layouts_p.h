@@ -7,47 +7,59 @@
 #include <string_view>
 
 /// @file
-/// Every byte layout and every column of the protocol, once, in wire order, and what each class
-/// consists of.
+/// Every byte layout and every column of the protocol, in wire order, and the parts of each class.
+/// Nothing else in the libraries repeats them.
 ///
-/// A walker passes over a layout and writes, reads or explains each field; it counts positions
-/// itself. The verb says what a field is, the name only labels it. In frames integers are
-/// little-endian, in records numbers are decimal.
+/// A part has a function for each of its layouts. A walker visits the fields of a layout and
+/// writes, reads or explains each; it keeps track of positions itself. The verb says what a field
+/// is; the name is only a label. Integers in frames are little-endian, numbers in records are
+/// decimal.
 ///
-/// | verb | field |
-/// |---|---|
-/// | constant, gap | byte of a fixed value; byte that the format leaves undefined |
-/// | u8, u16, i32, s8 | number; s8 is a signed byte |
-/// | serial, shortSerial | serial number; low 16 bits of it in a frame, or 8 in a Linux frame |
-/// | timeout, unsignedTimeout | time-out; the latter as a column that is read unsigned |
-/// | reserved, signedReserved | reserved number, a byte in a frame; a proxy may change it |
-/// | ack | acknowledge code, low 8 bits of it in a frame |
-/// | length, clampedLength | number of bytes of data; the latter is 0 where it is negative |
-/// | textLength | number of bytes of the text after it, 32 bits |
-/// | offset | position in bytes |
-/// | access, rawAccess | direction of the access; the latter as it is, in a signed byte |
-/// | kind, readKind, writeKind | kind of payload; the latter differ in what an unknown word means |
-/// | result | communication or package result |
-/// | status | signed byte that stands for all three results |
-/// | flag | true or false |
-/// | sizedText | text after its 16-bit size |
-/// | uncountedText | the same; readers do not count it, and keep theirs where the size is 0 |
-/// | keptText | text whose size stands in a field before it; kept where the size is 0 or less |
-/// | text, escaped | text without its size; the latter with escapes |
-/// | block | bytes whose length stands in a field before them |
-/// | uncountedBlock | the same; readers do not count them |
-/// | announcedBlock | the same; a request announces them, but need not carry them |
-/// | answer | text that a reply has its own of |
-/// | dataString | bytes as numbers joined by "/" |
+/// | verb             | field                                                                   |
+/// |------------------|-------------------------------------------------------------------------|
+/// | constant         | byte of a fixed value                                                   |
+/// | gap              | byte that the format leaves undefined                                   |
+/// | u8, u16, i32, s8 | number; s8 is a signed byte                                             |
+/// | serial           | serial number; a frame carries its low 16 bits                          |
+/// | shortSerial      | low 8 bits of the serial number                                         |
+/// | timeout          | time-out                                                                |
+/// | unsignedTimeout  | time-out in a column that is read unsigned                              |
+/// | reserved         | reserved number that a proxy may change; a byte in a frame              |
+/// | signedReserved   | the same in a signed byte                                               |
+/// | ack              | acknowledge code; a frame carries its low 8 bits                        |
+/// | length           | number of bytes of data                                                 |
+/// | clampedLength    | the same; a negative length reads as 0                                  |
+/// | textLength       | number of bytes of the text after it, 32 bits                           |
+/// | offset           | position in bytes                                                       |
+/// | access           | read/write code: 0 or 1 in a frame, a word in a record                  |
+/// | rawAccess        | read/write code as it is, in a signed byte                              |
+/// | kind             | kind of payload in a byte                                               |
+/// | readKind         | kind of payload as a word; an unknown word reads as memory data         |
+/// | writeKind        | kind of payload as a word; an unknown word reads as data                |
+/// | result           | communication or package result                                         |
+/// | status           | signed byte for acknowledge code and both results                       |
+/// | flag             | true or false                                                           |
+/// | sizedText        | 16-bit size, then the text                                              |
+/// | uncountedText    | the same; a reader does not count the text as consumed, and ignores an  |
+/// |                  | empty one                                                               |
+/// | keptText         | text whose size is in an earlier field; a reader ignores it if the size |
+/// |                  | is 0 or less                                                            |
+/// | text             | text without its size                                                   |
+/// | escaped          | text without its size, in which "/" and "," are escaped                 |
+/// | block            | bytes whose length is in an earlier field                               |
+/// | uncountedBlock   | the same; a reader does not count them as consumed                      |
+/// | announcedBlock   | the same; a request gives their length, but need not carry them         |
+/// | answer           | text that differs between a request and its reply                       |
+/// | dataString       | bytes as numbers joined by "/"                                          |
 ///
-/// A part refers to the fields of its package. Where the two directions of a layout differ there
-/// are two walks; peers rely on the difference.
+/// A part refers to fields of its package. If a layout is not the same in both directions, there
+/// are two functions. Peers rely on such differences.
 
 namespace Korvin {
 
 enum FrameMarker : quint8 { RequestMarker = 0, ShortReplyMarker = 0, FullReplyMarker = 1 };
 
-/// The part that every request shares.
+/// The part that all packages share.
 struct CommonPart
 {
     static constexpr int RequestColumns = 15;
@@ -57,7 +69,7 @@ struct CommonPart
 
     PackageBasePrivate &package;
 
-    /// Header of every request frame, 23 bytes and the two texts.
+    /// Header of every request frame: 23 bytes and the two texts.
     template <typename Walker>
     void header(Walker &w)
     {
@@ -86,7 +98,7 @@ struct CommonPart
         results(w);
     }
 
-    /// The results as every reader takes them.
+    /// The results as every decoder reads them.
     template <typename Walker>
     void results(Walker &w)
     {
@@ -95,8 +107,8 @@ struct CommonPart
         w.result("packResult", package.packResult);
     }
 
-    /// The results as a full reply carries them after the request frame: an undefined byte follows
-    /// each, so that results() above does not read back what was written.
+    /// The results as an encoder writes them after the request frame of a full reply. An undefined
+    /// byte follows each, so a decoder, which walks results(), does not get back what was written.
     template <typename Walker>
     void fullReplyResults(Walker &w)
     {
@@ -142,7 +154,7 @@ struct AckColumn
     }
 };
 
-/// What a register read adds after the header, and its two columns.
+/// The payload and the columns that a register read adds to the common part.
 struct RegisterReadPart
 {
     static constexpr int PayloadSize = 5;
@@ -166,7 +178,7 @@ struct RegisterReadPart
     }
 };
 
-/// What a register write adds after the header, and its two columns.
+/// The payload and the columns that a register write adds to the common part.
 struct RegisterWritePart
 {
     static constexpr int PayloadSize = 2;
@@ -192,11 +204,11 @@ struct RegisterWritePart
 
 constexpr int BlockLengthSize = 4;
 
-/// What a data read adds after the register payload, and the two columns of its reply. The length
-/// and the data come from different fields of the package and need not agree.
+/// The payload that a data read adds to that of a register read, and the two columns of its reply.
+/// Length and data are different fields of the package and need not agree.
 ///
-/// The data is a QByteArray in a frame, a DataStringSource in a record that is written, and text in
-/// one that is read.
+/// The data is a QByteArray in a frame, a DataStringSource in a record to write, and a text in a
+/// record to read.
 template <typename Bytes>
 struct ReadBlockPart
 {
@@ -233,8 +245,8 @@ struct ReadBlockPart
 template <typename Bytes>
 ReadBlockPart(qint32 &, Bytes &) -> ReadBlockPart<Bytes>;
 
-/// What a data write adds after the register payload, and its two columns. Length and data are as
-/// those of a read.
+/// The payload and the two columns that a data write adds to those of a register write. Length and
+/// data are like those of a read.
 template <typename Bytes>
 struct WriteBlockPart
 {
@@ -247,7 +259,7 @@ struct WriteBlockPart
         w.clampedLength("packageDataLength", packageDataLength);
     }
 
-    /// Readers take what follows, the results of a full reply, from where the data begins.
+    /// A decoder reads the next field, the results of a full reply, where the data begins.
     template <typename Walker>
     void dataField(Walker &w)
     {
@@ -304,7 +316,7 @@ struct LinuxHeader
     }
 };
 
-/// What a file read adds after the register payload, and its column.
+/// The payload and the column that a file read adds to those of a register read.
 struct FileReadPart
 {
     QString &fileNameWithPath;
@@ -322,13 +334,13 @@ struct FileReadPart
     }
 };
 
-/// What a file write adds after the register payload, and its two columns.
+/// The payload and the two columns that a file write adds to those of a register write.
 struct FileWritePart
 {
     QString &fileNameWithPath;
     qint32 &offset;
 
-    /// What a reader expects.
+    /// The payload as a decoder reads it.
     template <typename Walker>
     void payload(Walker &w)
     {
@@ -338,7 +350,8 @@ struct FileWritePart
         w.offset("offset", offset);
     }
 
-    /// What a writer sends where the name is not empty: neither its size nor the offset.
+    /// The payload as an encoder writes it, unless the name is empty. It has neither the size of
+    /// the name nor the offset.
     template <typename Walker>
     void writtenPayload(Walker &w)
     {
@@ -357,7 +370,7 @@ struct FileWritePart
     }
 };
 
-/// The column that a memory read adds; its frame is that of the register read.
+/// The column that a memory read adds. Its frame is that of a register read.
 struct MemoryReadPart
 {
     long &offset;
@@ -374,7 +387,7 @@ struct MemoryReadPart
     }
 };
 
-/// The columns that a memory write adds; its frame is that of the register write.
+/// The columns that a memory write adds. Its frame is that of a register write.
 struct MemoryWritePart
 {
     long &offset;
@@ -411,7 +424,7 @@ struct SpecialPart
     }
 };
 
-/// What a class has in common with others.
+/// The parts that a class shares with others.
 enum class Base {
     Common,  // the common part only
     Read,    // the common part and RegisterReadPart
@@ -420,27 +433,27 @@ enum class Base {
     Items    // no part: the records of other classes
 };
 
-/// What a class adds.
+/// The part that a class adds to them.
 enum class Own { None, ReadBlock, WriteBlock, FileRead, FileWrite, MemoryRead, MemoryWrite };
 
 enum ClassTrait : unsigned {
     Plain = 0,
-    ReadEarly = 1, // a reply's own columns are read one column before the one they are written to
-    InShortReply = 2, // a short reply carries what the class adds, too
+    ReadEarly = 1,    // a reply's own columns are read one column before they are written
+    InShortReply = 2, // a short reply carries the class's own part
     Linux = 4         // the class has a Linux frame
 };
 
-/// What a class consists of.
+/// The parts and traits of a class.
 struct ClassRow
 {
     std::string_view name;
     Base base;
     Own own;
-    int ownRequestColumns; // how many the class adds
+    int ownRequestColumns; // number of columns that the class adds
     int ownReplyColumns;
     unsigned traits;
     OrvexEnum::ClientPackageType usualKind;
-    QStringView typeWord; // in a combination; empty for a class that no combination carries
+    QStringView typeWord; // in a combination; empty if no combination carries the class
 
     constexpr bool has(ClassTrait trait) const { return (traits & trait) != 0; }
 };
@@ -450,7 +463,7 @@ constexpr auto File = OrvexEnum::FilePackage;
 constexpr auto Memory = OrvexEnum::MemDataPackage;
 
 // clang-format off
-/// Every class, at the index of its KorvinInspect::ClassId; a class comes after those it derives from.
+/// Every class, at the index of its KorvinInspect::ClassId. A class comes after its base classes.
 constexpr ClassRow Classes[] = {
     // class                        base           own part          own columns           usual   type word
     //                                                                 req. reply  traits  kind    in a combination
@@ -469,7 +482,7 @@ constexpr ClassRow Classes[] = {
 };
 // clang-format on
 
-/// Returns the row of a class, as a constant: a name without a row does not compile.
+/// Returns the row of a class. In a constant expression, a name without a row does not compile.
 constexpr const ClassRow &rowOf(std::string_view name)
 {
     const ClassRow *row = Classes;
@@ -478,15 +491,13 @@ constexpr const ClassRow &rowOf(std::string_view name)
     return *row;
 }
 
-/// Returns whether a frame carries what the class adds. All frames except short replies have the
-/// request inside.
+/// Returns whether a frame carries the class's own part. @p withRequest is false for a short reply.
 constexpr bool carriesOwn(const ClassRow &row, bool withRequest)
 {
     return withRequest || row.has(InShortReply);
 }
 
-/// Returns how many columns come from the part that a class has in common with others, except the
-/// acknowledge code of a reply.
+/// Returns the number of columns of the shared parts, without the acknowledge code of a reply.
 constexpr int baseColumns(Base base)
 {
     switch (base) {
@@ -501,46 +512,45 @@ constexpr int baseColumns(Base base)
     }
 }
 
-/// Returns how many columns an encoder writes.
+/// Returns the number of columns that an encoder writes.
 constexpr int writtenColumns(const ClassRow &row, bool isReply)
 {
     return baseColumns(row.base) + (isReply ? 1 + row.ownReplyColumns : row.ownRequestColumns);
 }
 
-/// Returns how many columns a decoder needs: as many as an encoder writes, except that the reply of
-/// a special request is read as that of PackageBase.
+/// Returns the number of columns that a decoder needs. It is the number that an encoder writes,
+/// except that the reply of a special request is decoded as that of PackageBase.
 constexpr int neededColumns(const ClassRow &row, bool isReply)
 {
     return isReply && row.base == Base::Special ? CommonPart::ReplyColumns
                                                 : writtenColumns(row, isReply);
 }
 
-/// Returns how many common columns stand before the others in a reply, as a decoder counts them to
-/// find what the class adds.
+/// Returns the number of common columns that a decoder of replies skips before the other columns.
 constexpr int countedCommonColumns(const ClassRow &row)
 {
     return row.has(ReadEarly) ? CommonPart::RequestColumns : CommonPart::ReplyColumns;
 }
 
-/// Returns whether the decoder of a record takes an empty data string for no numbers. Others take
-/// it for one.
+/// Returns whether the decoder of a record counts no numbers in an empty data string. Other
+/// decoders count one.
 constexpr bool takesNoNumbers(const ClassRow &row, bool isReply)
 {
     return isReply && row.own == Own::WriteBlock;
 }
 
-/// Returns whether the decoder of a Linux reply gives the data its announced length, with zeros for
-/// what is missing. Others take what is there.
+/// Returns whether the decoder of a Linux reply resizes the data to its announced length, with
+/// zeros for missing bytes. Other decoders append the bytes that are there.
 constexpr bool padsLinuxData(const ClassRow &row)
 {
     return row.own == Own::WriteBlock;
 }
 
-/// The fields that the parts of all classes refer to, for walkers that have no package.
+/// Fields for the parts of all classes, for walkers that have no package.
 struct LayoutFields
 {
     LayoutFields() = default;
-    LayoutFields(const LayoutFields &) = delete; // the header refers to the common fields
+    LayoutFields(const LayoutFields &) = delete; // linuxHeader refers to common
     LayoutFields &operator=(const LayoutFields &) = delete;
 
     PackageBasePrivate common;
@@ -557,7 +567,7 @@ struct LayoutFields
     QString strData;
 };
 
-/// Hands the part that a class has in common with others to @p visit, besides the common part.
+/// Calls @p visit with the part that a class shares with others in addition to the common part.
 template <typename Visitor>
 void visitBase(const ClassRow &row, LayoutFields &fields, Visitor &&visit)
 {
@@ -573,7 +583,7 @@ void visitBase(const ClassRow &row, LayoutFields &fields, Visitor &&visit)
     }
 }
 
-/// Hands the part that a class adds to @p visit.
+/// Calls @p visit with the class's own part.
 template <typename Visitor>
 void visitOwn(const ClassRow &row, LayoutFields &fields, Visitor &&visit)
 {

@@ -11,10 +11,11 @@
 
 namespace Korvin {
 
-/// What an operation returns when memory has run out: false, 0, or an empty frame or record.
+/// Returns the result of an operation that ran out of memory: false, 0, or an empty frame or
+/// record.
 ///
-/// The empty frame and the empty record can be told from those that an override made: they lie in
-/// constant memory of their own, which copies share.
+/// isOutOfMemory() can tell this frame and record from empty ones that an override returned: they
+/// point to constant memory of their own, which copies share.
 template <typename Result>
 Result outOfMemory()
 {
@@ -33,14 +34,14 @@ inline QString outOfMemory()
     return QStringLiteral("");
 }
 
-/// Returns whether an encoder gave up because memory had run out.
+/// Returns whether an encoder failed because memory ran out.
 template <typename Encoded>
 bool isOutOfMemory(const Encoded &encoded)
 {
     return encoded.isEmpty() && encoded.constData() == outOfMemory<Encoded>().constData();
 }
 
-/// Runs an operation that reports by its result; catches that memory has run out.
+/// Runs an operation that reports by its result. Returns outOfMemory() if it throws std::bad_alloc.
 template <typename Operation>
 auto guarded(Operation &&operation) -> decltype(operation())
 {
@@ -51,7 +52,7 @@ auto guarded(Operation &&operation) -> decltype(operation())
     }
 }
 
-/// Runs an operation; returns @p whenOutOfMemory where memory runs out.
+/// Runs an operation. Returns @p whenOutOfMemory if it throws std::bad_alloc.
 template <typename Operation, typename Result>
 Result guarded(Operation &&operation, Result whenOutOfMemory)
 {
@@ -62,15 +63,15 @@ Result guarded(Operation &&operation, Result whenOutOfMemory)
     }
 }
 
-/// The most that is made ready for a length that was announced but not delivered.
+/// The most bytes to allocate for data that was announced but is not there.
 #ifdef FUZZING_BUILD_MODE_UNSAFE_FOR_PRODUCTION
-constexpr int MaxAnnouncedLength = 64 * 1024; // a fuzzer announces much, and wants to be fast
+constexpr int MaxAnnouncedLength = 64 * 1024; // large allocations would slow down a fuzzer
 #else
 constexpr int MaxAnnouncedLength = 256 * 1024 * 1024;
 #endif
 
-/// A size as an int. Of more than an int counts, which Qt 6 could hold, memory has run out, as it
-/// has with Qt 5.
+/// Converts a size to int. Throws std::bad_alloc for a larger size: Qt 6 could hold it, but Qt 5
+/// could not.
 inline int checkedSize(qint64 size)
 {
     if (size > std::numeric_limits<int>::max())
@@ -78,26 +79,26 @@ inline int checkedSize(qint64 size)
     return static_cast<int>(size);
 }
 
-/// Gives @p bytes a length; what this adds is 0. A length below 0 counts as 0.
+/// Resizes @p bytes; added bytes are 0. A negative length counts as 0.
 inline void resizeWithZeros(QByteArray &bytes, qint64 length)
 {
     const int newLength = qMax(checkedSize(length), 0);
     const qint64 oldLength = bytes.size();
     if (newLength == oldLength)
-        return; // without a copy of what is shared
+        return; // does not detach shared data
     bytes.resize(newLength);
     if (newLength > oldLength)
         std::memset(bytes.data() + oldLength, 0, static_cast<size_t>(newLength - oldLength));
 }
 
-/// Gives @p bytes an announced length of which @p available bytes are really there; beyond
-/// MaxAnnouncedLength it is left empty instead.
+/// Resizes @p bytes to an announced length, of which @p available bytes are really there. Clears
+/// @p bytes instead if some are missing and the length is above MaxAnnouncedLength.
 inline void resizeToAnnounced(QByteArray &bytes, int length, qint64 available)
 {
     if (length > available && length > MaxAnnouncedLength) {
         bytes.clear();
     } else if (length > bytes.size()) {
-        // Where resize() makes room to grow into, it may take twice as much.
+        // resize() may reserve up to twice as much, to grow into.
         QByteArray longer(length, '\0');
         std::memcpy(longer.data(), bytes.constData(), static_cast<size_t>(bytes.size()));
         bytes = std::move(longer);

@@ -14,19 +14,19 @@ using namespace Korvin;
 
 namespace {
 
-// Log messages name this file and these lines as their origin, whatever the source looks like.
+// Log messages name this file and these lines as their origin; the real lines do not matter.
 constexpr char LogFile[] = "packagebase";
 constexpr int MissingRecordLine = 466;
 constexpr int ShortCopyLine = 530;
 
-/// What a request frame takes but for its texts and data, with the payload that hooks append.
+/// Room for a request frame and the payload that hooks append, without texts and data.
 constexpr int FixedFieldsRoom = 80;
 
-/// Returns the memory to take for a payload of an announced length.
+/// Returns the number of bytes to allocate for a payload of an announced length.
 int roomFor(int payloadLength)
 {
     constexpr int MostExpected = 64 * 1024;
-    constexpr int Fields = 16; // of a payload with data
+    constexpr int Fields = 16; // room for the other fields of a payload with data
     return Fields + qBound(0, payloadLength, MostExpected);
 }
 
@@ -42,7 +42,8 @@ QByteArray makeHeader(PackageBasePrivate &fields, int payloadLength)
     });
 }
 
-/// Makes a short reply, or a full one with the request inside; without what hooks append.
+/// Makes a short reply, or a full reply with the request inside, without the payload that hooks
+/// append after the results.
 QByteArray makeReply(PackageBase &package, PackageBasePrivate &fields, bool full, int payloadLength)
 {
     return guarded([&] {
@@ -56,8 +57,8 @@ QByteArray makeReply(PackageBase &package, PackageBasePrivate &fields, bool full
         frame = package.MackPackageRequest();
         if (isOutOfMemory(frame))
             return frame;
-        // The acknowledge code is inserted at the end of the request: before the marker where the
-        // request is empty.
+        // The results follow the request. If an override made an empty request, the acknowledge
+        // code is byte 0, and the marker replaces the byte after it.
         const int markerPosition = frame.isEmpty() ? 1 : 0;
         ByteWriter writer(&frame, CommonPart::ResultsSize + roomFor(payloadLength));
         CommonPart{fields}.fullReplyResults(writer);
@@ -67,7 +68,7 @@ QByteArray makeReply(PackageBase &package, PackageBasePrivate &fields, bool full
     });
 }
 
-/// Reads the header of a request frame at @p startIndex; @p length becomes its length.
+/// Reads the header of a request frame at @p startIndex and sets @p length to its length.
 bool readHeader(PackageBasePrivate &fields, const QByteArray &data, int startIndex, int *length)
 {
     *length = 0;
@@ -662,7 +663,7 @@ QByteArray PackageBase::MackPackageReply(bool full)
 bool PackageBase::UnPackageReply(QByteArray data, int startIndex, int *index, bool *full)
 {
     *index = 0;
-    // The first byte of the array decides, wherever the frame begins.
+    // The first byte of the array decides, even if the frame begins later.
     *full = byteAt(data, 0) != ShortReplyMarker;
     if (!*full) {
         ByteReader reader(data, startIndex);
@@ -705,7 +706,7 @@ bool PackageBase::unPackageReply(void *, int)
 bool PackageBase::unPackageReply(QString text)
 {
     RecordReader record(text, CommonPart::ReplyColumns);
-    // The parser would accept a record that lacks the acknowledge code alone, and change the
+    // unPackage() would accept a record that only lacks the acknowledge code, and change the
     // package.
     if (record.columns() == CommonPart::RequestColumns)
         return false;

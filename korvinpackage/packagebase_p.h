@@ -38,9 +38,9 @@ struct PackageBasePrivate
 namespace Korvin {
 
 /// @name Frames of the request classes
-/// The common frame, then the payload through the virtual hooks. @p fields are those of @p package.
-/// Memory for @p payloadLength bytes of payload is taken at once, within reason: it is what a field
-/// of the package says, and may be wrong.
+/// Write and read the common frame, then the payload through the virtual hooks. @p fields are those
+/// of @p package. Encoders allocate memory for @p payloadLength bytes of payload at once, up to a
+/// limit: the number comes from a field of the package and may be wrong.
 /// @{
 
 QByteArray makeRequestFrame(PackageBase &package, PackageBasePrivate &fields, int payloadLength);
@@ -48,8 +48,8 @@ QByteArray makeRequestFrame(PackageBase &package, PackageBasePrivate &fields, in
 bool readRequestFrame(PackageBase &package, PackageBasePrivate &fields, QByteArray data,
                       int startIndex, int *parsedLength);
 
-/// Makes a reply frame. A full one has the payload twice: the request inside carries it, and the
-/// hook adds it again after the results. Peers expect both.
+/// Makes a reply frame. A full reply has the payload twice: in the request inside, and after the
+/// results, where the hook adds it again. Peers expect both.
 QByteArray makeReplyFrame(PackageBase &package, PackageBasePrivate &fields, bool withRequest,
                           int payloadLength);
 
@@ -60,16 +60,16 @@ bool readReplyFrame(PackageBase &package, QByteArray data, int startIndex, int *
 /// @name Linux frames of the data requests
 /// @{
 
-/// Makes a request frame. With the code `Write` it carries the data and an extent of @p length
-/// bytes: the checksum stands after that extent, whatever the size of the data. A code that is
-/// neither `Read` nor `Write` gives a header of zeros.
+/// Makes a request frame. With the code `Write` it carries the data; the checksum comes @p length
+/// bytes after the header, whatever the size of the data. A code that is neither `Read` nor `Write`
+/// gives a header of zeros.
 QByteArray makeLinuxRequest(PackageBasePrivate &fields, int length, const QByteArray &data);
 
 /// Returns the data length that a reply announces.
 int linuxReplyLength(const QByteArray &frame);
 
-/// Returns the data before the checksum of a reply, at most @p length bytes; it lives as long as
-/// the frame.
+/// Returns the data before the checksum of a reply, at most @p length bytes. The result refers to
+/// the memory of the frame.
 std::string_view linuxReplyData(const QByteArray &frame, int length);
 
 /// @}

@@ -20,7 +20,7 @@ namespace {
 
 constexpr char CombinationLogFile[] = "packagerequestcombination";
 
-/// A class that combinations carry.
+/// A class that a combination can carry.
 struct CarriedClass
 {
     QStringView typeWord;
@@ -40,10 +40,10 @@ constexpr CarriedClass CarriedClasses[] = {
     {rowOf("PackageRequestWriteFile").typeWord, create<PackageRequestWriteFile>},
 };
 
-/// Type words that are refused, with a message of their own.
+/// Type words that are refused with a message of their own.
 constexpr QStringView RefusedTypeWords[] = {u"writeMemData", u"ReadMemData"};
 
-/// Returns a new request of a type; null for one that does not travel in a combination.
+/// Returns a new request of a type; null for a type that no combination carries.
 std::unique_ptr<PackageBase> createRequest(QStringView typeWord)
 {
     for (const CarriedClass &candidate : CarriedClasses) {
@@ -69,7 +69,7 @@ OrvexEnum::ClientPackageType kindOfWrite(const PackageBase *package)
     return kind == OrvexEnum::DataPackage && write ? write->getClientPackageType() : kind;
 }
 
-/// Why a file cannot be written, or null.
+/// Returns why a file cannot be written, or null.
 const char *fileWriteFault(const PackageBase *package)
 {
     try {
@@ -86,7 +86,7 @@ const char *fileWriteFault(const PackageBase *package)
     }
 }
 
-/// Why a write cannot be carried out, or null.
+/// Returns why a write cannot be carried out, or null.
 const char *writeFault(const PackageBase *package)
 {
     switch (kindOfWrite(package)) {
@@ -122,7 +122,7 @@ PackageRequestCombination::PackageRequestCombination(const PackageRequestCombina
 PackageRequestCombination &
 PackageRequestCombination::operator=(const PackageRequestCombination &other)
 {
-    std::list<PackageBase *> packageList = other.m_packageList; // may throw: before all else
+    std::list<PackageBase *> packageList = other.m_packageList; // may throw, so comes first
     m_packageList.swap(packageList);
     m_timeout = other.m_timeout;
     m_deviceKey = other.m_deviceKey;

@@ -126,7 +126,8 @@ bool PackageRequestRead::unPackageReply(QString text)
     RecordReader record(text, neededColumns(RegisterRead, true));
     if (!record.isComplete() || !PackageBase::unPackageReply(text))
         return false;
-    // One column before where a reply has them: peers read them where a request has them.
+    // Read where a request has these columns, one before the place where a reply has them. Peers
+    // rely on it.
     return record.read(CommonPart::RequestColumns,
                        RegisterReadPart{m_nReplyDataLength, m_pPackageBasePri->clientPackageType});
 }

@@ -10,7 +10,7 @@ using namespace Korvin;
 namespace {
 
 constexpr ClassRow DataRead = rowOf("PackageRequestReadData");
-static_assert(DataRead.has(InShortReply), "written and read in any frame below");
+static_assert(DataRead.has(InShortReply), "the hooks below write and read it in every frame");
 
 } // namespace
 

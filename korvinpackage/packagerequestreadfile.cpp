@@ -9,7 +9,7 @@ using namespace Korvin;
 namespace {
 
 constexpr ClassRow FileRead = rowOf("PackageRequestReadFile");
-static_assert(FileRead.has(InShortReply), "written and read in any frame below");
+static_assert(FileRead.has(InShortReply), "the hooks below write and read it in every frame");
 
 } // namespace
 

@@ -143,7 +143,8 @@ bool PackageRequestWrite::unPackageReply(QString text)
     RecordReader record(text, CommonPart::ReplyColumns + m_nReplyFieldCount);
     if (!record.isComplete() || !PackageBase::unPackageReply(text))
         return false;
-    // One column before where a reply has them: peers read them where a request has them.
+    // Read where a request has these columns, one before the place where a reply has them. Peers
+    // rely on it.
     return record.read(CommonPart::RequestColumns,
                        RegisterWritePart{m_bBroadcast, m_clientPackageType});
 }

@@ -10,9 +10,9 @@ using namespace Korvin;
 namespace {
 
 constexpr ClassRow DataWrite = rowOf("PackageRequestWriteData");
-static_assert(!DataWrite.has(InShortReply), "neither written nor read in a short reply below");
+static_assert(!DataWrite.has(InShortReply), "the hooks below skip it in a short reply");
 
-/// Stores the length column, and gives the column of the data string after it.
+/// Stores the length column and passes on the data string after it.
 bool readColumns(PackageRequestWriteData &package, RecordReader &record, int column,
                  QStringView &numbers)
 {
@@ -121,7 +121,7 @@ QString PackageRequestWriteData::makePackageReply()
 
 QString PackageRequestWriteData::makePackageRequest()
 {
-    // Unlike in a reply it is the data, not the length, that decides whether there is a first byte.
+    // In a request the data decides whether there is a first byte; in a reply the length does.
     int length = getPackageDataLength();
     const DataStringSource numbers{m_data, m_data.isEmpty() ? 0 : qMax(length, 1)};
     return continued(PackageRequestWrite::makePackageRequest(), WriteBlockPart{length, numbers});

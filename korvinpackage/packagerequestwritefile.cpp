@@ -12,7 +12,7 @@ using namespace Korvin;
 namespace {
 
 constexpr ClassRow FileWrite = rowOf("PackageRequestWriteFile");
-static_assert(!FileWrite.has(InShortReply), "neither written nor read in a short reply below");
+static_assert(!FileWrite.has(InShortReply), "the hooks below skip it in a short reply");
 
 } // namespace
 

@@ -14,7 +14,7 @@ namespace Korvin {
 
 /// Walks over columns and appends them to a record.
 ///
-/// The names are for walkers that explain a record; the ones that read and write ignore them.
+/// The names of the columns are for walkers that explain a record; this one ignores them.
 class RecordWriter
 {
 public:
@@ -26,7 +26,7 @@ public:
     {
     }
 
-    /// Continues @p record.
+    /// Appends to @p record.
     explicit RecordWriter(QString record)
         : m_record(std::move(record))
         , m_out(m_record.data())
@@ -73,11 +73,12 @@ public:
     void serial(const char *, quint64 field) { number(field); }
     void ack(const char *, quint32 field) { number(field); }
 
-    /// A text as it stands.
+    /// Writes a text as it is.
     void text(const char *, const QString &field) { word(field); }
     void answer(const char *, const QString &field) { word(field); }
 
-    /// A text whose "/" and then "," are escaped. Their order is part of the format.
+    /// Writes a text with "/" and "," escaped. The order of the replacements does not matter, since
+    /// neither escape contains "/" or ",".
     void escaped(const char *, const QString &field)
     {
         if (!contains(field, '/') && !contains(field, ',')) {
@@ -120,17 +121,17 @@ public:
     }
 
 private:
-    static constexpr int Room = 160; // more than most records have
-    static constexpr int MostDigits =
-        20; // of the largest 64-bit number, or the smallest with its sign
+    static constexpr int Room = 160; // longer than most records
+    /// Digits of the largest 64-bit number, or of the smallest with its sign.
+    static constexpr int MostDigits = 20;
 
     /// Begins a column of at most @p widest characters.
     ///
-    /// @return where it belongs.
+    /// @return where to write it.
     QChar *column(qint64 widest)
     {
         if (m_capacity - m_size <= widest) {
-            m_record.resize(m_size); // or what is written would not move along
+            m_record.resize(m_size); // otherwise reserve() would not copy what is written
             makeRoom(qMax<qint64>(widest + 1, m_size));
         }
         if (!m_first)
@@ -142,7 +143,7 @@ private:
     void word(QStringView text)
     {
         QChar *const out = column(text.size());
-        std::copy(text.begin(), text.end(), out); // a null text has no characters to point to
+        std::copy(text.begin(), text.end(), out); // not memcpy(), which takes no null pointer
         m_size += static_cast<int>(text.size());
     }
 
@@ -176,13 +177,13 @@ private:
 
     QString m_record;
     QChar *m_out = nullptr;
-    int m_size = 0;     // of what is written, most of it past the end of the record
-    int m_capacity = 0; // of the memory that is surely there
+    int m_size = 0;     // characters written, most of them past the size() of the record
+    int m_capacity = 0; // characters that the record's memory holds at least
     bool m_first = true;
 };
 
-/// Returns @p record with the columns of @p part after it, or @p record itself if memory ran out
-/// while it was made.
+/// Returns @p record with the columns of @p part appended. Returns @p record itself if memory ran
+/// out when it was made.
 template <typename Part>
 QString continued(QString record, Part part)
 {
@@ -195,7 +196,8 @@ QString continued(QString record, Part part)
     });
 }
 
-/// The text that escaped columns stand for. The order of the escapes is part of the format.
+/// Replaces the escapes of a column. The order is part of the format, since escapes can overlap: a
+/// key "/," is written as "#*#*#*", whose characters 1 to 3 read as an escaped ",".
 inline QString unescaped(QStringView column)
 {
     QString oriPort = column.toString();
@@ -208,7 +210,7 @@ inline QString unescaped(QStringView column)
 class RecordReader
 {
 public:
-    /// Splits off the first @p needed columns; @p text must outlive the reader.
+    /// Splits off the first @p needed columns. @p text must outlive the reader.
     RecordReader(QStringView text, int needed)
     {
         for (TextParts parts(text, ','); m_columns.size() < needed && !parts.atEnd();)
@@ -216,7 +218,7 @@ public:
         m_complete = m_columns.size() == needed;
     }
 
-    /// Returns whether the record has as many columns as needed.
+    /// Returns whether the record has all of the needed columns.
     bool isComplete() const { return m_complete; }
 
     /// Returns how many of the needed columns the record has.
@@ -225,18 +227,18 @@ public:
     /// Returns the number of the next column, counted from 0.
     int column() const { return m_next; }
 
-    /// Returns the next column; an empty text after the last one.
+    /// Returns the next column without consuming it; empty after the last column.
     QStringView peek() const
     {
         return m_next < m_columns.size() ? m_columns.at(m_next) : QStringView();
     }
 
-    /// Makes @p column the next one.
+    /// Continues at @p column, counted from 0.
     void goTo(int column) { m_next = column; }
 
-    /// Reads the columns of @p part, the first of which is @p column, counted from 0.
+    /// Reads the columns of @p part, beginning at @p column, counted from 0.
     ///
-    /// @return false when memory has run out.
+    /// @return false when memory runs out.
     template <typename Part>
     bool read(int column, Part part)
     {
@@ -247,7 +249,7 @@ public:
         });
     }
 
-    /// The least significant byte of an unsigned number.
+    /// Reads the low 8 bits of an unsigned number.
     template <typename T>
     void u8(const char *, T &field)
     {
@@ -274,15 +276,15 @@ public:
 
     void length(const char *name, qint32 &field) { i32(name, field); }
 
-    /// Written with 64 bits, read with 32.
+    /// Reads 32 bits; encoders write 64.
     void serial(const char *name, quint64 &field) { i32(name, field); }
 
-    /// Written unsigned, read signed.
+    /// Reads a signed number; encoders write an unsigned one.
     void ack(const char *name, quint32 &field) { i32(name, field); }
 
     void timeout(const char *name, qint32 &field) { i32(name, field); }
 
-    /// Written signed, read unsigned.
+    /// Reads an unsigned number; encoders write a signed one.
     void unsignedTimeout(const char *, qint32 &field)
     {
         field = static_cast<qint32>(toUInt(next()));
@@ -302,7 +304,7 @@ public:
             assign(field, column);
     }
 
-    /// Any text but "read" is a write.
+    /// Reads any text except "read" as a write.
     void access(const char *, OrvexEnum::ReadWriteCode &code)
     {
         code = codeOf(ReadWriteNames, next(), OrvexEnum::Write);
@@ -310,7 +312,7 @@ public:
 
     void flag(const char *, bool &field) { field = next() == QStringView(u"true"); }
 
-    /// A read takes an unknown word for memory data, a write for data.
+    /// Reads an unknown word as memory data; writeKind() reads it as data.
     void readKind(const char *, OrvexEnum::ClientPackageType &type)
     {
         type = codeOf(ClientPackageTypeNames, next(), OrvexEnum::MemDataPackage);
@@ -334,7 +336,7 @@ public:
     void dataString(const char *, int, QStringView &field) { field = next(); }
 
 private:
-    /// Copies a column into the memory that @p field has, where it can.
+    /// Copies a column to @p field, into the memory that @p field already has if it suffices.
     static void assign(QString &field, QStringView column)
     {
         if (column.isEmpty())

@@ -12,7 +12,7 @@
 
 namespace Korvin {
 
-/// Returns where @p character first stands, or @p end.
+/// Returns the first position of @p character, or @p end.
 inline const QChar *findCharacter(const QChar *at, const QChar *end, char character)
 {
 #ifdef __SSE2__
@@ -35,7 +35,7 @@ inline bool contains(QStringView text, char character)
     return findCharacter(text.begin(), text.end(), character) != text.end();
 }
 
-/// Returns how often @p character stands in @p text.
+/// Counts @p character in @p text.
 inline qsizetype countCharacter(QStringView text, char character)
 {
     qsizetype count = 0;
@@ -61,8 +61,7 @@ inline qsizetype countCharacter(QStringView text, char character)
     return count;
 }
 
-/// Hands out the parts of a text between its separators, empty parts included; an empty text has
-/// one empty part.
+/// Splits a text at its separators. Parts may be empty; an empty text has one empty part.
 class TextParts
 {
 public:
@@ -91,13 +90,13 @@ private:
     bool m_atEnd = false;
 };
 
-/// A QString that reads the characters of @p text where they are; it must not outlive them.
+/// Returns a QString that refers to the characters of @p text without copying them.
 inline QString borrowed(QStringView text)
 {
     return QString::fromRawData(text.data(), static_cast<QString::size_type>(text.size()));
 }
 
-/// Takes decimal digits off the front of a text, at most nine of them, so that no int overflows.
+/// Reads at most nine decimal digits, which cannot overflow an int, and advances @p at past them.
 inline int takeDigits(const QChar *&at, const QChar *end)
 {
     if (end - at > 9)
@@ -112,7 +111,7 @@ inline int takeDigits(const QChar *&at, const QChar *end)
     return value;
 }
 
-/// The value of one to nine decimal digits with nothing around them, or -1 for any other text.
+/// Returns the value of a text of one to nine decimal digits, or -1 for any other text.
 inline int plainNumber(QStringView text)
 {
     const QChar *at = text.begin();
@@ -120,22 +119,22 @@ inline int plainNumber(QStringView text)
     return at == text.end() && at != text.begin() ? value : -1;
 }
 
-/// QString::toInt: 0 for what is not a decimal number of the range; blanks around it and a sign
-/// are allowed.
+/// Does the same as QString::toInt(): blanks around the number and a sign are allowed; anything but
+/// a decimal number within the range gives 0.
 inline int toInt(QStringView text)
 {
     const int value = plainNumber(text);
     return value >= 0 ? value : borrowed(text).toInt();
 }
 
-/// QString::toUInt, likewise.
+/// Does the same as QString::toUInt().
 inline uint toUInt(QStringView text)
 {
     const int value = plainNumber(text);
     return value >= 0 ? static_cast<uint>(value) : borrowed(text).toUInt();
 }
 
-/// Hands out the parts of a text between its separators as toInt() reads them.
+/// Splits a text at its separators and reads each part with toInt().
 class NumberParts
 {
 public:
@@ -148,10 +147,10 @@ public:
 
     bool atEnd() const { return m_atEnd; }
 
-    /// Returns what has not been handed out.
+    /// Returns the text that is not read yet.
     QStringView rest() const { return {m_at, m_end}; }
 
-    /// Passes over @p count characters, the last of which is a separator.
+    /// Skips @p count characters, the last of which is a separator.
     void skip(qsizetype count) { m_at += count; }
 
     int next()
@@ -159,7 +158,7 @@ public:
         const QChar *at = m_at;
         int value = takeDigits(at, m_end);
         if (at == m_at || (at != m_end && *at != QLatin1Char(m_separator))) {
-            // No plain number: the part as a whole goes the careful way.
+            // Not just digits, or more than nine: parse the whole part with QString::toInt().
             const QStringView part = TextParts(QStringView(m_at, m_end), m_separator).next();
             value = toInt(part);
             at = part.end();

@@ -10,14 +10,14 @@
 #endif
 
 /// @file
-/// The texts of frames. Nearly all of them are ASCII, which goes eight characters at a time where
-/// the processor can; Qt converts the others.
+/// Converts the texts of frames. Nearly all of them are ASCII, which is converted eight characters
+/// at a time if the processor can; Qt converts the others.
 
 namespace Korvin {
 
-/// Writes a text of ASCII characters, a byte each.
+/// Writes a text of ASCII characters, one byte each.
 ///
-/// @return false, with anything written, for any other text.
+/// @return false for any other text; what is written is undefined then.
 inline bool narrowAscii(QStringView text, char *out)
 {
     const QChar *in = text.begin();
@@ -43,9 +43,9 @@ inline bool narrowAscii(QStringView text, char *out)
     return rest <= 0x7F;
 }
 
-/// Writes bytes of ASCII, none of them zero, a character each.
+/// Writes ASCII bytes other than zero, one character each.
 ///
-/// @return false, with anything written, for any other bytes.
+/// @return false for any other bytes; what is written is undefined then.
 inline bool widenAscii(const char *in, int size, QChar *out)
 {
     const char *const end = in + size;
@@ -69,8 +69,8 @@ inline bool widenAscii(const char *in, int size, QChar *out)
     return isPlain;
 }
 
-/// Reads a text of at most @p size bytes of UTF-8, which ends at its first zero byte. @p text keeps
-/// its memory where it can.
+/// Reads a text of at most @p size bytes of UTF-8, which ends at its first zero byte. Uses the
+/// memory that @p text already has if it suffices.
 inline void readUtf8(const char *bytes, int size, QString &text)
 {
     if (text.capacity() < size)
@@ -79,7 +79,7 @@ inline void readUtf8(const char *bytes, int size, QString &text)
         text.resize(size);
     if (widenAscii(bytes, size, text.data()))
         return;
-    text.clear(); // not both in memory
+    text.clear(); // frees the old text before the new one is allocated
     text = QString::fromUtf8(bytes, static_cast<int>(qstrnlen(bytes, static_cast<uint>(size))));
 }
 

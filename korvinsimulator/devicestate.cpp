@@ -18,7 +18,7 @@ namespace {
 constexpr qint64 MaxInt = std::numeric_limits<int>::max();
 constexpr qint64 MaxAddress = std::numeric_limits<quint32>::max();
 
-/// Reads data in hexadecimal digits, and the zeros after it up to "size".
+/// Reads data from hexadecimal digits and appends zeros up to "size".
 void readData(ObjectReader &reader, QByteArray *value)
 {
     const auto parse = [](const QJsonValue &json) {
@@ -31,7 +31,7 @@ void readData(ObjectReader &reader, QByteArray *value)
     *value = value->leftJustified(static_cast<int>(size), '\0');
 }
 
-/// Inserts the members of data, without the zeros at its end.
+/// Inserts the members of data, without its trailing zeros.
 void insertData(QJsonObject *json, const QByteArray &data)
 {
     auto size = data.size();
@@ -104,7 +104,7 @@ QString readMemory(const QJsonValue &json, Unit *unit)
     return reader.end();
 }
 
-/// Returns whether each block ends before the next one begins, and none is there twice.
+/// Returns whether no two blocks overlap.
 bool areApart(const QMap<quint32, Block> &blocks, int listed)
 {
     qint64 end = 0;

@@ -53,7 +53,7 @@ Fault FaultPlan::next()
 {
     if (m_nextOfScript < m_script.size())
         return m_script.at(m_nextOfScript++);
-    // The distributions of the standard library differ between its implementations.
+    // The distributions of the standard library differ between implementations.
     constexpr double Range = 4294967296.0;
     if (static_cast<double>(m_engine()) >= m_share * Range)
         return {};

@@ -31,14 +31,14 @@ void setOutcome(PackageBase &request, const RequestOutcome &outcome)
     request.setPackResult(outcome.packResult);
 }
 
-/// The length and the data of a package go together.
+/// Stores data together with its length.
 void setReadData(PackageRequestReadData &read, const QByteArray &data)
 {
     read.setData(data);
     read.setReplyDataLength(static_cast<int>(data.size()));
 }
 
-/// Carries out a read on the unit it is addressed to.
+/// Carries out a read on the unit that it is addressed to.
 template <typename Operation>
 RequestOutcome onUnit(DeviceState &state, const PackageBase &request, Operation operation)
 {
@@ -46,7 +46,7 @@ RequestOutcome onUnit(DeviceState &state, const PackageBase &request, Operation 
     return unit == state.units.end() ? UnknownUnit : operation(*unit);
 }
 
-/// Carries out a write on its unit, a broadcast on every unit that has the register: the first
+/// Carries out a write on its unit, or a broadcast on every unit that has the register. The first
 /// failure is the outcome.
 template <typename Operation>
 RequestOutcome onUnits(DeviceState &state, const PackageRequestWrite &request, Operation operation)
@@ -128,7 +128,7 @@ RequestOutcome carryOutMemoryWrite(DeviceState &state, const PackageRequestWrite
     });
 }
 
-/// Carries out what the request has in common with others: a register is there, and has as many
+/// Carries out the part that all requests share: checks that the register exists and has as many
 /// bytes as a read asks for.
 RequestOutcome carryOutBase(DeviceState &state, PackageBase &request, Korvin::Base base)
 {
@@ -145,7 +145,7 @@ RequestOutcome carryOutBase(DeviceState &state, PackageBase &request, Korvin::Ba
     }
 }
 
-/// Carries out what the class of the request adds; without that, what it has in common with others.
+/// Carries out the part that the class of the request adds, or the shared part if it adds nothing.
 RequestOutcome outcomeOf(DeviceState &state, PackageBase &request)
 {
     const Korvin::ClassRow &row = rowOf(classOf(request).id);
@@ -169,8 +169,8 @@ RequestOutcome outcomeOf(DeviceState &state, PackageBase &request)
 
 using Packages = std::vector<std::unique_ptr<PackageBase>>;
 
-/// Ends an answer for want of memory: nothing else keeps a request that check() has accepted from
-/// being decoded, and its reply from being encoded.
+/// Ends an answer because memory ran out. For any other reason, decoding a request that check() has
+/// accepted, and encoding its reply, cannot fail.
 void require(const Verdict &verdict)
 {
     if (!verdict.isOk())
@@ -184,7 +184,7 @@ std::unique_ptr<PackageBase> decodeOne(const QByteArray &request, ClassId classI
     return package;
 }
 
-/// The requests of an input that check() has accepted: one, or those of a combination.
+/// Decodes the requests of an input that check() has accepted: one, or those of a combination.
 Packages decode(const QByteArray &request, ClassId classId, Form form)
 {
     Packages packages;
@@ -196,18 +196,19 @@ Packages decode(const QByteArray &request, ClassId classId, Form form)
     return packages;
 }
 
-/// Keeps the length of a data read's reply equal to its data.
+/// Sets the length of a data read's reply to the size of its data.
 void settleData(PackageBase &package, Form form)
 {
     auto *read = qobject_cast<PackageRequestReadData *>(&package);
     if (!read)
         return;
-    // A record without data is refused by its reader.
+    // The decoder refuses a record without data.
     const bool needsByte = form == Form::Text && read->data().isEmpty();
     setReadData(*read, needsByte ? QByteArray(1, '\0') : read->data());
 }
 
-/// The reply in the form of the request. That of a combination is those of its items.
+/// Encodes the reply in the form of the request. The reply to a combination joins those of its
+/// items.
 QByteArray encodeReply(const Packages &packages, Form form)
 {
     QByteArrayList replies;
@@ -219,7 +220,7 @@ QByteArray encodeReply(const Packages &packages, Form form)
     return replies.join('|');
 }
 
-/// The same bytes but for one bit.
+/// Returns the bytes with one bit flipped.
 QByteArray flipped(QByteArray bytes, quint64 bit)
 {
     const auto position = static_cast<int>(bit / 8);
@@ -227,7 +228,7 @@ QByteArray flipped(QByteArray bytes, quint64 bit)
     return bytes;
 }
 
-/// What the line makes of a reply.
+/// Applies a fault to a reply.
 std::vector<QByteArray> transmit(const QByteArray &reply, const Fault &fault)
 {
     const auto size = static_cast<quint64>(reply.size());

@@ -13,7 +13,7 @@ struct Place
     int offset = 0;
 };
 
-/// The place of a register; without a block where there is none.
+/// Returns the place of a register; without a block if there is no such register.
 Place find(Unit &unit, quint32 address)
 {
     auto next = unit.blocks.upperBound(address);
@@ -26,7 +26,7 @@ Place find(Unit &unit, quint32 address)
     return {&*next, static_cast<int>(offset)};
 }
 
-/// Overwrites bytes, all of which are there.
+/// Overwrites existing bytes.
 void overwrite(QByteArray *target, int offset, const QByteArray &data)
 {
     target->replace(offset, data.size(), data);

@@ -5,11 +5,12 @@
 #include <korvinsimulator/requestoutcome.h>
 
 /// @file
-/// What requests do to one unit. An operation that fails changes nothing.
+/// The effects of requests on one unit. An operation that fails changes nothing.
 
 namespace KorvinSimulator {
 
-// The acknowledge codes are such that the results which a Linux frame makes of them fit as well.
+// Decoders of Linux frames derive both results from the acknowledge code; the codes are chosen so
+// that these make sense, too.
 constexpr RequestOutcome Done{};
 constexpr RequestOutcome FileMissing{1, OrvexEnum::CommOk, OrvexEnum::PackFileNoExist};
 constexpr RequestOutcome FileTooShort{1, OrvexEnum::CommOk, OrvexEnum::PackFileReadFailure};
@@ -22,10 +23,10 @@ constexpr RequestOutcome UnknownUnit{3, OrvexEnum::CommOk, OrvexEnum::PackInvali
 constexpr RequestOutcome UnknownRegister{5, OrvexEnum::CommOk, OrvexEnum::PackParsePackAddrFailure};
 constexpr RequestOutcome UnknownSpecial{5, OrvexEnum::CommOk, OrvexEnum::PackFailure};
 
-/// What a block, a file or a memory may have at most, in bytes.
+/// Largest size of a block, file or memory, in bytes.
 constexpr qint64 MaxContents = 16777216;
 
-/// Whether there is a register at @p address, with @p length bytes from there on.
+/// Checks that there is a register at @p address, with @p length bytes from there on.
 RequestOutcome probe(Unit &unit, quint32 address, int length);
 
 RequestOutcome readBlock(Unit &unit, quint32 address, int length, QByteArray *data);
@@ -37,13 +38,13 @@ RequestOutcome writeBlock(Unit &unit, quint32 address, const QByteArray &data);
 /// Copies the first @p length bytes of a file to the block.
 RequestOutcome readFile(Unit &unit, quint32 address, const QString &name, int length);
 
-/// Cuts a file at @p offset and appends what the block is filled with.
+/// Cuts a file at @p offset and appends the filled bytes of the block.
 RequestOutcome writeFile(Unit &unit, quint32 address, const QString &name, int offset);
 
 /// Copies @p length bytes of memory to the block.
 RequestOutcome readMemory(Unit &unit, quint32 address, qint64 offset, int length);
 
-/// Copies @p length bytes of the block to memory; with length 0 what the block is filled with.
+/// Copies @p length bytes of the block to memory, or its filled bytes if @p length is 0.
 RequestOutcome writeMemory(Unit &unit, quint32 address, qint64 offset, int length);
 
 } // namespace KorvinSimulator

@@ -28,7 +28,7 @@ if [[ ${1:-} =~ ^--(packages|ci|benchmarks|peers)$ ]]; then
     packages+=(debhelper dpkg-dev)
 fi
 if [[ ${1:-} == --ci ]]; then
-    packages+=(abigail-tools clang clang-format clang-tidy libclang-rt-dev llvm locales qt6-base-dev)
+    packages+=(abigail-tools clang clang-format clang-tidy libclang-rt-dev llvm locales qt6-base-dev shellcheck)
 fi
 if [[ ${1:-} == --ci || ${1:-} == --benchmarks || ${1:-} == --peers ]]; then
     packages+=(libbenchmark-dev valgrind)

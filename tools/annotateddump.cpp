@@ -11,7 +11,7 @@ constexpr int BytesInARow = 8;
 constexpr int MostRows = 4;
 constexpr int MostCharacters = 3 * BytesInARow;
 
-// Colours of a terminal: neighbouring fields differ, and remarks stand out.
+// Terminal colours: adjacent fields have different colours, and remarks have one of their own.
 constexpr const char *FieldColors[] = {"36", "32", "35", "34"};
 constexpr char RemarkColor[] = "33";
 

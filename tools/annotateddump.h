@@ -3,13 +3,14 @@
 
 #include <korvininspect/packageexplain.h>
 
-/// An explained frame as a hex dump with a row for each field, or a record with its columns.
+/// Returns an explained frame as a hex dump with a row for each field, or a record with a row for
+/// each column.
 ///
-/// @param isColored gives fields colours of a terminal.
+/// @param isColored colours the fields for a terminal.
 QByteArray annotatedDump(const QVector<KorvinInspect::ExplainedField> &fields,
                          const KorvinInspect::MessageShape &shape, bool isColored);
 
-/// What a field is, in words: the meaning of its value, and what it is for.
+/// Returns a field in words: the meaning of its value and its purpose.
 QString wordsOf(const KorvinInspect::ExplainedField &field);
 
 #endif

@@ -66,7 +66,7 @@ void CommandLine::parse(const QStringList &arguments, int maxArguments)
     }
     m_arguments = m_parser.positionalArguments().mid(1);
     if (m_arguments.size() > maxArguments)
-        fail(QStringLiteral("%1: one argument too many").arg(m_arguments.at(maxArguments)));
+        fail(QStringLiteral("%1: unexpected argument").arg(m_arguments.at(maxArguments)));
 }
 
 QStringList CommandLine::arguments() const

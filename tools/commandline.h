@@ -7,7 +7,7 @@
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QStringList>
 
-/// Exit statuses besides 0.
+/// Exit statuses other than 0.
 enum ExitStatus {
     Refused = 1, ///< The input is refused, or the two inputs differ.
     WrongInput = 2
@@ -19,10 +19,10 @@ enum ExitStatus {
 /// Prints to standard output.
 void print(const QByteArray &output);
 
-/// The content of a file; "-" is standard input.
+/// Reads a whole file; "-" is standard input.
 QByteArray contentOf(const QString &fileName);
 
-/// The class of that name; ends the program where there is none.
+/// Returns the class of that name. Ends the program if there is none.
 const KorvinInspect::PackageClass &classNamed(const QString &name);
 
 /// The options of one command.
@@ -33,10 +33,10 @@ public:
 
     void addArgument(const char *name, const char *description);
 
-    /// An option with a value, or without one where @p value is null.
+    /// Adds an option with a value, or without one if @p value is null.
     void addOption(const char *name, const char *description, const char *value = nullptr);
 
-    /// Ends the program for --help and for arguments that make no sense.
+    /// Parses the arguments. Ends the program for --help and for wrong arguments.
     void parse(const QStringList &arguments, int maxArguments);
 
     QStringList arguments() const;
@@ -44,7 +44,8 @@ public:
     QString value(const char *option) const;
     QStringList values(const char *option) const;
 
-    /// The index of the option's value among @p words; the first is the default.
+    /// Returns the index of the option's value in @p words, of which the first is the default. Ends
+    /// the program for any other value.
     int choice(const char *option, const QStringList &words) const;
 
 private:

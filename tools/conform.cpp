@@ -25,11 +25,11 @@ namespace {
 
 const char ConformExamples[] =
     "\n"
-    "The program gets one case in a line of JSON on standard input, answers it with one line of "
+    "The program gets one case as a line of JSON on standard input, answers it with one line of "
     "JSON\n"
     "on standard output, and gets the next. A device is asked for data blocks. "
     "docs/conformance.md\n"
-    "describes both. The exit status is 1 where something fails, and where nothing passes.\n"
+    "describes both. The exit status is 1 if something fails, or if nothing passes.\n"
     "\n"
     "Examples:\n"
     "  korvinpack conform ./my-codec\n"
@@ -45,10 +45,10 @@ constexpr int DeviceTimeout = 1;
 constexpr int LongestTimeout = 3600;
 constexpr int UsualBaud = 115200;
 
-/// What a Linux frame has room for.
+/// Most bytes of data in a Linux frame.
 constexpr int LargestBlock = 65535;
 
-/// A program that had to be ended so often is not asked any more.
+/// After a program had to be killed this often, it is not asked any more.
 constexpr int MostEndings = 10;
 
 double secondsOf(const CommandLine &line, int usual)
@@ -64,7 +64,7 @@ double secondsOf(const CommandLine &line, int usual)
     return seconds;
 }
 
-/// The file of --junit, which is opened before anything is run.
+/// The file of --junit. It is opened before anything runs.
 class Report
 {
 public:
@@ -117,7 +117,7 @@ Judgement askAndJudge(CodecProgram &program, const QJsonObject &ofCase)
     return reason.isEmpty() ? judge(ofCase, answer) : Judgement{Judgement::NoAnswer, reason};
 }
 
-/// Asks for one case after the other, as long as the program answers.
+/// Asks for one case after the other while the program answers.
 QVector<TestResult> resultsOf(const QVector<QJsonObject> &cases, CodecProgram &program)
 {
     QVector<TestResult> results;
@@ -146,7 +146,8 @@ QVector<TestResult> resultsOf(const QVector<QJsonObject> &cases, CodecProgram &p
     return results;
 }
 
-/// A kind of case is supported or it is not: whoever answers some cases of it answers all.
+/// Fails unsupported cases of kinds that the program answers in other cases: it must support all
+/// cases of a kind or none.
 void refuseExceptions(QVector<TestResult> *results)
 {
     QSet<QString> answered;
@@ -207,7 +208,7 @@ int conformCodec(const CommandLine &line)
 
 // Devices
 
-/// A block as the command line has it: ADDRESS:LENGTH, or ADDRESS=DATA.
+/// Reads a block from the command line: ADDRESS:LENGTH, or ADDRESS=DATA.
 RegisterBlock blockOf(const char *option, const QString &text)
 {
     const auto refuse = [&](const QString &reason) {
@@ -251,7 +252,7 @@ std::vector<Form> formsOf(const CommandLine &line)
     return forms.empty() ? std::vector<Form>{Form::Frame} : forms;
 }
 
-/// What every request has; the fields are those of every class.
+/// Reads the fields that every request has.
 QJsonObject fieldsOf(const CommandLine &line)
 {
     const std::unique_ptr<PackageBase> package = packageClasses().front().create();
@@ -281,11 +282,11 @@ DevicePlan planOf(const CommandLine &line)
             fail(QStringLiteral("--write %1: not ADDRESS=DATA").arg(text));
     }
     if (plan.reads.empty() && plan.writes.empty())
-        fail(QStringLiteral("--read: missing: which block may be read?"));
+        fail(QStringLiteral("--read: missing; it says which block may be read"));
     return plan;
 }
 
-/// The way to the device; records and frames go to a serial port as they are.
+/// Opens the connection to the device. Frames and records are sent to a serial port unchanged.
 std::unique_ptr<DeviceLink> linkOf(const CommandLine &line)
 {
     const QString place = line.value("device");
@@ -314,7 +315,7 @@ void printCheck(const TestResult &result)
 int conformDevice(const CommandLine &line)
 {
     if (!line.arguments().isEmpty())
-        fail(QStringLiteral("%1: a program or a device").arg(line.arguments().constFirst()));
+        fail(QStringLiteral("%1: not allowed with --device").arg(line.arguments().constFirst()));
     const DevicePlan plan = planOf(line);
     Report report(line);
     const std::unique_ptr<DeviceLink> link = linkOf(line);
@@ -336,33 +337,32 @@ int conformProgram(const QStringList &arguments)
     CommandLine line(
         QStringLiteral("conform"),
         QStringLiteral("Asks a program to encode and decode, or a device for data, and "
-                       "reports what it gets wrong."),
+                       "reports wrong answers."),
         ConformExamples);
     line.addOption("cases", "Takes the cases from a file, \"-\" for standard input.", "FILE");
-    line.addOption("timeout", "How long an answer may take; 5 where it is missing, 1 for a device.",
+    line.addOption("timeout", "How long an answer may take. Default: 5, or 1 for a device.",
                    "SECONDS");
-    line.addOption("junit", "Writes the results as JUnit XML as well.", "FILE");
+    line.addOption("junit", "Also writes the results as JUnit XML.", "FILE");
     line.addOption("print", "Prints the cases and runs no program.");
     line.addOption("device", "Asks a device: HOST:PORT, or the file of a serial port.", "PLACE");
     line.addOption("form",
-                   "An encoding of the device: frame (default), text or linux; may be "
-                   "given again.",
+                   "An encoding of the device: frame (default), text or linux. May be repeated.",
                    "FORM");
-    line.addOption("set", "A field of every request, such as portAddr=2; may be given again.",
+    line.addOption("set", "A field of every request, such as portAddr=2. May be repeated.",
                    "NAME=VALUE");
     line.addOption("read",
-                   "A block to read: ADDRESS:LENGTH, or ADDRESS=DATA where it is known "
-                   "what is there; may be given again.",
+                   "A block to read: ADDRESS:LENGTH, or ADDRESS=DATA if the data is known. May be "
+                   "repeated.",
                    "BLOCK");
     line.addOption("write",
-                   "A block to write, read back and set to what was there before: "
-                   "ADDRESS=DATA; may be given again. Nothing else is written.",
+                   "A block to write, read back and restore: ADDRESS=DATA. May be repeated. "
+                   "Nothing else is written.",
                    "BLOCK");
     line.addOption("framing",
-                   "How messages travel: labelled (default for HOST:PORT) or raw "
+                   "How messages are framed: labelled (default for HOST:PORT) or raw "
                    "(default for a serial port).",
                    "FRAMING");
-    line.addOption("baud", "The speed of a serial port; 115200 where it is missing.", "BAUD");
+    line.addOption("baud", "The speed of a serial port. Default: 115200.", "BAUD");
     line.addArgument("PROGRAM", "The program and its arguments, after \"--\" if one is an option.");
     line.parse(arguments, std::numeric_limits<int>::max());
     return line.isSet("device") ? conformDevice(line) : conformCodec(line);

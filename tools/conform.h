@@ -3,7 +3,7 @@
 
 #include <QtCore/QStringList>
 
-/// The command conform.
+/// Runs the command conform.
 ///
 /// @return the exit status.
 int conformProgram(const QStringList &arguments);

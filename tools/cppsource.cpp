@@ -11,13 +11,13 @@ using namespace KorvinInspect;
 
 namespace {
 
-/// What constructors of requests take first.
+/// The first arguments of every constructor of a request.
 constexpr QStringView CommonArguments =
     u"deviceKey scrAddr desAddr deviceType portAddr scanBoardAddr "
     "highAddr lowAddr reserved2 timeout tag commResult";
 
-/// Collects what the constructor of a class takes after the common arguments: the columns of its
-/// request records. It knows the kind, unless the class adds nothing.
+/// Collects the other arguments of a constructor: the columns of the class's request record. The
+/// kind is an argument only if the class adds no part of its own.
 class OwnArguments : public FieldSink
 {
 public:
@@ -37,7 +37,7 @@ public:
             m_names << QString::fromLatin1(field.name);
             return;
         }
-        // Expressions in place of data and its length: the constructor makes the one fit the other.
+        // The constructor resizes the data to the length argument.
         m_names.last() = QStringLiteral("QByteArray()");
         m_names << QStringLiteral("0");
     }
@@ -47,7 +47,7 @@ private:
     QStringList m_names;
 };
 
-/// None for a class that has no such constructor.
+/// Returns the names of the arguments; none for a class without such a constructor.
 QStringList constructorArguments(ClassId id)
 {
     const Korvin::ClassRow &row = rowOf(id);
@@ -60,7 +60,7 @@ QStringList constructorArguments(ClassId id)
     return CommonArguments.toString().split(QLatin1Char(' ')) + own.take();
 }
 
-/// Whether constructors take the field as an unsigned byte, whatever its setter takes.
+/// Returns whether constructors take the field as an unsigned byte, whatever its setter takes.
 bool isByteArgument(const QString &name)
 {
     return QStringLiteral("scrAddr desAddr deviceType portAddr reserved2")
@@ -68,7 +68,7 @@ bool isByteArgument(const QString &name)
         .contains(name);
 }
 
-/// A constructor call, and the package that it leaves.
+/// A constructor call, and the package that it makes.
 struct Construction
 {
     QStringList arguments;
@@ -95,7 +95,7 @@ QString passArgument(const QString &argument, const PackageClass &itsClass,
     return QString::number(byte);
 }
 
-/// The protocol tag that constructors of requests choose by their argument reserved2.
+/// Returns the protocol tag that constructors of requests choose by their argument reserved2.
 QString constructedTagProto(int reserved2)
 {
     return PackageRequestWrite(QString(), 0, 0, 0, 0, 0, 0, 0, static_cast<uchar>(reserved2), 0,
@@ -114,7 +114,7 @@ Construction construct(const PackageClass &itsClass, const PackageBase &package)
     return construction;
 }
 
-/// A call with its arguments aligned behind the bracket.
+/// Formats a call, with its arguments aligned after the bracket.
 QString call(const QString &opening, const QStringList &arguments, const QString &closing)
 {
     constexpr int MaxColumns = 100;
@@ -139,9 +139,9 @@ QString definition(const QString &className, const QStringList &arguments)
     return call(className + QLatin1String(" package("), arguments, QStringLiteral(");"));
 }
 
-/// Gives @p made, a write, the own kind of @p package, for which writes have no setter.
+/// Gives the write @p made the kind of @p package, for which writes have no setter.
 ///
-/// @return the statement that does it.
+/// @return the C++ statement that does it.
 QString assignWrite(const PackageBase &package, PackageBase &made)
 {
     const PackageClass &writeClass = *packageClass(QStringLiteral("PackageRequestWrite"));
@@ -170,7 +170,7 @@ QString cppSource(const PackageBase &package)
         source += assignWrite(package, made) + QLatin1Char('\n');
     const QString statement = QStringLiteral("package.%1(%2);\n");
     for (const PackageField &field : itsClass.fields) {
-        // Constructors draw a serial number.
+        // A constructor draws a serial number.
         if (differs(field) || field.name == QLatin1String("serialNum"))
             source += statement.arg(field.setter, field.expression(package));
     }

@@ -5,12 +5,12 @@
 
 class PackageBase;
 
-/// C++ source lines that build a package with the same fields, in a variable named "package": the
+/// Returns C++ source that makes a package with the same fields in a variable named "package": the
 /// header to include, a blank line, and the statements.
 ///
-/// Requests are made by the constructor of their class with a communication result, the others by
-/// the default constructor; setters store what that leaves different. What a package only points
-/// to, its user token and its time-out timer, is not part of it. Draws serial numbers.
+/// The source calls the constructor with a communication result, or the default constructor if the
+/// class has no other, and setters for the remaining fields. It leaves out the user token and the
+/// time-out timer, which a package only points to. Draws serial numbers.
 QString cppSource(const PackageBase &package);
 
 #endif

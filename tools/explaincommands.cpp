@@ -40,23 +40,23 @@ const char CheckExamples[] =
     "  korvinpack check --class PackageBase --direction reply \"00 0500 00 01 00\"\n"
     "  korvinpack check --class PackageRequestRead --form text --direction request < records.txt\n"
     "\n"
-    "The exit status is 0 when all are accepted, 1 when one is refused.\n";
+    "The exit status is 0 if all are accepted, 1 if one is refused.\n";
 
 const char DiffExamples[] = "\n"
                             "Examples:\n"
                             "  korvinpack diff \"00 0500 00 01 00\" \"00 0600 00 05 00\"\n"
                             "  korvinpack diff --files sent.hex received.hex\n"
                             "\n"
-                            "The exit status is 0 when no field differs, 1 when one does.\n";
+                            "The exit status is 0 if no field differs, 1 if one does.\n";
 
 void addShapeOptions(CommandLine &line)
 {
-    line.addOption("class", "The class of the package; guessed where it is missing.", "CLASS");
-    line.addOption("form", "frame, text or linux; guessed where it is missing.", "FORM");
-    line.addOption("direction", "request or reply; guessed where it is missing.", "DIRECTION");
+    line.addOption("class", "The class of the package; guessed by default.", "CLASS");
+    line.addOption("form", "frame, text or linux; guessed by default.", "FORM");
+    line.addOption("direction", "request or reply; guessed by default.", "DIRECTION");
 }
 
-/// What the options say of an input; what they do not say is guessed.
+/// The shape of an input according to the options. Missing options are guessed.
 class ShapeOptions
 {
 public:
@@ -66,36 +66,28 @@ public:
                                 QStringLiteral("linux")};
         const QStringList directions{QStringLiteral("request"), QStringLiteral("reply")};
         if (line.isSet("class"))
-            m_class = idOf(line.value("class"));
+            m_known.classId = idOf(line.value("class"));
         if (line.isSet("form"))
-            m_form = static_cast<Form>(line.choice("form", forms));
+            m_known.form = static_cast<Form>(line.choice("form", forms));
         if (line.isSet("direction"))
-            m_direction = static_cast<Direction>(line.choice("direction", directions));
+            m_known.direction = static_cast<Direction>(line.choice("direction", directions));
     }
 
-    std::optional<Form> form() const { return m_form; }
+    /// Returns whether the options leave nothing to guess.
+    bool areComplete() const { return m_known.classId && m_known.form && m_known.direction; }
 
-    /// Whether nothing is left to guess.
-    bool areComplete() const { return m_class && m_form && m_direction; }
-
-    /// The best guess that agrees with the options; ends the program where there is none.
+    /// Returns the best guess that agrees with the options. Ends the program if there is none.
     Guess shapeOf(const Captured &captured) const
     {
         if (areComplete())
             return given(captured);
-        for (const Guess &candidate : guess(captured.bytes)) {
-            if (agree(candidate.shape))
-                return candidate;
-        }
-        fail(QStringLiteral("%1: it cannot be what the options say").arg(captured.origin));
+        std::optional<Guess> best = bestGuess(captured.bytes, m_known);
+        if (best)
+            return *std::move(best);
+        fail(QStringLiteral("%1: no guess agrees with the options").arg(captured.origin));
     }
 
-    bool agree(const MessageShape &shape) const
-    {
-        return m_class.value_or(shape.classId) == shape.classId
-            && m_form.value_or(shape.form) == shape.form
-            && m_direction.value_or(shape.direction) == shape.direction;
-    }
+    const KnownShape &known() const { return m_known; }
 
 private:
     static ClassId idOf(const QString &name)
@@ -106,15 +98,13 @@ private:
 
     Guess given(const Captured &captured) const
     {
-        const MessageShape shape{*m_class, *m_form, *m_direction};
+        const MessageShape shape{*m_known.classId, *m_known.form, *m_known.direction};
         if (!exists(shape))
             fail(QStringLiteral("%1: there is no %2").arg(captured.origin, describe(shape)));
         return {shape, check(captured.bytes, shape), QString()};
     }
 
-    std::optional<ClassId> m_class;
-    std::optional<Form> m_form;
-    std::optional<Direction> m_direction;
+    KnownShape m_known;
 };
 
 QJsonObject jsonOf(const Verdict &verdict)
@@ -135,18 +125,19 @@ QJsonObject jsonOf(const Verdict &verdict)
     return json;
 }
 
+/// The members in the order of their names, as in all JSON: the long one is the first.
 QByteArray jsonLine(const Captured &captured, const Guess &guessed)
 {
-    const QJsonObject json{
+    const QJsonObject others{
         {QStringLiteral("line"), static_cast<qint64>(captured.line)},
         {QStringLiteral("what"), describe(guessed.shape)},
         {QStringLiteral("verdict"), jsonOf(guessed.verdict)},
-        {QStringLiteral("fields"), explanationToJson(explain(captured.bytes, guessed.shape))},
     };
-    return QJsonDocument(json).toJson(QJsonDocument::Compact) + '\n';
+    return "{\"fields\":" + explanationToJsonText(explain(captured.bytes, guessed.shape)) + ','
+        + QJsonDocument(others).toJson(QJsonDocument::Compact).mid(1) + '\n';
 }
 
-/// What is said of a line that is neither a frame nor a record.
+/// Returns the output for a line that is neither a frame nor a record.
 QByteArray faultLine(const Captured &captured, bool isJson)
 {
     if (!isJson) {
@@ -163,7 +154,7 @@ QByteArray faultLine(const Captured &captured, bool isJson)
     return QJsonDocument(json).toJson(QJsonDocument::Compact) + '\n';
 }
 
-/// What the input is and whether it is accepted, in one line.
+/// Returns one line that says what the input is and whether it is accepted.
 QByteArray headline(const Captured &captured, const Guess &guessed, bool isGuessed)
 {
     QString line;
@@ -180,12 +171,12 @@ QByteArray headline(const Captured &captured, const Guess &guessed, bool isGuess
     return line.toUtf8() + "\n\n";
 }
 
-/// All that the input may be.
+/// Lists all guesses.
 QByteArray otherGuesses(const Captured &captured, const ShapeOptions &options)
 {
     QByteArray list("it may be\n");
     for (const Guess &candidate : guess(captured.bytes)) {
-        if (candidate.verdict.isOk() && options.agree(candidate.shape)) {
+        if (candidate.verdict.isOk() && options.known().agreesWith(candidate.shape)) {
             list += QStringLiteral("  %1: %2\n")
                         .arg(describe(candidate.shape), candidate.reason)
                         .toUtf8();
@@ -197,7 +188,7 @@ QByteArray otherGuesses(const Captured &captured, const ShapeOptions &options)
 void writePage(const QString &fileName, const Captured &captured, const Guess &guessed)
 {
     if (!captured.isOnly)
-        fail(QStringLiteral("--html %1: a page explains one input").arg(fileName));
+        fail(QStringLiteral("--html %1: a page shows only one input").arg(fileName));
     QSaveFile file(fileName);
     const QByteArray page = htmlPage(captured.bytes, guessed.shape,
                                      explain(captured.bytes, guessed.shape), guessed.verdict);
@@ -212,7 +203,7 @@ bool isColored(const CommandLine &line)
     return choice == 1 || (choice == 0 && printsToTerminal());
 }
 
-/// The fields by item, name and how often the name has occurred.
+/// Fields by item, name, and number of earlier fields of that name.
 using FieldsByPlace = QMap<std::tuple<int, QString, int>, ExplainedField>;
 
 FieldsByPlace byPlace(const QVector<ExplainedField> &fields)
@@ -237,7 +228,7 @@ QString shown(const FieldsByPlace &fields, const FieldsByPlace::key_type &place)
     return text;
 }
 
-/// The differing fields, in the order of the first input.
+/// Returns the fields that differ, in the order of the first input.
 QByteArray differences(const QVector<ExplainedField> &first, const QVector<ExplainedField> &second)
 {
     const FieldsByPlace a = byPlace(first);
@@ -276,12 +267,12 @@ QByteArray differences(const QVector<ExplainedField> &first, const QVector<Expla
 void explainInputs(const QStringList &arguments)
 {
     CommandLine line(QStringLiteral("explain"),
-                     QStringLiteral("Explains frames and records field by field: where each one "
-                                    "is, its bytes, its value, and what it means."),
+                     QStringLiteral("Explains frames and records field by field: position, bytes, "
+                                    "value and meaning of each."),
                      ExplainExamples);
     addShapeOptions(line);
-    line.addOption("guess", "Lists also what else the input may be.");
-    line.addOption("json", "Prints a JSON object in one line for each input.");
+    line.addOption("guess", "Also lists what else the input may be.");
+    line.addOption("json", "Prints one line of JSON for each input.");
     line.addOption("html", "Writes one input as a page for a browser.", "FILE");
     line.addOption("color", "auto (default), always or never.", "WHEN");
     InputLines::addOptions(line);
@@ -289,7 +280,7 @@ void explainInputs(const QStringList &arguments)
 
     const ShapeOptions options(line);
     const bool colored = isColored(line);
-    InputLines inputs(line, options.form());
+    InputLines inputs(line, options.known().form);
     Progress progress;
     Captured captured;
     while (inputs.next(&captured)) {
@@ -317,14 +308,14 @@ int checkInputs(const QStringList &arguments)
 {
     CommandLine line(QStringLiteral("check"),
                      QStringLiteral("Says whether frames and records are what an encoder of their "
-                                    "class writes, and why not."),
+                                    "class writes, and if not, why."),
                      CheckExamples);
     addShapeOptions(line);
     InputLines::addOptions(line);
     line.parse(arguments, 1);
 
     const ShapeOptions options(line);
-    InputLines inputs(line, options.form());
+    InputLines inputs(line, options.known().form);
     Progress progress;
     Captured captured;
     int status = EXIT_SUCCESS;
@@ -358,8 +349,8 @@ int diffInputs(const QStringList &arguments)
                      DiffExamples);
     addShapeOptions(line);
     line.addOption("files", "A and B are names of files.");
-    line.addArgument("A", "A frame in hexadecimal digits or a record.");
-    line.addArgument("B", "Another one, which is taken for the same.");
+    line.addArgument("A", "A frame in hexadecimal digits, or a record.");
+    line.addArgument("B", "Another one, which is read as the same class.");
     line.parse(arguments, 2);
     if (line.arguments().size() < 2)
         fail(QStringLiteral("A and B: missing"));
@@ -374,7 +365,7 @@ int diffInputs(const QStringList &arguments)
         const QByteArray text =
             line.isSet("files") ? contentOf(argument).trimmed() : argument.toUtf8();
         const QString fault =
-            capturedBytes(text, shape ? shape->form : options.form(), &captured.bytes);
+            capturedBytes(text, shape ? shape->form : options.known().form, &captured.bytes);
         if (!fault.isEmpty())
             fail(QStringLiteral("%1: %2").arg(captured.origin, fault));
         if (!shape)

@@ -3,15 +3,15 @@
 
 #include <QtCore/QStringList>
 
-/// The command explain.
+/// Runs the command explain.
 void explainInputs(const QStringList &arguments);
 
-/// The command check.
+/// Runs the command check.
 ///
 /// @return the exit status.
 int checkInputs(const QStringList &arguments);
 
-/// The command diff.
+/// Runs the command diff.
 ///
 /// @return the exit status.
 int diffInputs(const QStringList &arguments);

@@ -11,12 +11,12 @@ namespace {
 
 constexpr int MostCells = 4096;     // bytes or characters in the map
 constexpr int MostRows = 1024;      // fields in the table
-constexpr int MostRawBytes = 32;    // of a field of a frame
-constexpr int MostCharacters = 200; // of a text in the table
+constexpr int MostRawBytes = 32;    // bytes of one field in the table
+constexpr int MostCharacters = 200; // characters of one text in the table
 constexpr int BytesPerLine = 16;
 constexpr int Colors = 8;
 
-// Only this style and this script may take effect, and nothing may be fetched.
+// The policy allows only this style and this script, and loads nothing.
 const char Page[] = R"(<!DOCTYPE html>
 <html lang="en">
 <head>
@@ -182,7 +182,7 @@ function mark(elements, kind) {
   marked.push(...elements);
 }
 
-// A field without bytes has a place nevertheless.
+// A field without bytes still has a position.
 function markPlace(row) {
   const next = cells.find(cell => cell.dataset.at - row.dataset.from >= 0);
   if (next) mark([next], 'before');
@@ -231,14 +231,14 @@ document.addEventListener('focusout', () => point(document.body));
 document.documentElement.addEventListener('pointerleave', () => point(document.body));
 )";
 
-/// The first @p most units of a text, or one less where that would halve a character.
+/// Returns the first @p most units of a text, or one less if that would split a character.
 QString beginning(const QString &text, int most)
 {
     const bool halves = most < text.size() && text.at(most).isLowSurrogate();
     return text.left(halves ? most - 1 : most);
 }
 
-/// A character as HTML; the number of one that cannot be seen, or that would reorder text.
+/// Returns a character as HTML, or its number if it is invisible or would reorder text.
 QString shown(uint character)
 {
     if (!QChar::isPrint(character))
@@ -247,7 +247,7 @@ QString shown(uint character)
     return QString::fromUcs4(&code, 1).toHtmlEscaped();
 }
 
-/// A text as HTML; of a long one the beginning.
+/// Returns a text as HTML; only the beginning of a long one.
 QString shown(const QString &text)
 {
     const QString begin = beginning(text, MostCharacters);
@@ -281,12 +281,12 @@ QString colorOf(const QVector<ExplainedField> &fields, int index)
                                       : QStringLiteral("h%1").arg(index % Colors);
 }
 
-/// What lies over a byte or character, as indexes of fields: the first and the last; -1 is none.
+/// The first and the last field that cover a byte or character, as indexes; -1 for none.
 struct Cover
 {
     int first = -1;
     int second = -1;
-    bool isStart = false; ///< Of the first field.
+    bool isStart = false; ///< Whether the first field starts here.
 };
 
 QVector<Cover> coversOf(const QVector<ExplainedField> &fields, int size)
@@ -345,14 +345,14 @@ QString byteMap(const QByteArray &frame, const QVector<ExplainedField> &fields)
     return map;
 }
 
-/// What stands above the first character of a field.
+/// Returns the label above the first character of a field.
 QString noteOf(const ExplainedField &field)
 {
     return field.column < 0 ? QStringLiteral("item %1").arg(field.item)
                             : QString::number(field.column);
 }
 
-/// The beginning of a record, with each item of a combination on a line of its own.
+/// Returns the beginning of a record, with each item of a combination on a line of its own.
 QString textMap(const QString &begin, const QVector<ExplainedField> &fields)
 {
     const QVector<Cover> covers = coversOf(fields, begin.size());
@@ -417,7 +417,7 @@ QString offsetOf(const ExplainedField &field)
         + QStringLiteral("<small>0x%1</small>").arg(hexDigits(field.offset, 2));
 }
 
-/// Which of the columns that not every shape needs a table has.
+/// The optional columns that a table has.
 struct TableColumns
 {
     bool item = false;
@@ -487,8 +487,8 @@ QString fieldTable(const QVector<ExplainedField> &fields, Form form)
 struct Map
 {
     QString html;
-    QString unit;    ///< What a cell is.
-    qint64 size = 0; ///< Of the whole input.
+    QString unit;    ///< "byte" or "character": what a cell shows.
+    qint64 size = 0; ///< Number of units of the whole input.
     qint64 shown = 0;
 };
 
@@ -511,7 +511,7 @@ QString header(const QString &title, const Verdict &verdict, const QString &size
             element("p", "size", sizes));
 }
 
-/// What a Content-Security-Policy allows @p source by.
+/// Returns the hash by which a Content-Security-Policy allows @p source.
 QString hashOf(const char *source)
 {
     const QByteArray hash = QCryptographicHash::hash(source, QCryptographicHash::Sha256);

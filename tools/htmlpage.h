@@ -8,11 +8,11 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QVector>
 
-/// An explained frame or record as one HTML page: its verdict, a map of its bytes or characters,
-/// and a table of its fields. Pointing at one of the two marks the other.
+/// Returns an explained frame or record as one HTML page: its verdict, a map of its bytes or
+/// characters, and a table of its fields. Pointing at map or table highlights the field in both.
 ///
-/// The page needs nothing but itself, and nothing of @p input becomes markup. Of large input it
-/// shows the beginning and says how much follows.
+/// The page loads no other files, and @p input is always escaped. The page shows the beginning of
+/// large input and says how much follows.
 ///
 /// @param input is the frame, or the record in UTF-8.
 /// @param fields and @p verdict are those of explain() and check().

@@ -45,8 +45,8 @@ void InputLines::addOptions(CommandLine &line)
     line.addOption("file", "Reads a file, one frame or record in each line.", "FILE");
     line.addOption("raw", "The input is the bytes of one frame or record.");
     line.addArgument("INPUT",
-                     "A frame in hexadecimal digits or a record; the lines of standard input where "
-                     "it is missing.");
+                     "A frame in hexadecimal digits, or a record. Default: the lines of standard "
+                     "input.");
 }
 
 InputLines::InputLines(const CommandLine &line, std::optional<Form> form)
@@ -55,7 +55,7 @@ InputLines::InputLines(const CommandLine &line, std::optional<Form> form)
 {
     if (!line.arguments().isEmpty()) {
         if (line.isSet("file"))
-            fail(QStringLiteral("--file %1: there is an INPUT already").arg(line.value("file")));
+            fail(QStringLiteral("--file %1: not allowed with INPUT").arg(line.value("file")));
         m_name = QStringLiteral("INPUT");
         m_first = line.arguments().constFirst().toUtf8();
         m_line = 1;
@@ -63,7 +63,7 @@ InputLines::InputLines(const CommandLine &line, std::optional<Form> form)
     }
     m_name = line.isSet("file") ? line.value("file") : QStringLiteral("-");
     m_file.setFileName(m_name);
-    // By its descriptor: a line of a FILE ends at its first zero byte.
+    // Open standard input by its descriptor: lines read from a FILE end at the first zero byte.
     constexpr int StandardInput = 0;
     const bool isOpen = m_name == QLatin1String("-")
         ? m_file.open(StandardInput, QIODevice::ReadOnly)

@@ -10,35 +10,35 @@
 
 class CommandLine;
 
-/// One frame or record to look at.
+/// One captured frame or record.
 struct Captured
 {
     QByteArray bytes; ///< The frame, or the record in UTF-8.
-    QString fault;    ///< Why it is neither; empty for one that is.
-    QString origin;   ///< What messages call it.
+    QString fault;    ///< Why it is neither a frame nor a record; otherwise empty.
+    QString origin;   ///< Its name in messages.
     std::size_t line = 0;
-    bool isOnly = false; ///< Whether there is no other one.
+    bool isOnly = false; ///< Whether it is the only input.
 };
 
-/// Takes hexadecimal digits for a frame and any other text with separators for a record; where
-/// @p form is given, for what it says.
+/// Reads hexadecimal digits as a frame and any other text with separators as a record, unless
+/// @p form says what it is.
 ///
-/// @return why the text is neither, or an empty text.
+/// @return why the text is neither; empty on success.
 QString capturedBytes(const QByteArray &text, std::optional<KorvinInspect::Form> form,
                       QByteArray *bytes);
 
-/// Hands out captured frames and records: the argument of a command, or the lines of a file or of
-/// standard input, one after the other, without keeping them. Empty lines are passed over.
+/// Reads captured frames and records one by one: the argument of a command, or the lines of a file
+/// or of standard input. Skips empty lines.
 class InputLines
 {
 public:
-    /// Adds the options that the constructor looks at.
+    /// Adds the options that the constructor reads.
     static void addOptions(CommandLine &line);
 
     InputLines(const CommandLine &line, std::optional<KorvinInspect::Form> form);
 
-    /// The next one. Ends the program for an only one that is neither a frame nor a record; of
-    /// several, such a one has its fault.
+    /// Reads the next input. If it is neither a frame nor a record, ends the program if it is the
+    /// only input, and otherwise sets its fault.
     ///
     /// @return false at the end.
     bool next(Captured *captured);
@@ -56,8 +56,8 @@ private:
     enum class State { First, Second, Later, End } m_state = State::First;
 };
 
-/// Frames and records that have been looked at, in a line of standard error, where that is a
-/// terminal and standard output is none.
+/// Shows on standard error how many frames and records have been read, if standard error is a
+/// terminal and standard output is not.
 class Progress
 {
 public:
@@ -73,7 +73,7 @@ private:
     bool m_hasLine = false;
 };
 
-/// Whether standard output is a terminal.
+/// Returns whether standard output is a terminal.
 bool printsToTerminal();
 
 #endif

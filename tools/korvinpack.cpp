@@ -23,23 +23,23 @@ using namespace KorvinInspect;
 
 namespace {
 
-const char Overview[] =
-    "Encodes and decodes the packages of a device-control protocol.\n"
-    "\n"
-    "Usage: korvinpack COMMAND [OPTIONS] [ARGUMENTS]\n"
-    "\n"
-    "Commands:\n"
-    "  encode   print a package as a frame or record\n"
-    "  decode   print the fields of a frame or record\n"
-    "  explain  explain frames and records byte by byte\n"
-    "  check    say whether frames and records are what encoders write\n"
-    "  diff     show the fields in which two frames or records differ\n"
-    "  combine  print a combination record of several packages\n"
-    "  conform  hold another program or a device to the protocol\n"
-    "  classes  list the classes and their fields\n"
-    "\n"
-    "korvinpack COMMAND --help says more. Wrong input ends with exit status 2, one line on\n"
-    "standard error, and nothing on standard output.\n";
+const char Overview[] = "Encodes and decodes the packages of a device-control protocol.\n"
+                        "\n"
+                        "Usage: korvinpack COMMAND [OPTIONS] [ARGUMENTS]\n"
+                        "\n"
+                        "Commands:\n"
+                        "  encode   print a package as a frame or record\n"
+                        "  decode   print the fields of a frame or record\n"
+                        "  explain  explain frames and records byte by byte\n"
+                        "  check    say whether frames and records are what encoders write\n"
+                        "  diff     show the fields in which two frames or records differ\n"
+                        "  combine  print a combination record of several packages\n"
+                        "  conform  test another program or a device\n"
+                        "  classes  list the classes and their fields\n"
+                        "\n"
+                        "See korvinpack COMMAND --help for more. After wrong input the exit status "
+                        "is 2, with one line\n"
+                        "on standard error and nothing on standard output.\n";
 
 const char EncodeExamples[] =
     "\n"
@@ -103,21 +103,21 @@ QJsonObject jsonOf(const QString &fileName)
     return document.object();
 }
 
-/// @p origin names the input in the message.
+/// Ends the program for input that is refused. @p origin names the input in the message.
 void failUnlessOk(const Verdict &verdict, const QString &origin)
 {
     if (!verdict.isOk())
         fail(QStringLiteral("%1: %2").arg(origin, describe(verdict)));
 }
 
-/// A package and what it is.
+/// A package and its class.
 struct Described
 {
     const PackageClass &packageClass;
     std::unique_ptr<PackageBase> package;
 };
 
-/// The package that a JSON object describes; @p origin names it in messages.
+/// Makes the package that a JSON object describes. @p origin names it in messages.
 Described packageOf(const QJsonObject &json, const QString &origin)
 {
     const QJsonValue name = json.value(QLatin1String("class"));
@@ -138,11 +138,11 @@ void encode(const QStringList &arguments)
                                     "text record."),
                      EncodeExamples);
     addEncodingOptions(line);
-    line.addOption("reply", "Size of a frame's reply: short (default) or full.", "SIZE");
+    line.addOption("reply", "Size of a reply frame: short (default) or full.", "SIZE");
     line.addOption("set", "Gives a field a value; may be repeated.", "NAME=VALUE");
-    line.addOption("raw", "Prints the bytes themselves, and nothing behind a record.");
-    line.addOption("cpp", "Prints C++ that builds the package.");
-    line.addArgument("FILE", "The package as JSON, \"-\" for standard input.");
+    line.addOption("raw", "Prints the bytes themselves, and no line feed after a record.");
+    line.addOption("cpp", "Prints C++ that makes the package.");
+    line.addArgument("FILE", "The package as JSON; \"-\" is standard input.");
     line.parse(arguments, 1);
 
     QJsonObject json;
@@ -180,7 +180,7 @@ void encode(const QStringList &arguments)
 
 using Rows = QVector<QPair<QString, QString>>;
 
-/// Two columns, the first one padded.
+/// Formats two columns, the first one padded.
 QByteArray table(const Rows &rows)
 {
     int width = 0;
@@ -208,7 +208,7 @@ void printWarning(QtMsgType, const QMessageLogContext &, const QString &message)
     std::fprintf(stderr, "warning: %s\n", qUtf8Printable(message));
 }
 
-/// Bytes to decode, and the name that messages give them.
+/// Bytes to decode, and their name in messages.
 struct Input
 {
     QByteArray bytes;
@@ -222,7 +222,7 @@ Input inputOf(const CommandLine &line, Form form)
         input.origin = line.isSet("file") ? line.value("file") : QStringLiteral("-");
         input.bytes = contentOf(input.origin);
     } else if (line.isSet("file")) {
-        fail(QStringLiteral("--file %1: there is an INPUT already").arg(line.value("file")));
+        fail(QStringLiteral("--file %1: not allowed with INPUT").arg(line.value("file")));
     } else {
         input.bytes = line.arguments().constFirst().toUtf8();
     }
@@ -256,7 +256,7 @@ void decodeCombination(const CommandLine &line, const Input &input)
         PackageBase::clear(package);
     }
     if (!decoded)
-        fail(QStringLiteral("%1: an item has a type that is refused").arg(input.origin));
+        fail(QStringLiteral("%1: an item has a type word that is refused").arg(input.origin));
     if (!verified)
         fail(QStringLiteral("%1: the requests cannot be carried out").arg(input.origin));
     print(line.isSet("json") ? QJsonDocument(json).toJson() : tables);
@@ -272,7 +272,7 @@ void decode(const QStringList &arguments)
     line.addOption("raw", "The input is the bytes themselves, not hexadecimal digits.");
     line.addOption("json", "Prints JSON that encode accepts.");
     line.addOption("verify", "Checks that a combination can be carried out.");
-    line.addArgument("INPUT", "The frame or record; standard input where it is missing.");
+    line.addArgument("INPUT", "The frame or record. Default: standard input.");
     line.parse(arguments, 1);
 
     Encoding encoding = encodingOf(line);

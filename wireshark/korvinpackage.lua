@@ -1,11 +1,13 @@
 -- Wireshark dissector of the packages: byte frames, text records and Linux frames over TCP and UDP.
--- docs/wireshark.md says how to use it. What a class consists of, and what a frame or record holds, is
+-- docs/wireshark.md says how to use it. The parts of each class, and the fields of frames and records, are
 -- in korvinpackage_layouts.lua, which is generated from the rows and layouts of the library.
 
 local directory = debug.getinfo(1, "S").source:match("^@(.*[/\\])") or ""
 local layouts = dofile(directory .. "korvinpackage_layouts.lua")
 
 local LARGEST_MESSAGE = 1024 * 1024
+local MOST_COLUMNS = 32 -- more than any class has
+local MOST_ITEMS = 1000
 local COMBINATION = "PackageRequestCombination"
 
 local class_of_type = {}
@@ -15,7 +17,7 @@ for name, class in pairs(layouts.classes) do
     end
 end
 
--- What a verb says of its field. All else about a field is in its step.
+-- The meaning of each verb. Everything else about a field is in its step.
 
 local codes_of = {
     access = layouts.codes.access,
@@ -44,7 +46,7 @@ local is_access = { access = true, rawAccess = true }
 local is_kind = { kind = true, readKind = true, writeKind = true }
 local is_serial = { serial = true, shortSerial = true }
 
--- Verbs of the same kind of field, which may stand for the same field of a package.
+-- Verbs of the same kind of field, which may refer to the same field of a package.
 local kind_of = { clampedLength = "length" }
 
 -- What is unusual about a field.
@@ -53,7 +55,7 @@ local function bytes_in_words(count)
     return count == 1 and "1 byte" or string.format("%d bytes", count)
 end
 
--- The length of the UTF-8 character at a position, or nil.
+-- Returns the length of the UTF-8 character at a position, or nil.
 local function utf8_length(text, position)
     local first = text:byte(position)
     if first < 0x80 then
@@ -77,8 +79,8 @@ local function utf8_length(text, position)
     return length
 end
 
--- The text with U+FFFD for each byte that is no UTF-8, and whether the library takes it: it drops a
--- leading byte order mark.
+-- Returns the text with U+FFFD for each byte that is not UTF-8, and whether the library accepts it: it
+-- drops a leading byte order mark.
 local function valid_utf8(text)
     local parts = {}
     local position, start, valid = 1, 1, text:sub(1, 3) ~= "\239\187\191"
@@ -199,7 +201,14 @@ local function number_in_frame_fault(verb, number, is_request)
     end
 end
 
--- What a decoder makes of a number.
+-- Compares a code with the one that a class is for.
+local function access_fault(verb, number, only)
+    if is_access[verb] and only and number ~= only then
+        return "not what the class is for"
+    end
+end
+
+-- Returns the value that a decoder reads for a number.
 local function taken(verb, number)
     if verb == "access" then
         return number == 0 and 0 or 1
@@ -214,9 +223,10 @@ end
 local FrameScanner = {}
 FrameScanner.__index = FrameScanner
 
-function FrameScanner.new(bytes, is_request, takes_missing)
+function FrameScanner.new(bytes, class, is_request, takes_missing)
     return setmetatable({
         bytes = bytes,
+        only_access = layouts.classes[class].onlyAccess,
         is_request = is_request,
         takes_missing = takes_missing, -- a field that is not all there takes its bytes nevertheless
         fields = {},
@@ -271,6 +281,7 @@ function FrameScanner:integer(verb, name)
     field.number = number
     field.value = taken(verb, number)
     field.fault = number_in_frame_fault(verb, number, self.is_request)
+        or access_fault(verb, number, self.only_access)
     if field.missing > 0 then
         field.fault = string.format("truncated: %s expected, %s left",
             bytes_in_words(layout.width), bytes_in_words(field.width))
@@ -304,7 +315,7 @@ function FrameScanner:text(name, size, is_kept)
         local zero = field.raw:find("\0", 1, true)
         local text, valid = valid_utf8(zero and field.raw:sub(1, zero - 1) or field.raw)
         if zero then
-            field.fault = "the text holds a zero byte, where readers end it"
+            field.fault = "the text contains a zero byte, where a decoder ends it"
         elseif not valid then
             field.fault = "the text is not UTF-8"
         end
@@ -441,6 +452,37 @@ local function add_unread(fields, size)
     return complete
 end
 
+-- Messages of which the capture has a part only. They are read as long as they were, with zeros for
+-- what is missing; a field that it concerns is not judged.
+
+local captured -- as many bytes of the message as the capture has; nil for all of them
+
+local CUT = "cut by the capture"
+
+local function is_cut(field)
+    return captured ~= nil and field.offset + math.max(field.size or field.width, 1) > captured
+end
+
+-- Leaves of the fields what the capture has of them.
+local function as_captured(scanned)
+    local kept = {}
+    for _, field in ipairs(scanned.fields) do
+        if is_cut(field) then
+            field.is_cut, field.fault = true, nil
+            field.width = math.max(0, math.min(field.width, captured - field.offset))
+        end
+        if not field.is_cut or field.offset < captured then
+            kept[#kept + 1] = field
+        end
+    end
+    scanned.fields = kept
+    for _, item in ipairs(scanned.items or {}) do
+        item.width = math.min(item.width, captured - item.offset)
+        as_captured(item)
+    end
+    return scanned
+end
+
 local function is_full_reply(bytes, is_request)
     return not is_request and (bytes:byte(1) or 0) ~= 0
 end
@@ -448,7 +490,7 @@ end
 -- The fields as encoders write them.
 local function written_frame(bytes, class, is_request)
     local layout = layouts.classes[class]
-    local scanner = FrameScanner.new(bytes, is_request)
+    local scanner = FrameScanner.new(bytes, class, is_request)
     if is_request then
         scanner:run(layout.writtenRequest)
     elseif is_full_reply(bytes, is_request) then
@@ -465,6 +507,9 @@ end
 local function refusal_of(fields, size)
     local seen, reached = {}, 0
     for _, field in ipairs(fields) do
+        if is_cut(field) then
+            return nil
+        end
         if field.verb == "checksum" and reached < field.offset then
             return { position = reached }
         end
@@ -502,7 +547,7 @@ local FULL_REPLY = "from here on as decoders read it; encoders write a full repl
 
 local function scan_frame(bytes, class, is_request)
     local layout = layouts.classes[class]
-    local scanner = FrameScanner.new(bytes, is_request)
+    local scanner = FrameScanner.new(bytes, class, is_request)
     local is_full = is_full_reply(bytes, is_request)
     scanner.marker = is_full and 1 or nil
     scanner:run((is_request or is_full) and layout.request or layout.shortReply)
@@ -532,15 +577,15 @@ local function scan_frame(bytes, class, is_request)
     return { fields = fields, full = is_full }
 end
 
--- The fields of a Linux frame, which decoders read as encoders write them.
+-- Returns the fields of a Linux frame, which decoders read as encoders write them.
 local function linux_fields(bytes, class, is_request)
-    local scanner = FrameScanner.new(bytes, is_request, true)
+    local scanner = FrameScanner.new(bytes, class, is_request, true)
     scanner:run(layouts.linuxHeader)
     local length = scanner.last.shortLength
     local checksum = math.max(0, #bytes - 2)
     if length > 0 and (not is_request or scanner.last.rawAccess ~= 0) then
         -- The data ends at the checksum at the latest.
-        local data = FrameScanner.new(bytes:sub(1, checksum))
+        local data = FrameScanner.new(bytes:sub(1, checksum), class)
         data.position = scanner.position
         local field = data:block("data", length)
         field.value = bytes:sub(field.offset + 1, field.offset + field.width)
@@ -568,11 +613,12 @@ end
 
 -- Records.
 
-local function split(text, separator, offset)
+-- The parts of a text; of more than the most, the last one is the rest.
+local function split(text, separator, offset, most)
     local parts = {}
     local position = 1
     while true do
-        local found = text:find(separator, position, true)
+        local found = #parts + 1 ~= most and text:find(separator, position, true)
         parts[#parts + 1] = {
             text = text:sub(position, (found or #text + 1) - 1),
             offset = offset + position - 1,
@@ -582,6 +628,10 @@ local function split(text, separator, offset)
         end
         position = found + 1
     end
+end
+
+local function count_of(text, separator)
+    return select(2, text:gsub("%" .. separator, "")) + 1
 end
 
 -- The number of a column as decoders parse it: 0 for any other text, and out of the range.
@@ -615,7 +665,7 @@ local function number_fault(text, low, high)
     end
 end
 
--- The value of a column, and what is wrong with it.
+-- Returns the value of a column, and what is wrong with it.
 local columns = {}
 
 function columns.u8(text)
@@ -672,17 +722,20 @@ for verb, fallback in pairs { access = 1, readKind = 2, writeKind = 0, commResul
 end
 
 local function data_string(text, length, count)
-    local parts = split(text, "/", 0)
-    count = count or #parts
+    local found = count_of(text, "/")
+    count = count or found
     local fault = count ~= length and string.format("%d numbers announced, %d found", length, count)
         or nil
-    if length > #parts then
+    if length > found then
         return nil, fault
     end
     local bytes = {}
-    for i = 1, length do
-        bytes[i] = string.char(int32(parts[i].text) % 256)
-        fault = fault or number_fault(parts[i].text, 0, 255)
+    for number in (text .. "/"):gmatch("([^/]*)/") do
+        if #bytes >= length then
+            break
+        end
+        bytes[#bytes + 1] = string.char(int32(number) % 256)
+        fault = fault or number_fault(number, 0, 255)
     end
     return table.concat(bytes), fault
 end
@@ -696,7 +749,7 @@ function columns.dataStringOrNone(text, length)
 end
 
 -- The fields of those steps whose column is there.
-local function column_fields(parts, steps)
+local function column_fields(parts, class, steps)
     local fields, number = {}, 0
     for _, step in ipairs(steps) do
         local part = parts[step.column + 1]
@@ -712,7 +765,8 @@ local function column_fields(parts, steps)
                 width = #part.text,
                 value = value,
                 number = type(value) == "number" and value or nil,
-                fault = fault,
+                fault = fault
+                    or access_fault(step.verb, value, layouts.classes[class].onlyAccess),
             }
         end
     end
@@ -726,72 +780,101 @@ end
 
 local function scan_record(text, class, is_request, base)
     local layout = layouts.classes[class]
-    local parts = split(text, ",", base or 0)
-    local fields = column_fields(parts, is_request and layout.requestRecord or layout.replyRecord)
+    local parts = split(text, ",", base or 0, MOST_COLUMNS)
+    local fields = column_fields(parts, class,
+        is_request and layout.requestRecord or layout.replyRecord)
     local readers, written, written_count = {}, {}, 0
+    local last = 0
     for _, step in ipairs(written_steps(class, is_request)) do
         written[step.column] = step.name
         written_count = written_count + 1
+        last = math.max(last, step.column)
     end
     for _, field in ipairs(fields) do
         readers[field.column] = true
+        last = math.max(last, field.column)
         local name = written[field.column]
         if name and name ~= field.name then
             field.fault = nil
             field.note = "an encoder writes " .. name .. " here"
         end
     end
-    for i, part in ipairs(parts) do
-        local name = written[i - 1]
-        if not readers[i - 1] then
+    for column = 0, math.min(last, #parts - 1) do
+        local name = written[column]
+        if not readers[column] then
             fields[#fields + 1] = {
                 name = "",
-                column = i - 1,
-                offset = part.offset,
-                width = #part.text,
-                fault = not name and "a column after the last one" or nil,
+                column = column,
+                offset = parts[column + 1].offset,
+                width = #parts[column + 1].text,
+                fault = not name and "no encoder writes this column" or nil,
                 note = name and "not read; an encoder writes " .. name .. " here" or nil,
             }
         end
     end
-    -- Of a special request's reply an encoder writes less than its decoder wants.
+    local beyond = parts[last + 2]
+    if beyond then
+        local offset = beyond.offset - (base or 0)
+        local count = count_of(text:sub(offset + 1), ",")
+        fields[#fields + 1] = {
+            name = "",
+            column = last + 1,
+            offset = beyond.offset,
+            width = #text - offset,
+            fault = count == 1 and "a column after the last one"
+                or string.format("%d columns after the last one", count),
+        }
+    end
+    -- The encoder of a special request's reply writes fewer columns than its decoder needs.
     local needed = math.min(layout.neededColumns[is_request and "request" or "reply"], written_count)
     return {
         fields = by_offset(fields),
-        fault = #parts < needed
+        fault = #parts < needed and not (captured and (base or 0) + #text > captured)
             and string.format("too few columns: %d expected, %d found", needed, #parts) or nil,
     }
 end
 
--- The items are request records, or where a peer answers with a combination, reply records.
+local function scan_item(part, is_request, is_read)
+    local props = split(part.text, "^", part.offset, 3)
+    local class = class_of_type[props[1].text]
+    local item = { fields = {}, offset = part.offset, width = #part.text }
+    local reason = not is_read and "not read"
+        or #props ~= 2 and "not two parts with a ^ between them: the decoder stops here"
+        or not class and "the decoder refuses the type" or nil
+    if reason then
+        item.fields[1] = { name = "", offset = part.offset, width = #part.text, fault = reason }
+        return item
+    end
+    local record = scan_record(props[2].text, class, is_request, props[2].offset)
+    item.fields = record.fields
+    item.fault = record.fault
+    item.class = class
+    table.insert(item.fields, 1, {
+        name = "type",
+        offset = part.offset,
+        width = #props[1].text,
+        value = props[1].text,
+    })
+    return item
+end
+
+-- The items are request records, or where a peer answers with a combination, reply records. Those
+-- beyond the most that are shown are one field.
 local function scan_combination(text, is_request)
     local items = {}
-    local goes_on = true
-    for i, part in ipairs(split(text, "|", 0)) do
-        local props = split(part.text, "^", part.offset)
-        local class = class_of_type[props[1].text]
-        local item = { fields = {}, offset = part.offset, width = #part.text }
-        local reason = not goes_on and "not read"
-            or #props ~= 2 and "not two parts with a ^ between them: the decoder ends here"
-            or not class and "the decoder refuses the type" or nil
-        if reason then
-            item.fields[1] = { name = "", offset = part.offset, width = #part.text, fault = reason }
-            goes_on = false
-        else
-            local record = scan_record(props[2].text, class, is_request, props[2].offset)
-            item.fields = record.fields
-            item.fault = record.fault
-            item.class = class
-            table.insert(item.fields, 1, {
-                name = "type",
-                offset = part.offset,
-                width = #props[1].text,
-                value = props[1].text,
-            })
-        end
-        items[i] = item
+    local is_read = true
+    local parts = split(text, "|", 0, MOST_ITEMS + 1)
+    for i = 1, math.min(#parts, MOST_ITEMS) do
+        items[i] = scan_item(parts[i], is_request, is_read)
+        is_read = items[i].class ~= nil
     end
-    return { items = items, fields = {} }
+    local rest = parts[MOST_ITEMS + 1]
+    return { items = items, fields = { rest and {
+        name = "",
+        offset = rest.offset,
+        width = #rest.text,
+        note = string.format("%d more items, which are not shown", count_of(rest.text, "|")),
+    } } }
 end
 
 -- Packages: what a message is, and its fields.
@@ -807,23 +890,25 @@ local function scan(bytes, form, class, is_request)
     return scan_record(bytes, class, is_request)
 end
 
--- What korvinpack check says of a message, and the fields that encoders write.
+-- Returns the verdict of korvinpack check on a message, and the fields that encoders write.
 
 local function check_record(text, class, is_request)
-    local parts = split(text, ",", 0)
+    local parts = split(text, ",", 0, MOST_COLUMNS)
     local steps = written_steps(class, is_request)
     local needed = layouts.classes[class].neededColumns[is_request and "request" or "reply"]
-    if #parts < needed or #parts > #steps then
+    if #parts < needed and not captured or #parts > #steps then
         local expected = #parts < needed and needed or #steps
         return { has_other_columns = true, position = math.min(expected, #parts) }, {}
     end
-    local fields = column_fields(parts, steps)
+    local fields = column_fields(parts, class, steps)
     return refusal_of(fields, 0), fields
 end
 
 local function check_combination(text)
-    for i, part in ipairs(split(text, "|", 0)) do
-        local props = split(part.text, "^", 0)
+    local i = 0
+    for item in (text .. "|"):gmatch("([^|]*)|") do
+        i = i + 1
+        local props = split(item, "^", 0, 3)
         local class = class_of_type[props[1].text]
         local refusal
         if #props ~= 2 then
@@ -851,7 +936,7 @@ local function check(bytes, form, class, is_request)
         local fields = linux_fields(bytes, class, is_request)
         return refusal_of(fields, 0), fields
     end
-    local _, is_valid = valid_utf8(bytes)
+    local _, is_valid = valid_utf8(captured and bytes:match("^(.*),") or bytes)
     if not is_valid then
         return { position = 0 }, {}
     elseif class == COMBINATION then
@@ -860,13 +945,14 @@ local function check(bytes, form, class, is_request)
     return check_record(bytes, class, is_request)
 end
 
--- How many codes are usual for the class.
+-- Counts the codes that are usual for the class.
 local function usual_codes(fields, class)
     local count = 0
     for _, field in ipairs(fields) do
         local layout = layouts.classes[class]
-        if is_access[field.verb] and field.number == layout.usualAccess
-            or is_kind[field.verb] and field.number == layout.usualKind then
+        local is_usual = is_access[field.verb] and field.number == layout.usualAccess
+            or is_kind[field.verb] and field.number == layout.usualKind
+        if is_usual and not is_cut(field) then
             count = count + 1
         end
     end
@@ -895,7 +981,7 @@ local function has_form(class, form)
     return layouts.classes[class] ~= nil and (form ~= "linux" or layouts.classes[class].linux)
 end
 
--- The class that a message fits best, and whether it is accepted as such.
+-- Returns the class that fits a message best, and whether the message is accepted for it.
 local function guess_class(bytes, form, is_request)
     local classes = { table.unpack(layouts.order) }
     if bytes:find("^", 1, true) then
@@ -933,13 +1019,13 @@ end
 
 local function serial_field(fields)
     for _, field in ipairs(fields) do
-        if is_serial[field.verb] and field.width > 0 then
+        if is_serial[field.verb] and field.width > 0 and not is_cut(field) then
             return field.number
         end
     end
 end
 
--- The serial number of a message, without knowing its class; nil where it carries none.
+-- Returns the serial number of a message, whatever its class; nil if it carries none.
 local function serial_of(bytes, form, is_request)
     if form == "linux" then
         return serial_field(linux_fields(bytes, layouts.order[1], is_request))
@@ -947,11 +1033,11 @@ local function serial_of(bytes, form, is_request)
         return serial_field(scan_frame(bytes, layouts.order[1], is_request).fields)
     end
     local base = layouts.classes[layouts.order[1]]
-    local parts = split(bytes, ",", 0)
+    local parts = split(bytes, ",", 0, MOST_COLUMNS)
     if #parts < base.neededColumns.request or bytes:find("^", 1, true) then
         return nil
     end
-    return serial_field(column_fields(parts, base.requestRecord))
+    return serial_field(column_fields(parts, "PackageBase", base.requestRecord))
 end
 
 local function carries_serial(class, form)
@@ -1021,10 +1107,12 @@ local experts = {
         expert.group.CHECKSUM, expert.severity.ERROR),
     note = ProtoExpert.new("korvinpackage.note", "not as it is written", expert.group.PROTOCOL,
         expert.severity.NOTE),
+    cut = ProtoExpert.new("korvinpackage.cut", CUT, expert.group.UNDECODED, expert.severity.NOTE),
     failure = ProtoExpert.new("korvinpackage.failure", "the request has failed",
         expert.group.RESPONSE_CODE, expert.severity.NOTE),
 }
-main.experts = { experts.malformed, experts.checksum, experts.note, experts.failure }
+main.experts = { experts.malformed, experts.checksum, experts.note, experts.cut,
+    experts.failure }
 
 local FORMS = { [1] = "frame", [2] = "text", [3] = "linux" }
 local form_words = { frame = "byte frame", text = "text record", linux = "Linux frame" }
@@ -1110,7 +1198,7 @@ local function to_hex(bytes)
     end))
 end
 
--- Data that is not in the packet as it is gets a buffer of its own.
+-- Data that the packet does not contain literally gets a buffer of its own.
 local function add_data(tree, range, field, raw)
     local item
     if field.column then
@@ -1133,6 +1221,8 @@ local function add_item(tree, range, field, raw)
     local name, value = field.name, field.value
     if name == "" then
         return tree:add(fields.unread, range)
+    elseif field.is_cut then
+        return tree:add(fields.unread, range):set_text(name .. ": " .. CUT)
     end
     local type = layouts.fields[name].type
     if type == "bytes" then
@@ -1152,7 +1242,9 @@ local function add_fields(tree, range, bytes, list)
         local place = range(math.min(field.offset, #bytes - (field.width == 0 and 1 or 0)),
             field.width)
         local item = add_item(tree, place, field, raw)
-        if field.verb == "status" then
+        if field.is_cut then
+            item:add_proto_expert_info(experts.cut, CUT)
+        elseif field.verb == "status" then
             local result = layouts.codes.commResult[field.value + 1]
             item:append_text(string.format(" (%s)", result or "no name"))
         elseif is_in_bytes[field.verb] then
@@ -1182,7 +1274,7 @@ local function is_malformed(scanned)
     return found
 end
 
--- The outcome of a reply in words; nil for a success.
+-- Returns the outcome of a reply in words; nil for a success.
 local function failure_of(scanned)
     local values = {}
     for _, field in ipairs(scanned.fields) do
@@ -1192,6 +1284,9 @@ local function failure_of(scanned)
         return values.status ~= 0 and string.format("status %d", values.status) or nil
     end
     local comm, pack = values.commResult, values.packageResult
+    if captured and not (comm and pack and values.ack) then
+        return nil
+    end
     if comm and (comm ~= 1 or pack ~= 0 or values.ack ~= 0) then
         return string.format("acknowledge code %d, %s, %s", values.ack or 0,
             layouts.codes.commResult[comm] or comm, layouts.codes.packageResult[pack] or pack)
@@ -1205,7 +1300,8 @@ local function show(range, bytes, pinfo, tree, message, place)
     local title = string.format("%s, %s of %s", message.serial
         and string.format("serial %d", message.serial) or "no serial", direction, message.class)
     local subtree = tree:add(main, range)
-    subtree:append_text(": " .. title)
+    local cut = captured and " [" .. CUT .. "]"
+    subtree:append_text(": " .. title .. (cut or ""))
     subtree:add(fields.class, range(0, 0), message.class):set_generated()
     subtree:add(fields.form, range(0, 0), form_words[message.form]):set_generated()
     subtree:add(fields.direction, range(0, 0), direction):set_generated()
@@ -1228,7 +1324,7 @@ local function show(range, bytes, pinfo, tree, message, place)
     show_tie(pinfo, subtree, place, message.is_request)
     pinfo.cols.protocol = "Korvin"
     pinfo.cols.info:append(string.format("%s%s%s ", title, failure and ", " .. failure or "",
-        is_malformed(scanned) and " [malformed]" or ""))
+        cut or is_malformed(scanned) and " [malformed]" or ""))
 end
 
 local function is_request(pinfo)
@@ -1238,7 +1334,7 @@ local function is_request(pinfo)
     return pinfo.match_uint ~= pinfo.src_port or pinfo.match_uint == pinfo.dst_port
 end
 
--- The words for form and class that the loopback programs put in front of a message.
+-- Reads the words for form and class that the loopback programs put before a message.
 local function label_of(bytes)
     local form, class = bytes:match("^(%l+) (%a+) ")
     if form and form_words[form] and has_form(class, form) then
@@ -1246,63 +1342,91 @@ local function label_of(bytes)
     end
 end
 
+-- Shows a message of which not even the label or the length is there.
+local function show_cut(tvb, offset, tree)
+    tree:add(fields.unread, tvb(offset)):add_proto_expert_info(experts.cut, CUT)
+end
+
+-- @param length is that of the message, of which the capture may have less.
 local function dissect_message(tvb, offset, length, pinfo, tree, wanted_class)
-    local bytes = tvb:raw(offset, length)
+    local bytes = tvb:raw(offset, math.min(length, tvb:len() - offset))
+    captured = nil
+    if #bytes < length and (bytes:match("^%l+$") or bytes:match("^%l+ %a*$")) then
+        show_cut(tvb, offset, tree)
+        return
+    end
     local form, class = label_of(bytes)
     if form then
         local width = #form + #class + 2
         local item = tree:add(fields.label, tvb(offset, width - 1))
         offset, length = offset + width, length - width
-        if length == 0 then
-            item:add_proto_expert_info(experts.malformed, "nothing after the label")
+        bytes = bytes:sub(width + 1)
+        if bytes == "" then
+            item:add_proto_expert_info(length > 0 and experts.cut or experts.malformed,
+                "nothing after the label")
             return
         end
-        bytes = bytes:sub(width + 1)
     else
         form = FORMS[main.prefs.form] or form_of(bytes, is_request(pinfo))
         class = has_form(wanted_class, form) and wanted_class or nil
     end
+    local whole = bytes
+    if #bytes < length then
+        captured = #bytes
+        whole = bytes .. string.rep("\0", form == "text" and 1 or length - #bytes)
+    end
     local place = pinfo.number .. "|" .. offset
     local message = { form = form, is_request = is_request(pinfo) }
-    message.serial = serial_of(bytes, form, message.is_request)
+    message.serial = serial_of(whole, form, message.is_request)
     local request = tie(pinfo, place, message)
     message.class = class or replies[place] and replies[place].class
-        or (guess_class(bytes, form, message.is_request))
+        or (guess_class(whole, form, message.is_request))
     if request then
         request.class = message.class
     end
     if not carries_serial(message.class, form) then
         message.serial = nil
     end
-    message.scanned = scan(bytes, form, message.class, message.is_request)
-    show(tvb(offset, length), bytes, pinfo, tree, message, place)
+    message.scanned = scan(whole, form, message.class, message.is_request)
+    if captured then
+        as_captured(message.scanned)
+    end
+    show(tvb(offset, #bytes), bytes, pinfo, tree, message, place)
 end
 
--- Messages in a TCP stream: a text record is a line; any other message has its length in front, 32
+-- The place, length and size in the stream of the message at an offset; the size is nil where
+-- nobody knows it yet.
+local function message_at(tvb, offset)
+    local there = tvb:len() - offset
+    if there >= 4 and tvb(offset + 3, 1):uint() == 0 then
+        local length = tvb(offset, 4):le_uint()
+        return offset + 4, length, length + 4
+    end
+    local line_end = tvb:raw(offset, there):find("\n", 1, true)
+    return offset, line_end and line_end - 1 or tvb:reported_len() - offset, line_end
+end
+
+-- Messages in a TCP stream: a text record is a line; any other message comes after its length, 32
 -- bits, little-endian. The fourth byte tells them apart: it is 0 in a length, and never in a line.
 local function dissect_stream(tvb, pinfo, tree, class)
     local offset = 0
+    local is_whole = tvb:len() == tvb:reported_len()
     while offset < tvb:len() do
-        local left = tvb:len() - offset
-        local begin, length, size
-        if left >= 4 and tvb(offset + 3, 1):uint() == 0 then
-            length = tvb(offset, 4):le_uint()
-            begin, size = offset + 4, length + 4
-            if length > LARGEST_MESSAGE then
-                tree:add(fields.length, tvb(offset, 4), length)
-                    :add_proto_expert_info(experts.malformed, "more than 1 MiB")
-                return tvb:len()
-            end
-        else
-            local line_end = tvb:raw(offset, left):find("\n", 1, true)
-            if not line_end and left > LARGEST_MESSAGE then
-                tree:add(fields.unread, tvb(offset, left))
-                    :add_proto_expert_info(experts.malformed, "a line of more than 1 MiB")
-                return tvb:len()
-            end
-            begin, length, size = offset, (line_end or 0) - 1, line_end
+        local left = tvb:reported_len() - offset
+        if not is_whole and tvb:len() - offset < 4 then
+            show_cut(tvb, offset, tree)
+            return tvb:len()
         end
-        if not size or size > left then
+        local begin, length, size = message_at(tvb, offset)
+        if length > LARGEST_MESSAGE then
+            local is_line = begin == offset
+            local item = is_line and tree:add(fields.unread, tvb(offset))
+                or tree:add(fields.length, tvb(offset, 4), length)
+            item:add_proto_expert_info(experts.malformed, is_line and "a line of more than 1 MiB"
+                or "more than 1 MiB")
+            return tvb:len()
+        end
+        if is_whole and (not size or size > left) then
             pinfo.desegment_offset = offset
             pinfo.desegment_len = size and size - left or DESEGMENT_ONE_MORE_SEGMENT
             return tvb:len()
@@ -1310,10 +1434,10 @@ local function dissect_stream(tvb, pinfo, tree, class)
         if begin > offset then
             tree:add_le(fields.length, tvb(offset, 4))
         end
-        if length > 0 then
+        if length > 0 and begin < tvb:len() then
             dissect_message(tvb, begin, length, pinfo, tree, class)
         end
-        offset = offset + size
+        offset = offset + (size or left)
     end
     return tvb:len()
 end
@@ -1327,7 +1451,7 @@ local function dissector(class)
         if pinfo.port_type == 2 and main.prefs.framing == LINES_OR_LENGTHS then
             return dissect_stream(tvb, pinfo, tree, class)
         end
-        dissect_message(tvb, 0, tvb:len(), pinfo, tree, class)
+        dissect_message(tvb, 0, tvb:reported_len(), pinfo, tree, class)
         return tvb:len()
     end
 end

@@ -5,18 +5,20 @@
 # machine; the tests of the codecs in other locales; LLVM's standard library; and a compiler for Windows, which
 # only looks at the sources.
 #
+# What a cell prints is in build/matrix/CELL.log; of one that fails, its end is shown.
+#
 # Usage: matrix.sh [CELL...]
-#   CELL  COMPILER-TYPE-KIND, such as clang++-Debug-static, or consumer, i386, libc++, locales, mingw, s390x
+#   CELL  COMPILER-TYPE-KIND, such as clang++-Debug-static, or arm64, consumer, i386, libc++, locales, mingw, s390x
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
 root=build/matrix
-suites=(korvinpackage_tests korvininspect_tests)
+suites=(korvinpackage_tests korvininspect_tests korvinsimulator_tests korvinexchange_tests)
 # Takes an hour in an emulator, and looks at the same code as others do.
 quick=-Explain.AgreesWithTheDecodersOnGeneratedInput
 replays=(bytetools combination frame inspect linuxframe record)
 
-cells=(consumer libc++ locales mingw i386 s390x)
+cells=(consumer libc++ locales mingw arm64 i386 s390x)
 for compiler in g++ clang++; do
     for type in Debug Release; do
         cells+=("$compiler-$type-shared" "$compiler-$type-static")
@@ -40,9 +42,9 @@ need() {
 # Builds the CELL with these OPTIONS for CMake, and tests it.
 tested() {
     local build=$root/$1
-    cmake -S . -B "$build" -G Ninja -DKORVINPACKAGE_WERROR=ON "${@:2}" >/dev/null
-    cmake --build "$build" >/dev/null
-    ctest --test-dir "$build" --label-exclude outside --no-tests=error -j "$(nproc)" | tail -n 3
+    cmake -S . -B "$build" -G Ninja -DKORVINPACKAGE_WERROR=ON "${@:2}"
+    cmake --build "$build"
+    ctest --test-dir "$build" --label-exclude outside --no-tests=error --output-on-failure -j "$(nproc)"
 }
 
 native() {
@@ -57,9 +59,9 @@ libcxx() {
     need googletest libc++-dev libc++abi-dev
     local prefix=$PWD/$root/googletest
     local options=(-DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-stdlib=libc++ -DCMAKE_BUILD_TYPE=Debug)
-    cmake -S /usr/src/googletest -B "$prefix/build" "${options[@]}" -DBUILD_GMOCK=OFF >/dev/null
-    cmake --build "$prefix/build" >/dev/null
-    cmake --install "$prefix/build" --prefix "$prefix" >/dev/null
+    cmake -S /usr/src/googletest -B "$prefix/build" "${options[@]}" -DBUILD_GMOCK=OFF
+    cmake --build "$prefix/build"
+    cmake --install "$prefix/build" --prefix "$prefix"
     tested libc++ "${options[@]}" -DGTest_DIR="$prefix/lib/cmake/GTest"
 }
 
@@ -84,8 +86,8 @@ mingw() {
 
 # Users of the libraries with strict Qt defines; those that only link have no exceptions either.
 consumer() {
-    cmake --preset dev >/dev/null
-    cmake --build --preset dev >/dev/null
+    cmake --preset dev
+    cmake --build --preset dev
     local strict=(-DQT_NO_CAST_FROM_ASCII -DQT_NO_CAST_TO_ASCII -DQT_NO_CAST_FROM_BYTEARRAY
         -DQT_NO_URL_CAST_FROM_STRING -DQT_NO_KEYWORDS -DQT_NO_FOREACH -DQT_STRICT_ITERATORS
         -DQT_USE_QSTRINGBUILDER)
@@ -95,8 +97,8 @@ consumer() {
 }
 
 locales() {
-    cmake --preset dev >/dev/null
-    cmake --build --preset dev >/dev/null
+    cmake --preset dev
+    cmake --build --preset dev
     .ci/locales.sh
 }
 
@@ -107,7 +109,6 @@ emulated() {
     need mmdebstrap qemu-user-static "g++-${compiler//_/-}"
     local sysroot=$PWD/$root/sysroot-$architecture build=$root/$architecture
     if [[ ! -d $sysroot ]]; then
-        mkdir -p "$root"
         mmdebstrap --quiet --variant=extract --architectures="$architecture" \
             --include=libgtest-dev,qtbase5-dev bookworm "$sysroot" http://deb.debian.org/debian
         for tool in moc rcc; do
@@ -121,33 +122,41 @@ emulated() {
         -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY \
         -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY \
         -DCMAKE_CROSSCOMPILING_EMULATOR="$emulator;-L;$sysroot" \
-        -DKORVINPACKAGE_BUILD_EXAMPLES=OFF >/dev/null
-    cmake --build "$build" --target "${suites[@]}" "${replays[@]/%/_replay}" >/dev/null
+        -DKORVINPACKAGE_BUILD_EXAMPLES=OFF
+    cmake --build "$build" --target "${suites[@]}" "${replays[@]/%/_replay}"
     for suite in "${suites[@]}"; do
         LC_ALL=C.UTF-8 "$emulator" -L "$sysroot" "$build/tests/$suite" --gtest_brief=1 --gtest_filter="$quick"
     done
     for target in "${replays[@]}"; do
-        "$emulator" -L "$sysroot" "$build/fuzz/${target}_replay" "fuzz/corpus/$target" | tail -n 1
+        "$emulator" -L "$sysroot" "$build/fuzz/${target}_replay" "fuzz/corpus/$target"
     done
 }
 
 scripts/setup.sh --ci
+mkdir -p "$root"
 failed=()
 for cell in "${cells[@]}"; do
     echo "=== $cell (${SECONDS} s)"
     case $cell in
     consumer | locales | mingw) run=("$cell") ;;
     libc++) run=(libcxx) ;;
+    arm64) run=(emulated arm64 aarch64-linux-gnu aarch64-linux-gnu qemu-aarch64-static) ;;
     i386) run=(emulated i386 i386-linux-gnu i686-linux-gnu qemu-i386-static) ;;
     s390x) run=(emulated s390x s390x-linux-gnu s390x-linux-gnu qemu-s390x-static) ;;
     *) run=(native "$cell") ;;
     esac
     # Not in the condition itself, where set -e would be ignored.
     set +e
-    (set -e; "${run[@]}")
+    (set -e; "${run[@]}") >"$root/$cell.log" 2>&1
     status=$?
     set -e
-    [[ $status -eq 0 ]] || failed+=("$cell")
+    if [[ $status -ne 0 ]]; then
+        failed+=("$cell")
+        tail -n 60 "$root/$cell.log"
+        echo "matrix: $cell failed; all that it printed is in $root/$cell.log" >&2
+    else
+        grep -E '^100% tests passed|PASSED|inputs, 0 failed|sources compile|^consumer' "$root/$cell.log" || true
+    fi
 done
 if [[ ${#failed[@]} -gt 0 ]]; then
     echo "matrix: failed: ${failed[*]}" >&2

@@ -46,6 +46,15 @@ LIBRARIES = {
         ("korvininspect_tests", GENERATED),
         ("korvinpack_tests", "*"),
     ],
+    "korvinsimulator": [
+        ("korvinsimulator_tests", "*"),
+        ("outofmemory_tests", "SimulatorMemory.*"),
+        ("korvinexchange_tests", "*"),
+    ],
+    "korvinexchange": [
+        ("korvinexchange_tests", "*"),
+        ("outofmemory_tests", "*EngineMemory*:*FramingMemory*"),
+    ],
     "layouts": [(f"{target}_replay", target) for target in
                 ("frame", "record", "linuxframe", "combination", "inspect")],
 }

@@ -613,7 +613,7 @@ TEST_F(ConformDevice, RefusesWrongArguments)
         {"/nowhere", "--set replyDataLength=1 --read 1:4", "--set replyDataLength=1: "},
         {"/nowhere", "--set desAddr=256 --read 1:4", "--set desAddr=256: "},
         {"/nowhere", "--timeout 0 --read 1:4", "--timeout 0: "},
-        {"/nowhere", "--read 1:4 program", "program: a program or a device"},
+        {"/nowhere", "--read 1:4 program", "program: not allowed with --device"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.message);

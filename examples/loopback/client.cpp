@@ -297,7 +297,7 @@ private:
                              [&](qint64 done, qint64 total) { progress.show(done, total); });
             reply->waitForFinished(LongerThanAny);
             if (result.outcome == Outcome::Success)
-                result = reply->event();
+                result = reply->result();
             delete reply;
         }
         if (result.outcome == Outcome::Failure)

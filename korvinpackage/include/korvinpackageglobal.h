@@ -2,13 +2,13 @@
 #define KORVINPACKAGE_KORVINPACKAGEGLOBAL_H
 
 /// @file
-/// Marks what the library exports. A static build defines KORVINPACKAGE_STATIC, for itself and
-/// for its users.
+/// Defines the macro that exports classes and functions of the library. A static build defines
+/// KORVINPACKAGE_STATIC, for itself and for its users.
 
 #include <QtCore/QtGlobal>
 
 /// @def KORVINPACKAGE_EXPORT
-/// Stands before what is exported; empty in a static build.
+/// Marks an exported class or function; empty in a static build.
 
 #if defined(KORVINPACKAGE_STATIC)
 #define KORVINPACKAGE_EXPORT

@@ -6,16 +6,16 @@
 
 /// The codes that every package exchanges.
 ///
-/// Each enumeration has a fixed `int` underlying type, so that a code outside its rows, whatever
-/// a peer sent, is carried as it is. Frames carry the values as single bytes, text records carry
-/// the names. Names are matched exactly, letter case included.
+/// Each enumeration has the fixed underlying type `int`, so that a code without an enumerator is
+/// kept as the peer sent it. Frames carry the values as single bytes, text records carry the names.
+/// Names are case-sensitive.
 namespace OrvexEnum {
 
 /// Direction of a register access.
 ///
-/// Frames carry 0 for `Read` and 1 for any other code; a byte other than 0 reads as `Write`.
-/// Records carry "write" for `Write` and "read" for any other code; any text other than "read"
-/// reads as `Write`.
+/// Frames carry 0 for `Read` and 1 for any other code; any byte except 0 reads as `Write`. Records
+/// carry "write" for `Write` and "read" for any other code; any text except "read" reads as
+/// `Write`.
 enum ReadWriteCode : int {
     Read = 0, ///< "read"
     Write = 1 ///< "write"
@@ -23,7 +23,8 @@ enum ReadWriteCode : int {
 
 /// Outcome of the transport; `CommOk` in a new package.
 ///
-/// A code without a row has the empty name. An unknown name reads as `CommOk`, never as an error.
+/// A code without an enumerator has the empty name. An unknown name reads as `CommOk`; it is never
+/// an error.
 enum CommResults : int {
     CommPending = 0,     ///< "pending"
     CommOk = 1,          ///< "ok"
@@ -37,9 +38,9 @@ enum CommResults : int {
 
 /// Outcome reported by the device or by the receiving side; `PackOk` in a new package.
 ///
-/// A code without a row has the empty name. An unknown name reads as `PackOk`, never as an error.
-/// The names "timeOut" and "forceCancel" differ on purpose from "timeout" and "forcedCancel" of
-/// CommResults.
+/// A code without an enumerator has the empty name. An unknown name reads as `PackOk`; it is never
+/// an error. The names "timeOut" and "forceCancel" differ on purpose from "timeout" and
+/// "forcedCancel" of CommResults.
 enum PackageResults : int {
     PackOk = 0,                    ///< "ok"
     PackFileErr = 1,               ///< "fileErr"
@@ -67,8 +68,8 @@ enum PackageResults : int {
 
 /// Kind of payload that a client's package carries; `DataPackage` in a new package.
 ///
-/// Any code without a row is written "data". What an unknown word reads as depends on the class:
-/// `MemDataPackage` in a read, `DataPackage` in a write.
+/// Any code without an enumerator is written as "data". An unknown word reads as `MemDataPackage`
+/// in a read, and as `DataPackage` in a write.
 enum ClientPackageType : int {
     DataPackage = 0,   ///< "data"
     FilePackage = 1,   ///< "file"

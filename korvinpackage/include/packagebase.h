@@ -11,23 +11,24 @@
 #include <cstddef>
 
 namespace KORVIN_LINUX_CLIENT {
-/// The time-out timer of the caller's side. A package only keeps a pointer to it.
+/// The caller's time-out timer. A package only keeps a pointer to it.
 class PackageTimerOut;
 } // namespace KORVIN_LINUX_CLIENT
 
 struct PackageBasePrivate;
 
-/// A packet addressed to one device operation: the root of every request and reply.
+/// A package addressed to one register of a device: the base class of every request and reply.
 ///
 /// A package holds the address of the operation (screen, destination, device type, port, scan
 /// board, register), its identity (serial number, device key, tag), the bookkeeping of a split
-/// transfer, and the outcome. It turns itself into a byte frame for the device side and into a
-/// text record for the proxy link, and reads both back. Subclasses append their own part to each.
-/// Use a subclass for a request; use PackageBase itself to look at the part that all share.
+/// transfer, and the outcome. It encodes itself as a byte frame for the device and as a text record
+/// for the proxy link, and decodes both. Subclasses append their own fields to each. Use a subclass
+/// to make a request; use PackageBase itself to read the fields that all classes share.
 ///
 /// @dotfile frame.dot "Byte frames, and the bytes of their parts"
 ///
-/// **Request frame**, integers little-endian, D and T the UTF-8 sizes of device key and tag:
+/// **Request frame**: integers are little-endian, D and T are the sizes of device key and tag in
+/// UTF-8.
 ///
 /// <!-- table: request header -->
 ///
@@ -50,7 +51,7 @@ struct PackageBasePrivate;
 /// | 19+D+T | 2     | lowAddr       | unsigned                   |
 /// | 21+D+T | 2     | highAddr      | unsigned                   |
 ///
-/// **Short reply**, 6 bytes; serial number 5 and success are `00 05 00 00 01 00`:
+/// **Short reply**: 6 bytes. With serial number 5 and success it is `00 05 00 00 01 00`.
 ///
 /// <!-- table: short reply -->
 ///
@@ -62,7 +63,7 @@ struct PackageBasePrivate;
 /// | 4      | 1     | commResult | code, low 8 bits      |
 /// | 5      | 1     | packResult | code, low 8 bits      |
 ///
-/// **Full reply**: the request frame with marker 1, then the results:
+/// **Full reply**: the request frame with marker 1, then the results.
 ///
 /// <!-- table: results of a full reply as written -->
 ///
@@ -75,8 +76,8 @@ struct PackageBasePrivate;
 /// | 4      | 1     | packResult | code, low 8 bits         |
 /// | 5      | 1     | -          | undefined, written as 00 |
 ///
-/// The decoder reads them in another way, and so does not get back what was written. Both sides of
-/// the protocol do this; it stays.
+/// The decoder reads the results from the first three bytes instead, and so does not get back what
+/// was written. Both ends of the protocol do this, and it will not change.
 ///
 /// <!-- table: results of a full reply as read -->
 ///
@@ -86,14 +87,14 @@ struct PackageBasePrivate;
 /// | 1      | 1     | commResult | code, low 8 bits     |
 /// | 2      | 1     | packResult | code, low 8 bits     |
 ///
-/// **Records**: columns joined by ",", 15 in a request and 16 in a reply, numbers in decimal.
+/// **Records**: columns joined by ",", 15 in a request and 16 in a reply. Numbers are decimal.
 ///
 /// <!-- table: common columns -->
 ///
 /// | column | field | written | read |
 /// |---|---|---|---|
 /// | 0 | serialNum | unsigned 64-bit | signed 32-bit |
-/// | 1 | deviceKey | `/` as `#*#`, then `,` as `*#*` | `*#*` as `,`, then `#*#` as `/` |
+/// | 1 | deviceKey | `/` as `#*#`, `,` as `*#*` | `*#*` as `,`, then `#*#` as `/` |
 /// | 2 | deviceType | signed | signed 32-bit |
 /// | 3 | scrAddr | 0 to 255 | unsigned, low 8 bits kept |
 /// | 4 | desAddr | 0 to 255 | unsigned, low 8 bits kept |
@@ -108,7 +109,7 @@ struct PackageBasePrivate;
 /// | 13 | commResult | name, or nothing for a code without one | any other text as `ok` |
 /// | 14 | packResult | name, or nothing for a code without one | any other text as `ok` |
 ///
-/// A reply has one more:
+/// A reply has one more column:
 ///
 /// <!-- table: acknowledge column -->
 ///
@@ -123,10 +124,10 @@ struct PackageBasePrivate;
 ///     7,usb#*#0*#*1,1,0,255,2,65535,2560,16,0,write,3000,t1,pending,ok
 ///
 /// Decoders return false and leave the object as it was when the input is too short, has too few
-/// columns or fails its checksum. A number that does not parse, and a byte field that does not
-/// fit, reads as 0. When memory runs out an encoder returns an empty frame or record and a decoder
-/// returns false (but a decoder of frames ignores the result of its payload hook, whatever the
-/// reason); no exception leaves an operation that reports by its result.
+/// columns or has a wrong checksum. A number that does not parse reads as 0, and so does a field
+/// past the end of a frame. When memory runs out, an encoder returns an empty frame or record, and
+/// a decoder returns false; except that a decoder of frames ignores the result of its payload hook.
+/// An operation that reports by its result throws no exception.
 ///
 /// A package belongs to one thread at a time. Pointers to out-parameters must not be null.
 class KORVINPACKAGE_EXPORT PackageBase : public QObject
@@ -137,28 +138,29 @@ public:
     /// @name Construction
     /// @{
 
-    /// An empty package: serial number 0 (none is drawn), time-out 3, maximum part size 2048,
-    /// `CommOk`, `PackOk`, tag protocol "3rd-proto", register address self-increasing.
+    /// Makes an empty package: serial number 0 (it draws none), time-out 3, maximum part size 2048,
+    /// `CommOk`, `PackOk`, tag protocol "3rd-proto", self-increasing register address.
     PackageBase();
 
-    /// A package with the next serial number, an acknowledge code, and the kind `DataPackage`.
+    /// Makes a package with the next serial number, an acknowledge code, and the kind
+    /// `DataPackage`.
     PackageBase(QString deviceKey, uchar ackCode, uchar scrAddr, uchar desAddr, uchar deviceType,
                 uchar portAddr, ushort scanBoardAddr, ushort highAddr, ushort lowAddr,
                 OrvexEnum::ReadWriteCode readWriteCode, uchar reserved2, int timeout, QString tag,
                 OrvexEnum::CommResults commResult, bool isRegisterAddrSelfIncreasing);
 
-    /// A package with the next serial number, acknowledge code 0, and a kind.
+    /// Makes a package with the next serial number, acknowledge code 0, and a kind.
     PackageBase(QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType, uchar portAddr,
                 ushort scanBoardAddr, ushort highAddr, ushort lowAddr, uchar reserved2, int timeout,
                 QString tag, OrvexEnum::CommResults commResult,
                 OrvexEnum::ClientPackageType clientPackageType,
                 OrvexEnum::ReadWriteCode readWriteCode, bool isRegisterAddrSelfIncreasing);
 
-    /// A package with the same fields, serial number, user token and timer included. The server
-    /// connection key and all that belongs to QObject (parent, name, connections) start empty.
+    /// Copies all fields, including serial number, user token and timer. The server connection key
+    /// and the state of QObject (parent, name, connections) are not copied.
     PackageBase(const PackageBase &other);
 
-    /// Takes over the same fields as the copy constructor; keeps its own server connection key.
+    /// Copies the same fields as the copy constructor. The target keeps its server connection key.
     PackageBase &operator=(const PackageBase &other);
 
     /// Deletes neither the user token nor the timer.
@@ -169,49 +171,50 @@ public:
 
     /// @}
 
-    /// Draws the next serial number of the process: 2, 3 and so on to 255, then from 1. Not
-    /// locked: threads that create packages at the same time must take turns.
+    /// Draws the next serial number of the process: 2, 3 and so on to 255, then from 1 again. Not
+    /// thread-safe: threads that create packages must not do so at the same time.
     static quint64 makeSerialNum();
 
-    /// The serial number that was drawn last, initially 1. Set it to give each process a start of
-    /// its own, or to draw the same numbers again.
+    /// The last serial number drawn, initially 1. Set it to start each process at a different
+    /// number, or to draw the same numbers again.
     static quint64 SERIALNUM;
 
     /// @{
-    /// Ties a reply to its request. Frames carry its low 16 bits, Linux frames its low 8; records
-    /// are written with all 64, and read with 32.
+    /// Matches a reply to its request. Frames carry its low 16 bits, Linux frames its low 8.
+    /// Records are written with all 64 bits, and read with 32.
     ///
-    /// Reads as 0, with a critical log message, if the package has lost its fields.
+    /// The getter returns 0, and logs a critical message, if a subclass has dropped the fields.
     quint64 getSerialNum() const;
     void setSerialNum(quint64 serialNum);
     /// @}
 
     /// @{
-    /// Key of the device on its link. In frames up to 65535 bytes of UTF-8; a zero byte ends it.
+    /// Key of the device on its link. A frame carries up to 65535 bytes of it in UTF-8, and its
+    /// reader ends it at a zero byte.
     QString getDeviceKey() const;
     void setDeviceKey(QString deviceKey);
     /// @}
 
     /// @{
-    /// The caller's tag, echoed by the peer. A "," in it shifts all later columns of a record. In
-    /// frames up to 65535 bytes of UTF-8; a zero byte ends it.
+    /// The caller's tag, which the peer echoes. A "," in it shifts all later columns of a record. A
+    /// frame carries up to 65535 bytes of it in UTF-8, and its reader ends it at a zero byte.
     QString getTag() const;
     void setTag(QString tag);
     /// @}
 
     /// @{
-    /// Protocol tag, for the caller; in no encoding.
+    /// Protocol tag, for the caller. Not encoded.
     QString getTagProto() const;
     void setTagProto(QString tagProto);
     /// @}
 
     /// @{
-    /// Key of the server connection that the package travels on; neither encoded nor copied.
+    /// Key of the server connection that carries the package. Neither encoded nor copied.
     QString getSeverConnectionKey();
     void setServerConnectionKey(const QString &serverConnectionKey);
     /// @}
 
-    /// Orders by serial number, as unsigned numbers.
+    /// Compares the serial numbers as unsigned numbers.
     bool operator<(const PackageBase &other);
 
     /// @{
@@ -219,9 +222,9 @@ public:
     /// low word, and the direction.
     ///
     /// Screen, destination and port are bytes, 0 to 255, whatever type a setter takes. The scan
-    /// board address and both words have 16 bits; more is cut off. Device type and reserved 2 have
-    /// 32 bits, signed: records carry all of them, frames the low byte. Whether the register
-    /// address advances by itself is in no encoding.
+    /// board address and both words have 16 bits; setters drop higher bits. Device type and
+    /// reserved 2 have 32 bits, signed: records carry all 32, frames the low 8. Whether the
+    /// register address advances by itself is not encoded.
     uchar getScrAddr() const;
     void setScrAddr(char scrAddr);
     ushort getDesAddr() const;
@@ -245,7 +248,7 @@ public:
     /// @}
 
     /// @{
-    /// Time-out in the caller's unit, signed, 32 bits; the library only stores and transmits it.
+    /// Time-out in the caller's unit, signed, 32 bits. The library only stores and encodes it.
     /// Linux frames do not carry it.
     int getTimeout() const;
     void setTimeout(int timeout);
@@ -254,7 +257,7 @@ public:
     /// @{
     /// Largest payload of one part in bytes, number of parts, and index of the part being handled.
     ///
-    /// In no encoding. Decoders of request records derive the part count where their class says so.
+    /// Not encoded. The decoders of request records that set the part count say so.
     int getMaxPartSize() const;
     void setMaxPartSize(int maxPartSize);
     int getPartCount() const;
@@ -263,40 +266,40 @@ public:
     void setCurPartIndex(int curPartIndex);
     /// @}
 
-    /// True when @p sentParts is at least the part count; always true with part count 0.
+    /// Returns whether @p sentParts is at least the part count; always true with part count 0.
     bool partSendComplete(int sentParts);
 
     /// @{
-    /// Kind of payload, carried by read requests. PackageRequestWrite keeps a kind of its own
-    /// beside this one.
+    /// Kind of payload, which read requests carry. PackageRequestWrite has a second kind of its
+    /// own.
     OrvexEnum::ClientPackageType getClientPackageType() const;
     void setClientPackageType(OrvexEnum::ClientPackageType clientPackageType);
     /// @}
 
     /// @{
-    /// Whether the caller subscribes to hardware notifications; not in any encoding.
+    /// Whether the caller subscribes to hardware notifications. Not encoded.
     bool getSubcribeHardware();
     void setSubcribeHardware(bool subcribeHardware);
     /// @}
 
     /// @{
-    /// The caller's own pointer; copied with the package, never dereferenced or freed.
+    /// The caller's own pointer. It is copied with the package, never dereferenced or freed.
     void *getUserToken() const;
     void setUserToken(void *userToken);
     /// @}
 
     /// @{
-    /// The caller's timer; copied with the package, never used or freed.
+    /// The caller's timer. It is copied with the package, never used or freed.
     KORVIN_LINUX_CLIENT::PackageTimerOut *getTimeOutTimer() const;
     void setTimeOutTimer(KORVIN_LINUX_CLIENT::PackageTimerOut *timeOutTimer);
     /// @}
 
     /// @{
-    /// Acknowledge code of the device, 0 for accepted; result of the transport; result of the
-    /// device or the receiving side.
+    /// Acknowledge code of the device, where 0 means accepted; result of the transport; result of
+    /// the device or the receiving side.
     ///
-    /// Frames carry the low byte of each, records the number of the first and the names of the
-    /// others. A Linux frame has one signed status byte for all three.
+    /// Frames carry the low byte of each. Records carry the acknowledge code as a number and the
+    /// results by name. A Linux frame has one signed status byte for all three.
     uint getAckCode() const;
     void setAckCode(uint ackCode);
     OrvexEnum::CommResults getCommResult() const;
@@ -304,46 +307,48 @@ public:
     OrvexEnum::PackageResults getPackResult() const;
     void setPackResult(OrvexEnum::PackageResults packResult);
 
-    /// True exactly for `CommOk`, `PackOk` and acknowledge code 0.
+    /// Returns true for `CommOk`, `PackOk` and acknowledge code 0, otherwise false.
     bool isPackageSuccess();
 
     /// @}
     /// @name Byte tools
-    /// Positions and lengths may be any number; nothing outside an array is read or written.
+    /// Any number is allowed as a position or length: nothing outside an array is read or written.
     /// @{
 
-    /// Copies @p length bytes, enlarging @p destination where it is too short (the gap is 0).
+    /// Copies @p length bytes. A @p destination that is too short grows; bytes between its old end
+    /// and @p destIndex become 0.
     ///
-    /// @return false, with a debug message, when the source ends before @p sourceIndex + @p length;
-    ///     false for a negative position. True without copying for a length of 0 or less.
+    /// @return false, with a debug message, if the source ends before @p sourceIndex + @p length;
+    ///     false for a negative position; true, with nothing copied, for a length of 0 or less.
     static bool ArrayCopy(QByteArray sourceArray, int sourceIndex, QByteArray *destination,
                           int destIndex, int length);
 
     /// Writes the low @p count bytes of @p value at @p start, least significant first.
     ///
-    /// A field may end one byte behind the array, which then grows by that byte.
+    /// A field may end one byte past the end of the array, which then grows by that byte.
     ///
     /// @param index becomes @p start + @p count, also when the call fails.
-    /// @return false, with nothing written, for a field that ends further out or starts at a
-    ///     negative position, or for a count of 0 or less.
+    /// @return false, with nothing written, for a field that ends later or starts at a negative
+    ///     position, or for a count of 0 or less.
     static bool SetBytesFromInt(QByteArray *array, int start, int count, int value, int *index);
 
-    /// Reads @p count bytes at @p start as an unsigned number, least significant first; of more
-    /// than four bytes the first four count.
+    /// Reads @p count bytes at @p start as an unsigned number, least significant first. Of more
+    /// than four bytes, it uses the first four.
     ///
-    /// @param index becomes @p start + @p count; unchanged when the field does not fit.
-    /// @return the value; 0 when the field does not fit or starts at a negative position.
+    /// @param index becomes @p start + @p count; unchanged if the field does not lie in the array.
+    /// @return the value; 0 if the field does not lie in the array.
     static int GetVauleFromBytes(QByteArray array, int start, int count, int *index);
 
-    /// Adds the @p length bytes from @p start to the seed 0x5555. A checksum is the low 16 bits.
+    /// Sets @p revise to 0x5555 plus the sum of the @p length bytes from @p start on. A checksum is
+    /// its low 16 bits.
     static void calcRevise(QByteArray data, int start, int length, int *revise);
 
-    /// Verifies a frame of @p length bytes at @p start that ends in its checksum.
+    /// Verifies a frame of @p length bytes at @p start that ends with its checksum.
     ///
-    /// The first two and the last two bytes are not summed; the last two hold the sum, low byte
-    /// first. A frame of two to four bytes has an empty body and verifies when it ends in 55 55.
+    /// The last two bytes hold the sum, low byte first, of all bytes except the first two and the
+    /// last two. A frame of two to four bytes has nothing to sum and is right if it ends in 55 55.
     ///
-    /// @return false for a wrong checksum and for an array that ends before the frame does.
+    /// @return false for a wrong checksum, and for an array that ends before the frame does.
     static bool ReviseOk(QByteArray data, int start, int length);
 
     /// @}
@@ -351,55 +356,57 @@ public:
     /// Hooks for subclasses that carry data; the base carries none.
     /// @{
 
-    /// Number of data bytes that the operation moves.
+    /// Returns the number of data bytes that the operation transfers; 0 in the base.
     virtual int getDataLength() const;
 
-    /// The data; empty in the base.
+    /// Returns the data; empty in the base.
     virtual QByteArray data() const;
 
-    /// Stores the data, without its length; the base does nothing.
+    /// Stores the data, but not its length. The base does nothing.
     virtual void setData(const QByteArray &data);
 
-    /// Stores the number of bytes that a write sends; the base does nothing.
+    /// Stores the number of bytes that a write sends. The base does nothing.
     virtual void setPackageDataLength(int packageDataLength);
 
-    /// The number of bytes that a write sends; 0 in the base.
+    /// Returns the number of bytes that a write sends; 0 in the base.
     virtual int getPackageDataLength() const;
 
     /// @}
     /// @name Byte frame
     /// @{
 
-    /// The request frame; empty when memory has run out.
+    /// Returns the request frame; empty when memory runs out.
     virtual QByteArray MackPackageRequest();
 
-    /// Reads a request frame that begins at @p startIndex. Its marker is skipped, not tested.
+    /// Reads a request frame that begins at @p startIndex. It skips the marker without a test.
     ///
-    /// A field that does not fit reads as 0 and takes no bytes, so that a later, shorter field may
-    /// still read what is there.
+    /// A field that does not fit into the rest of the data reads as 0 and consumes no bytes. A
+    /// later, shorter field may then read those bytes.
     ///
     /// @param index becomes the number of bytes consumed.
     /// @return true, however short the data is.
     virtual bool UnPackageRequest(QByteArray data, int startIndex, int *index);
 
-    /// The reply frame: full, with the request frame of MackPackageRequest() inside, or short.
+    /// Returns the reply frame: full, with the request frame of MackPackageRequest() inside, or
+    /// short.
     ///
-    /// Where an override makes an empty request frame, the full reply is acknowledge code, marker,
+    /// If an override returns an empty request frame, the full reply is acknowledge code, marker,
     /// communication result, 0, package result, 0.
     virtual QByteArray MackPackageReply(bool full);
 
     /// Reads a reply frame that begins at @p startIndex.
     ///
-    /// The marker that tells full from short is the first byte of @p data, whatever @p startIndex
-    /// is; an empty array counts as a short reply.
+    /// The marker that tells a full reply from a short one is the first byte of @p data, not the
+    /// byte at @p startIndex. An empty array counts as a short reply.
     ///
-    /// @param index becomes the number of bytes consumed; 6 for a short reply, however short.
+    /// @param index becomes the number of bytes consumed; 6 for a short reply, even if it is cut
+    ///     off.
     /// @param full becomes true for a full reply.
-    /// @return false only when the request inside a full reply is refused.
+    /// @return false only if the request inside a full reply is refused.
     virtual bool UnPackageReply(QByteArray data, int startIndex, int *index, bool *full);
 
-    /// Hook: appends the subclass's payload to @p package. The base appends nothing. Reports no
-    /// result, so it may throw std::bad_alloc to the encoder that called it.
+    /// Hook: appends the subclass's payload to @p package. The base appends nothing. It has no
+    /// result, and so may throw std::bad_alloc to the encoder that calls it.
     virtual void AppendDataToPackage(bool isRequest, QByteArray *package);
 
     /// Hook: reads the subclass's payload at @p startIndex. The base reads nothing.
@@ -412,33 +419,35 @@ public:
     /// @name Text record
     /// @{
 
-    /// The reply record: the request record, then the acknowledge code.
+    /// Returns the reply record: the request record, then the acknowledge code.
     virtual QString makePackageReply();
 
-    /// The request record.
+    /// Returns the request record.
     virtual QString makePackageRequest();
 
     /// Placeholder of a raw-buffer form: changes nothing and returns true.
     virtual bool unPackageReply(void *buffer, int length);
 
-    /// Reads a reply record: its common columns with unPackage(), then the acknowledge code.
+    /// Reads a reply record: the common columns with unPackage(), then the acknowledge code.
     ///
-    /// @return false when unPackage() refuses the record, and when it has fewer than 16 columns.
-    ///     Nothing is changed then, except by an override of unPackage() that accepts fewer than
-    ///     15 columns, such as the one of SpecialPackageRequest. A record of exactly 15 columns is
-    ///     refused before unPackage() sees it.
+    /// @return false if unPackage() refuses the record, or if it has fewer than 16 columns. Nothing
+    ///     is changed then, unless an override of unPackage() accepts fewer than 15 columns, as
+    ///     that of SpecialPackageRequest does. A record of exactly 15 columns is refused before
+    ///     unPackage() is called.
     virtual bool unPackageReply(QString text);
 
     /// Reads a request record.
     ///
-    /// A serial number above 2147483647 reads as 0 and "-1" as all ones, since the column is
-    /// written unsigned with 64 bits and read signed with 32.
+    /// A serial number above 2147483647 reads as 0, and "-1" as 18446744073709551615, because the
+    /// column is written as an unsigned 64-bit number and read as a signed 32-bit number.
     ///
-    /// @return false, with nothing changed, when it has fewer than 15 columns.
+    /// @return false, with nothing changed, for fewer than 15 columns.
     virtual bool unPackageRequest(QString text);
 
 protected:
-    /// Reads the 15 common columns; further columns are ignored.
+    /// Reads the 15 common columns and ignores any further ones.
+    ///
+    /// @return false, with nothing changed, for fewer than 15 columns.
     virtual bool unPackage(QString text);
 
 public:
@@ -449,28 +458,29 @@ public:
     /// @name Linux frame
     /// @{
 
-    /// Verifies the checksum of a reply of the Linux client's frame and takes over its header.
+    /// Verifies the checksum of a Linux reply and reads its header. See PackageRequestReadData for
+    /// the bytes.
     ///
-    /// The status byte s, signed, sets the communication result s + 1, the acknowledge code s and
-    /// the package result s. Device type, read/write code and reserved 2 are signed bytes. Bytes
-    /// behind the end of a short frame read as 0.
+    /// The status byte s, signed, sets the communication result to s + 1, and the acknowledge code
+    /// and the package result to s. Device type, read/write code and reserved 2 are signed bytes.
+    /// Bytes past the end of a short frame read as 0.
     ///
-    /// @return false, with nothing changed, when the checksum is wrong.
+    /// @return false, with nothing changed, if the checksum is wrong.
     virtual bool unBasePackageReply_Linux(QByteArray bytes);
 
     /// @}
 
 protected:
-    /// The 15 common columns; empty when memory has run out.
+    /// Returns the 15 common columns; empty when memory runs out.
     virtual QString makePackage();
 
 Q_SIGNALS:
-    /// For the caller's transport, to announce that it begins with @p package. The library never
-    /// emits it; @p token is the transport's own.
+    /// The caller's transport may emit this when it begins with @p package, with a token of its
+    /// own. The library never does.
     void BeginRequestEvent(void *token, PackageBase *package);
 
-    /// For the caller's transport, to announce that it has completed @p package. The library never
-    /// emits it; @p token is the transport's own.
+    /// The caller's transport may emit this when it has completed @p package, with a token of its
+    /// own. The library never does.
     void CompleteRequestEvent(void *token, PackageBase *package);
 
 private:
@@ -480,8 +490,8 @@ private:
     static OrvexEnum::PackageResults GetPackageResultsStr(QString name);
 
 protected:
-    /// Owns the protocol fields, whose type only the library knows. They lie inside of their owner,
-    /// which saves an allocation for each package.
+    /// Owns the protocol fields, whose type is private. They lie inside their owner, which saves an
+    /// allocation for each package.
     class KORVINPACKAGE_EXPORT FieldsOwner
     {
     public:
@@ -492,13 +502,13 @@ protected:
         FieldsOwner &operator=(const FieldsOwner &) = delete;
 
         /// @{
-        /// Destroys the fields; the owner is null then.
+        /// Destroys the fields. The owner is null afterwards.
         void reset();
         FieldsOwner &operator=(std::nullptr_t);
         /// @}
 
         /// @{
-        /// As of a pointer.
+        /// Accesses the fields as a pointer does.
         PackageBasePrivate *get() const { return m_fields; }
         PackageBasePrivate *operator->() const { return m_fields; }
         PackageBasePrivate &operator*() const { return *m_fields; }
@@ -510,8 +520,8 @@ protected:
         alignas(quint64) char m_memory[3 * sizeof(QString) + 2 * sizeof(void *) + 80];
     };
 
-    /// All protocol fields. Every constructor makes them; a subclass that drops them may call
-    /// getSerialNum() and destroy the package, and nothing else.
+    /// All protocol fields, which every constructor makes. After a subclass has dropped them, only
+    /// getSerialNum() and the destructor may be called.
     FieldsOwner m_pPackageBasePri;
 
 private:

@@ -5,8 +5,8 @@
 
 /// A request to read a block of bytes.
 ///
-/// **Data block**, after the payload of PackageRequestRead in a request, and at the end of every
-/// reply, short or full; all of the data is written, whatever the length says:
+/// **Data block**: in a request after the payload of PackageRequestRead, in a reply, short or full,
+/// at the end. An encoder writes all of the data, whatever the length says.
 ///
 /// <!-- table: payload of PackageRequestReadData -->
 ///
@@ -15,7 +15,7 @@
 /// | 0      | 4     | replyDataLength | bytes, signed |
 /// | 4      | D     | data            | bytes         |
 ///
-/// A reply of the data 01 FF 10: `03 00 00 00 01 FF 10`.
+/// The block of the data 01 FF 10 is `03 00 00 00 01 FF 10`.
 ///
 /// **Record columns**, after those of PackageRequestRead, in a reply only:
 ///
@@ -26,13 +26,13 @@
 /// | - | 18 | 18 | replyDataLength | bytes, signed | signed 32-bit |
 /// | - | 19 | 19 | data | bytes as numbers joined by `/` | low 8 bits of each number kept |
 ///
-/// The data 01 FF 10 is `3,1/255/16`. A reply without data has an empty data string, which reads as
-/// one part, so that such a record is refused.
+/// The columns of the data 01 FF 10 are `3,1/255/16`. A reply without data has an empty data
+/// string. The decoder counts one number in it and so refuses the record.
 ///
 /// @dotfile linux.dot "The frame of the Linux client"
 ///
-/// **Linux frame**, little-endian: this header, then as many bytes of data as the data length says,
-/// then the 16-bit sum of the bytes from offset 2 on, seed 0x5555 (see PackageBase::ReviseOk):
+/// **Linux frame**, little-endian: this header; as many bytes of data as the data length says; the
+/// low 16 bits of 0x5555 plus the sum of the bytes from offset 2 on (see PackageBase::ReviseOk()).
 ///
 /// <!-- table: Linux header -->
 ///
@@ -53,17 +53,17 @@
 /// | 14     | 2     | highAddr      | unsigned                 |
 /// | 16     | 2     | dataLength    | bytes, unsigned          |
 ///
-/// Keep the reply data length equal to the size of the data. Where the length is larger, missing
-/// bytes are written as 0 in a record, up to 256 MiB.
+/// Keep the reply data length equal to the size of the data. If the length is larger, a record is
+/// filled up with zeros, up to 256 MiB.
 class KORVINPACKAGE_EXPORT PackageRequestReadData : public PackageRequestRead
 {
     Q_OBJECT
 
 public:
-    /// An empty data read: see PackageRequestRead().
+    /// Makes an empty data read: see PackageRequestRead().
     PackageRequestReadData();
 
-    /// A data read with the next serial number and the kind `DataPackage`.
+    /// Makes a data read with the next serial number and the kind `DataPackage`.
     PackageRequestReadData(QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType,
                            uchar portAddr, ushort scanBoardAddr, ushort highAddr, ushort lowAddr,
                            uchar reserved2, int timeout, QString tag,
@@ -88,17 +88,17 @@ public:
 
     ~PackageRequestReadData() override;
 
-    /// The data of a reply.
+    /// Returns the data of a reply.
     QByteArray data() const override;
 
-    /// Leaves the reply data length as it is.
+    /// Stores the data of a reply. The reply data length stays as it is.
     void setData(const QByteArray &data) override;
 
     void AppendDataToPackage(bool isRequest, QByteArray *package) override;
 
-    /// A block that announces more than the frame holds gives data of the announced length with
-    /// nothing copied (what is added is 0), or no data beyond 256 MiB; the announced bytes count
-    /// as consumed either way.
+    /// If a block announces more than the frame holds, nothing is copied: the data gets the
+    /// announced length, and the bytes that this adds are 0. Above 256 MiB the data becomes empty.
+    /// The announced bytes count as consumed either way.
     bool ParseDataFromPackage(bool isRequest, QByteArray package, int startIndex,
                               int *parsedLength) override;
 
@@ -106,27 +106,27 @@ public:
     QString makePackageRequest() override;
     using PackageRequestRead::unPackageReply;
 
-    /// @return false for fewer than 20 columns, with nothing changed; false for a data string with
-    ///     another number of parts than the length column says, with all but the data changed.
+    /// @return false, with nothing changed, for fewer than 20 columns; false, with everything
+    ///     except the data changed, if the data string does not have as many numbers as the length
+    ///     column says.
     bool unPackageReply(QString text) override;
     bool unPackageRequest(QString text) override;
 
     /// @name Linux frame
     /// @{
 
-    /// The request frame. A read carries no data. A write carries all of its data unless its length
-    /// is 0 or less; its checksum stands behind as many bytes as the length says, so keep that
+    /// Returns the request frame. A read carries no data. A write carries all of its data unless
+    /// its length is 0 or less. Its checksum comes after as many bytes as the length says: keep the
     /// length equal to the size of the data, and below 65536. A code that is neither `Read` nor
     /// `Write` gives a header of zeros.
     QByteArray ParseSendRequest_Linux();
 
-    /// Takes over the header of a reply (see unBasePackageReply_Linux()), its length as the reply
-    /// data length, and its data.
+    /// Reads the header of a reply (see unBasePackageReply_Linux()), the reply data length, and the
+    /// data.
     ///
-    /// The data is appended to the data that the object has: clear it first where replies must not
-    /// add up.
+    /// The data is appended to the data of the object: clear it first unless replies should add up.
     ///
-    /// @return false, with nothing changed, when the checksum is wrong.
+    /// @return false, with nothing changed, if the checksum is wrong.
     bool unPackageReply_Linux(QByteArray bytes);
 
     /// @}

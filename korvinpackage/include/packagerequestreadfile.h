@@ -3,10 +3,10 @@
 
 #include "packagerequestread.h"
 
-/// A request to read a file of the device side.
+/// A request to read a file on the device side.
 ///
-/// **Payload**, after the payload of PackageRequestRead in a request, and at the end of every
-/// reply, short or full:
+/// **Payload**: in a request after the payload of PackageRequestRead, in a reply, short or full, at
+/// the end.
 ///
 /// <!-- table: payload of PackageRequestReadFile -->
 ///
@@ -15,8 +15,8 @@
 /// | 0      | 2     | fileNameWithPathSize | F, unsigned                |
 /// | 2      | F     | fileNameWithPath     | UTF-8 without a terminator |
 ///
-/// The file a/b.txt: `07 00 61 2F 62 2E 74 78 74`. Readers do not count the F bytes of the name as
-/// consumed. Peers rely on it.
+/// The payload for a/b.txt is `07 00 61 2F 62 2E 74 78 74`. A decoder does not count the F bytes of
+/// the name as consumed. Peers rely on it.
 ///
 /// **Record column**, after those of PackageRequestRead; a "," in the name ends the column:
 ///
@@ -32,11 +32,11 @@ class KORVINPACKAGE_EXPORT PackageRequestReadFile : public PackageRequestRead
     Q_OBJECT
 
 public:
-    /// An empty file read: see PackageRequestRead(). Its kind stays `DataPackage` until a decoder
-    /// sets it.
+    /// Makes an empty file read: see PackageRequestRead(). Its kind stays `DataPackage` until a
+    /// decoder sets it.
     PackageRequestReadFile();
 
-    /// A file read with the next serial number and the kind `FilePackage`.
+    /// Makes a file read with the next serial number and the kind `FilePackage`.
     PackageRequestReadFile(QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType,
                            uchar portAddr, ushort scanBoardAddr, ushort highAddr, ushort lowAddr,
                            uchar reserved2, int timeout, QString tag,
@@ -50,7 +50,7 @@ public:
                            QString fileNameWithPath);
 
     /// @{
-    /// Copies all fields, the file name and the broadcast of the response.
+    /// Copies all fields, including the file name and isBroadcastRspToAllApp().
     PackageRequestReadFile(const PackageRequestReadFile &other);
     PackageRequestReadFile &operator=(const PackageRequestReadFile &other);
     /// @}
@@ -64,15 +64,16 @@ public:
     /// @}
 
     /// @{
-    /// Whether the proxy hands the response to every connected application; true at first, in no
-    /// encoding.
+    /// Whether the proxy passes the response to every connected application; initially true. Not
+    /// encoded.
     bool isBroadcastRspToAllApp() const;
     void set_isBroadcastRspToAllApp(bool isBroadcastRspToAllApp);
     /// @}
 
     void AppendDataToPackage(bool isRequest, QByteArray *package) override;
 
-    /// A size of 0 keeps the name. A name that runs past the end of the frame reads as empty.
+    /// Reads the name. A size of 0 leaves it unchanged; a name that runs past the end of the frame
+    /// reads as empty.
     bool ParseDataFromPackage(bool isRequest, QByteArray package, int startIndex,
                               int *parsedLength) override;
 

@@ -3,7 +3,7 @@
 
 #include "packagerequestread.h"
 
-/// A request to read device memory from an offset on.
+/// A request to read device memory, starting at an offset.
 ///
 /// The frame is that of PackageRequestRead; the offset is not in it.
 ///
@@ -15,18 +15,18 @@
 /// |---------|-------|---------------|--------|---------------|---------------|
 /// | 17      | 18    | 18            | offset | bytes, signed | signed 32-bit |
 ///
-/// It is read with 32 bits; a number out of that range reads as 0. A request for 16 bytes from 100
-/// on ends in `,16,memData,100`.
+/// A number that does not fit into 32 bits reads as 0. A request for 16 bytes at offset 100 ends
+/// in `,16,memData,100`.
 ///
 /// The meta-object is that of PackageRequestRead.
 class KORVINPACKAGE_EXPORT PackageRequestReadMemData : public PackageRequestRead
 {
 public:
-    /// An empty memory read: see PackageRequestRead(). Its kind stays `DataPackage` until a decoder
-    /// sets it.
+    /// Makes an empty memory read: see PackageRequestRead(). Its kind stays `DataPackage` until a
+    /// decoder sets it.
     PackageRequestReadMemData();
 
-    /// A memory read with the next serial number and the kind `MemDataPackage`.
+    /// Makes a memory read with the next serial number and the kind `MemDataPackage`.
     PackageRequestReadMemData(QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType,
                               uchar portAddr, ushort scanBoardAddr, ushort highAddr, ushort lowAddr,
                               uchar reserved2, int timeout, QString tag,
@@ -39,8 +39,7 @@ public:
                               long offset);
 
     /// @{
-    /// Copies all fields and the offset. A moved-from package keeps its fields: there is nothing in
-    /// it that moves.
+    /// Copies all fields, including the offset. Moving does the same as copying.
     PackageRequestReadMemData(const PackageRequestReadMemData &other);
     PackageRequestReadMemData(PackageRequestReadMemData &&other);
     PackageRequestReadMemData &operator=(const PackageRequestReadMemData &other);
@@ -50,7 +49,8 @@ public:
     ~PackageRequestReadMemData() override;
 
     /// @{
-    /// Position of the block in the device's memory, in bytes. Records carry 32 bits of it, signed.
+    /// Position of the block in the device's memory, in bytes. Records carry its low 32 bits,
+    /// signed.
     long offset() const;
     void setOffset(long offset);
     /// @}

@@ -3,9 +3,9 @@
 
 #include "packagebase.h"
 
-/// A request to write: a register by itself, more with the classes that derive from it.
+/// A request to write a register. Derived classes write data blocks, files and memory.
 ///
-/// **Payload**, 2 bytes after the header of PackageBase:
+/// **Payload**: 2 bytes after the header of PackageBase.
 ///
 /// <!-- table: payload of PackageRequestWrite -->
 ///
@@ -14,10 +14,11 @@
 /// | 0      | 1     | broadcast         | 1 true; any other byte false |
 /// | 1      | 1     | clientPackageType | 0 data, 1 file, 2 memData    |
 ///
-/// A broadcast of memory data: `01 02`. A full reply ends with a second copy of the payload, a
-/// short reply has none. The package data length is not in the payload.
+/// A broadcast of memory data is `01 02`. A full reply ends with a second copy of the payload. A
+/// short reply has no payload. The package data length is not in the payload.
 ///
-/// **Record columns**, after those of PackageBase:
+/// **Record columns**, after those of PackageBase; "reply as read" is where the decoder of a reply
+/// looks for the column:
 ///
 /// <!-- table: columns of PackageRequestWrite -->
 ///
@@ -26,20 +27,21 @@
 /// | 15 | 16 | 15 | broadcast | `true` or `false` | `true` as true, any other text as false |
 /// | 16 | 17 | 16 | clientPackageType | `data`, `file` or `memData` | any other text as `data` |
 ///
-/// A reply has them after the acknowledge code, but is read at 15 and 16 as well: reading a reply
-/// record that this class made gives broadcast false and the kind `DataPackage`. Peers rely on it.
+/// A reply has them after the acknowledge code, but its decoder reads columns 15 and 16: it reads a
+/// reply record of its own encoder with broadcast false and the kind `DataPackage`. Peers rely on
+/// it.
 ///
-/// A write keeps a kind of its own; the kind in its PackageBase part stays `DataPackage` unless it
-/// is set there.
+/// A write has a kind of its own. The kind of its PackageBase part stays `DataPackage` until
+/// PackageBase::setClientPackageType() sets it.
 class KORVINPACKAGE_EXPORT PackageRequestWrite : public PackageBase
 {
     Q_OBJECT
 
 public:
-    /// An empty write: see PackageBase(); no broadcast, kind `DataPackage`, data length 0.
+    /// Makes an empty write: see PackageBase(); no broadcast, kind `DataPackage`, data length 0.
     PackageRequestWrite();
 
-    /// A write with the next serial number. Reserved 2 of 0x30 sets the tag protocol
+    /// Makes a write with the next serial number. If reserved 2 is 0x30, the tag protocol becomes
     /// "3rdCalder-proto".
     PackageRequestWrite(QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType,
                         uchar portAddr, ushort scanBoardAddr, ushort highAddr, ushort lowAddr,
@@ -48,24 +50,24 @@ public:
                         OrvexEnum::ClientPackageType clientPackageType);
 
     /// @{
-    /// Copies all fields, the broadcast, the kind and the package data length.
+    /// Copies all fields, including broadcast, kind and package data length.
     PackageRequestWrite(const PackageRequestWrite &other);
     PackageRequestWrite &operator=(const PackageRequestWrite &other);
     /// @}
 
     ~PackageRequestWrite() override;
 
-    /// Whether the write goes to all receivers.
+    /// Returns whether the write goes to all receivers.
     bool bBroadcast() const;
 
-    /// The write's own kind; it hides the one of PackageBase.
+    /// Returns the write's own kind. Hides PackageBase::getClientPackageType().
     OrvexEnum::ClientPackageType getClientPackageType() const;
 
-    /// The virtual getPackageDataLength().
+    /// Returns what the virtual getPackageDataLength() returns.
     int getDataLength() const override;
 
     /// @{
-    /// Number of data bytes that the write sends. A negative number is stored as it is.
+    /// Number of data bytes that the write sends; stored as it is, even if it is negative.
     void setPackageDataLength(int packageDataLength) override;
     int getPackageDataLength() const override;
     /// @}
@@ -90,8 +92,8 @@ public:
     bool unPackageRequest(QString text) override;
 
 protected:
-    /// Reads the payload of this class, which those of its subclasses follow:
-    /// ParseDataFromPackage() without a copy of the frame.
+    /// Reads the payload of this class, which comes before those of its subclasses. Does the same
+    /// as ParseDataFromPackage(), without a copy of the frame.
     ///
     /// @return the number of bytes consumed.
     int parseRegisterPayload(bool isRequest, const QByteArray &package, int startIndex);

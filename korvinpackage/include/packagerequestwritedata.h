@@ -5,8 +5,8 @@
 
 /// A request to write a block of bytes.
 ///
-/// **Data block**, after the payload of PackageRequestWrite in a request; a short reply has none.
-/// All of the data is written, whatever the length says:
+/// **Data block**: after the payload of PackageRequestWrite. A short reply has none. An encoder
+/// writes all of the data, whatever the length says.
 ///
 /// <!-- table: payload of PackageRequestWriteData -->
 ///
@@ -15,9 +15,9 @@
 /// | 0      | 4     | packageDataLength | bytes, signed |
 /// | 4      | D     | data              | bytes         |
 ///
-/// A write of the data 01 FF 10: `03 00 00 00 01 FF 10`. Readers of the frame do not count the
-/// data bytes as consumed, and so take the results of a full reply from where the data begins.
-/// Peers rely on it.
+/// The block of the data 01 FF 10 is `03 00 00 00 01 FF 10`. A decoder of frames does not count the
+/// data bytes as consumed, and so reads the results of a full reply where the data begins. Peers
+/// rely on it.
 ///
 /// **Record columns**, after those of PackageRequestWrite:
 ///
@@ -28,23 +28,23 @@
 /// | 17 | 18 | 18 | packageDataLength | bytes, signed | signed 32-bit |
 /// | 18 | 19 | 19 | data | bytes as numbers joined by `/` | low 8 bits of each number kept |
 ///
-/// The data 01 FF 10 is `3,1/255/16`. A request without data has an empty data string, which reads
-/// as one part, so that such a record is refused.
+/// The columns of the data 01 FF 10 are `3,1/255/16`. A request without data has an empty data
+/// string. The decoder counts one number in it and so refuses the record.
 ///
 /// **Linux frame**: see PackageRequestReadData.
 ///
-/// Keep the package data length equal to the size of the data. Where the length is larger, missing
-/// bytes are written as 0 in a record, up to 256 MiB.
+/// Keep the package data length equal to the size of the data. If the length is larger, a record is
+/// filled up with zeros, up to 256 MiB.
 class KORVINPACKAGE_EXPORT PackageRequestWriteData : public PackageRequestWrite
 {
     Q_OBJECT
 
 public:
-    /// An empty data write: see PackageRequestWrite().
+    /// Makes an empty data write: see PackageRequestWrite().
     PackageRequestWriteData();
 
-    /// A data write with the next serial number, the kind `DataPackage`, and the first
-    /// @p dataLength bytes of @p data; bytes that @p data lacks are 0, up to 256 MiB.
+    /// Makes a data write with the next serial number, the kind `DataPackage`, and the first
+    /// @p dataLength bytes of @p data, filled up with zeros to at most 256 MiB.
     PackageRequestWriteData(QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType,
                             uchar portAddr, ushort scanBoardAddr, ushort highAddr, ushort lowAddr,
                             uchar reserved2, int timeout, QString tag,
@@ -58,23 +58,23 @@ public:
                             QByteArray data, int dataLength);
 
     /// @{
-    /// Copies all fields and the data.
+    /// Copies all fields, including the data.
     PackageRequestWriteData(const PackageRequestWriteData &other);
     PackageRequestWriteData &operator=(const PackageRequestWriteData &other);
     /// @}
 
     ~PackageRequestWriteData() override;
 
-    /// The data of a request.
+    /// Returns the data of a request.
     QByteArray data() const override;
 
-    /// Leaves the package data length as it is.
+    /// Stores the data of a request. The package data length stays as it is.
     void setData(const QByteArray &data) override;
 
     void AppendDataToPackage(bool isRequest, QByteArray *package) override;
 
-    /// A block that announces more than the frame holds gives data of the announced length with
-    /// nothing copied (what is added is 0), or no data beyond 256 MiB.
+    /// If a block announces more than the frame holds, nothing is copied: the data gets the
+    /// announced length, and the bytes that this adds are 0. Above 256 MiB the data becomes empty.
     bool ParseDataFromPackage(bool isRequest, QByteArray package, int startIndex,
                               int *parsedLength) override;
 
@@ -82,35 +82,35 @@ public:
     QString makePackageRequest() override;
     using PackageRequestWrite::unPackageReply;
 
-    /// A data string with fewer parts than the length column says leaves the rest of the data as
-    /// it was, or 0 where the data grew.
+    /// If the data string has fewer numbers than the length column says, the rest of the data
+    /// stays as it was; bytes that the data grows by are 0.
     ///
     /// @return false, with nothing changed, for fewer than 20 columns.
     bool unPackageReply(QString text) override;
 
-    /// Derives the part count from the package data length and the maximum part size.
+    /// Sets the part count from the package data length and the maximum part size.
     ///
-    /// @return false for fewer than 19 columns, with nothing changed; false for a data string with
-    ///     another number of parts than the length column says, with all but the data and the part
-    ///     count changed.
+    /// @return false, with nothing changed, for fewer than 19 columns; false, with everything
+    ///     except the data and the part count changed, if the data string does not have as many
+    ///     numbers as the length column says.
     bool unPackageRequest(QString text) override;
 
     /// @name Linux frame
     /// @{
 
-    /// The request frame. A read carries no data. A write carries all of its data unless its length
-    /// is 0 or less; its checksum stands behind as many bytes as the length says, so keep that
+    /// Returns the request frame. A read carries no data. A write carries all of its data unless
+    /// its length is 0 or less. Its checksum comes after as many bytes as the length says: keep the
     /// length equal to the size of the data, and below 65536. A code that is neither `Read` nor
     /// `Write` gives a header of zeros.
     QByteArray ParseSendRequest_Linux();
 
-    /// Takes over the header of a reply (see unBasePackageReply_Linux()), its length as the package
-    /// data length, and its data.
+    /// Reads the header of a reply (see unBasePackageReply_Linux()), the package data length, and
+    /// the data.
     ///
-    /// The data is resized to that length and overwritten from its start; what the reply does not
-    /// carry stays as it was, or is 0 where the data grew.
+    /// The data is resized to that length and overwritten from its start. Bytes that the reply does
+    /// not carry stay as they were; bytes that the data grows by are 0.
     ///
-    /// @return false, with nothing changed, when the checksum is wrong.
+    /// @return false, with nothing changed, if the checksum is wrong.
     bool unPackageReply_Linux(QByteArray bytes);
 
     /// @}

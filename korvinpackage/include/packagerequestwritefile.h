@@ -3,10 +3,10 @@
 
 #include "packagerequestwrite.h"
 
-/// A request to write a file of the device side, from an offset on.
+/// A request to write a file on the device side, starting at an offset.
 ///
-/// **Payload as written**, after the payload of PackageRequestWrite in a request whose file name
-/// is not empty (otherwise nothing; a short reply has none):
+/// **Payload as written**: after the payload of PackageRequestWrite, unless the file name is empty.
+/// A short reply has none.
 ///
 /// <!-- table: payload of PackageRequestWriteFile as written -->
 ///
@@ -18,7 +18,7 @@
 /// | 3      | 1     | -                | undefined, written as 00   |
 /// | 4      | F     | fileNameWithPath | UTF-8 without a terminator |
 ///
-/// **Payload as read**:
+/// **Payload as read**: in the same place, with other fields.
 ///
 /// <!-- table: payload of PackageRequestWriteFile -->
 ///
@@ -28,8 +28,8 @@
 /// | 4      | F     | fileNameWithPath | UTF-8 without a terminator |
 /// | 4+F    | 4     | offset           | bytes, signed              |
 ///
-/// A frame that this class made therefore does not give the file name back. Peers rely on both;
-/// the record carries everything.
+/// Therefore a decoder does not get the file name back from a frame of its own encoder. Peers rely
+/// on both layouts. The record carries everything.
 ///
 /// **Record columns**, after those of PackageRequestWrite; a "," in the name ends the column:
 ///
@@ -40,19 +40,19 @@
 /// | 17      | 18    | 17            | fileNameWithPath | as it stands  | as it stands  |
 /// | 18      | 19    | 18            | offset           | bytes, signed | signed 32-bit |
 ///
-/// A request to write a/b.txt from 5 on ends in `,false,file,a/b.txt,5`. A reply has the columns
-/// one place further back, but is read at 17 and 18 as well: reading a reply record that this class
-/// made gives the kind word as the file name.
+/// A request to write a/b.txt at offset 5 ends in `,false,file,a/b.txt,5`. A reply has the columns
+/// at 18 and 19, but its decoder reads 17 and 18: it reads a reply record of its own encoder with
+/// the kind word as the file name. Peers rely on it.
 class KORVINPACKAGE_EXPORT PackageRequestWriteFile : public PackageRequestWrite
 {
     Q_OBJECT
 
 public:
-    /// An empty file write: see PackageRequestWrite(). Its kind stays `DataPackage` until a decoder
-    /// sets it.
+    /// Makes an empty file write: see PackageRequestWrite(). Its kind stays `DataPackage` until a
+    /// decoder sets it.
     PackageRequestWriteFile();
 
-    /// A file write with the next serial number and the kind `FilePackage`.
+    /// Makes a file write with the next serial number and the kind `FilePackage`.
     PackageRequestWriteFile(QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType,
                             uchar portAddr, ushort scanBoardAddr, ushort highAddr, ushort lowAddr,
                             uchar reserved2, int timeout, QString tag,
@@ -66,7 +66,7 @@ public:
                             QString fileNameWithPath, int offset);
 
     /// @{
-    /// Copies all fields, the file name, the offset and the broadcast of the response.
+    /// Copies all fields, including file name, offset and isBroadcastRspToAllApp().
     PackageRequestWriteFile(const PackageRequestWriteFile &other);
     PackageRequestWriteFile &operator=(const PackageRequestWriteFile &other);
     /// @}
@@ -74,29 +74,29 @@ public:
     ~PackageRequestWriteFile() override;
 
     /// @{
-    /// Path of the file; on the sending side that of a local file.
+    /// Path of the file. The sender of a request uses it as the path of a local file, too.
     QString fileNameWithPath() const;
     void setFileNameWithPaht(const QString &fileNameWithPath);
     /// @}
 
     /// @{
-    /// Whether the proxy hands the response to every connected application; true at first, in no
-    /// encoding.
+    /// Whether the proxy passes the response to every connected application; initially true. Not
+    /// encoded.
     bool isBroadcastRspToAllApp() const;
     void set_isBroadcastRspToAllApp(bool isBroadcastRspToAllApp);
     /// @}
 
-    /// Position in the file at which this transfer starts, in bytes.
+    /// Returns the position in the file at which this write starts, in bytes.
     int Offset() const;
 
-    /// Size of the local file, cut to 32 bits; 0 where there is none. Asks the file system each
-    /// time; what setPackageDataLength() stores is not used.
+    /// Returns the low 32 bits of the size of the local file; 0 if there is no such file. Asks the
+    /// file system each time, and does not use what setPackageDataLength() stores.
     int getPackageDataLength() const override;
 
     void AppendDataToPackage(bool isRequest, QByteArray *package) override;
 
-    /// A size of 0 or less keeps the name. A name that runs past the end of the frame reads as
-    /// empty, a missing offset as 0.
+    /// Reads name and offset. A size of 0 or less leaves the name unchanged; a name that runs past
+    /// the end of the frame reads as empty; a missing offset reads as 0.
     bool ParseDataFromPackage(bool isRequest, QByteArray package, int startIndex,
                               int *parsedLength) override;
 
@@ -107,8 +107,8 @@ public:
     /// @return false, with nothing changed, for fewer than 20 columns.
     bool unPackageReply(QString text) override;
 
-    /// Derives the part count from what the local file of that name holds behind the offset, and
-    /// from the maximum part size.
+    /// Sets the part count from the number of bytes that the local file of that name has after the
+    /// offset, and from the maximum part size.
     ///
     /// @return false, with nothing changed, for fewer than 19 columns.
     bool unPackageRequest(QString text) override;

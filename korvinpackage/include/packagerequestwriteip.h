@@ -3,18 +3,17 @@
 
 #include "packagerequestwritedata.h"
 
-/// A data write that keeps the IP address it is about, as text, for its caller.
+/// A data write that sets an IP address, and keeps that address as text for its caller.
 ///
-/// The address is in no encoding, and nothing converts it: put the bytes to write into the data.
-/// Frames and records are those of PackageRequestWriteData with the same fields; so is the
-/// meta-object.
+/// The text is not encoded, and nothing converts it: put the bytes to write into the data. Frames,
+/// records and meta-object are those of PackageRequestWriteData.
 class KORVINPACKAGE_EXPORT PackageRequestWriteIP : public PackageRequestWriteData
 {
 public:
-    /// An empty write: see PackageRequestWriteData().
+    /// Makes an empty write: see PackageRequestWriteData().
     PackageRequestWriteIP();
 
-    /// A write with the next serial number and no address yet.
+    /// Makes a write with the next serial number and an empty address.
     PackageRequestWriteIP(QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType,
                           uchar portAddr, ushort scanBoardAddr, ushort highAddr, ushort lowAddr,
                           uchar reserved2, int timeout, QString tag,
@@ -28,7 +27,7 @@ public:
                           QByteArray data, int dataLength);
 
     /// @{
-    /// Copies all fields, the data and the address.
+    /// Copies all fields, including data and address.
     PackageRequestWriteIP(const PackageRequestWriteIP &other);
     PackageRequestWriteIP &operator=(const PackageRequestWriteIP &other);
     /// @}
@@ -36,7 +35,7 @@ public:
     ~PackageRequestWriteIP() override;
 
     /// @{
-    /// The address as text; any text will do.
+    /// The address as text. Any text is accepted.
     QString getIPAddress() const;
     void setIPAddress(QString ipAddress);
     /// @}

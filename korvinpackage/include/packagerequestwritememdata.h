@@ -3,7 +3,7 @@
 
 #include "packagerequestwrite.h"
 
-/// A request to write device memory from an offset on.
+/// A request to write device memory, starting at an offset.
 ///
 /// The frame is that of PackageRequestWrite; offset and length are not in it.
 ///
@@ -16,16 +16,16 @@
 /// | 17      | 18    | 17            | offset            | bytes, signed | signed 32-bit |
 /// | 18      | 19    | 18            | packageDataLength | bytes, signed | signed 32-bit |
 ///
-/// Both are read with 32 bits; a number out of that range reads as 0. A request to write 16 bytes
-/// from 100 on ends in `,false,memData,100,16`. A reply has the columns one place further back, but
-/// is read at 17 and 18 as well: reading a reply record that this class made gives the offset 0 and
-/// the offset that was sent as the length. Peers rely on it.
+/// A number that does not fit into 32 bits reads as 0. A request to write 16 bytes at offset 100
+/// ends in `,false,memData,100,16`. A reply has the columns at 18 and 19, but its decoder reads 17
+/// and 18: it reads a reply record of its own encoder with the offset 0, and with the offset as the
+/// length. Peers rely on it.
 ///
 /// The meta-object is that of PackageRequestWrite.
 class KORVINPACKAGE_EXPORT PackageRequestWriteMemData : public PackageRequestWrite
 {
 public:
-    /// A memory write with the next serial number and the kind `MemDataPackage`.
+    /// Makes a memory write with the next serial number and the kind `MemDataPackage`.
     PackageRequestWriteMemData(QString deviceKey, uchar scrAddr, uchar desAddr, uchar deviceType,
                                uchar portAddr, ushort scanBoardAddr, ushort highAddr,
                                ushort lowAddr, uchar reserved2, int timeout, QString tag,
@@ -39,7 +39,7 @@ public:
                                bool bBroadcast, long offset, int dataLength);
 
     /// @{
-    /// Copies all fields and the offset.
+    /// Copies all fields, including the offset.
     PackageRequestWriteMemData(const PackageRequestWriteMemData &other);
     PackageRequestWriteMemData &operator=(const PackageRequestWriteMemData &other);
     /// @}
@@ -47,7 +47,8 @@ public:
     ~PackageRequestWriteMemData() override;
 
     /// @{
-    /// Position of the block in the device's memory, in bytes. Records carry 32 bits of it, signed.
+    /// Position of the block in the device's memory, in bytes. Records carry its low 32 bits,
+    /// signed.
     long offset() const;
     void setOffset(long offset);
     /// @}
@@ -59,8 +60,8 @@ public:
     /// @return false, with nothing changed, for fewer than 20 columns.
     bool unPackageReply(QString text) override;
 
-    /// Derives the part count from the package data length less the offset, in 32 bits, and from
-    /// the maximum part size.
+    /// Sets the part count from the package data length minus the offset, in 32 bits, and from the
+    /// maximum part size.
     ///
     /// @return false, with nothing changed, for fewer than 19 columns.
     bool unPackageRequest(QString text) override;

@@ -3,9 +3,10 @@
 
 #include "packagebase.h"
 
-/// A request to the proxy itself: an identifier, a text and two settings, no register or data.
+/// A request to the proxy itself: an identifier, a text and two settings. It addresses no register
+/// and carries no data.
 ///
-/// The frames are those of PackageBase. **Record columns**, which are all that it has:
+/// The frames are those of PackageBase. **Record columns**, instead of those of PackageBase:
 ///
 /// <!-- table: special record -->
 ///
@@ -20,24 +21,26 @@
 ///     12,0,hello
 ///     12,0,hello,0
 ///
-/// The inherited unPackageReply() wants 16 columns and so refuses the reply of a special request;
-/// unPackageRequest() reads its first three columns.
+/// The inherited unPackageReply() needs 16 columns and so refuses the reply of a special request.
+/// unPackageRequest() reads its first three columns; KorvinInspect::decodeMessage() reads all four.
 class KORVINPACKAGE_EXPORT SpecialPackageRequest : public PackageBase
 {
     Q_OBJECT
 
 public:
-    /// The next serial number, id 0, the time-out of PackageBase(), end time-out 3600000.
+    /// Makes a request with the next serial number, id 0, the time-out of PackageBase(), and end
+    /// time-out 3600000.
     SpecialPackageRequest();
 
-    /// The next serial number and time-out 0. An end time-out above 65535 needs its setter.
+    /// Makes a request with the next serial number and time-out 0. Use the setter for an end
+    /// time-out above 65535.
     SpecialPackageRequest(int id, unsigned short endTimeOut);
 
     /// The same with a device key.
     SpecialPackageRequest(int id, unsigned short endTimeOut, QString deviceKey);
 
     /// @{
-    /// Copies all fields; moving moves the text and copies the rest.
+    /// Copies all fields. Moving moves the text and copies everything else.
     SpecialPackageRequest(const SpecialPackageRequest &other);
     SpecialPackageRequest(SpecialPackageRequest &&other);
     SpecialPackageRequest &operator=(const SpecialPackageRequest &other);
@@ -47,7 +50,7 @@ public:
     ~SpecialPackageRequest() override;
 
     /// @{
-    /// What is asked of the proxy: a number of its own, signed, 32 bits.
+    /// Says what the proxy should do; signed, 32 bits. The proxy defines the numbers.
     int id() const;
     void setId(int id);
     /// @}
@@ -59,25 +62,25 @@ public:
     /// @}
 
     /// @{
-    /// End time-out of the special flag; in no encoding.
+    /// End time-out of the special flag. Not encoded.
     int specialFlagEndTimeOut() const;
     void setSpecialFlagEndTimeOut(const int &specialFlagEndTimeOut);
     /// @}
 
     /// @{
-    /// Whether the request applies to all ports; in no encoding.
+    /// Whether the request applies to all ports. Not encoded.
     bool getEnabledSpecialPackForAllPort() const;
     void setEnabledSpecialPackForAllPort(const bool &enabledSpecialPackForAllPort);
     /// @}
 
     using PackageBase::unPackage;
 
-    /// Reads the three columns; further ones are ignored.
+    /// Reads the three columns and ignores any further ones.
     ///
     /// @return false, with nothing changed, for fewer than 3 columns.
     bool unPackage(QString text) override;
 
-    /// The three columns.
+    /// Returns the three columns.
     QString makePackage() override;
 
 private:

@@ -19,6 +19,7 @@ constexpr KeyRow KeyRows[] = {
     {"usb/0,1", "usb#*#0*#*1", "usb/0,1"},
     {"/,", "#*#*#*", "#,#*"}, // a slash directly before a comma does not come back
     {",/", "*#*#*#", ",/"},
+    {"#*#*#", "#*#*#", "#,#"}, // the escape of the comma is read first
     {"a#*#b", "a#*#b", "a/b"}, // nor does a key that holds an escape
     {"x*#*y", "x*#*y", "x,y"},
     {"//", "#*##*#", "//"},
@@ -40,6 +41,50 @@ TEST(TextRecord, EscapesOfTheDeviceKey)
         PackageBase decoded;
         EXPECT_TRUE(decoded.unPackageRequest(record));
         EXPECT_EQ(decoded.getDeviceKey(), QString::fromLatin1(row.readBack));
+    }
+}
+
+struct EscapeOrderRow
+{
+    const char *key;
+    const char *written;       // in either order
+    const char *slashReadLast; // as the format has it
+    const char *slashReadFirst;
+};
+
+constexpr EscapeOrderRow EscapeOrderRows[] = {
+    {"a/b,c", "a#*#b*#*c", "a/b,c", "a/b,c"},
+    {"/,", "#*#*#*", "#,#*", "/,"},
+    {",/", "*#*#*#", ",/", "*/*#"},
+};
+
+QString replaced(const QString &text, const char *first, const char *firstBy, const char *second,
+                 const char *secondBy)
+{
+    QString result = text;
+    result.replace(QLatin1String(first), QLatin1String(firstBy));
+    return result.replace(QLatin1String(second), QLatin1String(secondBy));
+}
+
+TEST(TextRecord, OrderOfTheEscapesMattersOnlyForReading)
+{
+    for (const EscapeOrderRow &row : EscapeOrderRows) {
+        SCOPED_TRACE(row.key);
+        const QString key = QString::fromLatin1(row.key);
+        const QString written = QString::fromLatin1(row.written);
+        EXPECT_EQ(replaced(key, "/", "#*#", ",", "*#*"), written);
+        EXPECT_EQ(replaced(key, ",", "*#*", "/", "#*#"), written);
+        EXPECT_EQ(replaced(written, "*#*", ",", "#*#", "/"),
+                  QString::fromLatin1(row.slashReadLast));
+        EXPECT_EQ(replaced(written, "#*#", "/", "*#*", ","),
+                  QString::fromLatin1(row.slashReadFirst));
+
+        PackageBase package;
+        package.setDeviceKey(key);
+        EXPECT_EQ(package.makePackageRequest().section(QLatin1Char(','), 1, 1), written);
+        PackageBase decoded;
+        EXPECT_TRUE(decoded.unPackageRequest(package.makePackageRequest()));
+        EXPECT_EQ(decoded.getDeviceKey(), QString::fromLatin1(row.slashReadLast));
     }
 }
 

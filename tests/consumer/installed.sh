@@ -13,6 +13,7 @@ pkgconfig=$(dirname "$(find "$prefix" -name korvinpackage.pc)")
 run() {
     "$1/consumer"
     "$1/inspecting_consumer"
+    "$1/exchanging_consumer"
     "$1/simulating_consumer"
 }
 
@@ -27,7 +28,7 @@ if [[ -f $pkgconfig/../libkorvinpackage.a && -f $pkgconfig/../libkorvinpackage.s
         -DKorvinPackage_USE_STATIC_LIBS=ON >>"$work/log"
     cmake --build "$work/static" --parallel "$(nproc)" >>"$work/log"
     run "$work/static"
-    if ldd "$work/static/simulating_consumer" | grep korvin; then
+    if ldd "$work/static/exchanging_consumer" "$work/static/simulating_consumer" | grep "libkorvin"; then
         echo "a static consumer needs a shared library" >&2
         exit 1
     fi
@@ -48,7 +49,10 @@ built_by_qmake() {
     "$qmake" -o "Makefile.$1" "$consumer/consumer.pro" PROGRAM="$1" SOURCE="$consumer/$2" LIBRARY="$3"
     make -f "Makefile.$1"
 }
-(built_by_qmake consumer main.cpp korvinpackage) >>"$work/log" 2>&1
-(built_by_qmake inspecting_consumer inspecting.cpp korvininspect) >>"$work/log" 2>&1
-(built_by_qmake simulating_consumer simulating.cpp korvinsimulator) >>"$work/log" 2>&1
+{
+    (built_by_qmake consumer main.cpp korvinpackage)
+    (built_by_qmake inspecting_consumer inspecting.cpp korvininspect)
+    (built_by_qmake simulating_consumer simulating.cpp korvinsimulator)
+    (built_by_qmake exchanging_consumer exchanging.cpp korvinexchange)
+} >>"$work/log" 2>&1
 run "$work/qmake"

@@ -22,6 +22,7 @@ cmake -S "$consumer" -B "$work/subdirectory" -DKORVINPACKAGE_SOURCE="$source" \
 cmake --build "$work/subdirectory" --parallel "$(nproc)" >>"$work/log"
 "$work/subdirectory/consumer"
 "$work/subdirectory/inspecting_consumer"
+"$work/subdirectory/exchanging_consumer"
 "$work/subdirectory/simulating_consumer"
 
 major=$(sed -n 's/^KORVINPACKAGE_QT_MAJOR:STRING=//p' "$build/CMakeCache.txt")

@@ -207,7 +207,7 @@ public:
 
     void escaped(const char *name, const QString &)
     {
-        row(name, "`/` as `#*#`, then `,` as `*#*`", "`*#*` as `,`, then `#*#` as `/`");
+        row(name, "`/` as `#*#`, `,` as `*#*`", "`*#*` as `,`, then `#*#` as `/`");
     }
 
     void access(const char *name, OrvexEnum::ReadWriteCode)

@@ -35,9 +35,9 @@ TEST_F(ClientTest, AnswersARequest)
     peer.answerAll();
     EXPECT_TRUE(waitUntil([&] { return reply->isFinished(); }));
     EXPECT_EQ(reply->outcome(), Outcome::Success);
-    EXPECT_EQ(reply->event().id, 1U);
-    EXPECT_EQ(reply->event().package, read.get());
-    EXPECT_EQ(reply->event().attempts, 1);
+    EXPECT_EQ(reply->result().id, 1U);
+    EXPECT_EQ(reply->result().package, read.get());
+    EXPECT_EQ(reply->result().attempts, 1);
     EXPECT_EQ(read->data(), dataAt(Register, 3));
     EXPECT_EQ(client->engine().counters().answered, 1U);
 }
@@ -94,7 +94,7 @@ TEST_F(ClientTest, ShowsTheTimeThatIsLeft)
     EXPECT_TRUE(waitUntil([&] { return !device.written.isEmpty(); }));
     const PackageTimerOut *timer = read->getTimeOutTimer();
     ASSERT_NE(timer, nullptr);
-    EXPECT_TRUE(timer->isSingleShot());
+    EXPECT_FALSE(timer->hasExpired());
     EXPECT_GT(timer->remainingTime(), 50000);
     EXPECT_LE(timer->remainingTime(), 60000);
     peer.answerAll();
@@ -115,7 +115,7 @@ TEST_F(ClientTest, BeginsTheTimeAnewForEachAttempt)
 
 TEST_F(ClientTest, LeavesATimerOfTheCallerAlone)
 {
-    PackageTimerOut own;
+    PackageTimerOut own(milliseconds(1));
     const auto read = makeRead(Register, 3);
     read->setTimeOutTimer(&own);
     client->send(read.get());
@@ -123,12 +123,11 @@ TEST_F(ClientTest, LeavesATimerOfTheCallerAlone)
     EXPECT_EQ(read->getTimeOutTimer(), &own);
     client.reset();
     EXPECT_EQ(read->getTimeOutTimer(), &own);
-    EXPECT_FALSE(own.isActive());
 }
 
 TEST_F(ClientTest, LeavesATimerAloneThatTheCallerHasSetMeanwhile)
 {
-    PackageTimerOut own;
+    PackageTimerOut own(milliseconds(1));
     const auto read = makeRead(Register, 3);
     client->send(read.get());
     EXPECT_TRUE(waitUntil([&] { return !device.written.isEmpty(); }));
@@ -152,8 +151,8 @@ TEST_F(ClientTest, TellsLaterThatARequestIsRefusedAtOnce)
     EXPECT_TRUE(log.isEmpty());
     EXPECT_TRUE(waitUntil([&] { return reply->isFinished(); }));
     EXPECT_EQ(reply->outcome(), Outcome::Refused);
-    EXPECT_EQ(reply->event().sendError, SendError::QueueFull);
-    EXPECT_EQ(reply->event().package, second.get());
+    EXPECT_EQ(reply->result().sendError, SendError::QueueFull);
+    EXPECT_EQ(reply->result().package, second.get());
     EXPECT_EQ(second->getPackResult(), OrvexEnum::PackSendError);
     EXPECT_EQ(log, QStringList(QStringLiteral("complete")));
 }
@@ -184,7 +183,7 @@ TEST_F(ClientTest, RefusesWhatItsFramingCannotCarry)
     client->send(after.get());
     EXPECT_TRUE(waitUntil([&] { return refused->isFinished(); }));
     EXPECT_EQ(refused->outcome(), Outcome::Refused);
-    EXPECT_EQ(refused->event().sendError, SendError::NotCarried);
+    EXPECT_EQ(refused->result().sendError, SendError::NotCarried);
     EXPECT_TRUE(waitUntil([&] { return !device.written.isEmpty(); }));
     EXPECT_EQ(peer.takeRequests().size(), 1U);
 }
@@ -257,8 +256,8 @@ TEST_F(ClientTest, RefusesACombinationThatIsTooLarge)
     const std::vector<Reply *> replies = client->sendCombination({first.get(), second.get()});
     ASSERT_EQ(replies.size(), 2U);
     EXPECT_TRUE(waitUntil([&] { return replies[1]->isFinished(); }));
-    EXPECT_EQ(replies[0]->event().sendError, SendError::TooManyItems);
-    EXPECT_EQ(replies[1]->event().sendError, SendError::TooManyItems);
+    EXPECT_EQ(replies[0]->result().sendError, SendError::TooManyItems);
+    EXPECT_EQ(replies[1]->result().sendError, SendError::TooManyItems);
     EXPECT_TRUE(client->sendCombination({}).empty());
 }
 
@@ -273,7 +272,7 @@ TEST_F(ClientTest, DoesATransfer)
                      [&](qint64 done, qint64 total) { progress.emplace_back(done, total); });
     EXPECT_TRUE(waitUntil([&] { return reply->isFinished(); }));
     EXPECT_EQ(reply->outcome(), Outcome::Success);
-    EXPECT_EQ(reply->event().data, dataAt(Register, 5000));
+    EXPECT_EQ(reply->result().data, dataAt(Register, 5000));
     EXPECT_EQ(log.join(QLatin1Char(' ')), QStringLiteral("begin complete"));
     ASSERT_FALSE(progress.empty());
     EXPECT_EQ(progress.back(), std::make_pair(qint64(5000), qint64(5000)));
@@ -300,8 +299,8 @@ TEST_F(ClientTest, RefusesATransferThatItsFramingCannotCarry)
     const Reply *reply = client->start(Transfer::readData(read.get()));
     EXPECT_TRUE(waitUntil([&] { return reply->isFinished(); }));
     EXPECT_EQ(reply->outcome(), Outcome::Refused);
-    EXPECT_EQ(reply->event().sendError, SendError::NotCarried);
-    EXPECT_EQ(reply->event().failedOffset, 0);
+    EXPECT_EQ(reply->result().sendError, SendError::NotCarried);
+    EXPECT_EQ(reply->result().failedOffset, 0);
 }
 
 TEST_F(ClientTest, Aborts)
@@ -345,7 +344,7 @@ TEST_F(ClientTest, CancelsWhatLosesItsPackage)
     EXPECT_TRUE(waitUntil([&] { return ofSent->isFinished(); }));
     EXPECT_EQ(ofUnsent->outcome(), Outcome::Cancelled);
     EXPECT_EQ(ofSent->outcome(), Outcome::Cancelled);
-    EXPECT_EQ(ofSent->event().package, nullptr);
+    EXPECT_EQ(ofSent->result().package, nullptr);
 }
 
 TEST_F(ClientTest, SendsNoTimerWithATransferThatHasLostItsPackage)
@@ -356,7 +355,7 @@ TEST_F(ClientTest, SendsNoTimerWithATransferThatHasLostItsPackage)
     EXPECT_TRUE(waitUntil([&] { return !device.written.isEmpty(); }));
     peer.answerAll();
     EXPECT_TRUE(waitUntil([&] { return reply->isFinished(); }));
-    EXPECT_EQ(reply->event().package, nullptr);
+    EXPECT_EQ(reply->result().package, nullptr);
 }
 
 TEST_F(ClientTest, TakesWhatHasComeBeforeItsTimeOutWasLookedAt)
@@ -530,6 +529,17 @@ TEST_F(ClientTest, WaitsForAReply)
     peer.answerAll();
     EXPECT_TRUE(reply->waitForFinished(milliseconds(5000)));
     EXPECT_TRUE(reply->waitForFinished(milliseconds(0)));
+}
+
+TEST_F(ClientTest, EndsToWaitAtTheDeadlineOfEach)
+{
+    const auto outer = makeRead(Register, 3);
+    const auto inner = makeRead(Register, 3);
+    Outcome ofInner = Outcome::Success;
+    QObject::connect(outer.get(), &PackageBase::BeginRequestEvent,
+                     [&] { ofInner = client->exchange(inner.get(), milliseconds(60)).outcome; });
+    EXPECT_EQ(client->exchange(outer.get(), milliseconds(20)).outcome, Outcome::Cancelled);
+    EXPECT_EQ(ofInner, Outcome::Cancelled);
 }
 
 // What slots may do.
@@ -757,7 +767,7 @@ TEST_F(ClientTest, RefusesAllWithoutAForm)
     const auto read = makeRead(Register, 3);
     const Reply *reply = client->send(read.get());
     EXPECT_TRUE(waitUntil([&] { return reply->isFinished(); }));
-    EXPECT_EQ(reply->event().sendError, SendError::NotCarried);
+    EXPECT_EQ(reply->result().sendError, SendError::NotCarried);
 }
 
 } // namespace

@@ -104,7 +104,7 @@ TEST_F(ClientLink, IsLostInsideOfAMessage)
     sendRead();
     device.deliver("1,k");
     Q_EMIT device.readChannelFinished();
-    expectLost("the stream ended inside of a message");
+    expectLost("the stream ended inside a message");
 }
 
 class ImpatientClient : public Client

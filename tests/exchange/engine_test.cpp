@@ -231,7 +231,7 @@ const MisfitRow MisfitRows[] = {
      "portAddr at 18: not that of the request: 2 expected, 3 found"},
     {"full reply in the order of its reader", Form::Frame,
      "01" HEADER "03000000 00 03000000 A0 A1 A2 00 01 00 03000000 00 03000000 A0 A1 A2",
-     "replyDataLength at 45: differs from the first one: 3 expected, 196608 found"},
+     "replyDataLength at 45: differs from the first copy: 3 expected, 196608 found"},
     {"Linux frame with a flipped bit", Form::Linux,
      "55AA 00 01 00 FF 01 02 FFFF 00 00 1000 000A 0300 A0 A1 A3 565A",
      "checksum at 21: wrong checksum: 0x5A57 expected, 0x5A56 found"},
@@ -874,8 +874,8 @@ const RefusedRow RefusedWrites[] = {
      "refused: no form of the peer carries it: tag at 0: out of range: a text without commas "
      "expected, \"a,b\" found"},
     {"zero in a tag", Form::Frame, [](PackageBase &p) { p.setTag(QString(QChar(0))); },
-     "refused: no form of the peer carries it: tag at 0: the text holds a zero byte, where readers "
-     "end it"},
+     "refused: no form of the peer carries it: tag at 0: the text contains a zero byte, where a "
+     "decoder ends it"},
     {"long tag", Form::Frame, [](PackageBase &p) { p.setTag(QString(65536, QLatin1Char('a'))); },
      "refused: no form of the peer carries it: tag at 0: out of range: 0 to 65535 expected, 65536 "
      "found"},

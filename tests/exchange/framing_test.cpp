@@ -451,7 +451,7 @@ TEST(Framing, FaultsInWords)
                                    FramingFault::Incomplete, FramingFault::OutOfMemory};
     const char *words[] = {"ok", "a message is too long",
                            "the rest of a message did not come in time",
-                           "the stream ended inside of a message", "out of memory"};
+                           "the stream ended inside a message", "out of memory"};
     for (int i = 0; i < 5; ++i)
         EXPECT_EQ(KorvinExchange::describe(faults[i]), QLatin1String(words[i]));
 }

@@ -167,7 +167,7 @@ TEST(Explain, ReplyRecordSaysWhatIsReadElsewhere)
                   "deviceSpaceNoEnough, cancelWait, cancel, abort, timeOut; read as ok"));
     EXPECT_EQ(rowOf(fields.at(15)), QStringLiteral("ackCode|15|7||"));
     EXPECT_EQ(rowOf(fields.at(16)),
-              QStringLiteral("replyDataLength|15|7|bytes|reads the column once more; an encoder "
+              QStringLiteral("replyDataLength|15|7|bytes|reads the column again; an encoder "
                              "writes ackCode here"));
     EXPECT_EQ(rowOf(fields.at(17)),
               QStringLiteral("clientPackageType|16|2|memData|unknown kind name \"4\"; expected one "
@@ -189,8 +189,8 @@ TEST(Explain, FullReplyOfAWriteSaysThatItReadsItsDataTwice)
     for (const ExplainedField &field : fields)
         rows << rowOf(field);
     EXPECT_TRUE(rows.contains(QStringLiteral("data|29+3|3 bytes: 01 02 03||")));
-    EXPECT_TRUE(rows.contains(QStringLiteral("ackCode|29+1|1||reads bytes of the field in front "
-                                             "once more; an encoder writes data here")));
+    EXPECT_TRUE(rows.contains(QStringLiteral("ackCode|29+1|1||reads bytes of the previous field "
+                                             "again; an encoder writes data here")));
 }
 
 TEST(Explain, LinuxFrameSaysWhatItsStatusStandsFor)
@@ -238,6 +238,88 @@ TEST(Explain, JsonHasEveryMember)
                   .object());
     EXPECT_EQ(record.at(1).toObject().value(QStringLiteral("column")).toInt(), 0);
     EXPECT_TRUE(record.at(1).toObject().contains(QStringLiteral("remarks")));
+}
+
+TEST(Explain, OnlyFieldsOfRecordsHaveAColumn)
+{
+    for (const ExplainedField &field :
+         explain(hex("00 0500 00 01 00 FF"), {ClassId::PackageBase, Form::Frame, Direction::Reply}))
+        EXPECT_EQ(field.column, -1) << field.name.toStdString();
+    const MessageShape items{ClassId::PackageRequestCombination, Form::Text, Direction::Request};
+    for (const ExplainedField &field : explain(QStringLiteral("x^1|y"), items))
+        EXPECT_EQ(field.column, -1);
+    EXPECT_EQ(explain(QStringLiteral("ReadData^7"), items).at(1).column, 0);
+}
+
+/// So what differs in column 0 always has a name.
+TEST(Explain, EveryDecoderReadsColumn0)
+{
+    for (const PackageClass &itsClass : packageClasses()) {
+        for (const Direction direction : {Direction::Request, Direction::Reply}) {
+            const Explanation fields =
+                explain(QStringLiteral("1,2"), {itsClass.id, Form::Text, direction});
+            EXPECT_EQ(fields.front().column, 0);
+            EXPECT_FALSE(fields.front().name.isEmpty()) << itsClass.name.toStdString();
+        }
+    }
+}
+
+QByteArray compact(const Explanation &fields)
+{
+    return QJsonDocument(explanationToJson(fields)).toJson(QJsonDocument::Compact);
+}
+
+TEST(Explain, TextOfJsonIsThatOfItsValues)
+{
+    EXPECT_EQ(explanationToJsonText({}), QByteArray("[]"));
+    Generator generate(6);
+    for (int i = 0; i < 2000 && !testing::Test::HasFailure(); ++i) {
+        const PackageClass &itsClass = generate.anyClass();
+        const Encoding encoding = generate.anyEncoding(itsClass);
+        QByteArray input;
+        ASSERT_TRUE(encodePackage(*generate.wildPackage(itsClass), encoding, &input).isOk());
+        for (const QByteArray &explained : {input, generate.mutated(input, encoding.form)}) {
+            const Explanation fields = explain(explained, shapeOf(itsClass, encoding));
+            EXPECT_EQ(explanationToJsonText(fields), compact(fields)) << explained.toStdString();
+        }
+    }
+    const Explanation items =
+        explain(QStringLiteral("ReadData^7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok,4,data|x"),
+                {ClassId::PackageRequestCombination, Form::Text, Direction::Request});
+    EXPECT_EQ(explanationToJsonText(items), compact(items));
+}
+
+TEST(Explain, TextOfJsonEscapesEveryCharacterAsQtDoes)
+{
+    ExplainedField field;
+    for (int unit = 0; unit <= 0xFFFF; ++unit) {
+        const QChar character(static_cast<ushort>(unit));
+        // Halves of surrogate pairs: alone, as pairs, and in the wrong order.
+        for (const QChar next : {QChar(u'a'), QChar(ushort(0xD83D)), QChar(ushort(0xDE00))})
+            field.name += QString(character) + next;
+    }
+    field.remarks = QStringList{field.name.left(5), QString(), QString(QChar(ushort(0xD83D)))};
+    EXPECT_EQ(explanationToJsonText({field}), compact({field}));
+}
+
+TEST(Explain, TextOfJsonHasValuesOfEveryType)
+{
+    Explanation fields;
+    for (const QVariant &value :
+         {QVariant(), QVariant(true), QVariant(false), QVariant(QStringLiteral("\"\\/\x7F")),
+          QVariant(QByteArray("\x00\xFF", 2)), QVariant(qlonglong(0)),
+          QVariant(qlonglong(-2147483648LL)), QVariant(qlonglong(4294967295LL)),
+          QVariant(qulonglong(0)), QVariant(qulonglong(9007199254740991ULL)),
+          QVariant(qulonglong(9007199254740993ULL)), QVariant(~qulonglong(0))}) {
+        ExplainedField field;
+        field.value = value;
+        fields << field;
+    }
+    EXPECT_EQ(explanationToJsonText(fields), compact(fields));
+    EXPECT_EQ(explanationToJsonText({fields.at(3)}),
+              QByteArray(R"([{"name":"","offset":0,"raw":"","value":"\"\\/)"
+                         "\x7F"
+                         R"(","width":0}])"));
 }
 
 } // namespace

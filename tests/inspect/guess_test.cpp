@@ -5,6 +5,8 @@
 
 #include <korvininspect/packageguess.h>
 
+#include <algorithm>
+
 namespace {
 
 struct GuessRow
@@ -31,37 +33,37 @@ const GuessRow GuessRows[] = {
     {"00 0700 00 01 00 02000000 01 02", false, "reply frame of PackageRequestReadData",
      "fits to the last byte"},
     {"55AA 00 05 00000000 0000 00 00 0000 0000 0000 5A55", false,
-     "Linux request frame of PackageRequestReadData", "begins with 55 AA and the checksum holds"},
+     "Linux request frame of PackageRequestReadData", "begins with 55 AA and the checksum matches"},
     {"55AA 00 05 00000000 0000 01 00 0000 0000 0100 07 6355", false,
-     "Linux request frame of PackageRequestWriteData", "begins with 55 AA and the checksum holds"},
+     "Linux request frame of PackageRequestWriteData", "begins with 55 AA and the checksum matches"},
     {"55AA 00 05 00000000 0000 00 00 0000 0000 0100 07 6255", false,
-     "Linux reply frame of PackageRequestReadData", "begins with 55 AA and the checksum holds"},
+     "Linux reply frame of PackageRequestReadData", "begins with 55 AA and the checksum matches"},
     {"55AA 04 05 00000000 0000 00 00 0000 0000 0000 5E55", false,
-     "Linux reply frame of PackageRequestReadData", "begins with 55 AA and the checksum holds"},
+     "Linux reply frame of PackageRequestReadData", "begins with 55 AA and the checksum matches"},
     {"55AA 00 05 00000000 0000 00 00 0000 0000 0000 5B55", false,
      "Linux request frame of PackageRequestReadData",
      "checksum at 18: wrong checksum: 0x555A expected, 0x555B found"},
-    {READ_COLUMNS, true, "request record of PackageBase", "15 columns, every one in its range"},
-    {READ_COLUMNS ",0", true, "reply record of PackageBase", "16 columns, every one in its range"},
+    {READ_COLUMNS, true, "request record of PackageBase", "15 columns, all in range"},
+    {READ_COLUMNS ",0", true, "reply record of PackageBase", "16 columns, all in range"},
     {READ_COLUMNS ",4,data", true, "request record of PackageRequestRead",
-     "17 columns, every one in its range"},
+     "17 columns, all in range"},
     {READ_COLUMNS ",4,file,5", true, "request record of PackageRequestReadFile",
-     "18 columns, every one in its range"},
+     "18 columns, all in range"},
     {READ_COLUMNS ",4,memData,5", true, "request record of PackageRequestReadMemData",
-     "18 columns, every one in its range"},
+     "18 columns, all in range"},
     {WRITE_COLUMNS ",true,data,1,5", true, "request record of PackageRequestWriteData",
-     "19 columns, every one in its range"},
+     "19 columns, all in range"},
     {WRITE_COLUMNS ",true,file,1,5", true, "request record of PackageRequestWriteFile",
-     "19 columns, every one in its range"},
+     "19 columns, all in range"},
     {"7,key,1,2,3,4,5,6,7,8,read,9,tag,late,ok", true, "request record of PackageBase",
      "commResult at 13: unknown result name \"late\"; expected one of pending, ok, crcErr, "
      "lengthErr, "
      "portErr, timeout, codeErr, forcedCancel"},
     {"1,2,te\txt", true, "request record of SpecialPackageRequest",
-     "3 columns, every one in its range"},
+     "3 columns, all in range"},
     {"7,usb0", true, "request record of PackageBase", "too few: 15 columns expected, 2 found"},
     {"1,2,text", true, "request record of SpecialPackageRequest",
-     "3 columns, every one in its range"},
+     "3 columns, all in range"},
     {"ReadData^" READ_COLUMNS ",4,data", true, "request record of PackageRequestCombination",
      "type words and ^ in every item"},
     {"ReadData^" READ_COLUMNS ",4,data|x^", true, "request record of PackageRequestCombination",
@@ -128,6 +130,66 @@ TEST(Guess, ThereIsOneForAnyInput)
         for (const Guess &candidate : guess(input))
             EXPECT_EQ(describe(candidate.verdict), describe(check(input, candidate.shape)));
     }
+}
+
+QString inWords(const Guess &guess)
+{
+    return QStringLiteral("%1: %2; %3")
+        .arg(describe(guess.shape), describe(guess.verdict), guess.reason);
+}
+
+/// Expects that bestGuess() finds what stands first in the list of all guesses, whatever is known.
+void expectBestIsFirst(const QByteArray &input)
+{
+    SCOPED_TRACE(input.toHex(' ').toStdString());
+    const QVector<Guess> guesses = guess(input);
+    std::vector<KnownShape> known(1);
+    for (const Guess &candidate : guesses) {
+        const auto [classId, form, direction] = candidate.shape;
+        known.push_back({classId, {}, {}});
+        known.push_back({{}, form, {}});
+        known.push_back({{}, form, direction});
+        known.push_back({classId, {}, direction});
+    }
+    for (const KnownShape &some : known) {
+        const auto agrees = [&](const Guess &guess) { return some.agreesWith(guess.shape); };
+        const auto *const first = std::find_if(guesses.begin(), guesses.end(), agrees);
+        const std::optional<Guess> best = bestGuess(input, some);
+        ASSERT_TRUE(best);
+        EXPECT_EQ(inWords(*best), inWords(*first));
+    }
+}
+
+TEST(Guess, TheBestOneIsTheFirstOfAll)
+{
+    for (const GuessRow &row : GuessRows)
+        expectBestIsFirst(row.isText ? QByteArray(row.input) : hex(row.input));
+    // A byte frame with commas, a record with a zero byte, and a start of a Linux frame in text.
+    for (const char *digits :
+         {"", "00", "01", "55AA", "00 2C00 2C2C", "312C322C610062", "55AA2C2C", "FF2C", "5E"})
+        expectBestIsFirst(hex(digits));
+    Generator generate(4);
+    int accepted = 0;
+    for (int i = 0; i < 500 && !testing::Test::HasFailure(); ++i) {
+        const PackageClass &itsClass = generate.anyClass();
+        const Encoding encoding = generate.anyEncoding(itsClass);
+        QByteArray input;
+        if (!encodePackage(*generate.consistentPackage(itsClass), encoding, &input).isOk())
+            continue;
+        expectBestIsFirst(input);
+        accepted += guess(input).front().verdict.isOk();
+        expectBestIsFirst(generate.mutated(input, encoding.form));
+    }
+    EXPECT_GT(accepted, 400);
+}
+
+TEST(Guess, ThereIsNoneForAnUnknownShape)
+{
+    const KnownShape combinationFrame{ClassId::PackageRequestCombination, Form::Frame, {}};
+    EXPECT_FALSE(bestGuess(hex("00 0700 00 01 00"), combinationFrame));
+    // A combination is not tried where the text has no ^.
+    EXPECT_FALSE(bestGuess("7,usb0", {ClassId::PackageRequestCombination, {}, {}}));
+    EXPECT_TRUE(bestGuess("7^usb0", {ClassId::PackageRequestCombination, {}, {}}));
 }
 
 } // namespace

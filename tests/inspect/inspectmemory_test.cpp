@@ -244,8 +244,20 @@ TEST(GuessOutOfMemory, ThrowsNothing)
 {
     const QByteArray input = hex("00 0500 00 01 00");
     failEachAllocation([&] { guess(input); });
+    failEachAllocation([&] { bestGuess(input); });
     failingAllocation = 0;
     const bool isEmpty = guess(input).isEmpty();
+    failingAllocation = -1;
+    EXPECT_TRUE(isEmpty);
+}
+
+TEST(ExplanationOutOfMemory, TextOfJsonThrowsNothing)
+{
+    const QVector<ExplainedField> fields =
+        explain(hex("00 0500 00 01 00"), {ClassId::PackageBase, Form::Frame, Direction::Reply});
+    failEachAllocation([&] { explanationToJsonText(fields); });
+    failingAllocation = 0;
+    const bool isEmpty = explanationToJsonText(fields).isEmpty();
     failingAllocation = -1;
     EXPECT_TRUE(isEmpty);
 }

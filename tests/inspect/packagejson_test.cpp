@@ -69,6 +69,16 @@ TEST(PackageJson, LargestNumbersComeBack)
     EXPECT_EQ(copy.getAckCode(), std::numeric_limits<uint>::max());
 }
 
+TEST(PackageJson, TheLargestAndTheSmallestCodeComeBack)
+{
+    for (const int code : {2147483647, -2147483647 - 1}) {
+        PackageBase package;
+        EXPECT_EQ(packageFromJson({{QStringLiteral("commResult"), code}}, package), QString());
+        EXPECT_EQ(int(package.getCommResult()), code);
+        EXPECT_EQ(packageToJson(package).value(QStringLiteral("commResult")), QJsonValue(code));
+    }
+}
+
 TEST(PackageJson, NumbersAreWholeAndInTheirRange)
 {
     const struct
@@ -236,7 +246,7 @@ TEST(CombinationJson, WrongInputLeavesTheCombination)
          "timeout: not a whole number from -2147483648 to 2147483647"},
         {R"({"timeout": "x", "serialNum": -1})",
          "timeout: not a whole number from -2147483648 to 2147483647"},
-        {R"({"serialNum": -1})", "serialNum: not a whole number from 0 on"},
+        {R"({"serialNum": -1})", "serialNum: not a whole number of 0 or more"},
         {R"({"deviceKey": 1})", "deviceKey: not a text"},
         {R"({"packages": {}})", "packages: not a list"},
         {R"({"x": 1})", "x: there is no such member"},

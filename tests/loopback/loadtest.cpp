@@ -273,7 +273,7 @@ private:
         KorvinExchange::Reply *reply = m_link.send(m_request.get(), options);
         connect(reply, &KorvinExchange::Reply::finished, this, [=] {
             reply->deleteLater();
-            complete(reply->event());
+            complete(reply->result());
         });
     }
 

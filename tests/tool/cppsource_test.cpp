@@ -28,6 +28,16 @@ package.setData(QByteArray::fromHex("01ff10"));
 )"));
 }
 
+TEST(CppSource, WhatIsNotPrintableIsEscaped)
+{
+    SpecialPackageRequest package;
+    package.setStrData(QStringLiteral("\x1F ~\x7F\u0080"));
+    const QString source = cppSource(package);
+    // 0x20 and 0x7E are the first and the last printable characters.
+    EXPECT_TRUE(source.contains(QStringLiteral("QString::fromUtf8(\"\\037 ~\\177\\302\\200\", 6)")))
+        << source.toStdString();
+}
+
 TEST(CppSource, SettersStoreWhatConstructorsCannot)
 {
     PackageRequestWriteFile package(QString(), 1, 2, 3, 4, 5, 6, 7, 0x30, 9, QString(), false,

@@ -171,6 +171,11 @@ TEST_F(ExplainCommands, DiffTakesTexts)
     EXPECT_EQ(run.output,
               QByteArray("reply frame of PackageBase\n"
                          "     5  packResult            0 (ok) -> 2 (memErr)\n"));
+    const Finished firstColumn = korvinpack(words("diff 7,usb0 8,usb0,1"));
+    EXPECT_EQ(firstColumn.output,
+              QByteArray("request record of PackageBase\n"
+                         "     0  serialNum             7 -> 8\n"
+                         "     2  deviceType            - -> 1\n"));
     // The second input is read as the class of the first one.
     const Finished longer = korvinpack(words("diff 000500000100 00050000010001"));
     EXPECT_EQ(longer.exitStatus, 1);
@@ -296,6 +301,10 @@ TEST_F(ExplainCommands, FiftyThousandExplanationsTakeNoMoreMemoryThanAFew)
     const QString nowhere = QStringLiteral("/dev/null");
     const long peakOfFew = peakOf(command + QStringList(thousands(1, ShortReply)), nowhere);
     EXPECT_LT(peakOf(command + QStringList(thousands(50, ShortReply)), nowhere), peakOfFew + 4096);
+    const QStringList json = command.mid(0, 1) + words("--json --file");
+    const long peakOfFewGuesses = peakOf(json + QStringList(thousands(1, ShortReply)), nowhere);
+    EXPECT_LT(peakOf(json + QStringList(thousands(20, ShortReply)), nowhere),
+              peakOfFewGuesses + 4096);
 }
 
 TEST_F(ExplainCommands, WrongInputGetsOneLineAndStatus2)
@@ -306,7 +315,7 @@ TEST_F(ExplainCommands, WrongInputGetsOneLineAndStatus2)
         const char *input;
         const char *error;
     } rows[] = {
-        {"explain 0", "", "INPUT: the hexadecimal digit at character 1 has no second one"},
+        {"explain 0", "", "INPUT: the hexadecimal digit at character 1 is not followed by a second one"},
         {"check --form frame 00,05", "", "INPUT: \",\" at character 3 is not a hexadecimal digit"},
         {"diff 000500000100 7,usb0,0", "", "B: \",\" at character 2 is not a hexadecimal digit"},
         {"explain --class Package 00", "",
@@ -317,12 +326,12 @@ TEST_F(ExplainCommands, WrongInputGetsOneLineAndStatus2)
         {"explain --class PackageRequestCombination --form frame --direction request 00", "",
          "INPUT: there is no request frame of PackageRequestCombination"},
         {"check --file /nowhere/x", "", "/nowhere/x: No such file or directory"},
-        {"check --file x 00", "", "--file x: there is an INPUT already"},
-        {"check 00 01", "", "01: one argument too many"},
+        {"check --file x 00", "", "--file x: not allowed with INPUT"},
+        {"check 00 01", "", "01: unexpected argument"},
         {"explain --html /nowhere/x 00", "", "/nowhere/x: No such file or directory"},
-        {"explain --html x", "00\n01\n", "--html x: a page explains one input"},
+        {"explain --html x", "00\n01\n", "--html x: a page shows only one input"},
         {"diff 00", "", "A and B: missing"},
-        {"diff 00 0", "", "B: the hexadecimal digit at character 1 has no second one"},
+        {"diff 00 0", "", "B: the hexadecimal digit at character 1 is not followed by a second one"},
         {"diff --files /nowhere/x 00", "", "/nowhere/x: No such file or directory"},
     };
     for (const auto &row : rows) {

@@ -270,7 +270,7 @@ const ErrorRow ErrorRows[] = {
      "from -2147483648 to 2147483647"},
     {"encode --class PackageRequestRead --form linux", "", "encode: the class has no such form"},
     {"encode missing.json", "", "missing.json: No such file or directory"},
-    {"encode a b", "", "b: one argument too many"},
+    {"encode a b", "", "b: unexpected argument"},
     {"encode -", "{\n  \"class\" \"x\"\n}", "-: line 2, column 12: missing name separator"},
     {"encode -", "[]", "-: the package must be a JSON object"},
     {"encode -", "{}", "-: class: missing"},
@@ -285,14 +285,14 @@ const ErrorRow ErrorRows[] = {
      "-: data: 5 is not bytes in hexadecimal digits"},
     {"decode", "00", "--class: missing"},
     {"decode --class Nothing", "00", "Nothing: no such class; \"korvinpack classes\" lists them"},
-    {"decode --class PackageBase 00 00", "", "00: one argument too many"},
+    {"decode --class PackageBase 00 00", "", "00: unexpected argument"},
     {"decode --class PackageBase 0", "",
-     "INPUT: the hexadecimal digit at character 1 has no second one"},
+     "INPUT: the hexadecimal digit at character 1 is not followed by a second one"},
     {"decode --class PackageBase 00_11", "",
      "INPUT: \"_\" at character 3 is not a hexadecimal digit"},
     {"decode --class PackageBase", "00 1 1", "-: \" \" at character 5 is not a hexadecimal digit"},
     {"decode --class PackageBase --file missing.bin", "", "missing.bin: No such file or directory"},
-    {"decode --class PackageBase --file a 00", "", "--file a: there is an INPUT already"},
+    {"decode --class PackageBase --file a 00", "", "--file a: not allowed with INPUT"},
     {"decode --class PackageBase --form text 1,2,3", "",
      "INPUT: too few: 15 columns expected, 3 found"},
     {"decode --class PackageRequestReadData --form linux 5556", "",
@@ -333,7 +333,7 @@ TEST_F(Korvinpack, RefusedCombination)
     EXPECT_EQ(run.output, QByteArray());
     EXPECT_EQ(run.error,
               QStringLiteral("warning: Error package type of CMBPackages.\n"
-                             "korvinpack: INPUT: an item has a type that is refused\n"));
+                             "korvinpack: INPUT: an item has a type word that is refused\n"));
 }
 
 TEST_F(Korvinpack, OutputThatCannotBeWritten)

@@ -17,14 +17,14 @@ def ethernet(ip_protocol, payload, source, target):
     return bytes(12) + b"\x08\0" + ip + payload
 
 
-def ends(is_request, port):
-    client, server = (CLIENT, CLIENT_PORT), (SERVER, port)
+def ends(is_request, port, client_port=CLIENT_PORT):
+    client, server = (CLIENT, client_port), (SERVER, port)
     return (client, server) if is_request else (server, client)
 
 
-def udp(payload, port, is_request):
+def udp(payload, port, is_request, client_port=CLIENT_PORT):
     """A datagram to or from a port of the server."""
-    (source, source_port), (target, target_port) = ends(is_request, port)
+    (source, source_port), (target, target_port) = ends(is_request, port, client_port)
     header = struct.pack(">HHHH", source_port, target_port, 8 + len(payload), 0)
     return ethernet(17, header + payload, source, target)
 
@@ -32,26 +32,29 @@ def udp(payload, port, is_request):
 class TcpStream:
     """Segments to and from a port of the server."""
 
-    def __init__(self, port):
+    def __init__(self, port, client_port=CLIENT_PORT):
         self.port = port
+        self.client_port = client_port
         self.sequence = {True: 1, False: 1}
 
     def segment(self, payload, is_request):
-        (source, source_port), (target, target_port) = ends(is_request, self.port)
+        (source, source_port), (target, target_port) = ends(is_request, self.port,
+                                                                 self.client_port)
         header = struct.pack(">HHIIHHHH", source_port, target_port, self.sequence[is_request],
                              self.sequence[not is_request], 0x5018, 65535, 0, 0)
         self.sequence[is_request] += len(payload)
         return ethernet(6, header + payload, source, target)
 
 
-def write(path, packets):
-    """Packets at one millisecond from each other."""
+def write(path, packets, captured_sizes=None):
+    """Packets at one millisecond from each other, of each as many bytes as it says, or all."""
     with open(path, "wb") as file:
         file.write(struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 262144, 1))
         for i, packet in enumerate(packets):
-            file.write(struct.pack("<IIII", 1000 + i // 1000, i % 1000 * 1000, len(packet),
+            captured = packet[:captured_sizes[i]] if captured_sizes else packet
+            file.write(struct.pack("<IIII", 1000 + i // 1000, i % 1000 * 1000, len(captured),
                                    len(packet)))
-            file.write(packet)
+            file.write(captured)
 
 
 def tcp_streams(path):

@@ -13,11 +13,13 @@ Usage: dissector_test.py KORVINPACK GENERATOR DISSECTOR CASES [COUNT]
 
 import collections
 import functools
+import itertools
 import json
 import os
 import pathlib
 import random
 import re
+import resource
 import shutil
 import subprocess
 import sys
@@ -175,6 +177,25 @@ NO_FAULTS = ("an encoder writes", "reads bytes", "reads the column", "not read",
              "what is")
 
 
+def folded(fields):
+    """The columns after the last one of a class, which the dissector shows as one."""
+    end = len(fields)
+    while end > 0 and not fields[end - 1]["name"] and fields[end - 1].get("column", -1) >= 0 \
+            and fields[end - 1]["remarks"] == ["not read"]:
+        end -= 1
+    beyond = fields[end:]
+    if len(beyond) < 2:
+        return fields
+    width = beyond[-1]["offset"] + beyond[-1]["width"] - beyond[0]["offset"]
+    return fields[:end] + [{**beyond[0], "width": width}]
+
+
+def folded_items(fields):
+    """The same for each item of a combination."""
+    items = itertools.groupby(fields, lambda field: field.get("item", 0))
+    return [field for _, item in items for field in folded(list(item))]
+
+
 def units_to_bytes(text):
     """The byte offset of each character, and of the end, counted in UTF-16 units."""
     offsets = []
@@ -190,7 +211,7 @@ def expected_fields(message, explanation):
     offsets = units_to_bytes(message.content.decode()) if message.form == "text" else None
     fields = []
     full = message.direction == "reply" and message.form == "frame" and message.content[:1] != b"\0"
-    for field in explanation["fields"]:
+    for field in folded_items(explanation["fields"]):
         begin, end = field["offset"], field["offset"] + field["width"]
         if offsets:
             begin, end = offsets[begin], offsets[end]
@@ -284,6 +305,19 @@ class Dissected:
             value = int(shown, 0)
         return Field(name, int(element.get("pos")) - self.base, int(element.get("size")), value,
                      faulty, element.get("showname"))
+
+
+def faults_of(element):
+    """What is said to be unusual about a field itself."""
+    return [info.get("show") for child in element.findall("field") if child.get("name") == "_ws.expert"
+            for info in child.findall("field") if info.get("name") == "_ws.expert.message"]
+
+
+def shown_values(packet):
+    """The values of all fields, by their name and place."""
+    return {(field.get("name")[len("korvinpackage."):], field.get("pos")): field.get("show")
+            for field in packet.iter("field") if field.get("name").startswith("korvinpackage.")
+            and field.get("size") != "0"}
 
 
 def dissected(packet, base):
@@ -451,6 +485,122 @@ class DissectorTest(unittest.TestCase):
                          [0, 1])
         self.assertEqual([len(self.shown_value(packet, "failure")) for packet in packets], [1, 1])
 
+    def framed(self, line):
+        """What is shown of a line in a TCP stream, and how many seconds it took."""
+        tcp = captures.TcpStream(5000)
+        content = line + b"\n"
+        segments = [tcp.segment(content[i:i + 60000], True) for i in range(0, len(content), 60000)]
+        path = os.path.join(self.directory.name, "capture.pcap")
+        captures.write(path, segments)
+        before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime
+        packets = captures.tshark(DISSECTOR, path, ["tcp.port==5000,korvinpackage"],
+                                  [f"framing:{FRAMED}"])
+        return packets[-1], resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before
+
+    def test_columns_beyond_the_last_one_are_one_range(self):
+        record = b"7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok,4,data"
+        packet, seconds = self.framed(record + b"," * (262144 - 17))
+        unread, = packet.findall(".//field[@name='korvinpackage.unread']")
+        # After the columns of the class that has most of them, that of a write with data.
+        columns = len(record.split(b",")) + 2
+        self.assertEqual(int(unread.get("size")), 262144 - columns - 1)
+        self.assertIn("262125 columns after the last one", faults_of(unread))
+        self.assertLess(seconds, 7)
+
+    def test_items_beyond_a_thousand_are_one_range(self):
+        item = b"ReadData^7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok,4,data"
+        packet, _ = self.framed(b"|".join([item] * 1200))
+        self.assertEqual(len(self.shown_value(packet, "type")), 1000)
+        unread, = packet.findall(".//field[@name='korvinpackage.unread']")
+        self.assertEqual(int(unread.get("size")), 200 * (len(item) + 1) - 1)
+        self.assertIn("200 more items, which are not shown", faults_of(unread))
+        packet, _ = self.framed(b"|".join([item] * 1000))
+        self.assertEqual(self.shown_value(packet, "unread"), [])
+
+    def test_a_broken_item_is_marked(self):
+        record = b"ReadData^7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok,4,data|ReadData^1,2"
+        packet, = self.dissect([captures.udp(record, PORTS["PackageRequestCombination"], True)])
+        whole, broken = [field for field in packet.iter("field")
+                         if field.get("showname", "").startswith("item ")]
+        self.assertEqual(faults_of(whole), [])
+        self.assertEqual(faults_of(broken), ["too few columns: 17 expected, 2 found"])
+
+    def test_the_same_port_on_both_ends(self):
+        """Then a message is taken for a request."""
+        packets = [captures.udp(bytes.fromhex("000500000100"), 5000, is_request, client_port=5000)
+                   for is_request in (True, False)]
+        for packet in self.dissect(packets, ["udp_ports:5000"], decode_as=[]):
+            self.assertEqual(self.shown_value(packet, "direction"), ["request"])
+
+    def test_what_the_capture_cuts_is_no_fault(self):
+        """Every start of some messages: nothing but the field at its end is unusual, and what can be told
+        of class and fields is that of the whole message."""
+        read = "00 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800 04000000 00"
+        write = ("00 0300 6B6579 0000 03000000 0700 01 02 03 04 0500 01 06 0700 0800 00 00 03000000"
+                 "616263")
+        linux = "55AA 00 05 00000000 0000 01 00 0000 0000 0300 616263 8456"
+        record = b"7,key,1,2,3,4,5,6,7,8,write,9,tag,ok,ok,true,data,2,25/26"
+        messages = [(bytes.fromhex(read), "PackageRequestRead", "byte frame"),
+                    (bytes.fromhex(write), "PackageRequestWriteData", "byte frame"),
+                    (bytes.fromhex(linux), "PackageRequestWriteData", "Linux frame"),
+                    (record, "PackageRequestWriteData", "text record")]
+        for content, name, form in messages:
+            whole = captures.udp(content, PORTS[name], True)
+            packet, = self.dissect([whole])
+            every_value = shown_values(packet)
+            self.assertFalse(any(map(faults_of, packet.iter("field"))), content)
+            # With less, its form cannot be told.
+            sizes = range(3, len(content))
+            path = os.path.join(self.directory.name, "capture.pcap")
+            captures.write(path, [whole] * len(sizes), [captures.HEADERS + size for size in sizes])
+            packets = captures.tshark(DISSECTOR, path, DECODE_AS)
+            self.assertEqual(len(packets), len(sizes))
+            for size, packet in zip(sizes, packets):
+                with self.subTest(content=content, size=size):
+                    proto, = captures.packages(packet)
+                    self.assertEqual(self.shown_value(packet, "form"), [form])
+                    faults = [fault for field in [proto, *proto.iter("field")]
+                              for fault in faults_of(field)]
+                    self.assertIn(faults, ([], ["cut by the capture"]))
+                    self.assertIn("[cut by the capture]", proto.get("showname"))
+                    for place, value in shown_values(packet).items():
+                        if place[0] != "unread":
+                            self.assertEqual(value, every_value.get(place), place)
+
+    def test_the_class_of_what_is_cut(self):
+        """Guessed from what is there: the length of a short frame tells it from a longer one."""
+        read = bytes.fromhex("00 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800 04000000 00")
+        linux = bytes.fromhex("55AA 00 05 00000000 0000 01 00 0000 0000 0300 616263 8456")
+        record = b"7,key,1,2,3,4,5,6,7,8,write,9,tag,ok,ok,true,data,2,25/26"
+        path = os.path.join(self.directory.name, "capture.pcap")
+        for content, size, name in [(read, 26, "PackageRequestRead"), (linux, 20, "PackageRequestWriteData"),
+                                    (record, 50, "PackageRequestWriteData")]:
+            captures.write(path, [captures.udp(content, 5000, True)], [captures.HEADERS + size])
+            packet, = captures.tshark(DISSECTOR, path, [], ["udp_ports:5000"])
+            self.assertEqual(self.shown_value(packet, "class"), [name])
+
+    def test_framed_streams_that_are_cut(self):
+        record = b"text PackageBase 7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok\n"
+        frame = b"frame PackageBase " + bytes.fromhex("00 0000 0000 03000000 0700 01 02 03 04 0500 00"
+                                                      "06 0700 0800")
+        prefixed = len(frame).to_bytes(4, "little") + frame
+        headers = 14 + 20 + 20
+        path = os.path.join(self.directory.name, "capture.pcap")
+        for content in (record + record, prefixed + record, record + prefixed, prefixed + prefixed):
+            sizes = range(1, len(content))
+            captures.write(path, [captures.TcpStream(5000, 10000 + size).segment(content, True)
+                                  for size in sizes], [headers + size for size in sizes])
+            packets = captures.tshark(DISSECTOR, path, ["tcp.port==5000,korvinpackage"],
+                                      [f"framing:{FRAMED}"])
+            first = content.index(b"\n") + 1 if content.startswith(record) else len(prefixed)
+            for size, packet in zip(sizes, packets):
+                with self.subTest(content=content, size=size):
+                    self.assertEqual(self.shown_value(packet, "malformed"), [])
+                    shown = len(captures.packages(packet))
+                    self.assertLessEqual(shown, 1 if size <= first else 2)
+                    if size > first:
+                        self.assertGreaterEqual(shown, 1)
+
     def test_tcp_segments_are_messages_by_default(self):
         cases = [case for case in vectors() if is_line(message_of(case))
                  and case["task"] == "decode" and case["form"] == "frame"][:50]
@@ -532,4 +682,7 @@ class DissectorTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
+    if not shutil.which("tshark"):
+        print("tshark is missing")
+        sys.exit(77)
     unittest.main(argv=sys.argv[:1])

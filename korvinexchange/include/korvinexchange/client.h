@@ -80,8 +80,9 @@ struct IncomingMessage
 /// and the destructor. A slot may do anything, even delete the client.
 ///
 /// A client belongs to one thread, which has an event loop; a program without one uses exchange().
-/// No operation throws except the constructor and setDevice(), std::bad_alloc. Where memory runs
-/// out for what is sent or received, the link is lost.
+/// Only the constructor throws. Where memory runs out for what is sent or received, the link is
+/// lost; a request that was accepted still has its one end. Qt itself does not survive it while a
+/// signal is connected, as those of a new device are.
 class KORVINEXCHANGE_EXPORT Client : public QObject
 {
     Q_OBJECT
@@ -91,6 +92,7 @@ public:
     /// it cannot be opened now.
     using Opener = std::function<QIODevice *()>;
 
+    /// A client without a device.
     explicit Client(const ClientSettings &settings = {}, QObject *parent = nullptr);
 
     /// Ends all that is not finished with `Outcome::LinkLost`, and announces it. What is sent from

@@ -24,29 +24,29 @@ class Transfer;
 /// A message to send.
 struct OutgoingMessage
 {
-    RequestId request = 0; ///< The request; of a combination the first item that is in it.
+    RequestId request = 0; ///< The request; for a combination, its first unfinished item.
 
-    /// What the message is, for transports that say so. A combination is one.
+    /// The shape of the message, for transports that transmit it. A combination has its own.
     KorvinInspect::MessageShape shape;
 
-    int attempt = 1;  ///< Above 1 for a request that is repeated.
+    int attempt = 1;  ///< Above 1 if the request is repeated.
     QByteArray bytes; ///< The frame, or the record in UTF-8.
     Time due{0};      ///< When the time for its reply is over.
 };
 
-/// What became of a request that was handed to an engine.
+/// Whether an engine accepted a request.
 struct Accepted
 {
-    RequestId id = 0; ///< 0 for one that was refused: no event will tell of it.
-    SendError sendError = SendError::None; ///< Why it was refused at once.
+    RequestId id = 0;                      ///< 0 if the request was refused; then no event follows.
+    SendError sendError = SendError::None; ///< Why the request was refused.
 };
 
-/// The requests of one link to a peer, and the replies that belong to them.
+/// Matches requests and replies on one link to a peer.
 ///
-/// Opens no socket, starts no thread, runs no timer and reads no clock. Packages go in, messages
-/// come out; messages that were received go in, finished requests come out. The time is passed to
-/// each operation, and nextTimeout() says when the next one is due. The same calls have the same
-/// results, always.
+/// The engine opens no socket, starts no thread, runs no timer and reads no clock. It turns
+/// packages into messages to send, and received messages into finished requests. The caller passes
+/// the time to each operation; nextTimeout() says when to call handleTimeout(). The same calls
+/// always have the same results.
 ///
 ///     Engine engine;
 ///     engine.send(&read, {}, now());
@@ -63,20 +63,22 @@ struct Accepted
 ///     if (const auto due = engine.nextTimeout())
 ///         timer.start(*due - now()); // and then engine.handleTimeout(now())
 ///
-/// After each call of another operation: take the messages that the transport has room for, take
-/// the events, and set the timer to nextTimeout(). A transport that is full takes no messages;
-/// then nothing is sent, and what waits too long times out without having been sent.
+/// After each call of another operation, take the messages that the transport has room for, take
+/// the events, and set the timer to nextTimeout(). While the transport is full, do not take
+/// messages; requests that wait too long then time out without being sent.
 ///
-/// **Packages** stay the caller's until they are finished, and are left alone meanwhile; deleting
-/// one cancels its request. The engine sends it with a serial number of the link, and the package
-/// has its own again before takeMessage() returns. While a request is under way its communication
-/// result is pending. In the end it has its results (see Outcome), a data read its data where it
-/// succeeded, and a special request the text of the reply. Nothing else of it changes.
+/// **Packages** belong to the caller. Do not change a package until its request has finished.
+/// Deleting it cancels the request. The engine sends it with a serial number of the link, and
+/// restores the package's own serial number before takeMessage() returns. While a request is under
+/// way, its communication result is pending. When it has finished, the package has its results (see
+/// Outcome), a successful data read has its data, and a special request has the text of the reply.
+/// No other field changes.
 ///
-/// **What a reply must show** is all that its encoding can: KorvinInspect::check() accepts it as
-/// the reply of the class that its request has, with the serial number of the request, and whatever
-/// of CheckOptions::request it repeats is the same; a success of a data read brings as many bytes
-/// as were asked for. What does not fit is counted and traced, and changes nothing.
+/// **Replies** are compared with their request as far as the encoding allows.
+/// KorvinInspect::check() must accept the reply for the class of the request; the serial number and
+/// everything else that the reply repeats of the request (see CheckOptions::request) must be the
+/// same; a successful data read must return as many bytes as were asked for. A reply that does not
+/// match is counted and traced, and has no other effect.
 ///
 /// | form        | shows                                  | cannot show                          |
 /// |-------------|----------------------------------------|--------------------------------------|
@@ -85,26 +87,27 @@ struct Accepted
 /// | Linux frame | serial number, address, direction, sum | two changes that cancel each other   |
 /// | record      | request                                | a changed digit in results or data   |
 ///
-/// The results of a full reply are taken from where an encoder writes them, not from where its own
-/// reader takes them, and it is refused in any other layout.
+/// The results of a full reply are read where an encoder writes them, not where the decoder of the
+/// class reads them. A full reply with any other layout is refused.
 ///
-/// **Serial numbers** are drawn one after the other. None is in flight twice, and none is used
-/// again while a reply to its last request may come, see Settings::rest and
-/// Settings::restAfterReply. A special request has no serial number in a record: one is under way
-/// at a time, and one with the same id waits as a serial number rests.
+/// **Serial numbers** are drawn one after the other. No number is in flight twice, and no number is
+/// used again while a reply to its last request may still come (see Settings::rest and
+/// Settings::restAfterReply). A special request has no serial number in a record. Therefore only
+/// one is under way at a time, and its id rests like a serial number before it is used again.
 ///
-/// **Order.** Requests are sent in the order in which they were handed over, special requests among
-/// themselves. Replies may come in any order.
+/// **Order.** Requests are sent in the order in which they were accepted; special requests have an
+/// order of their own. Replies may come in any order.
 ///
-/// An engine belongs to one thread at a time. Only its constructor throws: out of memory a request
-/// is refused, a reply is as good as lost, and all that was accepted still has its one end.
+/// An engine belongs to one thread at a time. Only its constructor throws. If memory runs out, a
+/// request is refused, or a reply is treated as lost; every accepted request still ends exactly
+/// once.
 class KORVINEXCHANGE_EXPORT Engine
 {
 public:
-    /// An engine for a link that is there.
+    /// Makes an engine for a link that is up.
     explicit Engine(const Settings &settings = {});
 
-    /// Leaves what is not finished as it is.
+    /// Does not change packages whose requests have not finished.
     ~Engine();
 
     Engine(const Engine &) = delete;
@@ -113,61 +116,62 @@ public:
     /// Sends a request of any class.
     Accepted send(PackageBase *package, const RequestOptions &options, Time now);
 
-    /// Sends several requests, of classes that a combination carries, in one record. Each has an
-    /// event, and the ids are consecutive: @p packages[i] has the one that is returned plus i. The
-    /// reply of the peer is the replies of the items, joined by "|"; each that fits ends its item,
-    /// whatever becomes of the others.
+    /// Sends several requests, of classes that a combination can carry, in one record. Each has an
+    /// event of its own. Their ids are consecutive: @p packages[i] has the returned id plus i. The
+    /// peer must reply with the replies of the items joined by "|". Each reply that matches ends
+    /// its item, whatever happens to the others.
     Accepted sendCombination(const std::vector<PackageBase *> &packages,
                              const RequestOptions &options, Time now);
 
-    /// Begins a transfer. The options are those of each of its requests; a write that may not be
-    /// repeated ends the transfer where one of them is not answered.
+    /// Begins a transfer. The options apply to each of its requests. If a write that may not be
+    /// repeated is not answered, the transfer ends.
     Accepted start(const Transfer &transfer, const RequestOptions &options, Time now);
 
-    /// Ends a request or transfer with `Outcome::Cancelled`. What has been sent cannot be taken
-    /// back: its serial number rests.
+    /// Ends a request or transfer with `Outcome::Cancelled`. The peer may still carry out a request
+    /// that was sent; its serial number rests.
     ///
-    /// @return false for one that has ended already.
+    /// @return false if the request or transfer has ended already.
     bool cancel(RequestId id, Time now);
 
     /// Ends a request or transfer, with all items of its message, that takeMessage() has handed out
     /// and the transport cannot carry: with `Outcome::Refused` and `SendError::NotCarried`.
     void refuse(RequestId id, Time now);
 
-    /// Ends all requests and transfers with `Outcome::LinkLost`. No reply to them can come on the
-    /// next link: all serial numbers are free again. Call it when a connection has ended, not where
-    /// a link may still deliver what was sent before.
+    /// Ends all requests and transfers with `Outcome::LinkLost` and frees all serial numbers. Call
+    /// it when a connection has ended, so that no reply to these requests can come any more. Do not
+    /// call it if the link may still deliver earlier messages.
     void linkLost(Time now);
 
-    /// The next message to send; nothing where none may be sent now. It counts as sent.
+    /// Returns the next message to send, and counts it as sent; returns nothing if no message may
+    /// be sent now.
     std::optional<OutgoingMessage> takeMessage(Time now);
 
-    /// Takes a message that was received.
+    /// Handles a message that was received.
     ///
-    /// @param classId is what the message is, of transports that say so: a reply that is not of the
-    ///     class of its request does not fit.
+    /// @param classId is the class of the message, if the transport says it: a reply of another class
+    ///     than its request is refused.
     void receive(KorvinInspect::Form form, const QByteArray &message, Time now,
                  std::optional<KorvinInspect::ClassId> classId = {});
 
-    /// When handleTimeout() is due, and after it takeMessage(); nothing where nothing is.
+    /// Returns when to call handleTimeout() and then takeMessage(); nothing if there is no need to.
     std::optional<Time> nextTimeout() const;
 
-    /// Ends what has taken too long by now. Every operation that is passed the time does it too.
+    /// Ends requests that have taken too long. Every operation with the parameter @p now does this.
     void handleTimeout(Time now);
 
-    /// The next event, oldest first.
+    /// Returns the oldest event that was not taken yet.
     std::optional<Event> takeEvent();
 
-    /// What has happened so far.
+    /// Returns the counts of all events so far.
     const Counters &counters() const;
 
-    /// Tells @p trace of all messages from now on; null for none. It must outlive the engine.
+    /// Reports all messages to @p trace from now on; null ends this. It must outlive the engine.
     void setTrace(Trace *trace);
 
-    int inFlight() const;         ///< Requests under way, items of combinations included.
-    int queued() const;           ///< What Limits::queued limits.
-    qint64 bytesInFlight() const; ///< What Limits::bytesInFlight limits.
-    int serialNumbers() const;    ///< Serial numbers in use and at rest.
+    int inFlight() const;         ///< Requests under way, including items of combinations.
+    int queued() const;           ///< The number that Limits::queued limits.
+    qint64 bytesInFlight() const; ///< The number that Limits::bytesInFlight limits.
+    int serialNumbers() const;    ///< Serial numbers in use or resting.
 
 private:
     std::unique_ptr<class EnginePrivate> d;

@@ -12,94 +12,96 @@
 
 namespace KorvinExchange {
 
-/// Why a stream of bytes cannot be read any further.
+/// Why no more messages can be read from a stream of bytes.
 enum class FramingFault {
     None,
     TooLong,    ///< A message is longer than the limit.
     Overdue,    ///< The rest of a message did not come in time.
-    Incomplete, ///< The stream ended inside of a message.
-    OutOfMemory ///< There was no memory for what came.
+    Incomplete, ///< The stream ended inside a message.
+    OutOfMemory ///< There was not enough memory for the received bytes.
 };
 
-/// Finds messages in a stream of bytes, and makes bytes of messages. Opens nothing and reads no
-/// clock, like Engine.
+/// Finds messages in a stream of bytes, and encodes messages as bytes. Like Engine, it opens no
+/// socket and reads no clock.
 ///
-/// A deadline for the rest of a message begins with the first byte of the message, and ends with
-/// its last one, however many messages come before and after it.
+/// The deadline of a message begins with its first byte and ends with its last one, however many
+/// messages come before and after it.
 ///
-/// A fault is the end of the stream, except where a class says otherwise: what comes later is not
-/// looked at, as nobody can tell where a message begins. Only the constructors throw: out of memory
-/// is a fault.
+/// After a fault the stream cannot be read any further, except where a class says otherwise,
+/// because nobody can tell where the next message begins. Later bytes are ignored. Only the
+/// constructors throw: running out of memory is a fault.
 class KORVINEXCHANGE_EXPORT Framing
 {
 public:
-    /// @param messageSize is the longest message in bytes, without what the framing adds.
-    /// @param deadline is how long a message may take from its first byte to its last.
+    /// @param messageSize is the largest size of a message, without the bytes that the framing
+    /// adds.
+    /// @param deadline is the longest time from the first byte of a message to its last.
     Framing(int messageSize, std::chrono::milliseconds deadline);
     virtual ~Framing();
 
-    /// The bytes to send for a message; nothing for one that this framing cannot carry, and out of
-    /// memory.
+    /// Returns the bytes to send for a message; nothing if this framing cannot carry it, or if
+    /// memory runs out.
     std::optional<QByteArray> encode(const QByteArray &message) const;
 
-    /// Takes bytes that were received, and returns the messages that are complete now. What is
-    /// overdue is given up before, as handleTimeout() does.
+    /// Adds received bytes and returns the messages that are complete now. Before, it gives up what
+    /// is overdue, as handleTimeout() does.
     std::vector<QByteArray> receive(const QByteArray &bytes, Time now);
 
-    /// The stream has ended: what has begun will not be completed.
+    /// Ends the stream. An incomplete message will not be completed.
     ///
-    /// @return messages that are found in what is left, of a framing that resynchronises.
+    /// @return messages in the remaining bytes, if the framing resynchronises.
     std::vector<QByteArray> end();
 
-    /// Whether the stream can be read on, or why not.
+    /// Returns why the stream cannot be read any further, or `FramingFault::None`.
     FramingFault fault() const { return m_fault; }
 
-    /// When the deadline of a message that has begun is over; nothing where none has.
+    /// Returns the deadline of an incomplete message; nothing if there is none.
     std::optional<Time> nextTimeout() const;
 
-    /// Gives up a message whose deadline is over by now.
+    /// Gives up an incomplete message if its deadline is over.
     ///
-    /// @return messages that are found in what is left, of a framing that resynchronises.
+    /// @return messages in the remaining bytes, if the framing resynchronises.
     std::vector<QByteArray> handleTimeout(Time now);
 
-    /// Bytes that are kept of a message that has begun. At most those of the longest message, and
-    /// what the framing adds; none after a fault.
+    /// Returns the number of buffered bytes of an incomplete message: at most the largest size of a
+    /// message and the bytes that the framing adds, and 0 after a fault.
     int buffered() const { return static_cast<int>(m_buffer.size()); }
 
 protected:
-    /// What lies at a position of the stream.
+    /// What find() found at a position of the stream.
     enum class Kind {
         Message,   ///< A message.
         Nothing,   ///< Bytes that belong to no message.
-        Beginning, ///< The beginning of a message, or less than one can tell.
+        Beginning, ///< The beginning of a message, or too few bytes to tell.
         TooLong    ///< The beginning of a message that is longer than the limit.
     };
 
-    /// What was found, in the order in which it lies there.
+    /// The result of find(), with its parts in the order of the stream.
     struct Found
     {
-        Kind kind = Kind::Beginning; ///< What it is.
-        int before = 0;              ///< Bytes before the message that the framing adds.
-        int size = 0;                ///< Of the message, or of bytes that belong to none.
-        int after = 0;               ///< Bytes after the message that the framing adds.
+        Kind kind = Kind::Beginning; ///< What was found.
+        int before = 0;              ///< Bytes of the framing before the message.
+        int size = 0;                ///< Size of the message, or of bytes that belong to none.
+        int after = 0;               ///< Bytes of the framing after the message.
     };
 
-    /// What encode() returns. May throw std::bad_alloc.
+    /// Does the work of encode(). May throw std::bad_alloc.
     virtual std::optional<QByteArray> encoded(const QByteArray &message) const = 0;
 
-    /// Looks at what lies at @p start, which is before the end of @p buffer.
+    /// Examines the bytes at @p start, which is before the end of @p buffer.
     virtual Found find(const QByteArray &buffer, int start) = 0;
 
-    /// The first @p count bytes of the buffer have been taken out of it.
+    /// Called after the first @p count bytes were removed from the buffer.
     virtual void taken(int count);
 
-    /// Whether a message that is not completed is passed over, instead of ending the stream.
+    /// Returns whether an incomplete message is skipped instead of being a fault.
     virtual bool resynchronises() const;
 
+    /// The longest message in bytes.
     int messageSize() const { return m_messageSize; }
 
 private:
-    /// Bytes that have come at the same time.
+    /// Bytes that were received at the same time.
     struct Arrival
     {
         Time time;
@@ -118,11 +120,11 @@ private:
     Time m_deadline;
     Time m_now{0}; ///< The latest moment that was passed.
     QByteArray m_buffer;
-    std::deque<Arrival> m_arrivals; ///< Of the bytes in the buffer, in order.
+    std::deque<Arrival> m_arrivals; ///< Arrivals of the bytes in the buffer, in order.
     FramingFault m_fault = FramingFault::None;
 };
 
-/// The fault in words.
+/// Returns the fault in words.
 KORVINEXCHANGE_EXPORT QString describe(FramingFault fault);
 
 } // namespace KorvinExchange

@@ -2,12 +2,12 @@
 #define KORVINEXCHANGE_KORVINEXCHANGEGLOBAL_H
 
 /// @file
-/// Marks what the library exports. A static build defines KORVINEXCHANGE_STATIC, for itself and for
-/// its users.
+/// Defines the macro that exports classes and functions of the library. A static build defines
+/// KORVINEXCHANGE_STATIC, for itself and for its users.
 
 /// @namespace KorvinExchange
-/// Requests and the replies that belong to them, without input and output: Engine ties them
-/// together, a Framing finds messages in a stream of bytes.
+/// Matches requests and replies. Without input and output: Engine matches them, a Framing finds
+/// messages in a stream of bytes. Client does both on a QIODevice.
 
 #include <QtCore/QtGlobal>
 
@@ -26,10 +26,9 @@
 
 namespace KorvinExchange {
 
-/// A moment: how long ago one was that never changes, such as the start of the program or of the
-/// machine. The caller reads the clock, nothing here does. It should be a clock that nobody sets:
-/// QElapsedTimer or std::chrono::steady_clock. A moment before the latest one that was passed
-/// counts as that one.
+/// A point in time, as the time since a fixed moment such as the start of the program. The caller
+/// reads the clock; this library does not. Use a monotonic clock: QElapsedTimer or
+/// std::chrono::steady_clock. A time before an earlier one counts as that earlier one.
 using Time = std::chrono::microseconds;
 
 } // namespace KorvinExchange

@@ -5,13 +5,14 @@
 
 namespace KorvinExchange {
 
-/// Messages of any kind with their length before them: the number of bytes, 32 bits, unsigned, the
-/// least significant byte first.
+/// Messages of any kind after their length: the number of bytes as an unsigned 32-bit number, least
+/// significant byte first.
 ///
-/// A length of 0 is passed over; a message of no bytes cannot be carried.
+/// A length of 0 is skipped. An empty message cannot be carried.
 class KORVINEXCHANGE_EXPORT LengthPrefixFraming : public Framing
 {
 public:
+    /// The parameters are those of Framing.
     explicit LengthPrefixFraming(
         int messageSize = 1 << 20,
         std::chrono::milliseconds deadline = std::chrono::milliseconds(3000));

@@ -7,11 +7,12 @@ namespace KorvinExchange {
 
 /// Records as lines: a line feed (0A) ends each.
 ///
-/// A carriage return directly before the line feed is left out, and so are empty lines. A record
-/// that holds a line feed, is empty or ends with a carriage return cannot be carried.
+/// A carriage return directly before the line feed is dropped, and empty lines are skipped. A
+/// record that is empty, contains a line feed or ends with a carriage return cannot be carried.
 class KORVINEXCHANGE_EXPORT LineFraming : public Framing
 {
 public:
+    /// The parameters are those of Framing.
     explicit LineFraming(int messageSize = 1 << 20,
                          std::chrono::milliseconds deadline = std::chrono::milliseconds(3000));
     ~LineFraming() override;
@@ -22,7 +23,7 @@ protected:
     void taken(int count) override;
 
 private:
-    int m_searched = 0; ///< So many bytes of the buffer hold no line feed.
+    int m_searched = 0; ///< The first bytes of the buffer, which contain no line feed.
 };
 
 } // namespace KorvinExchange

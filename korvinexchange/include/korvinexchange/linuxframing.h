@@ -12,16 +12,17 @@ namespace KorvinExchange {
 /// Linux frames as they are, for serial lines: each begins with 55 AA and ends with its checksum,
 /// and its header says how much data lies between.
 ///
-/// Bytes that begin no frame whose checksum holds are passed over, one by one, so that reading goes
-/// on after noise, wherever in the stream. What looks like the beginning of a frame is waited for,
-/// at most until its deadline and for 65,555 bytes; frames that it has hidden are found then. A
-/// frame inside the data of another one is data. encode() takes whole frames of the other direction
-/// whose checksum holds.
+/// Bytes that do not begin a frame with a right checksum are skipped one by one, so reading
+/// continues after noise. If bytes look like the beginning of a frame, the framing waits for the
+/// rest, until the deadline at the latest and for at most 65,555 bytes; if the rest does not come,
+/// it finds frames among these bytes. A frame inside the data of another frame is data. encode()
+/// accepts whole frames of the other direction with a right checksum.
 class KORVINEXCHANGE_EXPORT LinuxFraming : public Framing
 {
 public:
-    /// @param direction is what is received: a request to read announces data without carrying it.
-    /// @param messageSize is the longest frame; what announces more is no frame.
+    /// @param direction is the direction of received frames: a read request announces data without
+    ///     carrying it.
+    /// @param messageSize is the largest size of a frame; bytes that announce more are not a frame.
     explicit LinuxFraming(KorvinInspect::Direction direction = KorvinInspect::Direction::Reply,
                           std::chrono::milliseconds deadline = std::chrono::milliseconds(1000),
                           int messageSize = 65555);
@@ -37,7 +38,7 @@ private:
     bool holds(const QByteArray &buffer, int start, int size);
 
     KorvinInspect::Direction m_direction;
-    std::vector<quint32> m_sums; ///< Of all bytes before each position: none is summed twice.
+    std::vector<quint32> m_sums; ///< Sums of all bytes before each position.
 };
 
 } // namespace KorvinExchange

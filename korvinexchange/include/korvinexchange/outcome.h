@@ -12,10 +12,11 @@ class PackageBase;
 
 namespace KorvinExchange {
 
-/// Names a request of an Engine, or a transfer: 1, 2, 3 and so on, none twice; 0 names none.
+/// Identifies a request or transfer of an Engine: 1, 2, 3 and so on, never the same twice. 0 stands
+/// for none.
 using RequestId = quint64;
 
-/// How a request has ended. Its package has the results that the table says.
+/// How a request has ended. The table shows the results of its package.
 ///
 /// | outcome         | communication result | package result      |
 /// |-----------------|----------------------|---------------------|
@@ -28,61 +29,63 @@ using RequestId = quint64;
 /// | `RefusedReply`  | codeErr              | parseFailure        |
 enum class Outcome {
     Success,     ///< The peer has carried it out.
-    Failure,     ///< The peer has told that it has not.
-    TimedOut,    ///< There was no reply in time. The peer may have carried it out.
-    Cancelled,   ///< By Engine::cancel(), or its package is gone. As with a time-out.
-    LinkLost,    ///< By Engine::linkLost(). As with a time-out.
+    Failure,     ///< The peer has reported a failure.
+    TimedOut,    ///< No reply came in time. The peer may have carried it out.
+    Cancelled,   ///< Engine::cancel() ended it, or its package was deleted. See TimedOut.
+    LinkLost,    ///< Engine::linkLost() ended it. See TimedOut.
     Refused,     ///< It was not sent: see SendError.
-    RefusedReply ///< What came in time with its serial number does not fit. As with a time-out.
+    RefusedReply ///< The replies that came in time do not match it. See TimedOut.
 };
 
 /// Why a request was not sent.
 enum class SendError {
     None,
-    QueueFull,    ///< Too many requests wait, or events that nobody has taken.
-    TooManyItems, ///< A combination of none, or of more than may be under way.
-    NotCarried,   ///< No form that the peer takes carries all of it: the verdict says what.
-    NotAccepted,  ///< KorvinInspect::check() refuses what it is encoded to: see the verdict.
+    QueueFull,    ///< Too many requests are waiting, or too many events were not taken.
+    TooManyItems, ///< A combination is empty or has more items than may be under way.
+    NotCarried,   ///< No form of the peer carries all of it: see the verdict.
+    NotAccepted,  ///< KorvinInspect::check() refuses its message: see the verdict.
     TooLong,      ///< Its message is longer than the limit.
     TooMuchData,  ///< It asks for more data than the limit.
-    OutOfMemory   ///< There was no memory for it.
+    OutOfMemory   ///< There was not enough memory for it.
 };
 
-/// What Engine::takeEvent() tells.
+/// An event of Engine::takeEvent().
 struct Event
 {
+    /// Whether it is over.
     enum class Type {
-        Progress, ///< Of a transfer: `done` has grown.
-        Finished  ///< Of a request or transfer: the last event that it has.
+        Progress, ///< `done` of a transfer has grown.
+        Finished  ///< A request or transfer has ended: its last event.
     };
 
     Type type = Type::Finished;     ///< What has happened.
-    RequestId id = 0;               ///< Of the request or transfer.
-    PackageBase *package = nullptr; ///< The caller's; null where it is gone.
+    RequestId id = 0;               ///< The request or transfer.
+    PackageBase *package = nullptr; ///< The caller's package; null if it was deleted.
 
     Outcome outcome = Outcome::Success;    ///< How it ended.
-    SendError sendError = SendError::None; ///< Why it was refused, of `Outcome::Refused`.
+    SendError sendError = SendError::None; ///< For `Outcome::Refused`: why.
 
-    /// Why it was refused, or its reply: of `Outcome::Refused` and `Outcome::RefusedReply`.
+    /// For `Outcome::Refused` and `Outcome::RefusedReply`: why the request or reply was refused.
     KorvinInspect::Verdict verdict = {};
 
     int attempts = 0; ///< How often it was sent; 0 for a transfer.
-    Time latency{0};  ///< From the first attempt to the reply, of `Success` and `Failure`.
+    Time latency{0};  ///< For `Success` and `Failure`: from the first attempt to the reply.
 
-    qint64 done = 0;  ///< Of a transfer: bytes from its beginning that are there.
-    qint64 total = 0; ///< Of a transfer: all of its bytes.
+    qint64 done = 0;  ///< For a transfer: bytes done without a gap from its beginning on.
+    qint64 total = 0; ///< For a transfer: all of its bytes.
 
-    /// Of a transfer that did not succeed: the offset of the first part that failed. All before it
-    /// is done; later ones may be.
+    /// For a transfer that did not succeed: the offset of the first part that failed. All earlier
+    /// parts are done; later parts may be.
     qint64 failedOffset = -1;
 
-    QByteArray data = {}; ///< Of a transfer that reads: what it has read from its beginning on.
+    QByteArray data = {}; ///< For a transfer that reads: the first `done` bytes.
 };
 
-/// Why a request was not sent, in words.
+/// Returns the reason in words.
 KORVINEXCHANGE_EXPORT QString describe(SendError sendError);
 
-/// The event in one line, such as "refused reply: portAddr at 5: not that of the request: ...".
+/// Returns the event in one line, such as
+/// "refused reply: portAddr at 5: not that of the request: ...".
 KORVINEXCHANGE_EXPORT QString describe(const Event &event);
 
 } // namespace KorvinExchange

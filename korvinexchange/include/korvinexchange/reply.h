@@ -41,7 +41,7 @@ public:
     bool isFinished() const;
 
     /// How it has ended. As long as it has not, `Outcome::Success` with the id 0.
-    Event event() const;
+    Event result() const;
 
     /// Event::outcome of the same.
     Outcome outcome() const;

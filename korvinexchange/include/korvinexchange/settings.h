@@ -10,106 +10,108 @@
 
 namespace KorvinExchange {
 
-/// What an Engine may take. No peer makes it take more.
+/// Limits on the memory of an Engine, which hold whatever a peer sends.
 struct Limits
 {
-    /// Most requests under way at a time, items of combinations included; at least 1.
+    /// Most requests under way at a time, including items of combinations; at least 1.
     int inFlight = 64;
 
-    /// Most requests that wait, transfers, and events that nobody has taken, all together. Above it
-    /// no request is accepted. Each request under way and each transfer may add an event to it.
+    /// Most waiting requests, transfers and events that were not taken, all together. No request is
+    /// accepted above this limit. Each request under way and each transfer may add one event.
     int queued = 1024;
 
-    /// Most bytes of the requests under way, with the data that their replies may bring.
+    /// Most bytes of the requests under way, including the data that their replies may carry.
     qint64 bytesInFlight = 4 << 20;
 
-    /// Longest message in bytes, either way, without what a framing adds.
+    /// Largest message in bytes, sent or received, without the bytes that a framing adds.
     int messageSize = 1 << 20;
 
-    /// Most data in bytes that one request may ask for. A reply may bring what was asked for, and
-    /// nothing is made ready for more.
+    /// Most data in bytes that one request may ask for. A reply may not announce more than was
+    /// asked for, and no memory is allocated for more.
     int announcedData = 1 << 20;
 
-    /// Most serial numbers in use and at rest.
+    /// Most serial numbers in use or resting.
     int serialNumbers = 4096;
 };
 
-/// How often a request is sent that is not answered, and after how long.
+/// How often and when to repeat a request that is not answered.
 struct RetryPolicy
 {
-    int attempts = 3; ///< Including the first; 1 repeats nothing.
+    int attempts = 3; ///< Attempts including the first; 1 repeats nothing.
 
-    /// From a time-out to the second attempt; twice as long before each further one.
+    /// Pause between a time-out and the second attempt. It doubles before each further attempt.
     std::chrono::milliseconds pause{100};
 
-    std::chrono::milliseconds longestPause{5000}; ///< What the pause grows to.
+    std::chrono::milliseconds longestPause{5000}; ///< Upper limit of the pause.
 };
 
-/// What an Engine goes by, for one link.
+/// Settings of an Engine for one link.
 struct Settings
 {
     /// @{
-    /// The serial numbers that the link may have, 1 to 2,147,483,647. A request gets one that its
-    /// form carries: Linux frames up to 255, byte frames up to 65,535.
+    /// The range of serial numbers of the link, within 1 to 2,147,483,647. A request gets one that
+    /// its form can carry: up to 255 in Linux frames, up to 65,535 in byte frames.
     ///
-    /// Leave the last one at 255 unless the peer is known to give back more: firmware may keep 8
-    /// bits of it.
+    /// Leave the last one at 255 unless the peer is known to return larger numbers: firmware may
+    /// keep only 8 bits.
     quint32 firstSerialNum = 1;
     quint32 lastSerialNum = 255;
     /// @}
 
-    /// The forms that the peer takes, the preferred one first. A request travels in the first one
-    /// that carries all of it, and is refused where none does:
+    /// The forms that the peer accepts, the preferred one first. A request is sent in the first
+    /// form that carries all of it, and is refused if none does.
     ///
-    /// | form        | does not carry                                                          |
-    /// |-------------|-------------------------------------------------------------------------|
-    /// | Linux frame | a broadcast; any request except those of data                           |
-    /// | byte frame  | the offset of files and memory; a special request; a text with U+0000,  |
-    /// |             | with U+FEFF at its beginning, or of more than 65,535 bytes              |
-    /// | record      | a write of no bytes; a negative reserved 2; a comma in a tag or the     |
-    /// |             | name of a file; a device key that its escapes change, such as "a#*#b"   |
+    /// | form        | does not carry                                                         |
+    /// |-------------|------------------------------------------------------------------------|
+    /// | Linux frame | a broadcast; a request that is not one of data                         |
+    /// | byte frame  | an offset of files or memory; a special request; a text with U+0000,   |
+    /// |             | with U+FEFF as its first character, or of more than 65,535 bytes       |
+    /// | record      | a data write of no bytes; a negative reserved 2; a comma in a tag, the |
+    /// |             | name of a file or a special request; a device key that reads back as   |
+    /// |             | another one, such as "a#*#b", which looks escaped                      |
     ///
-    /// A text with one half of a surrogate pair only is carried by none of the two that have texts.
+    /// Neither byte frames nor records carry a text with an unpaired surrogate.
     std::vector<KorvinInspect::Form> forms = {KorvinInspect::Form::Text};
 
-    /// How long a reply may take; of a combination, for each of its items.
+    /// How long a reply may take. For a combination, the time is multiplied by the number of items.
     std::chrono::milliseconds timeout{3000};
 
     /// How long a request may wait before it is sent.
     std::chrono::milliseconds queueTimeout{60000};
 
-    /// How long a serial number is not used again whose request ended without its reply, or was
-    /// sent more than once: a reply that comes within this time reaches no other request. 0 stands
-    /// for ten times the time-out, at least 60 s.
+    /// How long a serial number rests after its request ended without a reply, or was sent more
+    /// than once, so that a reply within this time cannot reach another request. 0 stands for ten
+    /// times the time-out, but at least 60 s.
     std::chrono::milliseconds rest{0};
 
-    /// How long a serial number is not used again after its reply: a second reply that comes within
-    /// this time reaches no other request. With N serial numbers and a rest of T seconds a link
-    /// carries at most N / T requests a second.
+    /// How long a serial number rests after its reply, so that a second reply within this time
+    /// cannot reach another request. With N serial numbers and a rest of T seconds, a link carries
+    /// at most N / T requests per second.
     std::chrono::milliseconds restAfterReply{100};
 
-    RetryPolicy retry; ///< Of requests that may be repeated.
-    Limits limits;     ///< What the engine may take.
+    RetryPolicy retry; ///< For requests that may be repeated.
+    Limits limits;     ///< Limits of the engine.
 };
 
-/// Whether a request may be carried out twice: a lost reply looks like a lost request.
+/// Whether a request may be repeated. The peer then carries it out twice if only the reply was
+/// lost.
 enum class Repeat {
-    Reads, ///< A read may, a write or special request may not.
+    Reads, ///< Only if it reads: a write or special request is not repeated.
     Always,
     Never
 };
 
-/// What differs from the settings for one request.
+/// Options of one request.
 struct RequestOptions
 {
-    /// Instead of the time-out of the settings; of a combination for all of it.
+    /// Replaces the time-out of the settings. For a combination it applies to all items together.
     std::optional<std::chrono::milliseconds> timeout = {};
 
-    /// Whether a request that is not answered is sent again. A combination is repeated as a whole
-    /// where each of its items may be, and none has been answered.
+    /// Whether to send a request again if it is not answered. A combination is repeated as a whole
+    /// if each of its items may be repeated and none has been answered.
     ///
-    /// A file read or memory read fills a buffer of the device. Where messages overtake each other
-    /// on the link, a copy that arrives late fills it once more: repeat none there.
+    /// A file read or memory read fills a buffer of the device. If messages can overtake each other
+    /// on the link, a copy that arrives late fills the buffer again: do not repeat them there.
     Repeat repeat = Repeat::Reads;
 
     /// How long the request may take from its handing over to its end, with all that it waits and

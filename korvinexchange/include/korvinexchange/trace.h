@@ -7,42 +7,42 @@
 
 namespace KorvinExchange {
 
-/// What has become of a message.
+/// What happened with a message.
 enum class TraceEvent {
     Sent,         ///< A request, for the first time.
     Repeated,     ///< A request, again.
     Answered,     ///< A reply that ended its request.
-    Late,         ///< A reply to a request that had ended without one.
+    Late,         ///< A reply to a request that had ended without a reply.
     Duplicate,    ///< A reply to a request that had been answered.
-    Unknown,      ///< A reply to no request.
-    RefusedReply, ///< A reply that does not fit: see the verdict.
+    Unknown,      ///< A reply that belongs to no request.
+    RefusedReply, ///< A reply that does not match its request: see the verdict.
 };
 
-/// A message, and what has become of it. Of a reply to a combination each part has its entry.
+/// A message and its event. Each part of the reply to a combination has an entry of its own.
 struct TraceEntry
 {
-    TraceEvent event = TraceEvent::Sent; ///< What has become of it.
-    Time time{0};                        ///< When.
+    TraceEvent event = TraceEvent::Sent; ///< What happened.
+    Time time{0};                        ///< When it happened.
 
-    /// What the message is. Of an unknown reply only form and direction are known; its class is
-    /// `PackageBase`, whose part all have.
+    /// The shape of the message. Only form and direction of an unknown reply are known; its class
+    /// is `PackageBase`, whose fields all classes have.
     KorvinInspect::MessageShape shape;
 
-    RequestId request = 0;               ///< The request concerned; 0 where it is unknown.
+    RequestId request = 0;               ///< The request; 0 if it is unknown.
     QByteArray message;                  ///< The message itself.
     KorvinInspect::Verdict verdict = {}; ///< Why a reply was refused.
 };
 
-/// The entry in one line: what has become of the message, what it is, and all of its fields.
+/// Returns the entry in one line: the event, the shape of the message, and all of its fields.
 KORVINEXCHANGE_EXPORT QString describe(const TraceEntry &entry);
 
-/// Is told of every message, see Engine::setTrace(). Derive from it.
+/// Receives every message of an engine, see Engine::setTrace(). Derive from it.
 class KORVINEXCHANGE_EXPORT Trace
 {
 public:
     virtual ~Trace();
 
-    /// Called by the engine while it works: must not throw, nor call the engine.
+    /// Called by the engine for each message. Must neither throw nor call the engine.
     virtual void add(const TraceEntry &entry) = 0;
 };
 

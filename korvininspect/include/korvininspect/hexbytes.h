@@ -8,12 +8,12 @@
 
 namespace KorvinInspect {
 
-/// Reads bytes as pairs of hexadecimal digits; white space between the pairs is allowed.
+/// Reads bytes from pairs of hexadecimal digits. White space between the pairs is allowed.
 ///
-/// @return what is wrong and at which character, counted from 1, or an empty text.
+/// @return what is wrong, and at which character, counted from 1; empty on success.
 KORVININSPECT_EXPORT QString bytesFromHex(const QString &text, QByteArray *bytes);
 
-/// Pairs of digits with a blank between them.
+/// Writes bytes as pairs of digits with a blank between them.
 KORVININSPECT_EXPORT QString hexFromBytes(const QByteArray &bytes);
 
 } // namespace KorvinInspect

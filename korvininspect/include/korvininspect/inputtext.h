@@ -8,13 +8,13 @@
 
 namespace KorvinInspect {
 
-/// The text of all bytes; QString::fromUtf8() of an array would end at its first zero byte.
+/// Converts all bytes. QString::fromUtf8() of an array would stop at the first zero byte.
 KORVININSPECT_EXPORT QString textFromUtf8(const QByteArray &utf8);
 
-/// A text of the input for terminals and logs: what moves the cursor, changes colours or the
-/// direction of writing becomes \\u and four hexadecimal digits.
+/// Makes a text of the input safe for terminals and logs: characters that move the cursor, or
+/// change colours or the writing direction, become \\u and four hexadecimal digits.
 ///
-/// @param maxCharacters cuts a longer text and ends it with "...".
+/// @param maxCharacters is the length at which a text is cut; "..." follows it then.
 KORVININSPECT_EXPORT QString printable(const QString &text, int maxCharacters = 200);
 
 } // namespace KorvinInspect

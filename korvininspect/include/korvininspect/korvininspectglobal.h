@@ -2,18 +2,18 @@
 #define KORVININSPECT_KORVININSPECTGLOBAL_H
 
 /// @file
-/// Marks what the library exports. A static build defines KORVININSPECT_STATIC, for itself and
-/// for its users.
+/// Defines the macro that exports classes and functions of the library. A static build defines
+/// KORVININSPECT_STATIC, for itself and for its users.
 
 /// @namespace KorvinInspect
-/// Looks into frames and records: check() refuses hostile ones before a decoder sees them,
-/// explain() says what each field is, guess() what an unknown one may be; packages as JSON and in
-/// debug output.
+/// Inspects frames and records: check() refuses hostile input before a decoder sees it, explain()
+/// says what each field is, and guess() what unknown input may be. Also converts packages of any
+/// class to and from frames, records and JSON, and prints them in debug output.
 
 #include <QtCore/QtGlobal>
 
 /// @def KORVININSPECT_EXPORT
-/// Stands before what is exported; empty in a static build.
+/// Marks an exported class or function; empty in a static build.
 
 #if defined(KORVININSPECT_STATIC)
 #define KORVININSPECT_EXPORT

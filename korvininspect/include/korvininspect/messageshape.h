@@ -5,28 +5,29 @@
 
 namespace KorvinInspect {
 
-/// The encodings: byte frame, text record, frame of the Linux client.
+/// The encodings: byte frame, text record, Linux frame.
 enum class Form { Frame, Text, Linux };
 
-/// To the device, or back from it.
+/// The direction of a message: to the device, or back from it.
 enum class Direction { Request, Reply };
 
-/// What a frame or record is; it does not say so itself. A combination record is a text request.
+/// Class, encoding and direction of a frame or record, which does not carry this information
+/// itself. The record of a combination is a text request.
 struct MessageShape
 {
-    ClassId classId = ClassId::PackageBase;   ///< Which class reads it.
-    Form form = Form::Frame;                  ///< Which encoding it is in.
-    Direction direction = Direction::Request; ///< Which way it goes.
+    ClassId classId = ClassId::PackageBase;   ///< The class that decodes it.
+    Form form = Form::Frame;                  ///< Its encoding.
+    Direction direction = Direction::Request; ///< Its direction.
 };
 
-/// The name of a class: that of its JSON.
+/// Returns the name of a class, as JSON has it.
 KORVININSPECT_EXPORT QString className(ClassId classId);
 
-/// Whether there is such a shape: only data requests have Linux frames, and a combination is a text
-/// request and nothing else.
+/// Returns whether a shape is possible: only data requests have Linux frames, and a combination has
+/// only a text request.
 KORVININSPECT_EXPORT bool exists(const MessageShape &shape);
 
-/// The shape in words: "reply frame of PackageRequestRead".
+/// Returns the shape in words, such as "reply frame of PackageRequestRead".
 KORVININSPECT_EXPORT QString describe(const MessageShape &shape);
 
 } // namespace KorvinInspect

@@ -13,8 +13,7 @@
 
 namespace KorvinInspect {
 
-/// The classes whose frames and records are explained. A new one is added at the end, so that the
-/// others keep their numbers.
+/// The classes of packages. New ones are added at the end, so that the others keep their numbers.
 enum class ClassId {
     PackageBase,
     PackageRequestRead,
@@ -30,73 +29,75 @@ enum class ClassId {
     PackageRequestCombination
 };
 
-/// What the value of a field is.
+/// The type of the value of a field.
 enum class ValueType {
     Number, ///< A whole number.
-    Code,   ///< A code, which has a name or else a number.
+    Code,   ///< A code: a name, or a number for a code without a name.
     Flag,   ///< True or false.
     Text,   ///< A text.
     Data,   ///< Bytes.
-    Length  ///< The number of the bytes of data.
+    Length  ///< The number of bytes of data.
 };
 
-/// One field of a class, by the name that it has in JSON.
+/// One field of a class.
 struct PackageField
 {
     QString name;        ///< As in JSON and in docs/protocol.md.
-    ValueType valueType; ///< Says which type of JSON value get() gives.
+    ValueType valueType; ///< Determines the type of JSON value of get().
 
-    QString type;   ///< In words, for people: "a whole number from 0 to 255", "a text".
-    QString setter; ///< The operation that stores a value; empty where only constructors do.
+    QString type;   ///< In words, such as "a whole number from 0 to 255".
+    QString setter; ///< The operation that stores a value; empty if only constructors do.
 
-    /// The value: a number, a name of a code, a boolean, a text, or hexadecimal digits.
+    /// Returns the value: a number, a name of a code, a boolean, a text, or hexadecimal digits.
     std::function<QJsonValue(const PackageBase &)> get;
 
-    /// Stores a value. Numbers and booleans may come as text, numbers also as 0x hexadecimal.
+    /// Stores a value. Numbers and booleans may also be given as text, numbers also as text in
+    /// hexadecimal with the prefix 0x.
     ///
-    /// @return what is wrong with the value, or an empty text.
+    /// @return what is wrong with the value; empty on success.
     std::function<QString(PackageBase &, const QJsonValue &)> set;
 
-    /// The value for people, such as "write (1)" or "2560 (0xA00)".
+    /// Returns the value for people, such as "write (1)" or "2560 (0xA00)".
     std::function<QString(const PackageBase &)> describe;
 
-    /// The value as a C++ expression.
+    /// Returns the value as a C++ expression.
     std::function<QString(const PackageBase &)> expression;
 };
 
-/// A class of packages: how to make one, and its fields. PackageRequestCombination, which is a
-/// list of packages and not one itself, has none of this.
+/// A class of packages: its fields, and how to create a package. There is none for
+/// PackageRequestCombination, which is a list of packages, not a package.
 struct PackageClass
 {
-    ClassId id;   ///< What names the class in a MessageShape.
-    QString name; ///< That of the C++ class.
+    ClassId id;   ///< The class in a MessageShape.
+    QString name; ///< The name of the C++ class.
 
-    /// The type word of the class in a combination record; empty where a record carries none.
+    /// The type word of the class in the record of a combination; empty if none carries it.
     QString combinationType;
 
-    /// A package with serial number 0 and otherwise what the constructor of the class gives. Draws
+    /// Creates a package with serial number 0 and otherwise the defaults of the class. Draws
     /// no serial number.
     std::function<std::unique_ptr<PackageBase>()> create;
 
-    /// Whether a package is of this class or of one that derives from it.
+    /// Returns whether a package is of this class or of one that derives from it.
     std::function<bool(const PackageBase *)> isClassOf;
 
-    std::vector<PackageField> fields; ///< Inherited ones too.
+    std::vector<PackageField> fields; ///< Includes inherited fields.
 
-    /// The field of that name, or null.
+    /// Returns the field of that name, or null.
     KORVININSPECT_EXPORT const PackageField *field(const QString &fieldName) const;
 };
 
-/// All classes of packages, PackageBase first. Owned by the library, which never changes them.
+/// Returns all classes of packages, PackageBase first. The library owns them and never changes
+/// them.
 KORVININSPECT_EXPORT const std::vector<PackageClass> &packageClasses();
 
-/// The class of that name, or null.
+/// Returns the class of that name, or null.
 KORVININSPECT_EXPORT const PackageClass *packageClass(const QString &name);
 
-/// The class of that id, or null for PackageRequestCombination.
+/// Returns the class of that id, or null for PackageRequestCombination.
 KORVININSPECT_EXPORT const PackageClass *packageClass(ClassId id);
 
-/// The most derived of the classes that @p package is of.
+/// Returns the most derived of the classes that @p package belongs to.
 KORVININSPECT_EXPORT const PackageClass &classOf(const PackageBase &package);
 
 } // namespace KorvinInspect

@@ -10,19 +10,19 @@ class PackageBase;
 class PackageRequestCombination;
 
 /// @file
-/// Packages in debug output: the class, then each field with its name; numbers in decimal and
-/// hexadecimal, codes with their names, of data the size and the first 32 bytes.
+/// Packages in debug output: the class, then each field with its name. Numbers are printed in
+/// decimal and hexadecimal, codes with their names, data with its size and first 32 bytes.
 ///
 ///     qDebug() << package;
 ///     // PackageRequestRead(serialNum=7, deviceKey="usb0", ..., readWriteCode=read (0), ...)
 
-/// A package of any class.
+/// Prints a package of any class.
 KORVININSPECT_EXPORT QDebug operator<<(QDebug debug, const PackageBase &package);
 
-/// A combination, and each of its packages.
+/// Prints a combination and each of its packages.
 KORVININSPECT_EXPORT QDebug operator<<(QDebug debug, const PackageRequestCombination &combination);
 
-/// A frame slice.
+/// Prints a frame slice.
 KORVININSPECT_EXPORT QDebug operator<<(QDebug debug, const CommPackageBase &slice);
 
 #endif

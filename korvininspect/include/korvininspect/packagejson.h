@@ -11,46 +11,47 @@ class PackageBase;
 class PackageRequestCombination;
 
 /// @file
-/// Packages of every class as JSON, without loss in both directions.
+/// Converts packages of every class to JSON and back without loss.
 ///
-/// Numbers are JSON numbers, but for whole numbers above 2^53, which JSON readers round: they are
-/// decimal text. Codes are their names, or numbers where they have none; data is hexadecimal
-/// digits. What a package only points to, its user token and its time-out timer, is not part of
-/// it. The name of the class stands in "class".
+/// Numbers are JSON numbers, except that whole numbers above 2^53, which JSON readers round, are
+/// decimal text. Codes are names, or numbers if they have no name. Data is hexadecimal digits. The
+/// user token and the time-out timer, which a package only points to, are left out. The member
+/// "class" has the name of the class.
 ///
-/// Readers take any subset of the fields and leave the others as they are. They take numbers and
-/// booleans also as text, and numbers also as hexadecimal with 0x in front.
+/// The functions that read JSON accept any subset of the fields and leave the other fields
+/// unchanged. They also accept numbers and booleans as text, and numbers as text in hexadecimal
+/// with the prefix 0x.
 
 namespace KorvinInspect {
 
 struct PackageClass;
 
-/// All fields of a package by the names that packageClasses() lists, and its class.
+/// Returns all fields of a package, by the names that packageClasses() lists, and its class.
 KORVININSPECT_EXPORT QJsonObject packageToJson(const PackageBase &package);
 
-/// Stores the fields that @p json has; "class" is not looked at. Where it has data but no length,
-/// the length becomes the size of the data.
+/// Stores the fields that @p json has and ignores "class". If @p json has data but no length, the
+/// length becomes the size of the data.
 ///
-/// @return what is wrong, beginning with the name of the field, or an empty text. The fields in
-///     front of a wrong one, by name, are stored.
+/// @return what is wrong, beginning with the name of the field; empty on success. If a field is
+///     wrong, those whose names sort before it have been stored.
 KORVININSPECT_EXPORT QString packageFromJson(const QJsonObject &json, PackageBase &package);
 
-/// "class", "deviceKey", "timeout", "serialNum" and "packages", the list.
+/// Returns "class", "deviceKey", "timeout", "serialNum", and the list "packages".
 KORVININSPECT_EXPORT QJsonObject combinationToJson(const PackageRequestCombination &combination);
 
-/// Replaces @p combination by what @p json describes. The packages are new, and their owner is the
+/// Replaces @p combination by what @p json describes. The packages are new and belong to the
 /// caller, as after PackageRequestCombination::unCombinationPackageRequest().
 ///
-/// @return what is wrong, or an empty text; @p combination is unchanged then.
+/// @return what is wrong, with @p combination unchanged; empty on success.
 KORVININSPECT_EXPORT QString combinationFromJson(const QJsonObject &json,
                                                  PackageRequestCombination &combination);
 
-/// The six fields of a frame slice.
+/// Returns the six fields of a frame slice.
 KORVININSPECT_EXPORT QJsonObject frameSliceToJson(const CommPackageBase &slice);
 
 /// Stores the fields that @p json has.
 ///
-/// @return what is wrong, or an empty text.
+/// @return what is wrong; empty on success.
 KORVININSPECT_EXPORT QString frameSliceFromJson(const QJsonObject &json, CommPackageBase &slice);
 
 } // namespace KorvinInspect

@@ -11,14 +11,14 @@
 class PackageBase;
 
 /// @file
-/// What a simulated device holds. Fill it in directly or from JSON.
+/// The state of a simulated device. Fill it in directly or from JSON.
 ///
 ///     DeviceState state;
 ///     Unit &unit = state.units[{0, 255, 1, 2, 65535}];
 ///     unit.blocks[0x0A000010] = {QByteArray(16, '\0')};
 ///     unit.files[QStringLiteral("a.txt")] = "hello";
 ///
-/// The same in JSON, where data is hexadecimal digits, and zeros up to "size":
+/// The same in JSON, where data is hexadecimal digits, filled up with zeros to "size" bytes:
 ///
 ///     {"units": [{"scrAddr": 0, "desAddr": 255, "deviceType": 1, "portAddr": 2,
 ///                 "scanBoardAddr": 65535,
@@ -27,23 +27,23 @@ class PackageBase;
 
 namespace KorvinSimulator {
 
-/// Where a unit is: all of a package's address but the register.
+/// The address of a unit: the address of a package without the register.
 struct UnitAddress
 {
     uchar screen = 0;      ///< 0 to 255.
     uchar destination = 0; ///< 0 to 255.
-    uchar deviceType = 0;  ///< The low byte of a package's, which is all that frames carry.
+    uchar deviceType = 0;  ///< The low 8 bits of the package's device type, as frames carry it.
     uchar port = 0;        ///< 0 to 255.
     quint16 scanBoard = 0; ///< 0 to 65535.
 
-    /// The order of QMap: field by field.
+    /// Compares field by field, for QMap.
     KORVINSIMULATOR_EXPORT bool operator<(const UnitAddress &other) const;
 };
 
-/// The unit that a package is addressed to.
+/// Returns the unit that a package is addressed to.
 KORVINSIMULATOR_EXPORT UnitAddress unitAddressOf(const PackageBase &package);
 
-/// The register that a package is addressed to: the high word, then the low word.
+/// Returns the register that a package is addressed to: the high word, then the low word.
 KORVINSIMULATOR_EXPORT quint32 registerAddressOf(const PackageBase &package);
 
 /// Bytes at consecutive register addresses: a register of that width, or a data block.
@@ -51,13 +51,13 @@ struct Block
 {
     QByteArray data; ///< The first byte is at the address of the block.
 
-    /// How many bytes at the start of the block the last writes put there. A write to the start
-    /// sets it; one further on extends it. File and memory writes take as many bytes from the
-    /// block.
+    /// Number of bytes that the last writes have put into the block. A write to the start of the
+    /// block sets it; a write to a later address extends it. File and memory writes copy this many
+    /// bytes out of the block.
     int filled = 0;
 };
 
-/// What is at one address of a device.
+/// What a device has at one address.
 struct Unit
 {
     /// By the register address of the first byte; blocks must not overlap.
@@ -65,31 +65,31 @@ struct Unit
 
     QByteArray memory; ///< From offset 0 on.
 
-    QMap<QString, QByteArray> files; ///< By name, as requests have it: a path is a name as well.
-    qint64 fileSpace = 1048576;      ///< What all files together may take, at most 16 MiB.
+    QMap<QString, QByteArray> files; ///< By the name in requests, which may be a path.
+    qint64 fileSpace = 1048576;      ///< Most bytes of all files together, at most 16 MiB.
 };
 
-/// A device: its units, and what belongs to none of them.
+/// A device: its units, and the state that belongs to no unit.
 struct DeviceState
 {
     QMap<UnitAddress, Unit> units; ///< By their address.
 
-    /// The special requests that the device knows: what it answers, by id. A "," would end the
-    /// answer.
+    /// The answers to special requests, by id. An answer must not contain a ",", which would end
+    /// it.
     QMap<int, QString> specials;
 
-    /// Most data bytes that one data request may move; clients split longer transfers.
+    /// Most data bytes that one data request may transfer. Clients split longer transfers.
     int maxPartSize = 2048;
 };
 
-/// The whole state; stateFromJson() gives it back. Empty when memory has run out.
+/// Returns the whole state for stateFromJson(); empty when memory runs out.
 KORVINSIMULATOR_EXPORT QJsonObject stateToJson(const DeviceState &state);
 
-/// Reads a state. What @p json leaves out has its default; what it does not know is an error. No
-/// block, file or memory may have more than 16 MiB.
+/// Reads a state. Missing members get their defaults; unknown members are errors. No block, file or
+/// memory may be larger than 16 MiB.
 ///
-/// @param state becomes what @p json describes; unchanged when that is wrong.
-/// @return what is wrong, beginning with the name of the member, or an empty text.
+/// @param state becomes the state; unchanged on failure.
+/// @return what is wrong, beginning with the name of the member; empty on success.
 KORVINSIMULATOR_EXPORT QString stateFromJson(const QJsonObject &json, DeviceState *state);
 
 } // namespace KorvinSimulator

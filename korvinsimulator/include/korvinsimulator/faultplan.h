@@ -11,7 +11,7 @@
 
 namespace KorvinSimulator {
 
-/// What goes wrong with a request.
+/// The kinds of faults that a request may meet.
 enum class FaultKind {
     None,
     DropRequest, ///< The request gets lost: it is not carried out, and there is no reply.
@@ -24,7 +24,7 @@ enum class FaultKind {
     Result       ///< The request is not carried out; the reply has a given outcome.
 };
 
-/// The kind in words, such as "truncated reply".
+/// Returns the kind in words, such as "truncated reply".
 KORVINSIMULATOR_EXPORT QString describe(FaultKind kind);
 
 /// One fault and its details.
@@ -32,42 +32,43 @@ struct Fault
 {
     FaultKind kind = FaultKind::None; ///< What goes wrong.
 
-    /// Delay: in milliseconds.
+    /// For Delay: milliseconds.
     int delay = 0;
 
-    /// Corrupt: the bit to flip, counted from the lowest bit of the first byte. Truncate: the bytes
-    /// that are left. Taken modulo what the reply has, so that any number will do.
+    /// For Corrupt: the bit to flip, counted from the lowest bit of the first byte. For Truncate:
+    /// the number of bytes to keep. Used modulo the size of the reply, so any number is valid.
     quint32 position = 0;
 
-    /// Result: the outcome.
+    /// For Result: the outcome.
     RequestOutcome outcome = {};
 };
 
-/// Which request of a device meets which fault: none, those of a script, or some by chance.
+/// Decides which fault each request of a device meets: none, those of a script, or random ones.
 ///
 /// The same script or seed gives the same faults in every run.
 class KORVINSIMULATOR_EXPORT FaultPlan
 {
 public:
-    /// No faults.
+    /// Plans no faults.
     FaultPlan() = default;
 
-    /// The faults of the next requests, one for each, in order; none behind the last one.
+    /// Plans one fault for each of the next requests, in order, and no faults after the last one.
     static FaultPlan scripted(const std::vector<Fault> &faults);
 
-    /// A fault for about one in 1 / @p share requests.
+    /// Plans random faults.
     ///
-    /// @param seed decides about all that is left to chance.
-    /// @param share is a probability, from 0 for none to 1 for every request.
-    /// @param kinds are those to choose from, all equally likely. Delays are of 1 to 100
-    ///     milliseconds, results are `PackFailure` with acknowledge code 6.
+    /// @param seed initialises the random numbers.
+    /// @param share is the probability that a request meets a fault: 0 for none, 1 for every
+    ///     request.
+    /// @param kinds are the kinds to choose from, all equally likely. A delay is 1 to 100
+    ///     milliseconds, a result is `PackFailure` with acknowledge code 6.
     static FaultPlan random(quint32 seed, double share,
                             const std::vector<FaultKind> &kinds = all());
 
-    /// All kinds but None.
+    /// Returns all kinds except None.
     static std::vector<FaultKind> all();
 
-    /// The fault of the next request.
+    /// Returns the fault of the next request.
     Fault next();
 
 private:

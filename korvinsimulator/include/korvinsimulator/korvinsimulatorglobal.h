@@ -2,17 +2,16 @@
 #define KORVINSIMULATOR_KORVINSIMULATORGLOBAL_H
 
 /// @file
-/// Marks what the library exports. A static build defines KORVINSIMULATOR_STATIC, for itself and
-/// for its users.
+/// Defines the macro that exports classes and functions of the library. A static build defines
+/// KORVINSIMULATOR_STATIC, for itself and for its users.
 
 /// @namespace KorvinSimulator
-/// A device in memory, SimulatedDevice: what it holds, what it answers, and what goes wrong on
-/// purpose.
+/// SimulatedDevice, a device in memory, with its state and the faults that it shows on purpose.
 
 #include <QtCore/QtGlobal>
 
 /// @def KORVINSIMULATOR_EXPORT
-/// Stands before what is exported; empty in a static build.
+/// Marks an exported class or function; empty in a static build.
 
 #if defined(KORVINSIMULATOR_STATIC)
 #define KORVINSIMULATOR_EXPORT

@@ -5,11 +5,10 @@
 
 namespace KorvinSimulator {
 
-/// What a device says about a request.
+/// The outcome of a request on a device.
 struct RequestOutcome
 {
-    /// 0 for success, below 128. The status of a Linux frame is this code, and nothing else of the
-    /// outcome is in it.
+    /// 0 for success; always below 128. A Linux frame carries only this code, as its status.
     unsigned ackCode = 0;
     OrvexEnum::CommResults commResult = OrvexEnum::CommOk;    ///< Of the transport.
     OrvexEnum::PackageResults packResult = OrvexEnum::PackOk; ///< Of the device.

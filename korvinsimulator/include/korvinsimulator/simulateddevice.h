@@ -12,60 +12,61 @@
 
 namespace KorvinSimulator {
 
-/// What a device sends back for a request.
+/// The answer of a device to a request.
 struct Answer
 {
-    /// The replies, each a frame or record: usually one; none for a request that was refused or
-    /// lost; two for one that is sent twice. To be sent after the delay.
+    /// The replies, each a frame or record, to be sent after the delay. Usually one; none if the
+    /// request was refused, or a fault loses request or reply; two if a fault duplicates the reply.
     std::vector<QByteArray> replies;
 
     int delay = 0; ///< In milliseconds.
 
-    /// Why the request was refused: it is not what its class and form say. Then nothing is done,
-    /// and there is no reply.
+    /// The verdict of KorvinInspect::check() on the request. A refused request is not carried out
+    /// and has no reply.
     KorvinInspect::Verdict verdict;
 
-    FaultKind fault = FaultKind::None; ///< What went wrong on purpose.
+    FaultKind fault = FaultKind::None; ///< The planned fault that the request met.
 };
 
-/// A device in memory: takes requests in every encoding, carries them out on its state, and gives
-/// the replies in the same encoding.
+/// A device in memory: accepts requests in every encoding, carries them out on its state, and
+/// returns the replies in the same encoding.
 ///
-/// It has no socket, thread or timer; a transport hands it the bytes:
+/// It has no socket, thread or timer. A transport passes it the bytes:
 ///
 ///     SimulatedDevice device(state);
 ///     const Answer answer = device.answer(request, ClassId::PackageRequestReadData, Form::Frame);
 ///     for (const QByteArray &reply : answer.replies)
 ///         transport.send(reply);
 ///
-/// Any input will do: what KorvinInspect::check() refuses is not decoded. docs/simulator.md says
-/// what each class of request does.
+/// Any input is safe: requests that KorvinInspect::check() refuses are not decoded.
+/// docs/simulator.md says what each class of request does.
 class KORVINSIMULATOR_EXPORT SimulatedDevice
 {
 public:
-    /// A device with a copy of @p state, and without faults.
+    /// Makes a device with a copy of @p state and without faults.
     explicit SimulatedDevice(const DeviceState &state = {});
     virtual ~SimulatedDevice();
 
     /// @{
-    /// What the device holds now. It may be changed between two requests.
+    /// The current state. It may be changed between two requests.
     DeviceState &state();
     const DeviceState &state() const;
     /// @}
 
-    /// What goes wrong from now on.
+    /// Sets the faults of the next requests.
     void setFaults(const FaultPlan &faults);
 
-    /// Answers one request. No exception leaves it.
+    /// Answers one request. Throws nothing.
     ///
-    /// Byte frames are answered with short replies, Linux frames with the header of the request.
+    /// The reply to a byte frame is a short one; the reply to a Linux frame has the header of the
+    /// request.
     ///
     /// @param request is a frame, or a record in UTF-8.
     Answer answer(const QByteArray &request, KorvinInspect::ClassId classId,
                   KorvinInspect::Form form);
 
-    /// Carries out a decoded request, and stores outcome and data in it. answer() calls it for each
-    /// request, and for each item of a combination. Override it for what your device does besides.
+    /// Carries out a decoded request and stores outcome and data in it. answer() calls it for each
+    /// request and for each item of a combination. Override it to add behaviour of your device.
     virtual void carryOut(PackageBase &request);
 
 private:

@@ -6,8 +6,8 @@ bool korvinexchange_packagetimerout();
 
 bool korvinexchange_packagetimerout()
 {
-    KORVIN_LINUX_CLIENT::PackageTimerOut timer;
+    KORVIN_LINUX_CLIENT::PackageTimerOut timer(std::chrono::hours(1));
     PackageBase package;
     package.setTimeOutTimer(&timer);
-    return package.getTimeOutTimer()->isSingleShot() && !timer.isActive();
+    return package.getTimeOutTimer()->remainingTime() > 1000 && !timer.hasExpired();
 }

@@ -11,5 +11,5 @@ bool korvinexchange_reply()
     PackageBase package;
     const Reply *reply = client.send(&package);
     return reply->id() == 1 && !reply->isFinished() && reply->outcome() == Outcome::Success
-        && reply->event().id == 0 && reply->package()->getCommResult() == OrvexEnum::CommPending;
+        && reply->result().id == 0 && reply->package()->getCommResult() == OrvexEnum::CommPending;
 }

@@ -9,5 +9,5 @@ bool korvininspect_packageexplain()
         explain(QByteArray(6, '\0'), {ClassId::PackageBase, Form::Frame, Direction::Reply});
     return fields.size() == 5 && fields.at(1).name == QStringLiteral("serialNum")
         && fields.at(1).value.toInt() == 0 && explanationToJson(fields).size() == 5
-        && !valueForPeople(fields.at(1)).isEmpty();
+        && explanationToJsonText(fields).startsWith('[') && !valueForPeople(fields.at(1)).isEmpty();
 }

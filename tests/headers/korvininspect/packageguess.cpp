@@ -5,6 +5,8 @@ bool korvininspect_packageguess();
 bool korvininspect_packageguess()
 {
     const QVector<KorvinInspect::Guess> guesses = KorvinInspect::guess(QByteArray(6, '\0'));
-    return guesses.size() > 1 && !guesses.front().reason.isEmpty()
+    const KorvinInspect::KnownShape known{{}, KorvinInspect::Form::Frame, {}};
+    return KorvinInspect::bestGuess(QByteArray(6, '\0'), known) && guesses.size() > 1
+        && !guesses.front().reason.isEmpty()
         && guesses.front().shape.form == KorvinInspect::Form::Frame;
 }
