@@ -11,9 +11,9 @@ namespace {
 /// a piece.
 constexpr int Piece = 65536;
 
-/// What comes after this moment counts as it, and no deadline is longer, so that both add up.
-constexpr Time LastMoment = Time::max() / 2;
-constexpr auto LongestDeadline = std::chrono::duration_cast<std::chrono::milliseconds>(LastMoment);
+/// The largest moment and the longest deadline, so that their sum is a moment, too.
+constexpr Time LargestTime = Time::max() / 2;
+constexpr auto LongestDeadline = std::chrono::duration_cast<std::chrono::milliseconds>(LargestTime);
 
 } // namespace
 
@@ -80,7 +80,7 @@ bool Framing::resynchronises() const
 /// Sets the clock, and gives up what is overdue then.
 void Framing::giveUp(Time now, std::vector<QByteArray> *messages)
 {
-    m_now = qBound(m_now, now, LastMoment);
+    m_now = qBound(m_now, now, LargestTime);
     for (auto due = nextTimeout(); due && *due <= m_now; due = nextTimeout()) {
         if (!resynchronises()) {
             m_fault = FramingFault::Overdue;
