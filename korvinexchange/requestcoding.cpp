@@ -150,10 +150,9 @@ Verdict checkFrame(const PackageBase &package, ClassId classId)
         return firstOf(checkRange("offset", write.offset(), 0, 0),
                        checkRange("packageDataLength", write.getPackageDataLength(), 0, 0));
     }
-    case ClassId::PackageRequestReadFile: {
-        const auto &read = static_cast<const PackageRequestReadFile &>(package);
-        return checkText("fileNameWithPath", read.fileNameWithPath());
-    }
+    case ClassId::PackageRequestReadFile:
+        return checkText("fileNameWithPath",
+                         static_cast<const PackageRequestReadFile &>(package).fileNameWithPath());
     case ClassId::PackageRequestWriteFile: // name and offset
     case ClassId::SpecialPackageRequest:   // id and text
         verdict.refusal = Refusal::NoSuchForm;
