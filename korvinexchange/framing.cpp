@@ -11,11 +11,15 @@ namespace {
 /// a piece.
 constexpr int Piece = 65536;
 
+/// The largest moment and the longest deadline, so that their sum is a moment, too.
+constexpr Time LargestTime = Time::max() / 2;
+constexpr auto LongestDeadline = std::chrono::duration_cast<std::chrono::milliseconds>(LargestTime);
+
 } // namespace
 
 Framing::Framing(int messageSize, std::chrono::milliseconds deadline)
     : m_messageSize(qMax(messageSize, 1))
-    , m_deadline(deadline)
+    , m_deadline(qBound(std::chrono::milliseconds(0), deadline, LongestDeadline))
 {
 }
 
@@ -33,8 +37,9 @@ std::optional<QByteArray> Framing::encode(const QByteArray &message) const
 std::vector<QByteArray> Framing::receive(const QByteArray &bytes, Time now)
 {
     return guarded([&](std::vector<QByteArray> *messages) {
+        giveUp(now, messages);
         for (int start = 0; start < bytes.size() && m_fault == FramingFault::None; start += Piece) {
-            append(bytes.mid(start, Piece), now);
+            append(bytes.mid(start, Piece));
             take(messages);
         }
     });
@@ -55,23 +60,14 @@ std::vector<QByteArray> Framing::end()
 
 std::optional<Time> Framing::nextTimeout() const
 {
-    if (m_fault != FramingFault::None || m_arrivals.empty())
+    if (m_arrivals.empty())
         return {};
     return m_arrivals.front().time + m_deadline;
 }
 
 std::vector<QByteArray> Framing::handleTimeout(Time now)
 {
-    return guarded([&](std::vector<QByteArray> *messages) {
-        for (auto due = nextTimeout(); due && *due <= now; due = nextTimeout()) {
-            if (!resynchronises()) {
-                m_fault = FramingFault::Overdue;
-                return;
-            }
-            drop(1);
-            take(messages);
-        }
-    });
+    return guarded([&](std::vector<QByteArray> *messages) { giveUp(now, messages); });
 }
 
 void Framing::taken(int) { }
@@ -81,13 +77,27 @@ bool Framing::resynchronises() const
     return false;
 }
 
-void Framing::append(const QByteArray &bytes, Time now)
+/// Sets the clock, and gives up what is overdue then.
+void Framing::giveUp(Time now, std::vector<QByteArray> *messages)
+{
+    m_now = qBound(m_now, now, LargestTime);
+    for (auto due = nextTimeout(); due && *due <= m_now; due = nextTimeout()) {
+        if (!resynchronises()) {
+            m_fault = FramingFault::Overdue;
+            return;
+        }
+        drop(1);
+        take(messages);
+    }
+}
+
+void Framing::append(const QByteArray &bytes)
 {
     const auto count = static_cast<int>(bytes.size());
-    if (!m_arrivals.empty() && m_arrivals.back().time >= now)
+    if (!m_arrivals.empty() && m_arrivals.back().time == m_now)
         m_arrivals.back().count += count;
     else
-        m_arrivals.push_back({now, count});
+        m_arrivals.push_back({m_now, count});
     m_buffer.append(bytes);
 }
 
@@ -122,7 +132,8 @@ void Framing::drop(int count)
     }
 }
 
-/// Runs an operation unless the stream has a fault. Running out of memory is a fault.
+/// Runs an operation unless the stream has a fault. Running out of memory is a fault. After a fault
+/// nothing is kept.
 template <typename Operation>
 std::vector<QByteArray> Framing::guarded(Operation operation)
 {
@@ -133,6 +144,10 @@ std::vector<QByteArray> Framing::guarded(Operation operation)
         operation(&messages);
     } catch (const std::bad_alloc &) {
         m_fault = FramingFault::OutOfMemory;
+    }
+    if (m_fault != FramingFault::None) {
+        m_buffer.clear();
+        m_arrivals.clear();
     }
     return messages;
 }

@@ -24,7 +24,7 @@ Framing::Found LineFraming::find(const QByteArray &buffer, int start)
     if (end < 0) {
         m_searched = static_cast<int>(buffer.size());
         // The last byte may be a carriage return, which is not part of the message.
-        const bool isTooLong = buffer.size() - start > messageSize() + 1;
+        const bool isTooLong = buffer.size() - start - 1 > messageSize();
         return {isTooLong ? Kind::TooLong : Kind::Beginning, 0, 0, 0};
     }
     const bool endsWithReturn = end > start && buffer.at(end - 1) == '\r';

@@ -1,9 +1,12 @@
 #include "requestcoding_p.h"
 
+#include <korvininspect/inputtext.h>
 #include <korvininspect/packageforms.h>
 #include <packagerequestreaddata.h>
+#include <packagerequestreadfile.h>
 #include <packagerequestreadmemdata.h>
 #include <packagerequestwritedata.h>
+#include <packagerequestwritefile.h>
 #include <packagerequestwritememdata.h>
 #include <specialpackagerequest.h>
 
@@ -61,14 +64,64 @@ Verdict checkFields(const PackageBase &package)
     return checkRange("readWriteCode", code, OrvexEnum::Read, OrvexEnum::Write);
 }
 
-/// Checks that a text fits into a frame: it has at most 65,535 bytes.
+Verdict notText(const char *field, Refusal refusal)
+{
+    Verdict verdict;
+    verdict.refusal = refusal;
+    verdict.field = QString::fromLatin1(field);
+    return verdict;
+}
+
+/// Checks that a text can be UTF-8: it has no unpaired surrogate.
+Verdict checkUnicode(const char *field, const QString &text)
+{
+    return text.isValidUtf16() ? Verdict() : notText(field, Refusal::NotUtf8);
+}
+
+/// Checks that a text fits into a frame: it has at most 65,535 bytes. Decoders end it at a zero
+/// byte and skip a byte order mark.
 Verdict checkText(const char *field, const QString &text)
 {
     constexpr int Most = std::numeric_limits<quint16>::max();
     constexpr int MostBytes = 3; // of one UTF-16 unit
-    if (text.size() <= Most / MostBytes)
-        return {};
+    if (text.contains(QChar::Null))
+        return notText(field, Refusal::ZeroInText);
+    if (text.startsWith(QChar::ByteOrderMark))
+        return notText(field, Refusal::NotUtf8);
+    const Verdict verdict = checkUnicode(field, text);
+    if (!verdict.isOk() || text.size() <= Most / MostBytes)
+        return verdict;
     return checkRange(field, text.toUtf8().size(), 0, Most);
+}
+
+QString quoted(const QString &text)
+{
+    constexpr int MaxCharacters = 40;
+    return QLatin1Char('"') + printable(text, MaxCharacters) + QLatin1Char('"');
+}
+
+/// Checks that a text fits into a column of a record, which ends at a comma.
+Verdict checkColumn(const char *field, const QString &text)
+{
+    if (text.contains(QLatin1Char(',')))
+        return notCarried(field, QStringLiteral("a text without commas"), quoted(text));
+    return checkUnicode(field, text);
+}
+
+/// Checks that a device key comes back from a record: a decoder takes for an escape what looks like
+/// one.
+Verdict checkEscapes(const QString &key)
+{
+    const QLatin1String slash("#*#");
+    const QLatin1String comma("*#*");
+    QString read = key;
+    read.replace(QLatin1Char('/'), slash).replace(QLatin1Char(','), comma);
+    read.replace(comma, QLatin1String(",")).replace(slash, QLatin1String("/"));
+    if (read != key) {
+        return notCarried("deviceKey", QStringLiteral("a key that its escapes give back"),
+                          quoted(key));
+    }
+    return checkUnicode("deviceKey", key);
 }
 
 /// Checks the fields for which every frame has one byte.
@@ -97,6 +150,9 @@ Verdict checkFrame(const PackageBase &package, ClassId classId)
         return firstOf(checkRange("offset", write.offset(), 0, 0),
                        checkRange("packageDataLength", write.getPackageDataLength(), 0, 0));
     }
+    case ClassId::PackageRequestReadFile:
+        return checkText("fileNameWithPath",
+                         static_cast<const PackageRequestReadFile &>(package).fileNameWithPath());
     case ClassId::PackageRequestWriteFile: // name and offset
     case ClassId::SpecialPackageRequest:   // id and text
         verdict.refusal = Refusal::NoSuchForm;
@@ -104,6 +160,30 @@ Verdict checkFrame(const PackageBase &package, ClassId classId)
     default:
         return verdict;
     }
+}
+
+/// Checks that a record is read with the columns and values that it is written with.
+Verdict checkRecord(const PackageBase &package, ClassId classId)
+{
+    constexpr int Most = std::numeric_limits<qint32>::max();
+    if (classId == ClassId::SpecialPackageRequest) {
+        const auto &special = static_cast<const SpecialPackageRequest &>(package);
+        return firstOf(checkRange("timeout", special.getTimeout(), 0, Most),
+                       checkColumn("strData", special.strData()));
+    }
+    const Verdict verdict = firstOf(checkEscapes(package.getDeviceKey()),
+                                    checkRange("reserved2", package.getReserved2(), 0, Most),
+                                    checkColumn("tag", package.getTag()));
+    if (!verdict.isOk())
+        return verdict;
+    if (const auto *read = qobject_cast<const PackageRequestReadFile *>(&package))
+        return checkColumn("fileNameWithPath", read->fileNameWithPath());
+    if (const auto *write = qobject_cast<const PackageRequestWriteFile *>(&package))
+        return checkColumn("fileNameWithPath", write->fileNameWithPath());
+    // An empty data string stands for one number.
+    if (qobject_cast<const PackageRequestWriteData *>(&package) && package.data().isEmpty())
+        return notCarried("data", QStringLiteral("at least 1 byte"), QStringLiteral("0 bytes"));
+    return verdict;
 }
 
 Verdict checkLinux(const PackageBase &package, ClassId classId)
@@ -124,9 +204,16 @@ Verdict checkLinux(const PackageBase &package, ClassId classId)
 Verdict checkCarried(const PackageBase &package, ClassId classId, Form form)
 {
     const Verdict verdict = checkFields(package);
-    if (!verdict.isOk() || form == Form::Text)
+    if (!verdict.isOk())
         return verdict;
-    return form == Form::Frame ? checkFrame(package, classId) : checkLinux(package, classId);
+    switch (form) {
+    case Form::Frame:
+        return checkFrame(package, classId);
+    case Form::Text:
+        return checkRecord(package, classId);
+    default:
+        return checkLinux(package, classId);
+    }
 }
 
 /// Prepares a package for sending, and restores its own serial number afterwards.

@@ -202,6 +202,17 @@ MessageShape requestOf(const MessageShape &shape)
     return {shape.classId, shape.form, Direction::Request};
 }
 
+/// Returns a request record without its data string, which no reply is compared with.
+QString withoutData(const QByteArray &request, const Korvin::ClassRow &row)
+{
+    if (row.own != Korvin::Own::WriteBlock)
+        return textFromUtf8(request);
+    int end = -1;
+    for (int comma = Korvin::writtenColumns(row, false) - 1; comma > 0; --comma)
+        end = static_cast<int>(request.indexOf(',', end + 1));
+    return textFromUtf8(request.left(end));
+}
+
 Verdict checkRecord(QStringView record, const Task &task)
 {
     const Korvin::ClassRow &row = rowOf(task.shape);
@@ -217,7 +228,7 @@ Verdict checkRecord(QStringView record, const Task &task)
     QString request; // the memory that the fields of the request refer to
     RequestFields asked;
     if (!task.options.request.isEmpty()) {
-        request = textFromUtf8(task.options.request);
+        request = withoutData(task.options.request, row);
         RecordScanner scanner(request, asked);
         scanRecordAsWritten(scanner, row, false, fields);
     }

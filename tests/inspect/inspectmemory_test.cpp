@@ -123,6 +123,29 @@ TEST_P(BoundedCheck, TakesTimeInProportionToTheInput)
 
 INSTANTIATE_TEST_SUITE_P(Inputs, BoundedCheck, testing::ValuesIn(Growing));
 
+/// What a check of a reply allocates beside a request that writes so many bytes.
+std::size_t allocatedBeside(int size, const QByteArray &reply)
+{
+    const MessageShape shape{ClassId::PackageRequestWriteData, Form::Text, Direction::Reply};
+    CheckOptions options;
+    options.request = dataRecord(size, 2 * (size - 1));
+    check(reply, shape, options); // makes what is made only once
+    const std::size_t before = allocations.bytes;
+    check(reply, shape, options);
+    return allocations.bytes - before;
+}
+
+/// A peer that sends short replies must not make each cost as much as the request in flight.
+TEST(BoundedCheck, OfAReplyDoesNotCostTheDataOfItsRequest)
+{
+    const QByteArray columns = Columns;
+    const QByteArray replies[] = {"7,x", columns, QByteArray(20, ','),
+                                  QByteArray(columns).replace("true", "0,true") + "0,"};
+    for (const QByteArray &reply : replies)
+        EXPECT_EQ(allocatedBeside(900000, reply), allocatedBeside(100000, reply))
+            << reply.constData();
+}
+
 TEST(BoundedCheck, TheLargestAnnouncedLengthsCostNothing)
 {
     for (const int announced : {std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {

@@ -50,14 +50,18 @@ struct Accepted
 ///
 ///     Engine engine;
 ///     engine.send(&read, {}, now());
-///     while (const auto message = engine.takeMessage(now()))
-///         transport.write(framing.encode(message->bytes));
-///     ...
+///     while (const auto message = engine.takeMessage(now())) {
+///         if (const auto bytes = framing.encode(message->bytes))
+///             transport.write(*bytes);
+///         else
+///             engine.refuse(message->request, now());
+///     }
 ///     for (const QByteArray &record : framing.receive(transport.readAll(), now()))
 ///         engine.receive(Form::Text, record, now());
 ///     while (const auto event = engine.takeEvent())
 ///         handle(*event);
-///     timer.start(*engine.nextTimeout() - now()); // and then handleTimeout()
+///     if (const auto due = engine.nextTimeout())
+///         timer.start(*due - now()); // and then engine.handleTimeout(now())
 ///
 /// After each call of another operation, take the messages that the transport has room for, take
 /// the events, and set the timer to nextTimeout(). While the transport is full, do not take

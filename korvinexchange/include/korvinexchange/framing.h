@@ -43,7 +43,8 @@ public:
     /// memory runs out.
     std::optional<QByteArray> encode(const QByteArray &message) const;
 
-    /// Adds received bytes and returns the messages that are complete now.
+    /// Adds received bytes and returns the messages that are complete now. Before, it gives up what
+    /// is overdue, as handleTimeout() does.
     std::vector<QByteArray> receive(const QByteArray &bytes, Time now);
 
     /// Ends the stream. An incomplete message will not be completed.
@@ -63,7 +64,7 @@ public:
     std::vector<QByteArray> handleTimeout(Time now);
 
     /// Returns the number of buffered bytes of an incomplete message: at most the largest size of a
-    /// message and the bytes that the framing adds.
+    /// message and the bytes that the framing adds, and 0 after a fault.
     int buffered() const { return static_cast<int>(m_buffer.size()); }
 
 protected:
@@ -107,7 +108,8 @@ private:
         int count;
     };
 
-    void append(const QByteArray &bytes, Time now);
+    void giveUp(Time now, std::vector<QByteArray> *messages);
+    void append(const QByteArray &bytes);
     void take(std::vector<QByteArray> *messages);
     void drop(int count);
 
@@ -116,6 +118,7 @@ private:
 
     int m_messageSize;
     Time m_deadline;
+    Time m_now{0}; ///< The latest moment that was passed.
     QByteArray m_buffer;
     std::deque<Arrival> m_arrivals; ///< Arrivals of the bytes in the buffer, in order.
     FramingFault m_fault = FramingFault::None;

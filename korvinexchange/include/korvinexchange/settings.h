@@ -59,9 +59,18 @@ struct Settings
     /// @}
 
     /// The forms that the peer accepts, the preferred one first. A request is sent in the first
-    /// form that carries all of it, and is refused if none does. Linux frames carry only data
-    /// requests that are not broadcasts. Byte frames carry neither offsets of files and memory nor
-    /// special requests. Records carry everything.
+    /// form that carries all of it, and is refused if none does.
+    ///
+    /// | form        | does not carry                                                         |
+    /// |-------------|------------------------------------------------------------------------|
+    /// | Linux frame | a broadcast; a request that is not one of data                         |
+    /// | byte frame  | an offset of files or memory; a special request; a text with U+0000,   |
+    /// |             | with U+FEFF as its first character, or of more than 65,535 bytes       |
+    /// | record      | a data write of no bytes; a negative reserved 2; a comma in a tag, the |
+    /// |             | name of a file or a special request; a device key that reads back as   |
+    /// |             | another one, such as "a#*#b", which looks escaped                      |
+    ///
+    /// Neither byte frames nor records carry a text with an unpaired surrogate.
     std::vector<KorvinInspect::Form> forms = {KorvinInspect::Form::Text};
 
     /// How long a reply may take. For a combination, the time is multiplied by the number of items.
