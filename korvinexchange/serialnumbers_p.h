@@ -47,6 +47,7 @@ struct EndedRequest
     /// The request; empty if it was too long to keep. Then replies are not compared with it.
     QByteArray request;
 
+    int asked = 0;                ///< Data bytes that the reply may carry.
     bool isAnswered = false;      ///< A reply to it has arrived.
     bool isSentOnce = true;       ///< Has at most one reply, except for duplicates.
     bool isOfCombination = false; ///< Its reply may arrive with others.
