@@ -951,8 +951,7 @@ const RefusedRow RefusedWrites[] = {
      [](PackageBase &p) { p.setTag(QStringLiteral("a,b")); },
      "refused: the peer would refuse it: too many: 19 columns expected, 20 found"},
     {"zero in a tag", Form::Frame, [](PackageBase &p) { p.setTag(QString(QChar(0))); },
-     "refused: the peer would refuse it: tag at 6: the text contains a zero byte, where a decoder "
-     "ends "
+     "refused: the peer would refuse it: tag at 6: the text contains a zero byte, where a decoder ends "
      "it"},
     {"long tag", Form::Frame, [](PackageBase &p) { p.setTag(QString(65536, QLatin1Char('a'))); },
      "refused: no form of the peer carries it: tag at 0: out of range: 0 to 65535 expected, 65536 "
