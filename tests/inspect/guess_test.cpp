@@ -153,7 +153,7 @@ void expectBestIsFirst(const QByteArray &input)
     }
     for (const KnownShape &some : known) {
         const auto agrees = [&](const Guess &guess) { return some.agreesWith(guess.shape); };
-        const auto *const first = std::find_if(guesses.begin(), guesses.end(), agrees);
+        const auto first = std::find_if(guesses.begin(), guesses.end(), agrees);
         const std::optional<Guess> best = bestGuess(input, some);
         ASSERT_TRUE(best);
         EXPECT_EQ(inWords(*best), inWords(*first));
