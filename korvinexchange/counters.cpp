@@ -24,7 +24,7 @@ Time LatencyHistogram::percentile(double share) const
     Time end{0};
     for (std::size_t step = 0; step < Steps; ++step) {
         if (m_counts.at(step) > 0 && (seen == 0 || static_cast<double>(seen) < wanted))
-            end = Time(Time::rep(1) << step);
+            end = step + 1 < Steps ? Time(Time::rep(1) << step) : Time::max();
         seen += m_counts.at(step);
     }
     return end;

@@ -64,12 +64,12 @@ std::optional<SerialNumbers::Key> keyOf(Form form, const QByteArray &reply)
 {
     if (const std::optional<quint32> serialNum = serialNumOfReply(reply, form))
         return *serialNum;
+    if (form != Form::Text)
+        return {};
     // Only records of special requests have no serial number.
     bool isNumber = false;
     const int id = reply.left(qMax(reply.indexOf(','), 0)).toInt(&isNumber);
-    if (!isNumber || form != Form::Text)
-        return {};
-    return SerialNumbers::ofSpecial(id);
+    return isNumber ? std::optional(SerialNumbers::ofSpecial(id)) : std::nullopt;
 }
 
 Verdict outOfRange(const QString &expected, const QString &found)
@@ -86,46 +86,59 @@ MessageShape replyShapeOf(const Job &job, const JobItem &item)
     return {item.classId, job.shape.form, Direction::Reply};
 }
 
+/// Returns what a reply to a request must match.
+EndedRequest expectedOf(const Job &job, const JobItem &item)
+{
+    EndedRequest expected;
+    expected.shape = replyShapeOf(job, item);
+    expected.request = item.request;
+    expected.asked = item.asked;
+    expected.isOfCombination = job.isCombination;
+    return expected;
+}
+
+EndedRequest expectedOf(const SerialNumbers::Number &number)
+{
+    return number.job ? expectedOf(*number.job, number.job->items[number.item]) : number.ended;
+}
+
 RequestId idOf(const Job &job, const JobItem &item)
 {
     return job.transfer ? job.transfer->id : item.id;
 }
 
-/// Returns whether no item has ended. Otherwise a combination is not repeated, because the peer
-/// would carry out answered or cancelled items again.
+/// Returns whether no item that was sent has ended. Otherwise a combination is not repeated,
+/// because the peer would carry out answered or cancelled items again.
 bool isWhole(const Job &job)
 {
-    return job.unfinished == job.items.size();
+    return job.unfinished == job.sentItems;
+}
+
+/// Returns whether the caller's package was deleted.
+bool isPackageGone(const Job &job, const JobItem &item)
+{
+    return job.transfer ? !job.transfer->running.package() : !item.package;
+}
+
+/// Returns whether a package is there twice. Throws std::bad_alloc.
+bool hasDoubles(PackageBase *const *packages, int count)
+{
+    std::vector<PackageBase *> sorted(packages, packages + count);
+    std::sort(sorted.begin(), sorted.end(), std::less<>());
+    return std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end();
 }
 
 /// Compares what a transport says of a reply with what was sent.
-Verdict checkClass(ClassId sent, std::optional<ClassId> received)
+Verdict checkClass(const EndedRequest &expected, std::optional<ClassId> received)
 {
     Verdict verdict;
+    const ClassId sent =
+        expected.isOfCombination ? ClassId::PackageRequestCombination : expected.shape.classId;
     if (!received || *received == sent)
         return verdict;
     verdict.refusal = Refusal::OtherRequest;
     verdict.expected = className(sent);
     verdict.found = className(*received);
-    return verdict;
-}
-
-/// Decodes the reply to a request. A successful data read must have as much data as was asked for.
-Verdict decodeReply(const QByteArray &message, const MessageShape &shape, const JobItem &item,
-                    std::unique_ptr<PackageBase> *reply)
-{
-    CheckOptions options;
-    options.request = item.request;
-    Verdict verdict = decodeMessage(message, shape, reply, options);
-    if (!verdict.isOk() || item.classId != ClassId::PackageRequestReadData
-        || !(*reply)->isPackageSuccess()) {
-        return verdict;
-    }
-    const qint64 found = (*reply)->data().size();
-    if (found != item.asked) {
-        verdict = outOfRange(QString::number(item.asked), QString::number(found));
-        verdict.field = QStringLiteral("replyDataLength");
-    }
     return verdict;
 }
 
@@ -148,12 +161,14 @@ int EnginePrivate::queued() const
 Accepted EnginePrivate::send(PackageBase *const *packages, int count, bool isCombination,
                              const RequestOptions &options)
 {
-    if (count < 1 || count > settings.limits.inFlight)
+    if (count < 1 || count > mostItems())
         return refuse(packages, count, SendError::TooManyItems);
     if (queued() + count > settings.limits.queued)
         return refuse(packages, count, SendError::QueueFull);
     const RequestId first = m_lastId + 1;
     try {
+        if (isCombination && hasDoubles(packages, count))
+            return refuse(packages, count, SendError::TooManyItems);
         Jobs made(1);
         Job &job = made.front();
         job.options = options;
@@ -179,6 +194,13 @@ Accepted EnginePrivate::send(PackageBase *const *packages, int count, bool isCom
     return {first, SendError::None};
 }
 
+/// Returns how many requests one message may have: each needs a serial number.
+qint64 EnginePrivate::mostItems() const
+{
+    const qint64 range = qint64(settings.lastSerialNum) - settings.firstSerialNum + 1;
+    return qMin<qint64>(range, qMin(settings.limits.inFlight, settings.limits.serialNumbers));
+}
+
 Accepted EnginePrivate::refuse(PackageBase *const *packages, int count, SendError sendError)
 {
     for (int i = 0; i < count; ++i)
@@ -200,7 +222,7 @@ void EnginePrivate::enqueue(Jobs *made)
     job.due = m_due.insert({due, ++m_lastOrder, &job}).first;
     job.list = made;
     job.place = made->begin();
-    const bool isSpecial = isWithoutSerialNum(job.items[0].classId, Form::Text);
+    const bool isSpecial = isWithoutSerialNum(job.items[0].classId);
     moveTo(isSpecial ? &m_waitingSpecials : &m_waiting, job);
 }
 
@@ -248,9 +270,12 @@ std::optional<OutgoingMessage> EnginePrivate::takeMessage()
 {
     m_lacksNumbers = false;
     while (!m_ready.empty()) {
-        if (isWhole(m_ready.front()))
-            return handOut(m_ready.front());
-        finishAll(m_ready.front(), Outcome::TimedOut);
+        Job &job = m_ready.front();
+        if (dropGonePackages(job))
+            continue;
+        if (isWhole(job))
+            return handOut(job);
+        finishAll(job, Outcome::TimedOut);
     }
     const Job *blocked = nullptr;
     while (Job *job = nextWaiting(blocked)) {
@@ -289,7 +314,7 @@ EnginePrivate::Dispatch EnginePrivate::dispatch(Job &job)
         verdict = chooseShape(job);
         if (!verdict.isOk())
             return end(job, SendError::NotCarried, verdict);
-        if (askedOf(job) > settings.limits.announcedData)
+        if (asksForTooMuch(job))
             return end(job, SendError::TooMuchData, verdict);
         if (!drawNumbers(job)) {
             releaseNumbers(job);
@@ -311,14 +336,19 @@ EnginePrivate::Dispatch EnginePrivate::dispatch(Job &job)
 /// Sends an encoded job if its size allows it.
 EnginePrivate::Dispatch EnginePrivate::dispatchEncoded(Job &job)
 {
+    const Limits &limits = settings.limits;
     const qint64 size = job.message.size();
     job.cost = size + askedOf(job);
-    const bool isTooLong =
-        size > settings.limits.messageSize || job.cost > settings.limits.bytesInFlight;
-    if (isTooLong || lacksBytes(job)) {
+    SendError sendError = SendError::None;
+    if (size > qMin<qint64>(limits.messageSize, limits.bytesInFlight))
+        sendError = SendError::TooLong;
+    else if (job.cost > limits.bytesInFlight)
+        sendError = SendError::TooMuchData;
+    if (sendError != SendError::None || lacksBytes(job)) {
         releaseNumbers(job);
-        return isTooLong ? end(job, SendError::TooLong, {}) : Dispatch::Blocked;
+        return sendError != SendError::None ? end(job, sendError, {}) : Dispatch::Blocked;
     }
+    job.sentItems = job.unfinished;
     for (JobItem &item : job.items) {
         if (item.isFinished)
             continue;
@@ -347,12 +377,14 @@ EnginePrivate::Dispatch EnginePrivate::end(Job &job, SendError sendError, const 
     return Dispatch::Ended;
 }
 
-/// Ends the requests whose packages have been deleted.
+/// Ends the requests whose packages the caller has deleted.
 ///
 /// @return whether the job has ended with them.
 bool EnginePrivate::dropGonePackages(Job &job)
 {
-    const auto isGone = [](const JobItem &item) { return !item.isFinished && !item.package; };
+    const auto isGone = [&](const JobItem &item) {
+        return !item.isFinished && isPackageGone(job, item);
+    };
     auto left = std::count_if(job.items.begin(), job.items.end(), isGone);
     const bool isOver = left == job.unfinished;
     StepResult result;
@@ -380,7 +412,8 @@ Verdict EnginePrivate::chooseShape(Job &job) const
             continue;
         item.asked = askedData(*item.package, item.classId);
         const ChosenForm chosen =
-            chooseForm(*item.package, item.classId, job.isCombination ? onlyRecords : forms);
+            chooseForm(*item.package, item.classId, job.isCombination ? onlyRecords : forms,
+                       settings.firstSerialNum);
         verdict = chosen.verdict;
         job.shape = {item.classId, chosen.form, Direction::Request};
         job.isRepeatable = job.isRepeatable
@@ -389,6 +422,14 @@ Verdict EnginePrivate::chooseShape(Job &job) const
     if (job.isCombination)
         job.shape.classId = ClassId::PackageRequestCombination;
     return verdict;
+}
+
+/// Returns whether a request asks for more data than one may.
+bool EnginePrivate::asksForTooMuch(const Job &job) const
+{
+    return std::any_of(job.items.begin(), job.items.end(), [&](const JobItem &item) {
+        return item.asked > settings.limits.announcedData;
+    });
 }
 
 /// Returns the number of data bytes that the replies may carry.
@@ -500,6 +541,8 @@ std::optional<Time> EnginePrivate::nextTimeout() const
 
 void EnginePrivate::onDue(Job &job)
 {
+    if (dropGonePackages(job))
+        return;
     if (m_now >= job.deadline) {
         finishAll(job, Outcome::TimedOut);
         return;
@@ -624,16 +667,14 @@ void EnginePrivate::finish(Job &job, JobItem &item, StepResult result)
 /// Starts the rest of the serial number of a request that was sent.
 void EnginePrivate::rest(const Job &job, JobItem &item, bool isAnswered)
 {
-    EndedRequest ended;
-    ended.shape = replyShapeOf(job, item);
-    if (item.request.size() <= LongestKeptRequest)
-        ended.request = item.request;
+    EndedRequest ended = expectedOf(job, item);
+    if (ended.request.size() > LongestKeptRequest)
+        ended.request.clear();
     ended.isAnswered = isAnswered;
     ended.isSentOnce = job.attempts == 1;
-    ended.isOfCombination = job.isCombination;
     numbers.rest(std::exchange(item.number, nullptr), ended, m_now);
     --inFlight;
-    if (isWithoutSerialNum(item.classId, job.shape.form))
+    if (isWithoutSerialNum(item.classId))
         m_isSpecialUnderWay = false;
 }
 
@@ -708,11 +749,7 @@ void EnginePrivate::receive(Form form, const QByteArray &message, std::optional<
 {
     counters.bytesReceived += static_cast<quint64>(message.size());
     try {
-        const std::optional<SerialNumbers::Key> key = keyOf(form, message);
-        const SerialNumbers::Number *number = key ? numbers.find(*key) : nullptr;
-        const bool isOfCombination =
-            number && (number->job ? number->job->isCombination : number->ended.isOfCombination);
-        if (!isOfCombination || message.size() > settings.limits.messageSize) {
+        if (!hasSeveralReplies(form, message)) {
             receiveOne(form, message, classId);
             return;
         }
@@ -723,38 +760,89 @@ void EnginePrivate::receive(Form form, const QByteArray &message, std::optional<
     }
 }
 
+/// Returns the number that a reply has; null if no request in this form had it.
+SerialNumbers::Number *EnginePrivate::numberOf(Form form, const QByteArray &reply)
+{
+    const std::optional<SerialNumbers::Key> key = keyOf(form, reply);
+    SerialNumbers::Number *number = key ? numbers.find(*key) : nullptr;
+    return number && expectedOf(*number).shape.form == form ? number : nullptr;
+}
+
+/// Returns whether a message is the replies of a combination. Only their numbers say so: the texts
+/// of another reply may have a "|", too.
+bool EnginePrivate::hasSeveralReplies(Form form, const QByteArray &message)
+{
+    const int separators = form == Form::Text ? message.count('|') : 0;
+    if (separators == 0 || separators >= settings.limits.inFlight
+        || message.size() > settings.limits.messageSize) {
+        return false;
+    }
+    const auto isOfCombination = [](const SerialNumbers::Number *number) {
+        return number && expectedOf(*number).isOfCombination;
+    };
+    const SerialNumbers::Number *first = numberOf(form, message);
+    std::unique_ptr<PackageBase> reply;
+    if (first && !isOfCombination(first) && decodeReply(*first, message, {}, &reply).isOk())
+        return false;
+    const QList<QByteArray> parts = message.split('|');
+    return std::any_of(parts.begin(), parts.end(), [&](const QByteArray &part) {
+        return isOfCombination(numberOf(form, part));
+    });
+}
+
 void EnginePrivate::receiveOne(Form form, const QByteArray &message, std::optional<ClassId> classId)
 {
-    const std::optional<SerialNumbers::Key> key = keyOf(form, message);
-    SerialNumbers::Number *number = key ? numbers.find(*key) : nullptr;
-    const Form expected = !number ? form
-        : number->job             ? number->job->shape.form
-                                  : number->ended.shape.form;
-    if (!number || form != expected) {
+    SerialNumbers::Number *number = numberOf(form, message);
+    if (!number) {
         ++counters.unknown;
         note(TraceEvent::Unknown, {ClassId::PackageBase, form, Direction::Reply}, 0, message);
-    } else if (number->job) {
-        answer(*number->job, number->job->items[number->item], message,
-               checkClass(number->job->shape.classId, classId));
-    } else {
-        const EndedRequest &ended = number->ended;
-        const ClassId sent =
-            ended.isOfCombination ? ClassId::PackageRequestCombination : ended.shape.classId;
-        receiveLate(number, message, checkClass(sent, classId));
+        return;
     }
+    std::unique_ptr<PackageBase> reply;
+    const Verdict verdict = decodeReply(*number, message, classId, &reply);
+    if (!number->job)
+        receiveLate(number, message, verdict);
+    else if (verdict.isOk())
+        answer(*number->job, number->job->items[number->item], message, *reply);
+    else
+        refuseReply(number->job->items[number->item], *number->job, message, verdict);
+}
+
+/// Decodes the reply to a request, in flight or ended. A successful data read must have as much
+/// data as was asked for. Decodes nothing if the request was not kept.
+Verdict EnginePrivate::decodeReply(const SerialNumbers::Number &number, const QByteArray &message,
+                                   std::optional<ClassId> classId,
+                                   std::unique_ptr<PackageBase> *reply) const
+{
+    if (message.size() > settings.limits.messageSize) {
+        return outOfRange(
+            QStringLiteral("a message of at most %1 bytes").arg(settings.limits.messageSize),
+            QString::number(message.size()));
+    }
+    const EndedRequest expected = expectedOf(number);
+    Verdict verdict = checkClass(expected, classId);
+    if (!verdict.isOk() || expected.request.isEmpty())
+        return verdict;
+    CheckOptions options;
+    options.request = expected.request;
+    verdict = decodeMessage(message, expected.shape, reply, options);
+    if (!verdict.isOk() || expected.shape.classId != ClassId::PackageRequestReadData
+        || !(*reply)->isPackageSuccess()) {
+        return verdict;
+    }
+    const qint64 found = (*reply)->data().size();
+    if (found != expected.asked) {
+        verdict = outOfRange(QString::number(expected.asked), QString::number(found));
+        verdict.field = QStringLiteral("replyDataLength");
+    }
+    return verdict;
 }
 
 /// Handles a reply to a request that has ended.
 void EnginePrivate::receiveLate(SerialNumbers::Number *number, const QByteArray &message,
-                                Verdict verdict)
+                                const Verdict &verdict)
 {
     const EndedRequest &ended = number->ended;
-    const bool isKnown = !ended.request.isEmpty();
-    CheckOptions options;
-    options.request = ended.request;
-    std::unique_ptr<PackageBase> reply;
-    if (isKnown && verdict.isOk())
-        verdict = decodeMessage(message, ended.shape, &reply, options);
     if (!verdict.isOk()) {
         ++counters.refusedReplies;
         note(TraceEvent::RefusedReply, ended.shape, 0, message, verdict);
@@ -762,31 +850,20 @@ void EnginePrivate::receiveLate(SerialNumbers::Number *number, const QByteArray 
     }
     ++(ended.isAnswered ? counters.duplicate : counters.late);
     note(ended.isAnswered ? TraceEvent::Duplicate : TraceEvent::Late, ended.shape, 0, message);
-    if (isKnown)
+    if (!ended.request.isEmpty())
         numbers.restAnswered(number, m_now);
 }
 
-void EnginePrivate::answer(Job &job, JobItem &item, const QByteArray &message, Verdict verdict)
+/// Ends a request with a reply that matches.
+void EnginePrivate::answer(Job &job, JobItem &item, const QByteArray &message, PackageBase &reply)
 {
-    std::unique_ptr<PackageBase> reply;
-    if (message.size() > settings.limits.messageSize) {
-        verdict = outOfRange(
-            QStringLiteral("a message of at most %1 bytes").arg(settings.limits.messageSize),
-            QString::number(message.size()));
-    } else if (verdict.isOk()) {
-        verdict = decodeReply(message, replyShapeOf(job, item), item, &reply);
-    }
-    if (!verdict.isOk()) {
-        refuseReply(item, job, message, verdict);
-        return;
-    }
     ++counters.answered;
     counters.latency.add(m_now - job.sentAt);
     note(TraceEvent::Answered, replyShapeOf(job, item), idOf(job, item), message);
     StepResult result;
-    result.outcome = reply->isPackageSuccess() ? Outcome::Success : Outcome::Failure;
+    result.outcome = reply.isPackageSuccess() ? Outcome::Success : Outcome::Failure;
     if (item.package)
-        takeOver(item.package, *reply);
+        takeOver(item.package, reply);
     else
         result.outcome = Outcome::Cancelled;
     rest(job, item, true);
@@ -821,7 +898,9 @@ Accepted EnginePrivate::start(const Transfer &transfer, const RequestOptions &op
         return refuse(&package, 1, SendError::NotCarried);
     const RequestId id = m_lastId + 1;
     try {
-        TransferJobs &jobs = m_transfers.try_emplace(id, transfer, emptiesBuffer).first->second;
+        Transfer bounded = transfer;
+        bounded.setWindow(qMin(transfer.window(), settings.limits.inFlight));
+        TransferJobs &jobs = m_transfers.try_emplace(id, bounded, emptiesBuffer).first->second;
         jobs.id = id;
         jobs.options = options;
         jobs.finished.resize(1);
@@ -838,18 +917,16 @@ Accepted EnginePrivate::start(const Transfer &transfer, const RequestOptions &op
 /// Starts as many requests as may be under way. Ends the transfer if there is nothing left to do.
 void EnginePrivate::continueTransfer(TransferJobs &transfer)
 {
+    if (!transfer.running.package())
+        transfer.running.stop(Outcome::Cancelled, SendError::None);
     while (transfer.running.mayStart(static_cast<int>(transfer.jobs.size())))
         startStep(transfer);
-    if (transfer.running.isOver(static_cast<int>(transfer.jobs.size())))
+    if (transfer.jobs.empty())
         endTransfer(transfer);
 }
 
 void EnginePrivate::startStep(TransferJobs &transfer)
 {
-    if (!transfer.running.package()) {
-        transfer.running.stop(Outcome::Cancelled, SendError::None);
-        return;
-    }
     try {
         Jobs made(1);
         Job &job = made.front();

@@ -78,6 +78,7 @@ struct Job
 
     QVarLengthArray<JobItem, 1> items;
     int unfinished = 0;
+    int sentItems = 0; ///< Those that the message has.
     State state = State::Waiting;
     RequestOptions options;
     bool isCombination = false;
@@ -139,6 +140,7 @@ private:
     };
 
     // Accepting requests.
+    qint64 mostItems() const;
     Accepted refuse(PackageBase *const *packages, int count, SendError sendError);
     void enqueue(Jobs *made);
 
@@ -149,6 +151,7 @@ private:
     Dispatch end(Job &job, SendError sendError, const KorvinInspect::Verdict &verdict);
     bool dropGonePackages(Job &job);
     KorvinInspect::Verdict chooseShape(Job &job) const;
+    bool asksForTooMuch(const Job &job) const;
     qint64 askedOf(const Job &job) const;
     bool lacksBytes(const Job &job) const;
     bool drawNumbers(Job &job);
@@ -174,11 +177,17 @@ private:
     void remove(Job &job);
 
     // Replies.
+    SerialNumbers::Number *numberOf(KorvinInspect::Form form, const QByteArray &reply);
+    bool hasSeveralReplies(KorvinInspect::Form form, const QByteArray &message);
     void receiveOne(KorvinInspect::Form form, const QByteArray &message,
                     std::optional<KorvinInspect::ClassId> classId);
+    KorvinInspect::Verdict decodeReply(const SerialNumbers::Number &number,
+                                       const QByteArray &message,
+                                       std::optional<KorvinInspect::ClassId> classId,
+                                       std::unique_ptr<PackageBase> *reply) const;
     void receiveLate(SerialNumbers::Number *number, const QByteArray &message,
-                     KorvinInspect::Verdict verdict);
-    void answer(Job &job, JobItem &item, const QByteArray &message, KorvinInspect::Verdict verdict);
+                     const KorvinInspect::Verdict &verdict);
+    void answer(Job &job, JobItem &item, const QByteArray &message, PackageBase &reply);
     void refuseReply(JobItem &item, const Job &job, const QByteArray &message,
                      const KorvinInspect::Verdict &verdict);
     void note(TraceEvent event, const KorvinInspect::MessageShape &shape, RequestId request,

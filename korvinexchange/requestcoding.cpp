@@ -141,15 +141,14 @@ Verdict checkFrame(const PackageBase &package, ClassId classId)
     if (!verdict.isOk())
         return verdict;
     switch (classId) {
-    case ClassId::PackageRequestReadMemData: {
-        const auto &read = static_cast<const PackageRequestReadMemData &>(package);
-        return checkRange("offset", read.offset(), 0, 0);
-    }
-    case ClassId::PackageRequestWriteMemData: {
-        const auto &write = static_cast<const PackageRequestWriteMemData &>(package);
-        return firstOf(checkRange("offset", write.offset(), 0, 0),
-                       checkRange("packageDataLength", write.getPackageDataLength(), 0, 0));
-    }
+    case ClassId::PackageRequestReadMemData:
+        return checkRange("offset",
+                          static_cast<const PackageRequestReadMemData &>(package).offset(), 0, 0);
+    case ClassId::PackageRequestWriteMemData:
+        return firstOf(checkRange("offset",
+                                  static_cast<const PackageRequestWriteMemData &>(package).offset(),
+                                  0, 0),
+                       checkRange("packageDataLength", package.getPackageDataLength(), 0, 0));
     case ClassId::PackageRequestReadFile:
         return checkText("fileNameWithPath",
                          static_cast<const PackageRequestReadFile &>(package).fileNameWithPath());
@@ -216,13 +215,14 @@ Verdict checkCarried(const PackageBase &package, ClassId classId, Form form)
     }
 }
 
-/// Prepares a package for sending, and restores its own serial number afterwards.
+/// Prepares a package for sending, and restores its own serial number and data afterwards.
 class AsSent
 {
 public:
     AsSent(PackageBase &package, quint32 serialNum)
         : m_package(package)
         , m_ownSerialNum(package.getSerialNum())
+        , m_ownData(package.data())
     {
         m_package.setSerialNum(serialNum);
         m_package.setAckCode(0);
@@ -239,23 +239,28 @@ public:
     ~AsSent()
     {
         m_package.setSerialNum(m_ownSerialNum);
+        m_package.setData(m_ownData);
         m_package.setCommResult(OrvexEnum::CommPending);
     }
 
 private:
     PackageBase &m_package;
     quint64 m_ownSerialNum;
+    QByteArray m_ownData;
 };
 
 } // namespace
 
-ChosenForm chooseForm(const PackageBase &package, ClassId classId, const std::vector<Form> &forms)
+ChosenForm chooseForm(const PackageBase &package, ClassId classId, const std::vector<Form> &forms,
+                      quint32 leastSerialNum)
 {
     ChosenForm chosen;
     chosen.verdict.refusal = Refusal::NoSuchForm;
     bool isFirst = true;
     for (const Form form : forms) {
-        const Verdict verdict = checkCarried(package, classId, form);
+        const Verdict verdict =
+            firstOf(checkRange("serialNum", leastSerialNum, 1, lastSerialNumOf(form)),
+                    checkCarried(package, classId, form));
         if (verdict.isOk())
             return {verdict, form};
         if (isFirst)
@@ -277,14 +282,17 @@ quint32 lastSerialNumOf(Form form)
     }
 }
 
-bool isWithoutSerialNum(ClassId classId, Form form)
+bool isWithoutSerialNum(ClassId classId)
 {
-    return classId == ClassId::SpecialPackageRequest && form == Form::Text;
+    return classId == ClassId::SpecialPackageRequest;
 }
 
 bool isRead(const PackageBase &package, ClassId classId)
 {
-    return package.getReadWriteCode() == OrvexEnum::Read
+    // A register that does not advance gives the next bytes each time.
+    const bool takesData =
+        classId == ClassId::PackageRequestReadData && !package.getIsRegisterAddrSelfIncreasing();
+    return package.getReadWriteCode() == OrvexEnum::Read && !takesData
         && classId != ClassId::SpecialPackageRequest;
 }
 

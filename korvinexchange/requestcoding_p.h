@@ -25,15 +25,17 @@ struct ChosenForm
     KorvinInspect::Form form = KorvinInspect::Form::Text;
 };
 
-/// Returns the first form that carries all of a request.
+/// Returns the first form that carries all of a request, and serial numbers from
+/// @p leastSerialNum on.
 ChosenForm chooseForm(const PackageBase &package, KorvinInspect::ClassId classId,
-                      const std::vector<KorvinInspect::Form> &forms);
+                      const std::vector<KorvinInspect::Form> &forms, quint32 leastSerialNum);
 
 /// Returns the largest serial number that a form carries.
 quint32 lastSerialNumOf(KorvinInspect::Form form);
 
-/// Returns whether a request has no serial number on the wire.
-bool isWithoutSerialNum(KorvinInspect::ClassId classId, KorvinInspect::Form form);
+/// Returns whether a request has no serial number on the wire. Special requests travel in records
+/// only.
+bool isWithoutSerialNum(KorvinInspect::ClassId classId);
 
 /// Returns whether a request reads, and so may be carried out twice.
 bool isRead(const PackageBase &package, KorvinInspect::ClassId classId);

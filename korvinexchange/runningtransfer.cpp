@@ -53,11 +53,6 @@ void RunningTransfer::stop(Outcome outcome, SendError sendError)
     fail(result);
 }
 
-bool RunningTransfer::isOver(int underWay) const
-{
-    return underWay == 0 && (m_isStopping || m_nextStep == m_plan.stepCount());
-}
-
 void RunningTransfer::finish(Event *event) const
 {
     event->outcome = m_failure.outcome;

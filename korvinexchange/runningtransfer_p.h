@@ -41,7 +41,8 @@ public:
     /// Returns the number of bytes that are done without a gap from the beginning on.
     qint64 done() const { return m_done; }
 
-    /// Returns whether the next step may start before all earlier ones have ended.
+    /// Returns whether the next step may start before all earlier ones have ended. If it may not
+    /// while none is under way, the transfer is over.
     bool mayStart(int underWay) const;
 
     /// Makes the request of the next step. Throws std::bad_alloc.
@@ -52,10 +53,6 @@ public:
 
     /// Starts no more steps. Parts that are not done have failed.
     void stop(Outcome outcome, SendError sendError);
-
-    /// Returns whether all parts are done or will not be started; some steps may not have ended
-    /// yet.
-    bool isOver(int underWay) const;
 
     /// Stores results and data in the package, and the outcome in an event.
     void finish(Event *event) const;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 namespace KorvinExchange {
 
@@ -16,8 +17,8 @@ FreeNumbers::FreeNumbers(quint32 first, quint32 last)
     : m_first(first)
     , m_last(last)
     , m_next(first)
+    , m_starts{{last, first}}
 {
-    reset();
 }
 
 std::optional<quint32> FreeNumbers::draw(quint32 most)
@@ -33,16 +34,23 @@ std::optional<quint32> FreeNumbers::draw(quint32 most)
         return {};
     if (number > start) // the numbers before it stay free
         m_starts.emplace(number - 1, start);
-    if (number == end)
-        m_starts.erase(interval);
-    else
-        interval->second = number + 1;
     m_next = number + 1;
+    if (number < end) {
+        interval->second = number + 1;
+        return number;
+    }
+    Starts::node_type used = m_starts.extract(interval);
+    if (m_starts.empty())
+        m_spare = std::move(used);
     return number;
 }
 
 void FreeNumbers::release(quint32 number) noexcept
 {
+    if (m_starts.empty()) {
+        insertSpare(number, number);
+        return;
+    }
     const auto next = m_starts.lower_bound(number);
     quint32 start = number;
     auto previous = m_starts.end();
@@ -62,9 +70,19 @@ void FreeNumbers::release(quint32 number) noexcept
     }
 }
 
-void FreeNumbers::reset()
+void FreeNumbers::reset() noexcept
 {
-    m_starts = {{m_last, m_first}};
+    if (!m_starts.empty())
+        m_spare = m_starts.extract(m_starts.begin());
+    m_starts.clear();
+    insertSpare(m_first, m_last);
+}
+
+void FreeNumbers::insertSpare(quint32 first, quint32 last) noexcept
+{
+    m_spare.key() = last;
+    m_spare.mapped() = first;
+    m_starts.insert(std::move(m_spare));
 }
 
 SerialNumbers::Key SerialNumbers::ofSpecial(int id)

@@ -27,16 +27,21 @@ public:
     std::optional<quint32> draw(quint32 most);
 
     /// Makes a drawn number free. If there is no memory for it, the number is lost until reset().
+    /// That cannot happen while no other number is free.
     void release(quint32 number) noexcept;
 
-    /// Makes all numbers free.
-    void reset();
+    /// Makes all numbers free. Takes no memory.
+    void reset() noexcept;
 
 private:
+    void insertSpare(quint32 first, quint32 last) noexcept;
+
     quint32 m_first;
     quint32 m_last;
     quint32 m_next;
-    std::map<quint32, quint32> m_starts; ///< The start of each interval, by its end.
+    using Starts = std::map<quint32, quint32>;
+    Starts m_starts;           ///< The start of each interval, by its end.
+    Starts::node_type m_spare; ///< The memory of the next interval, if there is none now.
 };
 
 /// A request that has ended, to recognise replies to it.
@@ -47,6 +52,7 @@ struct EndedRequest
     /// The request; empty if it was too long to keep. Then replies are not compared with it.
     QByteArray request;
 
+    int asked = 0;                ///< Data bytes that the reply may carry.
     bool isAnswered = false;      ///< A reply to it has arrived.
     bool isSentOnce = true;       ///< Has at most one reply, except for duplicates.
     bool isOfCombination = false; ///< Its reply may arrive with others.

@@ -108,36 +108,22 @@ bool TransferPlan::waits(int step) const
 
 TransferStep TransferPlan::makeStep(int step) const
 {
-    switch (m_transfer.kind()) {
-    case Kind::WriteData: {
-        const Part part = partOf(step);
-        return {makeWrite(part), part.offset, part.size, false};
+    const Kind kind = m_transfer.kind();
+    if (kind == Kind::ReadFile && step == 0)
+        return {makeControl({0, static_cast<int>(m_total)}), 0, 0, false};
+    if (kind == Kind::ReadFile || !goesThroughBuffer(kind)) {
+        const Part part = partOf(kind == Kind::ReadFile ? step - 1 : step);
+        return {reads(kind) ? makeRead(part) : makeWrite(part), part.offset, part.size,
+                reads(kind)};
     }
-    case Kind::ReadData: {
-        const Part part = partOf(step);
-        return {makeRead(part), part.offset, part.size, true};
-    }
-    case Kind::ReadFile: {
-        if (step == 0)
-            return {makeControl({0, static_cast<int>(m_total)}), 0, 0, false};
-        const Part part = partOf(step - 1);
-        return {makeRead(part), part.offset, part.size, true};
-    }
-    case Kind::ReadMemory: {
-        const Part part = partOf(step / 2);
-        if (step % 2 == 0)
-            return {makeControl(part), part.offset, 0, false};
-        return {makeRead(part), part.offset, part.size, true};
-    }
-    default:
-        break;
-    }
-    // First the buffer, then the file or memory; no buffer if it cannot be emptied.
-    const bool isControl = step % 2 == 1 || stepCount() == 1;
+    // First the buffer, then the file or memory, and the reverse for reads; no buffer if it cannot
+    // be emptied.
     const Part part = partOf(step / 2);
-    if (isControl)
-        return {makeControl(part), part.offset, part.size, false};
-    return {makeWrite(part), part.offset, 0, false};
+    const bool isSecond = step % 2 == 1 || stepCount() == 1;
+    const int finishes = isSecond ? part.size : 0;
+    if (reads(kind) == isSecond)
+        return {reads(kind) ? makeRead(part) : makeWrite(part), part.offset, finishes, isSecond};
+    return {makeControl(part), part.offset, finishes, false};
 }
 
 TransferPlan::Part TransferPlan::partOf(int index) const
@@ -184,26 +170,24 @@ std::unique_ptr<PackageBase> TransferPlan::makeControl(const Part &part) const
 {
     const PackageBase &package = *m_transfer.package();
     const qint64 offset = m_firstOffset + part.offset;
-    switch (m_transfer.kind()) {
-    case Kind::ReadFile:
+    const Kind kind = m_transfer.kind();
+    if (kind == Kind::ReadFile) {
         return std::make_unique<PackageRequestReadFile>(
             static_cast<const PackageRequestReadFile &>(package));
-    case Kind::ReadMemory: {
+    }
+    if (kind == Kind::ReadMemory) {
         auto read = std::make_unique<PackageRequestReadMemData>(
             static_cast<const PackageRequestReadMemData &>(package));
         read->setOffset(static_cast<long>(offset));
         read->setReplyDataLength(part.size);
         return read;
     }
-    case Kind::WriteMemory: {
+    if (kind == Kind::WriteMemory) {
         auto write = std::make_unique<PackageRequestWriteMemData>(
             static_cast<const PackageRequestWriteMemData &>(package));
         write->setOffset(static_cast<long>(offset));
         write->setPackageDataLength(part.size);
         return write;
-    }
-    default:
-        break;
     }
     const auto &file = static_cast<const PackageRequestWriteFile &>(package);
     if (part.offset == 0)

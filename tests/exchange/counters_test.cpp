@@ -49,6 +49,10 @@ TEST(LatencyHistogram, PercentileIsTheEndOfItsStep)
     EXPECT_EQ(histogram.percentile(0.99), Time(128));
     EXPECT_EQ(histogram.percentile(0.991), Time(1024));
     EXPECT_EQ(histogram.percentile(1), Time(1024));
+    histogram.add(Time((qint64(1) << 38) - 1));
+    EXPECT_EQ(histogram.percentile(1), Time(qint64(1) << 38));
+    histogram.add(std::chrono::hours(24 * 30)); // in the last step, which has no end
+    EXPECT_EQ(histogram.percentile(1), Time::max());
 }
 
 } // namespace

@@ -83,7 +83,7 @@ TEST_P(Exchanges, SendARequestAndTakeItsReply)
     EXPECT_EQ(message.bytes, bytesOf(row.request));
     EXPECT_EQ(read->getSerialNum(), 77U) << "its own";
     EXPECT_EQ(read->getCommResult(), OrvexEnum::CommPending);
-    EXPECT_EQ(read->data(), QByteArray());
+    EXPECT_EQ(read->data(), QByteArray("old"));
     EXPECT_EQ(engine->inFlight(), 1);
     EXPECT_EQ(engine->queued(), 0);
     EXPECT_EQ(engine->bytesInFlight(), message.bytes.size() + 3);
@@ -91,6 +91,7 @@ TEST_P(Exchanges, SendARequestAndTakeItsReply)
     expectNothingToSend();
     expectNoEvent();
 
+    read->setData({});
     const QJsonObject before = snapshot(*read);
     now = ms(7);
     engine->receive(row.form, bytesOf(row.reply), now);
@@ -161,6 +162,20 @@ struct FailureRow
     OrvexEnum::CommResults comm;
     OrvexEnum::PackageResults pack;
 };
+
+TEST_F(EngineTest, AReadThatDoesNotSucceedKeepsItsData)
+{
+    settings.forms = {Form::Text};
+    for (const char *tag : {"tag", "a,b"}) { // of which the second is refused
+        restart(settings);
+        const auto read = makeRead(Register, 3, tag);
+        read->setData("old");
+        send(*read);
+        engine->takeMessage(now);
+        engine->linkLost(now);
+        EXPECT_EQ(read->data(), QByteArray("old")) << tag;
+    }
+}
 
 TEST_F(EngineTest, AFailureIsTheOneThatThePeerTells)
 {
@@ -362,6 +377,41 @@ TEST_F(EngineTest, AReplyThatIsTooLongIsRefused)
     EXPECT_EQ(describe(event),
               QStringLiteral("refused reply: out of range: a message of at most 70 bytes "
                              "expected, 136 found"));
+    receive(message, replyTo(message) + QByteArray(70, ' ')); // too late as well
+    EXPECT_EQ(engine->counters().late, 0U);
+    EXPECT_EQ(engine->counters().refusedReplies, 2U);
+}
+
+TEST_F(EngineTest, ALateReplyMustFitAsOneInTime)
+{
+    settings.lastSerialNum = 1;
+    settings.retry.attempts = 1;
+    restart(Form::Frame);
+    const auto first = makeRead(Register, 3);
+    send(*first);
+    const OutgoingMessage message = take();
+    const QByteArray reply = replyTo(message);
+    receive(message, reply);
+    expectEnd(1, Outcome::Success);
+
+    setTime(ms(200));
+    const auto second = makeRead(Register + 100, 100);
+    send(*second);
+    const OutgoingMessage unanswered = take();
+    setTime(ms(3200));
+    expectEnd(2, Outcome::TimedOut);
+    receive(message, reply); // once more, with as little data as was asked for then
+    EXPECT_EQ(engine->counters().late, 0U);
+    EXPECT_EQ(engine->counters().refusedReplies, 1U);
+
+    // Else the number would be free, and the reply to the second read that of the third.
+    const auto third = makeRead(Register + 200, 100);
+    send(*third);
+    setTime(ms(3300));
+    expectNothingToSend();
+    receive(unanswered, replyTo(unanswered));
+    EXPECT_EQ(engine->counters().late, 1U);
+    expectNoEvent();
 }
 
 // Time-outs and repetition.
@@ -464,6 +514,20 @@ std::unique_ptr<PackageBase> makeOf(Arguments... arguments)
 
 const RepeatRow RepeatRows[] = {
     {"data read", [] { return makeOf<PackageRequestReadData>(1); }, Repeat::Reads, true},
+    {"data read of a register that does not advance",
+     [] {
+         auto read = makeOf<PackageRequestReadData>(1);
+         read->setIsRegisterAddrSelfIncreasing(false);
+         return read;
+     },
+     Repeat::Reads, false},
+    {"register read of one",
+     [] {
+         auto read = makeOf<PackageRequestRead>(1, OrvexEnum::DataPackage);
+         read->setIsRegisterAddrSelfIncreasing(false);
+         return read;
+     },
+     Repeat::Reads, true},
     {"data read, never", [] { return makeOf<PackageRequestReadData>(1); }, Repeat::Never, false},
     {"register read", [] { return makeOf<PackageRequestRead>(1, OrvexEnum::DataPackage); },
      Repeat::Reads, true},
@@ -751,7 +815,13 @@ TEST_F(EngineTest, NoMoreBytesAreInFlightThanTheLimit)
 
     settings.limits.bytesInFlight = cost - 1;
     restart(Form::Text);
-    const RequestId refused = send(*read);
+    RequestId refused = send(*read);
+    expectNothingToSend();
+    EXPECT_EQ(expectEnd(refused, Outcome::Refused).sendError, SendError::TooMuchData);
+
+    settings.limits.bytesInFlight = cost - 101; // a byte less than the request
+    restart(Form::Text);
+    refused = send(*read);
     expectNothingToSend();
     EXPECT_EQ(expectEnd(refused, Outcome::Refused).sendError, SendError::TooLong);
 }
@@ -783,6 +853,14 @@ TEST_F(EngineTest, RequestsDoNotAskForMoreThanTheLimit)
     const RequestId id = send(*more);
     expectNothingToSend();
     EXPECT_EQ(expectEnd(id, Outcome::Refused).sendError, SendError::TooMuchData);
+
+    restart(Form::Text);
+    const auto next = makeRead(Register + 100, 100);
+    const RequestId first = engine->sendCombination({most.get(), next.get()}, {}, now).id;
+    EXPECT_EQ(take().request, first) << "each item may ask for as much";
+    const RequestId mixed = engine->sendCombination({most.get(), more.get()}, {}, now).id;
+    expectNothingToSend();
+    EXPECT_EQ(expectEnd(mixed, Outcome::Refused).sendError, SendError::TooMuchData);
 }
 
 TEST_F(EngineTest, NonsenseInSettingsIsBounded)
@@ -965,6 +1043,31 @@ TEST_F(EngineTest, APeerThatTakesNothing)
         QStringLiteral("refused: no form of the peer carries it: the class has no such form"));
 }
 
+TEST_F(EngineTest, EveryOutcomeAndReasonHasWords)
+{
+    const std::pair<Outcome, const char *> outcomes[] = {
+        {Outcome::Success, "success"},           {Outcome::Failure, "failure"},
+        {Outcome::TimedOut, "timed out"},        {Outcome::Cancelled, "cancelled"},
+        {Outcome::LinkLost, "link lost"},        {Outcome::Refused, "refused"},
+        {Outcome::RefusedReply, "refused reply"}};
+    for (const auto &[outcome, words] : outcomes) {
+        Event event;
+        event.outcome = outcome;
+        EXPECT_EQ(describe(event), QString::fromLatin1(words));
+    }
+    const std::pair<SendError, const char *> reasons[] = {
+        {SendError::None, "ok"},
+        {SendError::QueueFull, "too many requests are waiting"},
+        {SendError::TooManyItems, "too few or too many items, or one twice"},
+        {SendError::NotCarried, "no form of the peer carries it"},
+        {SendError::NotAccepted, "the peer would refuse it"},
+        {SendError::TooLong, "its message is too long"},
+        {SendError::TooMuchData, "it asks for too much data"},
+        {SendError::OutOfMemory, "out of memory"}};
+    for (const auto &[reason, words] : reasons)
+        EXPECT_EQ(describe(reason), QString::fromLatin1(words));
+}
+
 // Cancelling, and the end of the link.
 
 TEST_F(EngineTest, CancelsWhatWaitsAndWhatIsInFlight)
@@ -1019,7 +1122,7 @@ TEST_F(EngineTest, DeletingAPackageCancelsItsRequest)
     take();
     unanswered.reset();
     setTime(ms(3000));
-    EXPECT_EQ(expectEnd(4, Outcome::TimedOut).package, nullptr);
+    EXPECT_EQ(expectEnd(4, Outcome::Cancelled).package, nullptr);
 
     // When its event waits to be taken.
     auto ended = makeWrite(Register, "x");
@@ -1027,6 +1130,42 @@ TEST_F(EngineTest, DeletingAPackageCancelsItsRequest)
     engine->cancel(5, now);
     ended.reset();
     EXPECT_EQ(expectEnd(5, Outcome::Cancelled).package, nullptr);
+}
+
+TEST_F(EngineTest, WhatHasNoPackageIsNotRepeated)
+{
+    // Deleted in flight, in the pause, and ready to be repeated.
+    for (const int time : {0, 3050, 3100}) {
+        now = Time(0);
+        restart(settings);
+        auto write = makeWrite(Register, "x");
+        const RequestId id = send(*write, repeat(Repeat::Always));
+        take();
+        if (time > 0)
+            setTime(ms(3000));
+        setTime(ms(time));
+        write.reset();
+        setTime(qMax(now, ms(3000)));
+        setTime(ms(3100));
+        expectNothingToSend();
+        expectEnd(id, Outcome::Cancelled);
+        EXPECT_EQ(engine->inFlight(), 0);
+    }
+}
+
+TEST_F(EngineTest, WhatHasNoPackageDoesNotWaitInVain)
+{
+    settings.limits.inFlight = 1;
+    settings.timeout = std::chrono::minutes(10);
+    restart(settings);
+    const auto write = makeWrite(Register, "x");
+    auto waiting = makeWrite(Register, "y");
+    send(*write);
+    take();
+    const RequestId id = send(*waiting);
+    waiting.reset();
+    setTime(ms(60000));
+    expectEnd(id, Outcome::Cancelled);
 }
 
 TEST_F(EngineTest, TheEndOfTheLinkEndsAll)
@@ -1222,6 +1361,65 @@ TEST_F(CombinationTest, WhatFitsEndsItsItem)
     EXPECT_EQ(engine->bytesInFlight(), 0);
 }
 
+TEST_F(CombinationTest, WhatFitsEndsItsItemWhateverComesFirst)
+{
+    settings.lastSerialNum = 3;
+    for (const char *junk : {"junk|", "|", "5,k|"}) {
+        restart(settings);
+        const RequestId first = sendAll();
+        const OutgoingMessage message = take();
+        receive(message, junk + repliesTo(message)[1]);
+        expectEnd(first + 1, Outcome::Success);
+        EXPECT_EQ(engine->counters().unknown, 1U);
+    }
+    // Once the first number has gone to another request.
+    restart(settings);
+    const RequestId first = sendAll();
+    const OutgoingMessage message = take();
+    const std::vector<QByteArray> replies = repliesTo(message);
+    receive(message, replies[0]);
+    expectEnd(first, Outcome::Success);
+    setTime(ms(200));
+    const auto other = makeWrite(Register, "x", "other");
+    const RequestId otherId = send(*other);
+    const OutgoingMessage otherMessage = take();
+    receive(message, replies[0] + '|' + replies[1]);
+    expectEnd(first + 1, Outcome::Success);
+    receive(otherMessage, replyTo(otherMessage));
+    expectEnd(otherId, Outcome::Success);
+}
+
+TEST_F(CombinationTest, AReplyToAnotherRequestIsWhole)
+{
+    sendAll();
+    take();
+    const auto other = makeRead(Register, 3, "a|2");
+    const RequestId id = send(*other);
+    const OutgoingMessage message = take();
+    receive(message, replyTo(message));
+    expectEnd(id, Outcome::Success);
+    EXPECT_EQ(engine->counters().refusedReplies, 0U);
+    receive(message, replyTo(message));
+    EXPECT_EQ(engine->counters().duplicate, 1U);
+    EXPECT_EQ(engine->counters().refusedReplies, 0U);
+}
+
+TEST_F(CombinationTest, AReplyOfMorePartsThanItemsMayBeUnderWayIsRefused)
+{
+    settings.limits.inFlight = 3;
+    restart(settings);
+    const RequestId first = sendAll();
+    const OutgoingMessage message = take();
+    const std::vector<QByteArray> replies = repliesTo(message);
+    receive(message, replies[0] + "|a|b|" + replies[1]);
+    EXPECT_EQ(engine->counters().refusedReplies, 1U);
+    EXPECT_EQ(engine->counters().unknown, 0U);
+    expectNoEvent();
+    receive(message, replies[0] + "|a|" + replies[1]);
+    expectEnd(first, Outcome::Success);
+    expectEnd(first + 1, Outcome::Success);
+}
+
 TEST_F(CombinationTest, ItsTimeoutIsThatOfAllItems)
 {
     const RequestId first = sendAll();
@@ -1332,6 +1530,17 @@ TEST_F(CombinationTest, DeletedPackagesAreLeftOut)
     EXPECT_EQ(engine->queued(), 1) << "the event";
 }
 
+TEST_F(CombinationTest, WhatWasNotSentDoesNotKeepItFromBeingRepeated)
+{
+    const auto other = makeRead(Register, 3, "other");
+    const RequestId first = engine->sendCombination({read.get(), other.get()}, {}, now).id;
+    EXPECT_TRUE(engine->cancel(first, now));
+    const OutgoingMessage message = take();
+    setTime(ms(6000));
+    setTime(ms(6100));
+    EXPECT_EQ(take().bytes, message.bytes);
+}
+
 TEST_F(CombinationTest, IsRefusedAsAWhole)
 {
     EXPECT_EQ(engine->sendCombination({}, {}, now).sendError, SendError::TooManyItems);
@@ -1342,7 +1551,35 @@ TEST_F(CombinationTest, IsRefusedAsAWhole)
     EXPECT_EQ(engine->counters().refused, 3U);
     EXPECT_EQ(read->getPackResult(), OrvexEnum::PackSendError);
 
+    // More than can ever have a serial number: nothing waits for it.
     settings.limits.inFlight = 64;
+    const auto fits = [&] {
+        restart(settings);
+        const Accepted accepted =
+            engine->sendCombination({write.get(), &file, read.get()}, {}, now);
+        EXPECT_EQ(accepted.sendError, accepted.id == 0 ? SendError::TooManyItems : SendError::None);
+        const auto next = makeRead(Register, 3);
+        send(*next);
+        take();
+        return accepted.id != 0;
+    };
+    settings.firstSerialNum = 8;
+    for (const quint32 last : {9U, 10U}) {
+        settings.lastSerialNum = last;
+        EXPECT_EQ(fits(), last == 10);
+    }
+    settings.lastSerialNum = 255;
+    for (const int serialNumbers : {2, 3}) {
+        settings.limits.serialNumbers = serialNumbers;
+        EXPECT_EQ(fits(), serialNumbers == 3);
+    }
+    settings = {};
+
+    restart(settings);
+    EXPECT_EQ(engine->sendCombination({read.get(), write.get(), read.get()}, {}, now).sendError,
+              SendError::TooManyItems);
+    EXPECT_EQ(read->getSerialNum(), 77U);
+
     const auto refusalOf = [&](PackageBase *item) {
         restart(settings);
         const RequestId id = engine->sendCombination({item, read.get()}, {}, now).id;
@@ -1367,8 +1604,9 @@ TEST_F(CombinationTest, IsRefusedAsAWhole)
     write->setReadWriteCode(OrvexEnum::Read);
     EXPECT_TRUE(refusalOf(write.get()).contains(QLatin1String("no form of the peer carries it")));
     settings.forms = {Form::Frame, Form::Linux};
+    const auto other = makeRead(Register, 3);
     EXPECT_EQ(
-        refusalOf(read.get()),
+        refusalOf(other.get()),
         QStringLiteral("refused: no form of the peer carries it: the class has no such form"));
 }
 

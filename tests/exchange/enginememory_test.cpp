@@ -340,6 +340,49 @@ TEST_P(EngineMemory, NothingIsKeptOfWhatHasEnded)
 
 INSTANTIATE_TEST_SUITE_P(All, EngineMemory, testing::ValuesIn(Rows));
 
+TEST(EngineShortage, TheEndOfTheLinkTakesNone)
+{
+    Settings settings;
+    settings.firstSerialNum = 5;
+    settings.lastSerialNum = 5;
+    Engine engine(settings);
+    const auto read = makeRead(16, 4);
+    engine.send(read.get(), {}, Time(0));
+    ASSERT_TRUE(engine.takeMessage(Time(0)));
+    failingAllocation = 0;
+    EXPECT_NO_THROW(engine.linkLost(Time(0)));
+    EXPECT_EQ(failingAllocation, 0);
+    failingAllocation = -1;
+    engine.send(read.get(), {}, Time(0));
+    EXPECT_TRUE(engine.takeMessage(Time(0))) << "with the only number";
+}
+
+TEST(EngineShortage, AHostileReplyTakesLittle)
+{
+    constexpr std::size_t Most = 100000;
+    Settings settings;
+    settings.limits.messageSize = 1 << 20;
+    Engine engine(settings);
+    const auto read = makeRead(16, 4);
+    const RequestId id = engine.sendCombination({read.get()}, {}, Time(0)).id;
+    const OutgoingMessage message = engine.takeMessage(Time(0)).value();
+    QByteArray parts = "1,|" + QByteArray("a|").repeated(500000);
+    std::size_t before = allocations.inUse;
+    allocations.peak = before;
+    engine.receive(Form::Text, parts, Time(0));
+    EXPECT_LT(allocations.peak - before, 6 * static_cast<std::size_t>(parts.size()));
+    // One that is too long takes nothing, and as little when it is late.
+    const QByteArray tooLong = "1," + QByteArray(4 << 20, 'x');
+    for (const bool isLate : {false, true}) {
+        if (isLate)
+            engine.cancel(id, Time(0));
+        before = allocations.inUse;
+        allocations.peak = before;
+        engine.receive(Form::Text, tooLong, Time(0));
+        EXPECT_LT(allocations.peak - before, Most) << isLate;
+    }
+}
+
 struct FramingRow
 {
     const char *name;

@@ -86,10 +86,30 @@ TEST_F(SerialNumberTest, AreOfTheRangeOfTheForm)
         EXPECT_EQ(serialOf(exchange()), last);
         EXPECT_FALSE(canSend());
     }
-    settings.firstSerialNum = 256;
-    settings.forms = {Form::Linux};
+}
+
+TEST_F(SerialNumberTest, AFormThatCarriesNoneOfThemIsPassedOver)
+{
+    const std::pair<Form, quint32> rows[] = {{Form::Linux, 255}, {Form::Frame, 65535}};
+    for (const auto &[form, last] : rows) {
+        settings.lastSerialNum = last + 10;
+        settings.forms = {form, Form::Text};
+        settings.firstSerialNum = last;
+        restart(settings);
+        EXPECT_EQ(int(exchange().shape.form), int(form));
+        settings.firstSerialNum = last + 1;
+        restart(settings);
+        EXPECT_EQ(int(exchange().shape.form), int(Form::Text));
+    }
+    // Where there is no other form, the request is refused at once.
+    settings.forms = {Form::Frame};
     restart(settings);
-    EXPECT_FALSE(canSend());
+    const auto read = makeRead(Register, 3);
+    const RequestId id = send(*read);
+    expectNothingToSend();
+    EXPECT_EQ(describe(expectEnd(id, Outcome::Refused)),
+              QStringLiteral("refused: no form of the peer carries it: serialNum at 0: out of "
+                             "range: 1 to 65535 expected, 65536 found"));
 }
 
 TEST_F(SerialNumberTest, OfSeveralFormsAreAllDifferent)

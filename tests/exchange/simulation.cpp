@@ -44,6 +44,22 @@ bool isSpecial(const MessageShape &shape)
     return shape.classId == ClassId::SpecialPackageRequest;
 }
 
+bool isCombination(const MessageShape &shape)
+{
+    return shape.classId == ClassId::PackageRequestCombination;
+}
+
+/// The request of a message, or those of a combination.
+std::vector<std::unique_ptr<PackageBase>> packagesOf(const OutgoingMessage &message)
+{
+    std::vector<std::unique_ptr<PackageBase>> packages(1);
+    if (isCombination(message.shape))
+        decodeCombination(message.bytes, &packages);
+    else
+        decodeMessage(message.bytes, message.shape, &packages.front());
+    return packages;
+}
+
 template <typename Package, typename... Arguments>
 std::unique_ptr<Package> makeOf(quint32 address, const QString &tag, Arguments... arguments)
 {
@@ -69,6 +85,8 @@ public:
                                             "duplicate", "unknown",  "refused reply"};
         ++m_simulation.m_counts[names[static_cast<int>(entry.event)]];
         m_simulation.say(describe(entry));
+        if (entry.event == TraceEvent::Late)
+            m_simulation.checkLate(entry);
         if (entry.event != TraceEvent::Answered && entry.event != TraceEvent::Late)
             return;
         if (const auto serial = serialNumOfReply(entry.message, entry.shape.form))
@@ -206,7 +224,9 @@ RequestOptions Simulation::chooseOptions(const PackageBase &package, Truth *trut
     options.repeat = happens(800) ? Repeat::Reads : happens(500) ? Repeat::Always : Repeat::Never;
     if (happens(100))
         options.timeout = std::chrono::milliseconds(1 + upTo(60));
-    const bool isRead = package.getReadWriteCode() == OrvexEnum::Read
+    const bool takesData = qobject_cast<const PackageRequestReadData *>(&package)
+        && !package.getIsRegisterAddrSelfIncreasing();
+    const bool isRead = package.getReadWriteCode() == OrvexEnum::Read && !takesData
         && !qobject_cast<const SpecialPackageRequest *>(&package);
     truth->mayRepeat =
         options.repeat == Repeat::Always || (options.repeat == Repeat::Reads && isRead);
@@ -235,6 +255,8 @@ void Simulation::begin()
     bool isUnsendable = false;
     Truth truth = makeTruth(makePackage(&isUnsendable));
     truth.isUnsendable = isUnsendable;
+    if (qobject_cast<PackageRequestReadData *>(truth.package.get()))
+        truth.package->setIsRegisterAddrSelfIncreasing(!happens(50));
     const RequestOptions options = chooseOptions(*truth.package, &truth);
     const Accepted accepted = m_engine->send(truth.package.get(), options, m_now);
     accept(accepted.id, std::move(truth));
@@ -245,7 +267,6 @@ void Simulation::beginCombination()
     std::vector<Truth> truths;
     std::vector<PackageBase *> packages;
     RequestOptions options;
-    bool mayRepeat = true;
     for (auto items = 1 + upTo(3); items > 0; --items) {
         const QString tag = QStringLiteral("c%1").arg(m_begun + static_cast<int>(truths.size()));
         const auto address = static_cast<quint32>(0x0A000000);
@@ -259,14 +280,10 @@ void Simulation::beginCombination()
         packages.push_back(truths.back().package.get());
     }
     options.repeat = happens(500) ? Repeat::Always : Repeat::Reads;
-    for (const Truth &truth : truths) {
-        mayRepeat = mayRepeat
-            && (options.repeat == Repeat::Always
-                || truth.package->getReadWriteCode() == OrvexEnum::Read);
-    }
     const Accepted accepted = m_engine->sendCombination(packages, options, m_now);
     for (std::size_t i = 0; i < truths.size(); ++i) {
-        truths[i].mayRepeat = mayRepeat;
+        truths[i].mayRepeat = options.repeat == Repeat::Always
+            || truths[i].package->getReadWriteCode() == OrvexEnum::Read;
         const RequestId id = accepted.id == 0 ? 0 : accepted.id + i;
         if (id != 0)
             m_tags[truths[i].package->getTag().toLatin1()] = id;
@@ -378,8 +395,17 @@ void Simulation::checkSent(const OutgoingMessage &message)
         return;
     expect(message.bytes.size() <= m_settings.limits.messageSize, "no message is too long", id);
     expect(!truth->second.isUnsendable, "what is refused is not sent", id);
+    expect(!truth->second.isCancelled && !truth->second.isDeleted, "what is cancelled is not sent",
+           id);
+    const std::vector<std::unique_ptr<PackageBase>> packages = packagesOf(message);
+    const auto ownerOf = [&](const PackageBase &package) {
+        return isCombination(message.shape) ? m_tags[package.getTag().toLatin1()] : id;
+    };
     if (message.attempt > 1) {
-        expect(truth->second.mayRepeat, "only what may be done twice is sent twice", id);
+        for (const auto &package : packages) {
+            expect(m_truths[ownerOf(*package)].mayRepeat,
+                   "only what may be done twice is sent twice", id);
+        }
         expect(message.attempt <= m_settings.retry.attempts, "attempts have a limit", id);
         if (!truth->second.isTransfer)
             expect(m_sent[id] == message.bytes, "it is repeated as it was", id);
@@ -393,20 +419,13 @@ void Simulation::checkSent(const OutgoingMessage &message)
         m_special = id;
         return;
     }
-    const bool isCombination = message.shape.classId == ClassId::PackageRequestCombination;
-    std::vector<std::unique_ptr<PackageBase>> packages(1);
-    if (isCombination)
-        decodeCombination(message.bytes, &packages);
-    else
-        decodeMessage(message.bytes, message.shape, &packages.front());
     for (const auto &package : packages) {
         const auto serial = static_cast<quint32>(package->getSerialNum());
         expect(serial >= m_settings.firstSerialNum && serial <= m_settings.lastSerialNum,
                "serial numbers are of the range", id);
-        const RequestId owner =
-            isCombination ? m_tags[package->getTag().toLatin1()] : RequestId(id);
         expect(!isInFlight(serial), "no serial number is in flight twice", id);
-        m_serials[serial] = {owner, m_now};
+        m_serials[serial] = {ownerOf(*package), m_now};
+        m_asked[serial] = package->getDataLength();
     }
 }
 
@@ -465,7 +484,7 @@ std::optional<Time> Simulation::arrival(const std::shared_ptr<Copies> &copies, b
 /// is not to be found.
 QByteArray Simulation::spoilt(const QByteArray &bytes, const MessageShape &shape)
 {
-    if (shape.classId == ClassId::PackageRequestCombination || isSpecial(shape))
+    if (isCombination(shape) || isSpecial(shape))
         return bytes.left(1);
     const auto serial = serialNumOfReply(bytes, shape.form);
     for (int attempt = 0; attempt < 10; ++attempt) {
@@ -504,11 +523,10 @@ void Simulation::deliver()
 void Simulation::serve(const Parcel &parcel)
 {
     const MessageShape &shape = parcel.message.shape;
-    const bool isCombination = shape.classId == ClassId::PackageRequestCombination;
     if (!check(parcel.bytes, shape).isOk())
         return;
     QByteArray reply;
-    if (isCombination) {
+    if (isCombination(shape)) {
         QByteArrayList replies;
         std::vector<std::unique_ptr<PackageBase>> packages;
         decodeCombination(parcel.bytes, &packages);
@@ -544,6 +562,8 @@ QByteArray Simulation::execute(const QByteArray &bytes, const MessageShape &shap
             truth.told.insert(ackCode);
             package.setAckCode(ackCode);
             if (auto *read = qobject_cast<PackageRequestReadData *>(&package)) {
+                if (read->getReplyDataLength() > 0 && fault("spoilt", 4))
+                    read->setReplyDataLength(read->getReplyDataLength() - 1);
                 read->setData(stamped(m_executions, read->getReplyDataLength()));
                 truth.given.insert(placed(registerOf(*read), read->data()));
             }
@@ -650,6 +670,19 @@ void Simulation::checkData(const QByteArray &data, quint32 address, const Truth 
                            RequestId id)
 {
     expect(truth.given.count(placed(address, data)) > 0, "no data is that of another request", id);
+}
+
+/// Looks at a reply that lets its serial number be used again soon.
+void Simulation::checkLate(const TraceEntry &entry)
+{
+    std::unique_ptr<PackageBase> package;
+    if (entry.shape.classId != ClassId::PackageRequestReadData
+        || !decodeMessage(entry.message, entry.shape, &package).isOk()
+        || !package->isPackageSuccess()) {
+        return;
+    }
+    expect(package->data().size() == m_asked[static_cast<quint32>(package->getSerialNum())],
+           "a late reply has as much data as was asked for");
 }
 
 void Simulation::checkLimits()

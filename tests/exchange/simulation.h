@@ -120,6 +120,7 @@ private:
     void checkEnd(const Event &event, const Truth &truth);
     void checkSuccess(const Event &event, const Truth &truth);
     void checkData(const QByteArray &data, quint32 address, const Truth &truth, RequestId id);
+    void checkLate(const TraceEntry &entry);
     void checkLimits();
     void expect(bool holds, const char *what, RequestId id = 0);
 
@@ -150,6 +151,7 @@ private:
         Time since;
     };
     std::map<quint32, Use> m_serials;       ///< In flight.
+    std::map<quint32, int> m_asked;         ///< The data, of the last request with each number.
     std::map<RequestId, QByteArray> m_sent; ///< The messages of those that may be repeated.
     RequestId m_special = 0;                ///< The special request in flight.
     std::priority_queue<Parcel> m_link;

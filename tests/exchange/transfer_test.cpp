@@ -362,6 +362,23 @@ TEST_F(TransferTest, OtherRequestsGoOnMeanwhile)
     EXPECT_EQ(take().request, other);
 }
 
+TEST_F(TransferTest, DoesNotFillTheQueueWithItsParts)
+{
+    settings.limits.inFlight = 2;
+    restart(Form::Frame);
+    const auto package = make<PackageRequestReadData>(95);
+    package->setMaxPartSize(1);
+    Transfer transfer = Transfer::readData(package.get());
+    transfer.setWindow(95);
+    start(transfer);
+    const auto read = make<PackageRequestReadData>(3);
+    const RequestId other = send(*read);
+    const OutgoingMessage message = take();
+    take();
+    receive(message, replyTo(message));
+    EXPECT_EQ(take().request, other) << "after as many parts as may be in flight";
+}
+
 // How they end otherwise.
 
 TEST_F(TransferTest, TheFirstPartThatFailsSaysWhere)
@@ -490,14 +507,53 @@ TEST_F(TransferTest, EndsWithItsPackage)
     const OutgoingMessage message = take();
     package.reset();
     receive(message, replyTo(message));
-    for (int i = 0; i < 3; ++i) {
-        const OutgoingMessage next = take();
-        receive(next, replyTo(next));
-    }
+    expectNothingToSend(); // of the three that wait
     const Event event = end(id);
-    EXPECT_EQ(describe(event), QStringLiteral("cancelled at byte 40"));
+    EXPECT_EQ(describe(event), QStringLiteral("cancelled at byte 10"));
     EXPECT_EQ(event.package, nullptr);
-    EXPECT_EQ(event.data.size(), 40);
+    EXPECT_EQ(event.data.size(), 10);
+}
+
+TEST_F(TransferTest, OfAPackageThatIsGoneRepeatsNothing)
+{
+    RequestOptions options;
+    options.repeat = Repeat::Always;
+    for (const int time : {0, 3100}) { // in flight, and ready to be repeated
+        now = Time(0);
+        restart(Form::Frame);
+        auto package = make<PackageRequestWriteData>(false, bytes(5), 5);
+        const RequestId id = start(Transfer::writeData(package.get()), options);
+        take();
+        if (time > 0)
+            setTime(ms(3000));
+        setTime(ms(time));
+        package.reset();
+        setTime(qMax(now, ms(3000)));
+        setTime(ms(3100));
+        expectNothingToSend();
+        EXPECT_EQ(describe(end(id)), QStringLiteral("cancelled at byte 0"));
+    }
+    // Its last reply does not make a success of it, as with any request.
+    restart(Form::Frame);
+    auto package = make<PackageRequestWriteData>(false, bytes(5), 5);
+    const RequestId id = start(Transfer::writeData(package.get()));
+    const OutgoingMessage message = take();
+    package.reset();
+    receive(message, replyTo(message));
+    EXPECT_EQ(end(id).outcome, Outcome::Cancelled);
+}
+
+TEST_F(TransferTest, TakesARegisterThatDoesNotAdvanceOnce)
+{
+    restart(Form::Frame);
+    const auto package = make<PackageRequestReadData>(15);
+    package->setIsRegisterAddrSelfIncreasing(false);
+    const RequestId id = start(Transfer::readData(package.get()));
+    take(); // its reply is lost, and with it what the device has taken out of the register
+    setTime(ms(3000));
+    setTime(ms(3100));
+    expectNothingToSend();
+    EXPECT_EQ(describe(end(id)), QStringLiteral("timed out at byte 0"));
 }
 
 TEST_F(TransferTest, OfNoBytesSucceedsAtOnce)

@@ -24,7 +24,7 @@ public:
     quint64 total() const;
 
     /// Returns a time that at least @p share (0 to 1) of the latencies did not exceed, rounded up
-    /// to the end of its step; 0 if there are no latencies.
+    /// to the end of its step, which is Time::max() for the last step; 0 if there are no latencies.
     Time percentile(double share) const;
 
 private:

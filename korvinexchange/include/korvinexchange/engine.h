@@ -117,9 +117,12 @@ public:
     Accepted send(PackageBase *package, const RequestOptions &options, Time now);
 
     /// Sends several requests, of classes that a combination can carry, in one record. Each has an
-    /// event of its own. Their ids are consecutive: @p packages[i] has the returned id plus i. The
-    /// peer must reply with the replies of the items joined by "|". Each reply that matches ends
-    /// its item, whatever happens to the others.
+    /// event of its own. Their ids are consecutive: @p packages[i] has the returned id plus i. No
+    /// package may be there twice.
+    ///
+    /// The peer must reply with the replies of the items joined by "|". Each reply that matches
+    /// ends its item, whatever happens to the others. A message of more replies than requests may
+    /// be under way is refused.
     Accepted sendCombination(const std::vector<PackageBase *> &packages,
                              const RequestOptions &options, Time now);
 
@@ -148,7 +151,8 @@ public:
 
     /// Handles a message that was received.
     ///
-    /// @param classId is the class of the message, if the transport says it: a reply of another class
+    /// @param classId is the class of the message, if the transport says it: a reply of another
+    /// class
     ///     than its request is refused.
     void receive(KorvinInspect::Form form, const QByteArray &message, Time now,
                  std::optional<KorvinInspect::ClassId> classId = {});

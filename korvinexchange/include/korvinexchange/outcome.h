@@ -41,11 +41,11 @@ enum class Outcome {
 enum class SendError {
     None,
     QueueFull,    ///< Too many requests are waiting, or too many events were not taken.
-    TooManyItems, ///< A combination is empty or has more items than may be under way.
+    TooManyItems, ///< A combination is empty, has a package twice, or more items than may be sent.
     NotCarried,   ///< No form of the peer carries all of it: see the verdict.
     NotAccepted,  ///< KorvinInspect::check() refuses its message: see the verdict.
     TooLong,      ///< Its message is longer than the limit.
-    TooMuchData,  ///< It asks for more data than the limit.
+    TooMuchData,  ///< It asks for more data than the limits allow.
     OutOfMemory   ///< There was not enough memory for it.
 };
 

@@ -17,7 +17,8 @@ struct Limits
     int inFlight = 64;
 
     /// Most waiting requests, transfers and events that were not taken, all together. No request is
-    /// accepted above this limit. Each request under way and each transfer may add one event.
+    /// accepted above this limit. Each request under way and each transfer may add one event. A
+    /// transfer counts once: it lets at most `inFlight` of its requests wait.
     int queued = 1024;
 
     /// Most bytes of the requests under way, including the data that their replies may carry.
@@ -26,8 +27,8 @@ struct Limits
     /// Largest message in bytes, sent or received, without the bytes that a framing adds.
     int messageSize = 1 << 20;
 
-    /// Most data in bytes that one request may ask for. A reply may not announce more than was
-    /// asked for, and no memory is allocated for more.
+    /// Most data in bytes that one request may ask for, or an item of a combination. A reply may
+    /// not announce more than was asked for, and no memory is allocated for more.
     int announcedData = 1 << 20;
 
     /// Most serial numbers in use or resting.
@@ -50,7 +51,8 @@ struct Settings
 {
     /// @{
     /// The range of serial numbers of the link, within 1 to 2,147,483,647. A request gets one that
-    /// its form can carry: up to 255 in Linux frames, up to 65,535 in byte frames.
+    /// its form can carry: up to 255 in Linux frames, up to 65,535 in byte frames. A form that can
+    /// carry none of them is not used.
     ///
     /// Leave the last one at 255 unless the peer is known to return larger numbers: firmware may
     /// keep only 8 bits.
@@ -96,7 +98,10 @@ struct Settings
 /// Whether a request may be repeated. The peer then carries it out twice if only the reply was
 /// lost.
 enum class Repeat {
-    Reads, ///< Only if it reads: a write or special request is not repeated.
+    /// Only if it reads: a write or special request is not repeated. A data read of a register that
+    /// does not advance (PackageBase::setIsRegisterAddrSelfIncreasing()) is not repeated either,
+    /// because the device returns the next bytes each time.
+    Reads,
     Always,
     Never
 };

@@ -66,7 +66,8 @@ public:
     static Transfer readMemory(PackageRequestReadMemData *package);
 
     /// @{
-    /// Sets the most parts in flight at a time, if there may be several; 4 by default.
+    /// Sets the most parts in flight at a time, if there may be several: at most Limits::inFlight,
+    /// 4 by default.
     void setWindow(int window) { m_window = window; }
     int window() const { return m_window; }
     /// @}
