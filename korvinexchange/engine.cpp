@@ -697,7 +697,7 @@ void EnginePrivate::count(Outcome outcome)
     case Outcome::LinkLost:
         ++counters.linkLost;
         break;
-    case Outcome::Refused:
+    default:
         ++counters.refused;
         break;
     }

@@ -72,8 +72,7 @@ void FreeNumbers::release(quint32 number) noexcept
 
 void FreeNumbers::reset() noexcept
 {
-    if (!m_starts.empty())
-        m_spare = m_starts.extract(m_starts.begin());
+    m_spare = m_starts.extract(m_starts.begin()); // the last free number is never lost
     m_starts.clear();
     insertSpare(m_first, m_last);
 }

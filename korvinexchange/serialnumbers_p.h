@@ -30,7 +30,7 @@ public:
     /// That cannot happen while no other number is free.
     void release(quint32 number) noexcept;
 
-    /// Makes all numbers free. Takes no memory.
+    /// Makes all numbers free; none may be in use. Takes no memory.
     void reset() noexcept;
 
 private:

@@ -1087,8 +1087,10 @@ TEST_F(EngineTest, CancelsWhatWaitsAndWhatIsInFlight)
     EXPECT_EQ(expectEnd(inFlight, Outcome::Cancelled).attempts, 1);
     EXPECT_EQ(engine->inFlight(), 0);
     EXPECT_EQ(engine->serialNumbers(), 1) << "it rests";
-    for (const RequestId id : {waiting, inFlight, RequestId(0), RequestId(99)})
+    for (const RequestId id : {waiting, inFlight, RequestId(0), RequestId(99)}) {
         EXPECT_FALSE(engine->cancel(id, now));
+        engine->refuse(id, now); // which changes as little
+    }
     // The reply is late, and changes nothing.
     const QJsonObject before = snapshot(*read);
     receive(message, replyTo(message));
