@@ -199,8 +199,7 @@ void ClientPrivate::receive(const std::vector<QByteArray> &messages)
         // What can be read when a time-out is looked at has come before it, however long the
         // program has not looked.
         const Time due = engine.nextTimeout().value_or(Time::max());
-        engine.receive(message->form, message->bytes, qMin(now(), due - Time(1)),
-                       message->classId);
+        engine.receive(message->form, message->bytes, qMin(now(), due - Time(1)), message->classId);
     }
 }
 

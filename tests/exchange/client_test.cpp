@@ -666,6 +666,21 @@ TEST_P(ClientSlots, TakeTheDeviceAway)
 
 INSTANTIATE_TEST_SUITE_P(All, ClientSlots, testing::ValuesIn(Deletions));
 
+TEST_F(ClientTest, AnnouncesMoreRefusalsThanItDoesAtOnce)
+{
+    settings.limits.announcedData = 1;
+    start();
+    const auto tooMuch = makeRead(Register, 3);
+    std::vector<Reply *> replies;
+    for (int i = 0; i < 300; ++i)
+        replies.push_back(client->send(tooMuch.get()));
+    for (Reply *refused : replies) {
+        ASSERT_NE(refused, nullptr);
+        EXPECT_TRUE(refused->waitForFinished(milliseconds(5000)));
+        EXPECT_EQ(refused->result().sendError, SendError::TooMuchData);
+    }
+}
+
 TEST_F(ClientTest, EndsWhatIsUnderWayWhenItIsDeleted)
 {
     settings.limits.queued = 1;
@@ -683,8 +698,10 @@ TEST_F(ClientTest, EndsWhatIsUnderWayWhenItIsDeleted)
     const auto more = makeRead(Register, 3);
     QObject::connect(ofSent, &Reply::finished, [&] {
         EXPECT_EQ(client->send(more.get()), nullptr);
+        EXPECT_EQ(client->start(Transfer::readData(more.get())), nullptr);
         EXPECT_EQ(client->exchange(more.get(), milliseconds(5000)).outcome, Outcome::Refused);
-        client->findChild<Reply *>()->abort();
+        for (Reply *other : client->findChildren<Reply *>())
+            other->abort();
     });
     delete client.get(); // which slots use until it is gone
     EXPECT_EQ(log.size(), 3);

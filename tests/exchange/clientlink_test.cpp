@@ -245,6 +245,18 @@ TEST_F(ClientLink, EndsWhereTheDeviceIsClosedWhileItIsWrittenTo)
 
 // Connecting.
 
+TEST_F(ClientLink, AsksAgainAfterAnOpenerThatRanOutOfMemory)
+{
+    int calls = 0;
+    client->setOpener([&]() -> QIODevice * {
+        if (++calls == 1)
+            throw std::bad_alloc();
+        return new MemoryDevice;
+    });
+    EXPECT_TRUE(waitUntil([&] { return client->isConnected(); }));
+    EXPECT_EQ(calls, 2);
+}
+
 TEST_F(ClientLink, SendsWhenTheDeviceIsConnected)
 {
     MemoryDevice other(MemoryDevice::State::Connecting);

@@ -119,4 +119,16 @@ TEST_F(ClientMemory, LetsADeviceGo)
         });
 }
 
+TEST_F(ClientMemory, LosesADeviceWithSomethingToRead)
+{
+    forEachAllocation(
+        [&] {
+            const int allocation = std::exchange(failingAllocation, -1);
+            device.deliver("1,2\n");
+            failingAllocation = allocation;
+            device.close();
+        },
+        [&] { EXPECT_FALSE(client->isConnected()); });
+}
+
 } // namespace
