@@ -87,8 +87,7 @@ QString reasonFor(const Guess &guess, const QString &record)
         return QStringLiteral("type words and ^ in every item");
     switch (guess.shape.form) {
     case Form::Text:
-        return QStringLiteral("%1 columns, all in range")
-            .arg(record.count(QLatin1Char(',')) + 1);
+        return QStringLiteral("%1 columns, all in range").arg(record.count(QLatin1Char(',')) + 1);
     case Form::Linux:
         return QStringLiteral("begins with 55 AA and the checksum matches");
     default:

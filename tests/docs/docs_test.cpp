@@ -83,9 +83,8 @@ TEST(Documentation, ReadmeShowsTheExamples)
     const QString readme = contentOf(QStringLiteral("README.md"));
     const QString begin = QStringLiteral("```cpp\n");
     int position = 0;
-    for (const char *name :
-         {"examples/roundtrip.cpp", "examples/inspect.cpp", "examples/tcpclient.cpp",
-          "examples/simulator.cpp"}) {
+    for (const char *name : {"examples/roundtrip.cpp", "examples/inspect.cpp",
+                             "examples/tcpclient.cpp", "examples/simulator.cpp"}) {
         position = readme.indexOf(begin, position) + begin.size();
         ASSERT_GE(position, begin.size()) << name;
         const QString shown =

@@ -35,7 +35,8 @@ const GuessRow GuessRows[] = {
     {"55AA 00 05 00000000 0000 00 00 0000 0000 0000 5A55", false,
      "Linux request frame of PackageRequestReadData", "begins with 55 AA and the checksum matches"},
     {"55AA 00 05 00000000 0000 01 00 0000 0000 0100 07 6355", false,
-     "Linux request frame of PackageRequestWriteData", "begins with 55 AA and the checksum matches"},
+     "Linux request frame of PackageRequestWriteData",
+     "begins with 55 AA and the checksum matches"},
     {"55AA 00 05 00000000 0000 00 00 0000 0000 0100 07 6255", false,
      "Linux reply frame of PackageRequestReadData", "begins with 55 AA and the checksum matches"},
     {"55AA 04 05 00000000 0000 00 00 0000 0000 0000 5E55", false,
@@ -59,11 +60,9 @@ const GuessRow GuessRows[] = {
      "commResult at 13: unknown result name \"late\"; expected one of pending, ok, crcErr, "
      "lengthErr, "
      "portErr, timeout, codeErr, forcedCancel"},
-    {"1,2,te\txt", true, "request record of SpecialPackageRequest",
-     "3 columns, all in range"},
+    {"1,2,te\txt", true, "request record of SpecialPackageRequest", "3 columns, all in range"},
     {"7,usb0", true, "request record of PackageBase", "too few: 15 columns expected, 2 found"},
-    {"1,2,text", true, "request record of SpecialPackageRequest",
-     "3 columns, all in range"},
+    {"1,2,text", true, "request record of SpecialPackageRequest", "3 columns, all in range"},
     {"ReadData^" READ_COLUMNS ",4,data", true, "request record of PackageRequestCombination",
      "type words and ^ in every item"},
     {"ReadData^" READ_COLUMNS ",4,data|x^", true, "request record of PackageRequestCombination",

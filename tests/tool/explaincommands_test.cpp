@@ -315,7 +315,8 @@ TEST_F(ExplainCommands, WrongInputGetsOneLineAndStatus2)
         const char *input;
         const char *error;
     } rows[] = {
-        {"explain 0", "", "INPUT: the hexadecimal digit at character 1 is not followed by a second one"},
+        {"explain 0", "",
+         "INPUT: the hexadecimal digit at character 1 is not followed by a second one"},
         {"check --form frame 00,05", "", "INPUT: \",\" at character 3 is not a hexadecimal digit"},
         {"diff 000500000100 7,usb0,0", "", "B: \",\" at character 2 is not a hexadecimal digit"},
         {"explain --class Package 00", "",
@@ -331,7 +332,8 @@ TEST_F(ExplainCommands, WrongInputGetsOneLineAndStatus2)
         {"explain --html /nowhere/x 00", "", "/nowhere/x: No such file or directory"},
         {"explain --html x", "00\n01\n", "--html x: a page shows only one input"},
         {"diff 00", "", "A and B: missing"},
-        {"diff 00 0", "", "B: the hexadecimal digit at character 1 is not followed by a second one"},
+        {"diff 00 0", "",
+         "B: the hexadecimal digit at character 1 is not followed by a second one"},
         {"diff --files /nowhere/x 00", "", "/nowhere/x: No such file or directory"},
     };
     for (const auto &row : rows) {
