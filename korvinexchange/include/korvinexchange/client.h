@@ -18,20 +18,20 @@
 
 namespace KorvinExchange {
 
-/// What a Client goes by: that of its engine, and of its device.
+/// The settings of a Client: those of its engine, and those of its device.
 struct ClientSettings : Settings
 {
-    /// How long a device may take until it is connected.
+    /// The time within which a device must be connected.
     std::chrono::milliseconds connectTimeout{10000};
 
     /// @{
-    /// From the end of a device to the opening of the next one. Twice as long before each further
-    /// one, until a message is received.
+    /// The pause between the loss of a device and the opening of the next one. It doubles with each
+    /// further attempt, until a message is received.
     std::chrono::milliseconds reconnectPause{100};
     std::chrono::milliseconds longestReconnectPause{10000};
     /// @}
 
-    /// While the device has at least so many bytes to write, nothing is sent.
+    /// Nothing is sent while the device has at least this many bytes to write.
     qint64 bytesToWrite = 65536;
 };
 
@@ -40,10 +40,10 @@ struct IncomingMessage
 {
     KorvinInspect::Form form = KorvinInspect::Form::Text; ///< Its encoding.
     QByteArray bytes;                                     ///< The frame, or the record in UTF-8.
-    std::optional<KorvinInspect::ClassId> classId = {};   ///< Its class, where the peer says it.
+    std::optional<KorvinInspect::ClassId> classId = {};   ///< Its class, if the peer says it.
 };
 
-/// An Engine on a QIODevice: sends packages to a peer, and tells what has become of them.
+/// An Engine on a QIODevice: sends packages to a peer and reports their outcomes.
 ///
 ///     Client client;
 ///     client.setOpener([] {
@@ -54,86 +54,87 @@ struct IncomingMessage
 ///     connect(client.send(&read), &Reply::finished, ...);
 ///
 /// **The device** is sequential and emits readyRead() and bytesWritten(): a QTcpSocket,
-/// QLocalSocket, QSerialPort, QProcess. It may be about to be connected: it is connected when it is
-/// open and QIODevice::writeChannelCount() is not 0. Until then requests wait, at most for
-/// Settings::queueTimeout. The link is lost when the device closes or is deleted, when it has no
-/// more to read, where it emits a signal `errorOccurred`, where writing to it fails, and where the
-/// framing finds a fault; the last two close the device. What has been received before is looked
-/// at; then all requests end with `Outcome::LinkLost`. Those that are handed over later wait for
-/// the next device.
+/// QLocalSocket, QSerialPort, QProcess. It need not be connected yet: it counts as connected when
+/// it is open and QIODevice::writeChannelCount() is not 0. Until then requests wait, at most for
+/// Settings::queueTimeout. The link is lost when the device closes or is deleted, when its peer
+/// sends nothing more, when it emits a signal `errorOccurred`, when writing to it fails, and when
+/// the framing finds a fault; the last two close the device. The client handles all bytes received
+/// before; then all requests end with `Outcome::LinkLost`. Later requests wait for the next device.
 ///
-/// **Who opens the device.** Either the caller, and hands it over with setDevice(); or a function
-/// of the caller, see setOpener(). Only with the latter the client reconnects.
+/// **Opening the device.** Either the caller opens it and passes it to setDevice(), or the client
+/// calls a function of the caller, see setOpener(). Only the latter lets the client reconnect.
 ///
-/// **Messages** are framed as the first form of the settings says: records as lines, byte frames
-/// with a length prefix, Linux frames as they are. Settings::forms has one form only. For peers
-/// that want something else, or several forms, derive a class and override makeFraming(), wrap()
-/// and unwrap().
+/// **Messages** are framed according to the first form of the settings: records as lines, byte
+/// frames with a length prefix, Linux frames as they are. Settings::forms has only one form. For
+/// peers that need something else, or several forms, derive a class and override makeFraming(),
+/// wrap() and unwrap().
 ///
-/// **Packages** are treated as Engine says. Their own signals tell of them, with the client as
-/// token: PackageBase::BeginRequestEvent() when a package is sent for the first time, of a transfer
-/// when its first message is; PackageBase::CompleteRequestEvent() when it has its outcome, also
-/// where it was never sent, directly before Reply::finished().
+/// **Packages** are treated as described at Engine. The client emits their own signals, with itself
+/// as token: PackageBase::BeginRequestEvent() when a package, or the first message of a transfer,
+/// is sent for the first time; PackageBase::CompleteRequestEvent() when it has its outcome, even
+/// if it was never sent, directly before Reply::finished().
 ///
 /// **Signals** of the client, its replies and its packages are emitted from the event loop, never
-/// inside of an operation, nor of a signal of the device; except by exchange(), waitForFinished()
-/// and the destructor. A slot may do anything, even delete the client.
+/// from inside an operation or a signal of the device, except by exchange(), waitForFinished() and
+/// the destructor. A slot may do anything, even delete the client.
 ///
 /// A client belongs to one thread, which has an event loop; a program without one uses exchange().
-/// Only the constructor throws. Where memory runs out for what is sent or received, the link is
-/// lost; a request that was accepted still has its one end. Qt itself does not survive it while a
-/// signal is connected, as those of a new device are.
+/// Only the constructor throws. If memory runs out while messages are sent or received, the link
+/// is lost; every accepted request still ends exactly once. Qt itself does not survive a lack of
+/// memory while it connects signals, such as those of a new device.
 class KORVINEXCHANGE_EXPORT Client : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Opens a device anew. A null pointer, or a device that is not connected in time, means that
-    /// it cannot be opened now.
+    /// Opens a new device. A null pointer, or a device that is not connected in time, means that it
+    /// cannot be opened now.
     using Opener = std::function<QIODevice *()>;
 
-    /// A client without a device.
+    /// Makes a client without a device.
     explicit Client(const ClientSettings &settings = {}, QObject *parent = nullptr);
 
-    /// Ends all that is not finished with `Outcome::LinkLost`, and announces it. What is sent from
-    /// the slots is refused.
+    /// Ends all unfinished requests with `Outcome::LinkLost` and announces this. Refuses requests
+    /// that slots send meanwhile.
     ~Client() override;
 
-    /// Uses a device, which stays the caller's, instead of the one before; null for none.
+    /// Replaces the device; null removes it. The caller keeps the ownership.
     void setDevice(QIODevice *device);
 
     /// Calls @p opener from the event loop, now and each time the link is lost. The client owns the
     /// devices that it returns.
     void setOpener(const Opener &opener);
 
-    /// The present device; null where there is none.
+    /// Returns the present device, or null.
     QIODevice *device() const;
 
-    /// Whether messages can be sent: there is a device, and it is connected.
+    /// Returns whether there is a connected device, so that messages can be sent.
     bool isConnected() const;
 
     /// Sends a request of any class, as Engine::send() does.
     ///
-    /// @return its reply. Null where memory has run out, and while the client is being deleted:
-    ///     then nothing is announced, and the package has the results of `Outcome::Refused`.
+    /// @return its reply. Null if memory runs out, and while the client is being deleted: then
+    ///     nothing is announced, and the package has the results of `Outcome::Refused`.
     Reply *send(PackageBase *package, const RequestOptions &options = {});
 
     /// Sends several requests in one record, as Engine::sendCombination() does.
     ///
-    /// @return their replies, in the same order; none for no packages, and where send() returns
-    ///     null.
+    /// @return their replies, in the same order; empty if there are no packages, or if send() would
+    ///     return null.
     std::vector<Reply *> sendCombination(const std::vector<PackageBase *> &packages,
                                          const RequestOptions &options = {});
 
-    /// Begins a transfer, as Engine::start() does; the reply is that of send().
+    /// Begins a transfer, as Engine::start() does.
+    ///
+    /// @return its reply, or null as for send().
     Reply *start(const Transfer &transfer, const RequestOptions &options = {});
 
-    /// Sends a request, waits until it has its outcome, and returns it: for programs and tests that
-    /// do one thing after the other. After @p deadline it is aborted.
+    /// Sends a request, waits for its outcome and returns it: for programs and tests that do one
+    /// thing after the other. Aborts the request after @p deadline.
     ///
-    /// Runs an event loop without user input meanwhile, so that it works with every device, and
-    /// reconnects: there must be a QCoreApplication. All else goes on, slots are called. Where a
-    /// slot waits as well, the waiting that has begun first ends last.
+    /// Runs an event loop without user input meanwhile, so it works with every device and
+    /// reconnects; there must be a QCoreApplication. Other requests continue and slots are called.
+    /// If a slot waits as well, the outer call returns after it.
     /// @{
     Event exchange(PackageBase *package, std::chrono::milliseconds deadline,
                    const RequestOptions &options = {});
@@ -141,29 +142,29 @@ public:
                    const RequestOptions &options = {});
     /// @}
 
-    /// The engine, to look at: counters, what is under way.
+    /// Returns the engine, for its counters and limits.
     const Engine &engine() const;
 
-    /// As Engine::setTrace().
+    /// Does what Engine::setTrace() does.
     void setTrace(Trace *trace);
 
 Q_SIGNALS:
-    /// The device is connected.
+    /// Emitted when the device is connected.
     void connected();
 
-    /// The link is lost, or a device could not be opened; @p reason is for people.
+    /// Emitted when the link is lost or a device cannot be opened; @p reason is for people.
     void disconnected(const QString &reason);
 
 protected:
     /// Makes the framing for a new device.
     virtual std::unique_ptr<Framing> makeFraming() const;
 
-    /// Returns what a message travels as: by default its bytes. For peers that are told what it is.
-    /// May throw std::bad_alloc.
+    /// Returns the bytes that carry a message, by default its own. Override it for peers that are
+    /// told the form or class of a message. May throw std::bad_alloc.
     virtual QByteArray wrap(const OutgoingMessage &message) const;
 
-    /// Returns the message that @p bytes carry: by default themselves, in the first form of the
-    /// settings. Nothing for bytes to leave out. May throw std::bad_alloc.
+    /// Returns the message that @p bytes carry: by default the bytes themselves, in the first form
+    /// of the settings; nothing if the bytes are to be ignored. May throw std::bad_alloc.
     virtual std::optional<IncomingMessage> unwrap(const QByteArray &bytes) const;
 
 private:

@@ -9,28 +9,28 @@ namespace KORVIN_LINUX_CLIENT {
 
 /// The time-out timer of a package that is under way, which PackageBase only declares.
 ///
-/// A KorvinExchange::Client attaches one to each package that it sends and that has none of the
-/// caller's: PackageBase::getTimeOutTimer() is that timer until the package has its outcome, and
-/// null again after it. It shows the time that is left for the reply, which begins anew with each
-/// repetition; the client looks at its own clock.
+/// A KorvinExchange::Client attaches one to each package that it sends, unless the caller has set
+/// one: PackageBase::getTimeOutTimer() returns it until the package has its outcome, and null
+/// afterwards. It shows the time left for the reply, and starts again with each repetition; the
+/// client itself uses its own clock.
 ///
-/// A copy of the package that is made meanwhile has the same pointer: set it to null there.
+/// A copy of the package that is made meanwhile has the same pointer: set it to null in the copy.
 ///
-/// Nothing of the class is in the library: a program may have a class of this name of its own,
-/// which the interface leaves to it.
+/// The class is defined in this header only, so a program that does not include it may define a
+/// class of the same name.
 class PackageTimerOut
 {
 public:
-    /// One that runs out after @p left.
+    /// Makes a timer that expires after @p left.
     explicit PackageTimerOut(std::chrono::milliseconds left)
         : m_deadline(left, Qt::PreciseTimer)
     {
     }
 
-    /// In milliseconds, 0 where it has run out.
+    /// Returns the time left in milliseconds, 0 if the timer has expired.
     qint64 remainingTime() const { return m_deadline.remainingTime(); }
 
-    /// Whether it has run out.
+    /// Returns whether the timer has expired.
     bool hasExpired() const { return m_deadline.hasExpired(); }
 
 private:

@@ -12,7 +12,7 @@
 
 namespace KorvinExchange {
 
-/// A request or transfer that was handed to a Client, and in the end its outcome.
+/// A request or transfer that was passed to a Client, and in the end its outcome.
 ///
 ///     Reply *reply = client.send(&read);
 ///     connect(reply, &Reply::finished, this, [=] {
@@ -21,9 +21,9 @@ namespace KorvinExchange {
 ///             show(reply->package()->data());
 ///     });
 ///
-/// It is a child of its client. The caller deletes it when it is no longer needed, at best with
-/// deleteLater(); otherwise it goes with the client. Deleting one that is not finished is as
-/// abort(), and nothing is announced but by its package.
+/// It is a child of its client. The caller deletes it when it is no longer needed, preferably with
+/// deleteLater(); otherwise the client deletes it. Deleting an unfinished reply aborts it; then
+/// only the signals of its package announce the end.
 class KORVINEXCHANGE_EXPORT Reply : public QObject
 {
     Q_OBJECT
@@ -31,36 +31,36 @@ class KORVINEXCHANGE_EXPORT Reply : public QObject
 public:
     ~Reply() override;
 
-    /// Names it in traces; 0 where the request was refused at once.
+    /// Returns the id that names it in traces; 0 if the request was refused at once.
     RequestId id() const;
 
-    /// The caller's package; null where it has been deleted.
+    /// Returns the caller's package; null if it has been deleted.
     PackageBase *package() const;
 
-    /// Whether it has its outcome. Then finished() has been emitted, or is next.
+    /// Returns whether it has its outcome. Then finished() has been emitted or is about to be.
     bool isFinished() const;
 
-    /// How it has ended. As long as it has not, `Outcome::Success` with the id 0.
+    /// Returns how it ended; before the end, `Outcome::Success` with the id 0.
     Event result() const;
 
-    /// Event::outcome of the same.
+    /// Returns the Event::outcome of result().
     Outcome outcome() const;
 
-    /// Ends it with `Outcome::Cancelled`, as Engine::cancel() does. It is announced from the event
-    /// loop, as every other end.
+    /// Ends it with `Outcome::Cancelled`, as Engine::cancel() does. The end is announced from the
+    /// event loop, like every other end.
     void abort();
 
-    /// Runs an event loop until it is finished, at most for so long. See Client::exchange().
+    /// Runs an event loop until it is finished, at most until @p deadline. See Client::exchange().
     ///
-    /// @return whether it is finished. The reply may have been deleted where it is not.
+    /// @return whether it is finished. If it is not, a slot may have deleted the reply.
     bool waitForFinished(std::chrono::milliseconds deadline);
 
 Q_SIGNALS:
-    /// Of a transfer: so many bytes from its beginning are there.
+    /// Emitted by a transfer: the first @p done of @p total bytes are done.
     void progress(qint64 done, qint64 total);
 
-    /// It has its outcome, once. The reply, its package and its client may be deleted by a slot,
-    /// and others may be sent and aborted.
+    /// Emitted once, when it has its outcome. A slot may delete the reply, its package and its
+    /// client, and send and abort others.
     void finished();
 
 private:
