@@ -547,6 +547,9 @@ private:
                 const auto size = static_cast<std::size_t>(m_reply.size());
                 ::send(client, m_reply.constData(), size, MSG_NOSIGNAL);
             }
+            // Closed with something unread, a connection is reset, and the reply may be lost.
+            ::shutdown(client, SHUT_WR);
+            while (::read(client, bytes, sizeof bytes) > 0) { }
             ::close(client);
         }
     }
