@@ -772,7 +772,7 @@ SerialNumbers::Number *EnginePrivate::numberOf(Form form, const QByteArray &repl
 /// of another reply may have a "|", too.
 bool EnginePrivate::hasSeveralReplies(Form form, const QByteArray &message)
 {
-    const int separators = form == Form::Text ? message.count('|') : 0;
+    const auto separators = form == Form::Text ? message.count('|') : 0;
     if (separators == 0 || separators >= settings.limits.inFlight
         || message.size() > settings.limits.messageSize) {
         return false;
