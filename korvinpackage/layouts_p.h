@@ -576,9 +576,7 @@ void visitBase(const ClassRow &row, LayoutFields &fields, Visitor &&visit)
         return visit(RegisterReadPart{fields.replyDataLength, fields.common.clientPackageType});
     case Base::Write:
         return visit(RegisterWritePart{fields.broadcast, fields.writeKind});
-    case Base::Common:
-    case Base::Special:
-    case Base::Items:
+    default:
         return;
     }
 }
@@ -588,8 +586,6 @@ template <typename Visitor>
 void visitOwn(const ClassRow &row, LayoutFields &fields, Visitor &&visit)
 {
     switch (row.own) {
-    case Own::None:
-        return;
     case Own::ReadBlock:
         return visit(ReadBlockPart{fields.replyDataLength, fields.data});
     case Own::WriteBlock:
@@ -602,6 +598,8 @@ void visitOwn(const ClassRow &row, LayoutFields &fields, Visitor &&visit)
         return visit(MemoryReadPart{fields.memoryOffset});
     case Own::MemoryWrite:
         return visit(MemoryWritePart{fields.memoryOffset, fields.packageDataLength});
+    default: // Own::None
+        return;
     }
 }
 

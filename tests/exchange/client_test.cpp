@@ -668,16 +668,16 @@ INSTANTIATE_TEST_SUITE_P(All, ClientSlots, testing::ValuesIn(Deletions));
 
 TEST_F(ClientTest, AnnouncesMoreRefusalsThanItDoesAtOnce)
 {
-    settings.limits.announcedData = 1;
+    settings.limits.queued = 0;
     start();
-    const auto tooMuch = makeRead(Register, 3);
+    const auto tooMany = makeRead(Register, 3);
     std::vector<Reply *> replies;
     for (int i = 0; i < 300; ++i)
-        replies.push_back(client->send(tooMuch.get()));
+        replies.push_back(client->send(tooMany.get()));
     for (Reply *refused : replies) {
         ASSERT_NE(refused, nullptr);
         EXPECT_TRUE(refused->waitForFinished(milliseconds(5000)));
-        EXPECT_EQ(refused->result().sendError, SendError::TooMuchData);
+        EXPECT_EQ(refused->result().sendError, SendError::QueueFull);
     }
 }
 
