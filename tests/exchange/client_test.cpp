@@ -668,16 +668,19 @@ INSTANTIATE_TEST_SUITE_P(All, ClientSlots, testing::ValuesIn(Deletions));
 
 TEST_F(ClientTest, AnnouncesMoreRefusalsThanItDoesAtOnce)
 {
-    settings.limits.queued = 0;
+    settings.limits.inFlight = 1;
     start();
-    const auto tooMany = makeRead(Register, 3);
+    const auto first = makeRead(Register, 3);
+    const auto second = makeRead(Register, 3);
     std::vector<Reply *> replies;
-    for (int i = 0; i < 300; ++i)
-        replies.push_back(client->send(tooMany.get()));
+    for (int i = 0; i < 150; ++i) {
+        for (Reply *refused : client->sendCombination({first.get(), second.get()}))
+            replies.push_back(refused);
+    }
+    ASSERT_EQ(replies.size(), 300U);
     for (Reply *refused : replies) {
-        ASSERT_NE(refused, nullptr);
         EXPECT_TRUE(refused->waitForFinished(milliseconds(5000)));
-        EXPECT_EQ(refused->result().sendError, SendError::QueueFull);
+        EXPECT_EQ(refused->result().sendError, SendError::TooManyItems);
     }
 }
 
