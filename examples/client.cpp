@@ -41,7 +41,7 @@ public:
         m_device.state().units[address].blocks[0x0A000010] = {QByteArray(registers, '\0')};
     }
 
-    /// Sends a request and returns its reply; empty when there is none.
+    /// Sends a request and returns the reply, or an empty one if the device does not answer.
     QByteArray exchange(const QString &what, ClassId classId, Form form, const QByteArray &request)
     {
         show(what + QStringLiteral(" request"), form, request);

@@ -77,8 +77,8 @@ int ownColumns(const PackageBase &package, bool isReply)
 
 constexpr int KiB = 1024;
 
-/// Returns what becomes of data whose announced length does not come: it is cut, or filled up with
-/// zeros. Beyond 256 MiB there is none.
+/// Returns the data after a decoder has read a length that differs from its size: cut, or filled up
+/// with zeros. Makes nothing ready above 64 KiB, but notes whether the decoder would.
 QByteArray announcedData(const QByteArray &before, int length, Reading &reading)
 {
     if (length > 64 * KiB) {
@@ -200,8 +200,8 @@ private:
         return m_frame.mid(start, count);
     }
 
-    /// Takes an integer. One that does not fit is 0 and takes no bytes; one that begins before the
-    /// array is 0.
+    /// Reads an integer. Returns 0 and takes no bytes if the integer ends after the array; returns
+    /// 0 if it begins before the array.
     int integer(int width)
     {
         if (qint64(m_position) + width > m_frame.size())

@@ -386,7 +386,7 @@ bool ClientPrivate::takeEvent()
     return true;
 }
 
-/// Finds the reply of a request that has not ended. There is none where it was deleted.
+/// Finds the reply of a request that has not ended; returns the end if the reply was deleted.
 std::list<Reply *>::iterator ClientPrivate::findPending(RequestId id)
 {
     // It is one of the first: requests are sent in the order in which they were handed over.

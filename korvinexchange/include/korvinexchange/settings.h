@@ -119,9 +119,9 @@ struct RequestOptions
     /// on the link, a copy that arrives late fills the buffer again: do not repeat them there.
     Repeat repeat = Repeat::Reads;
 
-    /// How long the request may take from its handing over to its end, with all that it waits and
-    /// every attempt, for whom has promised an answer by then; of a transfer each of its requests.
-    /// Nothing but the settings limits it where there is none.
+    /// The time from sending the request to its end, including all waiting and every attempt: for a
+    /// caller that has promised an answer by then. For a transfer it applies to each request.
+    /// Without a deadline only the settings limit the time.
     std::optional<std::chrono::milliseconds> deadline = {};
 };
 
