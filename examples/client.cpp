@@ -46,7 +46,7 @@ public:
     {
         show(what + QStringLiteral(" request"), form, request);
         const Answer answer = m_device.answer(request, classId, form);
-        const QByteArray reply = answer.replies.empty() ? QByteArray() : answer.replies.front();
+        QByteArray reply = answer.replies.empty() ? QByteArray() : answer.replies.front();
         show(what + QStringLiteral(" reply"), form, reply);
         return reply;
     }

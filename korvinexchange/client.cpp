@@ -111,11 +111,11 @@ void ClientPrivate::attach(QIODevice *newDevice)
 void ClientPrivate::connectByName(const char *signal, const char *slot)
 {
     const QMetaObject *meta = device->metaObject();
-    const QMetaMethod slotMethod = metaObject()->method(metaObject()->indexOfSlot(slot));
+    const QMetaMethod own = metaObject()->method(metaObject()->indexOfSlot(slot));
     for (int i = 0; i < meta->methodCount(); ++i) {
-        const QMetaMethod method = meta->method(i);
-        if (method.methodType() == QMetaMethod::Signal && method.name() == signal)
-            connect(device, method, this, slotMethod);
+        const QMetaMethod candidate = meta->method(i);
+        if (candidate.methodType() == QMetaMethod::Signal && candidate.name() == signal)
+            connect(device, candidate, this, own);
     }
 }
 
