@@ -1,7 +1,8 @@
 // Runs the vectors of tests/data/vectors. A case gives the fields of a package, what each of its
-// forms must be, and the fields of a new package of the class that has decoded that form
-// ("decodes": all that differ from the defaults of the class; the fields themselves where it is
-// missing).
+// forms must be, and the fields of a new package of the class that has decoded that form:
+// "decodes" has all that differ from the defaults of the class, "differs" those that differ from
+// the fields of the case; without either they are those of the case. A case with "common" has the
+// fields in common.json as well, and "header" stands for the bytes there.
 
 #include "testsupport.h"
 #include "testvectors.h"
