@@ -6,13 +6,15 @@
 #include "recordcursors_p.h"
 
 /// @file
-/// Frames and records of a class that adds one part to those of its base class.
+/// Frames and records of a class that adds one part to those of its base class. Each operation has
+/// one caller for each part, so calls would only cost time.
 
 namespace Korvin {
 
 /// Appends the payload of @p part to a frame, unless frames of this kind do not carry it.
 template <typename Part>
-void appendPayload(const ClassRow &row, bool withRequest, QByteArray *frame, Part part)
+Q_ALWAYS_INLINE void appendPayload(const ClassRow &row, bool withRequest, QByteArray *frame,
+                                   Part part)
 {
     if (!carriesOwn(row, withRequest))
         return;
@@ -27,8 +29,8 @@ void appendPayload(const ClassRow &row, bool withRequest, QByteArray *frame, Par
 ///
 /// @return false, with @p parsedLength unchanged, when memory runs out.
 template <typename Part>
-bool readPayload(const ClassRow &row, bool withRequest, const QByteArray &frame, int startIndex,
-                 int *parsedLength, Part part)
+Q_ALWAYS_INLINE bool readPayload(const ClassRow &row, bool withRequest, const QByteArray &frame,
+                                 int startIndex, int *parsedLength, Part part)
 {
     if (!carriesOwn(row, withRequest))
         return true;
@@ -66,7 +68,8 @@ constexpr OwnColumns replyColumns(const ClassRow &row, int baseColumns, int ownC
 ///
 /// @return false, with nothing changed, for too few columns.
 template <typename Parent, typename Package, typename Part>
-bool readRequest(Package &package, const QString &text, OwnColumns columns, Part part)
+Q_ALWAYS_INLINE bool readRequest(Package &package, const QString &text, OwnColumns columns,
+                                 Part part)
 {
     RecordReader record(text, columns.needed);
     return record.isComplete() && package.Parent::unPackageRequest(text)
@@ -77,7 +80,7 @@ bool readRequest(Package &package, const QString &text, OwnColumns columns, Part
 ///
 /// @return false, with nothing changed, for too few columns.
 template <typename Parent, typename Package, typename Part>
-bool readReply(Package &package, const QString &text, OwnColumns columns, Part part)
+Q_ALWAYS_INLINE bool readReply(Package &package, const QString &text, OwnColumns columns, Part part)
 {
     RecordReader record(text, columns.needed);
     return record.isComplete() && package.Parent::unPackageReply(text)
