@@ -5,6 +5,7 @@ It answers the cases of the conformance kit on standard input and output. It fav
 speed, and shares nothing with the library.
 """
 
+import collections
 import json
 import re
 import sys
@@ -27,14 +28,7 @@ CODES = {
     "clientPackageType": KINDS,
 }
 
-READS = {
-    "PackageRequestRead", "PackageRequestReadData", "PackageRequestReadFile",
-    "PackageRequestReadMemData",
-}
 DATA_WRITES = {"PackageRequestWriteData", "PackageRequestWriteIP"}
-WRITES = DATA_WRITES | {
-    "PackageRequestWrite", "PackageRequestWriteFile", "PackageRequestWriteMemData",
-}
 
 MOST_ANNOUNCED = 1 << 28
 
@@ -58,6 +52,14 @@ def code_number(names, value):
         if value == name:
             return number
     return int(value)
+
+
+def is_read(cls):
+    return cls.startswith("PackageRequestRead")
+
+
+def is_write(cls):
+    return cls.startswith("PackageRequestWrite")
 
 
 # Byte frames
@@ -138,10 +140,10 @@ def read_header(src, f):
 
 
 def write_payload(out, cls, f, with_request):
-    if with_request and cls in READS:
+    if with_request and is_read(cls):
         out.integer(4, f["replyDataLength"])
         out.integer(1, f["clientPackageType"])
-    elif with_request and cls in WRITES:
+    elif with_request and is_write(cls):
         out.integer(1, 1 if f["broadcast"] else 0)
         out.integer(1, f["clientPackageType"])
     if cls == "PackageRequestReadData":
@@ -173,10 +175,10 @@ def read_block(src, f, length_field):
 
 
 def read_payload(src, cls, f, with_request):
-    if with_request and cls in READS:
+    if with_request and is_read(cls):
         f["replyDataLength"] = src.integer(4, True)
         f["clientPackageType"] = src.integer(1)
-    elif with_request and cls in WRITES:
+    elif with_request and is_write(cls):
         f["broadcast"] = src.integer(1) == 1
         f["clientPackageType"] = src.integer(1)
     if cls == "PackageRequestReadData":
@@ -345,9 +347,9 @@ def read_data_string(text, length):
 
 def own_columns(cls, reply, f):
     columns = []
-    if cls in READS:
+    if is_read(cls):
         columns += [f["replyDataLength"], KINDS.get(f["clientPackageType"], "data")]
-    elif cls in WRITES:
+    elif is_write(cls):
         columns += ["true" if f["broadcast"] else "false",
                     KINDS.get(f["clientPackageType"], "data")]
     if cls == "PackageRequestReadData" and reply:
@@ -392,44 +394,51 @@ def result(names, text, ok):
     return ok
 
 
-# Columns that a reader wants, in a request and in a reply.
-COLUMNS = {
-    "PackageBase": (15, 16), "PackageRequestRead": (17, 18), "PackageRequestReadData": (17, 20),
-    "PackageRequestReadFile": (18, 19), "PackageRequestReadMemData": (18, 19),
-    "PackageRequestWrite": (17, 18), "PackageRequestWriteData": (19, 20),
-    "PackageRequestWriteIP": (19, 20), "PackageRequestWriteFile": (19, 20),
-    "PackageRequestWriteMemData": (19, 20), "SpecialPackageRequest": (3, 16),
-}
+def needed_columns(cls, reply):
+    """A reader wants as many columns as a writer makes, but the reply to a special request needs
+    those of PackageBase."""
+    if cls == "SpecialPackageRequest" and not reply:
+        return 3
+    own = own_columns(cls, reply, collections.defaultdict(int, data=b""))
+    return (16 if reply else 15) + len(own)
 
 
 def decode_text(cls, reply, text, f):
     c = text.split(",")
-    if len(c) < COLUMNS[cls][1 if reply else 0]:
+    if len(c) < needed_columns(cls, reply):
         raise Refused
     if cls == "SpecialPackageRequest":
         f["id"] = int32(c[0])
         f["timeout"] = signed(uint32(c[1]), 32)
         f["strData"] = c[2]
     else:
-        f["serialNum"] = int32(c[0]) & 0xFFFFFFFFFFFFFFFF
-        f["deviceKey"] = c[1].replace("*#*", ",").replace("#*#", "/")
-        f["deviceType"] = int32(c[2])
-        f["scrAddr"], f["desAddr"], f["portAddr"] = (uint32(c[i]) & 0xFF for i in (3, 4, 5))
-        f["scanBoardAddr"], f["highAddr"], f["lowAddr"] = (
-            uint32(c[i]) & 0xFFFF for i in (6, 7, 8))
-        f["reserved2"] = signed(uint32(c[9]), 32)
-        f["readWriteCode"] = 0 if c[10] == "read" else 1
-        f["timeout"] = int32(c[11])
-        f["tag"] = c[12]
-        f["commResult"] = result(COMM_RESULTS, c[13], 1)
-        f["packResult"] = result(PACKAGE_RESULTS, c[14], 0)
+        decode_common_columns(c, f)
     if reply:
         f["ackCode"] = int32(c[15]) & 0xFFFFFFFF
+    decode_own_columns(cls, reply, c, f)
+
+
+def decode_common_columns(c, f):
+    f["serialNum"] = int32(c[0]) & 0xFFFFFFFFFFFFFFFF
+    f["deviceKey"] = c[1].replace("*#*", ",").replace("#*#", "/")
+    f["deviceType"] = int32(c[2])
+    f["scrAddr"], f["desAddr"], f["portAddr"] = (uint32(c[i]) & 0xFF for i in (3, 4, 5))
+    f["scanBoardAddr"], f["highAddr"], f["lowAddr"] = (
+        uint32(c[i]) & 0xFFFF for i in (6, 7, 8))
+    f["reserved2"] = signed(uint32(c[9]), 32)
+    f["readWriteCode"] = 0 if c[10] == "read" else 1
+    f["timeout"] = int32(c[11])
+    f["tag"] = c[12]
+    f["commResult"] = result(COMM_RESULTS, c[13], 1)
+    f["packResult"] = result(PACKAGE_RESULTS, c[14], 0)
+
+
+def decode_own_columns(cls, reply, c, f):
     # Register columns, and those of file and memory writes, are read where a request has them.
-    if cls in READS:
+    if is_read(cls):
         f["replyDataLength"] = int32(c[15])
         f["clientPackageType"] = result(KINDS, c[16], 2)
-    elif cls in WRITES:
+    elif is_write(cls):
         f["broadcast"] = c[15] == "true"
         f["clientPackageType"] = result(KINDS, c[16], 0)
     own = 18 if reply else 17

@@ -434,7 +434,15 @@ enum class Base {
 };
 
 /// The part that a class adds to them.
-enum class Own { None, ReadBlock, WriteBlock, FileRead, FileWrite, MemoryRead, MemoryWrite };
+enum class Own {
+    None,
+    ReadBlock,
+    WriteBlock,
+    FileRead,
+    FileWrite,
+    MemoryRead,
+    MemoryWrite,
+};
 
 enum ClassTrait : unsigned {
     Plain = 0,

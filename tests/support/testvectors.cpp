@@ -46,6 +46,8 @@ QJsonObject spelledOut(QJsonObject content, const QJsonObject &common)
     if (!header.isEmpty())
         fields = merged(common.value(QLatin1String("fields")).toObject(), fields);
     for (const QString &name : content.keys()) {
+        if (content.value(name) == QJsonValue(QStringLiteral("common")))
+            content[name] = common.value(name);
         QJsonObject form = content.value(name).toObject();
         if (form.contains(QLatin1String("bytes"))) {
             form[QLatin1String("bytes")] =
