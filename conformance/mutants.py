@@ -42,8 +42,8 @@ OPERATORS = {
     ast.Add: (ast.Sub,), ast.Sub: (ast.Add,), ast.Mult: (ast.Add,), ast.BitAnd: (ast.BitOr,),
     ast.BitOr: (ast.BitAnd,), ast.LShift: (ast.RShift,), ast.RShift: (ast.LShift,),
 }
-NAMES = {"min": "max", "max": "min", "int32": "uint32", "uint32": "int32", "READS": "WRITES",
-         "WRITES": "READS"}
+NAMES = {"min": "max", "max": "min", "int32": "uint32", "uint32": "int32", "is_read": "is_write",
+         "is_write": "is_read"}
 STRINGS = {"utf-8": "latin-1", "little": "big", "replace": "ignore"}
 
 

@@ -397,10 +397,8 @@ def result(names, text, ok):
 def needed_columns(cls, reply):
     """A reader wants as many columns as a writer makes, but the reply to a special request needs
     those of PackageBase."""
-    if cls == "SpecialPackageRequest" and not reply:
-        return 3
-    own = own_columns(cls, reply, collections.defaultdict(int, data=b""))
-    return (16 if reply else 15) + len(own)
+    common = 3 if cls == "SpecialPackageRequest" and not reply else 15
+    return common + reply + len(own_columns(cls, reply, collections.defaultdict(int, data=b"")))
 
 
 def decode_text(cls, reply, text, f):
