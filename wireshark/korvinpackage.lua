@@ -778,30 +778,36 @@ local function written_steps(class, is_request)
     return is_request and layout.requestRecord or layout.writtenReplyRecord
 end
 
-local function scan_record(text, class, is_request, base)
-    local layout = layouts.classes[class]
-    local parts = split(text, ",", base or 0, MOST_COLUMNS)
-    local fields = column_fields(parts, class,
-        is_request and layout.requestRecord or layout.replyRecord)
-    local readers, written, written_count = {}, {}, 0
-    local last = 0
+-- The name of what an encoder writes into each column, and their number.
+local function written_columns(class, is_request)
+    local names, count = {}, 0
     for _, step in ipairs(written_steps(class, is_request)) do
-        written[step.column] = step.name
-        written_count = written_count + 1
-        last = math.max(last, step.column)
+        names[step.column] = step.name
+        count = count + 1
     end
+    return names, count
+end
+
+-- Notes in the fields of a record where an encoder writes something else.
+local function note_other_columns(fields, written)
     for _, field in ipairs(fields) do
-        readers[field.column] = true
-        last = math.max(last, field.column)
         local name = written[field.column]
         if name and name ~= field.name then
             field.fault = nil
             field.note = "an encoder writes " .. name .. " here"
         end
     end
+end
+
+-- Appends the columns up to the last one that no decoder reads.
+local function add_unread_columns(fields, parts, written, last)
+    local is_read = {}
+    for _, field in ipairs(fields) do
+        is_read[field.column] = true
+    end
     for column = 0, math.min(last, #parts - 1) do
         local name = written[column]
-        if not readers[column] then
+        if not is_read[column] then
             fields[#fields + 1] = {
                 name = "",
                 column = column,
@@ -812,18 +818,39 @@ local function scan_record(text, class, is_request, base)
             }
         end
     end
-    local beyond = parts[last + 2]
-    if beyond then
-        local offset = beyond.offset - (base or 0)
-        local count = count_of(text:sub(offset + 1), ",")
-        fields[#fields + 1] = {
-            name = "",
-            column = last + 1,
-            offset = beyond.offset,
-            width = #text - offset,
-            fault = count == 1 and "a column after the last one"
-                or string.format("%d columns after the last one", count),
-        }
+end
+
+-- Appends the columns after the last one, from its part on, as one field.
+local function add_columns_after(fields, text, part, last, base)
+    local offset = part.offset - (base or 0)
+    local count = count_of(text:sub(offset + 1), ",")
+    fields[#fields + 1] = {
+        name = "",
+        column = last + 1,
+        offset = part.offset,
+        width = #text - offset,
+        fault = count == 1 and "a column after the last one"
+            or string.format("%d columns after the last one", count),
+    }
+end
+
+local function scan_record(text, class, is_request, base)
+    local layout = layouts.classes[class]
+    local parts = split(text, ",", base or 0, MOST_COLUMNS)
+    local fields = column_fields(parts, class,
+        is_request and layout.requestRecord or layout.replyRecord)
+    local written, written_count = written_columns(class, is_request)
+    local last = 0
+    for column in pairs(written) do
+        last = math.max(last, column)
+    end
+    for _, field in ipairs(fields) do
+        last = math.max(last, field.column)
+    end
+    note_other_columns(fields, written)
+    add_unread_columns(fields, parts, written, last)
+    if parts[last + 2] then
+        add_columns_after(fields, text, parts[last + 2], last, base)
     end
     -- The encoder of a special request's reply writes fewer columns than its decoder needs.
     local needed = math.min(layout.neededColumns[is_request and "request" or "reply"], written_count)

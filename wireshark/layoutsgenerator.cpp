@@ -331,10 +331,10 @@ void putClass(const Korvin::ClassRow &row, const SharedSteps &shared)
     put(QStringLiteral("            neededColumns = { request = %1, reply = %2 },")
             .arg(Korvin::neededColumns(row, false))
             .arg(Korvin::neededColumns(row, true)));
-    const int access = row.base == Korvin::Base::Write ? OrvexEnum::Write : OrvexEnum::Read;
-    put(QStringLiteral("            usualAccess = %1,").arg(access));
-    if (row.base == Korvin::Base::Read || row.base == Korvin::Base::Write)
-        put(QStringLiteral("            onlyAccess = %1,").arg(access));
+    const auto access = Korvin::onlyAccess(row);
+    put(QStringLiteral("            usualAccess = %1,").arg(access.value_or(OrvexEnum::Read)));
+    if (access)
+        put(QStringLiteral("            onlyAccess = %1,").arg(*access));
     put(QStringLiteral("            usualKind = %1,").arg(row.usualKind));
     if (row.has(Korvin::Linux))
         put(QStringLiteral("            linux = true,"));
