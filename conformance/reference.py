@@ -42,12 +42,12 @@ def signed(number, bits):
 
 
 def zeros(count):
-    """Bytes that are announced and not there are 0, unless there are more than anybody has."""
+    """Returns the bytes that data announces but lacks: zeros; none if it announces more than MOST_ANNOUNCED."""
     return bytes(count) if 0 < count <= MOST_ANNOUNCED else b""
 
 
 def code_number(names, value):
-    """The number of a code that a case gives by name, or by number where it has no name."""
+    """Returns the number of a code that a case gives by name, or by number if it has no name."""
     for number, name in names.items():
         if value == name:
             return number
@@ -82,7 +82,7 @@ class FrameReader:
         self.position = 0
 
     def integer(self, width, is_signed=False):
-        """A number that does not fit into the data reads as 0 and takes no bytes."""
+        """Reads a number. One that does not fit into the data reads as 0 and takes no bytes."""
         raw = self.frame[self.position:self.position + width]
         if len(raw) < width:
             return 0
@@ -90,13 +90,13 @@ class FrameReader:
         return int.from_bytes(raw, "little", signed=is_signed)
 
     def bytes(self, size):
-        """The next bytes, or None where they are not all there; they count as read all the same."""
+        """Reads the next bytes; None if some of them are missing. All count as read."""
         start = self.position
         self.position += size
         return self.frame[start:start + size] if self.position <= len(self.frame) else None
 
     def text(self, size):
-        """A text ends at its first zero byte."""
+        """Reads a text, which ends at its first zero byte."""
         raw = self.bytes(size) or b""
         return raw.split(b"\0")[0].decode("utf-8", "replace")
 
@@ -162,7 +162,7 @@ def write_payload(out, cls, f, with_request):
 
 
 def read_block(src, f, length_field):
-    """Reads a length and the data; gives the position between them."""
+    """Reads a length and the data, and returns the position between them."""
     length = src.integer(4, True)
     start = src.position
     f[length_field] = length
@@ -267,7 +267,7 @@ def encode_linux(cls, f):
     frame = out.frame if code in (0, 1) else bytearray(18)
     size = 18
     if code == 1 and length != 0:
-        # All of the data is carried; the checksum stands where the length says.
+        # The frame carries all of the data; the length decides where the checksum is.
         size += length
         frame += f["data"]
     frame += zeros(size + 2 - len(frame))
@@ -312,7 +312,7 @@ def decode_linux(cls, frame, f):
 
 
 def number(text, low, high):
-    """A decimal number; 0 for what is none, or lies out of the range."""
+    """Reads a decimal number; 0 for any other text, and out of the range."""
     if not re.fullmatch(r"[ \t\n\v\f\r]*[+-]?[0-9]+[ \t\n\v\f\r]*", text):
         return 0
     value = int(text)
@@ -328,13 +328,13 @@ def uint32(text):
 
 
 def write_data_string(data, count):
-    """The first bytes of the data; 0 for those that it does not have."""
+    """Writes the first bytes of the data; 0 for missing ones."""
     data += zeros(count - len(data))
     return "/".join(str(byte) for byte in data[:max(0, count)])
 
 
 def count_of_written(f, reply):
-    """A write's record carries one byte where its length is below that of what it must carry."""
+    """Returns how many bytes a write's record carries: at least one if it carries any."""
     length = f["packageDataLength"]
     carries = length != 0 if reply else bool(f["data"])
     return max(1, length) if carries else 0
