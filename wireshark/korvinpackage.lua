@@ -1161,7 +1161,7 @@ main.prefs.direction = Pref.enum("Direction", AUTO, "Which way the messages go",
 })
 main.prefs.framing = Pref.enum("TCP framing", MESSAGE_PER_SEGMENT, "Where a message ends", {
     { 1, "Each segment is a message", MESSAGE_PER_SEGMENT },
-    { 2, "A line, or its length in front", LINES_OR_LENGTHS },
+    { 2, "A line, or a length first", LINES_OR_LENGTHS },
 })
 
 -- Requests and replies.
