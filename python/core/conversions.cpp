@@ -150,13 +150,14 @@ std::optional<KorvinExchange::Time> timeFrom(py::handle object, const char *name
 {
     if (object.is_none())
         return {};
-    return std::chrono::duration_cast<KorvinExchange::Time>(
-        std::chrono::duration<double>(secondsFrom(object, name)));
+    constexpr double Microseconds = 1e6;
+    return KorvinExchange::Time(std::llround(secondsFrom(object, name) * Microseconds));
 }
 
 std::chrono::milliseconds durationFrom(py::handle object, const char *name)
 {
-    return std::chrono::milliseconds(std::llround(secondsFrom(object, name) * 1000));
+    constexpr double Milliseconds = 1e3;
+    return std::chrono::milliseconds(std::llround(secondsFrom(object, name) * Milliseconds));
 }
 
 MessageShape shapeFrom(const py::str &className, py::handle form, py::handle direction)

@@ -102,6 +102,9 @@ QJsonValue jsonOfNumber(py::handle value)
         throw py::error_already_set();
     int overflow = 0;
     const qint64 number = PyLong_AsLongLongAndOverflow(index.ptr(), &overflow);
+    constexpr qint64 LargestExact = qint64(1) << 53;
+    if (overflow == 0 && number >= -LargestExact && number <= LargestExact)
+        return static_cast<double>(number);
     if (overflow == 0)
         return QString::number(number);
     const quint64 large = PyLong_AsUnsignedLongLong(index.ptr());
@@ -250,7 +253,7 @@ py::object restore(const py::type &type, const py::dict &fields)
 py::tuple reduce(const py::object &self)
 {
     const auto &package = self.cast<const Package &>();
-    const py::object restoring = pythonName("_core", "restore");
+    const py::object restoring = pythonName("_packages", "restore");
     const py::tuple arguments =
         py::make_tuple(py::type::of(self), changedFields(package.itsClass(), *package));
     const py::object attributes = py::getattr(self, "__dict__", py::none());
@@ -501,8 +504,12 @@ void defineClass(py::module_ &module, const py::object &root, ClassBinding *bind
     members["__slots__"] = py::tuple();
     members["__module__"] = "korvinpackage";
     members["class_name"] = toPython(binding->row->name);
-    for (const FieldBinding &field : binding->fields)
+    py::list names;
+    for (const FieldBinding &field : binding->fields) {
         members[py::handle(field.key)] = makeProperty(*binding, field);
+        names.append(py::handle(field.key));
+    }
+    members["field_names"] = py::tuple(names);
     const ClassBinding *base = baseOf(*binding);
     const py::object parent = base
         ? py::reinterpret_borrow<py::object>(reinterpret_cast<PyObject *>(base->type))
