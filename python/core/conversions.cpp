@@ -48,8 +48,7 @@ void appendCharacter(QString *text, Py_UCS4 character)
 {
     if (QChar::isSurrogate(character)) {
         failValue(QStringLiteral("the text contains the surrogate U+%1, which no encoding carries")
-                      .arg(character, 0, 16)
-                      .toUpper());
+                      .arg(QString::number(character, 16).toUpper()));
     }
     if (QChar::requiresSurrogates(character)) {
         text->append(QChar(QChar::highSurrogate(character)));

@@ -102,7 +102,7 @@ QJsonValue jsonOfNumber(py::handle value)
         throw py::error_already_set();
     int overflow = 0;
     const qint64 number = PyLong_AsLongLongAndOverflow(index.ptr(), &overflow);
-    constexpr qint64 LargestExact = qint64(1) << 53;
+    constexpr qint64 LargestExact = (qint64(1) << 53) - 1; // of the numbers of JSON
     if (overflow == 0 && number >= -LargestExact && number <= LargestExact)
         return static_cast<double>(number);
     if (overflow == 0)

@@ -23,7 +23,8 @@ class MessageClass(Protocol):
 ClassOrName = MessageClass | str
 
 
-def _name_of(itself: ClassOrName) -> str:
+def name_of(itself: ClassOrName) -> str:
+    """Return the name of a class."""
     return itself if isinstance(itself, str) else itself.class_name
 
 
@@ -53,7 +54,7 @@ def check(
     Returns a verdict that is true if an encoder can have written the message.
     """
     form = _form_of(message, form)
-    name = _name_of(package_class)
+    name = name_of(package_class)
     return _core.check(message, name, form, direction, request, announced_data)
 
 
@@ -67,7 +68,7 @@ def check_lines(
 
     Takes constant memory, however many lines there are: pass an open file.
     """
-    name = _name_of(package_class)
+    name = name_of(package_class)
     for line in lines:
         text = line if isinstance(line, str) else bytes(line).decode("utf-8", "replace")
         text = text.rstrip("\r\n")
@@ -82,7 +83,7 @@ def explain(
     direction: Direction = Direction.REQUEST,
 ) -> list[ExplainedField]:
     """Explain a message field by field, in wire order, valid or not."""
-    name = _name_of(package_class)
+    name = name_of(package_class)
     rows = _core.explain(message, name, _form_of(message, form), direction)
     return [ExplainedField(*row) for row in rows]
 
@@ -104,7 +105,7 @@ def best_guess(
     direction: Direction | None = None,
 ) -> Guess | None:
     """Return the first of guess() that agrees with what is known, in a fraction of the time."""
-    name = None if package_class is None else _name_of(package_class)
+    name = None if package_class is None else name_of(package_class)
     row = _core.best_guess(message, name, form, direction)
     return None if row is None else _guess_of(row)
 
@@ -155,9 +156,9 @@ def diff(
 
 def shape_exists(package_class: ClassOrName, form: Form, direction: Direction) -> bool:
     """Return whether a class has a form: only data requests have Linux frames."""
-    return _core.shape_exists(_name_of(package_class), form, direction)
+    return _core.shape_exists(name_of(package_class), form, direction)
 
 
 def describe_shape(package_class: ClassOrName, form: Form, direction: Direction) -> str:
     """Return class, form and direction in words, such as "reply frame of PackageRequestRead"."""
-    return _core.describe_shape(_name_of(package_class), form, direction)
+    return _core.describe_shape(name_of(package_class), form, direction)

@@ -221,7 +221,7 @@ class PackageRequestCombination:
         unknown = fields.keys() - {"deviceKey", "timeout", "serialNum"}
         if unknown:
             raise ValueError(f"{min(unknown)}: {cls.class_name} has no such field")
-        own = PackageBase.from_json(json.dumps(fields))
+        own = PackageBase.from_json(json.dumps({"timeout": 0, **fields}))
         return cls(
             packages, device_key=own.device_key, timeout=own.timeout, serial_num=own.serial_num
         )

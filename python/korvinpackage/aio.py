@@ -315,7 +315,7 @@ class DeviceServer:
         self._form = form
         self._words = words
         self._server: asyncio.Server | None = None
-        self._writers: set[asyncio.StreamWriter] = set()
+        self._connections: dict[asyncio.Task[None], asyncio.StreamWriter] = {}
 
     @classmethod
     async def tcp(
@@ -357,19 +357,21 @@ class DeviceServer:
         error: BaseException | None,
         trace: TracebackType | None,
     ) -> None:
-        self.close()
+        await self.close()
 
-    def close(self) -> None:
+    async def close(self) -> None:
         """Stop listening and end all connections."""
         assert self._server is not None
         self._server.close()
-        for writer in self._writers:
+        for writer in self._connections.values():
             writer.close()
+        await asyncio.gather(*self._connections)
 
     async def _serve(self, reader: asyncio.StreamReader, writer: asyncio.StreamWriter) -> None:
         loop = asyncio.get_running_loop()
         session = DeviceSession(self.device, self._form, self._words)
-        self._writers.add(writer)
+        task: asyncio.Task[None] = asyncio.current_task()  # type: ignore[assignment]
+        self._connections[task] = writer
         try:
             while data := await reader.read(65536):
                 for delay, reply in session.receive(data, loop.time()):
@@ -378,7 +380,7 @@ class DeviceServer:
         except ConnectionError:
             pass
         finally:
-            self._writers.discard(writer)
+            del self._connections[task]
             writer.close()
 
 

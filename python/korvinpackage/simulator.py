@@ -9,11 +9,10 @@ from typing import Any
 
 from korvinpackage import _core
 from korvinpackage._enums import CommResult, Direction, FaultKind, Form, PackResult
-from korvinpackage._inspect import ClassOrName, Message, _name_of
-from korvinpackage._inspect import best_guess
+from korvinpackage._inspect import ClassOrName, Message, best_guess, check, name_of
 from korvinpackage._values import Verdict
-from korvinpackage.engine import Framing
 from korvinpackage._words import pack, unpack
+from korvinpackage.engine import Framing
 
 
 @dataclass(frozen=True)
@@ -71,7 +70,7 @@ class SimulatedDevice:
 
     def answer(self, request: Message, package_class: ClassOrName, form: Form) -> Answer:
         """Answer one request."""
-        replies, delay, verdict, fault = self._core.answer(request, _name_of(package_class), form)
+        replies, delay, verdict, fault = self._core.answer(request, name_of(package_class), form)
         return Answer(replies, delay / 1000, verdict, FaultKind(fault))
 
     def script_faults(self, faults: Iterable[Fault]) -> None:
@@ -143,7 +142,8 @@ class DeviceSession:
 
     form -- the form of the requests, which are framed as Framing says
     words -- whether messages begin with the words for form and class, as those of the proxy and
-        device of this project. Without them the class of a request is the best guess.
+        device of this project. Without them the class of a request is the best guess, and a read
+        of a register, whose record is that of a data read, is a data read.
     """
 
     def __init__(self, device: SimulatedDevice, form: Form = Form.TEXT, words: bool = False) -> None:
@@ -175,4 +175,9 @@ class DeviceSession:
         if self._words:
             return unpack(message)
         guessed = best_guess(message, None, self._form, Direction.REQUEST)
-        return None if guessed is None else (self._form, guessed.class_name, message)
+        if guessed is None:
+            return None
+        name = guessed.class_name
+        if name == "PackageRequestRead" and check(message, "PackageRequestReadData", self._form):
+            name = "PackageRequestReadData"
+        return self._form, name, message
