@@ -209,6 +209,29 @@ std::unique_ptr<PackageBase> copyOf(const ClassBinding &itsClass, const PackageB
 
 // Python objects.
 
+/// What pybind11 makes objects with.
+newfunc makeObjectOfPybind = nullptr; // NOLINT(*-non-const-global-variables)
+
+/// Makes an object of a class that has a C++ class. pybind11 ends the process where there is none.
+PyObject *makeGuarded(PyTypeObject *type, PyObject *arguments, PyObject *keywords)
+{
+    if (!py::detail::all_type_info(type).empty())
+        return makeObjectOfPybind(type, arguments, keywords);
+    PyErr_Format(PyExc_TypeError, "%.100s cannot be instantiated", type->tp_name);
+    return nullptr;
+}
+
+/// Guards the class that all classes of pybind11 derive from, and inherit this from.
+void guardBaseType()
+{
+    auto *base = reinterpret_cast<PyTypeObject *>(py::detail::get_internals().instance_base);
+    if (base->tp_new == makeGuarded)
+        return;
+    makeObjectOfPybind = base->tp_new;
+    base->tp_new = makeGuarded;
+    PyType_Modified(base);
+}
+
 /// Returns what pybind11 knows of the C++ class.
 const py::detail::type_info *packageInfo()
 {
@@ -286,6 +309,11 @@ bool isEqual(const Package &first, const Package &second)
     return std::all_of(itsClass.fields.begin(), itsClass.fields.end(), same);
 }
 
+py::object classMethod(const py::cpp_function &function)
+{
+    return py::reinterpret_steal<py::object>(PyClassMethod_New(function.ptr()));
+}
+
 // Forms.
 
 py::object encode(const Package &package, const Encoding &encoding)
@@ -334,43 +362,76 @@ constexpr struct
     const char *name;
     Form form;
     Direction direction;
+    const char *text;
 } Forms[] = {
-    {"frame", Form::Frame, Direction::Request},
-    {"reply_frame", Form::Frame, Direction::Reply},
-    {"record", Form::Text, Direction::Request},
-    {"reply_record", Form::Text, Direction::Reply},
-    {"linux_frame", Form::Linux, Direction::Request},
-    {"linux_reply_frame", Form::Linux, Direction::Reply},
+    {"frame", Form::Frame, Direction::Request, "the byte frame of a request"},
+    {"reply_frame", Form::Frame, Direction::Reply, "the byte frame of a reply"},
+    {"record", Form::Text, Direction::Request, "the text record of a request"},
+    {"reply_record", Form::Text, Direction::Reply, "the text record of a reply"},
+    {"linux_frame", Form::Linux, Direction::Request, "the Linux frame of a data request"},
+    {"linux_reply_frame", Form::Linux, Direction::Reply, "the Linux frame of a data reply"},
 };
+
+constexpr char EncoderNotes[] = R"(.
+
+Raises RefusedError for a form that the class does not have.)";
+
+constexpr char FullNotes[] = R"(
+
+full -- whether to make a full reply, with the request inside, or a short one)";
+
+constexpr char DecoderNotes[] = R"(.
+
+message -- the bytes, or the text of a record
+checked -- whether to refuse what no encoder writes; otherwise the lenient decoder of the
+    protocol reads the message, which guesses where fields are missing
+request -- for a checked reply: the encoded request that it must answer
+announced_data -- the most bytes of data that the message may announce; without a limit, a
+    decoder that is not checked allocates up to 256 MiB for what a message announces
+
+Raises RefusedError, whose verdict says why and where.)";
+
+void defineEncoder(py::class_<Package> &base, const std::string &name, const Encoding &encoding,
+                   const std::string &text)
+{
+    if (encoding.form != Form::Frame || encoding.direction != Direction::Reply) {
+        base.def(
+            name.c_str(), [encoding](const Package &self) { return encode(self, encoding); },
+            text.c_str());
+        return;
+    }
+    base.def(
+        name.c_str(),
+        [encoding](const Package &self, bool full) {
+            const ReplySize size = full ? ReplySize::Full : ReplySize::Short;
+            return encode(self, {encoding.form, encoding.direction, size});
+        },
+        py::arg("full") = false, (text + FullNotes).c_str());
+}
+
+void defineDecoder(py::class_<Package> &base, const std::string &name, const Encoding &encoding,
+                   const std::string &text)
+{
+    const py::cpp_function decoding(
+        [encoding](const py::type &type, py::handle message, bool checked, py::handle request,
+                   py::handle announcedData) {
+            return decode(type, encoding, message, checked, request, announcedData);
+        },
+        py::name(name.c_str()), py::arg("cls"), py::arg("message"), py::kw_only(),
+        py::arg("checked") = true, py::arg("request") = py::none(),
+        py::arg("announced_data") = py::none(), text.c_str());
+    base.attr(name.c_str()) = classMethod(decoding);
+}
 
 void defineForms(py::class_<Package> &base)
 {
     for (const auto &row : Forms) {
         const Encoding encoding{row.form, row.direction, ReplySize::Short};
-        const std::string to = std::string("to_") + row.name;
-        if (row.form == Form::Frame && row.direction == Direction::Reply) {
-            base.def(
-                to.c_str(),
-                [encoding](const Package &self, bool full) {
-                    Encoding given = encoding;
-                    given.replySize = full ? ReplySize::Full : ReplySize::Short;
-                    return encode(self, given);
-                },
-                py::arg("full") = false);
-        } else {
-            base.def(to.c_str(), [encoding](const Package &self) { return encode(self, encoding); });
-        }
-        const std::string from = std::string("from_") + row.name;
-        const py::cpp_function decoding(
-            [encoding](const py::type &type, py::handle message, bool checked, py::handle request,
-                       py::handle announcedData) {
-                return decode(type, encoding, message, checked, request, announcedData);
-            },
-            py::name(from.c_str()), py::arg("cls"), py::arg("message"), py::kw_only(),
-            py::arg("checked") = true, py::arg("request") = py::none(),
-            py::arg("announced_data") = py::none());
-        base.attr(from.c_str()) =
-            py::reinterpret_steal<py::object>(PyClassMethod_New(decoding.ptr()));
+        const std::string text = row.text;
+        defineEncoder(base, std::string("to_") + row.name, encoding,
+                      "Return " + text + EncoderNotes);
+        defineDecoder(base, std::string("from_") + row.name, encoding,
+                      "Decode " + text + DecoderNotes);
     }
 }
 
@@ -380,6 +441,13 @@ py::str toJson(const Package &package)
 {
     return toText(packageToJson(*package));
 }
+
+constexpr char FromJsonNotes[] = R"(Make a package from JSON.
+
+json -- the text. Missing fields keep their defaults. A base class makes a package of the class
+    that the text names.
+
+Raises ValueError for what is not JSON, for unknown fields, and for values out of range.)";
 
 /// Makes a package of the class of @p type, or of a class that derives from it.
 py::object fromJson(const py::type &type, py::handle json)
@@ -565,19 +633,21 @@ py::object toPython(std::unique_ptr<PackageBase> package)
 
 void definePackages(py::module_ &module)
 {
+    py::options options;
+    options.disable_function_signatures();
+    guardBaseType();
     makeBindings();
     py::class_<Package> base(module, "Package");
     base.def("__init__", &initialise, py::detail::is_new_style_constructor());
     base.def("__eq__", &isEqual, py::is_operator());
     base.def("__repr__", &represent);
     base.def("__reduce__", &reduce);
-    base.def("to_json", &toJson);
+    base.def("to_json", &toJson, "Return all fields as JSON.");
     base.def_property_readonly(
-        "is_success", [](const Package &self) { return (*self).isPackageSuccess(); });
-    base.attr("from_json") = py::reinterpret_steal<py::object>(
-        PyClassMethod_New(py::cpp_function(&fromJson, py::name("from_json"), py::arg("cls"),
-                                           py::arg("json"))
-                              .ptr()));
+        "is_success", [](const Package &self) { return (*self).isPackageSuccess(); },
+        "Whether both results are OK and the acknowledge code is 0.");
+    base.attr("from_json") = classMethod(py::cpp_function(
+        &fromJson, py::name("from_json"), py::arg("cls"), py::arg("json"), FromJsonNotes));
     defineForms(base);
     for (const auto &binding : bindings)
         defineClass(module, base, binding.get());

@@ -2,7 +2,7 @@
 #define PACKAGE_H
 
 #include "conversions.h"
-#include "zeroedmemory.h"
+#include "handle.h"
 
 #include <korvininspect/packageclass.h>
 #include <packagebase.h>
@@ -18,7 +18,7 @@ namespace KorvinPython {
 struct ClassBinding;
 
 /// The C++ object of a Python package.
-class Package : public ZeroedMemory
+class Package : public OwnedMemory<Package>
 {
 public:
     Package(const ClassBinding *itsClass, std::unique_ptr<PackageBase> package)
@@ -30,19 +30,21 @@ public:
     Package(const Package &) = delete;
     Package &operator=(const Package &) = delete;
 
-    ~Package() { delete m_package; }
+    ~Package()
+    {
+        if (isOfKind())
+            delete m_package;
+    }
 
     const ClassBinding &itsClass() const
     {
-        if (!m_package)
-            failUninitialised();
+        requireKind();
         return *m_class;
     }
 
     PackageBase &operator*() const
     {
-        if (!m_package)
-            failUninitialised();
+        requireKind();
         return *m_package;
     }
     PackageBase *operator->() const { return &**this; }

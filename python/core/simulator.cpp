@@ -1,7 +1,7 @@
 #include "simulator.h"
 
 #include "conversions.h"
-#include "zeroedmemory.h"
+#include "handle.h"
 
 #include <korvinsimulator/simulateddevice.h>
 

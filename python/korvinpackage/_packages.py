@@ -76,45 +76,8 @@ FIELDS: dict[str, str] = {
     "enabled_special_pack_for_all_port": "For the caller. Not encoded.",
 }
 
-FORMS: dict[str, str] = {
-    "to_frame": "Return the request as a byte frame.",
-    "to_reply_frame": "Return the reply as a byte frame: short, or full with the request inside.",
-    "to_record": "Return the request as a text record.",
-    "to_reply_record": "Return the reply as a text record.",
-    "to_linux_frame": "Return the request as a Linux frame, which only data requests have.",
-    "to_linux_reply_frame": "Return the reply as a Linux frame, which only data requests have.",
-    "from_frame": "Decode the byte frame of a request.",
-    "from_reply_frame": "Decode the byte frame of a reply, short or full.",
-    "from_record": "Decode the text record of a request.",
-    "from_reply_record": "Decode the text record of a reply.",
-    "from_linux_frame": "Decode the Linux frame of a request.",
-    "from_linux_reply_frame": "Decode the Linux frame of a reply.",
-    "to_json": "Return all fields as JSON.",
-    "from_json": "Make a package from JSON. Missing fields keep their defaults.\n\n"
-    "Raises ValueError for what is not JSON, and for unknown fields and values out of range.",
-}
-
-_DECODERS = """
-
-message -- the bytes, or the text of a record
-checked -- whether to refuse what no encoder writes; otherwise the lenient decoder of the
-    protocol reads the message, which guesses where fields are missing
-request -- for a checked reply: the encoded request that it must answer
-announced_data -- the most bytes of data that the message may announce; without a limit, a
-    decoder that is not checked allocates up to 256 MiB for what a message announces
-
-Raises RefusedError, whose ``verdict`` says why and where."""
-
-_ENCODERS = "\n\nRaises RefusedError for a form that the class does not have."
-
 
 def _document() -> None:
-    for name, text in FORMS.items():
-        if name.startswith("from_") and name != "from_json":
-            text += _DECODERS
-        elif name.startswith("to_") and name != "to_json":
-            text += _ENCODERS
-        FORMS[name] = text
     for itself, _, fields in _core.describe_classes():
         lines = [CLASSES[itself.class_name], ""]
         for name, _, value_type, _ in fields:
