@@ -7,7 +7,6 @@ import functools
 import os
 from collections.abc import Sequence
 from types import TracebackType
-from typing import Any
 
 from korvinpackage._enums import Form, Repeat, TransferKind
 from korvinpackage._inspect import Bytes
@@ -30,6 +29,9 @@ class _Protocol(asyncio.Protocol):
 
     def __init__(self, client: AsyncClient) -> None:
         self._client = client
+
+    def connection_made(self, transport: asyncio.BaseTransport) -> None:
+        self._client._attach(transport)
 
     def data_received(self, data: bytes) -> None:
         self._client._received(data)
@@ -55,8 +57,8 @@ class AsyncClient:
         self._link = Link(settings, words)
         self._loop = asyncio.get_running_loop()
         self._timer: asyncio.TimerHandle | None = None
+        self._transports: list[asyncio.BaseTransport] = []
         self._writer: asyncio.WriteTransport | None = None
-        self._reader: asyncio.BaseTransport | None = None
         self._is_full = False
         self._lost = "not connected"
 
@@ -66,8 +68,7 @@ class AsyncClient:
     ) -> AsyncClient:
         """Connect to a TCP port. Raises OSError if that fails."""
         client = cls(settings, words=words)
-        transport, _ = await client._loop.create_connection(lambda: _Protocol(client), host, port)
-        client._connected(transport, transport)
+        await client._loop.create_connection(lambda: _Protocol(client), host, port)
         return client
 
     @classmethod
@@ -76,8 +77,7 @@ class AsyncClient:
     ) -> AsyncClient:
         """Connect to a Unix socket. Raises OSError if that fails."""
         client = cls(settings, words=words)
-        transport, _ = await client._loop.create_unix_connection(lambda: _Protocol(client), path)
-        client._connected(transport, transport)
+        await client._loop.create_unix_connection(lambda: _Protocol(client), path)
         return client
 
     @classmethod
@@ -97,21 +97,16 @@ class AsyncClient:
         # Each transport closes its file.
         reading = os.fdopen(os.dup(opened.fd), "rb", 0)
         writing = os.fdopen(os.dup(opened.fd), "wb", 0)
-        loop = client._loop
-        reader, _ = await loop.connect_read_pipe(lambda: _Protocol(client), reading)
-        writer, _ = await loop.connect_write_pipe(lambda: _Protocol(client), writing)
-        client._port = opened
-        client._connected(reader, writer)
+        opened.close()
+        await client._loop.connect_read_pipe(lambda: _Protocol(client), reading)
+        await client._loop.connect_write_pipe(lambda: _Protocol(client), writing)
         return client
 
-    _port: Any = None
-
-    def _connected(
-        self, reader: asyncio.BaseTransport, writer: asyncio.WriteTransport
-    ) -> None:
-        self._reader = reader
-        self._writer = writer
-        self._lost = ""
+    def _attach(self, transport: asyncio.BaseTransport) -> None:
+        self._transports.append(transport)
+        if isinstance(transport, asyncio.WriteTransport):
+            self._writer = transport
+            self._lost = ""
 
     async def __aenter__(self) -> AsyncClient:
         return self
@@ -289,11 +284,8 @@ class AsyncClient:
         if self._lost:
             return
         self._lost = reason
-        for transport in (self._reader, self._writer):
-            if transport is not None:
-                transport.close()
-        if self._port is not None:
-            self._port.close()
+        for transport in self._transports:
+            transport.close()
         self._link.lost(self._loop.time())
         self._link.settle()
         self._work()
@@ -364,7 +356,7 @@ class DeviceServer:
         assert self._server is not None
         self._server.close()
         for writer in self._connections.values():
-            writer.close()
+            writer.transport.abort()
         await asyncio.gather(*self._connections)
 
     async def _serve(self, reader: asyncio.StreamReader, writer: asyncio.StreamWriter) -> None:
@@ -378,7 +370,7 @@ class DeviceServer:
                     loop.call_later(delay, _write, writer, reply)
                 await writer.drain()
         except ConnectionError:
-            pass
+            writer.transport.abort()
         finally:
             del self._connections[task]
             writer.close()

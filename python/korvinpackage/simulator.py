@@ -175,8 +175,7 @@ class DeviceSession:
         if self._words:
             return unpack(message)
         guessed = best_guess(message, None, self._form, Direction.REQUEST)
-        if guessed is None:
-            return None
+        assert guessed is not None, "every form has requests"
         name = guessed.class_name
         if name == "PackageRequestRead" and check(message, "PackageRequestReadData", self._form):
             name = "PackageRequestReadData"

@@ -5,6 +5,8 @@ from __future__ import annotations
 import asyncio
 import os
 import pty
+import socket
+import struct
 import tty
 
 import pytest
@@ -162,6 +164,44 @@ async def test_more_than_the_peer_takes_at_once(device):
         async with await AsyncClient.tcp("127.0.0.1", server.port, settings) as client:
             packages = [PackageRequestWriteData(data=bytes(2048)) for _ in range(500)]
             assert all(await asyncio.gather(*(client.exchange(one) for one in packages)))
+
+
+async def test_a_peer_that_does_not_read_for_a_while(device):
+    session = DeviceSession(device, Form.FRAME)
+
+    async def serve(reader, writer):
+        await asyncio.sleep(0.1)
+        while data := await reader.read(65536):
+            for _, reply in session.receive(data, 0):
+                writer.write(reply)
+        writer.close()
+
+    server = await asyncio.start_server(serve, "127.0.0.1", 0, limit=1)
+    port = server.sockets[0].getsockname()[1]
+    settings = Settings(forms=(Form.FRAME,), in_flight=5000, last_serial_num=65535, queued=5000,
+                        bytes_in_flight=1 << 30, timeout=30)
+    device.set_block(0, bytes(2048))
+    async with await AsyncClient.tcp("127.0.0.1", port, settings) as client:
+        packages = [PackageRequestWriteData(data=bytes(2048)) for _ in range(4000)]
+        tasks = [asyncio.ensure_future(client.exchange(one)) for one in packages]
+        await asyncio.sleep(0.05)
+        assert client._is_full
+        assert client.engine.in_flight < 4000
+        assert all(await asyncio.gather(*tasks))
+    server.close()
+
+
+async def test_a_connection_that_is_reset(device):
+    async with await DeviceServer.tcp(device) as server:
+        reader, writer = await asyncio.open_connection("127.0.0.1", server.port)
+        await asyncio.sleep(0.01)
+        # The end of the connection is not an orderly one.
+        writer.get_extra_info("socket").setsockopt(
+            socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        writer.transport.abort()
+        await asyncio.sleep(0.01)
+        async with await AsyncClient.tcp("127.0.0.1", server.port) as client:
+            assert await client.exchange(read())
 
 
 async def test_the_end_of_a_link(device):

@@ -144,7 +144,7 @@ def test_markers(pytester):
             assert package.data.hex() == "01ff10"
         """
     )
-    done = pytester.runpytest_subprocess(*PLUGIN, "--strict-markers")
+    done = pytester.runpytest_inprocess(*PLUGIN, "--strict-markers")
     done.assert_outcomes(passed=1)
 
 
@@ -160,7 +160,7 @@ def test_replays(pytester, capture):
             assert korvin_exchange.replay(korvin_device) == replies
         """
     )
-    done = pytester.runpytest_subprocess(*PLUGIN, "--strict-markers")
+    done = pytester.runpytest_inprocess(*PLUGIN, "--strict-markers")
     done.assert_outcomes(failed=2)
     done.stdout.fnmatch_lines(["*test_replay[[]2-PackageRequestReadData[]]*"])
 
@@ -186,7 +186,7 @@ def test_messages_of_assertions(pytester):
             assert PackageBase() != PackageBase()
         """
     )
-    done = pytester.runpytest_subprocess(*PLUGIN)
+    done = pytester.runpytest_inprocess(*PLUGIN)
     done.assert_outcomes(failed=5)
     done.stdout.fnmatch_lines([
         "*PackageBase == PackageBase: these fields differ*",
