@@ -192,9 +192,8 @@ QJsonObject objectFrom(py::handle json)
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(text, &error);
     if (error.error != QJsonParseError::NoError) {
-        failValue(QStringLiteral("not JSON: %1 at byte %2")
-                      .arg(error.errorString())
-                      .arg(error.offset));
+        failValue(
+            QStringLiteral("not JSON: %1 at byte %2").arg(error.errorString()).arg(error.offset));
     }
     if (!document.isObject())
         failValue(QStringLiteral("not a JSON object"));

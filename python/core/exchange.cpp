@@ -135,10 +135,10 @@ RequestOptions optionsFrom(py::handle timeout, py::handle repeat, py::handle dea
     return options;
 }
 
-py::tuple toPython(const Accepted &accepted)
+py::tuple rowOf(const Accepted &accepted)
 {
     return py::make_tuple(accepted.id, static_cast<int>(accepted.sendError),
-                          KorvinPython::toPython(describe(accepted.sendError)));
+                          toPython(describe(accepted.sendError)));
 }
 
 py::tuple send(EngineHandle &self, const Package &package, py::handle now, py::handle timeout,
@@ -146,7 +146,7 @@ py::tuple send(EngineHandle &self, const Package &package, py::handle now, py::h
 {
     const RequestOptions options = optionsFrom(timeout, repeat, deadline);
     const Time moment = momentFrom(now);
-    return toPython(self->engine.send(&*package, options, moment));
+    return rowOf(self->engine.send(&*package, options, moment));
 }
 
 py::tuple sendCombination(EngineHandle &self, const py::list &items, py::handle now,
@@ -157,7 +157,7 @@ py::tuple sendCombination(EngineHandle &self, const py::list &items, py::handle 
     std::vector<PackageBase *> packages;
     for (const py::handle item : items)
         packages.push_back(&*item.cast<const Package &>());
-    return toPython(self->engine.sendCombination(packages, options, moment));
+    return rowOf(self->engine.sendCombination(packages, options, moment));
 }
 
 template <typename Class>
@@ -196,7 +196,7 @@ py::tuple startTransfer(EngineHandle &self, py::handle kind, const Package &pack
     const auto itsKind = enumeratorFrom(kind, "kind", Transfer::Kind::ReadMemory);
     Transfer transfer = transferOf(itsKind, package, bytesFrom(data));
     transfer.setWindow(static_cast<int>(numberFrom(window, "window", 1, MostInt)));
-    return toPython(self->engine.start(transfer, options, moment));
+    return rowOf(self->engine.start(transfer, options, moment));
 }
 
 py::object takeMessage(EngineHandle &self, py::handle now)
@@ -204,11 +204,9 @@ py::object takeMessage(EngineHandle &self, py::handle now)
     const std::optional<OutgoingMessage> message = self->engine.takeMessage(momentFrom(now));
     if (!message)
         return py::none();
-    return py::make_tuple(message->request,
-                          KorvinPython::toPython(className(message->shape.classId)),
+    return py::make_tuple(message->request, toPython(className(message->shape.classId)),
                           static_cast<int>(message->shape.form), message->attempt,
-                          KorvinPython::toPython(message->bytes),
-                          KorvinPython::toPython(message->due));
+                          toPython(message->bytes), toPython(message->due));
 }
 
 void receive(EngineHandle &self, py::handle form, py::handle message, py::handle now,
@@ -229,16 +227,15 @@ py::object takeEvent(EngineHandle &self)
         return py::none();
     return py::make_tuple(static_cast<int>(event->type), event->id,
                           static_cast<int>(event->outcome), static_cast<int>(event->sendError),
-                          KorvinPython::toPython(event->verdict), event->attempts,
-                          KorvinPython::toPython(event->latency), event->done, event->total,
-                          event->failedOffset, KorvinPython::toPython(event->data),
-                          KorvinPython::toPython(describe(*event)));
+                          toPython(event->verdict), event->attempts, toPython(event->latency),
+                          event->done, event->total, event->failedOffset, toPython(event->data),
+                          toPython(describe(*event)));
 }
 
 template <typename Moment>
 py::object optionalTime(const Moment &moment)
 {
-    return moment ? KorvinPython::toPython(*moment) : py::object(py::none());
+    return moment ? toPython(*moment) : py::object(py::none());
 }
 
 py::dict countersOf(EngineHandle &self)
@@ -271,7 +268,7 @@ py::object latencyPercentile(EngineHandle &self, double share)
 {
     if (!(share >= 0 && share <= 1))
         failValue(QStringLiteral("share: not a number from 0 to 1"));
-    return KorvinPython::toPython(self->engine.counters().latency.percentile(share));
+    return toPython(self->engine.counters().latency.percentile(share));
 }
 
 /// Returns what was traced, each entry also as a packet of a capture file.
@@ -281,12 +278,10 @@ py::list takeTrace(EngineHandle &self, py::handle origin)
     py::list made;
     for (const TraceEntry &entry : self->trace.take()) {
         made.append(py::make_tuple(
-            static_cast<int>(entry.event), KorvinPython::toPython(entry.time),
-            KorvinPython::toPython(className(entry.shape.classId)),
-            static_cast<int>(entry.shape.form), static_cast<int>(entry.shape.direction),
-            entry.request, KorvinPython::toPython(entry.message),
-            KorvinPython::toPython(entry.verdict), KorvinPython::toPython(describe(entry)),
-            KorvinPython::toPython(writer.packet(entry))));
+            static_cast<int>(entry.event), toPython(entry.time),
+            toPython(className(entry.shape.classId)), static_cast<int>(entry.shape.form),
+            static_cast<int>(entry.shape.direction), entry.request, toPython(entry.message),
+            toPython(entry.verdict), toPython(describe(entry)), toPython(writer.packet(entry))));
     }
     return made;
 }
@@ -304,10 +299,14 @@ void defineEngine(py::module_ &module)
         .def("take_message", &takeMessage)
         .def("receive", &receive)
         .def("take_event", &takeEvent)
-        .def("cancel", [](Self &self, quint64 id,
-                          py::handle now) { return self->engine.cancel(id, momentFrom(now)); })
-        .def("refuse", [](Self &self, quint64 id,
-                          py::handle now) { self->engine.refuse(id, momentFrom(now)); })
+        .def("cancel",
+             [](Self &self, quint64 id, py::handle now) {
+                 return self->engine.cancel(id, momentFrom(now));
+             })
+        .def("refuse",
+             [](Self &self, quint64 id, py::handle now) {
+                 self->engine.refuse(id, momentFrom(now));
+             })
         .def("link_lost",
              [](Self &self, py::handle now) { self->engine.linkLost(momentFrom(now)); })
         .def("handle_timeout",
@@ -319,12 +318,11 @@ void defineEngine(py::module_ &module)
         .def("queued", [](Self &self) { return self->engine.queued(); })
         .def("bytes_in_flight", [](Self &self) { return self->engine.bytesInFlight(); })
         .def("serial_numbers", [](Self &self) { return self->engine.serialNumbers(); })
-        .def("set_tracing",
-             [](Self &self, bool traces) {
-                 self->engine.setTrace(traces ? &self->trace : nullptr);
-             })
+        .def(
+            "set_tracing",
+            [](Self &self, bool traces) { self->engine.setTrace(traces ? &self->trace : nullptr); })
         .def("take_trace", &takeTrace);
-    module.def("pcapng_header", [] { return KorvinPython::toPython(PcapngWriter().header()); });
+    module.def("pcapng_header", [] { return toPython(PcapngWriter().header()); });
 }
 
 std::unique_ptr<FramingHandle> makeFraming(py::handle form, py::handle messageSize,
@@ -347,11 +345,11 @@ std::unique_ptr<FramingHandle> makeFraming(py::handle form, py::handle messageSi
     return std::make_unique<FramingHandle>(std::move(framing));
 }
 
-py::list toPython(const std::vector<QByteArray> &messages)
+py::list listOf(const std::vector<QByteArray> &messages)
 {
     py::list made;
     for (const QByteArray &message : messages)
-        made.append(KorvinPython::toPython(message));
+        made.append(toPython(message));
     return made;
 }
 
@@ -363,22 +361,20 @@ void defineFraming(py::module_ &module)
         .def("encode",
              [](Self &self, py::handle message) -> py::object {
                  const auto bytes = self->encode(messageFrom(message));
-                 return bytes ? py::object(KorvinPython::toPython(*bytes)) : py::none();
+                 return bytes ? py::object(toPython(*bytes)) : py::none();
              })
         .def("receive",
              [](Self &self, py::handle bytes, py::handle now) {
                  const QByteArray received = bytesFrom(bytes);
-                 return toPython(self->receive(received, momentFrom(now)));
+                 return listOf(self->receive(received, momentFrom(now)));
              })
-        .def("end", [](Self &self) { return toPython(self->end()); })
+        .def("end", [](Self &self) { return listOf(self->end()); })
         .def("fault", [](Self &self) { return static_cast<int>(self->fault()); })
-        .def("fault_text",
-             [](Self &self) { return KorvinPython::toPython(describe(self->fault())); })
+        .def("fault_text", [](Self &self) { return toPython(describe(self->fault())); })
         .def("next_timeout", [](Self &self) { return optionalTime(self->nextTimeout()); })
-        .def("handle_timeout",
-             [](Self &self, py::handle now) {
-                 return toPython(self->handleTimeout(momentFrom(now)));
-             })
+        .def(
+            "handle_timeout",
+            [](Self &self, py::handle now) { return listOf(self->handleTimeout(momentFrom(now))); })
         .def("buffered", [](Self &self) { return self->buffered(); });
 }
 

@@ -11,7 +11,7 @@ namespace KorvinPython {
 
 namespace {
 
-py::object toPython(const QVariant &value)
+py::object valueOf(const QVariant &value)
 {
     switch (static_cast<QMetaType::Type>(value.userType())) {
     case QMetaType::Bool:
@@ -21,34 +21,31 @@ py::object toPython(const QVariant &value)
     case QMetaType::ULongLong:
         return py::int_(value.toULongLong());
     case QMetaType::QString:
-        return KorvinPython::toPython(value.toString());
+        return toPython(value.toString());
     case QMetaType::QByteArray:
-        return KorvinPython::toPython(value.toByteArray());
+        return toPython(value.toByteArray());
     default:
         return py::none();
     }
 }
 
-py::tuple toPython(const ExplainedField &field)
+py::tuple rowOf(const ExplainedField &field)
 {
     py::list remarks;
     for (const QString &remark : field.remarks)
-        remarks.append(KorvinPython::toPython(remark));
-    return py::make_tuple(KorvinPython::toPython(field.name), field.item,
+        remarks.append(toPython(remark));
+    return py::make_tuple(toPython(field.name), field.item,
                           field.column < 0 ? py::object(py::none()) : py::int_(field.column),
-                          field.offset, field.width, KorvinPython::toPython(field.raw),
-                          toPython(field.value), KorvinPython::toPython(field.meaning),
-                          KorvinPython::toPython(field.description), py::tuple(remarks),
-                          KorvinPython::toPython(valueForPeople(field)));
+                          field.offset, field.width, toPython(field.raw), valueOf(field.value),
+                          toPython(field.meaning), toPython(field.description), py::tuple(remarks),
+                          toPython(valueForPeople(field)));
 }
 
-py::tuple toPython(const Guess &guess)
+py::tuple rowOf(const Guess &guess)
 {
-    return py::make_tuple(KorvinPython::toPython(className(guess.shape.classId)),
-                          static_cast<int>(guess.shape.form),
-                          static_cast<int>(guess.shape.direction),
-                          KorvinPython::toPython(guess.verdict),
-                          KorvinPython::toPython(guess.reason));
+    return py::make_tuple(
+        toPython(className(guess.shape.classId)), static_cast<int>(guess.shape.form),
+        static_cast<int>(guess.shape.direction), toPython(guess.verdict), toPython(guess.reason));
 }
 
 py::object checkMessage(py::handle message, const py::str &className, py::handle form,
@@ -57,9 +54,8 @@ py::object checkMessage(py::handle message, const py::str &className, py::handle
     const QByteArray bytes = messageFrom(message);
     const MessageShape shape = shapeFrom(className, form, direction);
     const CheckOptions options = checkOptionsFrom(request, announcedData);
-    const Verdict verdict =
-        withoutLock(bytes.size(), [&] { return check(bytes, shape, options); });
-    return KorvinPython::toPython(verdict);
+    const Verdict verdict = withoutLock(bytes.size(), [&] { return check(bytes, shape, options); });
+    return toPython(verdict);
 }
 
 py::list explainMessage(py::handle message, const py::str &className, py::handle form,
@@ -71,7 +67,7 @@ py::list explainMessage(py::handle message, const py::str &className, py::handle
         withoutLock(bytes.size(), [&] { return explain(bytes, shape); });
     py::list explained;
     for (const ExplainedField &field : fields)
-        explained.append(toPython(field));
+        explained.append(rowOf(field));
     return explained;
 }
 
@@ -81,7 +77,7 @@ py::list guessMessage(py::handle message)
     const QVector<Guess> guesses = withoutLock(bytes.size(), [&] { return guess(bytes); });
     py::list made;
     for (const Guess &one : guesses)
-        made.append(toPython(one));
+        made.append(rowOf(one));
     return made;
 }
 
@@ -99,7 +95,7 @@ py::object guessBest(py::handle message, py::handle className, py::handle form,
         known.direction = enumeratorFrom(direction, "direction", Direction::Reply);
     const std::optional<Guess> best =
         withoutLock(bytes.size(), [&] { return bestGuess(bytes, known); });
-    return best ? py::object(toPython(*best)) : py::none();
+    return best ? py::object(rowOf(*best)) : py::none();
 }
 
 bool shapeExists(const py::str &className, py::handle form, py::handle direction)
@@ -109,7 +105,7 @@ bool shapeExists(const py::str &className, py::handle form, py::handle direction
 
 py::str describeShape(const py::str &className, py::handle form, py::handle direction)
 {
-    return KorvinPython::toPython(describe(shapeFrom(className, form, direction)));
+    return toPython(describe(shapeFrom(className, form, direction)));
 }
 
 } // namespace

@@ -10,8 +10,6 @@
 #include <string>
 #include <vector>
 
-
-
 using namespace KorvinInspect;
 
 namespace KorvinPython {
@@ -20,9 +18,9 @@ namespace KorvinPython {
 struct FieldBinding
 {
     const PackageField *field;
-    std::string name;    ///< In Python's spelling.
-    py::handle members;  ///< Of a code: its enumerators, by the names of the codes.
-    PyObject *key;       ///< The name as a Python text.
+    std::string name;   ///< In Python's spelling.
+    py::handle members; ///< Of a code: its enumerators, by the names of the codes.
+    PyObject *key;      ///< The name as a Python text.
 };
 
 /// A class of packages and its Python class.
@@ -292,7 +290,7 @@ std::string represent(const py::object &self)
         text += name.cast<std::string>() + "=";
         const bool isCode = py::hasattr(value, "name");
         text += isCode ? std::string(Py_TYPE(value.ptr())->tp_name) + "."
-                    + value.attr("name").cast<std::string>()
+                + value.attr("name").cast<std::string>()
                        : py::repr(value).cast<std::string>();
     }
     return py::type::of(self).attr("__name__").cast<std::string>() + "(" + text + ")";
@@ -303,9 +301,7 @@ bool isEqual(const Package &first, const Package &second)
     const ClassBinding &itsClass = first.itsClass();
     if (&itsClass != &second.itsClass())
         return false;
-    const auto same = [&](const FieldBinding &binding) {
-        return isSame(binding, *first, *second);
-    };
+    const auto same = [&](const FieldBinding &binding) { return isSame(binding, *first, *second); };
     return std::all_of(itsClass.fields.begin(), itsClass.fields.end(), same);
 }
 
@@ -549,7 +545,8 @@ py::object makeProperty(const ClassBinding &itsClass, const FieldBinding &bindin
             setValue(binding, packageOf(self, itsClass), value);
         },
         py::name(binding.name.c_str()));
-    const auto type = py::reinterpret_borrow<py::object>(reinterpret_cast<PyObject *>(&PyProperty_Type));
+    const auto type =
+        py::reinterpret_borrow<py::object>(reinterpret_cast<PyObject *>(&PyProperty_Type));
     return type(getter, setter);
 }
 
@@ -579,9 +576,8 @@ void defineClass(py::module_ &module, const py::object &root, ClassBinding *bind
     }
     members["field_names"] = py::tuple(names);
     const ClassBinding *base = baseOf(*binding);
-    const py::object parent = base
-        ? py::reinterpret_borrow<py::object>(reinterpret_cast<PyObject *>(base->type))
-        : root;
+    const py::object parent =
+        base ? py::reinterpret_borrow<py::object>(reinterpret_cast<PyObject *>(base->type)) : root;
     const py::object type =
         py::type::of(root)(toPython(binding->row->name), py::make_tuple(parent), members);
     module.attr(binding->row->name.toStdString().c_str()) = type;
@@ -614,8 +610,7 @@ py::list describeClasses()
         py::list fields;
         for (const FieldBinding &field : binding->fields) {
             fields.append(py::make_tuple(field.name, static_cast<int>(field.field->valueType),
-                                         toPython(field.field->type),
-                                         toPython(field.field->name)));
+                                         toPython(field.field->type), toPython(field.field->name)));
         }
         classes.append(py::make_tuple(py::handle(reinterpret_cast<PyObject *>(binding->type)),
                                       toPython(binding->row->combinationType), fields));

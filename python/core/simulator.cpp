@@ -23,8 +23,7 @@ DeviceState stateFrom(py::handle json)
     return state;
 }
 
-py::tuple answer(DeviceHandle &self, py::handle request, const py::str &className,
-                 py::handle form)
+py::tuple answer(DeviceHandle &self, py::handle request, const py::str &className, py::handle form)
 {
     const QByteArray bytes = messageFrom(request);
     const MessageShape shape = shapeFrom(className, form, py::int_(0));
@@ -47,11 +46,9 @@ Fault faultFrom(const py::object &object)
     fault.kind = enumeratorFrom(object.attr("kind"), "kind", FaultKind::Result);
     fault.delay = static_cast<int>(
         qBound<qint64>(0, durationFrom(object.attr("delay"), "delay").count(), MostInt));
-    fault.position =
-        static_cast<quint32>(number("position", std::numeric_limits<quint32>::max()));
+    fault.position = static_cast<quint32>(number("position", std::numeric_limits<quint32>::max()));
     fault.outcome.ackCode = static_cast<unsigned>(number("ack_code", 127));
-    fault.outcome.commResult =
-        static_cast<OrvexEnum::CommResults>(number("comm_result", MostInt));
+    fault.outcome.commResult = static_cast<OrvexEnum::CommResults>(number("comm_result", MostInt));
     fault.outcome.packResult =
         static_cast<OrvexEnum::PackageResults>(number("pack_result", MostInt));
     return fault;
