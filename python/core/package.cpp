@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace KorvinInspect;
@@ -207,27 +208,43 @@ std::unique_ptr<PackageBase> copyOf(const ClassBinding &itsClass, const PackageB
 
 // Python objects.
 
-/// What pybind11 makes objects with.
-newfunc makeObjectOfPybind = nullptr; // NOLINT(*-non-const-global-variables)
+// What pybind11 makes objects with, and calls classes with.
+newfunc makeObjectOfPybind = nullptr;    // NOLINT(*-non-const-global-variables)
+ternaryfunc callClassOfPybind = nullptr; // NOLINT(*-non-const-global-variables)
 
-/// Makes an object of a class that has a C++ class. pybind11 ends the process where there is none.
-PyObject *makeGuarded(PyTypeObject *type, PyObject *arguments, PyObject *keywords)
+/// Returns whether a Python class has a C++ class; raises TypeError if not. pybind11 ends the
+/// process for such a class, or reads past the end of its objects.
+bool requireCppClass(PyTypeObject *type)
 {
     if (!py::detail::all_type_info(type).empty())
-        return makeObjectOfPybind(type, arguments, keywords);
+        return true;
     PyErr_Format(PyExc_TypeError, "%.100s cannot be instantiated", type->tp_name);
-    return nullptr;
+    return false;
 }
 
-/// Guards the class that all classes of pybind11 derive from, and inherit this from.
-void guardBaseType()
+PyObject *makeGuarded(PyTypeObject *type, PyObject *arguments, PyObject *keywords)
 {
-    auto *base = reinterpret_cast<PyTypeObject *>(py::detail::get_internals().instance_base);
-    if (base->tp_new == makeGuarded)
-        return;
-    makeObjectOfPybind = base->tp_new;
-    base->tp_new = makeGuarded;
+    return requireCppClass(type) ? makeObjectOfPybind(type, arguments, keywords) : nullptr;
+}
+
+PyObject *callGuarded(PyObject *type, PyObject *arguments, PyObject *keywords)
+{
+    return requireCppClass(reinterpret_cast<PyTypeObject *>(type))
+        ? callClassOfPybind(type, arguments, keywords)
+        : nullptr;
+}
+
+/// Guards the class that all classes of pybind11 derive from, and their metaclass. They are shared
+/// with other modules of pybind11.
+void guardPybind()
+{
+    auto &internals = py::detail::get_internals();
+    auto *base = reinterpret_cast<PyTypeObject *>(internals.instance_base);
+    auto *metaclass = internals.default_metaclass;
+    makeObjectOfPybind = std::exchange(base->tp_new, makeGuarded);
+    callClassOfPybind = std::exchange(metaclass->tp_call, callGuarded);
     PyType_Modified(base);
+    PyType_Modified(metaclass);
 }
 
 /// Returns what pybind11 knows of the C++ class.
@@ -630,7 +647,7 @@ void definePackages(py::module_ &module)
 {
     py::options options;
     options.disable_function_signatures();
-    guardBaseType();
+    guardPybind();
     makeBindings();
     py::class_<Package> base(module, "Package");
     base.def("__init__", &initialise, py::detail::is_new_style_constructor());
