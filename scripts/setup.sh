@@ -24,7 +24,7 @@ if [[ ${1:-} == --docs || ${1:-} == --packages || ${1:-} == --ci ]]; then
     packages+=(doxygen graphviz)
 fi
 if [[ ${1:-} == --packages || ${1:-} == --ci ]]; then
-    packages+=(lintian mmdebstrap)
+    packages+=(dh-python lintian mmdebstrap pybind11-dev python3-dev)
 fi
 if [[ ${1:-} =~ ^--(packages|ci|benchmarks|peers)$ ]]; then
     packages+=(debhelper dpkg-dev)

@@ -126,9 +126,6 @@ def test_fixtures(korvin_device, korvin_client):
     assert korvin_client.exchange(PackageRequestReadData(**READ)).package.data == b"\x01\xff\x10"
 
 
-PLUGIN = "-pkorvinpackage.pytest_plugin", "-pno:cacheprovider"
-
-
 def test_markers(pytester):
     pytester.makepyfile(
         """
@@ -144,7 +141,7 @@ def test_markers(pytester):
             assert package.data.hex() == "01ff10"
         """
     )
-    done = pytester.runpytest_inprocess(*PLUGIN, "--strict-markers")
+    done = pytester.runpytest_inprocess("--strict-markers")
     done.assert_outcomes(passed=1)
 
 
@@ -160,7 +157,7 @@ def test_replays(pytester, capture):
             assert korvin_exchange.replay(korvin_device) == replies
         """
     )
-    done = pytester.runpytest_inprocess(*PLUGIN, "--strict-markers")
+    done = pytester.runpytest_inprocess("--strict-markers")
     done.assert_outcomes(failed=2)
     done.stdout.fnmatch_lines(["*test_replay[[]2-PackageRequestReadData[]]*"])
 
@@ -186,7 +183,7 @@ def test_messages_of_assertions(pytester):
             assert PackageBase() != PackageBase()
         """
     )
-    done = pytester.runpytest_inprocess(*PLUGIN)
+    done = pytester.runpytest_inprocess()
     done.assert_outcomes(failed=5)
     done.stdout.fnmatch_lines([
         "*PackageBase == PackageBase: these fields differ*",
