@@ -162,13 +162,14 @@ private:
 
     const ReadFile &m_readFile;
     Setup *m_setup;
-    QSet<QString> m_names;
+    QSet<QString> m_names;      ///< Of units.
+    QSet<QString> m_rangeNames; ///< Of the unit that is being read.
     quint64 m_streams = 0;
 };
 
 void UnitReader::readName(ObjectReader &reader, QString *name)
 {
-    *name = QString::number(m_setup->units.size() + 1);
+    *name = QString::number(m_names.size() + 1);
     reader.text("name", name);
     if (name->isEmpty() || name->contains(QLatin1Char('/')))
         reader.fail(QStringLiteral("name"), QStringLiteral("not a text without \"/\""));
@@ -184,6 +185,9 @@ QString UnitReader::readListed(const QJsonValue &json, ListedRange listed, Liste
     const QString fault = readRange(json, &listed.range, &listed.bytes);
     if (!fault.isEmpty())
         return fault;
+    if (m_rangeNames.contains(listed.range.name))
+        return QStringLiteral("name: there is a range of this name already");
+    m_rangeNames.insert(listed.range.name);
     const Range &range = listed.range;
     const auto next = all->lower_bound(range.address);
     const auto before = next == all->begin() ? all->end() : std::prev(next);
@@ -200,8 +204,6 @@ QString UnitReader::readListed(const QJsonValue &json, ListedRange listed, Liste
 
 QString UnitReader::addTo(const ListedRange &listed, BlockMaker *maker, UnitRanges *ranges)
 {
-    if (ranges->addresses.contains(listed.range.name))
-        return QStringLiteral("name: there is a range of this name already");
     const QString fault = maker->take(listed);
     Range &range = ranges->ranges[listed.range.address] = listed.range;
     range.stream = m_streams++;
@@ -239,6 +241,7 @@ void UnitReader::readUnitMembers(ObjectReader &reader, const UnitAddress &addres
     readName(reader, &ranges.name);
     ListedRanges listed;
     int number = 0;
+    m_rangeNames.clear();
     reader.list("ranges", [&](const QJsonValue &item) {
         return readListed(item, {{}, {}, ++number}, &listed);
     });

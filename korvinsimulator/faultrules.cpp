@@ -109,28 +109,46 @@ QString readScriptItem(const QJsonValue &json, FaultRule *rule)
     return reader.end();
 }
 
+/// Reads a member that narrows down which requests a rule is about.
+template <typename Value, typename Parse>
+void readOptional(ObjectReader &reader, const char *name, const QString &type,
+                  std::optional<Value> *value, Parse parse)
+{
+    if (reader.member(name).isUndefined())
+        return;
+    Value read = {};
+    reader.read(name, type, &read, parse);
+    *value = read;
+}
+
+std::optional<ClassId> classNamed(const QJsonValue &json)
+{
+    const QString name = json.toString();
+    const PackageClass *named = packageClass(name);
+    if (named)
+        return named->id;
+    return name == className(ClassId::PackageRequestCombination)
+        ? std::optional(ClassId::PackageRequestCombination)
+        : std::nullopt;
+}
+
+std::optional<bool> isWriteWord(const QJsonValue &json)
+{
+    const bool isWrite = json.toString() == QLatin1String("write");
+    return isWrite || json.toString() == QLatin1String("read") ? std::optional(isWrite)
+                                                               : std::nullopt;
+}
+
 void readWhich(ObjectReader &reader, const std::map<QString, UnitAddress> &units, FaultRule *rule)
 {
-    reader.read("class", QStringLiteral("the name of a class"), &rule->classId,
-                [](const QJsonValue &json) -> std::optional<std::optional<ClassId>> {
-                    if (json.toString() == className(ClassId::PackageRequestCombination))
-                        return ClassId::PackageRequestCombination;
-                    const PackageClass *named = packageClass(json.toString());
-                    return named ? std::optional(std::optional(named->id)) : std::nullopt;
-                });
-    reader.read("access", QStringLiteral("read or write"), &rule->isWrite,
-                [](const QJsonValue &json) -> std::optional<std::optional<bool>> {
-                    const bool isWrite = json.toString() == QLatin1String("write");
-                    return isWrite || json.toString() == QLatin1String("read")
-                        ? std::optional(std::optional(isWrite))
-                        : std::nullopt;
-                });
-    reader.read("unit", QStringLiteral("the name of a unit"), &rule->unit,
-                [&](const QJsonValue &json) -> std::optional<std::optional<UnitAddress>> {
-                    const auto unit = units.find(json.toString());
-                    return unit == units.end() ? std::nullopt
-                                               : std::optional(std::optional(unit->second));
-                });
+    readOptional(reader, "class", QStringLiteral("the name of a class"), &rule->classId,
+                 classNamed);
+    readOptional(reader, "access", QStringLiteral("read or write"), &rule->isWrite, isWriteWord);
+    readOptional(reader, "unit", QStringLiteral("the name of a unit"), &rule->unit,
+                 [&](const QJsonValue &json) {
+                     const auto unit = units.find(json.toString());
+                     return unit == units.end() ? std::nullopt : std::optional(unit->second);
+                 });
     qint64 first = -1;
     qint64 size = 1;
     reader.number("address", 0, MaxAddress, &first);

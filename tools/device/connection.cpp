@@ -160,8 +160,7 @@ void Connection::write(const QByteArray &bytes)
 
 bool Connection::isReading() const
 {
-    return !m_isClosed
-        && m_device->bytesToWrite() + m_waiting + m_together.size() <= m_mostUnsent;
+    return !m_isClosed && m_device->bytesToWrite() + m_waiting + m_together.size() <= m_mostUnsent;
 }
 
 /// Returns the clock of the framing, which stands still while nothing is read.

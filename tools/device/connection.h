@@ -96,8 +96,8 @@ private:
     QByteArray m_together;             ///< Replies that are written at once.
     qint64 m_waiting = 0;              ///< Bytes that are delayed or in pieces.
     qint64 m_mostUnsent;
-    KorvinExchange::Time m_lastProgress{0}; ///< When the peer has last read something.
-    KorvinExchange::Time m_notRead{0}; ///< How long nothing was read.
+    KorvinExchange::Time m_lastProgress{0};             ///< When the peer has last read something.
+    KorvinExchange::Time m_notRead{0};                  ///< How long nothing was read.
     std::optional<KorvinExchange::Time> m_notReadSince; ///< While nothing is read.
     QString m_reason;
     bool m_isPausing = false; ///< Between two slices.

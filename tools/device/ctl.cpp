@@ -37,9 +37,9 @@ QJsonValue faultsOf(const QString &text)
     const QJsonValue value = valueOf(text);
     if (value.isArray())
         return value;
-    return QJsonArray{QJsonObject{{QStringLiteral("kind"), QStringLiteral("any")},
-                                  {QStringLiteral("chance"),
-                                   shareFrom(QStringLiteral("faults"), text)}}};
+    return QJsonArray{
+        QJsonObject{{QStringLiteral("kind"), QStringLiteral("any")},
+                    {QStringLiteral("chance"), shareFrom(QStringLiteral("faults"), text)}}};
 }
 
 struct Form
@@ -133,7 +133,8 @@ int runControl(const QStringList &arguments)
         usages += QLatin1String("\n  ") + QLatin1String(form.usage);
     parser.addPositionalArgument(QStringLiteral("SOCKET"),
                                  QStringLiteral("That of --control of the device."));
-    parser.addPositionalArgument(QStringLiteral("COMMAND"), QStringLiteral("One of these:") + usages);
+    parser.addPositionalArgument(QStringLiteral("COMMAND"),
+                                 QStringLiteral("One of these:") + usages);
     parser.process(arguments);
     const QStringList words = parser.positionalArguments();
     if (words.size() < 2)

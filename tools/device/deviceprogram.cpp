@@ -64,8 +64,8 @@ QString replaceFile(const QString &fileName, const QByteArray &contents)
         return isWritten ? QString() : cannotWrite(file);
     }
     QSaveFile file(fileName);
-    const bool isWritten = file.open(QIODevice::WriteOnly)
-        && file.write(contents) == contents.size() && file.commit();
+    const bool isWritten =
+        file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size() && file.commit();
     return isWritten ? QString() : cannotWrite(file);
 }
 
@@ -76,9 +76,8 @@ DeviceProgram::DeviceProgram(const ProgramOptions &options, RequestLog *log)
     std::vector<ConfiguredDevice> devices;
     if (options.configuration.isEmpty())
         devices.emplace_back();
-    const QString fault = options.configuration.isEmpty()
-        ? QString()
-        : loadDevices(options.configuration, &devices);
+    const QString fault =
+        options.configuration.isEmpty() ? QString() : loadDevices(options.configuration, &devices);
     if (!fault.isEmpty())
         fail(fault);
     if (devices.size() > 1 && !options.endpoints.empty())
@@ -114,8 +113,8 @@ void DeviceProgram::start()
     }
     if (m_options.control.isEmpty())
         return;
-    auto *control = new ControlServer(
-        [this](const QJsonObject &command) { return carryOut(command); }, this);
+    auto *control =
+        new ControlServer([this](const QJsonObject &command) { return carryOut(command); }, this);
     const QString fault = control->open(m_options.control);
     if (!fault.isEmpty())
         fail(QStringLiteral("cannot listen on %1: %2").arg(m_options.control, fault));

@@ -10,9 +10,9 @@
 /// What the command line says.
 struct ProgramOptions
 {
-    QString configuration; ///< A file; empty for a device without units.
-    QString saved;         ///< A file; empty where nothing is saved.
-    QString control;       ///< A socket; empty for none.
+    QString configuration;                            ///< A file; empty for a device without units.
+    QString saved;                                    ///< A file; empty where nothing is saved.
+    QString control;                                  ///< A socket; empty for none.
     std::vector<KorvinSimulator::Endpoint> endpoints; ///< Instead of those of the configuration.
     double faults = 0;
     std::optional<quint32> seed;

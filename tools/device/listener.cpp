@@ -83,8 +83,7 @@ QString Listener::openTerminal()
     m_address = terminal->path();
     terminal->setParent(this);
     // After the receiver is connected.
-    QTimer::singleShot(0, this, [this, device = terminal.release()] {
-        Q_EMIT arrived(device, m_address);
-    });
+    QTimer::singleShot(0, this,
+                       [this, device = terminal.release()] { Q_EMIT arrived(device, m_address); });
     return {};
 }

@@ -88,11 +88,10 @@ std::vector<KorvinSimulator::Endpoint> endpointsFrom(const QCommandLineParser &p
     const QString local = parser.value(QStringLiteral("unix"));
     if (!local.isEmpty())
         endpoints.push_back({QStringLiteral("unix"), local, 0, 0, framingFrom(parser, "prefix")});
-    const int baud = parser.isSet(QStringLiteral("baud"))
-        ? static_cast<int>(numberFrom(QStringLiteral("--baud"),
-                                      parser.value(QStringLiteral("baud")), 1,
-                                      std::numeric_limits<int>::max()))
-        : UsualSpeed;
+    const int baud = parser.isSet(QStringLiteral("baud")) ? static_cast<int>(
+                         numberFrom(QStringLiteral("--baud"), parser.value(QStringLiteral("baud")),
+                                    1, std::numeric_limits<int>::max()))
+                                                          : UsualSpeed;
     const QString serial = parser.value(QStringLiteral("serial"));
     if (!serial.isEmpty())
         endpoints.push_back(
@@ -115,9 +114,9 @@ ProgramOptions optionsFrom(const QCommandLineParser &parser)
         options.faults =
             shareFrom(QStringLiteral("--faults"), parser.value(QStringLiteral("faults")));
     if (parser.isSet(QStringLiteral("seed"))) {
-        options.seed = static_cast<quint32>(
-            numberFrom(QStringLiteral("--seed"), parser.value(QStringLiteral("seed")), 0,
-                       std::numeric_limits<quint32>::max()));
+        options.seed = static_cast<quint32>(numberFrom(QStringLiteral("--seed"),
+                                                       parser.value(QStringLiteral("seed")), 0,
+                                                       std::numeric_limits<quint32>::max()));
     }
     return options;
 }
