@@ -68,7 +68,7 @@ void readSlices(ObjectReader &reader, FaultRecipe *recipe)
 {
     constexpr int LongestPause = 10000;
     recipe->sliceSize = 1;
-    reader.number("size", 1, MaxInt, &recipe->sliceSize);
+    reader.number("bytes", 1, MaxInt, &recipe->sliceSize);
     reader.number("pause", 0, LongestPause, &recipe->slicePause);
 }
 

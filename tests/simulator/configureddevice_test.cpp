@@ -338,7 +338,7 @@ TEST(ConfiguredDevice, EachKindOfFaultIsReached)
         {R"("kind": "duplicate")", "2 replies", "5"},
         {R"("kind": "staleSerial")", "ok,ok,0", "5"},
         {R"("kind": "result", "packResult": "cancel")", "ok,cancel,6", "1"},
-        {R"("kind": "slices", "size": 3, "pause": 9)", "ok,ok,0", "5"},
+        {R"("kind": "slices", "bytes": 3, "pause": 9)", "ok,ok,0", "5"},
         {R"("kind": "slices")", "ok,ok,0", "5"},
         {R"("kind": "close")", "0 replies", "1"},
         {R"("kind": "restart")", "0 replies", "1"},
@@ -360,7 +360,7 @@ TEST(ConfiguredDevice, FaultsHaveDetails)
         R"({"units": [{"ranges": [{"name": "r", "address": 16, "type": "uint8", "value": 1}]}],
         "faults": [{"script": [{"kind": "delay", "delay": 30}, {"kind": "corrupt", "bit": 1},
                                {"kind": "truncate", "keep": 3}, "staleSerial",
-                               {"kind": "slices", "size": 3, "pause": 9}, "close", "restart"]}]})");
+                               {"kind": "slices", "bytes": 3, "pause": 9}, "close", "restart"]}]})");
     bench.read(16, 1);
     EXPECT_EQ(bench.last.answer.delay, 30);
     EXPECT_EQ(bench.last.answer.fault, FaultKind::Delay);

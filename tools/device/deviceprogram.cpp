@@ -7,7 +7,11 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonDocument>
-#include <QtCore/QSaveFile>
+#include <QtCore/QTemporaryFile>
+
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
 
 using namespace KorvinSimulator;
 
@@ -30,6 +34,11 @@ QString readWhole(const QString &fileName, qint64 most, QByteArray *contents)
 QString cannotWrite(const QFileDevice &file)
 {
     return QStringLiteral("cannot write %1: %2").arg(file.fileName(), file.errorString());
+}
+
+QString systemError()
+{
+    return QString::fromLocal8Bit(std::strerror(errno));
 }
 
 QJsonObject error(const QString &fault)
@@ -63,10 +72,19 @@ QString replaceFile(const QString &fileName, const QByteArray &contents)
             && file.write(contents) == contents.size();
         return isWritten ? QString() : cannotWrite(file);
     }
-    QSaveFile file(fileName);
-    const bool isWritten =
-        file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size() && file.commit();
-    return isWritten ? QString() : cannotWrite(file);
+    // QSaveFile would replace the file even if only a part of the new one could be written.
+    QTemporaryFile file(fileName + QLatin1String(".XXXXXX"));
+    constexpr auto Usual = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup
+        | QFileDevice::ReadOther;
+    const QByteArray name = QFile::encodeName(fileName);
+    const bool isWritten = file.open() && file.write(contents) == contents.size() && file.flush()
+        && file.size() == contents.size() && ::fsync(file.handle()) == 0
+        && file.setPermissions(info.exists() ? info.permissions() : Usual)
+        && ::rename(QFile::encodeName(file.fileName()).constData(), name.constData()) == 0;
+    if (!isWritten)
+        return QStringLiteral("cannot write %1: %2").arg(fileName, systemError());
+    file.setAutoRemove(false);
+    return {};
 }
 
 DeviceProgram::DeviceProgram(const ProgramOptions &options, RequestLog *log)
