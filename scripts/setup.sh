@@ -13,7 +13,7 @@ set -euo pipefail
 
 packages=(cmake g++ make ninja-build pkg-config python3 qtbase5-dev)
 if [[ ${1:-} == --tests || ${1:-} == --ci ]]; then
-    packages+=(bsdutils libgtest-dev tshark valgrind)
+    packages+=(bsdutils libgtest-dev python3-jsonschema python3-pytest tshark valgrind)
 fi
 if [[ ${1:-} == --docs || ${1:-} == --ci ]]; then
     packages+=(chromium chromium-driver python3-pil python3-selenium)

@@ -129,6 +129,14 @@ class Device:
         self.log_file.close()
 
 
+def is_ended(connection):
+    """Whether the other side ends the connection; with a reset, where it has not read everything."""
+    try:
+        return connection.recv(10) == b""
+    except ConnectionResetError:
+        return True
+
+
 class DeviceTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix="device-")
@@ -407,10 +415,10 @@ class Running(DeviceTest):
 
     def test_control_connections_have_a_limit(self):
         device = self.start()
-        sockets = [socket.socket(socket.AF_UNIX) for _ in range(101)]
+        sockets = [socket.socket(socket.AF_UNIX) for _ in range(17)]
         for one in sockets:
             one.connect(device.control)
-        device.wait_for_log("control connection refused: there are 100 already")
+        device.wait_for_log("control connection refused: there are 16 already")
         for one in sockets:
             one.close()
         self.assertEqual(device.value("faults"), "[]")
@@ -491,7 +499,7 @@ class Running(DeviceTest):
             self.assertEqual([len(piece) for piece in received][:2], [30, 30])
             self.assertGreater(time.monotonic() - begin, 0.15)
             connection.sendall(line_of(READ_LEVEL))
-            self.assertEqual(connection.recv(100), b"")
+            self.assertTrue(is_ended(connection))
         device.value("set", "level", "9")
         ask = self.lines(device)
         other = self.lines(device)
@@ -562,20 +570,20 @@ class Limits(DeviceTest):
         device = self.start({**CONFIGURATION, "limits": {"connections": 3}})
         with contextlib.ExitStack() as stack:
             connections = [stack.enter_context(device.connect()) for _ in range(10)]
-            device.wait_for_log("refused: there are 3 already")
+            device.wait_for_log("refused, and further ones: there are 3 already")
             begin = device.processor_seconds()
             time.sleep(0.5)
             self.assertLess(device.processor_seconds() - begin, 0.2)
             self.assertEqual(device.log().count("refused"), 1)
-            self.assertEqual(connections[-1].recv(1), b"")
+            self.assertTrue(is_ended(connections[-1]))
 
-    def test_without_descriptors_it_waits(self):
+    def test_few_descriptors_are_a_limit(self):
         device = self.start(CONFIGURATION, "--framing", "lines", preexec_fn=lambda: resource.setrlimit(
-            resource.RLIMIT_NOFILE, (40, 40)))
+            resource.RLIMIT_NOFILE, (80, 80)))
         with contextlib.ExitStack() as stack:
             for _ in range(60):
                 stack.enter_context(device.connect())
-            device.wait_for_log("no connection can be accepted now")
+            device.wait_for_log("refused, and further ones: there are 16 already")
             begin = device.processor_seconds()
             time.sleep(1)
             self.assertLess(device.processor_seconds() - begin, 0.3 * MEMORY_FACTOR)
@@ -595,7 +603,7 @@ class Limits(DeviceTest):
                 connection.sendall(data)
                 if "ended" in reason:
                     connection.shutdown(socket.SHUT_WR)
-                self.assertEqual(connection.recv(10), b"")
+                self.assertTrue(is_ended(connection))
             device.wait_for_log(reason)
 
     def test_half_a_message_is_cut_after_three_seconds(self):
@@ -603,7 +611,7 @@ class Limits(DeviceTest):
         with device.connect() as connection:
             connection.sendall(b"\x05")
             begin = time.monotonic()
-            self.assertEqual(connection.recv(10), b"")
+            self.assertTrue(is_ended(connection))
             self.assertTrue(2.5 < time.monotonic() - begin < 6)
 
     def test_who_does_not_read_costs_no_more_than_the_limit(self):

@@ -7,7 +7,7 @@
 namespace {
 
 constexpr qint64 LongestLine = 1048576;
-constexpr int MostConnections = 100;
+constexpr int MostConnections = 16;
 
 } // namespace
 

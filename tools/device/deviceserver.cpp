@@ -2,7 +2,33 @@
 
 #include <packagebase.h>
 
+#include <limits>
+#include <sys/resource.h>
+
 using namespace KorvinSimulator;
+
+namespace {
+
+/// Returns how many connections there may be, so that there is always a descriptor left to accept
+/// one that is refused: without one, Qt's server would be woken all the time.
+int mostConnections()
+{
+    constexpr rlim_t Others = 64; // files, servers, control connections
+    static const int most = [] {
+        rlimit limit = {};
+        ::getrlimit(RLIMIT_NOFILE, &limit);
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+        const rlim_t left = limit.rlim_cur > Others ? limit.rlim_cur - Others : 1;
+        return static_cast<int>(qMin<rlim_t>(left, std::numeric_limits<int>::max()));
+    }();
+    return most;
+}
+
+/// Connections of all devices.
+int allConnections = 0;
+
+} // namespace
 
 DeviceServer::DeviceServer(ConfiguredDevice device, RequestLog *log, QObject *parent)
     : QObject(parent)
@@ -55,10 +81,12 @@ ConfiguredDevice &DeviceServer::device()
 
 void DeviceServer::accept(const Listener *listener, QIODevice *device, const QString &peer)
 {
-    if (m_connections.size() >= m_device.limits().connections) {
-        if (!m_isFull)
-            qInfo("connection of %s refused: there are %d already, and so for further ones",
-                  qUtf8Printable(peer), static_cast<int>(m_connections.size()));
+    if (m_connections.size() >= m_device.limits().connections
+        || allConnections >= mostConnections()) {
+        if (!m_isFull) {
+            qInfo("connection of %s refused, and further ones: there are %d already",
+                  qUtf8Printable(peer), allConnections);
+        }
         m_isFull = true;
         device->deleteLater();
         return;
@@ -66,12 +94,14 @@ void DeviceServer::accept(const Listener *listener, QIODevice *device, const QSt
     auto *connection = new Connection(device, peer, framingKindOf(listener->endpoint().framing),
                                       m_device.limits(), this);
     m_connections.insert(connection);
+    ++allConnections;
     m_watch.start();
     connect(connection, &Connection::received, this,
             [=](const Message &message) { answer(connection, message); });
     connect(connection, &Connection::ended, this, [=](const QString &reason) {
         qInfo("connection of %s ended: %s", qUtf8Printable(peer), qUtf8Printable(reason));
         m_connections.remove(connection);
+        --allConnections;
         m_isFull = false;
         if (m_connections.isEmpty())
             m_watch.stop();

@@ -40,13 +40,6 @@ QString Listener::openTcp()
                                .arg(socket->peerPort()));
         }
     });
-    // Without descriptors, the server would be woken all the time.
-    connect(server, &QTcpServer::acceptError, this, [=] {
-        constexpr int Pause = 250;
-        qInfo("no connection can be accepted now: %s", qUtf8Printable(server->errorString()));
-        server->pauseAccepting();
-        QTimer::singleShot(Pause, server, &QTcpServer::resumeAccepting);
-    });
     const QHostAddress address(m_endpoint.place == QLatin1String("localhost")
                                    ? QStringLiteral("127.0.0.1")
                                    : m_endpoint.place);

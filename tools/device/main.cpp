@@ -10,7 +10,6 @@
 #include <QtCore/QCoreApplication>
 
 #include <limits>
-#include <sys/resource.h>
 
 namespace {
 
@@ -134,16 +133,6 @@ void openLogs(const QCommandLineParser &parser, RequestLog *log)
     open("journal", &RequestLog::openJournal);
 }
 
-/// Lets as many connections be open as the system allows.
-void raiseDescriptorLimit()
-{
-    rlimit limit = {};
-    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
-        limit.rlim_cur = limit.rlim_max;
-        ::setrlimit(RLIMIT_NOFILE, &limit);
-    }
-}
-
 int runDevice(const QCommandLineParser &parser, Detachment *detachment)
 {
     if (!parser.positionalArguments().isEmpty())
@@ -151,7 +140,6 @@ int runDevice(const QCommandLineParser &parser, Detachment *detachment)
     const ProgramOptions options = optionsFrom(parser);
     RequestLog log;
     openLogs(parser, &log);
-    raiseDescriptorLimit();
     DeviceProgram program(options, &log);
     program.start();
     handleTermination([] { QCoreApplication::quit(); },
