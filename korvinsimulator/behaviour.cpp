@@ -9,15 +9,15 @@ namespace KorvinSimulator {
 
 namespace {
 
-constexpr const char *KindNames[] = {"count", "ramp", "sine", "list", "random", "echo"};
+constexpr const char *BehaviourNames[] = {"count", "ramp", "sine", "list", "random", "echo"};
 
 constexpr qint64 LongestPeriod = 2147483647;
 constexpr double LargestReal = 1e300;
 
-std::optional<Behaviour::Kind> kindOf(const QJsonValue &json)
+std::optional<Behaviour::Kind> behaviourOf(const QJsonValue &json)
 {
     int kind = static_cast<int>(Behaviour::Kind::None);
-    for (const char *name : KindNames) {
+    for (const char *name : BehaviourNames) {
         ++kind;
         if (json.toString() == QLatin1String(name))
             return static_cast<Behaviour::Kind>(kind);
@@ -131,7 +131,7 @@ QString readBehaviour(const QJsonValue &json, const ValueType &type, Behaviour *
     ObjectReader reader(json);
     reader.require("kind");
     reader.read("kind", QStringLiteral("one of count, ramp, sine, list, random, echo"),
-                &behaviour->kind, kindOf);
+                &behaviour->kind, behaviourOf);
     const bool needsNumber =
         behaviour->kind != Behaviour::Kind::List && behaviour->kind != Behaviour::Kind::Echo;
     if (type.kind == ValueType::Kind::Text && needsNumber)

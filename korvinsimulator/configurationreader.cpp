@@ -2,6 +2,7 @@
 #include "jsonplace_p.h"
 #include "memory_p.h"
 #include "statereader_p.h"
+#include "unitoperations_p.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QSet>
@@ -12,8 +13,6 @@ using namespace KorvinInspect;
 namespace KorvinSimulator {
 
 namespace {
-
-constexpr qint64 MaxInt = std::numeric_limits<int>::max();
 
 const QStringList &framings()
 {

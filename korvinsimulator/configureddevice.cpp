@@ -12,7 +12,7 @@ namespace KorvinSimulator {
 
 namespace {
 
-constexpr qint64 LongestDelay = 3600000;
+constexpr qint64 LongestWait = 3600000;
 
 /// Returns how many bytes of registers a request reads or writes; -1 for one that uses them as a
 /// buffer, or not at all.
@@ -156,7 +156,7 @@ void ConfiguredDevice::Private::applyFault(DeviceAnswer *answer)
     const Fault &fault = m_plan.fault;
     answer->answer.fault = fault.kind;
     const qint64 late = fault.kind == FaultKind::Delay ? fault.delay : 0;
-    answer->answer.delay = static_cast<int>(qMin(m_delay + late, LongestDelay));
+    answer->answer.delay = static_cast<int>(qMin(m_delay + late, LongestWait));
     answer->link = m_isSilent ? LinkFault::Silence : m_plan.link;
     answer->sliceSize = m_plan.sliceSize;
     answer->slicePause = m_plan.slicePause;
@@ -181,7 +181,7 @@ void ConfiguredDevice::Private::addTransmission(Answer *answer)
         size += reply.size();
     const qint64 time = (size * Second + m_bandwidth - 1) / m_bandwidth;
     m_lineFree = qMax(m_lineFree, m_time + answer->delay) + time;
-    answer->delay = static_cast<int>(qMin(m_lineFree - m_time, LongestDelay));
+    answer->delay = static_cast<int>(qMin(m_lineFree - m_time, LongestWait));
 }
 
 /// Carries out a request or an item of a combination, or what a fault leaves of it.

@@ -8,7 +8,7 @@ namespace KorvinSimulator {
 
 namespace {
 
-constexpr double LongestDelay = 600000;
+constexpr double LongestDraw = 600000;
 
 QString readDistribution(const QJsonValue &json, Delay *delay)
 {
@@ -17,19 +17,19 @@ QString readDistribution(const QJsonValue &json, Delay *delay)
     const QJsonObject members = json.toObject();
     if (members.contains(QLatin1String("mean"))) {
         delay->kind = Delay::Kind::Normal;
-        readReal(reader, "mean", 0, LongestDelay, &delay->first);
+        readReal(reader, "mean", 0, LongestDraw, &delay->first);
         reader.require("deviation");
-        readReal(reader, "deviation", 0, LongestDelay, &delay->second);
+        readReal(reader, "deviation", 0, LongestDraw, &delay->second);
     } else if (members.contains(QLatin1String("median"))) {
         delay->kind = Delay::Kind::LogNormal;
-        readReal(reader, "median", 0, LongestDelay, &delay->first);
+        readReal(reader, "median", 0, LongestDraw, &delay->first);
         reader.require("sigma");
         readReal(reader, "sigma", 0, LargestSigma, &delay->second);
     } else {
         delay->kind = Delay::Kind::Range;
-        readReal(reader, "from", 0, LongestDelay, &delay->first);
+        readReal(reader, "from", 0, LongestDraw, &delay->first);
         reader.require("to");
-        readReal(reader, "to", delay->first, LongestDelay, &delay->second);
+        readReal(reader, "to", delay->first, LongestDraw, &delay->second);
     }
     return reader.end();
 }
@@ -45,7 +45,7 @@ int Delay::draw(quint64 seed, quint64 stream, quint64 index) const
         time += second * randomNormal(seed, stream, index);
     else if (kind == Kind::LogNormal)
         time *= std::exp(second * randomNormal(seed, stream, index));
-    return static_cast<int>(std::lround(qBound(0.0, time, LongestDelay)));
+    return static_cast<int>(std::lround(qBound(0.0, time, LongestDraw)));
 }
 
 void readDelay(ObjectReader &reader, const char *name, Delay *delay)
@@ -57,7 +57,7 @@ void readDelay(ObjectReader &reader, const char *name, Delay *delay)
             reader.fail(QLatin1String(name), fault);
         return;
     }
-    readReal(reader, name, 0, LongestDelay, &delay->first);
+    readReal(reader, name, 0, LongestDraw, &delay->first);
 }
 
 void readReal(ObjectReader &reader, const char *name, double least, double most, double *value)

@@ -15,9 +15,6 @@ namespace KorvinSimulator {
 
 namespace {
 
-constexpr qint64 MaxInt = std::numeric_limits<int>::max();
-constexpr qint64 MaxAddress = std::numeric_limits<quint32>::max();
-
 /// Inserts the members of data, without its trailing zeros.
 void insertData(QJsonObject *json, const QByteArray &data)
 {

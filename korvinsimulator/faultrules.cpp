@@ -12,9 +12,6 @@ namespace KorvinSimulator {
 
 namespace {
 
-constexpr qint64 MaxInt = std::numeric_limits<int>::max();
-constexpr qint64 MaxAddress = std::numeric_limits<quint32>::max();
-
 struct KindName
 {
     const char *name;
@@ -195,10 +192,10 @@ PlannedFault planned(const FaultRecipe &recipe, quint64 seed, quint64 stream, qu
     plan.fault.position = recipe.position.value_or(static_cast<quint32>(drawn));
     if (recipe.isAny) {
         constexpr int KindBits = 32;
-        constexpr int LongestDelay = 100;
+        constexpr int LongestRandomDelay = 100;
         const std::vector<FaultKind> kinds = FaultPlan::all();
         plan.fault.kind = kinds.at((drawn >> KindBits) % kinds.size());
-        plan.fault.delay = static_cast<int>(drawn % LongestDelay) + 1;
+        plan.fault.delay = static_cast<int>(drawn % LongestRandomDelay) + 1;
         plan.fault.outcome = AnyFailure;
     }
     return plan;

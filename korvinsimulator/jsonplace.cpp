@@ -5,7 +5,7 @@
 #include <QtCore/QSet>
 #include <QtCore/QStringList>
 
-#include <cstring>
+#include <string_view>
 #include <vector>
 
 namespace KorvinSimulator {
@@ -14,12 +14,12 @@ namespace {
 
 bool isMark(char character)
 {
-    return character != '\0' && std::strchr("{}[]:,", character);
+    return std::string_view("{}[]:,").find(character) != std::string_view::npos;
 }
 
 bool isBlank(char character)
 {
-    return character != '\0' && std::strchr(" \t\r\n", character);
+    return std::string_view(" \t\r\n").find(character) != std::string_view::npos;
 }
 
 /// Moves over a JSON text that is known to be right.
@@ -34,7 +34,7 @@ public:
 
     int position() const { return m_position; }
     bool atEnd() const { return m_position >= m_json.size(); }
-    char current() const { return atEnd() ? '\0' : m_json.at(m_position); }
+    char current() const { return m_json.at(m_position); }
 
     void skip()
     {
@@ -62,7 +62,7 @@ public:
             takeText();
             return;
         }
-        while (!atEnd() && !isMark(current()) && !isBlank(current()))
+        while (!isMark(current()) && !isBlank(current()))
             ++m_position;
         skipBlanks();
     }
@@ -110,16 +110,15 @@ bool enterMember(Cursor *cursor, const QString &name)
     return false;
 }
 
-/// Moves to an item, counted from 1; returns false where there is none.
+/// Moves to an item, counted from 1, that the list has; returns false for 0.
 bool enterItem(Cursor *cursor, int number)
 {
     cursor->skip();
-    for (int i = 1; i < number && cursor->current() != ']'; ++i) {
+    for (int i = 1; i < number; ++i) {
         cursor->skipValue();
-        if (cursor->current() == ',')
-            cursor->skip();
+        cursor->skip(); // the comma
     }
-    return number > 0 && cursor->current() != ']';
+    return number > 0;
 }
 
 } // namespace

@@ -11,8 +11,6 @@ namespace KorvinSimulator {
 
 namespace {
 
-constexpr qint64 MaxAddress = std::numeric_limits<quint32>::max();
-
 template <typename Code, std::size_t N>
 void readCode(ObjectReader &reader, const char *name, const Korvin::CodeName<Code> (&names)[N],
               Code *code)

@@ -180,8 +180,8 @@ std::unique_ptr<PackageBase> decodeFileWrite(const QByteArray &record, const Mes
     const PackageClass &itsClass = *packageClass(shape.classId);
     std::unique_ptr<PackageBase> package = itsClass.create();
     for (const ExplainedField &field : explain(record, shape)) {
-        if (const PackageField *stored = itsClass.field(field.name))
-            stored->set(*package, QJsonValue::fromVariant(field.value));
+        // All columns of a record that check() has accepted are fields.
+        itsClass.field(field.name)->set(*package, QJsonValue::fromVariant(field.value));
     }
     return package;
 }

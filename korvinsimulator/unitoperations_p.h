@@ -4,6 +4,7 @@
 #include <korvinsimulator/devicestate.h>
 #include <korvinsimulator/requestoutcome.h>
 
+#include <limits>
 #include <unordered_map>
 
 /// @file
@@ -27,6 +28,9 @@ constexpr RequestOutcome OtherAccess{5, OrvexEnum::CommCodeErr, OrvexEnum::PackF
 constexpr RequestOutcome UnknownSpecial{5, OrvexEnum::CommOk, OrvexEnum::PackFailure};
 
 constexpr RequestOutcome AnyFailure{6, OrvexEnum::CommOk, OrvexEnum::PackFailure};
+
+constexpr qint64 MaxInt = std::numeric_limits<int>::max();
+constexpr qint64 MaxAddress = std::numeric_limits<quint32>::max();
 
 /// Largest size of a block, file or memory, in bytes.
 constexpr qint64 MaxContents = 16777216;

@@ -242,6 +242,10 @@ const Mistake Mistakes[] = {
     {R"({"a": 1, "b": {}, "a": 2})", "1:19: a: there is a member of this name already"},
     {R"({"b": [{"a": "x\"", "\u0061": 2}]})", "1:21: a: there is a member of this name already"},
     {"{\n  \"colour\": 1}", "2:13: colour: there is no such member"},
+    {R"({"colour": {"there is no such member": 1}})", "1:40: colour: there is no such member"},
+    {R"({"units": [{"ranges": [{"name": "a", "address": 16, "type": "uint32"},
+                               {"name": "b", "address": 18, "type": "uint8"}]}]})",
+     "2:57: units: 1: ranges: 2: address: it overlaps \"a\""},
     {R"({"devices": []})", "1:13: devices: none"},
     {R"({"devices": [[]]})", "1:14: devices: 1: not an object"},
     {R"({"devices": [{"name": "a"}, {"name": "a"}]})",
@@ -326,6 +330,12 @@ const Mistake RangeMistakes[] = {
     {R"("name": "r", "type": "uint8", "access": "rw")",
      "access: not one of read, write, readWrite, none"},
     {R"("name": "r", "type": "uint8", "value": 256)", "value: not a whole number from 0 to 255"},
+    {R"("name": "r", "type": "uint8", "value": "x")", "value: not a whole number from 0 to 255"},
+    {R"("name": "r", "type": "uint8", "onWrite": {"outcome": {"packResult": "bad"}})",
+     "onWrite: outcome: packResult: not one of ok, fileErr, memErr, fileDeleteErr, "
+     "directoryCreateErr, invalidPort, parseFailure, messageDisconnect, forceCancel, sendError, "
+     "parsePackAddrFailure, failure, disConnect, fileNoExist, fileReadFailure, fileCreatFailure, "
+     "fileWriteFailure, deviceSpaceNoEnough, cancelWait, cancel, abort, timeOut"},
     {R"("name": "r", "type": "int8", "value": 128)", "value: not a whole number from -128 to 127"},
     {R"("name": "r", "type": "int8", "value": -129)", "value: not a whole number from -128 to 127"},
     {R"("name": "r", "type": "int8", "value": "x")", "value: not a whole number from -128 to 127"},

@@ -288,6 +288,32 @@ TEST(ConfiguredDevice, BroadcastsMeetTheRangesOfAllUnits)
     EXPECT_EQ(bench.read(16, 1, 9), "ok,invalidPort,3 0");
 }
 
+TEST(ConfiguredDevice, TheFirstFailureOfABroadcastIsItsOutcome)
+{
+    Bench bench(R"({"units": [
+        {"ranges": [{"name": "r", "address": 16, "type": "uint8", "access": "read"}]},
+        {"portAddr": 1, "ranges": [{"name": "r", "address": 16, "type": "uint8",
+                                    "onWrite": {"outcome": {"ackCode": 9}}}]}]})");
+    EXPECT_EQ(bench.write(16, "1,5", 0, true), "codeErr,failure,5");
+    EXPECT_EQ(bench.write(16, "1,5", 1, false), "ok,failure,9");
+}
+
+TEST(ConfiguredDevice, WhatARuleDoesNotSayIsLeftToChance)
+{
+    Bench bench(R"({"units": [{"blocks": [{"address": 0, "size": 1}]}],
+                    "faults": [{"kind": "corrupt", "every": 2}, {"kind": "truncate"}]})");
+    std::set<QByteArray> corrupt;
+    std::set<int> sizes;
+    for (int i = 0; i < 50; ++i) {
+        bench.read(0, 1);
+        corrupt.insert(bench.last.answer.replies.at(0));
+        bench.read(0, 1);
+        sizes.insert(bench.last.answer.replies.at(0).size());
+    }
+    EXPECT_GT(corrupt.size(), 30U);
+    EXPECT_GT(sizes.size(), 15U);
+}
+
 TEST(ConfiguredDevice, OtherRequestsAreThoseOfSimulatedDevice)
 {
     Bench bench(

@@ -42,7 +42,7 @@ QJsonValue faultsOf(const QString &text)
                     {QStringLiteral("chance"), shareFrom(QStringLiteral("faults"), text)}}};
 }
 
-struct Form
+struct Usage
 {
     const char *word;
     int least; ///< Arguments after the word.
@@ -50,7 +50,7 @@ struct Form
     const char *usage;
 };
 
-constexpr Form Forms[] = {
+constexpr Usage Usages[] = {
     {"get", 1, 2, "get [UNIT/]RANGE, or get [UNIT/]0xADDRESS SIZE"},
     {"set", 2, 2, "set [UNIT/]RANGE VALUE, or set [UNIT/]0xADDRESS DATA"},
     {"faults", 0, 1, "faults [SHARE | RULES]"},
@@ -61,21 +61,21 @@ constexpr Form Forms[] = {
     {"quit", 0, 0, "quit"},
 };
 
-const Form &formOf(const QStringList &words)
+const Usage &usageOf(const QStringList &words)
 {
-    for (const Form &form : Forms) {
-        if (words.first() != QLatin1String(form.word))
+    for (const Usage &known : Usages) {
+        if (words.first() != QLatin1String(known.word))
             continue;
-        if (words.size() - 1 < form.least || words.size() - 1 > form.most)
-            fail(QStringLiteral("%1 expected").arg(QLatin1String(form.usage)));
-        return form;
+        if (words.size() - 1 < known.least || words.size() - 1 > known.most)
+            fail(QStringLiteral("%1 expected").arg(QLatin1String(known.usage)));
+        return known;
     }
     fail(QStringLiteral("%1: no such command; ctl --help lists them").arg(words.first()));
 }
 
 QJsonObject commandOf(const QStringList &words)
 {
-    const QString word = QLatin1String(formOf(words).word);
+    const QString word = QLatin1String(usageOf(words).word);
     QJsonObject command{{QStringLiteral("command"), word}};
     if (word == QLatin1String("get") || word == QLatin1String("set"))
         takeRange(words.at(1), &command);
@@ -128,13 +128,13 @@ int runControl(const QStringList &arguments)
                                     QStringLiteral("Which device, where there are several."),
                                     QStringLiteral("name"));
     parser.addOption(device);
-    QString usages;
-    for (const Form &form : Forms)
-        usages += QLatin1String("\n  ") + QLatin1String(form.usage);
+    QString list;
+    for (const Usage &known : Usages)
+        list += QLatin1String("\n  ") + QLatin1String(known.usage);
     parser.addPositionalArgument(QStringLiteral("SOCKET"),
                                  QStringLiteral("That of --control of the device."));
     parser.addPositionalArgument(QStringLiteral("COMMAND"),
-                                 QStringLiteral("One of these:") + usages);
+                                 QStringLiteral("One of these:") + list);
     parser.process(arguments);
     const QStringList words = parser.positionalArguments();
     if (words.size() < 2)
