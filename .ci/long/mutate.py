@@ -11,6 +11,7 @@ docs/mutation.md does not explain are killed.
 """
 
 import argparse
+import collections
 import os
 import random
 import re
@@ -27,8 +28,8 @@ TREE = WORK / "source"
 BUILD = WORK / "build"
 EXPLAINED = ROOT / "docs" / "mutation.md"
 
-# What is judged: the tests that are run, the quickest first: a program and its filter of GoogleTest, or a
-# fuzz target and its corpus.
+# What is judged: the tests that are run, the quickest first: a program and its filter of GoogleTest, a fuzz
+# target and its corpus, or ctest and the name of a test.
 LARGE = "*256Mebibytes:*.LengthFarBeyond*:*.DataStringThatNoTextCanHold*"
 GENERATED = "*.AgreesWithTheDecoders*OnGeneratedInput"
 LIBRARIES = {
@@ -55,10 +56,22 @@ LIBRARIES = {
         ("korvinexchange_tests", "*"),
         ("outofmemory_tests", "*EngineMemory*:*FramingMemory*"),
     ],
+    "tools": [
+        ("korvinpack_tests", "*"),
+        ("htmlpage_tests", "*"),
+        ("cppsource_tests", "*"),
+    ],
+    "wireshark": [("ctest", "^dissector$")],
     "layouts": [(f"{target}_replay", target) for target in
                 ("frame", "record", "linuxframe", "combination", "inspect")],
 }
 LAYOUTS = "korvinpackage/layouts_p.h"
+# What is built again for a mutant: the library, unless the tests find it in another way.
+REBUILT = {
+    "tools": ["korvinpack", "korvinpack_tests", "htmlpage_tests", "cppsource_tests"],
+    "wireshark": [],
+    "layouts": ["korvinpackage", "korvininspect"],
+}
 REQUIRED = 0.98
 MEMORY_LIMIT = 8 << 30  # of a test program; a mutant may ask for anything
 
@@ -69,7 +82,7 @@ SWAPPED = {
     "&": ["|"], "|": ["&"], "&&": ["||"], "||": ["&&"],
     "<<": [">>"], ">>": ["<<"],
     "+=": ["-="], "-=": ["+="], "|=": ["&="], "++": ["--"], "--": ["++"],
-    "true": ["false"], "false": ["true"],
+    "true": ["false"], "false": ["true"], "~=": ["=="], "and": ["or"], "or": ["and"],
     "qMin": ["qMax"], "qMax": ["qMin"],
 }
 # Between blanks, so that brackets of templates, references and pointers are left alone.
@@ -83,6 +96,14 @@ STATEMENT = re.compile(r"^\s+(?!return\b|break;|using\b|auto\b|const\b|static\b|
                        r"(?:[\w:>\-.*\[\]\(\)]+(?:\(.*\)| (?:[-+|]?=) .+)|(?:\+\+|--)[\w.]+);$")
 RETURN = re.compile(r"\breturn (?=[^;]+;)")
 ROW = re.compile(r"^    \{.+\},$")
+
+# The same in Lua; a call or an assignment is a statement.
+LUA_BINARY = re.compile(r"(?<= )(?:==|~=|<=|>=|and|or|[-<>+*/%])(?= )")
+LUA_WORD = re.compile(r"\b(?:true|false)\b")
+LUA_NEGATION = re.compile(r"\bnot (?=[\w(])")
+LUA_CONDITION = re.compile(r"\b(?:if|while) (?=.* (?:then|do)$)")
+LUA_STATEMENT = re.compile(r"^\s+(?!return\b|local\b|break\b)[\w.:\[\]]+(?:\(.*\)| = [^{]+)$")
+LUA_RETURN = re.compile(r"\breturn (?=.)")
 
 # A line of a layout, a constant of one, and the verbs that a field may have by mistake.
 FIELD = re.compile(r"^\s+(?:w\.(\w+)|\w+)\(.*\);$")
@@ -105,8 +126,38 @@ def blanked(text):
     return pattern.sub(lambda m: re.sub(r"[^\n]", " ", m.group()), text)
 
 
+def lua_candidates(path):
+    """All mutants of a source in Lua, as candidates() has them."""
+    lines = path.read_text().split("\n")
+    found = []
+    for number, line in enumerate(lines):
+        code = re.sub(r"\"(?:\\.|[^\"\\])*\"|'(?:\\.|[^'\\])*'|--.*", lambda m: " " * len(m.group()), line)
+
+        def change(start, end, replacement):
+            found.append((number, line, line[:start] + replacement + line[end:]))
+
+        for match in list(LUA_BINARY.finditer(code)) + list(LUA_WORD.finditer(code)):
+            for replacement in SWAPPED[match.group()]:
+                change(*match.span(), replacement)
+        for match in NUMBER.finditer(code):
+            change(*match.span(), str(int(match.group(), 0) + 1))
+        for match in LUA_NEGATION.finditer(code):
+            change(*match.span(), "")
+        for match in LUA_CONDITION.finditer(code):
+            end = re.search(r" (?:then|do)$", code).start()
+            change(match.end(), end, f"not ({line[match.end():end]})")
+        if LUA_STATEMENT.match(code) and code.count("(") == code.count(")"):
+            change(0, len(line), "")
+        for match in LUA_RETURN.finditer(code):
+            if code.count("(") == code.count(")") and not code.rstrip().endswith("end"):
+                change(match.end(), len(line), "nil")
+    return found
+
+
 def candidates(path):
     """All mutants of a source: line number from 0, the line, and the line after the change."""
+    if path.suffix == ".lua":
+        return lua_candidates(path)
     lines = path.read_text().split("\n")
     found = []
     for number, (line, code) in enumerate(zip(lines, blanked("\n".join(lines)).split("\n"))):
@@ -219,6 +270,9 @@ def passes(program, tests, timeout):
     if program.endswith("_replay"):
         command = [BUILD / "fuzz" / program, ROOT / "fuzz" / "corpus" / tests]
         del environment["GTEST_FILTER"]
+    elif program == "ctest":
+        command = ["ctest", "--test-dir", BUILD, "-R", tests]
+        del environment["GTEST_FILTER"]
     process = subprocess.Popen(command, env=environment, cwd=WORK,
                                preexec_fn=limited, stdin=subprocess.DEVNULL,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
@@ -248,66 +302,92 @@ def cell(text):
     return "`` " + on_one_line(text).replace("|", "\\|") + " ``"
 
 
-def main():
+def parsed_arguments():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("--count", type=int, default=240, help="number of mutants (%(default)s)")
     parser.add_argument("--seed", type=int, default=1, help="which mutants (%(default)s)")
     parser.add_argument("--library", choices=LIBRARIES, default="korvinpackage")
     parser.add_argument("sources", nargs="*", help="sources instead of all of the library")
-    arguments = parser.parse_args()
+    return parser.parse_args()
 
-    suites = LIBRARIES[arguments.library]
-    programs = sorted({program for program, _ in suites})
+
+def sources_of(arguments):
     if arguments.library == "layouts":
-        names, mutants_of, sources = ["korvinpackage", "korvininspect"], wrong_layouts, [LAYOUTS]
-    else:
-        names, mutants_of = [arguments.library], candidates
-        sources = arguments.sources or sorted(
-            str(path.relative_to(ROOT)) for suffix in ("*.cpp", "*_p.h")
-            for path in (ROOT / arguments.library).glob(suffix))
-    prepare(programs)
-    orders, shares = chosen(sources, mutants_of, arguments.count, arguments.seed)
+        return [LAYOUTS]
+    return arguments.sources or sorted(
+        str(path.relative_to(ROOT)) for suffix in ("*.cpp", "*_p.h", "*.lua")
+        for path in (ROOT / arguments.library).glob(suffix)
+        if not path.stem.endswith(("generator", "_layouts")))
+
+
+def timeouts_of(suites):
+    """Runs the suites without a mutant, and gives each some times as long as it took."""
     timeouts = {}
     for suite in suites:
         start = time.monotonic()
         if not passes(*suite, 600):
             sys.exit(f"mutate: {' '.join(suite)} fails without a mutant")
         timeouts[suite] = 20 + 5 * (time.monotonic() - start)
+    return timeouts
 
-    known = explained()
-    killed, equivalent, survivors, stillborn = 0, 0, [], 0
-    start = time.monotonic()
-    for source in sources:
+
+class Judge:
+    """Counts what becomes of the mutants of some sources."""
+
+    def __init__(self, names, timeouts):
+        self.names = names
+        self.timeouts = timeouts
+        self.known = explained()
+        self.counts = collections.Counter()
+
+    def outcome_of(self, source, original, mutant):
+        number, before, after = mutant
+        lines = original.split("\n")
+        lines[number:number + before.count("\n") + 1] = after.split("\n")
+        (TREE / source).write_text("\n".join(lines))
+        if self.names and not build(self.names):
+            return "not compiled"
+        if not all(passes(*suite, timeout) for suite, timeout in self.timeouts.items()):
+            return "killed"
+        if (source, on_one_line(before), on_one_line(after)) in self.known:
+            return "explained"
+        print(f"survives: | `{source}` | {cell(before)} | {cell(after)} | line {number + 1}", flush=True)
+        return "survives"
+
+    def judge(self, source, mutants, share):
+        """Judges mutants until as many as the share have compiled."""
+        start = time.monotonic()
         original = (TREE / source).read_text()
-        pending = list(orders[source])
-        alive, done = 0, 0
-        while pending and done < shares[source]:
-            number, before, after = pending.pop(0)
-            lines = original.split("\n")
-            lines[number:number + before.count("\n") + 1] = after.split("\n")
-            (TREE / source).write_text("\n".join(lines))
-            if not build(names):
-                stillborn += 1
-                continue
-            done += 1
-            if not all(passes(*suite, timeouts[suite]) for suite in suites):
-                killed += 1
-            elif (source, on_one_line(before), on_one_line(after)) in known:
-                equivalent += 1
-            else:
-                alive += 1
-                survivors.append((source, number + 1, before, after))
-                print(f"survives: | `{source}` | {cell(before)} | {cell(after)} | line {number + 1}",
-                      flush=True)
+        counts, done = collections.Counter(), 0
+        for mutant in mutants:
+            if done == share:
+                break
+            outcome = self.outcome_of(source, original, mutant)
+            counts[outcome] += 1
+            done += outcome != "not compiled"
         (TREE / source).write_text(original)
-        print(f"{source}: {done} mutants, {alive} survive ({time.monotonic() - start:.0f} s)",
+        self.counts += counts
+        print(f"{source}: {done} mutants, {counts['survives']} survive ({time.monotonic() - start:.0f} s)",
               flush=True)
 
-    judged = killed + len(survivors)
-    rate = killed / judged if judged else 0
-    print(f"{judged + equivalent} mutants of {len(sources)} sources, {killed} killed, {equivalent} "
-          f"explained, {len(survivors)} survive; {stillborn} more did not compile; "
-          f"{100 * rate:.1f} % killed of those that are not explained")
+
+def main():
+    arguments = parsed_arguments()
+    suites = LIBRARIES[arguments.library]
+    sources = sources_of(arguments)
+    prepare(sorted({"all" if program == "ctest" else program for program, _ in suites}))
+    mutants_of = wrong_layouts if arguments.library == "layouts" else candidates
+    orders, shares = chosen(sources, mutants_of, arguments.count, arguments.seed)
+    judge = Judge(REBUILT.get(arguments.library, [arguments.library]), timeouts_of(suites))
+    for source in sources:
+        judge.judge(source, orders[source], shares[source])
+
+    counts = judge.counts
+    judged = counts["killed"] + counts["survives"]
+    rate = counts["killed"] / judged if judged else 0
+    print(f"{judged + counts['explained']} mutants of {len(sources)} sources, {counts['killed']} killed, "
+          f"{counts['explained']} explained, {counts['survives']} survive; {counts['not compiled']} more did "
+          f"not compile; {100 * rate:.1f} % killed of those that are not explained")
     return 0 if rate >= REQUIRED else 1
 
 
