@@ -74,7 +74,7 @@ struct DeviceLimits
 ///     devices[0].setTime(clock.elapsed());
 ///     const DeviceAnswer answer = devices[0].answer(request, classId, form);
 ///
-/// None of the operations throws.
+/// Any input is safe. answer(), control(), toJson() and the functions below throw nothing.
 class KORVINSIMULATOR_EXPORT ConfiguredDevice
 {
 public:
@@ -97,7 +97,8 @@ public:
     /// Returns its limits.
     DeviceLimits limits() const;
 
-    /// Sets the clock, in milliseconds of any beginning. It does not go back.
+    /// Sets the clock, in milliseconds of any beginning. The clock of the device begins with the
+    /// first call; it does not go back.
     void setTime(std::chrono::milliseconds now);
 
     /// Answers a request, as SimulatedDevice::answer() does.
