@@ -14,8 +14,8 @@ set -euo pipefail
 packages=(cmake g++ make ninja-build pkg-config python3 qtbase5-dev)
 if [[ ${1:-} == --tests || ${1:-} == --ci ]]; then
     packages+=(bsdutils libgtest-dev tshark valgrind)
-    packages+=(mypy pybind11-dev python3-coverage python3-dev python3-hypothesis python3-pytest
-        python3-pytest-asyncio python3-serial)
+    packages+=(mypy pybind11-dev python3-coverage python3-dev python3-hypothesis python3-jsonschema
+        python3-pytest python3-pytest-asyncio python3-serial)
 fi
 if [[ ${1:-} == --docs || ${1:-} == --ci ]]; then
     packages+=(chromium chromium-driver python3-pil python3-selenium)
