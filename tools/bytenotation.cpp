@@ -148,7 +148,8 @@ Reading escapedBytes(const QByteArray &text)
 /// Decodes base64, in rows or not. Returns nothing for other texts.
 std::optional<QByteArray> base64Bytes(const QByteArray &text)
 {
-    const QByteArray joined = text.simplified().replace(' ', QByteArray());
+    QByteArray joined = text;
+    joined.replace('\n', QByteArray()).replace('\r', QByteArray());
     constexpr int Group = 4;
     if (joined.isEmpty() || joined.size() % Group != 0)
         return {};

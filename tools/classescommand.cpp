@@ -21,27 +21,27 @@ QString purposeOf(ClassId id)
 {
     switch (id) {
     case ClassId::PackageBase:
-        return QStringLiteral("what every package has: addresses, serial number, outcome");
+        return QStringLiteral("a package for one register: what every request and reply has");
     case ClassId::PackageRequestRead:
-        return QStringLiteral("reads so many bytes from a register on");
+        return QStringLiteral("asks to read a register");
     case ClassId::PackageRequestReadData:
-        return QStringLiteral("reads a block of data; its reply brings the data");
+        return QStringLiteral("asks to read a block of bytes; the reply brings them");
     case ClassId::PackageRequestReadFile:
-        return QStringLiteral("reads a file of the device by its name");
+        return QStringLiteral("asks to read a file on the device side");
     case ClassId::PackageRequestReadMemData:
-        return QStringLiteral("reads memory of the device at an offset");
+        return QStringLiteral("asks to read device memory, starting at an offset");
     case ClassId::PackageRequestWrite:
-        return QStringLiteral("writes registers, of one device or of all");
+        return QStringLiteral("asks to write a register");
     case ClassId::PackageRequestWriteData:
-        return QStringLiteral("writes a block of data to registers");
+        return QStringLiteral("asks to write a block of bytes");
     case ClassId::PackageRequestWriteIP:
-        return QStringLiteral("writes data to the device with an IP address");
+        return QStringLiteral("asks to set an IP address, by a block of bytes");
     case ClassId::PackageRequestWriteFile:
-        return QStringLiteral("writes a local file to the device");
+        return QStringLiteral("asks to write a file on the device side, starting at an offset");
     case ClassId::PackageRequestWriteMemData:
-        return QStringLiteral("writes memory of the device at an offset");
+        return QStringLiteral("asks to write device memory, starting at an offset");
     case ClassId::SpecialPackageRequest:
-        return QStringLiteral("asks for something by an id and a text");
+        return QStringLiteral("asks the proxy itself: an identifier and a text");
     case ClassId::PackageRequestCombination:
         return QStringLiteral("carries several requests in one record");
     }

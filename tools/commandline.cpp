@@ -35,15 +35,6 @@ bool isHex(const QString &text)
     return bytesFromHex(text, &bytes).isEmpty() && !bytes.isEmpty();
 }
 
-/// Returns what to do with an argument too many: bytes without quotes, or a file.
-QString hintFor(const QStringList &arguments)
-{
-    if (isHex(arguments.join(QString())))
-        return QStringLiteral("; put bytes into quotation marks: \"%1\"")
-            .arg(arguments.join(QLatin1Char(' ')));
-    return QStringLiteral("; put an argument with blanks into quotation marks");
-}
-
 } // namespace
 
 void note(const QString &message)
@@ -155,11 +146,12 @@ void CommandLine::failToParse() const
     fail(QStringLiteral("--%1: takes no value").arg(name));
 }
 
-/// Returns whether a value is the next option: the value itself was forgotten.
-bool CommandLine::isOption(const QString &value) const
+/// Returns whether a word is one of the options. As the value of another one, it shows that the
+/// value itself was forgotten.
+bool CommandLine::isOption(const QString &word) const
 {
     return std::any_of(m_options.begin(), m_options.end(),
-                       [&](const CommandOption &option) { return value == dashed(option.name); });
+                       [&](const CommandOption &option) { return word == dashed(option.name); });
 }
 
 void CommandLine::checkValues() const
@@ -198,8 +190,15 @@ void CommandLine::parse(const QStringList &arguments)
     m_arguments = m_parser.positionalArguments().mid(1);
     if (m_arguments.size() > m_maxArguments) {
         const QString tooMuch = m_arguments.at(m_maxArguments);
+        const bool areBytes =
+            isOption(QStringLiteral("--as")) && isHex(m_arguments.join(QString()));
         fail(QStringLiteral("%1: unexpected argument%2")
-                 .arg(tooMuch, m_maxArguments > 0 ? hintFor(m_arguments) : QString()));
+                 .arg(tooMuch,
+                      areBytes ? QStringLiteral("; put bytes into quotation marks: \"%1\"")
+                                     .arg(m_arguments.join(QLatin1Char(' ')))
+                               : QStringLiteral("; %1 takes no more than %2")
+                                     .arg(QLatin1String(m_command.name))
+                                     .arg(m_maxArguments)));
     }
 }
 
@@ -210,7 +209,8 @@ QByteArray CommandLine::help() const
 
 bool CommandLine::isSet(const char *option) const
 {
-    return m_parser.isSet(QString::fromLatin1(option));
+    const QString name = dashed(option);
+    return isOption(name) && m_parser.isSet(name.mid(2));
 }
 
 QString CommandLine::value(const char *option) const

@@ -92,7 +92,7 @@ public:
 
 private:
     [[noreturn]] void failToParse() const;
-    bool isOption(const QString &value) const;
+    bool isOption(const QString &word) const;
     void checkValues() const;
 
     const Command &m_command;

@@ -12,6 +12,7 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 
+#include <cstdio>
 #include <cstdlib>
 
 using namespace KorvinInspect;
@@ -26,16 +27,6 @@ const char DecodeExamples[] =
     "  korvinpack decode --class PackageRequestRead --form text --json --file record.txt\n"
     "  korvinpack decode --class PackageRequestWriteData --raw < frame.bin\n"
     "  korvinpack decode --class PackageRequestCombination --verify --file record.txt\n";
-
-Rows rowsOf(const PackageClass &packageClass, PackageBase &package, const QStringList &names)
-{
-    Rows rows{{QStringLiteral("class"), packageClass.name}};
-    for (const PackageField &field : packageClass.fields) {
-        if (names.contains(field.name))
-            rows.append({field.name, field.describe(package)});
-    }
-    return rows;
-}
 
 /// Gives a field a value other than that of a new package.
 void changeField(const PackageField &field, PackageBase &package)
@@ -71,22 +62,43 @@ QStringList carriedFields(const PackageClass &packageClass, const Encoding &enco
     return names;
 }
 
-QStringList namesOf(const PackageClass &packageClass)
-{
-    QStringList names;
-    for (const PackageField &field : packageClass.fields)
-        names << field.name;
-    return names;
-}
-
 void printWarning(QtMsgType, const QMessageLogContext &, const QString &message)
 {
-    note(QLatin1String("warning: ") + message.trimmed());
+    std::fprintf(stderr, "warning: %s\n", qUtf8Printable(printable(message)));
+}
+
+/// Removes the fields that a message does not carry.
+QJsonObject onlyCarried(QJsonObject json, const QStringList &carried)
+{
+    for (const QString &name : json.keys()) {
+        if (name != QLatin1String("class") && !carried.contains(name))
+            json.remove(name);
+    }
+    return json;
+}
+
+/// Formats the fields that a message carries, and the names of the others.
+QByteArray fieldTable(const PackageClass &packageClass, PackageBase &package,
+                      const QStringList &carried, const Rows &more)
+{
+    constexpr int LongestName = 28;
+    QStringList others;
+    Rows rows{{QStringLiteral("class"), packageClass.name}};
+    for (const PackageField &field : packageClass.fields) {
+        if (carried.contains(field.name))
+            rows.append({field.name, field.describe(package)});
+        else
+            others << field.name;
+    }
+    if (!others.isEmpty())
+        rows.insert(1, {QStringLiteral("not carried"), others.join(QLatin1String(", "))});
+    return table(rows + more, LongestName);
 }
 
 int decodeCombination(const CommandLine &line, const Captured &input)
 {
     qInstallMessageHandler(printWarning);
+    constexpr Encoding Item{Form::Text, Direction::Request};
     PackageRequestCombination combination;
     const bool decoded = combination.unCombinationPackageRequest(textFromUtf8(input.bytes));
     const bool verified = !line.isSet("verify") || combination.makeCombinationPackageRequest();
@@ -94,9 +106,12 @@ int decodeCombination(const CommandLine &line, const Captured &input)
     QByteArray tables;
     for (PackageBase *package : combination.packageList()) {
         const PackageClass &itemClass = classOf(*package);
-        json.append(packageToJson(*package));
+        QByteArray record;
+        encodePackage(*package, Item, &record);
+        const QStringList carried = carriedFields(itemClass, Item, record, *package);
+        json.append(onlyCarried(packageToJson(*package), carried));
         tables += "item " + QByteArray::number(json.size()) + '\n'
-            + table(rowsOf(itemClass, *package, namesOf(itemClass))) + '\n';
+            + fieldTable(itemClass, *package, carried, {}) + '\n';
         PackageBase::clear(package);
     }
     if (!decoded)
@@ -105,38 +120,6 @@ int decodeCombination(const CommandLine &line, const Captured &input)
         fail(QStringLiteral("%1: the requests cannot be carried out").arg(input.origin));
     print(line.isSet("json") ? QJsonDocument(json).toJson() : tables);
     return EXIT_SUCCESS;
-}
-
-/// Prints the fields that the message carries, and the names of the others.
-void printFields(const PackageClass &packageClass, const Encoding &encoding, const Captured &input,
-                 PackageBase &package, int consumed)
-{
-    const QStringList carried = carriedFields(packageClass, encoding, input.bytes, package);
-    QStringList others = namesOf(packageClass);
-    for (const QString &name : carried)
-        others.removeOne(name);
-    Rows rows = rowsOf(packageClass, package, carried);
-    if (!others.isEmpty())
-        rows.insert(1, {QStringLiteral("not in it"), others.join(QLatin1String(", "))});
-    if (encoding.form == Form::Frame) {
-        rows.append({QStringLiteral("consumed"),
-                     QStringLiteral("%1 of %2 bytes").arg(consumed).arg(input.bytes.size())});
-    }
-    print(table(rows));
-}
-
-/// Returns the JSON of the fields that the message carries.
-QJsonObject jsonOfCarried(const PackageClass &packageClass, const Encoding &encoding,
-                          const Captured &input, const PackageBase &package)
-{
-    QStringList kept = carriedFields(packageClass, encoding, input.bytes, package);
-    kept << QStringLiteral("class");
-    QJsonObject json = packageToJson(package);
-    for (const QString &name : json.keys()) {
-        if (!kept.contains(name))
-            json.remove(name);
-    }
-    return json;
 }
 
 void declareDecode(CommandLine &line)
@@ -188,10 +171,17 @@ int decode(const CommandLine &line)
         encoding.form = *input.label.form;
     int consumed = 0;
     failUnlessOk(decodePackage(*package, encoding, input.bytes, &consumed), input.origin);
-    if (line.isSet("json"))
-        print(QJsonDocument(jsonOfCarried(*packageClass, encoding, input, *package)).toJson());
-    else
-        printFields(*packageClass, encoding, input, *package, consumed);
+    const QStringList carried = carriedFields(*packageClass, encoding, input.bytes, *package);
+    if (line.isSet("json")) {
+        print(QJsonDocument(onlyCarried(packageToJson(*package), carried)).toJson());
+        return EXIT_SUCCESS;
+    }
+    Rows more;
+    if (encoding.form == Form::Frame) {
+        more.append({QStringLiteral("consumed"),
+                     QStringLiteral("%1 of %2 bytes").arg(consumed).arg(input.bytes.size())});
+    }
+    print(fieldTable(*packageClass, *package, carried, more));
     return EXIT_SUCCESS;
 }
 

@@ -401,6 +401,7 @@ void declareDiff(CommandLine &line)
 {
     addShapeOptions(line);
     line.addOption({"files", "A and B are names of files."});
+    MessageInput::addNotation(line);
     line.addArgument("A", "A frame in hexadecimal digits, or a record.");
     line.addArgument("B", "Another one, which is read as the same class.");
 }

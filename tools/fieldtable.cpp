@@ -4,10 +4,9 @@
 
 #include <korvininspect/inputtext.h>
 
-QByteArray table(const Rows &rows)
+QByteArray table(const Rows &rows, int width)
 {
     constexpr int MostCharacters = 1 << 30;
-    int width = 0;
     for (const auto &row : rows)
         width = qMax(width, static_cast<int>(row.first.size()));
     const int columns = terminalWidth();

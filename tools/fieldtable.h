@@ -8,8 +8,8 @@
 
 using Rows = QVector<QPair<QString, QString>>;
 
-/// Formats two columns, the first one padded. Fits them to the terminal, and escapes what is not
-/// printable.
-QByteArray table(const Rows &rows);
+/// Formats two columns, the first one padded to at least @p width characters. Fits them to the
+/// terminal, and escapes what is not printable.
+QByteArray table(const Rows &rows, int width = 0);
 
 #endif

@@ -82,6 +82,15 @@ void setPlace(const FoundMessage &message, Captured *captured)
 
 } // namespace
 
+void MessageInput::addNotation(CommandLine &line)
+{
+    line.addOption({"as",
+                    "How bytes are written: hex, dump (rows with offsets) or base64; their look "
+                    "decides by default.",
+                    "NOTATION",
+                    {QStringLiteral("hex"), QStringLiteral("dump"), QStringLiteral("base64")}});
+}
+
 void MessageInput::addOptions(CommandLine &line)
 {
     line.addOption({"file",
@@ -89,11 +98,7 @@ void MessageInput::addOptions(CommandLine &line)
                     "pcapng).",
                     "FILE"});
     line.addOption({"raw", "The input is the bytes of one frame or record."});
-    line.addOption({"as",
-                    "How bytes are written: hex, dump (rows with offsets) or base64; their look "
-                    "decides by default.",
-                    "NOTATION",
-                    {QStringLiteral("hex"), QStringLiteral("dump"), QStringLiteral("base64")}});
+    addNotation(line);
     line.addOption({"framing",
                     "Where messages end in captured TCP streams: lines, length, linux or segments; "
                     "each stream shows it by default.",

@@ -34,6 +34,9 @@ public:
     /// Adds the options that the constructor reads.
     static void addOptions(CommandLine &line);
 
+    /// Adds only the option that says how bytes are written.
+    static void addNotation(CommandLine &line);
+
     /// @param isOneText says that all lines are one message.
     MessageInput(const CommandLine &line, std::optional<KorvinInspect::Form> form,
                  bool isOneText = false);
