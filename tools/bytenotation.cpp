@@ -56,7 +56,9 @@ std::optional<Reading> prefixedBytes(QString text)
     text.remove(comments);
     const auto begin = text.indexOf(QLatin1Char('{'));
     const auto end = text.indexOf(QLatin1Char('}'), begin + 1);
-    const bool isArray = begin >= 0 && end > begin;
+    // A record may have braces, after its first column.
+    const auto comma = text.indexOf(QLatin1Char(','));
+    const bool isArray = begin >= 0 && end > begin && (comma < 0 || comma > begin);
     const int declared = isArray ? declaredSize(text.mid(end)) : -1;
     if (isArray)
         text = text.mid(begin + 1, end - begin - 1);

@@ -6,6 +6,7 @@
 
 #include <korvininspect/hexbytes.h>
 #include <korvininspect/inputtext.h>
+#include <korvininspect/messageshape.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
@@ -65,6 +66,8 @@ void announceTerminal()
 
 QByteArray contentOf(const QString &fileName)
 {
+    if (fileName.isEmpty())
+        fail(QStringLiteral("the name of a file is empty"));
     QFile file(fileName);
     const bool isInput = fileName == QLatin1String("-");
     if (isInput)
@@ -79,15 +82,18 @@ QByteArray contentOf(const QString &fileName)
     return content;
 }
 
-const PackageClass &classNamed(const QString &name)
+const PackageClass &classNamed(const QString &name, const QString &place)
 {
     const PackageClass *found = packageClass(name);
     if (found)
         return *found;
+    if (name == className(ClassId::PackageRequestCombination))
+        fail(QStringLiteral("%1%2: a single package is expected, not a combination")
+                 .arg(place, name));
     QString hint = suggestion(name, classNames());
     if (hint.isEmpty())
         hint = QStringLiteral("; \"korvinpack classes\" lists them");
-    fail(QStringLiteral("%1: no such class%2").arg(name, hint));
+    fail(QStringLiteral("%1%2: no such class%3").arg(place, name, hint));
 }
 
 CommandLine::CommandLine(const Command &command)

@@ -30,8 +30,8 @@ QByteArray contentOf(const QString &fileName);
 /// Tells a person at the terminal that the program waits for input, if standard input is one.
 void announceTerminal();
 
-/// Returns the class of that name. Ends the program if there is none.
-const KorvinInspect::PackageClass &classNamed(const QString &name);
+/// Returns the class of that name. Ends the program if there is none. @p place begins its message.
+const KorvinInspect::PackageClass &classNamed(const QString &name, const QString &place = {});
 
 /// An option of a command.
 struct CommandOption

@@ -3,7 +3,6 @@
 #include "encodecommands.h"
 #include "fieldtable.h"
 #include "messageinput.h"
-#include "shapewords.h"
 
 #include <korvininspect/inputtext.h>
 #include <korvininspect/packagejson.h>
@@ -130,19 +129,6 @@ void declareDecode(CommandLine &line)
     MessageInput::addOptions(line);
 }
 
-/// Ends the program if the words in front of the message contradict the options.
-void checkLabel(const CommandLine &line, const Encoding &encoding, const Captured &input)
-{
-    const KnownShape &label = input.label;
-    const bool hasOtherClass = label.classId && className(*label.classId) != line.value("class");
-    const bool hasOtherForm = label.form && line.isSet("form") && *label.form != encoding.form;
-    if (hasOtherClass || hasOtherForm) {
-        fail(QStringLiteral("%1: begins with \"%2 %3\", which contradicts the options")
-                 .arg(input.origin, formWords().at(static_cast<int>(*label.form)),
-                      className(*label.classId)));
-    }
-}
-
 int decode(const CommandLine &line)
 {
     Encoding encoding = encodingOf(line);
@@ -163,12 +149,12 @@ int decode(const CommandLine &line)
         encoding.form = Form::Text;
 
     const Captured input = MessageInput(line, encoding.form, true).only();
-    checkLabel(line, encoding, input);
     if (isCombination)
         return decodeCombination(line, input);
     const std::unique_ptr<PackageBase> package = packageClass->create();
     if (input.label.form)
         encoding.form = *input.label.form;
+    failUnlessPossible(*packageClass, encoding, input.origin);
     int consumed = 0;
     failUnlessOk(decodePackage(*package, encoding, input.bytes, &consumed), input.origin);
     const QStringList carried = carriedFields(*packageClass, encoding, input.bytes, *package);

@@ -91,7 +91,10 @@ Described packageOf(const QJsonObject &json, const QString &origin)
                             "\"class\": \"CLASS\"")
                  .arg(origin));
     }
-    Described described{classNamed(name.toString()), nullptr};
+    const QString place = origin == QLatin1String(EncodeCommand.name)
+        ? QString()
+        : origin + QLatin1String(": class: ");
+    Described described{classNamed(name.toString(), place), nullptr};
     checkFields(json, described.packageClass, origin);
     described.package = described.packageClass.create();
     const QString fault = packageFromJson(json, *described.package);
@@ -210,6 +213,7 @@ int encode(const CommandLine &line)
         return EXIT_SUCCESS;
     }
 
+    failUnlessPossible(described.packageClass, encoding, origin);
     QByteArray encoded;
     failUnlessOk(encodePackage(*described.package, encoding, &encoded), origin);
     if (line.isSet("raw"))
@@ -266,6 +270,16 @@ void failUnlessOk(const Verdict &verdict, const QString &origin)
 {
     if (!verdict.isOk())
         fail(QStringLiteral("%1: %2").arg(origin, describe(verdict)));
+}
+
+void failUnlessPossible(const PackageClass &packageClass, const Encoding &encoding,
+                        const QString &origin)
+{
+    const MessageShape shape{packageClass.id, encoding.form, encoding.direction};
+    if (!exists(shape)) {
+        fail(QStringLiteral("%1: there is no %2; only data reads and writes have Linux frames")
+                 .arg(origin, describe(shape)));
+    }
 }
 
 const Command EncodeCommand{

@@ -91,9 +91,7 @@ public:
     {
         std::optional<Guess> best;
         const KnownShape known = knownOf(*captured);
-        if (contradicts(*captured))
-            captured->fault = QStringLiteral("its form or class is not that of the options");
-        else if (!isComplete(known))
+        if (!isComplete(known))
             best = bestGuess(captured->bytes, known);
         else
             best = given(captured, known);
@@ -118,14 +116,6 @@ private:
     {
         const ClassId combination = ClassId::PackageRequestCombination;
         return name == className(combination) ? combination : classNamed(name).id;
-    }
-
-    /// Returns whether the words in front of a message say something else than the options.
-    bool contradicts(const Captured &captured) const
-    {
-        const KnownShape &label = captured.label;
-        return (label.classId && m_known.classId.value_or(*label.classId) != *label.classId)
-            || (label.form && m_known.form.value_or(*label.form) != *label.form);
     }
 
     static std::optional<Guess> given(Captured *captured, const KnownShape &known)

@@ -1,3 +1,4 @@
+#include "bytenotation.h"
 #include "classescommand.h"
 #include "commandline.h"
 #include "completion.h"
@@ -6,6 +7,8 @@
 #include "encodecommands.h"
 #include "explaincommands.h"
 #include "suggestion.h"
+
+#include <korvininspect/hexbytes.h>
 
 #include <QtCore/QCoreApplication>
 
@@ -72,7 +75,10 @@ const Command &commandNamed(const QString &name)
         names << QString::fromLatin1(command->name);
     }
     QString hint = suggestion(name, names);
-    if (hint.isEmpty())
+    QByteArray bytes;
+    if (KorvinInspect::bytesFromHex(name, &bytes).isEmpty() && beginAsMessage(bytes))
+        hint = QStringLiteral("; write korvinpack explain \"%1\"").arg(name);
+    else if (hint.isEmpty())
         hint = QStringLiteral("; see korvinpack help");
     fail(QStringLiteral("%1: no such command%2").arg(name, hint));
 }

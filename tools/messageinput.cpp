@@ -6,6 +6,8 @@
 #include "terminal.h"
 #include "textmessages.h"
 
+#include <korvininspect/hexbytes.h>
+
 #include <QtCore/QDateTime>
 #include <QtCore/QFileInfo>
 
@@ -110,7 +112,8 @@ void MessageInput::addOptions(CommandLine &line)
 }
 
 MessageInput::MessageInput(const CommandLine &line, std::optional<Form> form, bool isOneText)
-    : m_isRaw(line.isSet("raw"))
+    : m_line(line)
+    , m_isRaw(line.isSet("raw"))
 {
     line.refuseTogether("raw", {"as", "framing"});
     InputSettings settings = settingsOf(line, form);
@@ -128,7 +131,8 @@ MessageInput::MessageInput(const CommandLine &line, std::optional<Form> form, bo
 
 MessageInput::MessageInput(const CommandLine &line, std::optional<Form> form, const QString &name,
                            const QByteArray &text)
-    : m_name(name)
+    : m_line(line)
+    , m_name(name)
     , m_text(text)
 {
     InputSettings settings = settingsOf(line, form);
@@ -147,8 +151,13 @@ void MessageInput::open(const CommandLine &line)
     constexpr int StandardInput = 0;
     const bool isOpen = isInput ? m_file.open(StandardInput, QIODevice::ReadOnly)
                                 : m_file.open(QIODevice::ReadOnly);
-    if (!isOpen)
-        fail(QStringLiteral("%1: %2").arg(m_name, m_file.errorString()));
+    if (isOpen)
+        return;
+    QByteArray bytes;
+    const bool isMessage = bytesFromHex(m_name, &bytes).isEmpty() && beginAsMessage(bytes);
+    fail(QStringLiteral("%1: %2%3")
+             .arg(m_name, m_file.errorString(),
+                  isMessage ? QStringLiteral("; give bytes without --file") : QString()));
 }
 
 void MessageInput::begin(InputSettings settings)
@@ -181,6 +190,22 @@ void MessageInput::failOf(const QString &fault) const
                          : QString()));
 }
 
+/// Returns how the words in front of a message contradict the options; empty if they do not.
+QString MessageInput::contradictionOf(const KnownShape &label) const
+{
+    if (!label.form)
+        return {};
+    const QString form = formWords().at(static_cast<int>(*label.form));
+    const QString name = className(*label.classId);
+    const bool hasOtherForm = m_line.isSet("form") && m_line.value("form") != form;
+    const bool hasOtherClass = m_line.isSet("class") && m_line.value("class") != name;
+    if (!hasOtherForm && !hasOtherClass)
+        return {};
+    return QStringLiteral("begins with \"%1 %2\", which contradicts --%3 %4")
+        .arg(form, name, QLatin1String(hasOtherForm ? "form" : "class"),
+             m_line.value(hasOtherForm ? "form" : "class"));
+}
+
 /// Says once what each notation was understood as.
 void MessageInput::tell(const FoundMessage &message)
 {
@@ -205,7 +230,11 @@ bool MessageInput::read(Captured *captured)
     FoundMessage message;
     if (!m_source->next(&message))
         return false;
-    tell(message);
+    const QString contradiction = contradictionOf(message.label);
+    if (!contradiction.isEmpty())
+        message.fault = contradiction;
+    if (message.fault.isEmpty())
+        tell(message);
     *captured = Captured();
     captured->bytes = message.bytes;
     captured->fault = message.fault;

@@ -58,9 +58,11 @@ private:
     void open(const CommandLine &line);
     void begin(InputSettings settings);
     bool read(Captured *captured);
+    QString contradictionOf(const KorvinInspect::KnownShape &label) const;
     void tell(const FoundMessage &message);
     [[noreturn]] void failOf(const QString &fault) const;
 
+    const CommandLine &m_line;
     QString m_name;
     QByteArray m_text;
     QBuffer m_buffer;

@@ -34,15 +34,27 @@ int distance(const QString &from, const QString &to)
     return row.back();
 }
 
+/// Returns the only name that begins with the word; empty if none does, or several do.
+QString onlyOneFor(const QString &word, const QStringList &names)
+{
+    constexpr int ShortestBeginning = 3;
+    QStringList fitting;
+    for (const QString &name : names) {
+        if (word.size() >= ShortestBeginning && name.startsWith(word, Qt::CaseInsensitive))
+            fitting << name;
+    }
+    return fitting.size() == 1 ? fitting.constFirst() : QString();
+}
+
 } // namespace
 
 QString suggestion(const QString &word, const QStringList &names)
 {
     if (word.isEmpty() || word.size() > LongestWord)
         return {};
-    QString best;
+    QString best = onlyOneFor(word, names);
     int least = std::max(1, static_cast<int>(word.size()) / 3) + 1;
-    for (const QString &name : names) {
+    for (const QString &name : best.isEmpty() ? names : QStringList()) {
         const int changes = distance(word.toLower(), name.toLower());
         if (changes < least) {
             least = changes;
