@@ -40,8 +40,8 @@ bool isHex(const QString &text)
 
 void note(const QString &message)
 {
-    constexpr int MostCharacters = 2000;
-    const QByteArray line = "korvinpack: " + printable(message, MostCharacters).toUtf8() + '\n';
+    constexpr int LongestNote = 2000;
+    const QByteArray line = "korvinpack: " + printable(message, LongestNote).toUtf8() + '\n';
     std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), stderr);
 }
 

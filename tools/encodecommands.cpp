@@ -139,8 +139,8 @@ void insertFields(const CommandLine &line, const QString &origin, QJsonObject *j
 /// Prints a record. A terminal gets no characters that would control it.
 void printRecord(const QByteArray &record)
 {
-    constexpr int MostCharacters = 1 << 30;
-    print(isTerminal(stdout) ? printable(textFromUtf8(record), MostCharacters).toUtf8() + '\n'
+    constexpr int LongestRecord = 1 << 30;
+    print(isTerminal(stdout) ? printable(textFromUtf8(record), LongestRecord).toUtf8() + '\n'
                              : record + '\n');
 }
 
