@@ -47,8 +47,15 @@ int declaredSize(const QString &afterArray)
     return match.hasMatch() ? match.captured(1).toInt() : -1;
 }
 
-/// Reads numbers with 0x. Returns nothing for texts with other words in between.
-std::optional<Reading> prefixedBytes(QString text)
+/// The numbers of a text, and what else it says.
+struct Numbers
+{
+    QStringList words;
+    bool isArray = false; ///< Whether they are in braces.
+    int declared = -1;    ///< How many there should be; -1 if the text does not say.
+};
+
+Numbers numbersOf(QString text)
 {
     static const QRegularExpression comments(QStringLiteral("/\\*.*?\\*/|//[^\n]*"),
                                              QRegularExpression::DotMatchesEverythingOption);
@@ -58,43 +65,64 @@ std::optional<Reading> prefixedBytes(QString text)
     const auto end = text.indexOf(QLatin1Char('}'), begin + 1);
     // A record may have braces, after its first column.
     const auto comma = text.indexOf(QLatin1Char(','));
-    const bool isArray = begin >= 0 && end > begin && (comma < 0 || comma > begin);
-    const int declared = isArray ? declaredSize(text.mid(end)) : -1;
-    if (isArray)
+    Numbers numbers;
+    numbers.isArray = begin >= 0 && end > begin && (comma < 0 || comma > begin);
+    if (numbers.isArray) {
+        numbers.declared = declaredSize(text.mid(end));
         text = text.mid(begin + 1, end - begin - 1);
-    const QStringList numbers = text.split(gaps, Qt::SkipEmptyParts);
-    QByteArray digits;
-    for (const QString &number : numbers) {
-        QString value = number.toLower();
-        if (!value.startsWith(QLatin1String("0x"))) {
-            if (!isArray)
-                return {};
-            return refused(QStringLiteral("\"%1\" in the array has no 0x: it may be decimal or "
-                                          "hexadecimal; write 0x before every byte")
-                               .arg(number));
-        }
-        value = value.mid(2);
-        if (numbers.size() > 1 && value.size() > 2) {
-            return refused(QStringLiteral("\"%1\" is more than a byte: its bytes may come in this "
-                                          "order or the low one first; write single bytes")
-                               .arg(number));
-        }
-        digits += (value.size() % 2 == 1 ? QLatin1Char('0') + value : value).toLatin1();
     }
+    numbers.words = text.split(gaps, Qt::SkipEmptyParts);
+    return numbers;
+}
+
+/// Appends the byte or bytes of a number with 0x. Returns what is wrong; empty on success.
+QString appendNumber(const QString &number, bool isOnly, QByteArray *bytes)
+{
+    QString digits = number.mid(2);
+    if (!number.startsWith(QLatin1String("0x"), Qt::CaseInsensitive)) {
+        return QStringLiteral("\"%1\" in the array has no 0x: it may be decimal or hexadecimal; "
+                              "write 0x before every byte")
+            .arg(number);
+    }
+    if (!isOnly && digits.size() > 2) {
+        return QStringLiteral("\"%1\" is more than a byte: its bytes may come in this order or the "
+                              "low one first; write single bytes")
+            .arg(number);
+    }
+    if (digits.size() % 2 == 1)
+        digits.prepend(QLatin1Char('0'));
+    QByteArray more;
+    if (!bytesFromHex(digits, &more).isEmpty() || more.isEmpty())
+        return QStringLiteral("\"%1\" is not a hexadecimal number").arg(number);
+    *bytes += more;
+    return {};
+}
+
+/// Reads numbers with 0x. Returns nothing for texts with other words in between.
+std::optional<Reading> prefixedBytes(const QString &text)
+{
+    const Numbers numbers = numbersOf(text);
     QByteArray bytes;
-    const QString fault = bytesFromHex(QString::fromLatin1(digits), &bytes);
-    if (!fault.isEmpty() || bytes.isEmpty())
-        return isArray ? std::optional(refused(QStringLiteral("the array has no bytes with 0x")))
-                       : std::nullopt;
-    if (declared >= 0 && declared != bytes.size()) {
+    for (const QString &number : numbers.words) {
+        const QString fault = appendNumber(number, numbers.words.size() == 1, &bytes);
+        const bool hasPrefix = number.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
+        if (!numbers.isArray && !hasPrefix)
+            return {};
+        if (!fault.isEmpty())
+            return refused(fault);
+    }
+    if (bytes.isEmpty())
+        return numbers.isArray ? std::optional(refused(QStringLiteral("the array is empty")))
+                               : std::nullopt;
+    if (numbers.declared >= 0 && numbers.declared != bytes.size()) {
         return refused(QStringLiteral("the array has %1, its declared length is %2")
                            .arg(byteCount(bytes.size()))
-                           .arg(declared));
+                           .arg(numbers.declared));
     }
-    if (isArray)
+    if (numbers.isArray)
         return understood(bytes, QStringLiteral("a C array"));
     return understood(bytes,
-                      numbers.size() > 1
+                      numbers.words.size() > 1
                           ? QStringLiteral("numbers with 0x")
                           : QStringLiteral("one number with 0x, in the order of its digits"));
 }
@@ -108,38 +136,59 @@ int escapeValue(char letter)
     return found == std::end(Letters) - 1 ? -1 : static_cast<quint8>(Values[found - Letters]);
 }
 
-/// Reads a string of C or Python with escapes, in quotation marks or without.
+/// Joins what is in quotation marks, escapes as they are.
+///
+/// @param fault becomes what is wrong outside of them.
+QByteArray quotedText(const QByteArray &text, QString *fault)
+{
+    QByteArray inside;
+    char quote = '\0'; // the open one
+    for (int i = 0; i < text.size(); ++i) {
+        const char letter = text.at(i);
+        if (letter == quote) {
+            quote = '\0';
+        } else if (quote != '\0') {
+            inside += letter;
+            if (letter == '\\' && i + 1 < text.size())
+                inside += text.at(++i);
+        } else if (letter == '"' || letter == '\'') {
+            quote = letter;
+        } else if (fault->isEmpty() && !QByteArray(" \t\r\n\\bB;").contains(letter)) {
+            *fault = QStringLiteral("\"%1\" at character %2 is outside the string")
+                         .arg(QChar::fromLatin1(letter))
+                         .arg(i + 1);
+        }
+    }
+    return inside;
+}
+
+/// Reads a string of C or Python with escapes. Without quotation marks it has nothing but escapes
+/// of the form \x00, and blanks.
 Reading escapedBytes(const QByteArray &text)
 {
     constexpr int HexEscape = 4;
     const bool isQuoted = text.contains('"') || text.contains('\'');
-    char quote = isQuoted ? '\0' : ' '; // the open one
+    QString fault;
+    const QByteArray inside = isQuoted ? quotedText(text, &fault) : text;
+    if (!fault.isEmpty())
+        return refused(fault);
     QByteArray bytes;
-    for (int i = 0; i < text.size(); ++i) {
-        const char letter = text.at(i);
+    for (int i = 0; i < inside.size(); ++i) {
+        const char letter = inside.at(i);
+        const char next = inside.mid(i + 1, 1).append('\1').at(0);
         QByteArray escaped;
-        if (quote != '\0' && letter == '\\' && text.mid(i + 1, 1) == "x"
-            && bytesFromHex(QString::fromLatin1(text.mid(i + 2, 2)), &escaped).isEmpty()
-            && escaped.size() == 1) {
+        bytesFromHex(QString::fromLatin1(inside.mid(i + 2, 2)), &escaped);
+        if (letter == '\\' && next == 'x' && escaped.size() == 1) {
             bytes += escaped;
             i += HexEscape - 1;
-        } else if (isQuoted && quote != '\0' && letter == '\\'
-                   && escapeValue(text.mid(i + 1, 1).append('?').at(0)) >= 0) {
-            bytes += static_cast<char>(escapeValue(text.at(++i)));
-        } else if (isQuoted && quote == '\0') {
-            if (letter == '"' || letter == '\'')
-                quote = letter;
-            else if (!QByteArray(" \t\r\n\\bB;").contains(letter))
-                return refused(QStringLiteral("\"%1\" at character %2 is outside the string")
-                                   .arg(QChar::fromLatin1(letter))
-                                   .arg(i + 1));
-        } else if (isQuoted && letter == quote) {
-            quote = '\0';
+        } else if (isQuoted && letter == '\\' && escapeValue(next) >= 0) {
+            bytes += static_cast<char>(escapeValue(next));
+            ++i;
         } else if (isQuoted && letter != '\\') {
             bytes += letter;
         } else if (!QByteArray(" \t\r\n").contains(letter)) {
-            return refused(QStringLiteral("\"%1\" at character %2 begins no byte; expected \\x and "
-                                          "two hexadecimal digits")
+            return refused(QStringLiteral("\"%1\" at character %2 of the string begins no byte; "
+                                          "expected \\x and two hexadecimal digits")
                                .arg(QChar::fromLatin1(letter))
                                .arg(i + 1));
         }
@@ -172,10 +221,11 @@ Reading readBase64(const QByteArray &text)
 /// Reads what has more than plain digits. Returns nothing where none of the notations fits.
 std::optional<Reading> readDecorated(const QByteArray &text, std::optional<Form> form)
 {
-    if (text.contains("\\x"))
+    static const QRegularExpression beginsAsString(QStringLiteral("^\\s*([bB]?[\"']|\\\\x)"));
+    if (text.contains("\\x") && textFromUtf8(text).contains(beginsAsString))
         return escapedBytes(text);
     if (text.contains('{') || text.contains("0x") || text.contains("0X")) {
-        const std::optional<Reading> reading = prefixedBytes(textFromUtf8(text));
+        std::optional<Reading> reading = prefixedBytes(textFromUtf8(text));
         if (reading)
             return reading;
     }

@@ -11,7 +11,7 @@ namespace {
 constexpr int FewestOffsetDigits = 4;
 constexpr int MostOffsetDigits = 16;
 constexpr int OdOffsetDigits = 7;
-constexpr qint64 LargestDump = 4 * 1024 * 1024;
+constexpr qint64 LargestDump = 1 << 22;
 
 bool isHexDigit(char letter)
 {

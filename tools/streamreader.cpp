@@ -42,7 +42,7 @@ Agreement lengthsOf(const QByteArray &bytes)
 Agreement linesOf(const QByteArray &bytes)
 {
     const auto isOfText = [](char letter) { return letter >= ' ' || letter < 0 || letter == '\t'; };
-    const auto end = std::find_if_not(bytes.begin(), bytes.end(), isOfText);
+    const auto *const end = std::find_if_not(bytes.begin(), bytes.end(), isOfText);
     if (end == bytes.end())
         return Agreement::Perhaps;
     return *end == '\n' || *end == '\r' ? Agreement::Whole : Agreement::None;
@@ -163,6 +163,7 @@ std::vector<Piece> StreamReader::split(const Piece &piece)
     if (fault != FramingFault::None)
         m_fault = KorvinExchange::describe(fault);
     std::vector<Piece> messages;
+    messages.reserve(found.size());
     for (const QByteArray &bytes : found)
         messages.push_back({bytes, piece.packet, piece.time, false});
     return messages;

@@ -129,7 +129,7 @@ TEST(TextMessages, EachNotationGivesTheBytes)
 TEST(TextMessages, RecordsAreLeftAsTheyAre)
 {
     for (const char *record : {"7,usb0,0,0,0,0,0,0,0,0,read,3,,ok,ok", "7,0x10,0", "7,{a},",
-                               "ReadData^1|x^", "12,0,", "7,AAAA,\\,"}) {
+                               "ReadData^1|x^", "12,0,", "7,AAAA,\\,", "7,C:\\x,\"a\""}) {
         SCOPED_TRACE(record);
         const std::vector<FoundMessage> messages = messagesOf(QByteArray(record) + "\r\n");
         ASSERT_EQ(messages.size(), 1U);
