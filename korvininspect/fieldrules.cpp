@@ -257,7 +257,7 @@ FieldRefusal accessRefusal(const WireField &field, const MessageShape &shape)
 
 FieldRefusal refusalOf(const WireField &field, const MessageShape &shape)
 {
-    const FieldRefusal refusal =
+    FieldRefusal refusal =
         field.column < 0 ? byteRefusal(field, shape) : columnRefusal(field, shape);
     if (refusal.refusal != Refusal::None || field.type != WireType::ReadWriteCode)
         return refusal;
