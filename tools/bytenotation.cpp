@@ -101,12 +101,12 @@ QString appendNumber(const QString &number, bool isOnly, QByteArray *bytes)
 /// Reads numbers with 0x. Returns nothing for texts with other words in between.
 std::optional<Reading> prefixedBytes(const QString &text)
 {
+    static const QRegularExpression hexNumber(QStringLiteral("^0[xX][0-9a-fA-F]+$"));
     const Numbers numbers = numbersOf(text);
     QByteArray bytes;
     for (const QString &number : numbers.words) {
         const QString fault = appendNumber(number, numbers.words.size() == 1, &bytes);
-        const bool hasPrefix = number.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
-        if (!numbers.isArray && !hasPrefix)
+        if (!numbers.isArray && !number.contains(hexNumber))
             return {};
         if (!fault.isEmpty())
             return refused(fault);
