@@ -61,8 +61,12 @@ QByteArray overview()
     }
     return text
         + "\n"
-          "See korvinpack help COMMAND for more. After wrong input the exit status is 2,\n"
-          "with one line on standard error and nothing on standard output.\n";
+          "See korvinpack help COMMAND for more.\n"
+          "\n"
+          "Exit status:\n"
+          "  0  success\n"
+          "  1  check refuses an input, diff found a difference, or conform a fault\n"
+          "  2  wrong input or arguments: one line on standard error names them\n";
 }
 
 /// Returns the command of that name. Ends the program if there is none.

@@ -43,3 +43,11 @@ KnownShape takeLabel(QByteArray *message)
     message->remove(0, classEnd + 1);
     return {static_cast<ClassId>(classId), static_cast<Form>(form), {}};
 }
+
+bool isMessage(const QByteArray &bytes)
+{
+    QByteArray message = bytes;
+    const KnownShape label = takeLabel(&message);
+    const std::optional<Guess> best = bestGuess(message, label);
+    return best && best->verdict.isOk();
+}

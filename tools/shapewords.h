@@ -18,4 +18,7 @@ QStringList classNames();
 /// them. Nothing is known and nothing removed if there are none.
 KorvinInspect::KnownShape takeLabel(QByteArray *message);
 
+/// Returns whether bytes are a message that check() accepts, with form and class in front or not.
+bool isMessage(const QByteArray &bytes);
+
 #endif

@@ -5,7 +5,6 @@
 #include <korvinexchange/lengthprefixframing.h>
 #include <korvinexchange/lineframing.h>
 #include <korvinexchange/linuxframing.h>
-#include <korvininspect/packageguess.h>
 
 #include <QtCore/QtEndian>
 
@@ -46,14 +45,6 @@ Agreement linesOf(const QByteArray &bytes)
     if (end == bytes.end())
         return Agreement::Perhaps;
     return *end == '\n' || *end == '\r' ? Agreement::Whole : Agreement::None;
-}
-
-bool isMessage(const QByteArray &bytes)
-{
-    QByteArray message = bytes;
-    const KnownShape label = takeLabel(&message);
-    const std::optional<Guess> best = bestGuess(message, label);
-    return best && best->verdict.isOk();
 }
 
 qint64 sizeOf(const std::vector<QByteArray> &messages)

@@ -4,6 +4,8 @@
 #include "hexdump.h"
 #include "shapewords.h"
 
+#include <korvininspect/hexbytes.h>
+
 #include <QtCore/QIODevice>
 
 #include <algorithm>
@@ -31,6 +33,16 @@ bool isBase64Row(const QByteArray &line)
     };
     return (line.size() == MimeRow || line.size() == MailRow)
         && std::all_of(line.begin(), line.end(), isOfBase64);
+}
+
+/// Returns whether a line is nothing but digits, as "xxd -p" prints them.
+bool isPlainRow(const QByteArray &line, int *size)
+{
+    QByteArray bytes;
+    const QByteArray digits = line.trimmed();
+    *size = static_cast<int>(digits.size());
+    return !digits.isEmpty() && !digits.contains(' ')
+        && bytesFromHex(QString::fromLatin1(digits), &bytes).isEmpty();
 }
 
 /// Returns whether the message goes on in the next line.
@@ -84,6 +96,24 @@ void TextMessages::readRows(QByteArray *text)
     --m_line;
 }
 
+/// Returns whether a line may be a full row of "xxd -p" that the next line continues. Such a line
+/// is often a message as well.
+bool TextMessages::isContinued(const QByteArray &line)
+{
+    constexpr int FullRow = 60;
+    int size = 0;
+    if (!isPlainRow(line, &size) || size != FullRow
+        || isMessage(QByteArray::fromHex(line.trimmed())))
+        return false;
+    QByteArray next;
+    const bool isContinued = readLine(&next) && isPlainRow(next, &size) && size <= FullRow;
+    if (!next.isEmpty()) {
+        m_putBack = next;
+        --m_line;
+    }
+    return isContinued;
+}
+
 Reading TextMessages::readGroup(const QByteArray &line, std::optional<Form> form)
 {
     const bool mayBeDump = m_settings.notation == Notation::Dump
@@ -103,6 +133,12 @@ Reading TextMessages::readGroup(const QByteArray &line, std::optional<Form> form
     if (m_settings.notation == Notation::Dump)
         return {{}, {}, QStringLiteral("no row of a dump: an offset and bytes expected")};
     QByteArray text = line;
+    if (mayBeDump && !m_settings.isOneText && isContinued(line)) {
+        return {{},
+                {},
+                QStringLiteral("30 bytes, or the first row of a longer message; join its rows, or "
+                               "say --as hex")};
+    }
     if (form != Form::Text || m_settings.isOneText)
         readRows(&text);
     for (int ends = 0; ends < 2 && (text.endsWith('\n') || text.endsWith('\r')); ++ends)

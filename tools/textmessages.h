@@ -20,6 +20,7 @@ public:
 private:
     bool readLine(QByteArray *line);
     void readRows(QByteArray *text);
+    bool isContinued(const QByteArray &line);
     Reading readGroup(const QByteArray &line, std::optional<KorvinInspect::Form> form);
     void readMessage(QByteArray line, FoundMessage *message);
     bool takeFromPackets(FoundMessage *message);

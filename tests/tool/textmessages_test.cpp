@@ -230,6 +230,25 @@ TEST(TextMessages, WhatHasTwoReadingsIsRefusedWithBoth)
     EXPECT_EQ(messagesOf("00,05", settings).at(0).bytes, QByteArray("00,05"));
 }
 
+TEST(TextMessages, RowsOfPlainDigitsAreOneMessageOrMany)
+{
+    // xxd -p breaks lines after 30 bytes; a request of 30 bytes has a line of its own.
+    const QByteArray broken = hex("00 0500 00 01 00 1C000000") + QByteArray(28, '\x7F');
+    const QByteArray whole = hex("00 0500 00 01 00 14000000") + QByteArray(20, '\x7F');
+    const QByteArray rows = broken.left(30).toHex() + '\n' + broken.mid(30).toHex() + '\n';
+    EXPECT_EQ(messagesOf(rows).at(0).fault,
+              QStringLiteral("30 bytes, or the first row of a longer message; join its rows, or "
+                             "say --as hex"));
+    InputSettings settings;
+    settings.isOneText = true;
+    EXPECT_EQ(messagesOf(rows, settings).at(0).bytes, broken);
+    const std::vector<FoundMessage> messages =
+        messagesOf(whole.toHex() + '\n' + whole.toHex() + '\n');
+    ASSERT_EQ(messages.size(), 2U);
+    EXPECT_EQ(messages[1].bytes, whole);
+    EXPECT_EQ(messagesOf(broken.left(30).toHex() + "\n\n").at(0).bytes, broken.left(30));
+}
+
 TEST(TextMessages, PlainDigitsAreNoDump)
 {
     for (const char *text : {"0005 0000 0100", "00 0400 75736230 0100", "55AA 00 07 00 FF",
