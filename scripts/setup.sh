@@ -3,7 +3,8 @@
 #
 # Usage: setup.sh [--tests | --docs | --packages | --ci | --benchmarks | --peers]
 #   --tests       also what the tests need: GoogleTest, tshark, which runs the dissector, valgrind, which
-#                 counts instructions, and what builds and tests the Python package; without a browser, the test that needs one is skipped
+#                 counts instructions, shells that complete, and what builds and tests the Python
+#                 package; without a browser, the test that needs one is skipped
 #   --docs        also what .ci/docs.sh needs, with a browser
 #   --packages    also what scripts/package.sh and .ci/package-trial.sh need
 #   --ci          also what the checks of .ci/run need
@@ -13,7 +14,7 @@ set -euo pipefail
 
 packages=(cmake g++ make ninja-build pkg-config python3 qtbase5-dev)
 if [[ ${1:-} == --tests || ${1:-} == --ci ]]; then
-    packages+=(bsdutils libgtest-dev tshark valgrind)
+    packages+=(bsdutils fish libgtest-dev tshark valgrind zsh)
     packages+=(mypy pybind11-dev python3-coverage python3-dev python3-hypothesis python3-jsonschema
         python3-pytest python3-pytest-asyncio python3-serial)
 fi
