@@ -3,6 +3,7 @@
 #include "classlayouts_p.h"
 #include "fieldcopies_p.h"
 
+#include <algorithm>
 #include <limits>
 #include <numeric>
 
@@ -18,11 +19,11 @@ enum Weight : int {
     NoWord = 2,        // in addition, where the field is a word, and not a number
     Access = 5,        // a read with the code of a write, or a write with that of a read
     Bytes = 2,         // that bytes are missing or left over; in addition each of them:
-    MostMissing = 6,   // up to so many that are missing
+    MostMissing = 4,   // up to so many that are missing
     MostTrailing = 12, // up to so many that are left over
-    Column = 5,        // each column that is missing or left over, up to MostColumns
-    MostColumns = 8,
-    Gap = 4 // that a byte is missing or too much before the last field
+    Column = 5,        // each column that is missing or left over
+    MostOfItem = 12,   // of a combination
+    Gap = 4            // that a byte is missing or too much before the last field
 };
 
 constexpr int MostShifted = 4096; // of a larger message, no byte or column is looked for
@@ -230,12 +231,12 @@ int weightOfShifted(QStringView record, const MessageShape &shape, Fault fault)
                         ColumnWeights(shifted, shape).all());
 }
 
-int weightOfRecord(QStringView record, const MessageShape &shape, qint64 enough)
+qint64 weightOfRecord(QStringView record, const MessageShape &shape, qint64 enough)
 {
     const bool isReply = shape.direction == Direction::Reply;
     const int written = Korvin::writtenColumns(rowOf(shape), isReply);
     const int missing = written - columnsOf(record);
-    int weight = Column * qMin<int>(MostColumns, qAbs(missing));
+    qint64 weight = Column * qint64(qAbs(missing));
     if (Korvin::neededColumns(rowOf(shape), isReply) > written)
         weight += Value; // no decoder reads what an encoder writes
     if (weight >= enough)
@@ -245,15 +246,18 @@ int weightOfRecord(QStringView record, const MessageShape &shape, qint64 enough)
     return weight + sumOf(ColumnWeights(record, shape).all());
 }
 
-int weightOfItem(QStringView item)
+qint64 weightOfItem(QStringView item)
 {
     const auto caret = item.indexOf(QLatin1Char('^'));
-    if (caret < 0)
-        return Value;
-    const std::optional<ClassId> id = classOfType(item.left(caret));
-    if (!id)
-        return Value;
-    return weightOfRecord(item.mid(caret + 1), {*id, Form::Text, Direction::Request}, MostWeight);
+    const QStringView type = item.left(qMax<qsizetype>(0, caret));
+    if (const std::optional<ClassId> id = classOfType(type)) {
+        const MessageShape shape{*id, Form::Text, Direction::Request};
+        return qMin<qint64>(MostOfItem, weightOfRecord(item.mid(caret + 1), shape, MostOfItem));
+    }
+    const bool isWord = std::all_of(type.begin(), type.end(), [](QChar character) {
+        return startsWithLetter(QStringView(&character, 1));
+    });
+    return isWord && !type.isEmpty() ? Value : MostOfItem;
 }
 
 qint64 weightOfText(const QString &record, const MessageShape &shape, qint64 enough)
