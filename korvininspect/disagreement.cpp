@@ -157,7 +157,7 @@ public:
             endAt(field.offset);
         const bool isCut = field.present < field.width;
         if (isCut)
-            m_whole = qMin(m_whole, m_weights.size());
+            m_whole = qMin(m_whole, static_cast<int>(m_weights.size()));
         m_weights.append(isCut ? 0 : m_field.of(field));
         m_missing += isCut ? field.width - field.left : 0;
         m_end = qMax(m_end, field.offset + field.width);
@@ -169,7 +169,7 @@ public:
     Weights wholeFields() const
     {
         Weights whole = m_weights;
-        whole.resize(qMin(m_whole, whole.size()));
+        whole.resize(qMin(m_whole, static_cast<int>(whole.size())));
         return whole;
     }
 
@@ -303,7 +303,7 @@ int weightOfFrame(const QByteArray &frame, const MessageShape &shape, qint64 eno
         return Gap + weights.ofSize() + weightAround(fault, plain.wholeFields(), weights.fields());
     };
     QByteArray longer = frame;
-    longer.insert(qMin<int>(first, frame.size()), '\1');
+    longer.insert(qMin(first, static_cast<int>(frame.size())), '\1');
     QByteArray shorter = frame;
     shorter.remove(first, 1);
     return qMin(

@@ -628,7 +628,8 @@ QByteArray htmlPage(const QByteArray &input, const MessageShape &shape,
                     const QString &guess)
 {
     const QString title = shown(describe(shape));
-    const int size = shape.form == Form::Text ? textFromUtf8(input).size() : input.size();
+    const auto size =
+        static_cast<int>(shape.form == Form::Text ? textFromUtf8(input).size() : input.size());
     const Explained explained{fields, faultOf(verdict, fields, shape.form, size)};
     const Map map = mapOf(input, explained, shape.form);
     const QString hint =
