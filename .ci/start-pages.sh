@@ -22,7 +22,9 @@ pages=(README.md docs/start-*.md)
 python3 tests/docs/pages_test.py "${pages[@]}"
 echo "start-pages: ${#pages[@]} pages do what they show"
 
-pasted=$(sed -n '/<!-- paste -->/,/^```$/{/^```\|^$\|^<!--/!p}' README.md)
+pasted=$(awk '/^<!-- paste -->/ { wanted = 1; next }
+    /^```/ { if (inside) exit; inside = wanted; next }
+    inside' README.md)
 times=5
 for ((i = 1; i <= times; ++i)); do
     output=$(timeout 900 bash -c "$pasted" 2>&1)

@@ -11,12 +11,11 @@ using namespace KorvinInspect;
 QByteArray answerOf(const QByteArray &request)
 {
     PackageRequestReadData served;
-    int consumed = 0;
-    served.UnPackageRequest(request, 0, &consumed);
+    served.unPackageRequest(QString::fromUtf8(request));
     served.setData(QByteArray("\x01\xFF\x10", 3).left(served.getReplyDataLength()));
     served.setReplyDataLength(served.data().size());
     served.setPackResult(OrvexEnum::PackOk);
-    return served.MackPackageReply(false);
+    return served.makePackageReply().toUtf8();
 }
 
 int main()
@@ -25,21 +24,19 @@ int main()
     PackageRequestReadData request(QStringLiteral("usb0"), 0, 255, 1, 2, 65535, 0x0A00, 0x0010, 0,
                                    3000, QStringLiteral("tag"), 3);
     const quint64 serialNum = request.getSerialNum();
-    const QByteArray sent = request.MackPackageRequest();
+    const QByteArray sent = request.makePackageRequest().toUtf8();
     const QByteArray received = answerOf(sent);
-    std::printf("sent      %s\n", sent.toHex(' ').constData());
-    std::printf("received  %s\n", received.toHex(' ').constData());
+    std::printf("sent      %s\n", sent.constData());
+    std::printf("received  %s\n", received.constData());
 
     const Verdict verdict =
-        check(received, {ClassId::PackageRequestReadData, Form::Frame, Direction::Reply});
+        check(received, {ClassId::PackageRequestReadData, Form::Text, Direction::Reply});
     if (!verdict.isOk()) {
         std::printf("refused   %s\n", qUtf8Printable(describe(verdict)));
         return 1;
     }
-    int consumed = 0;
-    bool full = false;
-    if (!request.UnPackageReply(received, 0, &consumed, &full)
-        || request.getSerialNum() != serialNum || !request.isPackageSuccess()) {
+    if (!request.unPackageReply(QString::fromUtf8(received)) || request.getSerialNum() != serialNum
+        || !request.isPackageSuccess()) {
         std::printf("failed\n");
         return 1;
     }
