@@ -28,7 +28,7 @@ pasted=$(awk '/^<!-- paste -->/ { wanted = 1; next }
 times=5
 for ((i = 1; i <= times; ++i)); do
     output=$(timeout 900 bash -c "$pasted" 2>&1)
-    if [[ $output != *$'\n01 FF 10'* ]]; then
+    if [[ $output != *"read 0x0A000010 3 "*" ok, "*" 01 FF 10"* ]]; then
         echo "start-pages: pasted the ${i}th time, the block of README.md printed: $output" >&2
         exit 1
     fi

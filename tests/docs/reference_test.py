@@ -184,6 +184,29 @@ class ReferenceTest(unittest.TestCase):
             self.assertEqual(looks["tooWide"], [], name)
             self.assertLessEqual(looks["width"], WIDTH, name)
 
+    def test_classes_begin_with_their_layouts(self):
+        self.browser.open(FOLDER / "classPackageRequestReadData.html", "light")
+        table, members = self.browser.run(
+            "return ['table.markdownTable', 'table.memberdecls'].map(selector =>"
+            "    document.querySelector('.contents ' + selector).getBoundingClientRect().top);")
+        self.assertLess(table, members)
+
+    def test_operations_are_one_click_from_their_class(self):
+        self.browser.open(FOLDER / "classPackageRequestReadData.html", "light")
+        shown = self.browser.run(
+            "return [...document.querySelectorAll('.memItemRight')]"
+            "    .filter(cell => cell.offsetHeight > 0).map(cell => cell.textContent.split(' (')[0].trim())")
+        for name in ("data", "getReplyDataLength", "UnPackageReply", "isPackageSuccess", "getSerialNum"):
+            self.assertIn(name, shown)
+
+    def test_large_windows_have_a_tree(self):
+        trees = []
+        for width in (1400, WIDTH):
+            with self.browser.window(width, 800):
+                self.browser.open(FOLDER / "classPackageBase.html", "light")
+                trees.append(self.browser.run("return document.querySelector('#side-nav').offsetWidth > 100"))
+        self.assertEqual(trees, [True, False])
+
     def test_types_of_members_are_whole(self):
         for name in CLASS_PAGES:
             self.browser.open(FOLDER / f"{name}.html", "light")
