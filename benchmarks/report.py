@@ -125,7 +125,7 @@ class Verdicts:
             for threads, _, part in rates:
                 if who == "library" and threads > 1:
                     yield [f"request frame, {operation}, {obj}, {threads} threads",
-                           f"at least {targets.LEAST_SCALING:.0%} of what the cores allow", f"{part:.0%}",
+                           f"at least {targets.LEAST_SCALING:.0%} of threads that copy", f"{part:.0%}",
                            self.word(part >= targets.LEAST_SCALING, self.thread_doubts)]
         counts = instructions.accepted(COUNTS)
         for name, most in targets.MOST_INSTRUCTIONS.items():

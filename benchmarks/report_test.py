@@ -121,14 +121,19 @@ class DoubtTest(unittest.TestCase):
 class ThreadsTest(unittest.TestCase):
     def test_the_cores_that_are_there_count(self):
         for cores, parts in ((4, [1, 0.95, 0.9]), (2, [1, 0.95, 1.8])):
-            run = run_of([threaded("library", 10, 19, 36)], num_cpus=cores)
-            rates = targets.scaling(run)["library", "decode", "fresh"]
+            run = run_of([threaded("floor", 10, 19, 36)], num_cpus=cores)
+            rates = targets.scaling(run)["floor", "decode", "fresh"]
             self.assertEqual([threads for threads, *_ in rates], [1, 2, 4])
             for (_, _, part), expected in zip(rates, parts):
                 self.assertAlmostEqual(part, expected)
 
+    def test_the_library_is_compared_with_threads_that_copy(self):
+        run = run_of([threaded("floor", 10, 20, 32) + threaded("library", 5, 9, 8)])
+        parts = [part for *_, part in targets.scaling(run)["library", "decode", "fresh"]]
+        self.assertEqual(parts, [1, 0.9, 0.5])
+
     def test_rates_are_those_of_the_clock(self):
-        rows = threaded("library", 10, 20, 40)
+        rows = threaded("floor", 1, 2, 4) + threaded("library", 10, 20, 40)
         for row in rows:
             row["cpu_time"] = 100.0
         rates = targets.scaling(run_of([rows]))["library", "decode", "fresh"]
@@ -142,10 +147,10 @@ class ThreadsTest(unittest.TestCase):
         self.assertEqual(run.waiting, 0)
 
     def test_a_floor_that_does_not_scale_is_a_doubt(self):
-        self.assertEqual(targets.thread_doubts(run_of([threaded("floor", 10, 20, 36)])), [])
-        found = targets.thread_doubts(run_of([threaded("floor", 10, 20, 35)]))
+        self.assertEqual(targets.thread_doubts(run_of([threaded("floor", 10, 20, 31)])), [])
+        found = targets.thread_doubts(run_of([threaded("floor", 10, 20, 29)]))
         self.assertEqual(len(found), 1)
-        self.assertIn("4 threads that only copy memory reach 87.5%", found[0])
+        self.assertIn("4 threads that only copy memory reach 72.5%", found[0])
 
 
 def whole_run():

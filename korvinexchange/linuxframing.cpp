@@ -76,8 +76,9 @@ bool LinuxFraming::holds(const QByteArray &buffer, int start, int size)
     for (auto at = static_cast<int>(m_sums.size()) - 1; at < start + size; ++at)
         m_sums.push_back(m_sums.back() + static_cast<quint8>(buffer.at(at)));
     const int end = start + size - ChecksumSize;
+    const int summed = start + StartSize;
     const quint32 sum = seed() + m_sums.at(static_cast<std::size_t>(end))
-        - m_sums.at(static_cast<std::size_t>(start + StartSize));
+        - m_sums.at(static_cast<std::size_t>(summed));
     int next = 0;
     const int stored = PackageBase::GetVauleFromBytes(buffer, end, ChecksumSize, &next);
     return static_cast<quint16>(sum) == stored;

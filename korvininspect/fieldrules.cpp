@@ -290,7 +290,7 @@ FieldRefusal accessRefusal(const WireField &field, const MessageShape &shape, Wo
 
 FieldRefusal refusalOf(const WireField &field, const MessageShape &shape, Words words)
 {
-    const FieldRefusal refusal =
+    FieldRefusal refusal =
         field.column < 0 ? byteRefusal(field, shape, words) : columnRefusal(field, shape, words);
     if (refusal.refusal != Refusal::None || field.type != WireType::ReadWriteCode)
         return refusal;

@@ -30,7 +30,7 @@ public:
     /// Returns a member, or undefined, and marks the member as known.
     QJsonValue member(const char *name)
     {
-        m_known.push_back(QLatin1String(name));
+        m_known.emplace_back(name);
         return m_object.value(m_known.back());
     }
 

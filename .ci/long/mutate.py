@@ -27,8 +27,8 @@ TREE = WORK / "source"
 BUILD = WORK / "build"
 EXPLAINED = ROOT / "docs" / "mutation.md"
 
-# What is judged: the tests that are run, the quickest first: a program and its filter of GoogleTest, or a
-# fuzz target and its corpus.
+# What is judged: the tests that are run, the quickest first: a program and its filter of GoogleTest, a fuzz
+# target and its corpus, or ctest and the name of a test.
 LARGE = "*256Mebibytes:*.LengthFarBeyond*:*.DataStringThatNoTextCanHold*"
 GENERATED = "*.AgreesWithTheDecoders*OnGeneratedInput"
 LIBRARIES = {
@@ -55,10 +55,22 @@ LIBRARIES = {
         ("korvinexchange_tests", "*"),
         ("outofmemory_tests", "*EngineMemory*:*FramingMemory*"),
     ],
+    "tools": [
+        ("korvinpack_tests", "*"),
+        ("htmlpage_tests", "*"),
+        ("cppsource_tests", "*"),
+    ],
+    "wireshark": [("ctest", "^dissector$")],
     "layouts": [(f"{target}_replay", target) for target in
                 ("frame", "record", "linuxframe", "combination", "inspect")],
 }
 LAYOUTS = "korvinpackage/layouts_p.h"
+# What is built again for a mutant: the library, unless the tests find it in another way.
+REBUILT = {
+    "tools": ["korvinpack", "korvinpack_tests", "htmlpage_tests", "cppsource_tests"],
+    "wireshark": [],
+    "layouts": ["korvinpackage", "korvininspect"],
+}
 REQUIRED = 0.98
 MEMORY_LIMIT = 8 << 30  # of a test program; a mutant may ask for anything
 
@@ -69,7 +81,7 @@ SWAPPED = {
     "&": ["|"], "|": ["&"], "&&": ["||"], "||": ["&&"],
     "<<": [">>"], ">>": ["<<"],
     "+=": ["-="], "-=": ["+="], "|=": ["&="], "++": ["--"], "--": ["++"],
-    "true": ["false"], "false": ["true"],
+    "true": ["false"], "false": ["true"], "~=": ["=="], "and": ["or"], "or": ["and"],
     "qMin": ["qMax"], "qMax": ["qMin"],
 }
 # Between blanks, so that brackets of templates, references and pointers are left alone.
@@ -83,6 +95,14 @@ STATEMENT = re.compile(r"^\s+(?!return\b|break;|using\b|auto\b|const\b|static\b|
                        r"(?:[\w:>\-.*\[\]\(\)]+(?:\(.*\)| (?:[-+|]?=) .+)|(?:\+\+|--)[\w.]+);$")
 RETURN = re.compile(r"\breturn (?=[^;]+;)")
 ROW = re.compile(r"^    \{.+\},$")
+
+# The same in Lua; a call or an assignment is a statement.
+LUA_BINARY = re.compile(r"(?<= )(?:==|~=|<=|>=|and|or|[-<>+*/%])(?= )")
+LUA_WORD = re.compile(r"\b(?:true|false)\b")
+LUA_NEGATION = re.compile(r"\bnot (?=[\w(])")
+LUA_CONDITION = re.compile(r"\b(?:if|while) (?=.* (?:then|do)$)")
+LUA_STATEMENT = re.compile(r"^\s+(?!return\b|local\b|break\b)[\w.:\[\]]+(?:\(.*\)| = [^{]+)$")
+LUA_RETURN = re.compile(r"\breturn (?=.)")
 
 # A line of a layout, a constant of one, and the verbs that a field may have by mistake.
 FIELD = re.compile(r"^\s+(?:w\.(\w+)|\w+)\(.*\);$")
@@ -105,8 +125,38 @@ def blanked(text):
     return pattern.sub(lambda m: re.sub(r"[^\n]", " ", m.group()), text)
 
 
+def lua_candidates(path):
+    """All mutants of a source in Lua, as candidates() has them."""
+    lines = path.read_text().split("\n")
+    found = []
+    for number, line in enumerate(lines):
+        code = re.sub(r"\"(?:\\.|[^\"\\])*\"|'(?:\\.|[^'\\])*'|--.*", lambda m: " " * len(m.group()), line)
+
+        def change(start, end, replacement):
+            found.append((number, line, line[:start] + replacement + line[end:]))
+
+        for match in list(LUA_BINARY.finditer(code)) + list(LUA_WORD.finditer(code)):
+            for replacement in SWAPPED[match.group()]:
+                change(*match.span(), replacement)
+        for match in NUMBER.finditer(code):
+            change(*match.span(), str(int(match.group(), 0) + 1))
+        for match in LUA_NEGATION.finditer(code):
+            change(*match.span(), "")
+        for match in LUA_CONDITION.finditer(code):
+            end = re.search(r" (?:then|do)$", code).start()
+            change(match.end(), end, f"not ({line[match.end():end]})")
+        if LUA_STATEMENT.match(code) and code.count("(") == code.count(")"):
+            change(0, len(line), "")
+        for match in LUA_RETURN.finditer(code):
+            if code.count("(") == code.count(")") and not code.rstrip().endswith("end"):
+                change(match.end(), len(line), "nil")
+    return found
+
+
 def candidates(path):
     """All mutants of a source: line number from 0, the line, and the line after the change."""
+    if path.suffix == ".lua":
+        return lua_candidates(path)
     lines = path.read_text().split("\n")
     found = []
     for number, (line, code) in enumerate(zip(lines, blanked("\n".join(lines)).split("\n"))):
@@ -219,6 +269,9 @@ def passes(program, tests, timeout):
     if program.endswith("_replay"):
         command = [BUILD / "fuzz" / program, ROOT / "fuzz" / "corpus" / tests]
         del environment["GTEST_FILTER"]
+    elif program == "ctest":
+        command = ["ctest", "--test-dir", BUILD, "-R", tests]
+        del environment["GTEST_FILTER"]
     process = subprocess.Popen(command, env=environment, cwd=WORK,
                                preexec_fn=limited, stdin=subprocess.DEVNULL,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
@@ -257,14 +310,16 @@ def main():
     arguments = parser.parse_args()
 
     suites = LIBRARIES[arguments.library]
-    programs = sorted({program for program, _ in suites})
+    programs = sorted({"all" if program == "ctest" else program for program, _ in suites})
+    names = REBUILT.get(arguments.library, [arguments.library])
     if arguments.library == "layouts":
-        names, mutants_of, sources = ["korvinpackage", "korvininspect"], wrong_layouts, [LAYOUTS]
+        mutants_of, sources = wrong_layouts, [LAYOUTS]
     else:
-        names, mutants_of = [arguments.library], candidates
+        mutants_of = candidates
         sources = arguments.sources or sorted(
-            str(path.relative_to(ROOT)) for suffix in ("*.cpp", "*_p.h")
-            for path in (ROOT / arguments.library).glob(suffix))
+            str(path.relative_to(ROOT)) for suffix in ("*.cpp", "*_p.h", "*.lua")
+            for path in (ROOT / arguments.library).glob(suffix)
+            if not path.stem.endswith(("generator", "_layouts")))
     prepare(programs)
     orders, shares = chosen(sources, mutants_of, arguments.count, arguments.seed)
     timeouts = {}
@@ -286,7 +341,7 @@ def main():
             lines = original.split("\n")
             lines[number:number + before.count("\n") + 1] = after.split("\n")
             (TREE / source).write_text("\n".join(lines))
-            if not build(names):
+            if names and not build(names):
                 stillborn += 1
                 continue
             done += 1

@@ -188,7 +188,7 @@ TEST_F(Conform, OutlivesProgramsThatDoNotAnswer)
 /// The second line must not pass for the answer to the next case.
 TEST_F(Conform, NoticesASecondLine)
 {
-    const Finished run = shell("60", "while read line; do printf '%s\\n%s\\n' \"$line\" x; done");
+    const Finished run = shell("60", R"(while read line; do printf '%s\n%s\n' "$line" x; done)");
     EXPECT_EQ(run.exitStatus, 1);
     EXPECT_EQ(run.output.count("the program printed more than one line for the case before")
                   + run.output.count("the answer is not a JSON object in one line"),
@@ -246,7 +246,7 @@ TEST_F(Conform, TakesAKindOfCaseAsAWhole)
     EXPECT_EQ(run.exitStatus, 1);
 
     QByteArray others = TwoKinds;
-    others.replace("\"bytes\":\"0005\"", "\"bytes\":\"0105\"");
+    others.replace(R"("bytes":"0005")", R"("bytes":"0105")");
     const Finished whole = conformCases(others);
     EXPECT_EQ(whole.output, "3 cases: 1 passed, 0 failed, 2 unsupported, 0 not run\n");
     EXPECT_EQ(whole.exitStatus, 0);

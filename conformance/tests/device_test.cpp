@@ -9,12 +9,12 @@
 #include <packagerequestreaddata.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <thread>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <stdlib.h>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>

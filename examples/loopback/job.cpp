@@ -64,7 +64,7 @@ qint64 Job::cost() const
     constexpr qint64 LongestReply = MaxMessageSize;
     if (m_classId == ClassId::PackageRequestCombination)
         return PackageSize + m_size + LongestReply;
-    const qint64 bytes = qint64(m_request->getDataLength());
+    const auto bytes = qint64(m_request->getDataLength());
     return PackageSize + Copies * m_size + qMin(LongestNumber * bytes, LongestReply);
 }
 

@@ -36,7 +36,7 @@ MessageSocket::MessageSocket(QTcpSocket *socket, Wire wire, QObject *parent)
                      .arg(m_socket->peerPort());
     };
     socket->setParent(this);
-    socket->setReadBufferSize(4 * Piece); // the kernel makes the peer wait with more
+    socket->setReadBufferSize(qint64(4) * Piece); // the kernel makes the peer wait with more
     onConnected();
     connect(&m_watch, &QTimer::timeout, this, &MessageSocket::watch);
     m_watch.start(WatchPeriod);
