@@ -22,7 +22,7 @@ enum Weight : int {
     MostMissing = 4,   // up to so many that are missing
     MostTrailing = 12, // up to so many that are left over
     Column = 5,        // each column that is missing or left over
-    MostOfItem = 12,   // of a combination
+    MostOfItem = 8,    // of a combination
     Gap = 4            // that a byte is missing or too much before the last field
 };
 

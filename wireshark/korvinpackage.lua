@@ -967,7 +967,7 @@ end
 -- What is refused is weighed as korvininspect/disagreement.cpp does it, which says what each number means.
 
 local UNUSUAL, VALUE, NO_WORD, ACCESS, BYTES, COLUMN, GAP = 1, 4, 2, 5, 2, 5, 4
-local MOST_MISSING, MOST_TRAILING, MOST_OF_ITEM, MOST_SHIFTED = 4, 12, 12, 4096
+local MOST_MISSING, MOST_TRAILING, MOST_OF_ITEM, MOST_SHIFTED = 4, 12, 8, 4096
 
 local function first_letter(text)
     local first = (text or ""):match("^%a")
