@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Follows the start pages of docs/ with what the preset dev builds, and compares the output with what they
-# show.
+# Follows README.md and the start pages of docs/ with what the preset dev builds, and compares the output with
+# what they show. Pastes the block of README.md with programs in the background several times.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -22,6 +22,20 @@ export LD_RUN_PATH=$library
 export HOME=$work
 mkdir -p "$HOME/.local/lib"
 cp -r "$library/wireshark" "$HOME/.local/lib"
-pages=(docs/start-*.md)
+pages=(README.md docs/start-*.md)
 python3 tests/docs/pages_test.py "${pages[@]}"
 echo "start-pages: ${#pages[@]} pages do what they show"
+
+pasted=$(awk '/^<!-- paste -->/ { wanted = 1; next }
+    /^```/ { if (inside) exit; inside = wanted; next }
+    inside' README.md)
+times=5
+for ((i = 1; i <= times; ++i)); do
+    output=$(timeout 900 bash -c "$pasted" 2>&1)
+    if [[ $output != *"read 0x0A000010 3 "*" ok, "*" 01 FF 10"* ]]; then
+        echo "start-pages: pasted the ${i}th time, the block of README.md printed: $output" >&2
+        exit 1
+    fi
+    sleep 0.2 # until the ports are free
+done
+echo "start-pages: the block of README.md works $times times out of $times"
