@@ -25,7 +25,7 @@ DeviceState exampleState()
     unit.blocks[Register] = {hex("10 11 12 13 14 15 16 17 18 19 1A 1B")};
     unit.blocks[Buffer] = {hex("00 00 00 00 00 00 00 00")};
     unit.files[QStringLiteral("a.txt")] = "hello";
-    unit.fileSpace = 16;
+    unit.fileSpace = 2 * (64 + 5) + 16; // two files with names of 5 bytes and 16 bytes of contents
     unit.memory = "ABCDEFGH";
     state.specials[12] = QStringLiteral("pong");
     state.maxPartSize = 8;
@@ -307,7 +307,7 @@ TEST(SimulatedDevice, FilesAreWrittenInPartsFromTheBuffer)
     // The same part once more, as after a lost reply.
     writePart("2,100/101", "3");
     EXPECT_EQ(unit.files[name], "abcde");
-    // 5 bytes of a.txt and 5 + 7 of this one do not fit into 16.
+    // 5 bytes of a.txt and 5 + 7 of this one are more than 16.
     EXPECT_EQ(writePart("7,1/2/3/4/5/6/7", "5"),
               WRITE_BUFFER_COLUMNS "ok,deviceSpaceNoEnough,2,false,file,b.txt,5");
     EXPECT_EQ(unit.files[name], "abcde");
