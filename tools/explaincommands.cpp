@@ -187,26 +187,33 @@ QByteArray headline(const Captured &captured, const Guess &guessed, bool isGuess
     return line.toUtf8() + "\n\n";
 }
 
-/// Lists all guesses.
+/// Lists what accepts the input, or where nothing does, what disagrees least with it.
 QByteArray otherGuesses(const Captured &captured, const ShapeOptions &options)
 {
-    QByteArray list("it may be\n");
+    constexpr int MostRefused = 8;
+    QByteArray list;
+    int refused = 0;
+    bool isAccepted = false;
     for (const Guess &candidate : guess(captured.bytes)) {
-        if (candidate.verdict.isOk() && options.knownOf(captured).agreesWith(candidate.shape)) {
-            list += QStringLiteral("  %1: %2\n")
-                        .arg(describe(candidate.shape), candidate.reason)
-                        .toUtf8();
-        }
+        if (!options.knownOf(captured).agreesWith(candidate.shape))
+            continue;
+        isAccepted = isAccepted || candidate.verdict.isOk();
+        if (!candidate.verdict.isOk() && (isAccepted || ++refused > MostRefused))
+            continue;
+        list +=
+            QStringLiteral("  %1: %2\n").arg(describe(candidate.shape), candidate.reason).toUtf8();
     }
-    return list + '\n';
+    return (isAccepted ? "it may be\n" : "nothing accepts it; what disagrees least comes first\n")
+        + list + '\n';
 }
 
 void writePage(const QString &fileName, const Captured &captured, const Guess &guessed)
 {
     if (!captured.isOnly)
         fail(QStringLiteral("--html %1: a page shows only one input").arg(fileName));
-    const QByteArray page = htmlPage(captured.bytes, guessed.shape,
-                                     explain(captured.bytes, guessed.shape), guessed.verdict);
+    const QByteArray page =
+        htmlPage(captured.bytes, guessed.shape, explain(captured.bytes, guessed.shape),
+                 guessed.verdict, guessed.reason);
     if (fileName == QLatin1String("-")) {
         print(page);
         return;

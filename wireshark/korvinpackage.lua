@@ -45,11 +45,13 @@ end
 local is_access = { access = true, rawAccess = true }
 local is_kind = { kind = true, readKind = true, writeKind = true }
 local is_serial = { serial = true, shortSerial = true }
+local is_word = { access = true, readKind = true, writeKind = true, commResult = true,
+    packageResult = true, flag = true }
 
 -- Verbs of the same kind of field, which may refer to the same field of a package.
 local kind_of = { clampedLength = "length" }
 
--- What is unusual about a field.
+-- Words for what is unusual about a field.
 
 local function bytes_in_words(count)
     return count == 1 and "1 byte" or string.format("%d bytes", count)
@@ -118,7 +120,7 @@ local function words_of(text)
     return words
 end
 
--- The steps from a word on, and the position of the word that ends them.
+-- Returns the steps from a word on, and the position of the word that ends them.
 local function steps_from(words, position)
     local steps = {}
     while words[position] and words[position] ~= "end" and words[position] ~= "otherwise" do
@@ -202,9 +204,11 @@ local function number_in_frame_fault(verb, number, is_request)
 end
 
 -- Compares a code with the one that a class is for.
+local OTHER_ACCESS = "not what the class is for"
+
 local function access_fault(verb, number, only)
     if is_access[verb] and only and number ~= only then
-        return "not what the class is for"
+        return OTHER_ACCESS
     end
 end
 
@@ -292,7 +296,7 @@ function FrameScanner:integer(verb, name)
     return field
 end
 
--- A text or block of the announced size.
+-- Reads a text or block of the announced size.
 function FrameScanner:extent(verb, name, size)
     local field = self:add(verb, name, math.max(0, size))
     if field.missing > 0 then
@@ -305,7 +309,7 @@ function FrameScanner:extent(verb, name, size)
     return field
 end
 
--- @param is_kept is set where a decoder keeps the text that it has where the size is 0.
+-- @param is_kept is set if a decoder keeps its text for a size of 0.
 function FrameScanner:text(name, size, is_kept)
     local field = self:extent("text", name, size)
     if size > 0 or not is_kept then
@@ -359,7 +363,7 @@ function frame_verbs.keptText(scanner, step)
     scanner:text(step.name, scanner.number, true)
 end
 
--- Of an encoder only: as far as the tail.
+-- A text that only encoders write. It ends before the tail.
 function frame_verbs.text(scanner, step)
     scanner:text(step.name, math.max(0, scanner.tail_end - scanner.position))
 end
@@ -415,7 +419,7 @@ function FrameScanner:run(steps)
     end
 end
 
--- The fields by offset; those of the same offset stay in their order.
+-- Returns the fields sorted by offset; those of the same offset keep their order.
 local function by_offset(fields)
     local places = {}
     for i, field in ipairs(fields) do
@@ -452,8 +456,8 @@ local function add_unread(fields, size)
     return complete
 end
 
--- Messages of which the capture has a part only. They are read as long as they were, with zeros for
--- what is missing; a field that it concerns is not judged.
+-- Messages that are cut in the capture. They are read at their full length, with zeros for the missing
+-- bytes; fields with missing bytes are not judged.
 
 local captured -- as many bytes of the message as the capture has; nil for all of them
 
@@ -463,7 +467,7 @@ local function is_cut(field)
     return captured ~= nil and field.offset + math.max(field.size or field.width, 1) > captured
 end
 
--- Leaves of the fields what the capture has of them.
+-- Cuts the fields to the bytes that the capture has.
 local function as_captured(scanned)
     local kept = {}
     for _, field in ipairs(scanned.fields) do
@@ -487,7 +491,7 @@ local function is_full_reply(bytes, is_request)
     return not is_request and (bytes:byte(1) or 0) ~= 0
 end
 
--- The fields as encoders write them.
+-- Returns the fields as encoders write them.
 local function written_frame(bytes, class, is_request)
     local layout = layouts.classes[class]
     local scanner = FrameScanner.new(bytes, class, is_request)
@@ -502,8 +506,8 @@ local function written_frame(bytes, class, is_request)
     return scanner.fields
 end
 
--- Where encoders are not expected to have written the fields, or why else input is refused: a place,
--- nil for input that is accepted. @p size is where the fields must end.
+-- Returns the place of the first fault for which check refuses the fields; nil for accepted input. The
+-- fields must end at @p size.
 local function refusal_of(fields, size)
     local seen, reached = {}, 0
     for _, field in ipairs(fields) do
@@ -529,7 +533,7 @@ local function refusal_of(fields, size)
     end
 end
 
--- The name of a field that encoders write where decoders read nothing.
+-- Returns the name of a field that encoders write and decoders do not read.
 local function written_at(bytes, class, is_request, place)
     local fields = written_frame(bytes, class, is_request)
     if refusal_of(fields, #bytes) then
@@ -613,7 +617,7 @@ end
 
 -- Records.
 
--- The parts of a text; of more than the most, the last one is the rest.
+-- Returns the parts of a text; if there are more than the most, the last one is the rest.
 local function split(text, separator, offset, most)
     local parts = {}
     local position = 1
@@ -634,7 +638,7 @@ local function count_of(text, separator)
     return select(2, text:gsub("%" .. separator, "")) + 1
 end
 
--- The number of a column as decoders parse it: 0 for any other text, and out of the range.
+-- Returns the number of a column as decoders parse it: 0 for any other text, and out of the range.
 local function parsed(text, low, high)
     local sign, digits = text:match("^[ \t\n\v\f\r]*([+-]?)(%d+)[ \t\n\v\f\r]*$")
     if not digits or (sign == "-" and low == 0) then
@@ -748,7 +752,7 @@ function columns.dataStringOrNone(text, length)
     return data_string(text, length, text == "" and 0 or nil)
 end
 
--- The fields of those steps whose column is there.
+-- Returns the fields of the steps whose column is there.
 local function column_fields(parts, class, steps)
     local fields, number = {}, 0
     for _, step in ipairs(steps) do
@@ -763,6 +767,7 @@ local function column_fields(parts, class, steps)
                 offset = part.offset,
                 size = #part.text,
                 width = #part.text,
+                text = part.text,
                 value = value,
                 number = type(value) == "number" and value or nil,
                 fault = fault
@@ -778,30 +783,36 @@ local function written_steps(class, is_request)
     return is_request and layout.requestRecord or layout.writtenReplyRecord
 end
 
-local function scan_record(text, class, is_request, base)
-    local layout = layouts.classes[class]
-    local parts = split(text, ",", base or 0, MOST_COLUMNS)
-    local fields = column_fields(parts, class,
-        is_request and layout.requestRecord or layout.replyRecord)
-    local readers, written, written_count = {}, {}, 0
-    local last = 0
+-- Returns the name of the field that an encoder writes into each column, and the number of columns.
+local function written_columns(class, is_request)
+    local names, count = {}, 0
     for _, step in ipairs(written_steps(class, is_request)) do
-        written[step.column] = step.name
-        written_count = written_count + 1
-        last = math.max(last, step.column)
+        names[step.column] = step.name
+        count = count + 1
     end
+    return names, count
+end
+
+-- Adds a note to each field in whose column an encoder writes another field.
+local function note_other_columns(fields, written)
     for _, field in ipairs(fields) do
-        readers[field.column] = true
-        last = math.max(last, field.column)
         local name = written[field.column]
         if name and name ~= field.name then
             field.fault = nil
             field.note = "an encoder writes " .. name .. " here"
         end
     end
+end
+
+-- Appends the columns that no decoder reads, up to the last one.
+local function add_unread_columns(fields, parts, written, last)
+    local is_read = {}
+    for _, field in ipairs(fields) do
+        is_read[field.column] = true
+    end
     for column = 0, math.min(last, #parts - 1) do
         local name = written[column]
-        if not readers[column] then
+        if not is_read[column] then
             fields[#fields + 1] = {
                 name = "",
                 column = column,
@@ -812,18 +823,39 @@ local function scan_record(text, class, is_request, base)
             }
         end
     end
-    local beyond = parts[last + 2]
-    if beyond then
-        local offset = beyond.offset - (base or 0)
-        local count = count_of(text:sub(offset + 1), ",")
-        fields[#fields + 1] = {
-            name = "",
-            column = last + 1,
-            offset = beyond.offset,
-            width = #text - offset,
-            fault = count == 1 and "a column after the last one"
-                or string.format("%d columns after the last one", count),
-        }
+end
+
+-- Appends the columns after the last one, from its part on, as one field.
+local function add_columns_after(fields, text, part, last, base)
+    local offset = part.offset - (base or 0)
+    local count = count_of(text:sub(offset + 1), ",")
+    fields[#fields + 1] = {
+        name = "",
+        column = last + 1,
+        offset = part.offset,
+        width = #text - offset,
+        fault = count == 1 and "a column after the last one"
+            or string.format("%d columns after the last one", count),
+    }
+end
+
+local function scan_record(text, class, is_request, base)
+    local layout = layouts.classes[class]
+    local parts = split(text, ",", base or 0, MOST_COLUMNS)
+    local fields = column_fields(parts, class,
+        is_request and layout.requestRecord or layout.replyRecord)
+    local written, written_count = written_columns(class, is_request)
+    local last = 0
+    for column in pairs(written) do
+        last = math.max(last, column)
+    end
+    for _, field in ipairs(fields) do
+        last = math.max(last, field.column)
+    end
+    note_other_columns(fields, written)
+    add_unread_columns(fields, parts, written, last)
+    if parts[last + 2] then
+        add_columns_after(fields, text, parts[last + 2], last, base)
     end
     -- The encoder of a special request's reply writes fewer columns than its decoder needs.
     local needed = math.min(layout.neededColumns[is_request and "request" or "reply"], written_count)
@@ -858,8 +890,8 @@ local function scan_item(part, is_request, is_read)
     return item
 end
 
--- The items are request records, or where a peer answers with a combination, reply records. Those
--- beyond the most that are shown are one field.
+-- The items are request records, or reply records if a peer answers with a combination. Items after the
+-- most that are shown are one field.
 local function scan_combination(text, is_request)
     local items = {}
     local is_read = true
@@ -959,19 +991,201 @@ local function usual_codes(fields, class)
     return count
 end
 
--- Whether the first of two guesses is better, as korvinpack explain ranks them: what is accepted
--- comes first, then by its codes; of what is refused, what has the right number of columns and is
--- refused latest.
-local function is_better(a, b)
-    local first, second = a.refusal, b.refusal
-    if not first or not second then
-        return not first and (second ~= nil or a.usual > b.usual)
-    elseif first.has_other_columns ~= second.has_other_columns then
-        return not first.has_other_columns
-    elseif (first.item or 0) ~= (second.item or 0) then
-        return (first.item or 0) > (second.item or 0)
+-- What is refused is weighed as korvininspect/disagreement.cpp does it, which says what each number means.
+
+local UNUSUAL, VALUE, NO_WORD, ACCESS, BYTES, COLUMN, GAP = 1, 4, 2, 5, 2, 5, 4
+local MOST_MISSING, MOST_TRAILING, MOST_OF_ITEM, MOST_SHIFTED = 4, 12, 8, 4096
+
+local function first_letter(text)
+    local first = (text or ""):match("^%a")
+    return first and first:lower()
+end
+
+-- What a word without a meaning weighs in addition.
+local function weight_of_word(field, class)
+    if not field.column or not is_word[field.verb] then
+        return 0
+    elseif not first_letter(field.text) then
+        return NO_WORD
     end
-    return first.position > second.position
+    local usual = layouts.codes.kind[class.usualKind]
+    return is_kind[field.verb] and first_letter(field.text) ~= first_letter(usual) and UNUSUAL or 0
+end
+
+local function is_unusual(field, class, is_request)
+    return is_kind[field.verb] and field.number ~= class.usualKind
+        or is_access[field.verb] and field.number ~= class.usualAccess
+        or field.verb == "block" and is_request and class.usualAccess == 0
+end
+
+-- Weighs fields, one after the other.
+local function field_weigher(name, is_request)
+    local class, seen = layouts.classes[name], {}
+    return function(field)
+        if field.fault == OTHER_ACCESS then
+            return ACCESS
+        elseif field.fault then
+            return VALUE + weight_of_word(field, class)
+        end
+        local key = (kind_of[field.verb] or field.verb) .. " " .. field.name
+        local first = seen[key]
+        if first and (first.number ~= field.number or first.raw ~= field.raw) then
+            return VALUE
+        elseif field.verb ~= "constant" and field.verb ~= "gap" then
+            seen[key] = first or field
+        end
+        return is_unusual(field, class, is_request) and UNUSUAL or 0
+    end
+end
+
+local function sum_of(weights)
+    local sum = 0
+    for _, weight in ipairs(weights) do
+        sum = sum + weight
+    end
+    return sum
+end
+
+-- The least weight of a message that lacks something, or has something too much, at one place.
+local function weight_around(is_missing, before, after)
+    local weight = sum_of(after)
+    local least = weight
+    for i = 1, #after do
+        weight = weight - after[i]
+        if is_missing then
+            least = math.min(least, weight + math.max(0, after[i] - VALUE))
+        end
+        if not before[i] then
+            break
+        end
+        weight = weight + before[i]
+        least = math.min(least, weight)
+    end
+    return least
+end
+
+local function weight_of_count(count, most)
+    return count > 0 and BYTES + math.min(most, count) or 0
+end
+
+-- The weights of the fields of a frame, those of the fields before the first one that is cut off, and
+-- that of the size.
+local function frame_weights(bytes, form, class, is_request)
+    local fields = form == "frame" and written_frame(bytes, class, is_request)
+        or linux_fields(bytes, class, is_request)
+    local weigh = field_weigher(class, is_request)
+    local weights, whole, reached, missing, trailing = {}, nil, 0, 0, 0
+    for i, field in ipairs(fields) do
+        if field.verb == "checksum" then
+            trailing = math.max(0, field.offset - reached)
+        end
+        local is_short = field.missing > 0 and not is_cut(field)
+        if is_short then
+            whole = whole or { table.unpack(weights) }
+            missing = missing + field.missing
+        end
+        weights[i] = (is_short or is_cut(field)) and 0 or weigh(field)
+        reached = math.max(reached, field.offset + field.size)
+    end
+    if form == "frame" then
+        trailing = math.max(0, #bytes - reached)
+    end
+    return weights, whole or weights,
+        weight_of_count(missing, MOST_MISSING) + weight_of_count(trailing, MOST_TRAILING)
+end
+
+-- Where a frame that is shifted by a byte still agrees.
+local function first_shifted(bytes, form, is_request)
+    local FIRST_TEXT = 3
+    if form == "linux" then
+        return 2
+    elseif not is_request and (bytes:byte(1) or 0) == 0 then
+        return 1
+    end
+    local function size_at(place)
+        return place + 2 <= #bytes and little_endian(bytes, place, 2) or 0
+    end
+    local tag = FIRST_TEXT + size_at(1)
+    local numbers = tag + 2 + size_at(tag)
+    return numbers < #bytes and numbers or FIRST_TEXT
+end
+
+local function weight_of_frame(bytes, form, class, is_request)
+    local weights, whole, of_size = frame_weights(bytes, form, class, is_request)
+    local weight = sum_of(weights) + of_size
+    if #bytes > MOST_SHIFTED or weight <= GAP then
+        return weight
+    end
+    local first = first_shifted(bytes, form, is_request)
+    for _, is_missing in ipairs { true, false } do
+        local shifted = bytes:sub(1, first) .. (is_missing and "\1" or "")
+            .. bytes:sub(is_missing and first + 1 or first + 2)
+        local after, _, size = frame_weights(shifted, form, class, is_request)
+        weight = math.min(weight, GAP + size + weight_around(is_missing, whole, after))
+    end
+    return weight
+end
+
+local function weight_of_bytes(bytes, form, class, is_request)
+    local weight = weight_of_frame(bytes, form, class, is_request)
+    if form == "frame" and not is_request and (bytes:byte(1) or 0) > 1 then
+        local short = "\0" .. bytes:sub(2)
+        return math.min(weight, VALUE + weight_of_frame(short, form, class, is_request))
+    end
+    return weight
+end
+
+local function column_weights(text, class, is_request)
+    local steps = written_steps(class, is_request)
+    local weigh = field_weigher(class, is_request)
+    local weights = {}
+    for i = 1, #steps do
+        weights[i] = 0
+    end
+    for _, field in ipairs(column_fields(split(text, ",", 0, MOST_COLUMNS), class, steps)) do
+        weights[field.column + 1] = weigh(field)
+    end
+    return weights
+end
+
+local function weight_of_record(text, class, is_request)
+    local written = #written_steps(class, is_request)
+    local missing = written - count_of(text, ",")
+    local weight = COLUMN * math.abs(missing)
+    if layouts.classes[class].neededColumns[is_request and "request" or "reply"] > written then
+        weight = weight + VALUE
+    end
+    local plain = column_weights(text, class, is_request)
+    if math.abs(missing) ~= 1 or #text > MOST_SHIFTED then
+        return weight + sum_of(plain)
+    end
+    local shifted = missing > 0 and "," .. text or text:sub((text:find(",", 1, true) or 0) + 1)
+    return weight + weight_around(missing > 0, plain, column_weights(shifted, class, is_request))
+end
+
+local function weight_of_text(text, class, is_request)
+    if class ~= COMBINATION then
+        local has_items = text:find("^", 1, true)
+        return weight_of_record(text, class, is_request) + (has_items and VALUE or 0)
+    end
+    local weight = 0
+    for item in (text .. "|"):gmatch("([^|]*)|") do
+        local word, record = item:match("^([^^]*)%^(.*)$")
+        local of_item = class_of_type[word or ""]
+        if of_item then
+            weight = weight + math.min(MOST_OF_ITEM, weight_of_record(record, of_item, true))
+        else
+            weight = weight + ((word or ""):match("^%a+$") and VALUE or MOST_OF_ITEM)
+        end
+    end
+    return weight
+end
+
+local function disagreement(bytes, form, class, is_request)
+    if form == "text" then
+        return weight_of_text(bytes, class, is_request)
+    end
+    return weight_of_bytes(bytes, form, class, is_request)
 end
 
 local function has_form(class, form)
@@ -981,40 +1195,69 @@ local function has_form(class, form)
     return layouts.classes[class] ~= nil and (form ~= "linux" or layouts.classes[class].linux)
 end
 
--- Returns the class that fits a message best, and whether the message is accepted for it.
+-- Returns the first class with the least of what a function counts; nil counts as no class.
+local function least(classes, count)
+    local best, lowest
+    for _, class in ipairs(classes) do
+        local number = count(class)
+        if number and (not lowest or number < lowest) then
+            best, lowest = class, number
+        end
+    end
+    return best
+end
+
+-- Returns the class that fits a message best, and whether the message is accepted for it: the one whose
+-- codes are the usual ones, or of a message that is refused, the one that disagrees least.
 local function guess_class(bytes, form, is_request)
-    local classes = { table.unpack(layouts.order) }
-    if bytes:find("^", 1, true) then
-        if form == "text" and not is_request then
+    local classes = {}
+    for _, class in ipairs(layouts.order) do
+        if has_form(class, form) then
+            classes[#classes + 1] = class
+        end
+    end
+    if bytes:find("^", 1, true) and form == "text" then
+        if not is_request then
             return COMBINATION, true -- which the library does not read
         end
         classes[#classes + 1] = COMBINATION
     end
-    local best
-    for _, class in ipairs(classes) do
-        if has_form(class, form) then
-            local refusal, fields = check(bytes, form, class, is_request)
-            local guess = { class = class, refusal = refusal, usual = usual_codes(fields, class) }
-            if not best or is_better(guess, best) then
-                best = guess
-            end
-        end
-    end
-    return best.class, not best.refusal
+    local accepted = least(classes, function(class)
+        local refusal, fields = check(bytes, form, class, is_request)
+        return not refusal and -usual_codes(fields, class) or nil
+    end)
+    return accepted or least(classes, function(class)
+        return disagreement(bytes, form, class, is_request)
+    end), accepted ~= nil
 end
 
--- The form by the first bytes. What looks like a frame is a record where it fits as one: a text may
--- hold zero bytes.
+-- Whether one of the two start bytes is that of a Linux frame, and the checksum matches.
+local function is_nearly_linux(bytes)
+    if #bytes < 20 or bytes:byte(1) ~= 0x55 and bytes:byte(2) ~= 0xAA then
+        return false
+    end
+    local sum = 0x5555
+    for position = 3, #bytes - 2 do
+        sum = sum + bytes:byte(position)
+    end
+    return sum % 0x10000 == little_endian(bytes, #bytes - 2, 2)
+end
+
+-- Returns the form by the first bytes. Input that looks like a frame is a record if it fits as one,
+-- since a text may hold zero bytes.
 local function form_of(bytes, is_request)
     if bytes:sub(1, 2) == "\x55\xAA" then
         return "linux"
-    elseif not bytes:find(",", 1, true) and not bytes:find("^", 1, true) then
-        return "frame"
-    elseif not bytes:find("\0", 1, true) and bytes:byte(1) ~= 1 then
-        return "text"
     end
-    local _, fits = guess_class(bytes, "text", is_request)
-    return fits and "text" or "frame"
+    local has_separators = bytes:find("[,^]") ~= nil
+    local is_text = has_separators and not bytes:find("\0", 1, true) and bytes:byte(1) ~= 1
+    local function fits(form)
+        return select(2, guess_class(bytes, form, is_request))
+    end
+    if is_nearly_linux(bytes) and not fits(is_text and "text" or "frame") then
+        return has_separators and fits("text") and "text" or "linux"
+    end
+    return (is_text or has_separators and fits("text")) and "text" or "frame"
 end
 
 local function serial_field(fields)
@@ -1057,7 +1300,7 @@ end
 local main = Proto("korvinpackage", "Korvin package")
 local fields = {}
 
--- What makes a field of each type; all others are numbers.
+-- Makes the field of Wireshark for a field of the protocol.
 local function proto_field(name, field)
     local abbreviation = "korvinpackage." .. name
     if field.type == "string" then
@@ -1083,7 +1326,7 @@ fields.class = ProtoField.string("korvinpackage.class", "class")
 fields.form = ProtoField.string("korvinpackage.form", "form")
 fields.direction = ProtoField.string("korvinpackage.direction", "direction")
 fields.label = ProtoField.string("korvinpackage.label", "label", base.UNICODE,
-    "form and class, in front of the message")
+    "form and class, before the message")
 fields.length = ProtoField.uint32("korvinpackage.length", "message length", base.DEC, nil, 0,
     "bytes of the message")
 fields.checksum_status = ProtoField.uint8("korvinpackage.checksum.status", "checksum status",
@@ -1134,7 +1377,7 @@ main.prefs.direction = Pref.enum("Direction", AUTO, "Which way the messages go",
 })
 main.prefs.framing = Pref.enum("TCP framing", MESSAGE_PER_SEGMENT, "Where a message ends", {
     { 1, "Each segment is a message", MESSAGE_PER_SEGMENT },
-    { 2, "A line, or its length in front", LINES_OR_LENGTHS },
+    { 2, "A line, or a length first", LINES_OR_LENGTHS },
 })
 
 -- Requests and replies.
@@ -1145,8 +1388,8 @@ function main.init()
     requests, replies, answered = {}, {}, {}
 end
 
--- Ties a message to the other side of the exchange while the capture is read for the first time.
--- Gives what is kept of a request.
+-- Ties a message to its request or reply while the capture is read for the first time. Returns what is
+-- kept of the request.
 local function tie(pinfo, place, message)
     if pinfo.visited or not message.serial then
         return
@@ -1198,7 +1441,7 @@ local function to_hex(bytes)
     end))
 end
 
--- Data that the packet does not contain literally gets a buffer of its own.
+-- Data that is not literally in the packet gets a buffer of its own.
 local function add_data(tree, range, field, raw)
     local item
     if field.column then
@@ -1342,12 +1585,12 @@ local function label_of(bytes)
     end
 end
 
--- Shows a message of which not even the label or the length is there.
+-- Shows a message that is cut in its label or length.
 local function show_cut(tvb, offset, tree)
     tree:add(fields.unread, tvb(offset)):add_proto_expert_info(experts.cut, CUT)
 end
 
--- @param length is that of the message, of which the capture may have less.
+-- @param length is that of the message; the capture may have fewer bytes.
 local function dissect_message(tvb, offset, length, pinfo, tree, wanted_class)
     local bytes = tvb:raw(offset, math.min(length, tvb:len() - offset))
     captured = nil
@@ -1394,8 +1637,8 @@ local function dissect_message(tvb, offset, length, pinfo, tree, wanted_class)
     show(tvb(offset, #bytes), bytes, pinfo, tree, message, place)
 end
 
--- The place, length and size in the stream of the message at an offset; the size is nil where
--- nobody knows it yet.
+-- Returns the place, length and size in the stream of the message at an offset; the size is nil if it
+-- is not known yet.
 local function message_at(tvb, offset)
     local there = tvb:len() - offset
     if there >= 4 and tvb(offset + 3, 1):uint() == 0 then

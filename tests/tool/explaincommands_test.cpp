@@ -87,15 +87,15 @@ TEST_F(ExplainCommands, ManyInputsAreReportedByLine)
     const QByteArray input("00 0500 00 01 00\n\n00 0500\n");
     const QByteArray explained = outputOf(words("explain"), input);
     EXPECT_TRUE(explained.startsWith("line 1: reply frame of PackageBase, 6 bytes: ok"));
-    EXPECT_TRUE(explained.contains("\n\nline 3: request frame of PackageBase, 3 bytes: refused: "));
+    EXPECT_TRUE(explained.contains("\n\nline 3: reply frame of PackageBase, 3 bytes: refused: "));
 
     const Finished checked = korvinpack(words("check"), input);
     EXPECT_EQ(checked.exitStatus, 1);
     EXPECT_EQ(checked.error, QString());
     EXPECT_EQ(checked.output,
               QByteArray("line 1: ok (as reply frame of PackageBase)\n"
-                         "line 3: refused: deviceKey at 3: announced 5 bytes, left 0 bytes "
-                         "(as request frame of PackageBase)\n"));
+                         "line 3: refused: ackCode at 3: truncated: 1 byte expected, 0 bytes found "
+                         "(as reply frame of PackageBase)\n"));
 }
 
 TEST_F(ExplainCommands, ALineThatIsNeitherFrameNorRecordDoesNotEndAStream)
@@ -240,7 +240,7 @@ TEST_F(ExplainCommands, DiffTakesTexts)
     EXPECT_EQ(run.output,
               QByteArray("reply frame of PackageBase\n"
                          "     5  packResult            0 (ok) -> 2 (memErr)\n"));
-    const Finished firstColumn = korvinpack(words("diff 7,usb0 8,usb0,1"));
+    const Finished firstColumn = korvinpack(words("diff --class PackageBase 7,usb0 8,usb0,1"));
     EXPECT_EQ(firstColumn.output,
               QByteArray("request record of PackageBase\n"
                          "     0  serialNum             7 -> 8\n"
