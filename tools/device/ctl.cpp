@@ -133,8 +133,7 @@ int runControl(const QStringList &arguments)
         list += QLatin1String("\n  ") + QLatin1String(known.usage);
     parser.addPositionalArgument(QStringLiteral("SOCKET"),
                                  QStringLiteral("That of --control of the device."));
-    parser.addPositionalArgument(QStringLiteral("COMMAND"),
-                                 QStringLiteral("One of these:") + list);
+    parser.addPositionalArgument(QStringLiteral("COMMAND"), QStringLiteral("One of these:") + list);
     parser.process(arguments);
     const QStringList words = parser.positionalArguments();
     if (words.size() < 2)
