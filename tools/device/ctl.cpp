@@ -34,7 +34,7 @@ void takeRange(const QString &text, QJsonObject *command)
 /// Returns the rules that a share or a list in JSON stands for.
 QJsonValue faultsOf(const QString &text)
 {
-    const QJsonValue value = valueOf(text);
+    QJsonValue value = valueOf(text);
     if (value.isArray())
         return value;
     return QJsonArray{
