@@ -13,7 +13,7 @@ mmdebstrap --quiet --variant=apt bookworm "$root" http://deb.debian.org/debian
 cp /etc/resolv.conf "$root/etc/"
 mkdir "$root/trial"
 cp build/package/*.deb "$root/trial"
-git ls-files -z tests/consumer tests/docs/pages_test.py \
+git ls-files -z tests/consumer tests/docs/pages_test.py tests/docs/links_test.py \
     | xargs -0 cp --parents -t "$root/trial"
 
 inside() {
@@ -23,9 +23,11 @@ inside() {
 
 echo "trial: install"
 inside "apt-get update -qq
-    apt-get install -qq -y ./*.deb g++ cmake make pkg-config python3 tshark >/dev/null"
+    apt-get install -qq -y ./*.deb g++ cmake make pkg-config python3 python3-pytest tshark >/dev/null"
 echo "trial: start pages"
-inside "python3 tests/docs/pages_test.py /usr/share/doc/korvinpackage-doc/docs/start-*.md"
+inside "cd /usr/share/doc/korvinpackage-doc
+    python3 /trial/tests/docs/pages_test.py README.md docs/start-*.md
+    python3 /trial/tests/docs/links_test.py --within /usr/share ./*.md docs/*.md"
 echo "trial: consumers"
 inside "tests/consumer/installed.sh /usr"
 echo "trial: uninstall"

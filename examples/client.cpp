@@ -6,6 +6,7 @@
 // DATA is a file whose bytes are written to registers and read back, UPLOAD a file to send. Each
 // frame and record also goes into a file of DIRECTORY.
 
+#include <korvininspect/packageexplain.h>
 #include <korvinsimulator/simulateddevice.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestwritedata.h>
@@ -101,9 +102,8 @@ bool report(PackageBase &request, bool expected)
     say(QStringLiteral(
             "  outcome: acknowledge code %1, communication result %2, package result %3: %4")
             .arg(request.getAckCode())
-            .arg(request.getCommResult())
-            .arg(request.getPackResult())
-            .arg(request.isPackageSuccess() ? QStringLiteral("success")
+            .arg(describe(request.getCommResult()), describe(request.getPackResult()),
+                 request.isPackageSuccess() ? QStringLiteral("success")
                                             : QStringLiteral("no success")));
     return request.isPackageSuccess() == expected;
 }

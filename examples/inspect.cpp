@@ -1,4 +1,4 @@
-// Looks at a received frame before it is decoded: what README.md shows.
+// Looks at a received frame before it is decoded.
 
 #include <korvininspect/packagecheck.h>
 #include <korvininspect/packagedebug.h>

@@ -1,4 +1,4 @@
-// A client against a simulated device, in one process: what README.md shows.
+// A client against a simulated device, in one process.
 
 #include <korvinsimulator/simulateddevice.h>
 #include <packagerequestreaddata.h>

@@ -54,7 +54,7 @@ Verdict firstOf(const Verdict &verdict, const Verdicts &...others)
 Verdict checkFields(const PackageBase &package, ClassId classId)
 {
     const auto access = Korvin::onlyAccess(rowOf(classId));
-    const Verdict verdict =
+    Verdict verdict =
         checkRange("readWriteCode", package.getReadWriteCode(), access.value_or(OrvexEnum::Read),
                    access.value_or(OrvexEnum::Write));
     if (!verdict.isOk() || !qobject_cast<const PackageRequestWriteData *>(&package))
@@ -87,7 +87,7 @@ Verdict checkText(const char *field, const QString &text)
         return notText(field, Refusal::ZeroInText);
     if (text.startsWith(QChar::ByteOrderMark))
         return notText(field, Refusal::NotUtf8);
-    const Verdict verdict = checkUnicode(field, text);
+    Verdict verdict = checkUnicode(field, text);
     if (!verdict.isOk() || text.size() <= Most / MostBytes)
         return verdict;
     return checkRange(field, text.toUtf8().size(), 0, Most);
@@ -121,7 +121,7 @@ Verdict checkEscapes(const QString &key)
 /// Checks the fields for which every frame has one byte.
 Verdict checkBytes(const PackageBase &package)
 {
-    constexpr int Least = std::numeric_limits<qint8>::min();
+    constexpr int Least = -128; // of a signed byte
     constexpr int Most = std::numeric_limits<quint8>::max();
     return firstOf(checkRange("deviceType", package.getDeviceType(), Least, Most),
                    checkRange("reserved2", package.getReserved2(), Least, Most));
@@ -164,9 +164,9 @@ Verdict checkRecord(const PackageBase &package, ClassId classId)
         return firstOf(checkRange("timeout", special.getTimeout(), 0, Most),
                        checkColumn("strData", special.strData()));
     }
-    const Verdict verdict = firstOf(checkEscapes(package.getDeviceKey()),
-                                    checkRange("reserved2", package.getReserved2(), 0, Most),
-                                    checkColumn("tag", package.getTag()));
+    Verdict verdict = firstOf(checkEscapes(package.getDeviceKey()),
+                              checkRange("reserved2", package.getReserved2(), 0, Most),
+                              checkColumn("tag", package.getTag()));
     if (!verdict.isOk())
         return verdict;
     if (const auto *read = qobject_cast<const PackageRequestReadFile *>(&package))
@@ -196,7 +196,7 @@ Verdict checkLinux(const PackageBase &package, ClassId classId)
 
 Verdict checkCarried(const PackageBase &package, ClassId classId, Form form)
 {
-    const Verdict verdict = checkFields(package, classId);
+    Verdict verdict = checkFields(package, classId);
     if (!verdict.isOk())
         return verdict;
     switch (form) {

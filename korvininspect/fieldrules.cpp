@@ -50,6 +50,15 @@ QString quoted(QStringView text)
     return QLatin1Char('"') + printable(text.toString(), MaxCharacters) + QLatin1Char('"');
 }
 
+/// Makes a refusal. @p expected and @p found make its words, where somebody reads them.
+template <typename Expected, typename Found>
+FieldRefusal refusalWith(Refusal refusal, Words words, Expected expected, Found found)
+{
+    if (words == Words::Without)
+        return {refusal, {}, {}};
+    return {refusal, expected(), found()};
+}
+
 QString hexadecimal(qint64 number)
 {
     return QLatin1String("0x") + QString::number(number, 16).toUpper();
@@ -75,30 +84,34 @@ bool isWrittenNumber(QStringView text, qint64 *value)
     return true;
 }
 
-FieldRefusal numberRefusal(QStringView text, qint64 min, qint64 max)
+FieldRefusal numberRefusal(QStringView text, qint64 min, qint64 max, Words words)
 {
     qint64 value = 0;
     const bool isNumber = isWrittenNumber(text, &value);
     if (isNumber && value >= min && value <= max)
         return {};
-    return {isNumber ? Refusal::OutOfRange : Refusal::NotANumber,
-            QStringLiteral("a number from %1 to %2").arg(min).arg(max), quoted(text)};
+    return refusalWith(
+        isNumber ? Refusal::OutOfRange : Refusal::NotANumber, words,
+        [&] { return QStringLiteral("a number from %1 to %2").arg(min).arg(max); },
+        [&] { return quoted(text); });
 }
 
-FieldRefusal dataStringRefusal(const WireField &field, const MessageShape &shape)
+FieldRefusal dataStringRefusal(const WireField &field, const MessageShape &shape, Words words)
 {
     const bool isReply = shape.direction == Direction::Reply;
     qint64 count = Korvin::dataStringParts(field.text);
     if (field.text.isEmpty() && Korvin::takesNoNumbers(rowOf(shape), isReply))
         count = 0;
     if (count != field.number) {
-        return {Refusal::DataStringMismatch, QStringLiteral("%1 numbers").arg(field.number),
-                QString::number(count)};
+        return refusalWith(
+            Refusal::DataStringMismatch, words,
+            [&] { return QStringLiteral("%1 numbers").arg(field.number); },
+            [&] { return QString::number(count); });
     }
     if (count == 0)
         return {};
     for (Korvin::TextParts parts(field.text, '/'); !parts.atEnd();) {
-        FieldRefusal refusal = numberRefusal(parts.next(), 0, 255);
+        FieldRefusal refusal = numberRefusal(parts.next(), 0, 255, words);
         if (refusal.refusal != Refusal::None)
             return refusal;
     }
@@ -134,42 +147,49 @@ QString oneOf(const Names &names, WordOf wordOf)
 }
 
 /// Checks that a word of a record is one of those of its field.
-FieldRefusal wordRefusal(const WireField &field)
+FieldRefusal wordRefusal(const WireField &field, Words words)
 {
     if (field.type == WireType::Flag) {
         if (field.text == QStringView(u"true") || field.text == QStringView(u"false"))
             return {};
-        return {Refusal::UnknownName, QStringLiteral("true or false"),
-                QLatin1String("flag ") + quoted(field.text)};
+        return refusalWith(
+            Refusal::UnknownName, words, [] { return QStringLiteral("true or false"); },
+            [&] { return QLatin1String("flag ") + quoted(field.text); });
     }
     FieldRefusal refusal;
     visitCodes(field.type, [&](const char *noun, const auto &names) {
         const auto isThis = [&](const auto &row) { return row.name == field.text; };
         if (std::any_of(std::begin(names), std::end(names), isThis))
             return;
-        refusal = {Refusal::UnknownName,
-                   oneOf(names, [](const auto &row) { return row.name.toString(); }),
-                   QStringLiteral("%1 name %2").arg(QLatin1String(noun), quoted(field.text))};
+        refusal = refusalWith(
+            Refusal::UnknownName, words,
+            [&] { return oneOf(names, [](const auto &row) { return row.name.toString(); }); },
+            [&] {
+                return QStringLiteral("%1 name %2").arg(QLatin1String(noun), quoted(field.text));
+            });
     });
     return refusal;
 }
 
 /// Checks that a code of a frame has a name.
-FieldRefusal codeRefusal(const WireField &field)
+FieldRefusal codeRefusal(const WireField &field, Words words)
 {
     FieldRefusal refusal;
     visitCodes(field.type, [&](const char *noun, const auto &names) {
         const auto isThis = [&](const auto &row) { return row.code == field.number; };
         if (std::any_of(std::begin(names), std::end(names), isThis))
             return;
-        refusal = {Refusal::UnknownCode,
-                   oneOf(names, [](const auto &row) { return QString::number(row.code); }),
-                   QStringLiteral("%1 code %2").arg(QLatin1String(noun)).arg(field.number)};
+        refusal = refusalWith(
+            Refusal::UnknownCode, words,
+            [&] { return oneOf(names, [](const auto &row) { return QString::number(row.code); }); },
+            [&] {
+                return QStringLiteral("%1 code %2").arg(QLatin1String(noun)).arg(field.number);
+            });
     });
     return refusal;
 }
 
-FieldRefusal columnRefusal(const WireField &field, const MessageShape &shape)
+FieldRefusal columnRefusal(const WireField &field, const MessageShape &shape, Words words)
 {
     switch (field.type) {
     case WireType::Text:
@@ -178,17 +198,19 @@ FieldRefusal columnRefusal(const WireField &field, const MessageShape &shape)
     case WireType::EscapedText:
         if (!field.text.contains(QLatin1Char('/')))
             return {};
-        return {Refusal::NotEscaped, QStringLiteral("#*# for /"), quoted(field.text)};
+        return refusalWith(
+            Refusal::NotEscaped, words, [] { return QStringLiteral("#*# for /"); },
+            [&] { return quoted(field.text); });
     case WireType::DataString:
-        return dataStringRefusal(field, shape);
+        return dataStringRefusal(field, shape, words);
     case WireType::Flag:
     case WireType::ReadWriteCode:
     case WireType::Kind:
     case WireType::CommResult:
     case WireType::PackageResult:
-        return wordRefusal(field);
+        return wordRefusal(field, words);
     default:
-        return numberRefusal(field.text, field.min, field.max);
+        return numberRefusal(field.text, field.min, field.max, words);
     }
 }
 
@@ -201,46 +223,55 @@ FieldRefusal textRefusal(const QByteArray &utf8)
     return {};
 }
 
-FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape)
+FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape, Words words)
 {
+    const auto foundNumber = [&] { return QString::number(field.number); };
     if (field.present < field.width) {
         const bool isExtent = field.type == WireType::Text || field.type == WireType::Block;
-        return {isExtent ? Refusal::LengthTooLarge : Refusal::Truncated, byteCount(field.width),
-                byteCount(field.left)};
+        return refusalWith(
+            isExtent ? Refusal::LengthTooLarge : Refusal::Truncated, words,
+            [&] { return byteCount(field.width); }, [&] { return byteCount(field.left); });
     }
     switch (field.type) {
     case WireType::Constant:
         if (field.number == field.max)
             return {};
-        return {Refusal::UnknownMarker, hexadecimal(field.max), hexadecimal(field.number)};
+        return refusalWith(
+            Refusal::UnknownMarker, words, [&] { return hexadecimal(field.max); },
+            [&] { return hexadecimal(field.number); });
     case WireType::Length:
     case WireType::TextLength:
         if (field.number >= 0)
             return {};
-        return {Refusal::OutOfRange, QStringLiteral("a length"), QString::number(field.number)};
+        return refusalWith(
+            Refusal::OutOfRange, words, [] { return QStringLiteral("a length"); }, foundNumber);
     case WireType::Status:
         if (field.number == 0 || shape.direction == Direction::Reply)
             return {};
-        return {Refusal::OutOfRange, QStringLiteral("0 in a request"),
-                QString::number(field.number)};
+        return refusalWith(
+            Refusal::OutOfRange, words, [] { return QStringLiteral("0 in a request"); },
+            foundNumber);
     case WireType::Flag:
         if (field.number <= 1)
             return {};
-        return {Refusal::UnknownCode, QStringLiteral("0 or 1"),
-                QStringLiteral("flag %1").arg(field.number)};
+        return refusalWith(
+            Refusal::UnknownCode, words, [] { return QStringLiteral("0 or 1"); },
+            [&] { return QStringLiteral("flag %1").arg(field.number); });
     case WireType::Text:
         return textRefusal(QByteArray::fromRawData(field.bytes, static_cast<int>(field.width)));
     case WireType::Checksum:
         if (field.number == field.max)
             return {};
-        return {Refusal::WrongChecksum, hexadecimal(field.max), hexadecimal(field.number)};
+        return refusalWith(
+            Refusal::WrongChecksum, words, [&] { return hexadecimal(field.max); },
+            [&] { return hexadecimal(field.number); });
     default:
-        return codeRefusal(field);
+        return codeRefusal(field, words);
     }
 }
 
 /// Compares a code with the class: one that is named after a direction of access has no other.
-FieldRefusal accessRefusal(const WireField &field, const MessageShape &shape)
+FieldRefusal accessRefusal(const WireField &field, const MessageShape &shape, Words words)
 {
     const auto access = Korvin::onlyAccess(rowOf(shape));
     if (!access)
@@ -250,18 +281,20 @@ FieldRefusal accessRefusal(const WireField &field, const MessageShape &shape)
         field.column < 0 ? codeName(WireType::ReadWriteCode, field.number) : field.text;
     if (found == expected)
         return {};
-    return {Refusal::OtherAccess, expected.toString(), found.toString()};
+    return refusalWith(
+        Refusal::OtherAccess, words, [&] { return expected.toString(); },
+        [&] { return found.toString(); });
 }
 
 } // namespace
 
-FieldRefusal refusalOf(const WireField &field, const MessageShape &shape)
+FieldRefusal refusalOf(const WireField &field, const MessageShape &shape, Words words)
 {
     FieldRefusal refusal =
-        field.column < 0 ? byteRefusal(field, shape) : columnRefusal(field, shape);
+        field.column < 0 ? byteRefusal(field, shape, words) : columnRefusal(field, shape, words);
     if (refusal.refusal != Refusal::None || field.type != WireType::ReadWriteCode)
         return refusal;
-    return accessRefusal(field, shape);
+    return accessRefusal(field, shape, words);
 }
 
 bool identifiesRequest(WireType type)

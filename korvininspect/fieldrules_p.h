@@ -7,6 +7,9 @@
 
 namespace KorvinInspect {
 
+/// Whether a refusal says what was expected and found. To rank guesses, nobody reads that.
+enum class Words { With, Without };
+
 /// A fault of a single field.
 struct FieldRefusal
 {
@@ -24,7 +27,8 @@ inline Verdict refused(Refusal refusal)
 
 /// Checks that an encoder would write a field like this. @p shape decides whether an empty data
 /// string counts as one number or none.
-FieldRefusal refusalOf(const WireField &field, const MessageShape &shape);
+FieldRefusal refusalOf(const WireField &field, const MessageShape &shape,
+                       Words words = Words::With);
 
 /// Returns whether a reply must repeat a field of its request unchanged.
 bool identifiesRequest(WireType type);

@@ -3,6 +3,7 @@
 #include "packagecheck_p.h"
 
 #include "classlayouts_p.h"
+#include "fieldcopies_p.h"
 #include "fieldrules_p.h"
 #include "memory_p.h"
 #include "valuetext_p.h"
@@ -80,10 +81,11 @@ class FirstRefusal : public FieldSink
 {
 public:
     /// @param request has the fields that a reply must repeat; it may be empty.
-    FirstRefusal(const MessageShape &shape, int announcedData, RequestFields *request)
+    FirstRefusal(const MessageShape &shape, int announcedData, RequestFields *request, Words words)
         : m_shape(shape)
         , m_announcedData(announcedData)
         , m_request(request)
+        , m_words(words)
     {
     }
 
@@ -93,7 +95,7 @@ public:
             return;
         if (field.type == WireType::Checksum)
             endAt(field.offset);
-        FieldRefusal refusal = refusalOf(field, m_shape);
+        FieldRefusal refusal = refusalOf(field, m_shape, m_words);
         if (refusal.refusal == Refusal::None)
             refusal = contradiction(field);
         if (refusal.refusal == Refusal::None)
@@ -127,20 +129,8 @@ private:
     /// Compares a field with an earlier copy of it.
     FieldRefusal contradiction(const WireField &field)
     {
-        if (!field.source)
-            return {};
-        const auto *const earlier =
-            std::find_if(m_seen.begin(), m_seen.end(), [&](const WireField &seen) {
-                return seen.type == field.type && seen.source == field.source;
-            });
-        if (earlier == m_seen.end()) {
-            m_seen.append(field);
-            return {};
-        }
-        const bool same = earlier->number == field.number
-            && (!field.bytes
-                || std::memcmp(earlier->bytes, field.bytes, static_cast<size_t>(field.width)) == 0);
-        if (same)
+        const FieldCopies::Copy *earlier = m_copies.firstOf(field);
+        if (!earlier || earlier->isSameAs(field))
             return {};
         if (earlier->number == field.number)
             return {Refusal::Contradiction, QStringLiteral("the same bytes"),
@@ -174,8 +164,9 @@ private:
     qint64 m_announcedData;
     RequestFields *m_request;
     Verdict m_verdict;
+    Words m_words;
     qint64 m_end = 0;
-    WireFields m_seen;
+    FieldCopies m_copies;
 };
 
 Verdict wrongCount(int expected, int found, const char *what, Words words)
@@ -232,7 +223,7 @@ Verdict checkRecord(QStringView record, const Task &task)
         RecordScanner scanner(request, asked);
         scanRecordAsWritten(scanner, row, false, fields);
     }
-    FirstRefusal sink(task.shape, task.options.announcedData, &asked);
+    FirstRefusal sink(task.shape, task.options.announcedData, &asked, task.words);
     RecordScanner scanner(record, sink);
     scanRecordAsWritten(scanner, row, isReply, fields);
     return sink.verdict();
@@ -308,7 +299,7 @@ Verdict checkBytes(const QByteArray &frame, const Task &task)
     RequestFields asked;
     if (!task.options.request.isEmpty())
         scanBytes(task.options.request, requestOf(task.shape), fields, asked);
-    FirstRefusal sink(task.shape, task.options.announcedData, &asked);
+    FirstRefusal sink(task.shape, task.options.announcedData, &asked, task.words);
     scanBytes(frame, task.shape, fields, sink);
     if (task.shape.form == Form::Frame)
         sink.endAt(frame.size());

@@ -1,6 +1,8 @@
 #ifndef PACKAGECHECK_P_H
 #define PACKAGECHECK_P_H
 
+#include "fieldrules_p.h"
+
 #include <korvininspect/packagecheck.h>
 
 namespace KorvinInspect {
@@ -14,9 +16,6 @@ struct TriedInput
     const QString record; // the same as text
     const bool isUtf8;
 };
-
-/// Whether a verdict says what was expected and found. To rank guesses, nobody reads that.
-enum class Words { With, Without };
 
 /// Gives the verdict of check() for a shape that exists.
 Verdict checkTried(const TriedInput &input, const MessageShape &shape, Words words);

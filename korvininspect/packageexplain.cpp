@@ -511,6 +511,13 @@ void writeMembers(const ExplainedField &field, Out &out)
     out.add("width", qint64(field.width));
 }
 
+template <typename Names, typename Code>
+QString nameForPeople(const Names &names, Code code)
+{
+    const QStringView name = Korvin::nameOf(names, code);
+    return name.isEmpty() ? QStringLiteral("code %1").arg(static_cast<int>(code)) : name.toString();
+}
+
 } // namespace
 
 QVector<ExplainedField> explain(const QByteArray &input, const MessageShape &shape)
@@ -575,6 +582,16 @@ QString valueForPeople(const ExplainedField &field)
     default:
         return field.value.toString();
     }
+}
+
+QString describe(OrvexEnum::CommResults result)
+{
+    return nameForPeople(Korvin::CommResultNames, result);
+}
+
+QString describe(OrvexEnum::PackageResults result)
+{
+    return nameForPeople(Korvin::PackageResultNames, result);
 }
 
 } // namespace KorvinInspect

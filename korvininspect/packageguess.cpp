@@ -1,6 +1,8 @@
 #include <korvininspect/packageguess.h>
 
+#include "checksum_p.h"
 #include "classlayouts_p.h"
+#include "disagreement_p.h"
 #include "memory_p.h"
 #include "packagecheck_p.h"
 
@@ -11,9 +13,29 @@ namespace KorvinInspect {
 
 namespace {
 
+const char LinuxStart[] = "\x55\xAA";
+
+/// Returns whether the input begins as a Linux frame. One of its two start bytes is enough where
+/// the checksum matches.
 bool looksLikeLinuxFrame(const QByteArray &input)
 {
-    return input.startsWith("\x55\xAA");
+    if (input.startsWith(LinuxStart))
+        return true;
+    const bool isHalf = input.startsWith(LinuxStart[0]) || input.mid(1, 1) == LinuxStart + 1;
+    constexpr int Smallest = Korvin::LinuxHeader::Size + Korvin::LinuxHeader::ChecksumSize;
+    return isHalf && input.size() >= Smallest
+        && Korvin::checksumHolds(
+               input, 0, static_cast<int>(input.size()),
+               [&](int start, int length) { return Korvin::additiveSum(input, start, length); });
+}
+
+/// Returns whether check() may accept the input in a form, by its first bytes.
+bool mayBeAccepted(const QByteArray &input, Form form)
+{
+    if (form == Form::Text)
+        return true;
+    return form == Form::Linux ? input.startsWith(LinuxStart)
+                               : input.startsWith('\0') || input.startsWith('\1');
 }
 
 /// Returns whether the input looks like a record: it has a separator, no zero byte, and does not
@@ -54,29 +76,19 @@ private:
 struct Ranked
 {
     Guess guess;
-    int form = 0; // index of its form in formsOf()
-    int usualCodes = 0;
+    int form = 0;            // index of its form in formsOf()
+    int usualCodes = 0;      // of an input that is accepted
+    qint64 disagreement = 0; // of one that is refused
 };
-
-/// Returns whether the record has a wrong number of columns, which counts more than a wrong value.
-bool hasOtherColumns(const Verdict &verdict)
-{
-    return verdict.refusal == Refusal::TooFewFields || verdict.refusal == Refusal::TooManyFields;
-}
 
 bool isBetter(const Ranked &a, const Ranked &b)
 {
-    const Verdict &first = a.guess.verdict;
-    const Verdict &second = b.guess.verdict;
-    if (first.isOk() != second.isOk())
-        return first.isOk();
-    if (first.isOk())
+    const bool isAccepted = a.guess.verdict.isOk();
+    if (isAccepted != b.guess.verdict.isOk())
+        return isAccepted;
+    if (isAccepted)
         return a.usualCodes > b.usualCodes;
-    if (a.form != b.form)
-        return a.form < b.form;
-    if (hasOtherColumns(first) != hasOtherColumns(second))
-        return hasOtherColumns(second);
-    return std::tie(first.item, first.position) > std::tie(second.item, second.position);
+    return std::tie(a.form, a.disagreement) < std::tie(b.form, b.disagreement);
 }
 
 QString reasonFor(const Guess &guess, const QString &record)
@@ -112,14 +124,17 @@ int usualCodesOf(const TriedInput &input, const MessageShape &shape)
     return codes.count();
 }
 
-Ranked rank(const TriedInput &input, const MessageShape &shape, int form, Words words)
+/// Ranks a shape whose verdict is known. @p enough is that of disagreement().
+Ranked ranked(const TriedInput &input, const MessageShape &shape, int form, Verdict verdict,
+              qint64 enough = MostWeight)
 {
     Ranked ranked;
     ranked.form = form;
-    ranked.guess.shape = shape;
-    ranked.guess.verdict = checkTried(input, shape, words);
-    if (ranked.guess.verdict.isOk())
+    if (verdict.isOk())
         ranked.usualCodes = usualCodesOf(input, shape);
+    else
+        ranked.disagreement = disagreement(input, shape, enough);
+    ranked.guess = {shape, std::move(verdict), {}};
     return ranked;
 }
 
@@ -163,35 +178,62 @@ void visitShapes(const QByteArray &input, Visitor visit)
 QVector<Guess> guesses(const QByteArray &bytes)
 {
     const TriedInput input(bytes);
-    std::vector<Ranked> ranked;
+    std::vector<Ranked> candidates;
     visitShapes(bytes, [&](const MessageShape &shape, int form) {
-        ranked.push_back(rank(input, shape, form, Words::With));
-        ranked.back().guess.reason = reasonFor(ranked.back().guess, input.record);
+        candidates.push_back(ranked(input, shape, form, checkTried(input, shape, Words::With)));
+        Guess &guess = candidates.back().guess;
+        guess.reason = reasonFor(guess, input.record);
     });
-    std::stable_sort(ranked.begin(), ranked.end(), isBetter);
+    std::stable_sort(candidates.begin(), candidates.end(), isBetter);
     QVector<Guess> guesses;
-    for (const Ranked &candidate : ranked)
+    for (const Ranked &candidate : candidates)
         guesses << candidate.guess;
     return guesses;
+}
+
+/// Keeps the better one of two guesses, the first one where they are equal.
+void keepBetter(std::optional<Ranked> &best, Ranked candidate)
+{
+    if (!best || isBetter(candidate, *best))
+        best = std::move(candidate);
+}
+
+std::optional<Ranked> bestAccepted(const TriedInput &input, const KnownShape &known)
+{
+    std::optional<Ranked> best;
+    visitShapes(input.bytes, [&](const MessageShape &shape, int form) {
+        if (!known.agreesWith(shape) || !mayBeAccepted(input.bytes, shape.form))
+            return;
+        Verdict verdict = checkTried(input, shape, Words::Without);
+        if (verdict.isOk())
+            keepBetter(best, ranked(input, shape, form, std::move(verdict)));
+    });
+    return best;
+}
+
+/// Returns the best one of the guesses in the first form that agrees with what is known.
+std::optional<Ranked> bestRefused(const TriedInput &input, const KnownShape &known)
+{
+    std::optional<Ranked> best;
+    visitShapes(input.bytes, [&](const MessageShape &shape, int form) {
+        if (!known.agreesWith(shape) || (best && best->form != form))
+            return;
+        const qint64 enough = best ? best->disagreement : MostWeight;
+        keepBetter(best, ranked(input, shape, form, refused(Refusal::NoSuchForm), enough));
+    });
+    if (best)
+        best->guess.verdict = checkTried(input, best->guess.shape, Words::With);
+    return best;
 }
 
 std::optional<Guess> best(const QByteArray &bytes, const KnownShape &known)
 {
     const TriedInput input(bytes);
-    std::optional<Ranked> best;
-    visitShapes(bytes, [&](const MessageShape &shape, int form) {
-        // A form that comes later is better only where it accepts the input. Frames begin with
-        // bytes that put their form first.
-        const bool isLater = best && best->form < form;
-        if (!known.agreesWith(shape) || (isLater && shape.form != Form::Text))
-            return;
-        Ranked candidate = rank(input, shape, form, Words::Without);
-        if (!best || isBetter(candidate, *best))
-            best = std::move(candidate);
-    });
+    std::optional<Ranked> best = bestAccepted(input, known);
+    if (!best)
+        best = bestRefused(input, known);
     if (!best)
         return {};
-    best->guess.verdict = checkTried(input, best->guess.shape, Words::With);
     best->guess.reason = reasonFor(best->guess, input.record);
     return std::move(best->guess);
 }

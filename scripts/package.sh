@@ -31,15 +31,9 @@ for library in "$directory"/root/usr/lib/*/lib*.so.*.*; do
     fi
 done
 
-echo "package: links of the pages for authors of firmware"
-for page in conformance start-firmware; do
-    while read -r link; do
-        if [[ ! -e $directory/root/usr/share/doc/korvinpackage-doc/docs/$link ]]; then
-            echo "package: $page.md: $link is not installed" >&2
-            exit 1
-        fi
-    done < <(grep -oP '\]\(\K[^)#:]+(?=\))' "docs/$page.md" | sort -u)
-done
+echo "package: links of the pages"
+pages=$directory/root/usr/share/doc/korvinpackage-doc
+python3 tests/docs/links_test.py --within "$directory/root/usr/share" "$pages"/*.md "$pages"/docs/*.md
 
 echo "package: consumers of the installed files"
 # Libraries of packages have no run path: they are in a folder that the loader knows.

@@ -4,6 +4,9 @@
 #include <korvininspect/inputtext.h>
 
 #include <QtCore/QCryptographicHash>
+#include <QtCore/QStringList>
+
+#include <algorithm>
 
 using namespace KorvinInspect;
 
@@ -45,7 +48,7 @@ const char Style[] = R"(
   --mark: #1d1f24; --on-mark: #fffefb; --hover: #ece8dc;
   --saturation: 68%; --lightness: 85%; --vivid: 48%;
 }
-@media (prefers-color-scheme: dark) {
+@media screen and (prefers-color-scheme: dark) {
   :root {
     --page: #13151a; --card: #1a1d23; --ink: #dfddd6; --soft: #a3a9b4; --line: #2c3038;
     --good: #74cf9b; --bad: #ff8f85; --warn: #e9b15f;
@@ -72,7 +75,7 @@ header { display: grid; gap: 4px; }
 .verdict::before { display: inline-block; width: 1.4em; }
 .good { color: var(--good); } .good::before { content: "\2713"; }
 .bad { color: var(--bad); } .bad::before { content: "\2717"; }
-.size, .more, #status, small { color: var(--soft); }
+.size, .more, .guess, #status, small { color: var(--soft); }
 
 main { flex: 1; min-height: 0; display: flex; gap: 16px; }
 .text main { flex-direction: column; }
@@ -91,7 +94,7 @@ section {
 .map, .raw, .value { font-family: ui-monospace, "DejaVu Sans Mono", Menlo, Consolas, monospace; }
 .map { cursor: default; color: var(--soft); }
 .frame .map { display: grid; grid-template-columns: auto repeat(16, 29px); row-gap: 4px; }
-.map b { align-self: center; padding-right: 14px; font-weight: 400; }
+.map b { padding: 3px 14px 0 0; font-weight: 400; }
 .frame .map b:nth-child(-n+17):not(:first-child) { padding: 0; text-align: center; }
 .map span { position: relative; }
 .frame .map span { height: 38px; padding-top: 3px; text-align: center; }
@@ -114,6 +117,7 @@ section {
 .map .over { box-shadow: inset 0 -4px hsl(var(--over) var(--saturation) var(--vivid)); }
 .map .unread { background: var(--hover); }
 .frame .map .start { border-left: 2px solid var(--card); }
+.map .fault { box-shadow: inset 0 2px var(--bad), inset 0 -2px var(--bad); }
 .map .marked { background: var(--mark); color: var(--on-mark); }
 .map .before { box-shadow: -3px 0 var(--mark); }
 .map .after { box-shadow: 3px 0 var(--mark); }
@@ -141,24 +145,59 @@ small { font-size: 12px; }
 .remark { color: var(--warn); }
 .remark::before { content: "\26A0\FE0E\00A0"; }
 tr.marked td { background: var(--hover); }
+tr.fault { outline: 2px solid var(--bad); }
+.fault .name { color: var(--bad); }
 
 @media (max-width: 1350px) {
   main { flex-direction: column; }
   .bytes { max-height: 45%; }
 }
-@media (max-width: 700px) {
-  body { padding: 10px; }
-  .bytes { align-self: stretch; }
-  .raw { min-width: 12ch; }
-  .bytes { padding: 0 8px 8px; }
+/* Each field is a card: its name, then what the table has in columns. */
+@media screen and (max-width: 700px) {
+  body { padding: 10px; height: auto; }
+  main { display: block; }
+  .bytes, .text .bytes { max-height: 55vh; margin-bottom: 10px; padding: 0 8px 8px; }
   .frame .map { grid-template-columns: auto repeat(16, 1fr); font-size: 12px; }
   .map b { padding-right: 6px; }
-  td, th { padding: 6px; }
+  thead { display: none; }
+  table, tbody, tr, td { display: block; }
+  tr {
+    display: flex; flex-direction: column; padding: 8px 10px;
+    border-bottom: 1px solid var(--line);
+    border-left: 5px solid hsl(var(--hue, 0) var(--saturation) var(--vivid));
+  }
+  tr.unread { border-left-color: var(--line); }
+  td, td:first-child, td.number {
+    position: relative; padding: 0 0 0 80px; border: 0; box-shadow: none; text-align: left;
+    font-size: 13px;
+  }
+  td::before { position: absolute; left: 0; color: var(--soft); font: 13px/1.5 system-ui, sans-serif; }
+  td:nth-last-child(8)::before { content: "Item"; }
+  td:nth-last-child(7)::before { content: "Column"; }
+  td:nth-last-child(6)::before { content: "Offset"; }
+  td:nth-last-child(5)::before { content: "Width"; }
+  td.raw::before { content: "Raw"; }
+  td.value::before { content: "Value"; }
+  td.name, td.description { padding-left: 0; }
+  td.name { order: -1; font-size: 14px; }
+  .raw, .value, .description { min-width: 0; max-width: none; }
 }
 @media print {
-  body { height: auto; }
-  .bytes, .text .bytes { max-height: none; }
+  :root {
+    --page: white; --card: white; --ink: black; --soft: #333; --line: #999;
+    --good: black; --bad: black; --warn: black; --lightness: 90%;
+  }
+  @page { margin: 12mm; }
+  body { display: block; height: auto; padding: 0; font-size: 10px; }
   main { display: block; }
+  section { overflow: visible; border: 0; }
+  .bytes, .text .bytes { max-height: none; padding: 8px 0; }
+  .frame .map { grid-template-columns: auto repeat(16, 1fr); }
+  .map span, td:first-child { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
+  .map span, tr { break-inside: avoid; }
+  th { position: static; }
+  td, th, small { padding: 3px 5px; font-size: 10px; }
+  .raw, .value, .description { min-width: 0; font-size: 10px; }
   #status { display: none; }
 }
 )";
@@ -304,16 +343,69 @@ QVector<Cover> coversOf(const QVector<ExplainedField> &fields, int size)
     return covers;
 }
 
-QString classesOf(const Cover &cover, const QVector<ExplainedField> &fields)
+/// Where check() finds its fault: a part of the input, which may be empty.
+struct Fault
 {
-    if (cover.first < 0)
+    int begin = -1;
+    int end = -1;
+
+    bool covers(int at) const { return at >= begin && at < end; }
+
+    bool isOf(const ExplainedField &field) const
+    {
+        const bool isEmpty = begin == end || field.width <= 0;
+        return isEmpty ? begin >= 0 && field.offset == begin
+                       : field.offset < end && begin < qint64(field.offset) + field.width;
+    }
+};
+
+/// What the page shows of an input.
+struct Explained
+{
+    const QVector<ExplainedField> &fields;
+    Fault fault;
+};
+
+/// Returns the bytes or characters from @p begin on that are not as they should be.
+Fault faultFrom(int begin, int size, const Verdict &verdict, const QVector<ExplainedField> &fields)
+{
+    if (verdict.refusal == Refusal::TrailingBytes)
+        return {begin, size};
+    const auto isNamed = [&](const ExplainedField &field) {
+        return field.name == verdict.field && field.offset == begin;
+    };
+    const auto named = std::find_if(fields.begin(), fields.end(), isNamed);
+    const int width = named != fields.end() ? qMax(0, named->width) : 1;
+    return {begin, qMin(size, begin + width)};
+}
+
+/// Returns the place of a refusal. Those that concern a record as a whole have none.
+Fault faultOf(const Verdict &verdict, const QVector<ExplainedField> &fields, Form form, int size)
+{
+    if (verdict.isOk())
         return {};
-    QString classes = colorOf(fields, cover.first);
+    if (form != Form::Text)
+        return verdict.position >= 0 ? faultFrom(verdict.position, size, verdict, fields) : Fault();
+    for (const ExplainedField &field : fields) {
+        const bool isThere = field.item == verdict.item && field.column == verdict.position;
+        if (isThere && (field.name == verdict.field || isUnread(field)))
+            return {field.offset, field.offset + field.width};
+    }
+    return {};
+}
+
+QString classesOf(int at, const Cover &cover, const Explained &explained)
+{
+    QStringList classes;
+    if (cover.first >= 0)
+        classes << colorOf(explained.fields, cover.first);
     if (cover.second >= 0)
-        classes += QStringLiteral(" over o%1").arg(cover.second % Colors);
+        classes << QStringLiteral("over o%1").arg(cover.second % Colors);
     if (cover.isStart)
-        classes += QLatin1String(" start");
-    return classes;
+        classes << QStringLiteral("start");
+    if (explained.fault.covers(at))
+        classes << QStringLiteral("fault");
+    return classes.join(QLatin1Char(' '));
 }
 
 QString cell(int at, const QString &classes, const QString &note, const QString &text)
@@ -327,10 +419,10 @@ QString lineHead(const QString &text)
     return QStringLiteral("\n<b>%1</b>").arg(text);
 }
 
-QString byteMap(const QByteArray &frame, const QVector<ExplainedField> &fields)
+QString byteMap(const QByteArray &frame, const Explained &explained)
 {
     const int size = qMin(frame.size(), MostCells);
-    const QVector<Cover> covers = coversOf(fields, size);
+    const QVector<Cover> covers = coversOf(explained.fields, size);
     QString map = lineHead({});
     for (int column = 0; column < BytesPerLine; ++column)
         map += QStringLiteral("<b>%1</b>").arg(hexDigits(column, 1));
@@ -339,7 +431,7 @@ QString byteMap(const QByteArray &frame, const QVector<ExplainedField> &fields)
             map += lineHead(hexDigits(at, 4));
         const auto byte = static_cast<uchar>(frame.at(at));
         const bool isAscii = byte > ' ' && byte < 0x7F;
-        map += cell(at, classesOf(covers.at(at), fields), isAscii ? shown(byte) : QString(),
+        map += cell(at, classesOf(at, covers.at(at), explained), isAscii ? shown(byte) : QString(),
                     hexDigits(byte, 2));
     }
     return map;
@@ -353,19 +445,19 @@ QString noteOf(const ExplainedField &field)
 }
 
 /// Returns the beginning of a record, with each item of a combination on a line of its own.
-QString textMap(const QString &begin, const QVector<ExplainedField> &fields)
+QString textMap(const QString &begin, const Explained &explained)
 {
-    const QVector<Cover> covers = coversOf(fields, begin.size());
+    const QVector<Cover> covers = coversOf(explained.fields, begin.size());
     QString map;
     int at = 0;
     for (const uint character : begin.toUcs4()) {
         const Cover &cover = covers.at(at);
         QString note;
         if (cover.isStart)
-            note = noteOf(fields.at(cover.first));
+            note = noteOf(explained.fields.at(cover.first));
         if (cover.isStart && at > 0 && begin.at(at - 1) == QLatin1Char('|'))
             map += QLatin1String("<br>");
-        map += cell(at, classesOf(cover, fields), note, shown(character));
+        map += cell(at, classesOf(at, cover, explained), note, shown(character));
         at += QChar::requiresSurrogates(character) ? 2 : 1;
     }
     return map;
@@ -393,9 +485,11 @@ QString rawOf(const ExplainedField &field, Form form)
 QString valueOf(const ExplainedField &field)
 {
     const QString value = shown(valueForPeople(field));
-    return field.meaning.isEmpty()
-        ? value
-        : value + QLatin1Char(' ') + element("span", "meaning", shown(field.meaning));
+    if (field.meaning.isEmpty())
+        return value;
+    const bool isOne = field.meaning == QLatin1String("bytes") && field.value.toLongLong() == 1;
+    const QString meaning = isOne ? QStringLiteral("byte") : shown(field.meaning);
+    return value + QLatin1Char(' ') + element("span", "meaning", meaning);
 }
 
 QString descriptionOf(const ExplainedField &field)
@@ -424,13 +518,15 @@ struct TableColumns
     bool column = false;
 };
 
-QString row(const QVector<ExplainedField> &fields, int index, Form form, TableColumns columns)
+QString row(const Explained &explained, int index, Form form, TableColumns columns)
 {
-    const ExplainedField &field = fields.at(index);
+    const ExplainedField &field = explained.fields.at(index);
+    QString classes = colorOf(explained.fields, index);
+    if (explained.fault.isOf(field))
+        classes += QLatin1String(" fault");
     QString html =
         QStringLiteral("\n<tr class=\"%1\" tabindex=\"0\" data-from=\"%2\" data-width=\"%3\">")
-            .arg(colorOf(fields, index), QString::number(field.offset),
-                 QString::number(field.width));
+            .arg(classes, QString::number(field.offset), QString::number(field.width));
     if (columns.item)
         html += dataCell("number", QString::number(field.item));
     if (columns.column)
@@ -471,14 +567,15 @@ QString more(qint64 count, const QString &what)
                    counted(count, what) + QLatin1String(count == 1 ? " follows" : " follow"));
 }
 
-QString fieldTable(const QVector<ExplainedField> &fields, Form form)
+QString fieldTable(const Explained &explained, Form form)
 {
+    const QVector<ExplainedField> &fields = explained.fields;
     const bool hasItems = !fields.isEmpty() && fields.first().item > 0;
     const TableColumns columns{hasItems, form == Form::Text};
     const int rows = qMin(fields.size(), MostRows);
     QString html = QLatin1String("<table>") + tableHead(columns) + QLatin1String("<tbody>");
     for (int i = 0; i < rows; ++i)
-        html += row(fields, i, form, columns);
+        html += row(explained, i, form, columns);
     return html + QLatin1String("\n</tbody></table>")
         + more(fields.size() - rows, QStringLiteral("field"));
 }
@@ -492,23 +589,29 @@ struct Map
     qint64 shown = 0;
 };
 
-Map mapOf(const QByteArray &input, const QVector<ExplainedField> &fields, Form form)
+Map mapOf(const QByteArray &input, const Explained &explained, Form form)
 {
     if (form != Form::Text)
-        return {byteMap(input, fields), QStringLiteral("byte"), input.size(),
+        return {byteMap(input, explained), QStringLiteral("byte"), input.size(),
                 qMin<qint64>(input.size(), MostCells)};
     const QString record = textFromUtf8(input);
     const QString begin = beginning(record, MostCells);
-    return {textMap(begin, fields), QStringLiteral("character"), record.size(), begin.size()};
+    return {textMap(begin, explained), QStringLiteral("character"), record.size(), begin.size()};
 }
 
-QString header(const QString &title, const Verdict &verdict, const QString &sizes)
+/// @param guess says why the input may have its shape; empty where the shape is known.
+QString header(const QString &title, const Verdict &verdict, const QString &guess,
+               const QString &sizes)
 {
-    return QStringLiteral("<header><h1>%1</h1>%2%3</header>")
-        .arg(
-            title,
-            element("p", verdict.isOk() ? "verdict good" : "verdict bad", shown(describe(verdict))),
-            element("p", "size", sizes));
+    QString html = QStringLiteral("<header><h1>%1</h1>").arg(title);
+    html += element("p", verdict.isOk() ? "verdict good" : "verdict bad", shown(describe(verdict)));
+    if (!guess.isEmpty()) {
+        const QString reason =
+            verdict.isOk() ? shown(guess) : QStringLiteral("it disagrees least with the input");
+        html += element("p", "guess",
+                        QLatin1String("Class, form and direction are guessed: ") + reason);
+    }
+    return html + element("p", "size", sizes) + QLatin1String("</header>");
 }
 
 /// Returns the hash by which a Content-Security-Policy allows @p source.
@@ -521,10 +624,14 @@ QString hashOf(const char *source)
 } // namespace
 
 QByteArray htmlPage(const QByteArray &input, const MessageShape &shape,
-                    const QVector<ExplainedField> &fields, const Verdict &verdict)
+                    const QVector<ExplainedField> &fields, const Verdict &verdict,
+                    const QString &guess)
 {
     const QString title = shown(describe(shape));
-    const Map map = mapOf(input, fields, shape.form);
+    const auto size =
+        static_cast<int>(shape.form == Form::Text ? textFromUtf8(input).size() : input.size());
+    const Explained explained{fields, faultOf(verdict, fields, shape.form, size)};
+    const Map map = mapOf(input, explained, shape.form);
     const QString hint =
         QStringLiteral("<p id=\"status\">Point at a %1 or a field.</p>").arg(map.unit);
     const QString bytes =
@@ -534,7 +641,7 @@ QByteArray htmlPage(const QByteArray &input, const MessageShape &shape,
     return QString::fromLatin1(Page)
         .arg(hashOf(Style), hashOf(Script), title, QLatin1String(Style),
              shape.form == Form::Text ? QStringLiteral("text") : QStringLiteral("frame"),
-             header(title, verdict, sizes), element("section", "bytes", bytes),
-             element("section", "fields", fieldTable(fields, shape.form)), QLatin1String(Script))
+             header(title, verdict, guess, sizes), element("section", "bytes", bytes),
+             element("section", "fields", fieldTable(explained, shape.form)), QLatin1String(Script))
         .toUtf8();
 }

@@ -45,6 +45,8 @@ end
 local is_access = { access = true, rawAccess = true }
 local is_kind = { kind = true, readKind = true, writeKind = true }
 local is_serial = { serial = true, shortSerial = true }
+local is_word = { access = true, readKind = true, writeKind = true, commResult = true,
+    packageResult = true, flag = true }
 
 -- Verbs of the same kind of field, which may refer to the same field of a package.
 local kind_of = { clampedLength = "length" }
@@ -202,9 +204,11 @@ local function number_in_frame_fault(verb, number, is_request)
 end
 
 -- Compares a code with the one that a class is for.
+local OTHER_ACCESS = "not what the class is for"
+
 local function access_fault(verb, number, only)
     if is_access[verb] and only and number ~= only then
-        return "not what the class is for"
+        return OTHER_ACCESS
     end
 end
 
@@ -763,6 +767,7 @@ local function column_fields(parts, class, steps)
                 offset = part.offset,
                 size = #part.text,
                 width = #part.text,
+                text = part.text,
                 value = value,
                 number = type(value) == "number" and value or nil,
                 fault = fault
@@ -986,19 +991,201 @@ local function usual_codes(fields, class)
     return count
 end
 
--- Returns whether the first of two guesses is better, as korvinpack explain ranks them: accepted input
--- comes first, by its codes; then refused input with the right number of columns, then the one refused
--- latest.
-local function is_better(a, b)
-    local first, second = a.refusal, b.refusal
-    if not first or not second then
-        return not first and (second ~= nil or a.usual > b.usual)
-    elseif first.has_other_columns ~= second.has_other_columns then
-        return not first.has_other_columns
-    elseif (first.item or 0) ~= (second.item or 0) then
-        return (first.item or 0) > (second.item or 0)
+-- What is refused is weighed as korvininspect/disagreement.cpp does it, which says what each number means.
+
+local UNUSUAL, VALUE, NO_WORD, ACCESS, BYTES, COLUMN, GAP = 1, 4, 2, 5, 2, 5, 4
+local MOST_MISSING, MOST_TRAILING, MOST_OF_ITEM, MOST_SHIFTED = 4, 12, 8, 4096
+
+local function first_letter(text)
+    local first = (text or ""):match("^%a")
+    return first and first:lower()
+end
+
+-- What a word without a meaning weighs in addition.
+local function weight_of_word(field, class)
+    if not field.column or not is_word[field.verb] then
+        return 0
+    elseif not first_letter(field.text) then
+        return NO_WORD
     end
-    return first.position > second.position
+    local usual = layouts.codes.kind[class.usualKind]
+    return is_kind[field.verb] and first_letter(field.text) ~= first_letter(usual) and UNUSUAL or 0
+end
+
+local function is_unusual(field, class, is_request)
+    return is_kind[field.verb] and field.number ~= class.usualKind
+        or is_access[field.verb] and field.number ~= class.usualAccess
+        or field.verb == "block" and is_request and class.usualAccess == 0
+end
+
+-- Weighs fields, one after the other.
+local function field_weigher(name, is_request)
+    local class, seen = layouts.classes[name], {}
+    return function(field)
+        if field.fault == OTHER_ACCESS then
+            return ACCESS
+        elseif field.fault then
+            return VALUE + weight_of_word(field, class)
+        end
+        local key = (kind_of[field.verb] or field.verb) .. " " .. field.name
+        local first = seen[key]
+        if first and (first.number ~= field.number or first.raw ~= field.raw) then
+            return VALUE
+        elseif field.verb ~= "constant" and field.verb ~= "gap" then
+            seen[key] = first or field
+        end
+        return is_unusual(field, class, is_request) and UNUSUAL or 0
+    end
+end
+
+local function sum_of(weights)
+    local sum = 0
+    for _, weight in ipairs(weights) do
+        sum = sum + weight
+    end
+    return sum
+end
+
+-- The least weight of a message that lacks something, or has something too much, at one place.
+local function weight_around(is_missing, before, after)
+    local weight = sum_of(after)
+    local least = weight
+    for i = 1, #after do
+        weight = weight - after[i]
+        if is_missing then
+            least = math.min(least, weight + math.max(0, after[i] - VALUE))
+        end
+        if not before[i] then
+            break
+        end
+        weight = weight + before[i]
+        least = math.min(least, weight)
+    end
+    return least
+end
+
+local function weight_of_count(count, most)
+    return count > 0 and BYTES + math.min(most, count) or 0
+end
+
+-- The weights of the fields of a frame, those of the fields before the first one that is cut off, and
+-- that of the size.
+local function frame_weights(bytes, form, class, is_request)
+    local fields = form == "frame" and written_frame(bytes, class, is_request)
+        or linux_fields(bytes, class, is_request)
+    local weigh = field_weigher(class, is_request)
+    local weights, whole, reached, missing, trailing = {}, nil, 0, 0, 0
+    for i, field in ipairs(fields) do
+        if field.verb == "checksum" then
+            trailing = math.max(0, field.offset - reached)
+        end
+        local is_short = field.missing > 0 and not is_cut(field)
+        if is_short then
+            whole = whole or { table.unpack(weights) }
+            missing = missing + field.missing
+        end
+        weights[i] = (is_short or is_cut(field)) and 0 or weigh(field)
+        reached = math.max(reached, field.offset + field.size)
+    end
+    if form == "frame" then
+        trailing = math.max(0, #bytes - reached)
+    end
+    return weights, whole or weights,
+        weight_of_count(missing, MOST_MISSING) + weight_of_count(trailing, MOST_TRAILING)
+end
+
+-- Where a frame that is shifted by a byte still agrees.
+local function first_shifted(bytes, form, is_request)
+    local FIRST_TEXT = 3
+    if form == "linux" then
+        return 2
+    elseif not is_request and (bytes:byte(1) or 0) == 0 then
+        return 1
+    end
+    local function size_at(place)
+        return place + 2 <= #bytes and little_endian(bytes, place, 2) or 0
+    end
+    local tag = FIRST_TEXT + size_at(1)
+    local numbers = tag + 2 + size_at(tag)
+    return numbers < #bytes and numbers or FIRST_TEXT
+end
+
+local function weight_of_frame(bytes, form, class, is_request)
+    local weights, whole, of_size = frame_weights(bytes, form, class, is_request)
+    local weight = sum_of(weights) + of_size
+    if #bytes > MOST_SHIFTED or weight <= GAP then
+        return weight
+    end
+    local first = first_shifted(bytes, form, is_request)
+    for _, is_missing in ipairs { true, false } do
+        local shifted = bytes:sub(1, first) .. (is_missing and "\1" or "")
+            .. bytes:sub(is_missing and first + 1 or first + 2)
+        local after, _, size = frame_weights(shifted, form, class, is_request)
+        weight = math.min(weight, GAP + size + weight_around(is_missing, whole, after))
+    end
+    return weight
+end
+
+local function weight_of_bytes(bytes, form, class, is_request)
+    local weight = weight_of_frame(bytes, form, class, is_request)
+    if form == "frame" and not is_request and (bytes:byte(1) or 0) > 1 then
+        local short = "\0" .. bytes:sub(2)
+        return math.min(weight, VALUE + weight_of_frame(short, form, class, is_request))
+    end
+    return weight
+end
+
+local function column_weights(text, class, is_request)
+    local steps = written_steps(class, is_request)
+    local weigh = field_weigher(class, is_request)
+    local weights = {}
+    for i = 1, #steps do
+        weights[i] = 0
+    end
+    for _, field in ipairs(column_fields(split(text, ",", 0, MOST_COLUMNS), class, steps)) do
+        weights[field.column + 1] = weigh(field)
+    end
+    return weights
+end
+
+local function weight_of_record(text, class, is_request)
+    local written = #written_steps(class, is_request)
+    local missing = written - count_of(text, ",")
+    local weight = COLUMN * math.abs(missing)
+    if layouts.classes[class].neededColumns[is_request and "request" or "reply"] > written then
+        weight = weight + VALUE
+    end
+    local plain = column_weights(text, class, is_request)
+    if math.abs(missing) ~= 1 or #text > MOST_SHIFTED then
+        return weight + sum_of(plain)
+    end
+    local shifted = missing > 0 and "," .. text or text:sub((text:find(",", 1, true) or 0) + 1)
+    return weight + weight_around(missing > 0, plain, column_weights(shifted, class, is_request))
+end
+
+local function weight_of_text(text, class, is_request)
+    if class ~= COMBINATION then
+        local has_items = text:find("^", 1, true)
+        return weight_of_record(text, class, is_request) + (has_items and VALUE or 0)
+    end
+    local weight = 0
+    for item in (text .. "|"):gmatch("([^|]*)|") do
+        local word, record = item:match("^([^^]*)%^(.*)$")
+        local of_item = class_of_type[word or ""]
+        if of_item then
+            weight = weight + math.min(MOST_OF_ITEM, weight_of_record(record, of_item, true))
+        else
+            weight = weight + ((word or ""):match("^%a+$") and VALUE or MOST_OF_ITEM)
+        end
+    end
+    return weight
+end
+
+local function disagreement(bytes, form, class, is_request)
+    if form == "text" then
+        return weight_of_text(bytes, class, is_request)
+    end
+    return weight_of_bytes(bytes, form, class, is_request)
 end
 
 local function has_form(class, form)
@@ -1008,26 +1195,52 @@ local function has_form(class, form)
     return layouts.classes[class] ~= nil and (form ~= "linux" or layouts.classes[class].linux)
 end
 
--- Returns the class that fits a message best, and whether the message is accepted for it.
+-- Returns the first class with the least of what a function counts; nil counts as no class.
+local function least(classes, count)
+    local best, lowest
+    for _, class in ipairs(classes) do
+        local number = count(class)
+        if number and (not lowest or number < lowest) then
+            best, lowest = class, number
+        end
+    end
+    return best
+end
+
+-- Returns the class that fits a message best, and whether the message is accepted for it: the one whose
+-- codes are the usual ones, or of a message that is refused, the one that disagrees least.
 local function guess_class(bytes, form, is_request)
-    local classes = { table.unpack(layouts.order) }
-    if bytes:find("^", 1, true) then
-        if form == "text" and not is_request then
+    local classes = {}
+    for _, class in ipairs(layouts.order) do
+        if has_form(class, form) then
+            classes[#classes + 1] = class
+        end
+    end
+    if bytes:find("^", 1, true) and form == "text" then
+        if not is_request then
             return COMBINATION, true -- which the library does not read
         end
         classes[#classes + 1] = COMBINATION
     end
-    local best
-    for _, class in ipairs(classes) do
-        if has_form(class, form) then
-            local refusal, fields = check(bytes, form, class, is_request)
-            local guess = { class = class, refusal = refusal, usual = usual_codes(fields, class) }
-            if not best or is_better(guess, best) then
-                best = guess
-            end
-        end
+    local accepted = least(classes, function(class)
+        local refusal, fields = check(bytes, form, class, is_request)
+        return not refusal and -usual_codes(fields, class) or nil
+    end)
+    return accepted or least(classes, function(class)
+        return disagreement(bytes, form, class, is_request)
+    end), accepted ~= nil
+end
+
+-- Whether one of the two start bytes is that of a Linux frame, and the checksum matches.
+local function is_nearly_linux(bytes)
+    if #bytes < 20 or bytes:byte(1) ~= 0x55 and bytes:byte(2) ~= 0xAA then
+        return false
     end
-    return best.class, not best.refusal
+    local sum = 0x5555
+    for position = 3, #bytes - 2 do
+        sum = sum + bytes:byte(position)
+    end
+    return sum % 0x10000 == little_endian(bytes, #bytes - 2, 2)
 end
 
 -- Returns the form by the first bytes. Input that looks like a frame is a record if it fits as one,
@@ -1035,13 +1248,16 @@ end
 local function form_of(bytes, is_request)
     if bytes:sub(1, 2) == "\x55\xAA" then
         return "linux"
-    elseif not bytes:find(",", 1, true) and not bytes:find("^", 1, true) then
-        return "frame"
-    elseif not bytes:find("\0", 1, true) and bytes:byte(1) ~= 1 then
-        return "text"
     end
-    local _, fits = guess_class(bytes, "text", is_request)
-    return fits and "text" or "frame"
+    local has_separators = bytes:find("[,^]") ~= nil
+    local is_text = has_separators and not bytes:find("\0", 1, true) and bytes:byte(1) ~= 1
+    local function fits(form)
+        return select(2, guess_class(bytes, form, is_request))
+    end
+    if is_nearly_linux(bytes) and not fits(is_text and "text" or "frame") then
+        return has_separators and fits("text") and "text" or "linux"
+    end
+    return (is_text or has_separators and fits("text")) and "text" or "frame"
 end
 
 local function serial_field(fields)

@@ -403,13 +403,13 @@ Action makeRead(const QStringList &arguments, QString *shown)
 Action makeUpload(const QStringList &arguments, QString *)
 {
     const QByteArray contents = contentsOf(arguments.at(0));
-    const QString name = arguments.at(1);
+    const QString &name = arguments.at(1);
     return [=](DeviceClient &client) { return client.upload(contents, name); };
 }
 
 Action makeDownload(const QStringList &arguments, QString *shown)
 {
-    const QString name = arguments.at(0);
+    const QString &name = arguments.at(0);
     const int length = countFrom(QStringLiteral("LENGTH"), arguments.at(1));
     return makeReading(
         [=](DeviceClient &client, QByteArray *data) { return client.download(name, length, data); },
@@ -442,7 +442,7 @@ Action makeSpecial(const QStringList &arguments, QString *shown)
 Action makeCombination(const QStringList &arguments, QString *shown)
 {
     const QByteArray data = dataFrom(arguments.at(0));
-    const QString name = arguments.at(1);
+    const QString &name = arguments.at(1);
     return makeReading(
         [=](DeviceClient &client, QByteArray *readBack) {
             return client.combination(data, name, readBack) && *readBack == data;

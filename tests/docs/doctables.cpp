@@ -382,7 +382,7 @@ QString classTable()
 QStringList aligned(const QString &markdown)
 {
     constexpr int MostCharacters = 96;
-    const QStringList rows = markdown.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QStringList rows = markdown.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     QVector<int> widths(rows.value(0).count(QLatin1Char('|')) + 1);
     const auto forCells = [&](const QString &row, auto visit) {
         const QStringList cells = row.split(QLatin1Char('|'));

@@ -2,7 +2,7 @@
 
 Usage: pages_test.py [--tools FOLDER] [--only WORD --in FOLDER] PAGE...
   --tools  where programs are found first
-  --only   runs only commands with this word, in the folder of --in
+  --only   runs only commands with this word, in the folder of --in, and writes no files
 
 A block after "<!-- file: NAME -->" is written into that file, and "console" blocks are run, in a new
 folder for each page and in the order of the page. Programs, libraries and headers are those that the
@@ -40,7 +40,7 @@ def follow(page, folder, word):
     faults = []
     commands = 0
     for block in BLOCK.finditer(page.read_text("utf-8")):
-        if block["file"]:
+        if block["file"] and not word:
             (folder / block["file"]).write_text(block["text"], "utf-8")
         if block["kind"] != "console":
             continue

@@ -139,17 +139,6 @@ class ReferenceTest(unittest.TestCase):
             dead += self.dead(FOLDER / f"{name}.html", links, anchors)
         self.assertEqual(dead, [])
 
-    def test_no_link_of_the_documents_is_dead(self):
-        dead = []
-        links = 0
-        for document in [*DOCS.glob("*.md"), *DOCS.parent.glob("*.md")]:
-            for target in re.findall(r"\]\(([^)]*)\)", document.read_text("utf-8")):
-                links += 1
-                if not (document.parent / target).exists():
-                    dead.append(f"{document.name}: {target}")
-        self.assertGreater(links, 50)
-        self.assertEqual(dead, [])
-
     def test_the_main_page_leads_to_the_start_pages(self):
         for page in START_PAGES:
             self.assertIn([(FOLDER / f"{page}.html").as_uri(), True], self.looks["index"]["links"])
@@ -194,6 +183,29 @@ class ReferenceTest(unittest.TestCase):
         for name, looks in self.looks.items():
             self.assertEqual(looks["tooWide"], [], name)
             self.assertLessEqual(looks["width"], WIDTH, name)
+
+    def test_classes_begin_with_their_layouts(self):
+        self.browser.open(FOLDER / "classPackageRequestReadData.html", "light")
+        table, members = self.browser.run(
+            "return ['table.markdownTable', 'table.memberdecls'].map(selector =>"
+            "    document.querySelector('.contents ' + selector).getBoundingClientRect().top);")
+        self.assertLess(table, members)
+
+    def test_operations_are_one_click_from_their_class(self):
+        self.browser.open(FOLDER / "classPackageRequestReadData.html", "light")
+        shown = self.browser.run(
+            "return [...document.querySelectorAll('.memItemRight')]"
+            "    .filter(cell => cell.offsetHeight > 0).map(cell => cell.textContent.split(' (')[0].trim())")
+        for name in ("data", "getReplyDataLength", "UnPackageReply", "isPackageSuccess", "getSerialNum"):
+            self.assertIn(name, shown)
+
+    def test_large_windows_have_a_tree(self):
+        trees = []
+        for width in (1400, WIDTH):
+            with self.browser.window(width, 800):
+                self.browser.open(FOLDER / "classPackageBase.html", "light")
+                trees.append(self.browser.run("return document.querySelector('#side-nav').offsetWidth > 100"))
+        self.assertEqual(trees, [True, False])
 
     def test_types_of_members_are_whole(self):
         for name in CLASS_PAGES:

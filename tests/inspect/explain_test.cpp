@@ -322,4 +322,12 @@ TEST(Explain, TextOfJsonHasValuesOfEveryType)
                          R"(","width":0}])"));
 }
 
+TEST(DescribedResults, AreNamesOrCodes)
+{
+    EXPECT_EQ(describe(OrvexEnum::CommTimeout), QStringLiteral("timeout"));
+    EXPECT_EQ(describe(static_cast<OrvexEnum::CommResults>(9)), QStringLiteral("code 9"));
+    EXPECT_EQ(describe(OrvexEnum::PackTimeOut), QStringLiteral("timeOut"));
+    EXPECT_EQ(describe(static_cast<OrvexEnum::PackageResults>(11)), QStringLiteral("code 11"));
+}
+
 } // namespace

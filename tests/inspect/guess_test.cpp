@@ -61,7 +61,8 @@ const GuessRow GuessRows[] = {
      "lengthErr, "
      "portErr, timeout, codeErr, forcedCancel"},
     {"1,2,te\txt", true, "request record of SpecialPackageRequest", "3 columns, all in range"},
-    {"7,usb0", true, "request record of PackageBase", "too few: 15 columns expected, 2 found"},
+    {"7,usb0", true, "request record of SpecialPackageRequest",
+     "too few: 3 columns expected, 2 found"},
     {"1,2,text", true, "request record of SpecialPackageRequest", "3 columns, all in range"},
     {"ReadData^" READ_COLUMNS ",4,data", true, "request record of PackageRequestCombination",
      "type words and ^ in every item"},

@@ -71,6 +71,15 @@ class Browser(Chrome):
                              {"features": [{"name": "prefers-color-scheme", "value": scheme}]})
         self.get(path.as_uri())
 
+    @contextlib.contextmanager
+    def printing(self):
+        """Shows the page as it is printed."""
+        self.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": "print"})
+        try:
+            yield
+        finally:
+            self.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": ""})
+
     def run(self, script, *arguments):
         return self.execute_script(script, *arguments)
 

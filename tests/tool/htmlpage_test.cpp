@@ -241,6 +241,86 @@ TEST(HtmlPage, SaysTheVerdict)
         pageOf(refused).contains(QStringLiteral("<p class=\"verdict bad\">%1</p>").arg(verdict)));
 }
 
+TEST(HtmlPage, SaysThatItGuessed)
+{
+    const QByteArray good = hex("00 05 00 00 01 00");
+    const MessageShape shape{ClassId::PackageBase, Form::Frame, Direction::Reply};
+    const auto pageWith = [&](const QByteArray &input, const QString &guess) {
+        return QString::fromUtf8(
+            htmlPage(input, shape, explain(input, shape), check(input, shape), guess));
+    };
+    EXPECT_TRUE(
+        pageWith(good, QStringLiteral("fits to <the> last byte"))
+            .contains(QLatin1String("<p class=\"guess\">Class, form and direction are guessed: "
+                                    "fits to &lt;the&gt; last byte</p>")));
+    EXPECT_TRUE(pageWith(good + 'x', QStringLiteral("trailing"))
+                    .contains(QLatin1String("are guessed: it disagrees least with the input</p>")));
+    EXPECT_FALSE(pageWith(good, {}).contains(QLatin1String("<p class=\"guess\">")));
+}
+
+TEST(HtmlPage, MarksTheFault)
+{
+    struct Row
+    {
+        const char *what;
+        QByteArray input;
+        MessageShape shape;
+        QVector<int> cells; ///< First and last one that is marked.
+        int rows;
+    };
+    const MessageShape shortReply{ClassId::PackageBase, Form::Frame, Direction::Reply};
+    const Row table[] = {
+        {"nothing", hex("00 05 00 00 01 00"), shortReply, {}, 0},
+        {"a code", hex("00 05 00 00 09 00"), shortReply, {4}, 1},
+        {"trailing bytes", hex("00 05 00 00 01 00 41 42"), shortReply, {6, 7}, 1},
+        {"data that is cut",
+         hostileFrame() + hex("01 02"),
+         ReadRequest,
+         {static_cast<int>(hostileFrame().size()), static_cast<int>(hostileFrame().size()) + 1},
+         1},
+        {"a field without bytes", hex("00 05 00 00 01"), shortReply, {}, 1},
+        {"a column",
+         "7,usb0,1,0,255,x,65535,2560,16,0,write,3000,,ok,ok,false,data,3,1/255/16",
+         Record,
+         {15},
+         1},
+        {"a word of an item",
+         "ReadData^7,,1,0,255,2,65535,2560,16,0,read,3000,,ok,Ok,17,data",
+         Combination,
+         {52, 53},
+         1},
+        {"too few columns", "7,usb0", Record, {}, 0},
+    };
+    for (const Row &row : table) {
+        SCOPED_TRACE(row.what);
+        const QString page = pageOf({"", row.input, row.shape});
+        QVector<int> marked;
+        for (const Element &cell : cells(page)) {
+            if (cell.classes.contains(QLatin1String("fault")))
+                marked << cell.offset;
+        }
+        if (marked.size() > 1)
+            marked = {marked.first(), marked.last()};
+        EXPECT_EQ(marked, row.cells);
+        const QVector<Element> fields = rows(page);
+        EXPECT_EQ(std::count_if(fields.begin(), fields.end(),
+                                [](const Element &element) {
+                                    return element.classes.contains(QLatin1String("fault"));
+                                }),
+                  row.rows);
+    }
+}
+
+TEST(HtmlPage, CountsOneByteAsOne)
+{
+    const QString page = pageOf({"",
+                                 hex("00 05 00 00 01 00 01 00 00 00 41"),
+                                 {ClassId::PackageRequestReadData, Form::Frame, Direction::Reply}});
+    EXPECT_TRUE(page.contains(
+        QLatin1String(R"(<td class="value">1 <span class="meaning">byte</span></td>)")));
+    EXPECT_TRUE(pageOf({"", "x", ReadRequest}).contains(QLatin1String(">1 byte &middot; ")));
+}
+
 TEST(HtmlPage, MakesNoMarkupOfTheInput)
 {
     for (const Sample &sample : samples()) {

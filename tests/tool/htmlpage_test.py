@@ -55,6 +55,30 @@ return [
 """
 
 
+# The boxes of a field's name and value, and how many sections have something at the side.
+STACKED = """
+const row = document.querySelector('tbody tr:nth-child(3)');
+return [
+  row.querySelector('.name').getBoundingClientRect().toJSON(),
+  row.querySelector('.value').getBoundingClientRect().toJSON(),
+  [...document.querySelectorAll('.fields, .bytes')].filter(e => e.scrollWidth > e.clientWidth).length,
+];
+"""
+
+# The colours of the paper and of the ink, the sections that are cut, and how many names are shown.
+PRINTED = """
+const style = getComputedStyle(document.body);
+return [
+  style.backgroundColor, style.color,
+  [...document.querySelectorAll('section')].filter(section =>
+      getComputedStyle(section).overflowX !== 'visible'
+      && (section.scrollHeight > section.clientHeight || section.scrollWidth > section.clientWidth))
+      .map(section => section.className),
+  [...document.querySelectorAll('tbody .name')].filter(name => name.offsetHeight > 0).length,
+];
+"""
+
+
 def opaque(colour):
     """The channels of a CSS colour, or None where it is transparent."""
     numbers = [float(number) for number in re.findall(r"[\d.]+", colour)]
@@ -208,9 +232,39 @@ class HtmlPageTest(unittest.TestCase):
 
     def expect_no_scrolling(self, name, width):
         with self.page(name, "light"):
-            self.assertEqual(
-                self.browser.run("return [innerWidth, document.documentElement.scrollWidth]"),
-                [width, width])
+            window, inside, needed = self.browser.run(
+                "const root = document.documentElement;"
+                "return [innerWidth, root.clientWidth, root.scrollWidth]")
+            self.assertEqual((window, needed), (width, inside))
+
+    def test_small_windows_stack_the_columns(self):
+        with self.browser.window(500, 900):
+            for name, scheme in pages("request", "record"):
+                with self.page(name, scheme):
+                    name_box, value_box, hidden = self.browser.run(STACKED)
+                    self.assertGreaterEqual(value_box["top"], name_box["bottom"] - 1)
+                    self.assertLess(value_box["left"], 250)
+                    self.assertEqual(hidden, 0)
+
+    def test_prints_all_of_it_black_on_white(self):
+        for name, scheme in pages("request", "record", "short"):
+            with self.page(name, scheme):
+                with self.browser.printing():
+                    page, ink, cut, names = self.browser.run(PRINTED)
+                    self.browser.picture(FOLDER / f"{name}-{scheme}-print.png")
+                self.assertEqual((page, ink), ("rgb(255, 255, 255)", "rgb(0, 0, 0)"))
+                self.assertEqual(cut, [])
+                self.assertEqual(names, len(self.fields))
+
+    def test_labels_stand_beside_their_bytes(self):
+        with self.page("request", "light"):
+            label, byte = self.browser.run("""
+                const range = document.createRange();
+                return ['.map b:nth-of-type(18)', '[data-at="0"]'].map(selector => {
+                  range.selectNodeContents(document.querySelector(selector));
+                  return range.getBoundingClientRect().top;
+                });""")
+            self.assertAlmostEqual(label, byte, delta=1)
 
     def test_screenshots(self):
         for name, scheme in pages("overlap", "combination"):

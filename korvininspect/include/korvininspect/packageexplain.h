@@ -10,6 +10,8 @@
 #include <QtCore/QVariant>
 #include <QtCore/QVector>
 
+#include <orvexenum.h>
+
 namespace KorvinInspect {
 
 /// One field of a frame or record, as the decoder of the class reads it.
@@ -62,6 +64,13 @@ KORVININSPECT_EXPORT QByteArray explanationToJsonText(const QVector<ExplainedFie
 /// Returns the value for people: a number in decimal and hexadecimal, a text in quotation marks, or
 /// the first 32 bytes of data.
 KORVININSPECT_EXPORT QString valueForPeople(const ExplainedField &field);
+
+/// Returns a result for people: its name as in records, such as "timeout", or "code 9" where it has
+/// none.
+/// @{
+KORVININSPECT_EXPORT QString describe(OrvexEnum::CommResults result);
+KORVININSPECT_EXPORT QString describe(OrvexEnum::PackageResults result);
+/// @}
 
 } // namespace KorvinInspect
 

@@ -25,9 +25,10 @@ struct Guess
 /// Guesses that check() accepts come first, ordered by whether read/write code and kind of payload
 /// are usual for the class. Then come refused guesses in the form that the input looks like: a
 /// Linux frame begins with 55 AA and has a checksum, a record is text with columns, everything else
-/// is a byte frame. Refused guesses in other forms come last. Among refused guesses of one form,
-/// records with the right number of columns come first, then those that check() refuses later in
-/// the input.
+/// is a byte frame. Refused guesses in other forms come last. Refused guesses of one form are
+/// ordered by how much of the input disagrees with them: codes, words and numbers that the class
+/// does not have, and bytes or columns that are missing or left over. A message with a small fault,
+/// such as a lost byte or a misspelt word, is mostly named as what it was.
 ///
 /// Several classes share a layout, so the first guess need not be right: a short reply is the same
 /// six bytes for most classes.
