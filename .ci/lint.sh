@@ -17,14 +17,14 @@ if [[ $base == "$(git rev-parse HEAD)" ]]; then
     base=HEAD^
 fi
 mapfile -t sources < <(git ls-files 'korvin*/*.cpp' 'tools/*.cpp' 'conformance/*.cpp' 'examples/*.cpp' \
-    'tests/*.cpp' 'wireshark/*.cpp' ':!tests/consumer')
+    'tests/*.cpp' 'wireshark/*.cpp' 'python/*.cpp' ':!tests/consumer')
 if [[ ${1:-} != --all ]]; then
     changed=$(git diff --name-only --diff-filter=d "$base" -- '*.cpp')
     mapfile -t sources < <(printf '%s\n' "${sources[@]}" \
         | grep -xFf <(git ls-files 'korvinpackage/*.cpp'; echo "$changed"))
 fi
 build=build/lint
-cmake --preset coverage -B "$build" -DCMAKE_UNITY_BUILD=OFF >/dev/null
+cmake --preset coverage -B "$build" -DCMAKE_UNITY_BUILD=OFF -DKORVINPACKAGE_BUILD_PYTHON=ON >/dev/null
 if printf '%s\n' "${sources[@]}" | grep -qv '^korvinpackage/'; then
     cmake --build "$build" >/dev/null # for generated headers
 fi

@@ -23,7 +23,7 @@ inside() {
 
 echo "trial: install"
 inside "apt-get update -qq
-    apt-get install -qq -y ./*.deb g++ cmake make pkg-config python3 tshark >/dev/null"
+    apt-get install -qq -y ./*.deb g++ cmake make pkg-config python3 python3-pytest tshark >/dev/null"
 echo "trial: start pages"
 inside "cd /usr/share/doc/korvinpackage-doc
     python3 /trial/tests/docs/pages_test.py README.md docs/start-*.md

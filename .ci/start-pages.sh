@@ -7,11 +7,15 @@ cd "$(dirname "$0")/.."
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 scripts/setup.sh --tests
-cmake --preset dev >/dev/null
-cmake --build --preset dev --target korvinpack korvinexchange korvinsimulator >/dev/null
+cmake --preset dev -DKORVINPACKAGE_BUILD_PYTHON=ON >/dev/null
+cmake --build --preset dev --target korvinpack korvinexchange korvinsimulator korvinpackage_python >/dev/null
 cmake --install build/dev --prefix "$work/prefix" >/dev/null
 library=$(dirname "$(find "$work/prefix" -name libkorvinpackage.so)")
 export PATH=$work/prefix/bin:$PATH PKG_CONFIG_PATH=$library/pkgconfig
+# Debian packages modules for its own Python, which need not be the first in the path.
+ln -s /usr/bin/python3 "$work/prefix/bin/python3"
+PYTHONPATH=$(dirname "$(find "$work/prefix" -type d -name korvinpackage -path '*/dist-packages/*')")
+export PYTHONPATH
 # Programs find the libraries, which the packages install in a usual place.
 export LD_RUN_PATH=$library
 # Wireshark finds the dissector in the user's home.

@@ -4,7 +4,7 @@ import html
 
 import targets
 
-# Blue and orange, which people tell apart who do not see red and green, and darker ones on light ground.
+# Blue and orange, which people who confuse red and green can tell apart; darker ones on a light background.
 STYLE = """
 text { font: 13px sans-serif; fill: #1b1b1b }
 .head, text.own { font-weight: bold }
@@ -32,7 +32,7 @@ LONGEST = PANEL - LEFT - 76
 
 
 def bars_of(run, operation, obj):
-    """The name, the time with owned bytes and the time with kept ones of each library, quickest first."""
+    """Returns the name of each library and its times with owned and with kept bytes, the quickest first."""
     def time(wanted):
         row = run.best(**wanted)
         return row.min if row else None
@@ -44,12 +44,12 @@ def bars_of(run, operation, obj):
 
 
 def step_of(most):
-    """The distance of the lines of an axis."""
+    """Returns the distance between the lines of an axis."""
     return next(step for step in (10, 20, 50, 100, 200, 500, 1000, 2000, 5000, 10000) if most / step <= 5)
 
 
 def panel(left, top, title, bars, most, floor):
-    """Bars from 0 in nanoseconds, names on their left and figures at their ends."""
+    """Draws bars from 0 in nanoseconds, with names on their left and figures at their ends."""
     zero, scale = left + LEFT, LONGEST / most
     bottom = top + LINE * len(bars) + 12
     yield f'<text x="{left + 10}" y="{top - 4}" class="head">{title}</text>'
@@ -70,7 +70,7 @@ def panel(left, top, title, bars, most, floor):
 
 
 def chart(run, titles):
-    """The lines of the chart; titles are those of its parts, by operation and object."""
+    """Draws the chart, line by line; titles are those of its parts, by operation and object."""
     bars = {place: bars_of(run, *place) for place in titles}
     most = max(owned for part in bars.values() for _, owned, _ in part)
     floor = run.floor(run.best(**targets.own("request frame", "encode", "fresh"))).min

@@ -1,4 +1,4 @@
-// The library's own rows: every class and form, sizes from nothing to 16 MiB, and threads.
+// Adds the library's own rows: every class and form, sizes from nothing to 16 MiB, and threads.
 
 #include "rows.h"
 #include "samples.h"
@@ -97,7 +97,7 @@ struct LinuxFrame
     static bool decode(Package &package, const QByteArray &frame)
     {
         if constexpr (std::is_base_of_v<PackageRequestReadData, Package>)
-            package.setData({}); // else each reply would be appended to the one before
+            package.setData({}); // otherwise each reply would be appended to the one before
         return package.unPackageReply_Linux(frame);
     }
 };
@@ -179,14 +179,14 @@ void addDecodeRows(Row row, const std::vector<Encoded> &inputs)
     });
 }
 
-/// Looks at input that is not trusted, as a proxy does before it decodes it.
+/// Adds the row of check(), which a proxy calls before it decodes input that it does not trust.
 template <typename Codec, typename Encoded>
 void addCheckRow(Row row, const std::vector<Encoded> &inputs)
 {
     const MessageShape shape{packageClass(QString::fromStdString(row.subject))->id, Codec::WireForm,
                              Codec::Way};
     if (!check(inputs.front(), shape).isOk())
-        return; // not all that encoders write is accepted
+        return; // check() refuses some output of encoders
     row.operation = "check";
     row.memory = "view";
     row.object = "fresh";
@@ -236,7 +236,7 @@ void addFormRows(Row row, Maker make, const std::vector<Sample> &samples)
         addRows<LinuxFrame>(row, make, first);
 }
 
-/// Reads a combination record, checks it, and deletes its requests.
+/// Adds the rows that read and check a combination record.
 void addCombinationRow()
 {
     Sample sample;
@@ -270,7 +270,7 @@ void addCombinationRow()
     });
 }
 
-/// The same class from nothing to 16 MiB.
+/// Adds rows of one class with data of no bytes up to 16 MiB.
 void addSizeRows()
 {
     for (const int size : {0, 1 << 10, 16 << 10, 256 << 10, 1 << 20, 4 << 20, 16 << 20}) {
@@ -293,7 +293,7 @@ class LargeWrite
 public:
     LargeWrite()
     {
-        static std::mutex serialNumbers; // threads that draw them take turns
+        static std::mutex serialNumbers; // only one thread at a time may draw one
         const std::lock_guard<std::mutex> turn(serialNumbers);
         m_sample.block = randomBlock(LargeBlock, 1);
         m_package = std::make_unique<PackageRequestWriteData>(
@@ -374,7 +374,7 @@ void addThreadedCodecRows()
     });
 }
 
-/// A package that is kept, and given the fields of each request by its setters.
+/// Adds the rows of one package that is reused: setters give it the fields of each request.
 void addSetAnewRow()
 {
     Row row = LargeWrite::row("encode", "fresh");

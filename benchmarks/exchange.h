@@ -8,8 +8,8 @@
 
 #include <memory>
 
-/// A data read and its reply, in short frames: what a client does for each request. The reply comes
-/// at once, with the serial number of the request.
+/// A data read and its reply in short frames, as a client exchanges them. The reply comes at once,
+/// with the serial number of the request.
 class Exchange
 {
 public:
@@ -22,7 +22,7 @@ public:
     {
     }
 
-    /// Encodes and decodes, and checks both, as a careful client without an engine.
+    /// Encodes, checks and decodes as a careful client without an engine does.
     bool byHand()
     {
         using namespace KorvinInspect;
@@ -41,7 +41,8 @@ public:
             && answer->isPackageSuccess() && answer->data().size() == DataSize;
     }
 
-    /// The same by an engine, a millisecond after the one before: about 100 serial numbers rest.
+    /// Does the same with an engine, one millisecond after the exchange before. About 100 serial
+    /// numbers are still reserved for late replies.
     bool byEngine()
     {
         m_now += std::chrono::milliseconds(1);

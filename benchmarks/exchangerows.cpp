@@ -1,4 +1,4 @@
-// What a request and its reply cost, by hand and by the engine of korvinexchange.
+// Measures a request and its reply, coded by hand and by the engine of korvinexchange.
 
 #include "exchange.h"
 #include "rows.h"

@@ -1,4 +1,4 @@
-// What no codec can go below: the memory of the result.
+// Measures the floor below which no codec can be: allocating and filling the memory of the result.
 
 #include "rows.h"
 #include "samples.h"

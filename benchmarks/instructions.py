@@ -9,7 +9,7 @@ TOLERANCE = 0.03
 
 
 def counted(directory):
-    """The instructions of one run of each operation, by the name that its dump bears."""
+    """Returns the instructions of one run of each operation, by the name in its dump."""
     counts = {}
     for path in directory.glob("counts.*"):
         dump = path.read_text()
@@ -21,7 +21,7 @@ def counted(directory):
 
 
 def accepted(path):
-    """The counts that a file holds, by the names of the operations."""
+    """Returns the counts in a file, by the names of the operations."""
     lines = (line.split(maxsplit=1) for line in path.read_text().splitlines())
     return {name: int(count) for count, name in lines}
 

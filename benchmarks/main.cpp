@@ -1,5 +1,4 @@
-// Measures the codecs, what other libraries need for the same, and what memory alone costs, in one
-// run.
+// Measures the codecs, other libraries that do the same, and the cost of memory alone, in one run.
 
 #include "rows.h"
 

@@ -1,5 +1,5 @@
-// Runs a fixed list of operations, for callgrind to count the instructions of each. What one leaves
-// on the heap changes the count of no other.
+// Runs a fixed list of operations, for callgrind to count the instructions of each. Each starts
+// with the same heap, whatever ran before it.
 
 #include "exchange.h"
 #include "rows.h"
@@ -18,8 +18,8 @@ namespace {
 
 constexpr int Repetitions = 100;
 
-/// Takes all memory that was freed. What was done before would change how long malloc looks for a
-/// block.
+/// Allocates all freed memory. Otherwise the operations before would change how long malloc
+/// searches for a block.
 void takeFreedMemory()
 {
     constexpr std::size_t Most = 64 << 20; // more than the operations free
@@ -38,8 +38,8 @@ void takeFreedMemory()
     }
 }
 
-/// Counts an operation in a copy of this process. It has been run before, so that nothing is set up
-/// or loaded on the way.
+/// Counts an operation in a copy of this process. Runs it first without counting, so that set-up
+/// and loading are not counted.
 template <typename Operation>
 void count(const char *name, Operation operation)
 {

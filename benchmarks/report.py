@@ -37,14 +37,14 @@ def table(head, lines):
 
 
 def a_second(rate):
-    """A rate with two digits."""
+    """Formats a rate with two digits."""
     if rate >= 1e6:
         return f"{rate / 1e6:,.{0 if rate >= 1e7 else 1}f} million"
     return f"{round(rate, 2 - len(str(int(rate)))):,.0f}"
 
 
 def live_packages():
-    """What live packages take: class, then bytes and blocks of an empty and of a decoded one."""
+    """Returns the memory of live packages: class, then bytes and blocks of an empty and of a decoded one."""
     lines = (line.split() for line in LIVE.read_text().splitlines() if not line.startswith("#"))
     return {name: [int(number) for number in numbers] for name, *numbers in lines}
 
@@ -60,7 +60,7 @@ def machine(run):
 
 
 def beside_others(run):
-    """The quickest way of each library to frames and fields that are owned."""
+    """Returns the quickest way of each library to owned frames and fields."""
     def cell(operation, obj, **wanted):
         row = run.best(**{**targets.peer(None, operation, obj, "owned"), **wanted})
         own = run.best(**targets.own("request frame", operation, obj))
@@ -102,7 +102,7 @@ def for_a_user(run):
 
 
 class Verdicts:
-    """Targets and what a run shows of them; on a busy machine it shows nothing."""
+    """The targets and the verdicts of a run on them; there are no verdicts from a busy machine."""
 
     def __init__(self, run):
         self.run = run
@@ -114,7 +114,7 @@ class Verdicts:
         return "not judged" if doubts else "met" if is_met else "**missed**"
 
     def lines(self):
-        """Those beside floors and decoders, of threads and of instructions."""
+        """Returns the verdicts on floors and decoders, on threads and on instructions."""
         for target in targets.TARGETS:
             verdict = targets.judged(self.run, target)
             if verdict:
@@ -132,7 +132,7 @@ class Verdicts:
             yield [name, f"{most:,} instructions", f"{counts[name]:,}", self.word(counts[name] <= most)]
 
     def beside_others(self, result):
-        """A line for each peer that has rows with such a result."""
+        """Returns a line for each peer that has rows with such a result."""
         for who in targets.PEERS:
             verdicts = [targets.judged(self.run, targets.beside(who, *place, result)) for place in targets.PLACES]
             if any(verdicts):
@@ -185,7 +185,7 @@ def results(run, verdicts):
 
 
 def write_rows(run, path):
-    """All rows, in nanoseconds, and as multiples of the floor of as many bytes."""
+    """Returns all rows, in nanoseconds and as multiples of the floor of the same size."""
     with path.open("w", newline="") as file:
         writer = csv.writer(file, lineterminator="\n")
         writer.writerow([*measured.FIELDS.split(), "threads", "memory", "bytes", "min", "median", "floors"])
@@ -196,7 +196,7 @@ def write_rows(run, path):
 
 
 def is_complete(run):
-    """Whether the run has all that the page shows: it was with other libraries, and no row was left out."""
+    """Returns whether the run has all rows that the page shows, those of other libraries included."""
     wanted = [targets.beside(who, *place, "owned") for who in targets.PEERS for place in targets.PLACES]
     return all(targets.judged(run, target) for target in targets.TARGETS + wanted)
 

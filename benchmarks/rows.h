@@ -21,15 +21,15 @@ struct Row
     std::string payload;       ///< "small": no data; "large": a block of 2,048 bytes; or a size
     std::string object;        ///< "reused" or "fresh": made and destroyed in each iteration
 
-    /// What becomes of the result: it is "owned", or in "kept" memory that the next one overwrites,
-    /// or a "view" of the bytes. Then what the object has of the block of data: "block shared" with
-    /// others that count their references, "block copied", or "block in place": there is no object.
+    /// Where the result is: "owned", in "kept" memory that the next one overwrites, or a "view" of
+    /// the bytes. Then how the object holds the block of data: "block shared" (reference-counted),
+    /// "block copied", or "block in place" (there is no object).
     std::string memory;
 
     qint64 bytes = 0; ///< what the floor copies: the size of the frame or record in memory
 };
 
-/// Remembers a size that the floor has to be measured for.
+/// Remembers a size for which addFloorRows() adds a row.
 void rememberSize(qint64 bytes);
 
 inline std::string nameOf(const Row &row)
@@ -38,7 +38,7 @@ inline std::string nameOf(const Row &row)
         + row.payload + '/' + row.object;
 }
 
-/// Measures an operation, which keeps its result alive and returns whether it is right.
+/// Measures an operation. It keeps its result alive, and returns whether the result is right.
 template <typename Operation>
 void measure(benchmark::State &state, const Row &row, Operation &operation)
 {
@@ -80,7 +80,7 @@ void addThreadedRows(Row row, Make make)
         ->UseRealTime();
 }
 
-/// Ends the program where what has to be measured does not work.
+/// Ends the program if @p ok is false: what is to be measured does not work.
 inline void require(bool condition, const std::string &what)
 {
     if (condition)
@@ -97,6 +97,6 @@ void addFlatBuffersRows();
 void addMsgpackRows();
 void addProtobufRows();
 void addQtRows();
-void addFloorRows(); ///< last: it takes the sizes of all other rows
+void addFloorRows(); ///< comes last, since it needs the sizes of all other rows
 
 #endif

@@ -8,9 +8,9 @@ import statistics
 
 FLOOR = "malloc + memcpy + free"
 
-# Of what is the same work each time, the smallest time of one process may be above that of another by so much.
+# The smallest times of two processes for the same work may differ by this factor.
 MOST_SPREAD = 0.10
-# So much longer than the processor's the clock's time may be: others had the processor meanwhile.
+# The clock's time may exceed the processor's time by this factor: other programs used the processor meanwhile.
 MOST_WAITING = 0.10
 
 FIELDS = "who way form subject operation payload object"
@@ -18,11 +18,11 @@ Row = collections.namedtuple("Row", f"{FIELDS} threads memory bytes spread min m
 
 
 class BrokenRun(Exception):
-    """A row that went wrong, or no row at all."""
+    """A row has failed, or the run has no rows."""
 
 
 class Run:
-    """What the processes of a run have measured: each measured each row several times."""
+    """The measurements of the processes of a run; each has measured each row several times."""
 
     def __init__(self, processes):
         """Takes the JSON of the processes."""
@@ -54,7 +54,7 @@ class Run:
         return (*name.split("/"), result["threads"])
 
     def _time(self, result):
-        """The time of one operation: of the processor, or, of all threads together, of the clock."""
+        """Returns the time of one operation: the processor's, or with threads the clock's for all of them."""
         if "/threads:" in result["run_name"]:
             return result["real_time"]
         self.waits.append(result["real_time"] / result["cpu_time"])
@@ -67,7 +67,7 @@ class Run:
         return Row(*key, memory, size, spread, min(least), statistics.median(sum(processes, [])))
 
     def all(self, **wanted):
-        """The rows with these fields; of a value that is callable, those that it accepts."""
+        """Returns the rows with these fields. A callable value accepts or refuses a field."""
         def fits(row):
             values = ((getattr(row, name), value) for name, value in wanted.items())
             return all(value(has) if callable(value) else has == value for has, value in values)
@@ -75,21 +75,21 @@ class Run:
         return [row for row in self.rows if fits(row)]
 
     def best(self, **wanted):
-        """The quickest of the rows with these fields, or None."""
+        """Returns the quickest of the rows with these fields, or None."""
         return min(self.all(**{"threads": 1, "way": lambda way: way != "threads", **wanted}),
                    key=lambda row: row.min, default=None)
 
     def floor(self, row):
-        """The floor of as many bytes."""
+        """Returns the floor for as many bytes."""
         return self.best(subject=FLOOR, bytes=row.bytes)
 
     @property
     def waiting(self):
-        """By how much the clock's time is above the processor's."""
+        """Returns the factor between the clock's time and the processor's."""
         return statistics.mean(self.waits or [1]) - 1
 
     def doubts(self, floors):
-        """Why nothing can be judged by these floors; empty on a quiet machine."""
+        """Returns why these floors judge nothing; empty on a quiet machine."""
         found = [f"the smallest times of {row.who}, {row.subject}, {row.operation} of {row.bytes} bytes, differ by "
                  f"{row.spread:.0%} between the processes, not at most {MOST_SPREAD:.0%}"
                  for row in floors if row.spread > MOST_SPREAD]

@@ -17,7 +17,7 @@
 #include <type_traits>
 #include <vector>
 
-/// What the library and its peers are given to carry.
+/// The values that the library and its peers encode.
 struct Sample
 {
     QString deviceKey = QStringLiteral("COM3:9600");            // 9 characters
@@ -37,7 +37,7 @@ struct Sample
 
 constexpr int LargeBlock = 2048;
 
-/// Random bytes, the same in every run.
+/// Returns random bytes, the same in every run.
 inline QByteArray randomBlock(int size, unsigned seed)
 {
     std::mt19937 engine(seed);
@@ -47,7 +47,7 @@ inline QByteArray randomBlock(int size, unsigned seed)
     return block;
 }
 
-/// As many blocks as a branch predictor does not learn.
+/// Returns so many blocks that a branch predictor does not learn them.
 inline std::vector<QByteArray> rotatingBlocks(int size)
 {
     std::vector<QByteArray> blocks;
@@ -56,7 +56,7 @@ inline std::vector<QByteArray> rotatingBlocks(int size)
     return blocks;
 }
 
-/// A package with the fields of @p sample, made as a client makes it. @p more are the arguments
+/// Makes a package with the fields of @p sample, as a client makes it. @p more are the arguments
 /// that the constructor of the class adds to those of every request.
 template <typename Package, typename... More>
 Package makeRequest(const Sample &sample, More &&...more)
@@ -110,7 +110,7 @@ void forEachClass(Visitor visit)
     });
 }
 
-/// Whether a class carries a block of data.
+/// Returns whether a class carries a block of data.
 template <typename Package>
 constexpr bool CarriesData =
     std::is_base_of_v<PackageRequestReadData,

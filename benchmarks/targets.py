@@ -17,13 +17,13 @@ Verdict = collections.namedtuple("Verdict", "target other ratio is_met")
 
 
 def own(form, operation, obj, **more):
-    """The fields of a row of the library. It is compared with the best way of others, by its plain one."""
+    """Returns the fields of a row of the library: its plain way, which is compared with the best of others."""
     return {"who": "library", "way": "plain", "form": form, "subject": WRITE, "operation": operation,
             "payload": "large", "object": obj, **more}
 
 
 def peer(who, operation, obj, result):
-    """The fields of a peer's rows with a result that is "owned", or in "kept" memory."""
+    """Returns the fields of a peer's rows whose result is "owned", or in "kept" memory."""
     return {"who": who, "form": "request frame", "operation": operation, "object": obj,
             "memory": lambda memory: memory.startswith(result)}
 
@@ -59,12 +59,12 @@ LEAST_CORES = 0.75
 
 
 def beside(who, operation, obj, result):
-    """The target to be faster than another library."""
+    """Returns the target to be faster than another library."""
     return Target(who, own("request frame", operation, obj), 1, peer(who, operation, obj, result))
 
 
 def rows_of(run, target):
-    """The row of the library, and the quickest of those that it is compared with; None for what is not there."""
+    """Returns the row of the library and the quickest row to compare it with; None for a missing one."""
     measured = run.best(**target.measured)
     if target.other is FLOOR:
         return measured, measured and run.floor(measured)
@@ -72,7 +72,7 @@ def rows_of(run, target):
 
 
 def judged(run, target):
-    """The verdict on a target, or None where the run has not the rows for it."""
+    """Returns the verdict on a target; None if the run lacks the rows."""
     measured, other = rows_of(run, target)
     if not measured or not other:
         return None
@@ -97,19 +97,19 @@ def scaling(run):
 
 
 def floors(run):
-    """The rows that others are compared with and that do the same work in every run."""
+    """Returns the rows that are references for others and do the same work in every run."""
     others = (rows_of(run, target)[1] for target in TARGETS)
     return list({other[:8] + (other.bytes,): other for other in others
                  if other and other.who.startswith("floor")}.values())
 
 
 def doubts(run):
-    """Why the run cannot be judged; empty on a quiet machine."""
+    """Returns why the run cannot be judged; empty on a quiet machine."""
     return run.doubts(floors(run))
 
 
 def thread_doubts(run):
-    """Why its threads cannot be judged."""
+    """Returns why its threads cannot be judged; empty if they can."""
     return [f"{threads} threads that only copy memory reach {part:.1%} of what the cores allow, "
             f"not at least {LEAST_CORES:.0%}: not all cores are free"
             for (who, *_), rates in scaling(run).items() if who == "floor"

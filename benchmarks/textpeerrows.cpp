@@ -1,5 +1,5 @@
-// Other ways to write and read the columns of a record, and the numbers of its data: bare loops,
-// which are the floor of text, the C++ library's conversions, and the usual idioms of Qt.
+// Measures other ways to write and read the columns of a record and the numbers of its data: bare
+// loops, which are the floor of text, conversions of the C++ library, and common idioms of Qt.
 
 #include "rows.h"
 #include "samples.h"
@@ -17,7 +17,7 @@
 
 namespace {
 
-/// A byte as decimal digits and a slash.
+/// Writes a byte as decimal digits and a slash.
 struct Decimal
 {
     char16_t text[4];
@@ -50,7 +50,7 @@ QString tableLoop(const QByteArray &block)
     return text;
 }
 
-/// Refuses what is no number from 0 to 255.
+/// Reads a number from 0 to 255, and refuses anything else.
 bool checkedLoop(const QString &text, QByteArray *block)
 {
     char *out = block->data();
@@ -170,7 +170,7 @@ void addNumberRows(const char *who, QString (*write)(const QByteArray &),
     }
 }
 
-/// The columns of a common record as most programs write them: arg() and a list.
+/// Makes the columns of a common record as most programs do: with arg() and a list.
 QString commonRecordByArg(const Sample &sample, int serialNum)
 {
     QString deviceKey = sample.deviceKey;
@@ -194,7 +194,7 @@ QString commonRecordByArg(const Sample &sample, int serialNum)
         .arg(QStringLiteral("ok"));
 }
 
-/// A reader of them with split() and setters.
+/// Reads them with split() and setters.
 bool readCommonRecordBySplit(const QString &record, PackageBase *package)
 {
     const QStringList columns = record.split(QLatin1Char(','));

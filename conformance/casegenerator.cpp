@@ -44,7 +44,7 @@ void writeVector(const Vector &vector, const FormOfVector &form)
                  *packageWith(itsClass, decodes.isUndefined() ? fields : decodes.toObject()));
 }
 
-/// A combination is a list of packages and no package itself.
+/// Writes the cases of combinations, which are lists of packages, not packages.
 void writeCombinations()
 {
     QFile file(QStringLiteral(TEST_DATA "/combinations.json"));
@@ -68,7 +68,7 @@ void writeVectors()
     }
 }
 
-/// Whether what an encoder makes of the package fits into a line that people can read.
+/// Returns whether the encoded package fits into a line that people can read.
 bool announcesLittle(const PackageClass &ofClass, const PackageBase &package)
 {
     return std::all_of(ofClass.fields.begin(), ofClass.fields.end(),

@@ -93,7 +93,7 @@ QSet<QString> namesOfCarried(const QByteArray &input, const PackageClass &ofClas
     return carried.take();
 }
 
-/// The fields that any form of a class carries.
+/// Returns the fields that any form of a class carries.
 QSet<QString> fieldsOnTheWire(const PackageClass &ofClass)
 {
     QSet<QString> names;
@@ -116,7 +116,7 @@ QJsonObject fieldsNamed(const QSet<QString> &names, const PackageClass &ofClass,
     return json;
 }
 
-/// Collects the offsets of what an encoder leaves undefined.
+/// Collects the offsets of the bytes that an encoder leaves undefined.
 class UndefinedBytes : public FieldSink
 {
 public:

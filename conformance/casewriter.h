@@ -9,26 +9,28 @@
 
 #include <memory>
 
-/// What the data of a case has at most: it must fit into a line that people can read.
+/// The most bytes of data of a case: it must fit into a line that people can read.
 constexpr int LargestData = 4096;
 
-/// A package of @p ofClass with @p fields; ends the program for fields that it does not take.
+/// Makes a package of @p ofClass with @p fields. Ends the program if a field does not fit.
 std::unique_ptr<PackageBase> packageWith(const KorvinInspect::PackageClass &ofClass,
                                          const QJsonObject &fields);
 
-/// What the library encodes of @p package; empty for a form that it does not have.
+/// Returns @p package as the library encodes it; empty for a form that it does not have.
 QByteArray encodedBy(PackageBase &package, const KorvinInspect::Encoding &encoding);
 
-/// Whether the library decodes @p encoded into @p package.
+/// Decodes @p encoded into @p package.
+///
+/// @return whether the library accepts it.
 bool isDecoded(PackageBase &package, const KorvinInspect::Encoding &encoding,
                const QByteArray &encoded);
 
-/// The fields of @p package that @p encoded carries.
+/// Returns the fields of @p package that @p encoded carries.
 QJsonObject carriedFields(const KorvinInspect::PackageClass &ofClass,
                           const KorvinInspect::Encoding &encoding, const QByteArray &encoded,
                           const PackageBase &package);
 
-/// A Linux frame with the checksum of its bytes in place of the last two.
+/// Returns a Linux frame with its checksum in place of the last two bytes.
 QByteArray withChecksum(QByteArray frame);
 
 /// Prints a case that decodes the record of a combination.
@@ -40,23 +42,23 @@ void writeCombinationCase(const QString &name, const QString &record, const QJso
 class CaseWriter
 {
 public:
-    /// @param name is what the names of the cases begin with.
+    /// @param name begins the names of the cases.
     CaseWriter(const KorvinInspect::PackageClass &ofClass, QString name);
 
-    /// The fields are those of @p package, the answer is @p encoded.
+    /// Prints a case that encodes @p package; the answer is @p encoded.
     void encode(const PackageBase &package, const KorvinInspect::Encoding &encoding,
                 const QByteArray &encoded);
 
-    /// The answer is what @p decoded has of the fields that the input carries, except those named
-    /// in @p undefined.
+    /// Prints a case that decodes; the answer has the fields of @p decoded that the input carries,
+    /// except those named in @p undefined.
     void decode(const QByteArray &encoded, const KorvinInspect::Encoding &encoding,
                 const PackageBase &decoded, const QSet<QString> &undefined = {});
 
     void refuse(const QByteArray &encoded, const KorvinInspect::Encoding &encoding);
 
-    /// The answer is what the library makes of the input. Prints nothing where that is a limit of
-    /// the library rather than a rule of the format: what becomes of bytes that are not text, and
-    /// of data that is announced without end.
+    /// Prints a case that decodes; the answer is that of the library. Prints nothing for input
+    /// whose answer is a limit of the library, not a rule of the format: bytes that are not text,
+    /// and very long data that is announced but not there.
     void decodeAsTheLibrary(const QByteArray &encoded, const KorvinInspect::Encoding &encoding,
                             const QSet<QString> &undefined = {});
 

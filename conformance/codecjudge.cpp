@@ -66,7 +66,7 @@ Judgement compareText(const QJsonObject &expected, const QJsonObject &answer)
     return failed(QStringLiteral("text: expected %1, got %2").arg(compact(wanted), compact(got)));
 }
 
-/// Compares the fields that are expected; a program may give more.
+/// Compares the expected fields; an answer may have more.
 QString faultOfFields(const PackageClass &itsClass, const QJsonObject &wanted,
                       const QJsonObject &got)
 {
@@ -130,7 +130,7 @@ QString faultOfNames(const QString &name, const QJsonObject &fields)
     return {};
 }
 
-/// What is wrong with a case, or an empty text.
+/// Returns what is wrong with a case; empty for a good one.
 QString faultOf(const QJsonObject &json)
 {
     if (text(json, "case").isEmpty())
@@ -163,7 +163,7 @@ bool isFullReply(const QJsonObject &ofCase)
 {
     if (ofCase.contains(QLatin1String("reply")))
         return text(ofCase, "reply") == QLatin1String("full");
-    // The first byte tells.
+    // The first byte of a reply says whether it is short or full.
     const QString bytes = text(ofCase, "bytes");
     return !bytes.isEmpty() && !bytes.startsWith(QLatin1String("00"));
 }

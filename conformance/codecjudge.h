@@ -7,8 +7,7 @@
 #include <QtCore/QVector>
 
 /// @file
-/// The cases of the conformance kit, and what is right or wrong about an answer.
-/// docs/conformance.md describes both.
+/// Reads the cases of the conformance kit and judges answers. docs/conformance.md describes both.
 
 /// The verdict on an answer.
 struct Judgement
@@ -17,9 +16,9 @@ struct Judgement
         Passed,
         Failed,
         Unsupported, ///< The program says that it does not implement this.
-        NoAnswer     ///< What came is not an answer to the case; the next line may be no better.
+        NoAnswer ///< The line is not an answer to the case; later lines may be out of step, too.
     } kind = Passed;
-    QString reason; ///< Of a case that failed or has no answer.
+    QString reason; ///< Why the case failed or has no answer.
 };
 
 /// Reads cases, one in each line.
@@ -28,14 +27,14 @@ struct Judgement
 /// @return what is wrong with the first line that is not a case, or an empty text.
 QString casesFromLines(const QByteArray &lines, QVector<QJsonObject> *cases);
 
-/// Returns what the program gets of a case: everything except the expected answer.
+/// Returns the part of a case that the program gets: all except the expected answer.
 QByteArray questionOf(const QJsonObject &ofCase);
 
 /// Judges the line that a program has answered.
 Judgement judge(const QJsonObject &ofCase, const QByteArray &answerLine);
 
-/// What a program supports or does not, as a whole: the task, class, form and direction of a case,
-/// and whether a reply is short or full.
+/// Returns the kind of a case: task, class, form and direction, and whether a reply is short or
+/// full. A program supports all cases of a kind or none.
 QString kindOf(const QJsonObject &ofCase);
 
 #endif

@@ -18,7 +18,7 @@ public:
     CodecProgram(const CodecProgram &) = delete;
     CodecProgram &operator=(const CodecProgram &) = delete;
 
-    /// Starts the program unless it runs.
+    /// Starts the program unless it is running.
     ///
     /// @return why it cannot be started, or an empty text.
     QString start();

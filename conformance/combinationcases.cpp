@@ -14,7 +14,7 @@ namespace {
 const QString Separator = QStringLiteral("|");
 constexpr Encoding RequestRecord{Form::Text, Direction::Request, ReplySize::Short};
 
-/// A request record of a class that combinations carry.
+/// Returns a request record of a class that combinations carry.
 QString recordOf(const PackageClass &ofClass)
 {
     const QJsonObject fields{{QStringLiteral("serialNum"), 7},
@@ -37,7 +37,7 @@ QString item(const QString &word, const QString &record)
     return word + QLatin1Char('^') + record;
 }
 
-/// A good item of each class that combinations carry.
+/// Returns a good item of each class that combinations carry.
 QStringList goodItems()
 {
     QStringList items;
@@ -48,7 +48,8 @@ QStringList goodItems()
     return items;
 }
 
-/// The fields of a package that was made of an item. One whose record is too short is as new.
+/// Returns the fields of the package that a decoder makes of an item. If the record is too short,
+/// they are those of a new package.
 QJsonObject fieldsOf(const PackageBase &package, const QString &record)
 {
     const PackageClass &itsClass = classOf(package);
@@ -79,7 +80,7 @@ void writeRecord(const QString &name, const QStringList &items)
     writeRecord(name, items.join(Separator));
 }
 
-/// The item alone, and before, between and after good ones.
+/// Prints cases of an item alone, and before, between and after good ones.
 void writeBroken(const QString &name, const QString &broken, const QStringList &good)
 {
     writeRecord(name + QStringLiteral(", alone"), {broken});
@@ -88,7 +89,7 @@ void writeBroken(const QString &name, const QString &broken, const QStringList &
     writeRecord(name + QStringLiteral(", last"), {good.first(), good.last(), broken});
 }
 
-/// A type word and a request record, each of any class.
+/// Returns an item with a type word and a request record, each of any class.
 QByteArray generatedItem(Generator &generator)
 {
     const PackageClass &typed = generator.anyClass();

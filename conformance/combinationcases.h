@@ -7,7 +7,7 @@
 /// broken or empty, and items whose record does not decode.
 void writeCombinationCases();
 
-/// Prints a case of a combination record of any items, broken or not.
+/// Prints a case of a combination record of random items, broken or not.
 void writeGeneratedCombination(Generator &generator, const QString &name);
 
 #endif

@@ -17,10 +17,10 @@ using namespace KorvinInspect;
 
 namespace {
 
-/// A device that is silent so often in a row is not asked any more.
+/// The most requests in a row without a reply; after these the device is not asked again.
 constexpr int MostSilent = 3;
 
-/// A tag that moves the fields after it, and whose size in bytes is not that in characters.
+/// A tag that shifts the fields after it, with more bytes than characters.
 const QString LongTag = QStringLiteral("t\u00E9g \u20AC ").repeated(20);
 
 QString wordOf(Form form)
@@ -30,7 +30,7 @@ QString wordOf(Form form)
                                : QStringLiteral("linux");
 }
 
-/// Serial numbers at the ends of what a form carries and every reader takes.
+/// Returns serial numbers at the limits of what a form carries and every decoder accepts.
 QVector<int> serialNumbersOf(Form form)
 {
     return form == Form::Frame ? QVector<int>{1, 255, 256, 65535}
@@ -50,7 +50,7 @@ QString addressOf(const RegisterBlock &block)
         + QStringLiteral("%1").arg(block.address, 8, 16, QLatin1Char('0')).toUpper();
 }
 
-/// A message, or its beginning, for people.
+/// Returns a message, or its beginning, for people.
 QString shown(const QByteArray &message, Form form)
 {
     constexpr int Longest = 100;
@@ -68,7 +68,7 @@ QString outcomeOf(const PackageBase &package)
     return words.join(QLatin1String(", "));
 }
 
-/// What a reader makes of a message; null where it refuses it.
+/// Returns the package that a decoder makes of a message; null if it refuses the message.
 std::shared_ptr<PackageBase> decode(const MessageShape &shape, const QByteArray &message)
 {
     std::shared_ptr<PackageBase> package = packageClass(className(shape.classId))->create();
@@ -76,14 +76,14 @@ std::shared_ptr<PackageBase> decode(const MessageShape &shape, const QByteArray 
     return decodePackage(*package, encoding, message).isOk() ? package : nullptr;
 }
 
-/// One request, and what its reply must be.
+/// One request, and what its reply must bring.
 struct Check
 {
     QString name;
-    MessageShape shape; ///< Of the request.
+    MessageShape shape; ///< That of the request.
     QByteArray request;
-    std::optional<QByteArray> data; ///< What a read must bring.
-    int length = 0;                 ///< Of what a read must bring.
+    std::optional<QByteArray> data; ///< The data that a read must bring.
+    int length = 0;                 ///< The length of the data that a read must bring.
     bool isSpoilt = false;          ///< The request is broken, and must not succeed.
 };
 
@@ -132,7 +132,7 @@ private:
         run(readOf(block, name + QStringLiteral(", after a wrong checksum")));
     }
 
-    /// What was there before is written back, however the write has gone.
+    /// Writes and reads back a block, then restores what was there before, even after a failure.
     void judgeWrite(const RegisterBlock &block)
     {
         const std::shared_ptr<PackageBase> before =
@@ -208,13 +208,14 @@ private:
         return result.verdict == TestResult::Passed ? reply : nullptr;
     }
 
-    /// Waits long enough to tell a late reply from none, so that it does not meet the next request.
+    /// Returns how long to wait for a reply: long enough for a late one, so that it is not taken
+    /// for that to the next request.
     double patienceOf(const Check &check) const
     {
         return check.isSpoilt ? m_plan.seconds : 2 * m_plan.seconds;
     }
 
-    /// A broken request may be answered with a failure, or not at all.
+    /// Returns what is wrong with the reply to a broken request: it must be a failure, or missing.
     QString faultOfSpoilt(const Check &check, const Exchange &exchange) const
     {
         for (const QByteArray &reply : exchange.replies) {

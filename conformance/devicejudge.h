@@ -13,15 +13,15 @@
 #include <optional>
 #include <vector>
 
-/// What came back for one request.
+/// The replies to one request.
 struct Exchange
 {
-    QVector<QByteArray> replies; ///< In their order; more than one is one too many.
-    double seconds = 0;          ///< Until the first of them.
+    QVector<QByteArray> replies; ///< In their order; there should be one.
+    double seconds = 0;          ///< Time until the first reply.
     QString fault;               ///< What went wrong with the connection, or an empty text.
 };
 
-/// The way to a device and back.
+/// The connection to a device.
 class DeviceLink
 {
 public:
@@ -30,7 +30,7 @@ public:
     DeviceLink(const DeviceLink &) = delete;
     DeviceLink &operator=(const DeviceLink &) = delete;
 
-    /// Sends a request, and collects what comes back within @p seconds.
+    /// Sends a request, and collects the replies that come within @p seconds.
     virtual Exchange exchange(const QByteArray &request, const KorvinInspect::MessageShape &shape,
                               double seconds) = 0;
 };
@@ -40,14 +40,14 @@ struct RegisterBlock
 {
     quint32 address = 0;
     int length = 0;
-    std::optional<QByteArray> data; ///< What is there, or what is to be written.
+    std::optional<QByteArray> data; ///< The expected data, or the data to write.
 };
 
-/// What a device is asked.
+/// The requests for a device.
 struct DevicePlan
 {
     std::vector<KorvinInspect::Form> forms; ///< The encodings that it understands.
-    QJsonObject fields; ///< What every request has: address, device key and so on.
+    QJsonObject fields; ///< The fields of every request: address, device key and so on.
     std::vector<RegisterBlock> reads;
     std::vector<RegisterBlock> writes; ///< Written, read back, and set to what was there before.
     double seconds = 1;                ///< How long a reply may take.
@@ -58,7 +58,7 @@ struct DevicePlan
 /// the data that is expected.
 ///
 /// @param report gets each result as soon as it is there.
-/// @return all results, also of what was not run because the device has stopped answering.
+/// @return all results, including those of checks not run because the device stopped answering.
 QVector<TestResult> judgeDevice(DeviceLink &link, const DevicePlan &plan,
                                 const std::function<void(const TestResult &)> &report);
 

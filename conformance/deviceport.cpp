@@ -28,14 +28,14 @@ namespace {
 constexpr int PrefixSize = 4;
 constexpr int LongestMessage = 1 << 20;
 
-/// What a device may send for one request, replies that are too many included.
+/// The most bytes that a device may send for one request, surplus replies included.
 constexpr int MostReceived = 4 * LongestMessage;
 
 constexpr int ConnectMilliseconds = 5000;
 constexpr int SendMilliseconds = 5000;
 
-/// A raw frame ends where nothing has come for so long: a serial adapter hands on what it has every
-/// 16 milliseconds, and programs pause. After any reply nothing may come for so long.
+/// A raw frame ends after this silence: a serial adapter passes on its bytes every 16 milliseconds,
+/// and programs pause. Any reply must be followed by this silence.
 constexpr int SilenceMilliseconds = 100;
 
 QString systemError()
@@ -205,7 +205,7 @@ public:
     Exchange exchange(const QByteArray &request, const MessageShape &shape, double seconds) override
     {
         Exchange result;
-        // What still comes for a request before has nothing to do with this one.
+        // Drop late replies to requests before.
         m_count = 0;
         while (receive(0)) { }
         m_received.clear();
@@ -223,7 +223,7 @@ public:
     }
 
 private:
-    /// Collects replies until there is one and then silence, or the time is over.
+    /// Collects replies until one is followed by silence, or the time is over.
     void collect(const MessageShape &shape, double seconds, Exchange *result)
     {
         QElapsedTimer clock;
@@ -246,7 +246,7 @@ private:
             result->fault = QStringLiteral("the device closed the connection");
     }
 
-    /// Moves what is complete from the bytes received to the replies.
+    /// Moves complete messages from the received bytes to the replies.
     QString takeReplies(const MessageShape &shape, bool isEnd, Exchange *result)
     {
         if (m_framing == Framing::Labelled)
@@ -307,9 +307,9 @@ private:
         return true;
     }
 
-    /// Takes what comes within @p milliseconds.
+    /// Receives what comes within @p milliseconds.
     ///
-    /// @return false when nothing comes, nothing more ever, or more than anybody should send.
+    /// @return false if nothing comes, if the connection has ended, or if too many bytes come.
     bool receive(int milliseconds)
     {
         if (!m_port.isOpen() || m_count > MostReceived

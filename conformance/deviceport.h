@@ -8,7 +8,7 @@
 /// How messages to and from a device are framed.
 enum class Framing {
     Labelled, ///< Length, form and class before each: see docs/simulator.md.
-    Raw       ///< As they are. A record ends with a line feed, a frame with silence.
+    Raw       ///< Nothing is added. A record ends with a line feed, a frame with silence.
 };
 
 /// Opens the connection to a device: "HOST:PORT" for TCP, anything else for the file of a serial

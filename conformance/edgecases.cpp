@@ -14,7 +14,7 @@ using namespace KorvinInspect;
 
 namespace {
 
-/// A field and the values that have their turn in it.
+/// A field and its edges, which take turns in its cases.
 struct EdgesOfField
 {
     const PackageField *field;
@@ -84,7 +84,7 @@ private:
         m_length->set(package, edge.length);
     }
 
-    /// A package no two fields of which are equal, and which every form can carry.
+    /// Returns a package that every form can carry and whose fields all differ.
     std::unique_ptr<PackageBase> distinctPackage() const
     {
         std::unique_ptr<PackageBase> package = m_class.create();
@@ -103,7 +103,7 @@ private:
         return package;
     }
 
-    /// Whether a field is set by an edge of its own: data and its length go together.
+    /// Returns whether a field has edges of its own. A length has those of its data.
     bool hasTurn(const PackageField &field) const
     {
         return field.valueType != ValueType::Data && !(m_hasData && &field == m_length);
@@ -122,7 +122,7 @@ private:
         return edges;
     }
 
-    /// A package whose fields have an edge each.
+    /// Returns a package with an edge in each field.
     std::unique_ptr<PackageBase> packageOfRound(const std::vector<EdgesOfField> &edges,
                                                 int round) const
     {
@@ -142,7 +142,7 @@ private:
             writeEncoded(QStringLiteral("edges"), edges);
             return;
         }
-        // Reads and writes have layouts of their own; of any other code the format says only that
+        // The format defines the layouts of reads and writes; for any other code it only says that
         // there is a frame.
         const auto code = std::find_if(edges.begin(), edges.end(), [](const EdgesOfField &ofField) {
             return ofField.field->name == QLatin1String("readWriteCode");
@@ -167,8 +167,8 @@ private:
 
     // Records
 
-    /// The columns of a record no two of which are equal. That of a special request's reply is too
-    /// short for its own reader: it gets as many more as the reader wants.
+    /// Returns the columns of a record, which all differ. The encoder of a special request's reply
+    /// writes fewer columns than its decoder needs, so this adds the missing ones.
     QStringList distinctColumns() const
     {
         QStringList columns = QString::fromUtf8(encode(*distinctPackage())).split(QLatin1Char(','));
@@ -182,8 +182,8 @@ private:
         return columns.join(QLatin1Char(',')).toUtf8();
     }
 
-    /// The edges of each column; none of the data's columns. A column that is not read has texts,
-    /// one that is read twice has the edges of both fields.
+    /// Returns the edges of each column except those of the data. A column that is not read has
+    /// texts; one that is read twice has the edges of both fields.
     std::vector<QStringList> edgesOfColumns(const QStringList &columns, int *dataColumn) const
     {
         std::vector<QStringList> edges(static_cast<std::size_t>(columns.size()));
@@ -247,7 +247,7 @@ private:
         for (const DataColumnsEdge &edge : disagreeingDataColumns()) {
             setDataColumns(edge, dataColumn, &columns);
             QSet<QString> undefined;
-            // The reader of a write's reply makes room for numbers that are not there.
+            // The decoder of a write's reply resizes the data to its announced length.
             const int length = columns[dataColumn - 1].toInt();
             if (length < 0 || length > edge.numbers.count(QLatin1Char('/')) + 1)
                 undefined.insert(QStringLiteral("data"));
@@ -256,7 +256,7 @@ private:
         }
     }
 
-    /// Records that are too short are refused; columns after the last one are not read.
+    /// Prints cases of records that are too short, which are refused, and too long, which are not.
     void writeColumnCounts()
     {
         const QStringList distinct = distinctColumns();
@@ -269,8 +269,8 @@ private:
         }
     }
 
-    /// What becomes of a reply whose acknowledge code is missing is described only for classes that
-    /// have columns after it.
+    /// Returns whether the format says what happens to a reply without an acknowledge code: only
+    /// for classes with columns after it.
     bool isDescribedCount(int count) const
     {
         constexpr int AckColumn = 15;
@@ -284,7 +284,7 @@ private:
 
     // Frames
 
-    /// A frame to decode, whose reader's fields are all there.
+    /// Returns a frame that has all fields of its decoder.
     QByteArray frameOf(PackageBase &package) const { return finished(encode(package)); }
 
     QByteArray finished(const QByteArray &frame) const
@@ -292,7 +292,7 @@ private:
         return isLinux() ? withChecksum(frame) : frame;
     }
 
-    /// The fields of a frame that hold a number which is not the size of what follows.
+    /// Returns the fields of a frame that hold a number other than the size of what follows.
     QVector<ExplainedField> numbersIn(const QByteArray &frame) const
     {
         QVector<ExplainedField> numbers;
@@ -307,7 +307,7 @@ private:
         return numbers;
     }
 
-    /// Whether a field is a text or data, and what stands before it is its size.
+    /// Returns whether a field is a text or data whose size is the field before it.
     bool isContent(const ExplainedField &explained) const
     {
         const PackageField *field = m_class.field(explained.name);
@@ -346,7 +346,7 @@ private:
                      [](const EdgesOfField &ofField) {
                          return ofField.field->valueType == ValueType::Text;
                      });
-        // Readers end a text at its first zero byte.
+        // Decoders end a text at its first zero byte.
         for (EdgesOfField &ofText : texts) {
             for (const char *text : {"a|b", "|", "|ab", "ab|"}) {
                 ofText.values.emplace_back(
@@ -356,7 +356,7 @@ private:
         return texts;
     }
 
-    /// Sizes that do not fit what follows them.
+    /// Prints cases of sizes that do not fit what follows them.
     void writeSizes()
     {
         const QByteArray distinct = frameOf(*distinctPackage());
@@ -380,7 +380,8 @@ private:
         }
     }
 
-    /// What a second payload leaves of the first one, where it is empty.
+    /// Returns a frame with zeros after a position. With a second payload of zeros, some fields
+    /// keep the values of the first one.
     static QByteArray zerosAfter(int position, const QByteArray &frame)
     {
         return frame.left(position) + QByteArray(frame.size() - position, '\0');
@@ -394,7 +395,7 @@ private:
             writeFrame(QStringLiteral("cut to %1 bytes").arg(size), distinct.left(size));
     }
 
-    /// Any bit after the start bytes; their own bits are not looked at.
+    /// Prints cases of frames with one flipped bit. Decoders do not look at the start bytes.
     void writeFlippedBits()
     {
         const QByteArray distinct = frameOf(*distinctPackage());
@@ -412,8 +413,8 @@ private:
         writer(name).decodeAsTheLibrary(whole, m_form.encoding, undefinedIn(whole));
     }
 
-    /// The texts and data of which a part is missing: they have the size that is announced, and
-    /// nobody says what is in it.
+    /// Returns the texts and data that are partly missing: they have the announced size, but the
+    /// format does not say their content.
     QSet<QString> undefinedIn(const QByteArray &frame) const
     {
         QSet<QString> undefined;
@@ -422,7 +423,7 @@ private:
             const QString &name = fields[i].name;
             const bool isCut =
                 i > 0 && isContent(fields[i]) && fields[i - 1].value.toLongLong() > fields[i].width;
-            // What comes later replaces it, unless it is empty.
+            // A later one replaces it, unless that is empty.
             if (isCut)
                 undefined.insert(name);
             else if (isContent(fields[i]) && fields[i].width > 0)
@@ -431,7 +432,8 @@ private:
         return isLinux() ? undefinedInLinux(fields) : undefined;
     }
 
-    /// The reader of a read takes as much as there is, that of a write makes room for the rest.
+    /// Returns the data if it is shorter than announced and its content is not defined: the decoder
+    /// of a write fills it up, that of a read takes what is there.
     QSet<QString> undefinedInLinux(const QVector<ExplainedField> &fields) const
     {
         int announced = 0;

@@ -18,7 +18,7 @@ const char *const Numbers[] = {
     "10000000",   "99",         "100",        "-100",        "18446744073709551615",
 };
 
-/// Columns that are meant as numbers.
+/// Columns that look like numbers.
 const char *const Spellings[] = {
     "0",
     "1",
@@ -71,8 +71,8 @@ const char *const Spellings[] = {
     "\u0667",
 };
 
-/// Texts in UTF-8 of one to four bytes for a character; with what other fields escape, quote or
-/// trim.
+/// Texts with characters of one to four bytes, and with characters that other fields escape, quote
+/// or trim.
 const char *const Texts[] = {
     "",
     "a",
@@ -96,27 +96,27 @@ const char *const Texts[] = {
 /// Texts that a record cannot carry without losing columns.
 const char *const TextsWithCommas[] = {",", "a,b", "/,", ",/", "a/,/b,,c"};
 
-/// Texts of a frame, whose size has two bytes.
+/// The size of a text in a frame that needs both bytes of the size field.
 constexpr int LongText = 258;
 
 const char *const Flags[] = {"true", "false", "TRUE", "True", "1", " true", "true ", "", "yes"};
 
 const char *const Codes[] = {"commResult", "packResult", "readWriteCode", "clientPackageType"};
 
-/// Numbers of codes, with and without a name, and what their low byte makes of them.
+/// Numbers of codes, with and without a name, and numbers with the same low byte.
 const char *const CodeNumbers[] = {"2",  "3",   "8",   "11",  "244",   "255",
                                    "-1", "256", "257", "501", "65536", "-256"};
 
 const QByteArray ThreeBytes = QByteArray::fromHex("01FF10");
 
-/// The value that the field has after @p value was stored; undefined where it does not take it.
+/// Returns the value of the field after @p value was stored; undefined if the field refuses it.
 QJsonValue stored(const PackageClass &ofClass, const PackageField &field, const QJsonValue &value)
 {
     const std::unique_ptr<PackageBase> package = ofClass.create();
     return field.set(*package, value).isEmpty() ? field.get(*package) : QJsonValue::Undefined;
 }
 
-/// The names of the codes of a field.
+/// Returns the names of the codes of a field.
 QStringList namesOf(const PackageClass &ofClass, const PackageField &field)
 {
     QStringList names;
@@ -137,8 +137,8 @@ QStringList listed(const List &words)
     return list;
 }
 
-/// The names of every code, those of another field being unknown to this one, and what looks like a
-/// name.
+/// Returns the names of every code, including those of other fields, which are unknown here, and
+/// words that look like a name.
 QStringList nameEdges(const PackageClass &ofClass, const PackageField &field)
 {
     QStringList edges = namesOf(ofClass, field);
@@ -173,7 +173,7 @@ QStringList candidates(const PackageClass &ofClass, const PackageField &field)
     }
 }
 
-/// Whether a column cannot give the value back: peers agree on 32 bits for what has a sign.
+/// Returns whether a column does not give the value back: peers read signed numbers of 32 bits.
 bool isBeyondColumns(const PackageClass &ofClass, const PackageField &field, const QString &value)
 {
     const bool isNumber =

@@ -9,19 +9,19 @@
 #include <vector>
 
 /// @file
-/// The values of each kind of field that implementations get wrong: the ends of every range and
-/// what lies beyond them, every spelling of a number, every name of a code and what looks like one,
+/// The values of each kind of field that implementations often get wrong: the ends of every range
+/// and the numbers beyond, every spelling of a number, every name of a code and words like it, and
 /// texts of every width.
 
-/// Values to encode: those that a field of the class takes.
+/// Returns values to encode that a field of the class accepts.
 std::vector<QJsonValue> valueEdges(const KorvinInspect::PackageClass &ofClass,
                                    const KorvinInspect::PackageField &field);
 
-/// Columns to decode: what an encoder writes, and what it does not.
+/// Returns columns to decode, including some that no encoder writes.
 QStringList columnEdges(const KorvinInspect::PackageClass &ofClass,
                         const KorvinInspect::PackageField &field);
 
-/// Integers to decode, as the bytes of a frame; for a width of 1, 2 or 4 bytes.
+/// Returns integers to decode, as the bytes of a frame; the width is 1, 2 or 4.
 const std::vector<QByteArray> &byteEdges(int width);
 
 /// A length and the data that it stands for, which need not agree.
@@ -31,7 +31,7 @@ struct DataEdge
     QByteArray data;
 };
 
-/// Data to encode, in every form that says what comes of it.
+/// Returns data to encode in every form that defines the result.
 const std::vector<DataEdge> &dataEdges();
 
 /// The two columns of data: its length and its numbers.
@@ -41,14 +41,15 @@ struct DataColumnsEdge
     QString numbers;
 };
 
-/// Data columns that agree.
+/// Returns data columns that agree.
 const std::vector<DataColumnsEdge> &agreeingDataColumns();
 
-/// Data columns that do not: most readers refuse them.
+/// Returns data columns that do not agree; most decoders refuse them.
 const std::vector<DataColumnsEdge> &disagreeingDataColumns();
 
-/// Picks the entry of a list that is a field's turn in a round. Every entry has its turn in as many
-/// rounds as there are entries; neighbours differ, and short lists do not keep step with others.
+/// Returns the entry that a field takes in a round. A field takes every entry in as many
+/// rounds as there are entries; neighbouring fields take different ones, and short lists do not
+/// keep step with others.
 template <typename List>
 const auto &turn(const List &list, int round, int field)
 {

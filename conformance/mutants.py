@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Judges the conformance kit by faults: each must be noticed by a case.
+"""Judges the conformance kit by faults: a case must notice each of them.
 
 The faults are changes of the reference, one at a time: those of faults.py, and mechanical ones (an
 operator, a constant, a bound, an encoding, the order of two statements, a statement left out ...). A
@@ -42,8 +42,8 @@ OPERATORS = {
     ast.Add: (ast.Sub,), ast.Sub: (ast.Add,), ast.Mult: (ast.Add,), ast.BitAnd: (ast.BitOr,),
     ast.BitOr: (ast.BitAnd,), ast.LShift: (ast.RShift,), ast.RShift: (ast.LShift,),
 }
-NAMES = {"min": "max", "max": "min", "int32": "uint32", "uint32": "int32", "READS": "WRITES",
-         "WRITES": "READS"}
+NAMES = {"min": "max", "max": "min", "int32": "uint32", "uint32": "int32", "is_read": "is_write",
+         "is_write": "is_read"}
 STRINGS = {"utf-8": "latin-1", "little": "big", "replace": "ignore"}
 
 
@@ -134,7 +134,7 @@ def of_dict(node):
 
 
 def of_expression(node):
-    """The expressions that may stand wrongly in place of this one."""
+    """Returns wrong expressions to put in place of this one."""
     if isinstance(node, ast.Constant):
         yield from of_constant(node)
     elif isinstance(node, ast.Compare) and len(node.ops) == 1:
@@ -177,7 +177,7 @@ def of_expression(node):
 
 
 def of_statements(statements):
-    """Lists of statements that may stand wrongly in place of these."""
+    """Returns wrong lists of statements to put in place of these."""
     for i, statement in enumerate(statements):
         if is_definition(statement) or isinstance(statement, ast.Pass):
             continue
@@ -194,14 +194,14 @@ def of_statements(statements):
 
 
 def is_definition(statement):
-    """Whether it stands as well elsewhere."""
+    """Returns whether a statement has the same effect wherever it stands."""
     return is_text(statement) or is_plumbing(statement) or isinstance(statement, (
         ast.Import, ast.FunctionDef, ast.ClassDef)) or (
             isinstance(statement, ast.Assign) and is_constant(statement.targets[0]))
 
 
 def are_independent(first, second):
-    """Whether two statements may change places: not both move a position, and neither needs the other."""
+    """Returns whether two statements may change places: not both move a position, and neither needs the other."""
     if not (isinstance(first, (ast.Assign, ast.Expr)) and isinstance(second, (ast.Assign, ast.Expr))):
         return False
 
@@ -225,7 +225,7 @@ def is_text(statement):
 
 
 def line_of(node):
-    """A node in a few words."""
+    """Returns a node in a few words."""
     if isinstance(node, list):
         return "; ".join(line_of(statement) for statement in node) or "nothing"
     lines = ast.unparse(node).splitlines() or ["nothing"]
@@ -240,7 +240,7 @@ class Mutant:
         self.key = f"{place}: {words}"
 
     def swap(self):
-        """Puts the other one into the slot; once more, and the tree is as it was."""
+        """Swaps the node in the slot with the other one; a second call restores the tree."""
         slot = getattr(self.parent, self.field)
         if self.index is None:
             setattr(self.parent, self.field, self.other)
@@ -250,7 +250,7 @@ class Mutant:
 
 
 def shortened(before, after):
-    """Two texts without what they have in common, except for a few characters around."""
+    """Returns the parts of two texts that differ, with a few characters around."""
     start = len(os.path.commonprefix([before, after]))
     end = len(os.path.commonprefix([before[start:][::-1], after[start:][::-1]]))
     start, end = max(0, start - 25), max(0, end - 25)
@@ -263,7 +263,7 @@ def shortened(before, after):
 
 
 def mutants_in(node, place, statement):
-    """All mutants below a node, in their order in the source."""
+    """Yields all mutants below a node, in their order in the source."""
     for field, value in ast.iter_fields(node):
         if isinstance(value, list) and value and isinstance(value[0], ast.stmt):
             for i, other in of_statements(value):
@@ -290,13 +290,13 @@ def mutants_in(node, place, statement):
 
 
 def is_plumbing(node):
-    """The loop over the lines is not of the protocol."""
+    """Returns whether a node is the loop over the lines, which is not part of the protocol."""
     return isinstance(node, ast.FunctionDef) and node.name == "main" or (
         isinstance(node, ast.If) and line_of(node).startswith("if __name__"))
 
 
 def all_mutants(tree):
-    """The mutants, each with a key of its own."""
+    """Returns the mutants, each with a key of its own."""
     counts = collections.Counter()
     mutants = []
     for mutant in mutants_in(tree, "reference", tree):
@@ -312,7 +312,7 @@ def all_mutants(tree):
 
 
 def same_value(field, wanted, got, codes):
-    """As the runner compares: codes may have names or numbers, and numbers may be texts."""
+    """Compares as the runner does: codes may be names or numbers, and numbers may be texts."""
     names = codes.get(field, {})
     wanted, got = (names.get(value, value) if isinstance(value, str) else value for value in (wanted, got))
     if field == "data" and isinstance(got, str):
@@ -374,7 +374,7 @@ def run(module, question):
 
 
 def first_wrong(code, cases, codes):
-    """The first case that notices the fault, and the answer; (None, None) where none does."""
+    """Returns the first case that notices the fault, and the answer; (None, None) if no case does."""
     signal.setitimer(signal.ITIMER_REAL, SECONDS)
     case = cases[0]
     try:
@@ -383,7 +383,7 @@ def first_wrong(code, cases, codes):
         for i, (case, question) in enumerate(cases):
             answer = run(module, question)
             if not is_right(case, answer, codes):
-                # It may well notice the next one.
+                # The next case may notice it.
                 cases.insert(0, cases.pop(i))
                 line = json.dumps(answer)
                 return case, line if len(line) < LONGEST_ANSWER else None
@@ -400,7 +400,7 @@ def question_of(case):
 
 
 class Worker:
-    """What a process that judges mutants keeps from one to the next."""
+    """The state that a judging process keeps from one mutant to the next."""
 
     def __init__(self, source, cases):
         self.tree = ast.parse(source)
@@ -412,7 +412,7 @@ class Worker:
         self.cases = [(case, question_of(case)) for case in cases]
 
     def judge(self, source):
-        """The case that notices what is wrong with a source, and the answer."""
+        """Returns the case that notices what is wrong with a source, and the answer."""
         return first_wrong(compile(source, "fault", "exec"), self.cases, self.codes)
 
     def judge_mutant(self, index):
@@ -438,7 +438,7 @@ def judge_fault(source):
 
 
 def with_fault(source, fault):
-    """The source with a fault in it."""
+    """Returns the source with a fault in it."""
     what, before, after = fault
     if source.count(before) != 1:
         sys.exit(f"mutants: {what}: stands {source.count(before)} times in the reference: {before}")
@@ -446,7 +446,7 @@ def with_fault(source, fault):
 
 
 def with_many_faults(source):
-    """The source with every fault for which the ones before leave a place, and how many these are."""
+    """Returns the source with every fault that still fits after those before it, and their number."""
     count = 0
     for fault in FAULTS:
         if source.count(fault[1]) == 1:
@@ -456,7 +456,7 @@ def with_many_faults(source):
 
 
 def judge_all(source, cases, jobs):
-    """The results of the faults and of the mutants."""
+    """Returns the results of the faults and of the mutants."""
     Worker.one = Worker(source, cases)
     case, answer = judge_fault(source)
     if case:
@@ -475,13 +475,13 @@ for line in sys.stdin:
 
 
 def conform(korvinpack, *arguments):
-    """What korvinpack conform prints of a Python program."""
+    """Returns what korvinpack conform prints for a Python program."""
     command = [korvinpack, "conform", *arguments[:-2], "--", sys.executable, *arguments[-2:]]
     return subprocess.run(command, capture_output=True, check=False, text=True).stdout
 
 
 def doubted_by(korvinpack, results):
-    """The answers that give faults away, and that korvinpack conform takes for right."""
+    """Returns the answers that reveal faults but that korvinpack conform accepts."""
     answered = [(case, json.loads(answer)) for _, case, answer in results if answer]
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
@@ -496,7 +496,7 @@ def doubted_by(korvinpack, results):
 
 
 def is_noticed_at_once(korvinpack, cases, source):
-    """Whether korvinpack conform notices a program with many faults."""
+    """Returns whether korvinpack conform notices a program with many faults."""
     with tempfile.TemporaryDirectory() as name:
         program = pathlib.Path(name) / "codec.py"
         program.write_text(source, "utf-8")
@@ -504,7 +504,7 @@ def is_noticed_at_once(korvinpack, cases, source):
 
 
 def explanations(path):
-    """The reason for each mutant: paragraphs of "# reason" and the mutants below it."""
+    """Reads the reason for each mutant: paragraphs of "# reason" and the mutants below it."""
     reasons = {}
     reason = ""
     previous = ""

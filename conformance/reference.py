@@ -5,6 +5,7 @@ It answers the cases of the conformance kit on standard input and output. It fav
 speed, and shares nothing with the library.
 """
 
+import collections
 import json
 import re
 import sys
@@ -27,14 +28,7 @@ CODES = {
     "clientPackageType": KINDS,
 }
 
-READS = {
-    "PackageRequestRead", "PackageRequestReadData", "PackageRequestReadFile",
-    "PackageRequestReadMemData",
-}
 DATA_WRITES = {"PackageRequestWriteData", "PackageRequestWriteIP"}
-WRITES = DATA_WRITES | {
-    "PackageRequestWrite", "PackageRequestWriteFile", "PackageRequestWriteMemData",
-}
 
 MOST_ANNOUNCED = 1 << 28
 
@@ -48,16 +42,24 @@ def signed(number, bits):
 
 
 def zeros(count):
-    """Bytes that are announced and not there are 0, unless there are more than anybody has."""
+    """Returns the bytes that data announces but lacks: zeros; none if it announces more than MOST_ANNOUNCED."""
     return bytes(count) if 0 < count <= MOST_ANNOUNCED else b""
 
 
 def code_number(names, value):
-    """The number of a code that a case gives by name, or by number where it has no name."""
+    """Returns the number of a code that a case gives by name, or by number if it has no name."""
     for number, name in names.items():
         if value == name:
             return number
     return int(value)
+
+
+def is_read(cls):
+    return cls.startswith("PackageRequestRead")
+
+
+def is_write(cls):
+    return cls.startswith("PackageRequestWrite")
 
 
 # Byte frames
@@ -80,7 +82,7 @@ class FrameReader:
         self.position = 0
 
     def integer(self, width, is_signed=False):
-        """A number that does not fit into the data reads as 0 and takes no bytes."""
+        """Reads a number. One that does not fit into the data reads as 0 and takes no bytes."""
         raw = self.frame[self.position:self.position + width]
         if len(raw) < width:
             return 0
@@ -88,13 +90,13 @@ class FrameReader:
         return int.from_bytes(raw, "little", signed=is_signed)
 
     def bytes(self, size):
-        """The next bytes, or None where they are not all there; they count as read all the same."""
+        """Reads the next bytes; None if some of them are missing. All count as read."""
         start = self.position
         self.position += size
         return self.frame[start:start + size] if self.position <= len(self.frame) else None
 
     def text(self, size):
-        """A text ends at its first zero byte."""
+        """Reads a text, which ends at its first zero byte."""
         raw = self.bytes(size) or b""
         return raw.split(b"\0")[0].decode("utf-8", "replace")
 
@@ -138,10 +140,10 @@ def read_header(src, f):
 
 
 def write_payload(out, cls, f, with_request):
-    if with_request and cls in READS:
+    if with_request and is_read(cls):
         out.integer(4, f["replyDataLength"])
         out.integer(1, f["clientPackageType"])
-    elif with_request and cls in WRITES:
+    elif with_request and is_write(cls):
         out.integer(1, 1 if f["broadcast"] else 0)
         out.integer(1, f["clientPackageType"])
     if cls == "PackageRequestReadData":
@@ -160,7 +162,7 @@ def write_payload(out, cls, f, with_request):
 
 
 def read_block(src, f, length_field):
-    """Reads a length and the data; gives the position between them."""
+    """Reads a length and the data, and returns the position between them."""
     length = src.integer(4, True)
     start = src.position
     f[length_field] = length
@@ -173,10 +175,10 @@ def read_block(src, f, length_field):
 
 
 def read_payload(src, cls, f, with_request):
-    if with_request and cls in READS:
+    if with_request and is_read(cls):
         f["replyDataLength"] = src.integer(4, True)
         f["clientPackageType"] = src.integer(1)
-    elif with_request and cls in WRITES:
+    elif with_request and is_write(cls):
         f["broadcast"] = src.integer(1) == 1
         f["clientPackageType"] = src.integer(1)
     if cls == "PackageRequestReadData":
@@ -265,7 +267,7 @@ def encode_linux(cls, f):
     frame = out.frame if code in (0, 1) else bytearray(18)
     size = 18
     if code == 1 and length != 0:
-        # All of the data is carried; the checksum stands where the length says.
+        # The frame carries all of the data; the length decides where the checksum is.
         size += length
         frame += f["data"]
     frame += zeros(size + 2 - len(frame))
@@ -310,7 +312,7 @@ def decode_linux(cls, frame, f):
 
 
 def number(text, low, high):
-    """A decimal number; 0 for what is none, or lies out of the range."""
+    """Reads a decimal number; 0 for any other text, and out of the range."""
     if not re.fullmatch(r"[ \t\n\v\f\r]*[+-]?[0-9]+[ \t\n\v\f\r]*", text):
         return 0
     value = int(text)
@@ -326,13 +328,13 @@ def uint32(text):
 
 
 def write_data_string(data, count):
-    """The first bytes of the data; 0 for those that it does not have."""
+    """Writes the first bytes of the data; 0 for missing ones."""
     data += zeros(count - len(data))
     return "/".join(str(byte) for byte in data[:max(0, count)])
 
 
 def count_of_written(f, reply):
-    """A write's record carries one byte where its length is below that of what it must carry."""
+    """Returns how many bytes a write's record carries: at least one if it carries any."""
     length = f["packageDataLength"]
     carries = length != 0 if reply else bool(f["data"])
     return max(1, length) if carries else 0
@@ -345,9 +347,9 @@ def read_data_string(text, length):
 
 def own_columns(cls, reply, f):
     columns = []
-    if cls in READS:
+    if is_read(cls):
         columns += [f["replyDataLength"], KINDS.get(f["clientPackageType"], "data")]
-    elif cls in WRITES:
+    elif is_write(cls):
         columns += ["true" if f["broadcast"] else "false",
                     KINDS.get(f["clientPackageType"], "data")]
     if cls == "PackageRequestReadData" and reply:
@@ -392,44 +394,49 @@ def result(names, text, ok):
     return ok
 
 
-# Columns that a reader wants, in a request and in a reply.
-COLUMNS = {
-    "PackageBase": (15, 16), "PackageRequestRead": (17, 18), "PackageRequestReadData": (17, 20),
-    "PackageRequestReadFile": (18, 19), "PackageRequestReadMemData": (18, 19),
-    "PackageRequestWrite": (17, 18), "PackageRequestWriteData": (19, 20),
-    "PackageRequestWriteIP": (19, 20), "PackageRequestWriteFile": (19, 20),
-    "PackageRequestWriteMemData": (19, 20), "SpecialPackageRequest": (3, 16),
-}
+def needed_columns(cls, reply):
+    """A reader wants as many columns as a writer makes, but the reply to a special request needs
+    those of PackageBase."""
+    common = 3 if cls == "SpecialPackageRequest" and not reply else 15
+    return common + reply + len(own_columns(cls, reply, collections.defaultdict(int, data=b"")))
 
 
 def decode_text(cls, reply, text, f):
     c = text.split(",")
-    if len(c) < COLUMNS[cls][1 if reply else 0]:
+    if len(c) < needed_columns(cls, reply):
         raise Refused
     if cls == "SpecialPackageRequest":
         f["id"] = int32(c[0])
         f["timeout"] = signed(uint32(c[1]), 32)
         f["strData"] = c[2]
     else:
-        f["serialNum"] = int32(c[0]) & 0xFFFFFFFFFFFFFFFF
-        f["deviceKey"] = c[1].replace("*#*", ",").replace("#*#", "/")
-        f["deviceType"] = int32(c[2])
-        f["scrAddr"], f["desAddr"], f["portAddr"] = (uint32(c[i]) & 0xFF for i in (3, 4, 5))
-        f["scanBoardAddr"], f["highAddr"], f["lowAddr"] = (
-            uint32(c[i]) & 0xFFFF for i in (6, 7, 8))
-        f["reserved2"] = signed(uint32(c[9]), 32)
-        f["readWriteCode"] = 0 if c[10] == "read" else 1
-        f["timeout"] = int32(c[11])
-        f["tag"] = c[12]
-        f["commResult"] = result(COMM_RESULTS, c[13], 1)
-        f["packResult"] = result(PACKAGE_RESULTS, c[14], 0)
+        decode_common_columns(c, f)
     if reply:
         f["ackCode"] = int32(c[15]) & 0xFFFFFFFF
+    decode_own_columns(cls, reply, c, f)
+
+
+def decode_common_columns(c, f):
+    f["serialNum"] = int32(c[0]) & 0xFFFFFFFFFFFFFFFF
+    f["deviceKey"] = c[1].replace("*#*", ",").replace("#*#", "/")
+    f["deviceType"] = int32(c[2])
+    f["scrAddr"], f["desAddr"], f["portAddr"] = (uint32(c[i]) & 0xFF for i in (3, 4, 5))
+    f["scanBoardAddr"], f["highAddr"], f["lowAddr"] = (
+        uint32(c[i]) & 0xFFFF for i in (6, 7, 8))
+    f["reserved2"] = signed(uint32(c[9]), 32)
+    f["readWriteCode"] = 0 if c[10] == "read" else 1
+    f["timeout"] = int32(c[11])
+    f["tag"] = c[12]
+    f["commResult"] = result(COMM_RESULTS, c[13], 1)
+    f["packResult"] = result(PACKAGE_RESULTS, c[14], 0)
+
+
+def decode_own_columns(cls, reply, c, f):
     # Register columns, and those of file and memory writes, are read where a request has them.
-    if cls in READS:
+    if is_read(cls):
         f["replyDataLength"] = int32(c[15])
         f["clientPackageType"] = result(KINDS, c[16], 2)
-    elif cls in WRITES:
+    elif is_write(cls):
         f["broadcast"] = c[15] == "true"
         f["clientPackageType"] = result(KINDS, c[16], 0)
     own = 18 if reply else 17

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// XML has no way to write control characters.
+/// Returns a text without control characters, which XML cannot write.
 QString withoutControls(QString text)
 {
     for (QChar &character : text) {

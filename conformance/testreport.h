@@ -5,13 +5,13 @@
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
-/// How one case or check went.
+/// The result of one case or check.
 struct TestResult
 {
     enum Verdict { Passed, Failed, Unsupported, NotRun } verdict = NotRun;
-    QString group;      ///< What it belongs to.
-    QString name;       ///< What it is called.
-    QString reason;     ///< Why it has failed.
+    QString group;      ///< The group of cases or checks.
+    QString name;       ///< The name of the case or check.
+    QString reason;     ///< Why it failed.
     double seconds = 0; ///< How long it took.
 };
 

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// No more is made ready here, so that a run takes no time.
+/// The most bytes to allocate, so that a run is quick.
 constexpr qint64 LargestArray = 100000;
 
 void copy(const QByteArray &source, int sourceIndex, int destIndex, int length)

@@ -16,7 +16,7 @@
 
 namespace {
 
-/// Deletes what it has decoded.
+/// A combination that deletes the packages that it has decoded.
 class Combination : public PackageRequestCombination
 {
 public:
@@ -27,7 +27,7 @@ public:
     }
 };
 
-/// Makes a package of a type word; nothing for a word that a record is refused for.
+/// Makes a package of a type word; null for a word that makes decoders refuse the record.
 std::unique_ptr<PackageBase> packageOf(const QString &type)
 {
     if (type == QLatin1String("writeData"))
@@ -66,7 +66,7 @@ Expected expectedOf(const QString &record)
     return expected;
 }
 
-/// Expects that what check() accepts decodes into requests of which the same record is encoded.
+/// Expects that a record that check() accepts decodes into requests that encode to the same record.
 void expectCombinationWritten(const QByteArray &record, const Verdict &verdict)
 {
     std::vector<std::unique_ptr<PackageBase>> decoded;

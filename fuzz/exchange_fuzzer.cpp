@@ -24,7 +24,7 @@ using namespace KorvinInspect;
 
 namespace {
 
-/// Observes what the engine tells of messages.
+/// Observes the messages that the engine reports.
 class ObservingTrace : public Trace
 {
 public:
@@ -35,7 +35,7 @@ public:
     }
 };
 
-/// Plays the calls that an input stands for, and looks that each request ends once.
+/// Makes the calls that an input stands for, and expects that each request ends once.
 class Player
 {
 public:
@@ -213,7 +213,7 @@ private:
         m_sent.push_back(*message);
     }
 
-    /// A reply to what was sent, perhaps with a byte changed.
+    /// Replies to what was sent, perhaps with one byte changed.
     void reply()
     {
         if (m_sent.empty())
@@ -286,11 +286,13 @@ private:
     ObservingTrace m_trace;
     Engine m_engine;
     Time m_now{0};
-    std::map<RequestId, std::unique_ptr<PackageBase>> m_packages; ///< Of those that have not ended.
+    std::map<RequestId, std::unique_ptr<PackageBase>>
+        m_packages; ///< Those of requests that have not ended.
     std::vector<OutgoingMessage> m_sent;
 };
 
-/// A stream gives the same messages however it is cut, and each of them comes back.
+/// Expects that a stream gives the same messages wherever it is cut, and that framing them again
+/// gives the stream.
 void readStream(Framing &whole, Framing &cut, Framing &peer, const QByteArray &stream, int piece)
 {
     std::vector<QByteArray> messages = whole.receive(stream, Time(0));
@@ -305,11 +307,11 @@ void readStream(Framing &whole, Framing &cut, Framing &peer, const QByteArray &s
     for (const QByteArray &message : messages) {
         observe(message);
         EXPECT_TRUE(stream.contains(message));
-        // Only of a line that ended with two carriage returns one is left.
+        // A carriage return is left only if the line ended with two of them.
         const std::optional<QByteArray> encoded = peer.encode(message);
         EXPECT_TRUE(encoded ? encoded->contains(message) : message.endsWith('\r'));
     }
-    // What is left ends with its deadline, or with the stream.
+    // The rest ends at its deadline, or with the stream.
     const bool isInside = whole.buffered() > 0 && whole.fault() == FramingFault::None;
     EXPECT_EQ(whole.nextTimeout().has_value(), isInside);
     for (const QByteArray &message : whole.handleTimeout(std::chrono::hours(1)))

@@ -19,15 +19,15 @@
 /// Shared code of the fuzz targets. Their properties are GoogleTest expectations; a failed one ends
 /// the process with an uncaught exception, which a fuzzer counts as a crash.
 
-/// Every target is this function. libFuzzer calls it for what it makes up, replay.cpp for the files
-/// of the corpus.
+/// Every target is this function. libFuzzer calls it with generated inputs, replay.cpp with the
+/// files of the corpus.
 ///
-/// @return 0, or -1 for an input that belongs in no corpus: it names no class, or makes a decoder
-///     take its time.
+/// @return 0; -1 for an input that belongs in no corpus: it names no class, or makes a decoder
+/// slow.
 extern "C" int LLVMFuzzerTestOneInput(const quint8 *bytes, std::size_t size);
 
 /// The digest of all that the targets have observed, kept for a replay. Two runs over the same
-/// inputs have the same one, whatever was in the memory that they got.
+/// inputs have the same digest, so that uninitialised memory shows.
 struct Observations
 {
     bool areKept = false;
@@ -161,7 +161,7 @@ inline std::unique_ptr<PackageBase> filledPackage(const KorvinInspect::PackageCl
             field.set(*package, QStringLiteral("before"));
             break;
         case KorvinInspect::ValueType::Data:
-            // It owns no memory, which a user's data need not do either.
+            // This data does not own its memory, as a user's data may not.
             package->setData(QByteArray::fromRawData("\xB1\xB2\xB3\xB4\xB5", 5));
             break;
         case KorvinInspect::ValueType::Flag:

@@ -1,5 +1,5 @@
-// What korvininspect reads besides frames and records of a known shape: input of an unknown one,
-// JSON and hexadecimal digits.
+// The other inputs of korvininspect: frames and records of an unknown shape, JSON and hexadecimal
+// digits.
 
 #include "fuzztarget.h"
 #include "secondreading.h"
@@ -20,7 +20,7 @@ using namespace KorvinInspect;
 
 namespace {
 
-/// The shapes that the input is guessed to be, the accepted ones first; the first one explained.
+/// Expects that guesses come with the accepted ones first, and explains the first.
 void guessAll(const QByteArray &input)
 {
     const QVector<Guess> guesses = guess(input);
@@ -49,7 +49,7 @@ void guessAll(const QByteArray &input)
     }
 }
 
-/// What was read from JSON comes back through JSON.
+/// Expects that a package read from JSON comes back through JSON.
 void readPackage(const PackageClass &itsClass, const QJsonObject &json)
 {
     const std::unique_ptr<PackageBase> package = filledPackage(itsClass);

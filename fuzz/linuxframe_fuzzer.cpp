@@ -20,7 +20,7 @@ bool decode(PackageBase &package, const QByteArray &frame)
     return package.unBasePackageReply_Linux(frame);
 }
 
-/// Puts the checksum at the end, which no mutation finds.
+/// Puts the right checksum at the end, which a mutation would hardly find.
 void close(QByteArray &frame)
 {
     if (frame.size() < 2)

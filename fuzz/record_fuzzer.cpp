@@ -10,9 +10,9 @@
 
 namespace {
 
-/// Expects that a record is decoded as it should be.
+/// Expects that a record is decoded as the second reading does it.
 ///
-/// @return false where it announces much and is left alone.
+/// @return false, with nothing checked, if the record announces much data that it does not hold.
 bool expectDecoded(const PackageClass &itsClass, Direction direction, const QString &record)
 {
     const std::unique_ptr<PackageBase> expected = filledPackage(itsClass);
@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8 *bytes, std::size_t size)
     const QByteArray utf = input.rest();
     const Encoding encoding{Form::Text, direction, ReplySize::Short};
 
-    if (flags & 2) { // halves of surrogate pairs and all
+    if (flags & 2) { // any UTF-16, unpaired surrogates included
         QString record(utf.size() / 2, Qt::Uninitialized);
         std::memcpy(record.data(), utf.constData(), static_cast<std::size_t>(record.size()) * 2);
         if (!expectDecoded(*itsClass, direction, record))

@@ -24,7 +24,7 @@ QStringList words(const QByteArray &list)
     return QString::fromLatin1(list).split(QLatin1Char(' '));
 }
 
-// By their codes.
+// The names of codes, at the index of their number.
 const QStringList Kinds = words("data file memData");
 const QStringList CommNames =
     words("pending ok crcErr lengthErr portErr timeout codeErr forcedCancel");
@@ -78,7 +78,7 @@ int ownColumns(const PackageBase &package, bool isReply)
 constexpr int KiB = 1024;
 
 /// Returns the data after a decoder has read a length that differs from its size: cut, or filled up
-/// with zeros. Makes nothing ready above 64 KiB, but notes whether the decoder would.
+/// with zeros. Allocates nothing above 64 KiB, but notes whether the decoder would.
 QByteArray announcedData(const QByteArray &before, int length, Reading &reading)
 {
     if (length > 64 * KiB) {
@@ -185,10 +185,10 @@ private:
         m_package.setData(whole ? *whole : announcedData(m_package.data(), length, m_reading));
     }
 
-    /// Takes UTF-8 up to its first zero byte; nothing where not all of it is there.
+    /// Takes UTF-8 up to its first zero byte; empty if part of it is missing.
     QString text(int size) { return QString::fromUtf8(bytes(size).value_or("").constData()); }
 
-    /// Passes over so many bytes, and gives them where all of them are there.
+    /// Skips so many bytes, and returns them if all of them are there.
     std::optional<QByteArray> bytes(int count)
     {
         const int start = m_position;
@@ -329,8 +329,8 @@ private:
         m_package.setData(data);
     }
 
-    /// Reads the columns of its own even of a reply that is refused because it has no acknowledge
-    /// code, except where that is all it lacks.
+    /// Reads the columns of a special request. Reads them even from a reply that is refused because
+    /// it lacks the acknowledge code, except if it lacks nothing else.
     void readSpecial(SpecialPackageRequest &special)
     {
         if (m_columns.size() < 3 || (m_isReply && m_columns.size() == 15))
@@ -558,8 +558,8 @@ Reading readLinuxReply(PackageBase &package, const QByteArray &frame)
     if (!as<PackageRequestReadData>(package) && !as<PackageRequestWriteData>(package))
         return reading;
 
-    // The data before the checksum, at most as much as the length says: a read adds it to what it
-    // has, and a write lays it over the beginning.
+    // The data before the checksum, at most as much as the length says. A read appends it to its
+    // data; a write overwrites the beginning of its data.
     const int length = word(16);
     const QByteArray data = frame.mid(18, qBound(0, frame.size() - 20, length));
     const QByteArray kept = package.data().leftJustified(length, '\0', true).mid(data.size());

@@ -9,10 +9,9 @@
 class PackageBase;
 
 /// @file
-/// The protocol read a second time: every frame, record and Linux frame by tables and plain steps
-/// of its own, which use nothing of the library except the fields of packages. A wrong layout of
-/// the library agrees with itself, but not with this. A class with fields on the wire is added here
-/// too.
+/// The second reading: a decoder and encoder of every frame, record and Linux frame that shares
+/// nothing with the library except the fields of packages. A wrong layout of the library agrees
+/// with itself, but not with this. A new class with fields on the wire must be added here.
 
 /// What a decoder reports, apart from the fields that it stores.
 struct Reading
@@ -38,8 +37,9 @@ Reading readRecord(PackageBase &package, KorvinInspect::Direction direction, con
 /// of any other class from its header.
 Reading readLinuxReply(PackageBase &package, const QByteArray &frame);
 
-/// Expects that the encoders of @p package write what they should, and observes that. They write as
-/// many bytes as a length announces: with more than 4 KiB of them none is called.
+/// Expects that the encoders of @p package write the bytes of the second reading, and observes
+/// them. Does nothing if the length is above 4 KiB, since encoders write as many bytes as it
+/// announces.
 void expectWritten(PackageBase &package);
 
 #endif

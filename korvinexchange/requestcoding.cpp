@@ -1,5 +1,8 @@
 #include "requestcoding_p.h"
 
+#include "classrow_p.h"
+#include "recordcursors_p.h"
+
 #include <korvininspect/inputtext.h>
 #include <korvininspect/packageforms.h>
 #include <packagerequestreaddata.h>
@@ -47,21 +50,17 @@ Verdict firstOf(const Verdict &verdict, const Verdicts &...others)
         return verdict;
 }
 
-/// Checks that class and direction agree, and so do length and data.
-Verdict checkFields(const PackageBase &package)
+/// Checks that class and read/write code agree, and so do length and data.
+Verdict checkFields(const PackageBase &package, ClassId classId)
 {
-    const OrvexEnum::ReadWriteCode code = package.getReadWriteCode();
-    if (qobject_cast<const PackageRequestRead *>(&package))
-        return checkRange("readWriteCode", code, OrvexEnum::Read, OrvexEnum::Read);
-    if (qobject_cast<const PackageRequestWrite *>(&package)) {
-        const Verdict verdict =
-            checkRange("readWriteCode", code, OrvexEnum::Write, OrvexEnum::Write);
-        if (!verdict.isOk() || !qobject_cast<const PackageRequestWriteData *>(&package))
-            return verdict;
-        const qint64 size = package.data().size();
-        return checkRange("packageDataLength", package.getPackageDataLength(), size, size);
-    }
-    return checkRange("readWriteCode", code, OrvexEnum::Read, OrvexEnum::Write);
+    const auto access = Korvin::onlyAccess(rowOf(classId));
+    Verdict verdict =
+        checkRange("readWriteCode", package.getReadWriteCode(), access.value_or(OrvexEnum::Read),
+                   access.value_or(OrvexEnum::Write));
+    if (!verdict.isOk() || !qobject_cast<const PackageRequestWriteData *>(&package))
+        return verdict;
+    const qint64 size = package.data().size();
+    return checkRange("packageDataLength", package.getPackageDataLength(), size, size);
 }
 
 Verdict notText(const char *field, Refusal refusal)
@@ -88,7 +87,7 @@ Verdict checkText(const char *field, const QString &text)
         return notText(field, Refusal::ZeroInText);
     if (text.startsWith(QChar::ByteOrderMark))
         return notText(field, Refusal::NotUtf8);
-    const Verdict verdict = checkUnicode(field, text);
+    Verdict verdict = checkUnicode(field, text);
     if (!verdict.isOk() || text.size() <= Most / MostBytes)
         return verdict;
     return checkRange(field, text.toUtf8().size(), 0, Most);
@@ -112,12 +111,7 @@ Verdict checkColumn(const char *field, const QString &text)
 /// one.
 Verdict checkEscapes(const QString &key)
 {
-    const QLatin1String slash("#*#");
-    const QLatin1String comma("*#*");
-    QString read = key;
-    read.replace(QLatin1Char('/'), slash).replace(QLatin1Char(','), comma);
-    read.replace(comma, QLatin1String(",")).replace(slash, QLatin1String("/"));
-    if (read != key) {
+    if (Korvin::unescaped(Korvin::withEscapes(key)) != key) {
         return notCarried("deviceKey", QStringLiteral("a key that its escapes give back"),
                           quoted(key));
     }
@@ -127,7 +121,7 @@ Verdict checkEscapes(const QString &key)
 /// Checks the fields for which every frame has one byte.
 Verdict checkBytes(const PackageBase &package)
 {
-    constexpr int Least = std::numeric_limits<qint8>::min();
+    constexpr int Least = -128; // of a signed byte
     constexpr int Most = std::numeric_limits<quint8>::max();
     return firstOf(checkRange("deviceType", package.getDeviceType(), Least, Most),
                    checkRange("reserved2", package.getReserved2(), Least, Most));
@@ -170,9 +164,9 @@ Verdict checkRecord(const PackageBase &package, ClassId classId)
         return firstOf(checkRange("timeout", special.getTimeout(), 0, Most),
                        checkColumn("strData", special.strData()));
     }
-    const Verdict verdict = firstOf(checkEscapes(package.getDeviceKey()),
-                                    checkRange("reserved2", package.getReserved2(), 0, Most),
-                                    checkColumn("tag", package.getTag()));
+    Verdict verdict = firstOf(checkEscapes(package.getDeviceKey()),
+                              checkRange("reserved2", package.getReserved2(), 0, Most),
+                              checkColumn("tag", package.getTag()));
     if (!verdict.isOk())
         return verdict;
     if (const auto *read = qobject_cast<const PackageRequestReadFile *>(&package))
@@ -202,7 +196,7 @@ Verdict checkLinux(const PackageBase &package, ClassId classId)
 
 Verdict checkCarried(const PackageBase &package, ClassId classId, Form form)
 {
-    const Verdict verdict = checkFields(package);
+    Verdict verdict = checkFields(package, classId);
     if (!verdict.isOk())
         return verdict;
     switch (form) {

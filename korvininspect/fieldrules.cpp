@@ -273,10 +273,10 @@ FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape, Word
 /// Compares a code with the class: one that is named after a direction of access has no other.
 FieldRefusal accessRefusal(const WireField &field, const MessageShape &shape, Words words)
 {
-    const Korvin::Base base = rowOf(shape).base;
-    if (base != Korvin::Base::Read && base != Korvin::Base::Write)
+    const auto access = Korvin::onlyAccess(rowOf(shape));
+    if (!access)
         return {};
-    const QStringView expected = base == Korvin::Base::Read ? u"read" : u"write";
+    const QStringView expected = codeName(WireType::ReadWriteCode, *access);
     const QStringView found =
         field.column < 0 ? codeName(WireType::ReadWriteCode, field.number) : field.text;
     if (found == expected)

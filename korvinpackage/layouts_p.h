@@ -4,6 +4,7 @@
 #include "packagebase_p.h"
 
 #include <iterator>
+#include <optional>
 #include <string_view>
 
 /// @file
@@ -434,13 +435,23 @@ enum class Base {
 };
 
 /// The part that a class adds to them.
-enum class Own { None, ReadBlock, WriteBlock, FileRead, FileWrite, MemoryRead, MemoryWrite };
+enum class Own {
+    None,
+    ReadBlock,
+    WriteBlock,
+    FileRead,
+    FileWrite,
+    MemoryRead,
+    MemoryWrite,
+};
 
 enum ClassTrait : unsigned {
     Plain = 0,
     ReadEarly = 1,    // a reply's own columns are read one column before they are written
     InShortReply = 2, // a short reply carries the class's own part
-    Linux = 4         // the class has a Linux frame
+    Linux = 4,        // the class has a Linux frame
+    InConstructor =
+        8 // a constructor takes the fields of the class's own part; otherwise setters do
 };
 
 /// The parts and traits of a class.
@@ -465,20 +476,20 @@ constexpr auto Memory = OrvexEnum::MemDataPackage;
 // clang-format off
 /// Every class, at the index of its KorvinInspect::ClassId. A class comes after its base classes.
 constexpr ClassRow Classes[] = {
-    // class                        base           own part          own columns           usual   type word
-    //                                                                 req. reply  traits  kind    in a combination
-    {"PackageBase",                Base::Common,  Own::None,        0, 0, Plain,                Data,   u""},
-    {"PackageRequestRead",         Base::Read,    Own::None,        0, 0, Plain,                Data,   u""},
-    {"PackageRequestReadData",     Base::Read,    Own::ReadBlock,   0, 2, InShortReply | Linux, Data,   u"ReadData"},
-    {"PackageRequestReadFile",     Base::Read,    Own::FileRead,    1, 1, InShortReply,         File,   u"ReadFile"},
-    {"PackageRequestReadMemData",  Base::Read,    Own::MemoryRead,  1, 1, Plain,                Memory, u""},
-    {"PackageRequestWrite",        Base::Write,   Own::None,        0, 0, Plain,                Data,   u""},
-    {"PackageRequestWriteData",    Base::Write,   Own::WriteBlock,  2, 2, Linux,                Data,   u"writeData"},
-    {"PackageRequestWriteIP",      Base::Write,   Own::WriteBlock,  2, 2, Linux,                Data,   u""},
-    {"PackageRequestWriteFile",    Base::Write,   Own::FileWrite,   2, 2, ReadEarly,            File,   u"writeFile"},
-    {"PackageRequestWriteMemData", Base::Write,   Own::MemoryWrite, 2, 2, ReadEarly,            Memory, u""},
-    {"SpecialPackageRequest",      Base::Special, Own::None,        0, 0, Plain,                Data,   u""},
-    {"PackageRequestCombination",  Base::Items,   Own::None,        0, 0, Plain,                Data,   u""},
+    // class                        base           own part          own columns                            usual   type word
+    //                                                                 req. reply  traits                   kind    in a combination
+    {"PackageBase",                Base::Common,  Own::None,        0, 0, Plain,                                Data,   u""},
+    {"PackageRequestRead",         Base::Read,    Own::None,        0, 0, Plain,                                Data,   u""},
+    {"PackageRequestReadData",     Base::Read,    Own::ReadBlock,   0, 2, InShortReply | Linux | InConstructor, Data,   u"ReadData"},
+    {"PackageRequestReadFile",     Base::Read,    Own::FileRead,    1, 1, InShortReply | InConstructor,         File,   u"ReadFile"},
+    {"PackageRequestReadMemData",  Base::Read,    Own::MemoryRead,  1, 1, InConstructor,                        Memory, u""},
+    {"PackageRequestWrite",        Base::Write,   Own::None,        0, 0, Plain,                                Data,   u""},
+    {"PackageRequestWriteData",    Base::Write,   Own::WriteBlock,  2, 2, Linux | InConstructor,                Data,   u"writeData"},
+    {"PackageRequestWriteIP",      Base::Write,   Own::WriteBlock,  2, 2, Linux | InConstructor,                Data,   u""},
+    {"PackageRequestWriteFile",    Base::Write,   Own::FileWrite,   2, 2, ReadEarly | InConstructor,            File,   u"writeFile"},
+    {"PackageRequestWriteMemData", Base::Write,   Own::MemoryWrite, 2, 2, ReadEarly | InConstructor,            Memory, u""},
+    {"SpecialPackageRequest",      Base::Special, Own::None,        0, 0, Plain,                                Data,   u""},
+    {"PackageRequestCombination",  Base::Items,   Own::None,        0, 0, Plain,                                Data,   u""},
 };
 // clang-format on
 
@@ -489,6 +500,19 @@ constexpr const ClassRow &rowOf(std::string_view name)
     while (row->name != name)
         ++row;
     return *row;
+}
+
+/// Returns the only read/write code of a class that is named after it; none if the class has both.
+constexpr std::optional<OrvexEnum::ReadWriteCode> onlyAccess(const ClassRow &row)
+{
+    switch (row.base) {
+    case Base::Read:
+        return OrvexEnum::Read;
+    case Base::Write:
+        return OrvexEnum::Write;
+    default:
+        return {};
+    }
 }
 
 /// Returns whether a frame carries the class's own part. @p withRequest is false for a short reply.

@@ -43,7 +43,7 @@ bool isOutOfMemory(const Encoded &encoded)
 
 /// Runs an operation that reports by its result. Returns outOfMemory() if it throws std::bad_alloc.
 template <typename Operation>
-auto guarded(Operation &&operation) -> decltype(operation())
+Q_ALWAYS_INLINE auto guarded(Operation &&operation) -> decltype(operation())
 {
     try {
         return std::forward<Operation>(operation)();

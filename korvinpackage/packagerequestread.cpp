@@ -1,17 +1,9 @@
 #include "include/packagerequestread.h"
 
-#include "bytecursors_p.h"
-#include "layouts_p.h"
+#include "ownpart_p.h"
 #include "packagebase_p.h"
-#include "recordcursors_p.h"
 
 using namespace Korvin;
-
-namespace {
-
-constexpr ClassRow RegisterRead = rowOf("PackageRequestRead");
-
-} // namespace
 
 PackageRequestRead::PackageRequestRead() = default;
 
@@ -123,23 +115,19 @@ QString PackageRequestRead::makePackageRequest()
 
 bool PackageRequestRead::unPackageReply(QString text)
 {
-    RecordReader record(text, neededColumns(RegisterRead, true));
-    if (!record.isComplete() || !PackageBase::unPackageReply(text))
-        return false;
-    // Read where a request has these columns, one before the place where a reply has them. Peers
-    // rely on it.
-    return record.read(CommonPart::RequestColumns,
-                       RegisterReadPart{m_nReplyDataLength, m_pPackageBasePri->clientPackageType});
+    // Reads these columns where a request has them, one before the place where a reply has them.
+    // Peers rely on it.
+    return readReply<PackageBase>(
+        *this, text,
+        {CommonPart::RequestColumns, CommonPart::ReplyColumns + RegisterReadPart::Columns},
+        RegisterReadPart{m_nReplyDataLength, m_pPackageBasePri->clientPackageType});
 }
 
 bool PackageRequestRead::unPackageRequest(QString text)
 {
-    RecordReader record(text, neededColumns(RegisterRead, false));
     const RegisterReadPart own{m_nReplyDataLength, m_pPackageBasePri->clientPackageType};
-    if (!record.isComplete() || !PackageBase::unPackageRequest(text)
-        || !record.read(CommonPart::RequestColumns, own)) {
+    if (!readRequest<PackageBase>(*this, text, requestColumns(0, RegisterReadPart::Columns), own))
         return false;
-    }
     setPartCount(partCount(getReplyDataLength(), getMaxPartSize()));
     return true;
 }

@@ -1,9 +1,7 @@
 #include "include/packagerequestreaddata.h"
 
-#include "bytecursors_p.h"
-#include "layouts_p.h"
+#include "ownpart_p.h"
 #include "packagebase_p.h"
-#include "recordcursors_p.h"
 
 using namespace Korvin;
 
@@ -120,14 +118,11 @@ QString PackageRequestReadData::makePackageRequest()
 
 bool PackageRequestReadData::unPackageReply(QString text)
 {
-    RecordReader record(
-        text, CommonPart::ReplyColumns + RegisterReadPart::Columns + m_nDataReplyFieldCount);
-    if (!record.isComplete() || !PackageRequestRead::unPackageReply(text))
-        return false;
+    const OwnColumns columns =
+        replyColumns(DataRead, RegisterReadPart::Columns, m_nDataReplyFieldCount);
     int length = 0;
     QStringView numbers;
-    if (!record.read(countedCommonColumns(DataRead) + RegisterReadPart::Columns,
-                     ReadBlockPart{length, numbers}))
+    if (!readReply<PackageRequestRead>(*this, text, columns, ReadBlockPart{length, numbers}))
         return false;
     setReplyDataLength(length);
     if (dataStringParts(numbers) != getReplyDataLength())

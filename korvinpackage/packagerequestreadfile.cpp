@@ -1,15 +1,12 @@
 #include "include/packagerequestreadfile.h"
 
-#include "bytecursors_p.h"
-#include "layouts_p.h"
-#include "recordcursors_p.h"
+#include "ownpart_p.h"
 
 using namespace Korvin;
 
 namespace {
 
 constexpr ClassRow FileRead = rowOf("PackageRequestReadFile");
-static_assert(FileRead.has(InShortReply), "the hooks below write and read it in every frame");
 
 } // namespace
 
@@ -76,22 +73,15 @@ void PackageRequestReadFile::set_isBroadcastRspToAllApp(bool isBroadcastRspToAll
 void PackageRequestReadFile::AppendDataToPackage(bool isRequest, QByteArray *package)
 {
     PackageRequestRead::AppendDataToPackage(isRequest, package);
-    ByteWriter writer(package);
-    FileReadPart{m_fileNameWithPath}.payload(writer);
-    writer.finish();
+    appendPayload(FileRead, isRequest, package, FileReadPart{m_fileNameWithPath});
 }
 
 bool PackageRequestReadFile::ParseDataFromPackage(bool isRequest, QByteArray package,
                                                   int startIndex, int *parsedLength)
 {
-    const int baseLength = parseRegisterPayload(isRequest, package, startIndex);
-    *parsedLength = baseLength;
-    return guarded([&] {
-        ByteReader reader(package, wrapped(qint64(startIndex) + baseLength));
-        FileReadPart{m_fileNameWithPath}.payload(reader);
-        *parsedLength = reader.distanceFrom(startIndex);
-        return true;
-    });
+    *parsedLength = parseRegisterPayload(isRequest, package, startIndex);
+    return readPayload(FileRead, isRequest, package, startIndex, parsedLength,
+                       FileReadPart{m_fileNameWithPath});
 }
 
 QString PackageRequestReadFile::makePackageReply()
@@ -106,19 +96,14 @@ QString PackageRequestReadFile::makePackageRequest()
 
 bool PackageRequestReadFile::unPackageReply(QString text)
 {
-    RecordReader record(
-        text, CommonPart::ReplyColumns + RegisterReadPart::Columns + m_nFileReplyFieldCount);
-    if (!record.isComplete() || !PackageRequestRead::unPackageReply(text))
-        return false;
-    return record.read(countedCommonColumns(FileRead) + RegisterReadPart::Columns,
-                       FileReadPart{m_fileNameWithPath});
+    return readReply<PackageRequestRead>(
+        *this, text, replyColumns(FileRead, RegisterReadPart::Columns, m_nFileReplyFieldCount),
+        FileReadPart{m_fileNameWithPath});
 }
 
 bool PackageRequestReadFile::unPackageRequest(QString text)
 {
-    constexpr int BaseColumns = CommonPart::RequestColumns + RegisterReadPart::Columns;
-    RecordReader record(text, BaseColumns + m_nFileRequestFieldCount);
-    if (!record.isComplete() || !PackageRequestRead::unPackageRequest(text))
-        return false;
-    return record.read(BaseColumns, FileReadPart{m_fileNameWithPath});
+    return readRequest<PackageRequestRead>(
+        *this, text, requestColumns(RegisterReadPart::Columns, m_nFileRequestFieldCount),
+        FileReadPart{m_fileNameWithPath});
 }

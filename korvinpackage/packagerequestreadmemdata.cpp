@@ -1,7 +1,6 @@
 #include "include/packagerequestreadmemdata.h"
 
-#include "layouts_p.h"
-#include "recordcursors_p.h"
+#include "ownpart_p.h"
 
 using namespace Korvin;
 
@@ -77,19 +76,14 @@ QString PackageRequestReadMemData::makePackageRequest()
 
 bool PackageRequestReadMemData::unPackageReply(QString text)
 {
-    RecordReader record(
-        text, CommonPart::ReplyColumns + RegisterReadPart::Columns + m_nMemReplyFieldCount);
-    if (!record.isComplete() || !PackageRequestRead::unPackageReply(text))
-        return false;
-    return record.read(countedCommonColumns(MemoryRead) + RegisterReadPart::Columns,
-                       MemoryReadPart{m_nOffset});
+    return readReply<PackageRequestRead>(
+        *this, text, replyColumns(MemoryRead, RegisterReadPart::Columns, m_nMemReplyFieldCount),
+        MemoryReadPart{m_nOffset});
 }
 
 bool PackageRequestReadMemData::unPackageRequest(QString text)
 {
-    constexpr int BaseColumns = CommonPart::RequestColumns + RegisterReadPart::Columns;
-    RecordReader record(text, BaseColumns + m_nMemRequestFieldCount);
-    if (!record.isComplete() || !PackageRequestRead::unPackageRequest(text))
-        return false;
-    return record.read(BaseColumns, MemoryReadPart{m_nOffset});
+    return readRequest<PackageRequestRead>(
+        *this, text, requestColumns(RegisterReadPart::Columns, m_nMemRequestFieldCount),
+        MemoryReadPart{m_nOffset});
 }

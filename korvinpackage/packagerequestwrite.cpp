@@ -1,9 +1,7 @@
 #include "include/packagerequestwrite.h"
 
-#include "bytecursors_p.h"
-#include "layouts_p.h"
+#include "ownpart_p.h"
 #include "packagebase_p.h"
-#include "recordcursors_p.h"
 
 using namespace Korvin;
 
@@ -140,20 +138,15 @@ QString PackageRequestWrite::makePackageRequest()
 
 bool PackageRequestWrite::unPackageReply(QString text)
 {
-    RecordReader record(text, CommonPart::ReplyColumns + m_nReplyFieldCount);
-    if (!record.isComplete() || !PackageBase::unPackageReply(text))
-        return false;
-    // Read where a request has these columns, one before the place where a reply has them. Peers
-    // rely on it.
-    return record.read(CommonPart::RequestColumns,
-                       RegisterWritePart{m_bBroadcast, m_clientPackageType});
+    // Reads these columns where a request has them, one before the place where a reply has them.
+    // Peers rely on it.
+    return readReply<PackageBase>(
+        *this, text, {CommonPart::RequestColumns, CommonPart::ReplyColumns + m_nReplyFieldCount},
+        RegisterWritePart{m_bBroadcast, m_clientPackageType});
 }
 
 bool PackageRequestWrite::unPackageRequest(QString text)
 {
-    RecordReader record(text, CommonPart::RequestColumns + m_nRequestFieldCount);
-    if (!record.isComplete() || !PackageBase::unPackageRequest(text))
-        return false;
-    return record.read(CommonPart::RequestColumns,
-                       RegisterWritePart{m_bBroadcast, m_clientPackageType});
+    return readRequest<PackageBase>(*this, text, requestColumns(0, m_nRequestFieldCount),
+                                    RegisterWritePart{m_bBroadcast, m_clientPackageType});
 }

@@ -1,9 +1,7 @@
 #include "include/packagerequestwritedata.h"
 
-#include "bytecursors_p.h"
-#include "layouts_p.h"
+#include "ownpart_p.h"
 #include "packagebase_p.h"
-#include "recordcursors_p.h"
 
 using namespace Korvin;
 
@@ -11,17 +9,6 @@ namespace {
 
 constexpr ClassRow DataWrite = rowOf("PackageRequestWriteData");
 static_assert(!DataWrite.has(InShortReply), "the hooks below skip it in a short reply");
-
-/// Stores the length column and passes on the data string after it.
-bool readColumns(PackageRequestWriteData &package, RecordReader &record, int column,
-                 QStringView &numbers)
-{
-    int length = 0;
-    if (!record.read(column, WriteBlockPart{length, numbers}))
-        return false;
-    package.setPackageDataLength(length);
-    return true;
-}
 
 } // namespace
 
@@ -129,22 +116,24 @@ QString PackageRequestWriteData::makePackageRequest()
 
 bool PackageRequestWriteData::unPackageReply(QString text)
 {
-    RecordReader record(text,
-                        CommonPart::ReplyColumns + m_nReplyFieldCount + m_nDataReplyFieldCount);
+    const OwnColumns columns = replyColumns(DataWrite, m_nReplyFieldCount, m_nDataReplyFieldCount);
+    int length = 0;
     QStringView numbers;
-    return record.isComplete() && PackageRequestWrite::unPackageReply(text)
-        && readColumns(*this, record, countedCommonColumns(DataWrite) + m_nReplyFieldCount, numbers)
-        && readDataString(numbers, getPackageDataLength(), m_data);
+    if (!readReply<PackageRequestWrite>(*this, text, columns, WriteBlockPart{length, numbers}))
+        return false;
+    setPackageDataLength(length);
+    return readDataString(numbers, getPackageDataLength(), m_data);
 }
 
 bool PackageRequestWriteData::unPackageRequest(QString text)
 {
-    const int ownColumn = CommonPart::RequestColumns + m_nRequestFieldCount;
-    RecordReader record(text, ownColumn + m_nDataRequestFieldCount);
+    const OwnColumns columns = requestColumns(m_nRequestFieldCount, m_nDataRequestFieldCount);
+    int length = 0;
     QStringView numbers;
-    if (!record.isComplete() || !PackageRequestWrite::unPackageRequest(text)
-        || !readColumns(*this, record, ownColumn, numbers)
-        || dataStringParts(numbers) != getPackageDataLength()
+    if (!readRequest<PackageRequestWrite>(*this, text, columns, WriteBlockPart{length, numbers}))
+        return false;
+    setPackageDataLength(length);
+    if (dataStringParts(numbers) != getPackageDataLength()
         || !readDataString(numbers, getPackageDataLength(), m_data)) {
         return false;
     }

@@ -1,8 +1,6 @@
 #include "include/packagerequestwritefile.h"
 
-#include "bytecursors_p.h"
-#include "layouts_p.h"
-#include "recordcursors_p.h"
+#include "ownpart_p.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -131,20 +129,16 @@ QString PackageRequestWriteFile::makePackageRequest()
 
 bool PackageRequestWriteFile::unPackageReply(QString text)
 {
-    RecordReader record(text,
-                        CommonPart::ReplyColumns + m_nReplyFieldCount + m_nFileReplyFieldCount);
-    if (!record.isComplete() || !PackageRequestWrite::unPackageReply(text))
-        return false;
-    return record.read(countedCommonColumns(FileWrite) + m_nReplyFieldCount,
-                       FileWritePart{m_fileNameWithPath, m_nOffset});
+    return readReply<PackageRequestWrite>(
+        *this, text, replyColumns(FileWrite, m_nReplyFieldCount, m_nFileReplyFieldCount),
+        FileWritePart{m_fileNameWithPath, m_nOffset});
 }
 
 bool PackageRequestWriteFile::unPackageRequest(QString text)
 {
-    const int ownColumn = CommonPart::RequestColumns + m_nRequestFieldCount;
-    RecordReader record(text, ownColumn + m_nFileRequestFieldCount);
-    if (!record.isComplete() || !PackageRequestWrite::unPackageRequest(text)
-        || !record.read(ownColumn, FileWritePart{m_fileNameWithPath, m_nOffset})) {
+    const OwnColumns columns = requestColumns(m_nRequestFieldCount, m_nFileRequestFieldCount);
+    if (!readRequest<PackageRequestWrite>(*this, text, columns,
+                                          FileWritePart{m_fileNameWithPath, m_nOffset})) {
         return false;
     }
     return guarded([this] {

@@ -1,7 +1,6 @@
 #include "include/packagerequestwritememdata.h"
 
-#include "layouts_p.h"
-#include "recordcursors_p.h"
+#include "ownpart_p.h"
 
 using namespace Korvin;
 
@@ -69,27 +68,21 @@ QString PackageRequestWriteMemData::makePackageRequest()
 
 bool PackageRequestWriteMemData::unPackageReply(QString text)
 {
-    RecordReader record(text,
-                        CommonPart::ReplyColumns + m_nReplyFieldCount + m_nMemReplyFieldCount);
-    if (!record.isComplete() || !PackageRequestWrite::unPackageReply(text))
-        return false;
+    OwnColumns columns = replyColumns(MemoryWrite, m_nReplyFieldCount, m_nMemReplyFieldCount);
+    // The place depends on the columns of the register write in a request, not in a reply.
+    columns.first = countedCommonColumns(MemoryWrite) + m_nRequestFieldCount;
     int length = 0;
-    if (!record.read(countedCommonColumns(MemoryWrite) + m_nRequestFieldCount,
-                     MemoryWritePart{m_nOffset, length})) {
+    if (!readReply<PackageRequestWrite>(*this, text, columns, MemoryWritePart{m_nOffset, length}))
         return false;
-    }
     setPackageDataLength(length);
     return true;
 }
 
 bool PackageRequestWriteMemData::unPackageRequest(QString text)
 {
-    const int ownColumn = CommonPart::RequestColumns + m_nRequestFieldCount;
-    RecordReader record(text, ownColumn + m_nMemRequestFieldCount);
-    if (!record.isComplete() || !PackageRequestWrite::unPackageRequest(text))
-        return false;
+    const OwnColumns columns = requestColumns(m_nRequestFieldCount, m_nMemRequestFieldCount);
     int length = 0;
-    if (!record.read(ownColumn, MemoryWritePart{m_nOffset, length}))
+    if (!readRequest<PackageRequestWrite>(*this, text, columns, MemoryWritePart{m_nOffset, length}))
         return false;
     setPackageDataLength(length);
     const int remaining = wrapped(qint64(getPackageDataLength()) - m_nOffset);

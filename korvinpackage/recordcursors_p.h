@@ -12,6 +12,25 @@
 
 namespace Korvin {
 
+/// Returns a text with "/" and "," escaped. The order of the replacements does not matter, since
+/// neither escape contains "/" or ",".
+inline QString withEscapes(QString text)
+{
+    text.replace(QLatin1Char('/'), QLatin1String("#*#"));
+    text.replace(QLatin1Char(','), QLatin1String("*#*"));
+    return text;
+}
+
+/// Replaces the escapes of a column. The order is part of the format, since escapes can overlap: a
+/// key "/," is written as "#*#*#*", whose characters 1 to 3 read as an escaped ",".
+inline QString unescaped(QStringView column)
+{
+    QString text = column.toString();
+    text.replace(QLatin1String("*#*"), QLatin1String(","));
+    text.replace(QLatin1String("#*#"), QLatin1String("/"));
+    return text;
+}
+
 /// Walks over columns and appends them to a record.
 ///
 /// The names of the columns are for walkers that explain a record; this one ignores them.
@@ -77,18 +96,13 @@ public:
     void text(const char *, const QString &field) { word(field); }
     void answer(const char *, const QString &field) { word(field); }
 
-    /// Writes a text with "/" and "," escaped. The order of the replacements does not matter, since
-    /// neither escape contains "/" or ",".
+    /// Writes a text with "/" and "," escaped.
     void escaped(const char *, const QString &field)
     {
-        if (!contains(field, '/') && !contains(field, ',')) {
+        if (contains(field, '/') || contains(field, ','))
+            word(withEscapes(field));
+        else
             word(field);
-            return;
-        }
-        QString safePort = field;
-        safePort.replace(QLatin1Char('/'), QLatin1String("#*#"));
-        safePort.replace(QLatin1Char(','), QLatin1String("*#*"));
-        word(safePort);
     }
 
     void access(const char *, OrvexEnum::ReadWriteCode code)
@@ -194,16 +208,6 @@ QString continued(QString record, Part part)
         part.columns(writer);
         return writer.take();
     });
-}
-
-/// Replaces the escapes of a column. The order is part of the format, since escapes can overlap: a
-/// key "/," is written as "#*#*#*", whose characters 1 to 3 read as an escaped ",".
-inline QString unescaped(QStringView column)
-{
-    QString oriPort = column.toString();
-    oriPort.replace(QLatin1String("*#*"), QLatin1String(","));
-    oriPort.replace(QLatin1String("#*#"), QLatin1String("/"));
-    return oriPort;
 }
 
 /// Splits a record at its commas and walks over its columns.

@@ -1,7 +1,7 @@
 #include <korvinsimulator/devicestate.h>
 
 #include "memory_p.h"
-#include "objectreader_p.h"
+#include "statereader_p.h"
 #include "unitoperations_p.h"
 
 #include <packagebase.h>
@@ -14,22 +14,6 @@ using namespace KorvinInspect;
 namespace KorvinSimulator {
 
 namespace {
-
-constexpr qint64 MaxInt = std::numeric_limits<int>::max();
-constexpr qint64 MaxAddress = std::numeric_limits<quint32>::max();
-
-/// Reads data from hexadecimal digits and appends zeros up to "size".
-void readData(ObjectReader &reader, QByteArray *value)
-{
-    const auto parse = [](const QJsonValue &json) {
-        const std::optional<QByteArray> data = dataFromJson(json);
-        return data && data->size() <= MaxContents ? data : std::nullopt;
-    };
-    reader.read("data", QStringLiteral("hexadecimal digits of at most 16 MiB"), value, parse);
-    qint64 size = value->size();
-    reader.number("size", size, MaxContents, &size);
-    *value = value->leftJustified(static_cast<int>(size), '\0');
-}
 
 /// Inserts the members of data, without its trailing zeros.
 void insertData(QJsonObject *json, const QByteArray &data)
@@ -73,37 +57,6 @@ QJsonObject unitToJson(const UnitAddress &address, const Unit &unit)
             {QStringLiteral("memory"), memory}};
 }
 
-QString readBlock(const QJsonValue &json, Unit *unit)
-{
-    ObjectReader reader(json);
-    qint64 address = 0;
-    Block block;
-    readData(reader, &block.data);
-    reader.number("address", 0, MaxAddress + 1 - block.data.size(), &address);
-    reader.number("filled", 0, block.data.size(), &block.filled);
-    unit->blocks.insert(static_cast<quint32>(address), block);
-    return reader.end();
-}
-
-QString readFile(const QJsonValue &json, Unit *unit)
-{
-    ObjectReader reader(json);
-    QString name;
-    QByteArray contents;
-    reader.require("name");
-    reader.text("name", &name);
-    readData(reader, &contents);
-    unit->files.insert(name, contents);
-    return reader.end();
-}
-
-QString readMemory(const QJsonValue &json, Unit *unit)
-{
-    ObjectReader reader(json);
-    readData(reader, &unit->memory);
-    return reader.end();
-}
-
 /// Returns whether no two blocks overlap.
 bool areApart(const QMap<quint32, Block> &blocks, int listed)
 {
@@ -116,29 +69,120 @@ bool areApart(const QMap<quint32, Block> &blocks, int listed)
     return blocks.size() == listed;
 }
 
-QString readUnit(const QJsonValue &json, DeviceState *state)
+} // namespace
+
+StateReader::~StateReader() = default;
+
+void StateReader::readUnitMembers(ObjectReader &, const UnitAddress &, Unit *) { }
+
+void StateReader::readFileMembers(ObjectReader &, QByteArray *) { }
+
+void StateReader::read(ObjectReader &reader, DeviceState *state)
+{
+    reader.number("maxPartSize", 1, MaxInt, &state->maxPartSize);
+    reader.list("units", [&](const QJsonValue &item) { return readUnit(item, state); });
+    reader.list("specials", [&](const QJsonValue &item) { return readSpecial(item, state); });
+}
+
+bool StateReader::take(qint64 size)
+{
+    m_left -= size;
+    return m_left >= 0;
+}
+
+void StateReader::readData(ObjectReader &reader, QByteArray *value)
+{
+    const auto parse = [](const QJsonValue &json) {
+        const std::optional<QByteArray> data = dataFromJson(json);
+        return data && data->size() <= MaxContents ? data : std::nullopt;
+    };
+    reader.read("data", QStringLiteral("hexadecimal digits of at most 16 MiB"), value, parse);
+    qint64 size = value->size();
+    reader.number("size", size, MaxContents, &size);
+    if (take(size))
+        *value = value->leftJustified(static_cast<int>(size), '\0');
+    else
+        reader.fail(QStringLiteral("size"), tooMuch());
+}
+
+QString StateReader::tooMuch()
+{
+    return QStringLiteral("all units together hold more than %1 MiB").arg(MaxState >> 20);
+}
+
+QString StateReader::readBlock(const QJsonValue &json, Unit *unit)
+{
+    ObjectReader reader(json);
+    qint64 address = 0;
+    Block block;
+    readData(reader, &block.data);
+    reader.number("address", 0, MaxAddress + 1 - block.data.size(), &address);
+    reader.number("filled", 0, block.data.size(), &block.filled);
+    unit->blocks.insert(static_cast<quint32>(address), block);
+    return reader.end();
+}
+
+QString StateReader::readFile(const QJsonValue &json, Unit *unit)
+{
+    ObjectReader reader(json);
+    QString name;
+    QByteArray contents;
+    reader.require("name");
+    reader.text("name", &name);
+    readData(reader, &contents);
+    readFileMembers(reader, &contents);
+    if (unit->files.contains(name))
+        reader.fail(QStringLiteral("name"),
+                    QStringLiteral("there is a file \"%1\" already").arg(name));
+    unit->files.insert(name, contents);
+    return reader.end();
+}
+
+QString StateReader::readMemory(const QJsonValue &json, Unit *unit)
+{
+    ObjectReader reader(json);
+    readData(reader, &unit->memory);
+    return reader.end();
+}
+
+void StateReader::readFiles(ObjectReader &reader, Unit *unit)
+{
+    reader.number("fileSpace", 0, MaxContents, &unit->fileSpace);
+    reader.list("files", [&](const QJsonValue &item) { return readFile(item, unit); });
+    const qint64 used = usedSpace(*unit);
+    if (used > unit->fileSpace) {
+        reader.fail(
+            QStringLiteral("files"),
+            QStringLiteral("they take %1 bytes with their names and entries; fileSpace is %2")
+                .arg(used)
+                .arg(unit->fileSpace));
+    }
+}
+
+void StateReader::readBlocks(ObjectReader &reader, Unit *unit)
+{
+    int blocks = 0;
+    reader.list("blocks", [&](const QJsonValue &item) {
+        ++blocks;
+        return readBlock(item, unit);
+    });
+    if (!areApart(unit->blocks, blocks))
+        reader.fail(QStringLiteral("blocks"), QStringLiteral("two of them overlap"));
+}
+
+QString StateReader::readUnit(const QJsonValue &json, DeviceState *state)
 {
     ObjectReader reader(json);
     UnitAddress address;
     Unit unit;
-    reader.number("scrAddr", 0, 0xFF, &address.screen);
-    reader.number("desAddr", 0, 0xFF, &address.destination);
-    reader.number("deviceType", 0, 0xFF, &address.deviceType);
-    reader.number("portAddr", 0, 0xFF, &address.port);
-    reader.number("scanBoardAddr", 0, 0xFFFF, &address.scanBoard);
-    reader.number("fileSpace", 0, MaxContents, &unit.fileSpace);
-    int blocks = 0;
-    reader.list("blocks", [&](const QJsonValue &item) {
-        ++blocks;
-        return readBlock(item, &unit);
-    });
-    if (!areApart(unit.blocks, blocks))
-        reader.fail(QStringLiteral("blocks"), QStringLiteral("two of them overlap"));
-    reader.list("files", [&](const QJsonValue &item) { return readFile(item, &unit); });
+    readUnitAddress(reader, &address);
+    readBlocks(reader, &unit);
+    readFiles(reader, &unit);
     const QJsonValue memory = reader.member("memory");
     const QString fault = memory.isUndefined() ? QString() : readMemory(memory, &unit);
     if (!fault.isEmpty())
         reader.fail(QStringLiteral("memory"), fault);
+    readUnitMembers(reader, address, &unit);
     if (state->units.contains(address))
         reader.fail(QStringLiteral("scrAddr"),
                     QStringLiteral("there is a unit at this address already"));
@@ -146,7 +190,7 @@ QString readUnit(const QJsonValue &json, DeviceState *state)
     return reader.end();
 }
 
-QString readSpecial(const QJsonValue &json, DeviceState *state)
+QString StateReader::readSpecial(const QJsonValue &json, DeviceState *state)
 {
     ObjectReader reader(json);
     int id = 0;
@@ -154,11 +198,23 @@ QString readSpecial(const QJsonValue &json, DeviceState *state)
     reader.number("id", -MaxInt - 1, MaxInt, &id);
     reader.require("answer");
     reader.text("answer", &answer);
+    if (answer.contains(QLatin1Char(',')))
+        reader.fail(QStringLiteral("answer"), QStringLiteral("a \",\" would end it"));
+    if (state->specials.contains(id))
+        reader.fail(QStringLiteral("id"),
+                    QStringLiteral("there is an answer to %1 already").arg(id));
     state->specials.insert(id, answer);
     return reader.end();
 }
 
-} // namespace
+void readUnitAddress(ObjectReader &reader, UnitAddress *address)
+{
+    reader.number("scrAddr", 0, 0xFF, &address->screen);
+    reader.number("desAddr", 0, 0xFF, &address->destination);
+    reader.number("deviceType", 0, 0xFF, &address->deviceType);
+    reader.number("portAddr", 0, 0xFF, &address->port);
+    reader.number("scanBoardAddr", 0, 0xFFFF, &address->scanBoard);
+}
 
 bool UnitAddress::operator<(const UnitAddress &other) const
 {
@@ -201,9 +257,7 @@ QString stateFromJson(const QJsonObject &json, DeviceState *state)
     const auto read = [&] {
         DeviceState made;
         ObjectReader reader(json);
-        reader.number("maxPartSize", 1, MaxInt, &made.maxPartSize);
-        reader.list("units", [&](const QJsonValue &item) { return readUnit(item, &made); });
-        reader.list("specials", [&](const QJsonValue &item) { return readSpecial(item, &made); });
+        StateReader().read(reader, &made);
         QString fault = reader.end();
         if (fault.isEmpty())
             *state = made;

@@ -1,5 +1,7 @@
 #include <korvinsimulator/faultplan.h>
 
+#include "unitoperations_p.h"
+
 namespace KorvinSimulator {
 
 QString describe(FaultKind kind)
@@ -58,12 +60,11 @@ Fault FaultPlan::next()
     if (static_cast<double>(m_engine()) >= m_share * Range)
         return {};
     constexpr quint32 LongestDelay = 100;
-    constexpr unsigned AnyFailure = 6;
     Fault fault;
     fault.kind = m_kinds.at(m_engine() % m_kinds.size());
     fault.delay = static_cast<int>(m_engine() % LongestDelay + 1);
     fault.position = static_cast<quint32>(m_engine());
-    fault.outcome = {AnyFailure, OrvexEnum::CommOk, OrvexEnum::PackFailure};
+    fault.outcome = AnyFailure;
     return fault;
 }
 

@@ -2,9 +2,10 @@
 
 #include "classrow_p.h"
 #include "memory_p.h"
-#include "unitoperations_p.h"
+#include "requestoperations_p.h"
 
 #include <korvininspect/packageclass.h>
+#include <korvininspect/packageexplain.h>
 #include <korvininspect/packageforms.h>
 #include <packagerequestreaddata.h>
 #include <packagerequestreadfile.h>
@@ -16,6 +17,7 @@
 
 #include <QtCore/QByteArrayList>
 
+#include <algorithm>
 #include <memory>
 
 using namespace KorvinInspect;
@@ -23,13 +25,6 @@ using namespace KorvinInspect;
 namespace KorvinSimulator {
 
 namespace {
-
-void setOutcome(PackageBase &request, const RequestOutcome &outcome)
-{
-    request.setAckCode(outcome.ackCode);
-    request.setCommResult(outcome.commResult);
-    request.setPackResult(outcome.packResult);
-}
 
 /// Stores data together with its length.
 void setReadData(PackageRequestReadData &read, const QByteArray &data)
@@ -104,11 +99,12 @@ RequestOutcome carryOutFileRead(DeviceState &state, const PackageRequestReadFile
     });
 }
 
-RequestOutcome carryOutFileWrite(DeviceState &state, const PackageRequestWriteFile &request)
+RequestOutcome carryOutFileWrite(DeviceState &state, const PackageRequestWriteFile &request,
+                                 SpaceCache *used)
 {
     return onUnits(state, request, [&](Unit &unit) {
         return writeFile(unit, registerAddressOf(request), request.fileNameWithPath(),
-                         request.Offset());
+                         request.Offset(), used);
     });
 }
 
@@ -146,7 +142,7 @@ RequestOutcome carryOutBase(DeviceState &state, PackageBase &request, Korvin::Ba
 }
 
 /// Carries out the part that the class of the request adds, or the shared part if it adds nothing.
-RequestOutcome outcomeOf(DeviceState &state, PackageBase &request)
+RequestOutcome outcomeOf(DeviceState &state, PackageBase &request, SpaceCache *used)
 {
     const Korvin::ClassRow &row = rowOf(classOf(request).id);
     switch (row.own) {
@@ -157,7 +153,7 @@ RequestOutcome outcomeOf(DeviceState &state, PackageBase &request)
     case Korvin::Own::FileRead:
         return carryOutFileRead(state, static_cast<PackageRequestReadFile &>(request));
     case Korvin::Own::FileWrite:
-        return carryOutFileWrite(state, static_cast<PackageRequestWriteFile &>(request));
+        return carryOutFileWrite(state, static_cast<PackageRequestWriteFile &>(request), used);
     case Korvin::Own::MemoryRead:
         return carryOutMemoryRead(state, static_cast<PackageRequestReadMemData &>(request));
     case Korvin::Own::MemoryWrite:
@@ -177,22 +173,52 @@ void require(const Verdict &verdict)
         throw std::bad_alloc();
 }
 
+/// Decodes the record of a file write field by field. The decoder of its class asks the real file
+/// system for the size of the file.
+std::unique_ptr<PackageBase> decodeFileWrite(const QByteArray &record, const MessageShape &shape)
+{
+    const PackageClass &itsClass = *packageClass(shape.classId);
+    std::unique_ptr<PackageBase> package = itsClass.create();
+    for (const ExplainedField &field : explain(record, shape)) {
+        // All columns of a record that check() has accepted are fields.
+        itsClass.field(field.name)->set(*package, QJsonValue::fromVariant(field.value));
+    }
+    return package;
+}
+
 std::unique_ptr<PackageBase> decodeOne(const QByteArray &request, ClassId classId, Form form)
 {
+    const MessageShape shape{classId, form, Direction::Request};
     std::unique_ptr<PackageBase> package;
-    require(decodeMessage(request, {classId, form, Direction::Request}, &package));
+    if (form == Form::Text && rowOf(classId).own == Korvin::Own::FileWrite)
+        package = decodeFileWrite(request, shape);
+    else
+        require(decodeMessage(request, shape, &package));
     return package;
+}
+
+/// Returns the class of a type word that check() has accepted.
+ClassId classOfType(const QByteArray &type)
+{
+    const auto &classes = packageClasses();
+    return std::find_if(
+               classes.begin(), classes.end(),
+               [&](const PackageClass &listed) { return listed.combinationType.toUtf8() == type; })
+        ->id;
 }
 
 /// Decodes the requests of an input that check() has accepted: one, or those of a combination.
 Packages decode(const QByteArray &request, ClassId classId, Form form)
 {
     Packages packages;
-    if (rowOf(classId).base == Korvin::Base::Items) {
-        require(decodeCombination(request, &packages));
+    if (rowOf(classId).base != Korvin::Base::Items) {
+        packages.push_back(decodeOne(request, classId, form));
         return packages;
     }
-    packages.push_back(decodeOne(request, classId, form));
+    for (const QByteArray &item : request.split('|')) {
+        const int end = static_cast<int>(item.indexOf('^'));
+        packages.push_back(decodeOne(item.mid(end + 1), classOfType(item.left(end)), form));
+    }
     return packages;
 }
 
@@ -228,7 +254,27 @@ QByteArray flipped(QByteArray bytes, quint64 bit)
     return bytes;
 }
 
-/// Applies a fault to a reply.
+} // namespace
+
+void setOutcome(PackageBase &request, const RequestOutcome &outcome)
+{
+    request.setAckCode(outcome.ackCode);
+    request.setCommResult(outcome.commResult);
+    request.setPackResult(outcome.packResult);
+}
+
+void setStaleSerial(PackageBase &request)
+{
+    constexpr quint64 LastSerial = 255;
+    const quint64 serial = request.getSerialNum();
+    request.setSerialNum(serial > 1 ? serial - 1 : LastSerial);
+}
+
+void carryOutOn(DeviceState &state, PackageBase &request, SpaceCache *used)
+{
+    setOutcome(request, outcomeOf(state, request, used));
+}
+
 std::vector<QByteArray> transmit(const QByteArray &reply, const Fault &fault)
 {
     const auto size = static_cast<quint64>(reply.size());
@@ -245,8 +291,6 @@ std::vector<QByteArray> transmit(const QByteArray &reply, const Fault &fault)
         return {reply};
     }
 }
-
-} // namespace
 
 SimulatedDevice::SimulatedDevice(const DeviceState &state)
     : m_state(state)
@@ -294,7 +338,7 @@ Answer SimulatedDevice::answer(const QByteArray &request, ClassId classId, Form 
 
 void SimulatedDevice::carryOut(PackageBase &request)
 {
-    setOutcome(request, outcomeOf(m_state, request));
+    carryOutOn(m_state, request, nullptr);
 }
 
 QByteArray SimulatedDevice::replyTo(const QByteArray &request, ClassId classId, Form form,
@@ -307,11 +351,8 @@ QByteArray SimulatedDevice::replyTo(const QByteArray &request, ClassId classId, 
         else
             carryOut(*package);
         settleData(*package, form);
-        constexpr quint64 LastSerial = 255;
-        if (fault.kind == FaultKind::StaleSerial) {
-            const quint64 serial = package->getSerialNum();
-            package->setSerialNum(serial > 1 ? serial - 1 : LastSerial);
-        }
+        if (fault.kind == FaultKind::StaleSerial)
+            setStaleSerial(*package);
     }
     return encodeReply(packages, form);
 }

@@ -1,7 +1,5 @@
 #include "unitoperations_p.h"
 
-#include <numeric>
-
 namespace KorvinSimulator {
 
 namespace {
@@ -65,6 +63,20 @@ RequestOutcome locateBuffer(Unit &unit, quint32 address, int length, Place *plac
 
 } // namespace
 
+qint64 sizeOfEntry(const QString &name)
+{
+    constexpr qint64 Entry = 64;
+    return Entry + name.toUtf8().size();
+}
+
+qint64 usedSpace(const Unit &unit)
+{
+    qint64 used = 0;
+    for (auto file = unit.files.begin(); file != unit.files.end(); ++file)
+        used += sizeOfEntry(file.key()) + file->size();
+    return used;
+}
+
 RequestOutcome probe(Unit &unit, quint32 address, int length)
 {
     Place place;
@@ -104,7 +116,8 @@ RequestOutcome readFile(Unit &unit, quint32 address, const QString &name, int le
     return Done;
 }
 
-RequestOutcome writeFile(Unit &unit, quint32 address, const QString &name, int offset)
+RequestOutcome writeFile(Unit &unit, quint32 address, const QString &name, int offset,
+                         SpaceCache *used)
 {
     Place buffer;
     const RequestOutcome outcome = locateBuffer(unit, address, 0, &buffer);
@@ -112,16 +125,24 @@ RequestOutcome writeFile(Unit &unit, quint32 address, const QString &name, int o
         return outcome;
     if (name.isEmpty())
         return FileNameEmpty;
-    const QByteArray file = unit.files.value(name);
-    if (!liesIn(file, offset, 0))
+    const auto existing = unit.files.constFind(name);
+    const bool exists = existing != unit.files.constEnd();
+    const qint64 size = exists ? qint64(existing->size()) : 0;
+    if (offset < 0 || offset > size)
         return FileGap;
     const QByteArray part = buffer.block->data.left(buffer.block->filled);
-    const auto used = std::accumulate(
-        unit.files.cbegin(), unit.files.cend(), qint64(0),
-        [](qint64 sum, const QByteArray &contents) { return sum + contents.size(); });
-    if (used - file.size() + offset + part.size() > qMin(unit.fileSpace, MaxContents))
+    const qint64 change = (exists ? 0 : sizeOfEntry(name)) + offset + part.size() - size;
+    SpaceCache computed;
+    SpaceCache &spaces = used ? *used : computed;
+    if (spaces.find(&unit) == spaces.end())
+        spaces[&unit] = usedSpace(unit);
+    qint64 &space = spaces[&unit];
+    if (space + change > qMin(unit.fileSpace, MaxContents))
         return NoSpace;
-    unit.files[name] = file.left(offset) + part;
+    QByteArray &file = unit.files[name];
+    file.truncate(offset);
+    file.append(part);
+    space += change;
     return Done;
 }
 

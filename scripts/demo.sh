@@ -112,12 +112,13 @@ echo
 echo "== A client, a proxy and a device over TCP =="
 declare -A names
 loopback=$PWD/$build/examples/loopback
+tools=$PWD/$build/tools
 
 # Starts a program that listens on a free port, and sets "port" to it.
 start() {
     local program=$1 deadline=$((SECONDS + 10))
     : >"$work/$program.out"
-    "$loopback/$program" "${@:2}" >"$work/$program.out" 2>"$work/$program.log" &
+    PATH=$loopback:$tools:$PATH "$program" "${@:2}" >"$work/$program.out" 2>"$work/$program.log" &
     servers+=($!)
     names[$!]=$program
     until port=$(sed -n 's/.*listening on .*:\([0-9]*\)$/\1/p' "$work/$program.out") && [[ -n $port ]]; do
@@ -152,7 +153,7 @@ tour() {
 
 state=$PWD/examples/loopback/device.json
 head -c 65536 /dev/urandom >"$work/64KiB.bin"
-start korvin-device --state "$state"
+start korvin-device --config "$state"
 start korvin-proxy "device0=127.0.0.1:$port"
 proxy_port=$port
 tour
@@ -160,7 +161,7 @@ end_servers
 
 echo
 echo "== The same with 5 % of faults; data requests as Linux frames, which have a checksum =="
-start korvin-device --state "$state" --faults 0.05 --seed 3
+start korvin-device --config "$state" --faults 0.05 --seed 3
 start korvin-proxy --linux "device0=127.0.0.1:$port"
 proxy_port=$port
 tour

@@ -2,8 +2,9 @@
 # Installs what is missing to build the libraries, korvinpack and the examples.
 #
 # Usage: setup.sh [--tests | --docs | --packages | --ci | --benchmarks | --peers]
-#   --tests       also what the tests need: GoogleTest, tshark, which runs the dissector, and valgrind,
-#                 which counts instructions; without a browser, the test that needs one is skipped
+#   --tests       also what the tests need: GoogleTest, tshark, which runs the dissector, valgrind, which
+#                 counts instructions, shells that complete, and what builds and tests the Python
+#                 package; without a browser, the test that needs one is skipped
 #   --docs        also what .ci/docs.sh needs, with a browser
 #   --packages    also what scripts/package.sh and .ci/package-trial.sh need
 #   --ci          also what the checks of .ci/run need
@@ -13,7 +14,9 @@ set -euo pipefail
 
 packages=(cmake g++ make ninja-build pkg-config python3 qtbase5-dev)
 if [[ ${1:-} == --tests || ${1:-} == --ci ]]; then
-    packages+=(bsdutils libgtest-dev tshark valgrind)
+    packages+=(bsdutils fish libgtest-dev tshark valgrind zsh)
+    packages+=(mypy pybind11-dev python3-coverage python3-dev python3-hypothesis python3-jsonschema
+        python3-pytest python3-pytest-asyncio python3-serial)
 fi
 if [[ ${1:-} == --docs || ${1:-} == --ci ]]; then
     packages+=(chromium chromium-driver python3-pil python3-selenium)
@@ -22,7 +25,7 @@ if [[ ${1:-} == --docs || ${1:-} == --packages || ${1:-} == --ci ]]; then
     packages+=(doxygen graphviz)
 fi
 if [[ ${1:-} == --packages || ${1:-} == --ci ]]; then
-    packages+=(lintian mmdebstrap)
+    packages+=(dh-python lintian mmdebstrap pybind11-dev python3-dev)
 fi
 if [[ ${1:-} =~ ^--(packages|ci|benchmarks|peers)$ ]]; then
     packages+=(debhelper dpkg-dev)

@@ -1,5 +1,7 @@
 #include "annotateddump.h"
 
+#include "terminal.h"
+
 #include <korvininspect/hexbytes.h>
 #include <korvininspect/inputtext.h>
 
@@ -20,6 +22,7 @@ class Dump
 public:
     explicit Dump(bool isColored)
         : m_isColored(isColored)
+        , m_width(terminalWidth())
     {
     }
 
@@ -105,18 +108,38 @@ private:
         return QStringLiteral("\x1B[%1m%2\x1B[0m").arg(QLatin1String(color), text);
     }
 
+    /// Appends a row. In a terminal that is too narrow, value and words move to rows of their own.
     void row(const Row &row, const char *color)
     {
-        QString line = row.position.rightJustified(6) + QLatin1String("  ")
-            + colored(row.raw.leftJustified(MostCharacters), color) + QLatin1String("  ")
-            + row.name.leftJustified(20) + QLatin1String("  ") + row.value.leftJustified(16)
-            + QLatin1String("  ") + row.words;
-        while (line.endsWith(QLatin1Char(' ')))
-            line.chop(1);
-        m_text += line + QLatin1Char('\n');
+        constexpr int Indent = 10;
+        const QString raw = row.raw.leftJustified(MostCharacters);
+        const QString name = QLatin1String("  ") + row.name.leftJustified(20);
+        QString head = row.position.rightJustified(6) + QLatin1String("  ");
+        const int start = head.size() + raw.size() + name.size();
+        const QString value = QLatin1String("  ") + row.value.leftJustified(16);
+        QString rest = value + QLatin1String("  ") + row.words;
+        head += colored(raw, color) + name;
+        while (rest.endsWith(QLatin1Char(' ')))
+            rest.chop(1);
+        if (m_width == 0 || start + rest.size() <= m_width) {
+            QString line = head + rest;
+            while (line.endsWith(QLatin1Char(' ')))
+                line.chop(1);
+            m_text += line + QLatin1Char('\n');
+            return;
+        }
+        QString more = row.words;
+        if (start + value.size() <= m_width)
+            head += value;
+        else
+            more = row.value + QLatin1String("  ") + row.words;
+        m_text += head + QLatin1Char('\n')
+            + wrapped(QString(Indent, QLatin1Char(' ')) + more.trimmed(), Indent, m_width)
+            + QLatin1Char('\n');
     }
 
     bool m_isColored;
+    int m_width;
     unsigned m_fields = 0;
     QString m_text;
 };

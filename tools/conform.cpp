@@ -2,9 +2,9 @@
 
 #include "codecjudge.h"
 #include "codecprogram.h"
-#include "commandline.h"
 #include "devicejudge.h"
 #include "deviceport.h"
+#include "shapewords.h"
 #include "testreport.h"
 
 #include <korvininspect/hexbytes.h>
@@ -180,6 +180,10 @@ QVector<QJsonObject> casesOf(const CommandLine &line, QByteArray *content)
 
 int conformCodec(const CommandLine &line)
 {
+    line.refuseWithout("--device", {"form", "set", "read", "write", "framing", "baud"});
+    line.refuseTogether("print", {"junit", "timeout"});
+    if (line.isSet("print") && !line.arguments().isEmpty())
+        fail(QStringLiteral("%1: not allowed with --print").arg(line.arguments().constFirst()));
     QByteArray content;
     const QVector<QJsonObject> cases = casesOf(line, &content);
     if (line.isSet("print")) {
@@ -187,7 +191,7 @@ int conformCodec(const CommandLine &line)
         return EXIT_SUCCESS;
     }
     if (line.arguments().isEmpty())
-        fail(QStringLiteral("PROGRAM: missing"));
+        fail(QStringLiteral("PROGRAM: missing; write conform PROGRAM, or conform --device PLACE"));
     Report report(line);
     CodecProgram program(line.arguments(),
                          static_cast<int>(1000 * secondsOf(line, ProgramTimeout)));
@@ -238,17 +242,9 @@ RegisterBlock blockOf(const char *option, const QString &text)
 
 std::vector<Form> formsOf(const CommandLine &line)
 {
-    const QStringList words{QStringLiteral("frame"), QStringLiteral("text"),
-                            QStringLiteral("linux")};
-    constexpr Form Forms[] = {Form::Frame, Form::Text, Form::Linux};
     std::vector<Form> forms;
-    for (const QString &word : line.values("form")) {
-        const int index = words.indexOf(word);
-        if (index < 0)
-            fail(QStringLiteral("--form %1: not one of %2")
-                     .arg(word, words.join(QLatin1String(", "))));
-        forms.push_back(Forms[index]);
-    }
+    for (const QString &word : line.values("form"))
+        forms.push_back(static_cast<Form>(formWords().indexOf(word)));
     return forms.empty() ? std::vector<Form>{Form::Frame} : forms;
 }
 
@@ -290,10 +286,11 @@ DevicePlan planOf(const CommandLine &line)
 std::unique_ptr<DeviceLink> linkOf(const CommandLine &line)
 {
     const QString place = line.value("device");
-    const QStringList words{QStringLiteral("labelled"), QStringLiteral("raw")};
     const bool isSerial = place.startsWith(QLatin1Char('/'));
-    const bool isRaw = line.isSet("framing") ? line.choice("framing", words) == 1 : isSerial;
+    const bool isRaw = line.isSet("framing") ? line.choice("framing") == 1 : isSerial;
     const int baud = line.isSet("baud") ? line.value("baud").toInt() : UsualBaud;
+    if (baud <= 0)
+        fail(QStringLiteral("--baud %1: not a speed such as 115200").arg(line.value("baud")));
     QString fault;
     std::unique_ptr<DeviceLink> link =
         openDevice(place, isRaw ? Framing::Raw : Framing::Labelled, baud, &fault);
@@ -314,6 +311,7 @@ void printCheck(const TestResult &result)
 
 int conformDevice(const CommandLine &line)
 {
+    line.refuseTogether("device", {"cases", "print"});
     if (!line.arguments().isEmpty())
         fail(QStringLiteral("%1: not allowed with --device").arg(line.arguments().constFirst()));
     const DevicePlan plan = planOf(line);
@@ -330,40 +328,56 @@ int conformDevice(const CommandLine &line)
     return exitStatusOf(results);
 }
 
-} // namespace
-
-int conformProgram(const QStringList &arguments)
+void declareConform(CommandLine &line)
 {
-    CommandLine line(
-        QStringLiteral("conform"),
-        QStringLiteral("Asks a program to encode and decode, or a device for data, and "
-                       "reports wrong answers."),
-        ConformExamples);
-    line.addOption("cases", "Takes the cases from a file, \"-\" for standard input.", "FILE");
-    line.addOption("timeout", "How long an answer may take. Default: 5, or 1 for a device.",
-                   "SECONDS");
-    line.addOption("junit", "Also writes the results as JUnit XML.", "FILE");
-    line.addOption("print", "Prints the cases and runs no program.");
-    line.addOption("device", "Asks a device: HOST:PORT, or the file of a serial port.", "PLACE");
-    line.addOption("form",
-                   "An encoding of the device: frame (default), text or linux. May be repeated.",
-                   "FORM");
-    line.addOption("set", "A field of every request, such as portAddr=2. May be repeated.",
-                   "NAME=VALUE");
-    line.addOption("read",
-                   "A block to read: ADDRESS:LENGTH, or ADDRESS=DATA if the data is known. May be "
-                   "repeated.",
-                   "BLOCK");
-    line.addOption("write",
-                   "A block to write, read back and restore: ADDRESS=DATA. May be repeated. "
-                   "Nothing else is written.",
-                   "BLOCK");
-    line.addOption("framing",
-                   "How messages are framed: labelled (default for HOST:PORT) or raw "
-                   "(default for a serial port).",
-                   "FRAMING");
-    line.addOption("baud", "The speed of a serial port. Default: 115200.", "BAUD");
-    line.addArgument("PROGRAM", "The program and its arguments, after \"--\" if one is an option.");
-    line.parse(arguments, std::numeric_limits<int>::max());
+    line.addOption({"cases", "Takes the cases from a file, \"-\" for standard input.", "FILE"});
+    line.addOption(
+        {"timeout", "How long an answer may take. Default: 5, or 1 for a device.", "SECONDS"});
+    line.addOption({"junit", "Also writes the results as JUnit XML.", "FILE"});
+    line.addOption({"print", "Prints the cases and runs no program."});
+    line.addOption({"device", "Asks a device: HOST:PORT, or the file of a serial port.", "PLACE"});
+    line.addOption({"form",
+                    "An encoding of the device: frame (default), text or linux. May be repeated.",
+                    "FORM", formWords(), true});
+    line.addOption({"set",
+                    "A field of every request, such as portAddr=2. May be repeated.",
+                    "NAME=VALUE",
+                    {},
+                    true});
+    line.addOption({"read",
+                    "A block to read: ADDRESS:LENGTH, or ADDRESS=DATA if the data is known. May be "
+                    "repeated.",
+                    "BLOCK",
+                    {},
+                    true});
+    line.addOption({"write",
+                    "A block to write, read back and restore: ADDRESS=DATA. May be repeated. "
+                    "Nothing else is written.",
+                    "BLOCK",
+                    {},
+                    true});
+    line.addOption({"framing",
+                    "How messages are framed: labelled (default for HOST:PORT) or raw "
+                    "(default for a serial port).",
+                    "FRAMING",
+                    {QStringLiteral("labelled"), QStringLiteral("raw")}});
+    line.addOption({"baud", "The speed of a serial port. Default: 115200.", "BAUD"});
+    line.addArgument("PROGRAM...",
+                     "The program and its arguments, after \"--\" if one is an option.");
+}
+
+int conformProgram(const CommandLine &line)
+{
     return line.isSet("device") ? conformDevice(line) : conformCodec(line);
 }
+
+} // namespace
+
+const Command ConformCommand{
+    "conform",
+    "test another program or a device",
+    "Asks a program to encode and decode, or a device for data, and reports wrong answers.",
+    ConformExamples,
+    declareConform,
+    conformProgram,
+};

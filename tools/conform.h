@@ -1,11 +1,8 @@
 #ifndef CONFORM_H
 #define CONFORM_H
 
-#include <QtCore/QStringList>
+#include "commandline.h"
 
-/// Runs the command conform.
-///
-/// @return the exit status.
-int conformProgram(const QStringList &arguments);
+extern const Command ConformCommand;
 
 #endif

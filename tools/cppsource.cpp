@@ -17,7 +17,7 @@ constexpr QStringView CommonArguments =
     "highAddr lowAddr reserved2 timeout tag commResult";
 
 /// Collects the other arguments of a constructor: the columns of the class's request record. The
-/// kind is an argument only if the class adds no part of its own.
+/// kind is an argument only if the class's own part is not.
 class OwnArguments : public FieldSink
 {
 public:
@@ -31,7 +31,10 @@ public:
     void add(const WireField &field) override
     {
         const bool isCommon = field.column < Korvin::CommonPart::RequestColumns;
-        if (isCommon || (field.type == WireType::Kind && m_row.own != Korvin::Own::None))
+        const bool isSet = m_row.has(Korvin::InConstructor)
+            ? field.type == WireType::Kind
+            : field.column >= Korvin::baseColumns(m_row.base);
+        if (isCommon || isSet)
             return;
         if (field.type != WireType::DataString) {
             m_names << QString::fromLatin1(field.name);

@@ -1,9 +1,10 @@
 #include "explaincommands.h"
 
 #include "annotateddump.h"
-#include "commandline.h"
 #include "htmlpage.h"
-#include "inputlines.h"
+#include "messageinput.h"
+#include "shapewords.h"
+#include "terminal.h"
 
 #include <korvininspect/hexbytes.h>
 #include <korvininspect/inputtext.h>
@@ -32,7 +33,9 @@ const char ExplainExamples[] =
     "Examples:\n"
     "  korvinpack explain \"00 0500 01 02 03\"\n"
     "  korvinpack explain --class PackageRequestRead --direction reply --file records.txt\n"
-    "  korvinpack explain --html page.html \"7,usb0,0,0,0,0,0,0,0,0,read,3,,ok,ok\"\n";
+    "  korvinpack explain --html page.html \"7,usb0,0,0,0,0,0,0,0,0,read,3,,ok,ok\"\n"
+    "  hexdump -C frame.bin | korvinpack explain\n"
+    "  korvinpack explain --file capture.pcapng\n";
 
 const char CheckExamples[] =
     "\n"
@@ -51,9 +54,10 @@ const char DiffExamples[] = "\n"
 
 void addShapeOptions(CommandLine &line)
 {
-    line.addOption("class", "The class of the package; guessed by default.", "CLASS");
-    line.addOption("form", "frame, text or linux; guessed by default.", "FORM");
-    line.addOption("direction", "request or reply; guessed by default.", "DIRECTION");
+    line.addOption({"class", "The class of the package; guessed by default.", "CLASS"});
+    line.addOption({"form", "frame, text or linux; guessed by default.", "FORM", formWords()});
+    line.addOption(
+        {"direction", "request or reply; guessed by default.", "DIRECTION", directionWords()});
 }
 
 /// The shape of an input according to the options. Missing options are guessed.
@@ -62,29 +66,47 @@ class ShapeOptions
 public:
     explicit ShapeOptions(const CommandLine &line)
     {
-        const QStringList forms{QStringLiteral("frame"), QStringLiteral("text"),
-                                QStringLiteral("linux")};
-        const QStringList directions{QStringLiteral("request"), QStringLiteral("reply")};
         if (line.isSet("class"))
             m_known.classId = idOf(line.value("class"));
         if (line.isSet("form"))
-            m_known.form = static_cast<Form>(line.choice("form", forms));
+            m_known.form = static_cast<Form>(line.choice("form"));
         if (line.isSet("direction"))
-            m_known.direction = static_cast<Direction>(line.choice("direction", directions));
+            m_known.direction = static_cast<Direction>(line.choice("direction"));
     }
 
-    /// Returns whether the options leave nothing to guess.
-    bool areComplete() const { return m_known.classId && m_known.form && m_known.direction; }
-
-    /// Returns the best guess that agrees with the options. Ends the program if there is none.
-    Guess shapeOf(const Captured &captured) const
+    /// Returns what the options and the words in front of a message say.
+    KnownShape knownOf(const Captured &captured) const
     {
-        if (areComplete())
-            return given(captured);
-        std::optional<Guess> best = bestGuess(captured.bytes, m_known);
-        if (best)
-            return *std::move(best);
-        fail(QStringLiteral("%1: no guess agrees with the options").arg(captured.origin));
+        KnownShape known = m_known;
+        if (captured.label.form) {
+            known.classId = captured.label.classId;
+            known.form = captured.label.form;
+        }
+        return known;
+    }
+
+    /// Returns the best guess that agrees with what is known. Otherwise sets the fault of the
+    /// input, and ends the program if it is the only one.
+    std::optional<Guess> shapeOf(Captured *captured) const
+    {
+        std::optional<Guess> best;
+        const KnownShape known = knownOf(*captured);
+        if (!isComplete(known))
+            best = bestGuess(captured->bytes, known);
+        else
+            best = given(captured, known);
+        if (!best && captured->fault.isEmpty())
+            captured->fault = QStringLiteral("no guess agrees with the form, class and direction "
+                                             "that are given");
+        if (!best && captured->isOnly)
+            fail(captured->origin + QLatin1String(": ") + captured->fault);
+        return best;
+    }
+
+    /// Returns whether nothing is left to guess.
+    static bool isComplete(const KnownShape &known)
+    {
+        return known.classId && known.form && known.direction;
     }
 
     const KnownShape &known() const { return m_known; }
@@ -96,12 +118,13 @@ private:
         return name == className(combination) ? combination : classNamed(name).id;
     }
 
-    Guess given(const Captured &captured) const
+    static std::optional<Guess> given(Captured *captured, const KnownShape &known)
     {
-        const MessageShape shape{*m_known.classId, *m_known.form, *m_known.direction};
-        if (!exists(shape))
-            fail(QStringLiteral("%1: there is no %2").arg(captured.origin, describe(shape)));
-        return {shape, check(captured.bytes, shape), QString()};
+        const MessageShape shape{*known.classId, *known.form, *known.direction};
+        if (exists(shape))
+            return Guess{shape, check(captured->bytes, shape), QString()};
+        captured->fault = QStringLiteral("there is no %1").arg(describe(shape));
+        return {};
     }
 
     KnownShape m_known;
@@ -128,11 +151,9 @@ QJsonObject jsonOf(const Verdict &verdict)
 /// The members in the order of their names, as in all JSON: the long one is the first.
 QByteArray jsonLine(const Captured &captured, const Guess &guessed)
 {
-    const QJsonObject others{
-        {QStringLiteral("line"), static_cast<qint64>(captured.line)},
-        {QStringLiteral("what"), describe(guessed.shape)},
-        {QStringLiteral("verdict"), jsonOf(guessed.verdict)},
-    };
+    QJsonObject others = captured.placeJson;
+    others.insert(QStringLiteral("what"), describe(guessed.shape));
+    others.insert(QStringLiteral("verdict"), jsonOf(guessed.verdict));
     return "{\"fields\":" + explanationToJsonText(explain(captured.bytes, guessed.shape)) + ','
         + QJsonDocument(others).toJson(QJsonDocument::Compact).mid(1) + '\n';
 }
@@ -140,17 +161,12 @@ QByteArray jsonLine(const Captured &captured, const Guess &guessed)
 /// Returns the output for a line that is neither a frame nor a record.
 QByteArray faultLine(const Captured &captured, bool isJson)
 {
-    if (!isJson) {
-        return QStringLiteral("line %1: refused: %2\n")
-            .arg(captured.line)
-            .arg(captured.fault)
-            .toUtf8();
-    }
-    const QJsonObject json{
-        {QStringLiteral("line"), static_cast<qint64>(captured.line)},
-        {QStringLiteral("verdict"),
-         QJsonObject{{QStringLiteral("ok"), false}, {QStringLiteral("reason"), captured.fault}}},
-    };
+    if (!isJson)
+        return captured.place.toUtf8() + ": refused: " + printable(captured.fault).toUtf8() + '\n';
+    QJsonObject json = captured.placeJson;
+    json.insert(
+        QStringLiteral("verdict"),
+        QJsonObject{{QStringLiteral("ok"), false}, {QStringLiteral("reason"), captured.fault}});
     return QJsonDocument(json).toJson(QJsonDocument::Compact) + '\n';
 }
 
@@ -159,7 +175,7 @@ QByteArray headline(const Captured &captured, const Guess &guessed, bool isGuess
 {
     QString line;
     if (!captured.isOnly)
-        line += QStringLiteral("line %1: ").arg(captured.line);
+        line += captured.place + QLatin1String(": ");
     line += describe(guessed.shape);
     line += QStringLiteral(", %1 bytes: ").arg(captured.bytes.size());
     line += guessed.verdict.isOk() ? QStringLiteral("ok")
@@ -179,7 +195,7 @@ QByteArray otherGuesses(const Captured &captured, const ShapeOptions &options)
     int refused = 0;
     bool isAccepted = false;
     for (const Guess &candidate : guess(captured.bytes)) {
-        if (!options.known().agreesWith(candidate.shape))
+        if (!options.knownOf(captured).agreesWith(candidate.shape))
             continue;
         isAccepted = isAccepted || candidate.verdict.isOk();
         if (!candidate.verdict.isOk() && (isAccepted || ++refused > MostRefused))
@@ -195,19 +211,22 @@ void writePage(const QString &fileName, const Captured &captured, const Guess &g
 {
     if (!captured.isOnly)
         fail(QStringLiteral("--html %1: a page shows only one input").arg(fileName));
-    QSaveFile file(fileName);
     const QByteArray page =
         htmlPage(captured.bytes, guessed.shape, explain(captured.bytes, guessed.shape),
                  guessed.verdict, guessed.reason);
+    if (fileName == QLatin1String("-")) {
+        print(page);
+        return;
+    }
+    QSaveFile file(fileName);
     if (!file.open(QIODevice::WriteOnly) || file.write(page) != page.size() || !file.commit())
         fail(QStringLiteral("%1: %2").arg(fileName, file.errorString()));
 }
 
 bool isColored(const CommandLine &line)
 {
-    const int choice = line.choice(
-        "color", {QStringLiteral("auto"), QStringLiteral("always"), QStringLiteral("never")});
-    return choice == 1 || (choice == 0 && printsToTerminal());
+    const int choice = line.choice("color");
+    return choice == 1 || (choice == 0 && isTerminal(stdout));
 }
 
 /// Fields by item, name, and number of earlier fields of that name.
@@ -269,77 +288,104 @@ QByteArray differences(const QVector<ExplainedField> &first, const QVector<Expla
     return text.toUtf8();
 }
 
-} // namespace
-
-void explainInputs(const QStringList &arguments)
+/// Ends the program if the value of --html is the message: its file was forgotten.
+void refuseMessageAsFile(const CommandLine &line)
 {
-    CommandLine line(QStringLiteral("explain"),
-                     QStringLiteral("Explains frames and records field by field: position, bytes, "
-                                    "value and meaning of each."),
-                     ExplainExamples);
-    addShapeOptions(line);
-    line.addOption("guess", "Also lists what else the input may be.");
-    line.addOption("json", "Prints one line of JSON for each input.");
-    line.addOption("html", "Writes one input as a page for a browser.", "FILE");
-    line.addOption("color", "auto (default), always or never.", "WHEN");
-    InputLines::addOptions(line);
-    line.parse(arguments, 1);
-
-    const ShapeOptions options(line);
-    const bool colored = isColored(line);
-    InputLines inputs(line, options.known().form);
-    Progress progress;
-    Captured captured;
-    while (inputs.next(&captured)) {
-        progress.show(captured.line);
-        if (!captured.fault.isEmpty()) {
-            print(faultLine(captured, line.isSet("json")));
-            continue;
-        }
-        const Guess guessed = options.shapeOf(captured);
-        if (line.isSet("html")) {
-            writePage(line.value("html"), captured, guessed);
-        } else if (line.isSet("json")) {
-            print(jsonLine(captured, guessed));
-        } else {
-            QByteArray output = headline(captured, guessed, !options.areComplete());
-            if (line.isSet("guess"))
-                output += otherGuesses(captured, options);
-            output += annotatedDump(explain(captured.bytes, guessed.shape), guessed.shape, colored);
-            print(captured.isOnly ? output : output + '\n');
-        }
+    const QString file = line.value("html");
+    QByteArray bytes;
+    const bool isFrame = bytesFromHex(file, &bytes).isEmpty() && beginAsMessage(bytes);
+    const bool isMessage = isFrame || file.count(QLatin1Char(',')) > 1;
+    if (line.isSet("html") && isMessage && line.arguments().isEmpty() && !line.isSet("file")) {
+        fail(QStringLiteral("--html %1: the name of the page is missing; write --html FILE \"%1\"")
+                 .arg(file));
     }
 }
 
-int checkInputs(const QStringList &arguments)
+void declareExplain(CommandLine &line)
 {
-    CommandLine line(QStringLiteral("check"),
-                     QStringLiteral("Says whether frames and records are what an encoder of their "
-                                    "class writes, and if not, why."),
-                     CheckExamples);
     addShapeOptions(line);
-    InputLines::addOptions(line);
-    line.parse(arguments, 1);
+    line.addOption({"guess", "Also lists what else the input may be."});
+    line.addOption({"json", "Prints one line of JSON for each input."});
+    line.addOption(
+        {"html", "Writes one input as a page for a browser; \"-\" is standard output.", "FILE"});
+    line.addOption({"color",
+                    "auto (default), always or never.",
+                    "WHEN",
+                    {QStringLiteral("auto"), QStringLiteral("always"), QStringLiteral("never")}});
+    MessageInput::addOptions(line);
+}
 
+/// Prints the explanation of one input.
+void explainOne(const CommandLine &line, const ShapeOptions &options, Captured captured)
+{
+    const std::optional<Guess> best =
+        captured.fault.isEmpty() ? options.shapeOf(&captured) : std::nullopt;
+    if (!best) {
+        print(faultLine(captured, line.isSet("json")));
+        return;
+    }
+    const Guess &guessed = *best;
+    if (line.isSet("html")) {
+        writePage(line.value("html"), captured, guessed);
+        return;
+    }
+    if (line.isSet("json")) {
+        print(jsonLine(captured, guessed));
+        return;
+    }
+    const bool isGuessed = !ShapeOptions::isComplete(options.knownOf(captured));
+    QByteArray output = headline(captured, guessed, isGuessed);
+    if (line.isSet("guess"))
+        output += otherGuesses(captured, options);
+    output += annotatedDump(explain(captured.bytes, guessed.shape), guessed.shape, isColored(line));
+    print(captured.isOnly ? output : output + '\n');
+}
+
+int explainInputs(const CommandLine &line)
+{
+    line.refuseTogether("html", {"json", "guess", "color"});
+    line.refuseTogether("json", {"guess", "color"});
+    refuseMessageAsFile(line);
     const ShapeOptions options(line);
-    InputLines inputs(line, options.known().form);
+    MessageInput inputs(line, options.known().form);
+    Progress progress;
+    Captured captured;
+    while (inputs.next(&captured)) {
+        progress.show(captured.number);
+        explainOne(line, options, captured);
+    }
+    return EXIT_SUCCESS;
+}
+
+void declareCheck(CommandLine &line)
+{
+    addShapeOptions(line);
+    MessageInput::addOptions(line);
+}
+
+int checkInputs(const CommandLine &line)
+{
+    const ShapeOptions options(line);
+    MessageInput inputs(line, options.known().form);
     Progress progress;
     Captured captured;
     int status = EXIT_SUCCESS;
     while (inputs.next(&captured)) {
-        progress.show(captured.line);
-        if (!captured.fault.isEmpty()) {
+        progress.show(captured.number);
+        const std::optional<Guess> best =
+            captured.fault.isEmpty() ? options.shapeOf(&captured) : std::nullopt;
+        if (!best) {
             print(faultLine(captured, false));
             status = Refused;
             continue;
         }
-        const Guess guessed = options.shapeOf(captured);
+        const Guess &guessed = *best;
         QByteArray output;
         if (!captured.isOnly)
-            output += "line " + QByteArray::number(static_cast<qint64>(captured.line)) + ": ";
+            output += captured.place.toUtf8() + ": ";
         output += guessed.verdict.isOk() ? QByteArray("ok")
                                          : "refused: " + describe(guessed.verdict).toUtf8();
-        if (!options.areComplete())
+        if (!ShapeOptions::isComplete(options.knownOf(captured)))
             output += " (as " + describe(guessed.shape).toUtf8() + ')';
         print(output + '\n');
         if (!guessed.verdict.isOk())
@@ -348,35 +394,34 @@ int checkInputs(const QStringList &arguments)
     return status;
 }
 
-int diffInputs(const QStringList &arguments)
+void declareDiff(CommandLine &line)
 {
-    CommandLine line(QStringLiteral("diff"),
-                     QStringLiteral("Shows the fields in which two frames or records differ: "
-                                    "offset or column, name, and both values."),
-                     DiffExamples);
     addShapeOptions(line);
-    line.addOption("files", "A and B are names of files.");
+    line.addOption({"files", "A and B are names of files."});
+    MessageInput::addNotation(line);
     line.addArgument("A", "A frame in hexadecimal digits, or a record.");
     line.addArgument("B", "Another one, which is read as the same class.");
-    line.parse(arguments, 2);
-    if (line.arguments().size() < 2)
-        fail(QStringLiteral("A and B: missing"));
+}
+
+int diffInputs(const CommandLine &line)
+{
+    if (line.arguments().size() < 2) {
+        const bool hasOne = line.arguments().size() == 1;
+        fail(QStringLiteral("%1: missing; write diff A B")
+                 .arg(QLatin1String(hasOne ? "B" : "A and B")));
+    }
 
     const ShapeOptions options(line);
     std::optional<MessageShape> shape;
     QVector<ExplainedField> explained[2];
     for (int i = 0; i < 2; ++i) {
         const QString argument = line.arguments().at(i);
-        Captured captured;
-        captured.origin = line.isSet("files") ? argument : QString(QLatin1Char("AB"[i]));
-        const QByteArray text =
-            line.isSet("files") ? contentOf(argument).trimmed() : argument.toUtf8();
-        const QString fault =
-            capturedBytes(text, shape ? shape->form : options.known().form, &captured.bytes);
-        if (!fault.isEmpty())
-            fail(QStringLiteral("%1: %2").arg(captured.origin, fault));
+        const QString name = line.isSet("files") ? argument : QString(QLatin1Char("AB"[i]));
+        const QByteArray text = line.isSet("files") ? contentOf(argument) : argument.toUtf8();
+        MessageInput input(line, shape ? shape->form : options.known().form, name, text);
+        Captured captured = input.only();
         if (!shape)
-            shape = options.shapeOf(captured).shape;
+            shape = options.shapeOf(&captured)->shape; // it is the only one: no shape, no return
         explained[i] = explain(captured.bytes, *shape);
     }
     const QByteArray output = differences(explained[0], explained[1]);
@@ -384,3 +429,33 @@ int diffInputs(const QStringList &arguments)
     print(output.isEmpty() ? QByteArray("no field differs\n") : output);
     return output.isEmpty() ? EXIT_SUCCESS : Refused;
 }
+
+} // namespace
+
+const Command ExplainCommand{
+    "explain",
+    "explain frames and records byte by byte",
+    "Explains frames and records field by field: position, bytes, value and meaning of each.",
+    ExplainExamples,
+    declareExplain,
+    explainInputs,
+};
+
+const Command CheckCommand{
+    "check",
+    "say whether frames and records are what encoders write",
+    "Says whether frames and records are what an encoder of their class writes, and if not, why.",
+    CheckExamples,
+    declareCheck,
+    checkInputs,
+};
+
+const Command DiffCommand{
+    "diff",
+    "show the fields in which two frames or records differ",
+    "Shows the fields in which two frames or records differ: offset or column, name, and both "
+    "values.",
+    DiffExamples,
+    declareDiff,
+    diffInputs,
+};

@@ -1,19 +1,10 @@
 #ifndef EXPLAINCOMMANDS_H
 #define EXPLAINCOMMANDS_H
 
-#include <QtCore/QStringList>
+#include "commandline.h"
 
-/// Runs the command explain.
-void explainInputs(const QStringList &arguments);
-
-/// Runs the command check.
-///
-/// @return the exit status.
-int checkInputs(const QStringList &arguments);
-
-/// Runs the command diff.
-///
-/// @return the exit status.
-int diffInputs(const QStringList &arguments);
+extern const Command ExplainCommand;
+extern const Command CheckCommand;
+extern const Command DiffCommand;
 
 #endif

@@ -51,7 +51,7 @@ local is_word = { access = true, readKind = true, writeKind = true, commResult =
 -- Verbs of the same kind of field, which may refer to the same field of a package.
 local kind_of = { clampedLength = "length" }
 
--- What is unusual about a field.
+-- Words for what is unusual about a field.
 
 local function bytes_in_words(count)
     return count == 1 and "1 byte" or string.format("%d bytes", count)
@@ -120,7 +120,7 @@ local function words_of(text)
     return words
 end
 
--- The steps from a word on, and the position of the word that ends them.
+-- Returns the steps from a word on, and the position of the word that ends them.
 local function steps_from(words, position)
     local steps = {}
     while words[position] and words[position] ~= "end" and words[position] ~= "otherwise" do
@@ -296,7 +296,7 @@ function FrameScanner:integer(verb, name)
     return field
 end
 
--- A text or block of the announced size.
+-- Reads a text or block of the announced size.
 function FrameScanner:extent(verb, name, size)
     local field = self:add(verb, name, math.max(0, size))
     if field.missing > 0 then
@@ -309,7 +309,7 @@ function FrameScanner:extent(verb, name, size)
     return field
 end
 
--- @param is_kept is set where a decoder keeps the text that it has where the size is 0.
+-- @param is_kept is set if a decoder keeps its text for a size of 0.
 function FrameScanner:text(name, size, is_kept)
     local field = self:extent("text", name, size)
     if size > 0 or not is_kept then
@@ -363,7 +363,7 @@ function frame_verbs.keptText(scanner, step)
     scanner:text(step.name, scanner.number, true)
 end
 
--- Of an encoder only: as far as the tail.
+-- A text that only encoders write. It ends before the tail.
 function frame_verbs.text(scanner, step)
     scanner:text(step.name, math.max(0, scanner.tail_end - scanner.position))
 end
@@ -419,7 +419,7 @@ function FrameScanner:run(steps)
     end
 end
 
--- The fields by offset; those of the same offset stay in their order.
+-- Returns the fields sorted by offset; those of the same offset keep their order.
 local function by_offset(fields)
     local places = {}
     for i, field in ipairs(fields) do
@@ -456,8 +456,8 @@ local function add_unread(fields, size)
     return complete
 end
 
--- Messages of which the capture has a part only. They are read as long as they were, with zeros for
--- what is missing; a field that it concerns is not judged.
+-- Messages that are cut in the capture. They are read at their full length, with zeros for the missing
+-- bytes; fields with missing bytes are not judged.
 
 local captured -- as many bytes of the message as the capture has; nil for all of them
 
@@ -467,7 +467,7 @@ local function is_cut(field)
     return captured ~= nil and field.offset + math.max(field.size or field.width, 1) > captured
 end
 
--- Leaves of the fields what the capture has of them.
+-- Cuts the fields to the bytes that the capture has.
 local function as_captured(scanned)
     local kept = {}
     for _, field in ipairs(scanned.fields) do
@@ -491,7 +491,7 @@ local function is_full_reply(bytes, is_request)
     return not is_request and (bytes:byte(1) or 0) ~= 0
 end
 
--- The fields as encoders write them.
+-- Returns the fields as encoders write them.
 local function written_frame(bytes, class, is_request)
     local layout = layouts.classes[class]
     local scanner = FrameScanner.new(bytes, class, is_request)
@@ -506,8 +506,8 @@ local function written_frame(bytes, class, is_request)
     return scanner.fields
 end
 
--- Where encoders are not expected to have written the fields, or why else input is refused: a place,
--- nil for input that is accepted. @p size is where the fields must end.
+-- Returns the place of the first fault for which check refuses the fields; nil for accepted input. The
+-- fields must end at @p size.
 local function refusal_of(fields, size)
     local seen, reached = {}, 0
     for _, field in ipairs(fields) do
@@ -533,7 +533,7 @@ local function refusal_of(fields, size)
     end
 end
 
--- The name of a field that encoders write where decoders read nothing.
+-- Returns the name of a field that encoders write and decoders do not read.
 local function written_at(bytes, class, is_request, place)
     local fields = written_frame(bytes, class, is_request)
     if refusal_of(fields, #bytes) then
@@ -617,7 +617,7 @@ end
 
 -- Records.
 
--- The parts of a text; of more than the most, the last one is the rest.
+-- Returns the parts of a text; if there are more than the most, the last one is the rest.
 local function split(text, separator, offset, most)
     local parts = {}
     local position = 1
@@ -638,7 +638,7 @@ local function count_of(text, separator)
     return select(2, text:gsub("%" .. separator, "")) + 1
 end
 
--- The number of a column as decoders parse it: 0 for any other text, and out of the range.
+-- Returns the number of a column as decoders parse it: 0 for any other text, and out of the range.
 local function parsed(text, low, high)
     local sign, digits = text:match("^[ \t\n\v\f\r]*([+-]?)(%d+)[ \t\n\v\f\r]*$")
     if not digits or (sign == "-" and low == 0) then
@@ -752,7 +752,7 @@ function columns.dataStringOrNone(text, length)
     return data_string(text, length, text == "" and 0 or nil)
 end
 
--- The fields of those steps whose column is there.
+-- Returns the fields of the steps whose column is there.
 local function column_fields(parts, class, steps)
     local fields, number = {}, 0
     for _, step in ipairs(steps) do
@@ -783,30 +783,36 @@ local function written_steps(class, is_request)
     return is_request and layout.requestRecord or layout.writtenReplyRecord
 end
 
-local function scan_record(text, class, is_request, base)
-    local layout = layouts.classes[class]
-    local parts = split(text, ",", base or 0, MOST_COLUMNS)
-    local fields = column_fields(parts, class,
-        is_request and layout.requestRecord or layout.replyRecord)
-    local readers, written, written_count = {}, {}, 0
-    local last = 0
+-- Returns the name of the field that an encoder writes into each column, and the number of columns.
+local function written_columns(class, is_request)
+    local names, count = {}, 0
     for _, step in ipairs(written_steps(class, is_request)) do
-        written[step.column] = step.name
-        written_count = written_count + 1
-        last = math.max(last, step.column)
+        names[step.column] = step.name
+        count = count + 1
     end
+    return names, count
+end
+
+-- Adds a note to each field in whose column an encoder writes another field.
+local function note_other_columns(fields, written)
     for _, field in ipairs(fields) do
-        readers[field.column] = true
-        last = math.max(last, field.column)
         local name = written[field.column]
         if name and name ~= field.name then
             field.fault = nil
             field.note = "an encoder writes " .. name .. " here"
         end
     end
+end
+
+-- Appends the columns that no decoder reads, up to the last one.
+local function add_unread_columns(fields, parts, written, last)
+    local is_read = {}
+    for _, field in ipairs(fields) do
+        is_read[field.column] = true
+    end
     for column = 0, math.min(last, #parts - 1) do
         local name = written[column]
-        if not readers[column] then
+        if not is_read[column] then
             fields[#fields + 1] = {
                 name = "",
                 column = column,
@@ -817,18 +823,39 @@ local function scan_record(text, class, is_request, base)
             }
         end
     end
-    local beyond = parts[last + 2]
-    if beyond then
-        local offset = beyond.offset - (base or 0)
-        local count = count_of(text:sub(offset + 1), ",")
-        fields[#fields + 1] = {
-            name = "",
-            column = last + 1,
-            offset = beyond.offset,
-            width = #text - offset,
-            fault = count == 1 and "a column after the last one"
-                or string.format("%d columns after the last one", count),
-        }
+end
+
+-- Appends the columns after the last one, from its part on, as one field.
+local function add_columns_after(fields, text, part, last, base)
+    local offset = part.offset - (base or 0)
+    local count = count_of(text:sub(offset + 1), ",")
+    fields[#fields + 1] = {
+        name = "",
+        column = last + 1,
+        offset = part.offset,
+        width = #text - offset,
+        fault = count == 1 and "a column after the last one"
+            or string.format("%d columns after the last one", count),
+    }
+end
+
+local function scan_record(text, class, is_request, base)
+    local layout = layouts.classes[class]
+    local parts = split(text, ",", base or 0, MOST_COLUMNS)
+    local fields = column_fields(parts, class,
+        is_request and layout.requestRecord or layout.replyRecord)
+    local written, written_count = written_columns(class, is_request)
+    local last = 0
+    for column in pairs(written) do
+        last = math.max(last, column)
+    end
+    for _, field in ipairs(fields) do
+        last = math.max(last, field.column)
+    end
+    note_other_columns(fields, written)
+    add_unread_columns(fields, parts, written, last)
+    if parts[last + 2] then
+        add_columns_after(fields, text, parts[last + 2], last, base)
     end
     -- The encoder of a special request's reply writes fewer columns than its decoder needs.
     local needed = math.min(layout.neededColumns[is_request and "request" or "reply"], written_count)
@@ -863,8 +890,8 @@ local function scan_item(part, is_request, is_read)
     return item
 end
 
--- The items are request records, or where a peer answers with a combination, reply records. Those
--- beyond the most that are shown are one field.
+-- The items are request records, or reply records if a peer answers with a combination. Items after the
+-- most that are shown are one field.
 local function scan_combination(text, is_request)
     local items = {}
     local is_read = true
@@ -1216,8 +1243,8 @@ local function is_nearly_linux(bytes)
     return sum % 0x10000 == little_endian(bytes, #bytes - 2, 2)
 end
 
--- The form by the first bytes. What looks like a frame is a record where it fits as one: a text may
--- hold zero bytes.
+-- Returns the form by the first bytes. Input that looks like a frame is a record if it fits as one,
+-- since a text may hold zero bytes.
 local function form_of(bytes, is_request)
     if bytes:sub(1, 2) == "\x55\xAA" then
         return "linux"
@@ -1273,7 +1300,7 @@ end
 local main = Proto("korvinpackage", "Korvin package")
 local fields = {}
 
--- What makes a field of each type; all others are numbers.
+-- Makes the field of Wireshark for a field of the protocol.
 local function proto_field(name, field)
     local abbreviation = "korvinpackage." .. name
     if field.type == "string" then
@@ -1299,7 +1326,7 @@ fields.class = ProtoField.string("korvinpackage.class", "class")
 fields.form = ProtoField.string("korvinpackage.form", "form")
 fields.direction = ProtoField.string("korvinpackage.direction", "direction")
 fields.label = ProtoField.string("korvinpackage.label", "label", base.UNICODE,
-    "form and class, in front of the message")
+    "form and class, before the message")
 fields.length = ProtoField.uint32("korvinpackage.length", "message length", base.DEC, nil, 0,
     "bytes of the message")
 fields.checksum_status = ProtoField.uint8("korvinpackage.checksum.status", "checksum status",
@@ -1350,7 +1377,7 @@ main.prefs.direction = Pref.enum("Direction", AUTO, "Which way the messages go",
 })
 main.prefs.framing = Pref.enum("TCP framing", MESSAGE_PER_SEGMENT, "Where a message ends", {
     { 1, "Each segment is a message", MESSAGE_PER_SEGMENT },
-    { 2, "A line, or its length in front", LINES_OR_LENGTHS },
+    { 2, "A line, or a length first", LINES_OR_LENGTHS },
 })
 
 -- Requests and replies.
@@ -1361,8 +1388,8 @@ function main.init()
     requests, replies, answered = {}, {}, {}
 end
 
--- Ties a message to the other side of the exchange while the capture is read for the first time.
--- Gives what is kept of a request.
+-- Ties a message to its request or reply while the capture is read for the first time. Returns what is
+-- kept of the request.
 local function tie(pinfo, place, message)
     if pinfo.visited or not message.serial then
         return
@@ -1414,7 +1441,7 @@ local function to_hex(bytes)
     end))
 end
 
--- Data that the packet does not contain literally gets a buffer of its own.
+-- Data that is not literally in the packet gets a buffer of its own.
 local function add_data(tree, range, field, raw)
     local item
     if field.column then
@@ -1558,12 +1585,12 @@ local function label_of(bytes)
     end
 end
 
--- Shows a message of which not even the label or the length is there.
+-- Shows a message that is cut in its label or length.
 local function show_cut(tvb, offset, tree)
     tree:add(fields.unread, tvb(offset)):add_proto_expert_info(experts.cut, CUT)
 end
 
--- @param length is that of the message, of which the capture may have less.
+-- @param length is that of the message; the capture may have fewer bytes.
 local function dissect_message(tvb, offset, length, pinfo, tree, wanted_class)
     local bytes = tvb:raw(offset, math.min(length, tvb:len() - offset))
     captured = nil
@@ -1610,8 +1637,8 @@ local function dissect_message(tvb, offset, length, pinfo, tree, wanted_class)
     show(tvb(offset, #bytes), bytes, pinfo, tree, message, place)
 end
 
--- The place, length and size in the stream of the message at an offset; the size is nil where
--- nobody knows it yet.
+-- Returns the place, length and size in the stream of the message at an offset; the size is nil if it
+-- is not known yet.
 local function message_at(tvb, offset)
     local there = tvb:len() - offset
     if there >= 4 and tvb(offset + 3, 1):uint() == 0 then

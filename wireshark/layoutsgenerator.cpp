@@ -1,7 +1,7 @@
-// Writes what the dissector knows of the protocol, as a Lua table: what each class consists of, and
-// the fields of every frame and record, as decoders read them and as encoders write them, from the
-// rows and layouts that the library itself walks over. A step of a layout is the verb, which says
-// what the field is, and its name.
+// Writes the tables of the dissector in Lua: the parts of each class, and the fields of every frame
+// and record as decoders read and as encoders write them. They come from the rows and layouts that
+// the library itself walks over. A step of a layout is a verb, which says what the field is, and a
+// name.
 
 #include "classlayouts_p.h"
 #include "codenames_p.h"
@@ -17,7 +17,7 @@ using namespace KorvinInspect;
 
 namespace {
 
-/// What Wireshark shows a field as, and the table of its codes.
+/// The type as which Wireshark shows a field, and the table of its codes.
 struct FieldType
 {
     const char *type;
@@ -38,7 +38,7 @@ constexpr FieldType PackageResult{"int32", "packageResult"};
 
 QMap<QString, FieldType> fieldTypes;
 
-/// Keeps the type of a field; a name stands for one type in all layouts.
+/// Keeps the type of a field; a name has one type in all layouts.
 void keepType(const QString &name, const FieldType &type)
 {
     const auto known = fieldTypes.constFind(name);
@@ -258,7 +258,7 @@ void put(const QString &line)
 /// Lists of steps that others begin with, by name.
 using SharedSteps = QMap<QString, QStringList>;
 
-/// Puts a list of steps, with the name of a shared list in place of its steps.
+/// Writes a list of steps, with the name of a shared list in place of its steps.
 void putSteps(const char *name, QStringList steps, const SharedSteps &shared = {}, int indent = 12)
 {
     constexpr int LastColumn = 100;
@@ -331,10 +331,10 @@ void putClass(const Korvin::ClassRow &row, const SharedSteps &shared)
     put(QStringLiteral("            neededColumns = { request = %1, reply = %2 },")
             .arg(Korvin::neededColumns(row, false))
             .arg(Korvin::neededColumns(row, true)));
-    const int access = row.base == Korvin::Base::Write ? OrvexEnum::Write : OrvexEnum::Read;
-    put(QStringLiteral("            usualAccess = %1,").arg(access));
-    if (row.base == Korvin::Base::Read || row.base == Korvin::Base::Write)
-        put(QStringLiteral("            onlyAccess = %1,").arg(access));
+    const auto access = Korvin::onlyAccess(row);
+    put(QStringLiteral("            usualAccess = %1,").arg(access.value_or(OrvexEnum::Read)));
+    if (access)
+        put(QStringLiteral("            onlyAccess = %1,").arg(*access));
     put(QStringLiteral("            usualKind = %1,").arg(row.usualKind));
     if (row.has(Korvin::Linux))
         put(QStringLiteral("            linux = true,"));

@@ -13,7 +13,7 @@ cmake --build --preset ci --target loopback_loadtest korvin-device korvin-proxy 
 
 build=build/ci
 loadtest() {
-    "$build/tests/loopback_loadtest" "$build/examples/loopback/korvin-device" \
+    "$build/tests/loopback_loadtest" "$build/tools/korvin-device" \
         "$build/examples/loopback/korvin-proxy" "$@" --clients 200 --devices 10 --deadline 300
 }
 loadtest load --requests 100000

@@ -11,6 +11,7 @@ docs/mutation.md does not explain are killed.
 """
 
 import argparse
+import collections
 import os
 import random
 import re
@@ -301,68 +302,92 @@ def cell(text):
     return "`` " + on_one_line(text).replace("|", "\\|") + " ``"
 
 
-def main():
+def parsed_arguments():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("--count", type=int, default=240, help="number of mutants (%(default)s)")
     parser.add_argument("--seed", type=int, default=1, help="which mutants (%(default)s)")
     parser.add_argument("--library", choices=LIBRARIES, default="korvinpackage")
     parser.add_argument("sources", nargs="*", help="sources instead of all of the library")
-    arguments = parser.parse_args()
+    return parser.parse_args()
 
-    suites = LIBRARIES[arguments.library]
-    programs = sorted({"all" if program == "ctest" else program for program, _ in suites})
-    names = REBUILT.get(arguments.library, [arguments.library])
+
+def sources_of(arguments):
     if arguments.library == "layouts":
-        mutants_of, sources = wrong_layouts, [LAYOUTS]
-    else:
-        mutants_of = candidates
-        sources = arguments.sources or sorted(
-            str(path.relative_to(ROOT)) for suffix in ("*.cpp", "*_p.h", "*.lua")
-            for path in (ROOT / arguments.library).glob(suffix)
-            if not path.stem.endswith(("generator", "_layouts")))
-    prepare(programs)
-    orders, shares = chosen(sources, mutants_of, arguments.count, arguments.seed)
+        return [LAYOUTS]
+    return arguments.sources or sorted(
+        str(path.relative_to(ROOT)) for suffix in ("*.cpp", "*_p.h", "*.lua")
+        for path in (ROOT / arguments.library).glob(suffix)
+        if not path.stem.endswith(("generator", "_layouts")))
+
+
+def timeouts_of(suites):
+    """Runs the suites without a mutant, and gives each some times as long as it took."""
     timeouts = {}
     for suite in suites:
         start = time.monotonic()
         if not passes(*suite, 600):
             sys.exit(f"mutate: {' '.join(suite)} fails without a mutant")
         timeouts[suite] = 20 + 5 * (time.monotonic() - start)
+    return timeouts
 
-    known = explained()
-    killed, equivalent, survivors, stillborn = 0, 0, [], 0
-    start = time.monotonic()
-    for source in sources:
+
+class Judge:
+    """Counts what becomes of the mutants of some sources."""
+
+    def __init__(self, names, timeouts):
+        self.names = names
+        self.timeouts = timeouts
+        self.known = explained()
+        self.counts = collections.Counter()
+
+    def outcome_of(self, source, original, mutant):
+        number, before, after = mutant
+        lines = original.split("\n")
+        lines[number:number + before.count("\n") + 1] = after.split("\n")
+        (TREE / source).write_text("\n".join(lines))
+        if self.names and not build(self.names):
+            return "not compiled"
+        if not all(passes(*suite, timeout) for suite, timeout in self.timeouts.items()):
+            return "killed"
+        if (source, on_one_line(before), on_one_line(after)) in self.known:
+            return "explained"
+        print(f"survives: | `{source}` | {cell(before)} | {cell(after)} | line {number + 1}", flush=True)
+        return "survives"
+
+    def judge(self, source, mutants, share):
+        """Judges mutants until as many as the share have compiled."""
+        start = time.monotonic()
         original = (TREE / source).read_text()
-        pending = list(orders[source])
-        alive, done = 0, 0
-        while pending and done < shares[source]:
-            number, before, after = pending.pop(0)
-            lines = original.split("\n")
-            lines[number:number + before.count("\n") + 1] = after.split("\n")
-            (TREE / source).write_text("\n".join(lines))
-            if names and not build(names):
-                stillborn += 1
-                continue
-            done += 1
-            if not all(passes(*suite, timeouts[suite]) for suite in suites):
-                killed += 1
-            elif (source, on_one_line(before), on_one_line(after)) in known:
-                equivalent += 1
-            else:
-                alive += 1
-                survivors.append((source, number + 1, before, after))
-                print(f"survives: | `{source}` | {cell(before)} | {cell(after)} | line {number + 1}",
-                      flush=True)
+        counts, done = collections.Counter(), 0
+        for mutant in mutants:
+            if done == share:
+                break
+            outcome = self.outcome_of(source, original, mutant)
+            counts[outcome] += 1
+            done += outcome != "not compiled"
         (TREE / source).write_text(original)
-        print(f"{source}: {done} mutants, {alive} survive ({time.monotonic() - start:.0f} s)",
+        self.counts += counts
+        print(f"{source}: {done} mutants, {counts['survives']} survive ({time.monotonic() - start:.0f} s)",
               flush=True)
 
-    judged = killed + len(survivors)
-    rate = killed / judged if judged else 0
-    print(f"{judged + equivalent} mutants of {len(sources)} sources, {killed} killed, {equivalent} "
-          f"explained, {len(survivors)} survive; {stillborn} more did not compile; "
-          f"{100 * rate:.1f} % killed of those that are not explained")
+
+def main():
+    arguments = parsed_arguments()
+    suites = LIBRARIES[arguments.library]
+    sources = sources_of(arguments)
+    prepare(sorted({"all" if program == "ctest" else program for program, _ in suites}))
+    mutants_of = wrong_layouts if arguments.library == "layouts" else candidates
+    orders, shares = chosen(sources, mutants_of, arguments.count, arguments.seed)
+    judge = Judge(REBUILT.get(arguments.library, [arguments.library]), timeouts_of(suites))
+    for source in sources:
+        judge.judge(source, orders[source], shares[source])
+
+    counts = judge.counts
+    judged = counts["killed"] + counts["survives"]
+    rate = counts["killed"] / judged if judged else 0
+    print(f"{judged + counts['explained']} mutants of {len(sources)} sources, {counts['killed']} killed, "
+          f"{counts['explained']} explained, {counts['survives']} survive; {counts['not compiled']} more did "
+          f"not compile; {100 * rate:.1f} % killed of those that are not explained")
     return 0 if rate >= REQUIRED else 1
 
 

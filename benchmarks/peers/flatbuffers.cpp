@@ -30,7 +30,7 @@ WriteDataT makeObject()
     return object;
 }
 
-/// Returns the message in bytes that are well-formed, else null.
+/// Returns the message in the bytes; null if they are not well-formed.
 const WriteData *verified(std::string_view bytes)
 {
     const auto *data = reinterpret_cast<const quint8 *>(bytes.data());
@@ -77,14 +77,14 @@ std::string_view viewOf(const QByteArray &bytes)
     return {bytes.constData(), static_cast<std::size_t>(bytes.size())};
 }
 
-/// Writes fields of the types that programs with Qt have.
+/// Writes fields of the types that programs with Qt use.
 void writeQtFields(FlatBufferBuilder &builder, const QtFields &fields)
 {
     writeFields(builder, viewOf(fields.deviceKey.toUtf8()), viewOf(fields.tag.toUtf8()), fields,
                 fields.data.constData());
 }
 
-/// Into the types that programs with Qt go on with.
+/// Reads fields into the types that programs with Qt use.
 bool readQtFields(std::string_view bytes, QtFields &fields)
 {
     const WriteData *view = verified(bytes);
@@ -162,7 +162,7 @@ void addObjectRows()
     const std::string_view view(reinterpret_cast<const char *>(bytes->data()), bytes->size());
     peer.decodes("plain", "owned, block copied",
                  [bytes, view](WriteDataT &object) { return readObject(view, object); });
-    // Without the cost of having the fields: they are looked up in the bytes.
+    // Fields are looked up in the bytes, not stored.
     peer.decodes("fresh", "view", "view, block in place", [bytes, view] {
         const WriteData *message = verified(view);
         if (!message)

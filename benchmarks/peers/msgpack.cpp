@@ -9,7 +9,7 @@ bool isRight(const StdFields &fields)
     return fields == makeStdFields();
 }
 
-/// Copies texts and the block only into the object, and none into the zone of the values.
+/// Copies texts and the block only into the object, not into the zone of the values.
 bool readInto(msgpack::zone &zone, std::string_view bytes, StdFields &fields)
 {
     const auto isReferenced = [](msgpack::type::object_type, std::size_t, void *) { return true; };
@@ -19,7 +19,7 @@ bool readInto(msgpack::zone &zone, std::string_view bytes, StdFields &fields)
     return fields.data.size() == LargeBlock;
 }
 
-/// What packing the fields as an object writes, from where they lie.
+/// Packs the fields directly, with the same bytes as packing an object.
 void packFields(msgpack::sbuffer &buffer)
 {
     static const StdFields f = makeStdFields();

@@ -79,12 +79,12 @@ inline StdFields makeStdFields()
     return fields;
 }
 
-/// What a library makes of the fields, and its rows. @p Object is what holds them.
+/// The rows of a library. @p Object holds the fields.
 template <typename Object>
 class Peer
 {
 public:
-    /// @param read reads an object from bytes; returns whether they are well-formed.
+    /// @param read reads an object from bytes, and returns whether they are well-formed.
     /// @param isRight returns whether an object has the fields of the original.
     Peer(std::string who, bool (*read)(std::string_view bytes, Object &object),
          bool (*isRight)(const Object &object))
@@ -121,7 +121,7 @@ public:
         });
     }
 
-    /// Adds the rows of a decoder into an object that is there and into a fresh one.
+    /// Adds the rows of a decoder into a reused object and into a fresh one.
     template <typename Decode>
     void decodes(const char *way, const char *memory, Decode decode) const
     {
@@ -140,7 +140,7 @@ public:
         });
     }
 
-    /// Adds one row of a decoder that has objects of its own, and keeps them alive.
+    /// Adds one row of a decoder that owns its objects and keeps them alive.
     template <typename Decode>
     void decodes(const char *object, const char *way, const char *memory, Decode decode) const
     {

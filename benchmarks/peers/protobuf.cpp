@@ -49,7 +49,7 @@ bool readMessage(std::string_view bytes, Message &message)
         && message.data().size() == LargeBlock;
 }
 
-/// An arena that is kept, with a first block that is large enough for a message.
+/// An arena that is reused; its first block is large enough for a message.
 class KeptArena
 {
 public:
@@ -58,7 +58,7 @@ public:
     {
     }
 
-    /// Returns a new message; the one before is gone.
+    /// Returns a new message, after deleting the one before.
     Message &message()
     {
         m_arena.Reset();
@@ -70,7 +70,8 @@ private:
     google::protobuf::Arena m_arena;
 };
 
-/// Adds an encoder with a string of its own and with one that is kept. @p make returns a message.
+/// Adds the rows of an encoder into a new string and into one that is reused. @p make returns a
+/// message.
 template <typename Make>
 void addEncoders(const Peer<Message> &peer, const char *object, const std::string &prefix,
                  Make make)
@@ -149,7 +150,7 @@ bool readNano(std::string_view bytes, peers_WriteData &message, unsigned flags)
         && message.data.size == LargeBlock;
 }
 
-/// Returns the number of bytes written, 0 when that fails.
+/// Returns the number of bytes written; 0 on failure.
 std::size_t writeNano(const peers_WriteData &message, char *bytes)
 {
     pb_ostream_t stream =

@@ -1,4 +1,5 @@
-// Qt's own ways to write fields: QDataStream, CBOR, and the block as registers of Modbus requests.
+// Qt's own ways to write fields: QDataStream, CBOR, and Modbus requests with the block as
+// registers.
 
 #include "peer.h"
 
@@ -13,7 +14,7 @@
 
 namespace {
 
-constexpr int Room = LargeBlock + 256; // for what any of them writes
+constexpr int Room = LargeBlock + 256; // enough for each of them
 
 template <typename Stream>
 Stream writerTo(QByteArray *bytes)
@@ -24,7 +25,7 @@ Stream writerTo(QByteArray *bytes)
         return QCborStreamWriter(bytes);
 }
 
-/// A stream with its buffer, which are kept from one frame to the next.
+/// A stream and its buffer, reused for each frame.
 template <typename Stream>
 struct KeptStream
 {
@@ -34,7 +35,7 @@ struct KeptStream
 
     KeptStream() { buffer.open(QIODevice::ReadWrite); }
 
-    /// Begins to read other bytes, which are shared.
+    /// Begins to read other bytes, without a copy.
     void begin(const QByteArray &other)
     {
         buffer.close();
@@ -43,7 +44,7 @@ struct KeptStream
     }
 };
 
-/// Adds the encoders of what is written to a stream.
+/// Adds the rows of encoders that write to a stream.
 template <typename Stream, typename Write>
 void addEncoders(const Peer<QtFields> &peer, const std::string &prefix, Write write)
 {
@@ -106,7 +107,7 @@ QDataStream &operator>>(QDataStream &in, QtFields &f)
         >> f.lowAddr >> f.highAddr >> f.broadcast >> f.clientPackageType >> f.data;
 }
 
-/// Adds the decoders of what is read from a QDataStream.
+/// Adds the rows of decoders that read from a QDataStream.
 template <typename Read>
 void addDecoders(const Peer<QtFields> &peer, const QByteArray &bytes, Read read)
 {
@@ -193,7 +194,7 @@ void writeCborStream(QCborStreamWriter &writer, const QtFields &f)
     writer.endArray();
 }
 
-/// Reads a text or a block, which come in one piece.
+/// Reads a text or a block, both in one piece.
 template <typename Value, typename Result>
 bool readPiece(QCborStreamReader &reader, Result (QCborStreamReader::*read)(), Value &value)
 {
@@ -260,7 +261,7 @@ void addQCbor()
 /// The most registers that one request can write.
 constexpr int Registers = 123;
 
-/// The registers' bytes as they are.
+/// Copies the bytes of the registers as they are.
 void writeModbus(QDataStream &stream, const QtFields &fields)
 {
     constexpr int MostBytes = 2 * Registers;
@@ -275,7 +276,7 @@ void writeModbus(QDataStream &stream, const QtFields &fields)
     }
 }
 
-/// The registers as numbers, as its manual shows.
+/// Reads the registers as numbers, as its manual shows.
 QByteArray writeModbusRegisters(const QtFields &fields)
 {
     QByteArray bytes;

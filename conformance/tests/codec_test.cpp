@@ -292,7 +292,7 @@ TEST_F(Conform, RefusesWrongArgumentsAndCases)
         {conformCases(valid) + QStringList{QStringLiteral("--junit"), path("none/report")},
          "none/report: "},
         {{path("none")}, "none: "},
-        {conformCases(""), "there is no case"},
+        {conformCases(""), ": empty"},
         {conformCases("x"), "line 1: no JSON object with a case"},
         {conformCases(valid + "\n\n{}\n"), "line 3: no JSON object with a case"},
         {conformCases(QByteArray(valid).replace("encode", "code")), "line 1: task: "},

@@ -631,7 +631,7 @@ TEST_F(ConformDevice, RefusesWrongArguments)
 
 #ifdef KORVIN_DEVICE
 
-/// The program korvin-device of examples/loopback.
+/// The program korvin-device.
 class ConformKorvinDevice : public ConformDevice
 {
 protected:
@@ -639,7 +639,7 @@ protected:
     {
         const QByteArray state = QJsonDocument(stateToJson(stateWithBlock())).toJson();
         m_process.start(QStringLiteral(KORVIN_DEVICE),
-                        QStringList{QStringLiteral("--state"), write("state.json", state)}
+                        QStringList{QStringLiteral("--config"), write("state.json", state)}
                             + options);
         while (!m_process.canReadLine())
             ASSERT_TRUE(m_process.waitForReadyRead());

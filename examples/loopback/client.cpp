@@ -326,27 +326,6 @@ private:
     int m_tags = 0;
 };
 
-struct Command
-{
-    const char *name;
-    const char *arguments;
-    const char *help;
-    int least; ///< Arguments that it must have.
-    int most;
-};
-
-const Command Commands[] = {
-    {"write", "ADDRESS DATA", "Write data to registers; DATA is hexadecimal digits or @FILE.", 2,
-     2},
-    {"read", "ADDRESS LENGTH [FILE]", "Read data, and show it or store it in a file.", 2, 3},
-    {"upload", "FILE NAME", "Send a file to the device.", 2, 2},
-    {"download", "NAME LENGTH [FILE]", "Read a file of the device.", 2, 3},
-    {"memory-write", "OFFSET DATA", "Write device memory.", 2, 2},
-    {"memory-read", "OFFSET LENGTH [FILE]", "Read device memory.", 2, 3},
-    {"special", "ID [TEXT]", "Send a special request; 1 asks the proxy for its devices.", 1, 2},
-    {"combination", "DATA NAME", "Write data, store it in a file, read it back: one record.", 2, 2},
-};
-
 QByteArray contentsOf(const QString &fileName)
 {
     QFile file(fileName);
@@ -377,7 +356,7 @@ int countFrom(const QString &name, const QString &text, int least = 0)
     return static_cast<int>(numberFrom(name, text, least, std::numeric_limits<int>::max()));
 }
 
-/// What was read goes to the file, or its beginning into the line that is printed.
+/// Writes what was read to the file, or returns its beginning for the line that is printed.
 QString deliver(const QByteArray &data, const QString &fileName)
 {
     constexpr int MaxShown = 16;
@@ -389,62 +368,114 @@ QString deliver(const QByteArray &data, const QString &fileName)
     return {};
 }
 
-/// Makes what a command does, which says whether it succeeded; what it has to say becomes
-/// @p shown. All arguments are read before anything is sent.
-std::function<bool(DeviceClient &)> makeAction(const QString &command, const QStringList &arguments,
-                                               QString *shown)
+/// Carries out a command, and returns whether it succeeded.
+using Action = std::function<bool(DeviceClient &)>;
+
+/// Makes the action of a command that reads, from an operation that reads into a QByteArray.
+template <typename Read>
+Action makeReading(Read read, const QString &fileName, QString *shown)
 {
-    const QString first = arguments.value(0);
-    const QString second = arguments.value(1);
-    const QString file = arguments.value(2);
-    const auto reads = [=](auto read) {
-        return [=](DeviceClient &client) {
-            QByteArray data;
-            const bool done = read(client, &data);
-            if (done)
-                *shown = deliver(data, file);
-            return done;
-        };
+    return [=](DeviceClient &client) {
+        QByteArray data;
+        const bool done = read(client, &data);
+        if (done)
+            *shown = deliver(data, fileName);
+        return done;
     };
-    if (command == QLatin1String("write")) {
-        const quint32 address = registerFrom(QStringLiteral("ADDRESS"), first);
-        const QByteArray data = dataFrom(second);
-        return [=](DeviceClient &client) { return client.write(address, data); };
-    }
-    if (command == QLatin1String("upload")) {
-        const QByteArray contents = contentsOf(first);
-        return [=](DeviceClient &client) { return client.upload(contents, second); };
-    }
-    if (command == QLatin1String("memory-write")) {
-        const int offset = countFrom(QStringLiteral("OFFSET"), first);
-        const QByteArray data = dataFrom(second);
-        return [=](DeviceClient &client) { return client.writeMemory(offset, data); };
-    }
-    if (command == QLatin1String("special")) {
-        const int id = countFrom(QStringLiteral("ID"), first);
-        return [=](DeviceClient &client) { return client.special(id, second, shown); };
-    }
-    if (command == QLatin1String("combination")) {
-        const QByteArray data = dataFrom(first);
-        return reads([=](DeviceClient &client, QByteArray *readBack) {
-            return client.combination(data, second, readBack) && *readBack == data;
-        });
-    }
-    const int length = countFrom(QStringLiteral("LENGTH"), second);
-    if (command == QLatin1String("download"))
-        return reads([=](DeviceClient &client, QByteArray *data) {
-            return client.download(first, length, data);
-        });
-    if (command == QLatin1String("memory-read")) {
-        const int offset = countFrom(QStringLiteral("OFFSET"), first);
-        return reads([=](DeviceClient &client, QByteArray *data) {
-            return client.readMemory(offset, length, data);
-        });
-    }
-    const quint32 address = registerFrom(QStringLiteral("ADDRESS"), first);
-    return reads(
-        [=](DeviceClient &client, QByteArray *data) { return client.read(address, length, data); });
 }
+
+Action makeWrite(const QStringList &arguments, QString *)
+{
+    const quint32 address = registerFrom(QStringLiteral("ADDRESS"), arguments.at(0));
+    const QByteArray data = dataFrom(arguments.at(1));
+    return [=](DeviceClient &client) { return client.write(address, data); };
+}
+
+Action makeRead(const QStringList &arguments, QString *shown)
+{
+    const int length = countFrom(QStringLiteral("LENGTH"), arguments.at(1));
+    const quint32 address = registerFrom(QStringLiteral("ADDRESS"), arguments.at(0));
+    return makeReading(
+        [=](DeviceClient &client, QByteArray *data) { return client.read(address, length, data); },
+        arguments.value(2), shown);
+}
+
+Action makeUpload(const QStringList &arguments, QString *)
+{
+    const QByteArray contents = contentsOf(arguments.at(0));
+    const QString &name = arguments.at(1);
+    return [=](DeviceClient &client) { return client.upload(contents, name); };
+}
+
+Action makeDownload(const QStringList &arguments, QString *shown)
+{
+    const QString &name = arguments.at(0);
+    const int length = countFrom(QStringLiteral("LENGTH"), arguments.at(1));
+    return makeReading(
+        [=](DeviceClient &client, QByteArray *data) { return client.download(name, length, data); },
+        arguments.value(2), shown);
+}
+
+Action makeMemoryWrite(const QStringList &arguments, QString *)
+{
+    const int offset = countFrom(QStringLiteral("OFFSET"), arguments.at(0));
+    const QByteArray data = dataFrom(arguments.at(1));
+    return [=](DeviceClient &client) { return client.writeMemory(offset, data); };
+}
+
+Action makeMemoryRead(const QStringList &arguments, QString *shown)
+{
+    const int length = countFrom(QStringLiteral("LENGTH"), arguments.at(1));
+    const int offset = countFrom(QStringLiteral("OFFSET"), arguments.at(0));
+    return makeReading([=](DeviceClient &client,
+                           QByteArray *data) { return client.readMemory(offset, length, data); },
+                       arguments.value(2), shown);
+}
+
+Action makeSpecial(const QStringList &arguments, QString *shown)
+{
+    const int id = countFrom(QStringLiteral("ID"), arguments.at(0));
+    const QString text = arguments.value(1);
+    return [=](DeviceClient &client) { return client.special(id, text, shown); };
+}
+
+Action makeCombination(const QStringList &arguments, QString *shown)
+{
+    const QByteArray data = dataFrom(arguments.at(0));
+    const QString &name = arguments.at(1);
+    return makeReading(
+        [=](DeviceClient &client, QByteArray *readBack) {
+            return client.combination(data, name, readBack) && *readBack == data;
+        },
+        QString(), shown);
+}
+
+/// A command. Its action is made from all arguments before anything is sent; what the command has
+/// to say becomes @p shown.
+struct Command
+{
+    const char *name;
+    const char *arguments;
+    const char *help;
+    int least; ///< Arguments that it must have.
+    int most;
+    Action (*make)(const QStringList &arguments, QString *shown);
+};
+
+const Command Commands[] = {
+    {"write", "ADDRESS DATA", "Write data to registers; DATA is hexadecimal digits or @FILE.", 2, 2,
+     makeWrite},
+    {"read", "ADDRESS LENGTH [FILE]", "Read data, and show it or store it in a file.", 2, 3,
+     makeRead},
+    {"upload", "FILE NAME", "Send a file to the device.", 2, 2, makeUpload},
+    {"download", "NAME LENGTH [FILE]", "Read a file of the device.", 2, 3, makeDownload},
+    {"memory-write", "OFFSET DATA", "Write device memory.", 2, 2, makeMemoryWrite},
+    {"memory-read", "OFFSET LENGTH [FILE]", "Read device memory.", 2, 3, makeMemoryRead},
+    {"special", "ID [TEXT]", "Send a special request; 1 asks the proxy for its devices.", 1, 2,
+     makeSpecial},
+    {"combination", "DATA NAME", "Write data, store it in a file, read it back: one record.", 2, 2,
+     makeCombination},
+};
 
 /// The command and its arguments, which are as many as it takes.
 const Command &commandOf(const QStringList &arguments)
@@ -475,13 +506,15 @@ QString description()
     return text;
 }
 
-} // namespace
-
-int main(int argc, char *argv[])
+/// What the command line asks for.
+struct Invocation
 {
-    const QCoreApplication application(argc, argv);
-    qSetMessagePattern(QStringLiteral("korvin-client: %{message}"));
+    DeviceClient::Options options;
+    QStringList arguments; ///< The command first.
+};
 
+Invocation parse(const QCoreApplication &application)
+{
     QCommandLineParser parser;
     parser.setApplicationDescription(description());
     parser.addHelpOption();
@@ -505,18 +538,29 @@ int main(int argc, char *argv[])
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("What to do."));
     parser.process(application);
 
-    const QStringList arguments = parser.positionalArguments();
-    const Command &command = commandOf(arguments);
+    Invocation invocation;
+    invocation.arguments = parser.positionalArguments();
+    commandOf(invocation.arguments);
     if (!parser.isSet(proxy))
         fail(QStringLiteral("--proxy: missing: ADDRESS:PORT expected"));
-    DeviceClient::Options options;
+    DeviceClient::Options &options = invocation.options;
     options.proxy = placeFrom(QStringLiteral("--proxy"), parser.value(proxy));
     options.deviceKey = parser.value(key);
     options.timeout = countFrom(QStringLiteral("--timeout"), parser.value(timeout), 1);
     options.attempts = countFrom(QStringLiteral("--attempts"), parser.value(attempts), 1);
     options.buffer = registerFrom(QStringLiteral("--buffer"), parser.value(buffer));
+    return invocation;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    qSetMessagePattern(QStringLiteral("korvin-client: %{message}"));
+    const auto [options, arguments] = parse(application);
     QString shown;
-    const auto action = makeAction(QLatin1String(command.name), arguments.mid(1), &shown);
+    const Action action = commandOf(arguments).make(arguments.mid(1), &shown);
     QElapsedTimer clock;
     clock.start();
     DeviceClient client(options);

@@ -39,6 +39,19 @@ void addDevices(Proxy *proxy, const QStringList &devices)
     }
 }
 
+/// Serves until the program is told to end.
+int run(Proxy &proxy)
+{
+    QObject::connect(&proxy, &Proxy::ready, &proxy, [&] {
+        print(QStringLiteral("korvin-proxy: listening on %1:%2\n")
+                  .arg(proxy.server().serverAddress().toString())
+                  .arg(proxy.server().serverPort()));
+    });
+    QObject::connect(&proxy, &Proxy::finished, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    handleTermination([&] { proxy.shutDown(); });
+    return QCoreApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -78,13 +91,5 @@ int main(int argc, char *argv[])
     addDevices(&proxy, parser.positionalArguments());
     if (!proxy.listen(host, static_cast<quint16>(portNumber)))
         fail(QStringLiteral("cannot listen: ") + proxy.server().errorString());
-    QObject::connect(&proxy, &Proxy::ready, &application, [&] {
-        print(QStringLiteral("korvin-proxy: listening on %1:%2\n")
-                  .arg(proxy.server().serverAddress().toString())
-                  .arg(proxy.server().serverPort()));
-    });
-    QObject::connect(&proxy, &Proxy::finished, &application, &QCoreApplication::quit,
-                     Qt::QueuedConnection);
-    handleTermination([&] { proxy.shutDown(); });
-    return QCoreApplication::exec();
+    return run(proxy);
 }

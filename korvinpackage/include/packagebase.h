@@ -189,15 +189,16 @@ public:
     /// @}
 
     /// @{
-    /// Key of the device on its link. A frame carries up to 65535 bytes of it in UTF-8, and its
-    /// reader ends it at a zero byte.
+    /// Key of the device on its link. A frame carries up to 65535 bytes of it in UTF-8, and
+    /// decoders of frames end it at a zero byte.
     QString getDeviceKey() const;
     void setDeviceKey(QString deviceKey);
     /// @}
 
     /// @{
     /// The caller's tag, which the peer echoes. A "," in it shifts all later columns of a record. A
-    /// frame carries up to 65535 bytes of it in UTF-8, and its reader ends it at a zero byte.
+    /// frame carries up to 65535 bytes of it in UTF-8, and decoders of frames end it at a zero
+    /// byte.
     QString getTag() const;
     void setTag(QString tag);
     /// @}
@@ -345,8 +346,9 @@ public:
 
     /// Verifies a frame of @p length bytes at @p start that ends with its checksum.
     ///
-    /// The last two bytes hold the sum, low byte first, of all bytes except the first two and the
-    /// last two. A frame of two to four bytes has nothing to sum and is right if it ends in 55 55.
+    /// The last two bytes hold the checksum, low byte first: 0x5555 plus all bytes except the first
+    /// two and the last two. A frame of two to four bytes has nothing to sum, and is right if it
+    /// ends in 55 55.
     ///
     /// @return false for a wrong checksum, and for an array that ends before the frame does.
     static bool ReviseOk(QByteArray data, int start, int length);

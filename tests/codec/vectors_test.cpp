@@ -1,7 +1,10 @@
 // Runs the vectors of tests/data/vectors. A case gives the fields of a package, what each of its
-// forms must be, and the fields of a new package of the class that has decoded that form
-// ("decodes": all that differ from the defaults of the class; the fields themselves where it is
-// missing).
+// forms must be, and the fields of a new package of the class that has decoded that form:
+// "decodes" has all that differ from the defaults of the class, "differs" those that differ from
+// the fields of the case; without either they are those of the case.
+//
+// A case with "common" also has the fields of common.json. The word "header" among its bytes stands
+// for the header there of a read or a write, and "common" in place of a form for the form there.
 
 #include "testsupport.h"
 #include "testvectors.h"

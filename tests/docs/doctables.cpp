@@ -382,7 +382,7 @@ QString classTable()
 QStringList aligned(const QString &markdown)
 {
     constexpr int MostCharacters = 96;
-    const QStringList rows = markdown.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QStringList rows = markdown.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     QVector<int> widths(rows.value(0).count(QLatin1Char('|')) + 1);
     const auto forCells = [&](const QString &row, auto visit) {
         const QStringList cells = row.split(QLatin1Char('|'));
@@ -448,7 +448,7 @@ QString withDocTables(const QString &document, QStringList *names)
 {
     static const QRegularExpression place(
         QStringLiteral(
-            "^((?:/// )?)<!-- table: ([^\\n]*) -->\\n(///)?\\n(?:(?:/// )?\\|[^\\n]*\\n)*"),
+            "^((?:/// )?)<!-- table: ([^\\n]*) -->\\n(?:(?:///)?\\n)?(?:(?:/// )?\\|[^\\n]*\\n)*"),
         QRegularExpression::MultilineOption);
     const QMap<QString, DocTable> tables = docTables();
     QString result;
@@ -464,6 +464,10 @@ QString withDocTables(const QString &document, QStringList *names)
         for (const QString &row : aligned(tables.value(name).markdown))
             result += prefix + row + QLatin1Char('\n');
         end = match.capturedEnd();
+        // A blank line comes before further text, in a header only before text of the same comment.
+        const QString next = document.mid(end, 4);
+        if (prefix.isEmpty() ? !next.startsWith(QLatin1Char('\n')) : next == prefix)
+            result += prefix.trimmed() + QLatin1Char('\n');
     }
     return result + document.mid(end);
 }

@@ -1,4 +1,4 @@
-// A client over TCP, against a simulated device behind a port.
+// A client over TCP, against a simulated device that listens on a port.
 
 #include "clientsupport.h"
 

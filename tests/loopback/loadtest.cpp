@@ -145,7 +145,7 @@ public:
         QStringList places = proxyOptions;
         for (int i = 0; i < settings.devices; ++i) {
             const QStringList arguments{
-                QStringLiteral("--state"),   state,
+                QStringLiteral("--config"),  state,
                 QStringLiteral("--seed"),    QString::number(i + 1),
                 QStringLiteral("--journal"), path(QStringLiteral("journal%1").arg(i))};
             m_devices.push_back(std::make_unique<Server>(device, arguments + deviceOptions,

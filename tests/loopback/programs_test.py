@@ -193,7 +193,7 @@ class LoopbackTest(unittest.TestCase):
         self.addCleanup(state.close)
         state.write(STATE)
         state.flush()
-        return self.start(DEVICE, "--state", state.name, *arguments)
+        return self.start(DEVICE, "--config", state.name, *arguments)
 
     def start_fake(self, serve):
         device = FakeDevice(serve)
@@ -234,7 +234,7 @@ class Options(LoopbackTest):
         (DEVICE, ["--faults", "1.5"], '--faults: "1.5" is not a number from 0 to 1'),
         (DEVICE, ["--faults", "nan"], '--faults: "nan" is not a number from 0 to 1'),
         (DEVICE, ["--seed", "x"], '--seed: "x" is not a number from 0 to 4294967295'),
-        (DEVICE, ["--state", "/nowhere"], "/nowhere: No such file or directory"),
+        (DEVICE, ["--config", "/nowhere"], "/nowhere: No such file or directory"),
         (DEVICE, ["--journal", "/nowhere/j"], "cannot write /nowhere/j: No such file or directory"),
         (DEVICE, ["more"], "more: one argument too many"),
         (PROXY, ["--port", "abc", "d=127.0.0.1:1"], '--port: "abc" is not a number from 0 to 65535'),

@@ -25,7 +25,7 @@ const char Example[] = R"({
                     {"address": 167772179, "size": 4, "data": "0A", "filled": 1},
                     {"address": "0xFFFFFFFF", "size": 1}],
          "files": [{"name": "a/b.txt", "data": "68 69"}, {"name": "", "data": ""}],
-         "fileSpace": 99,
+         "fileSpace": 199,
          "memory": {"size": 3, "data": "AB"}},
         {}
     ]})";
@@ -48,7 +48,7 @@ TEST(DeviceState, IsReadFromJson)
     EXPECT_EQ(unit.blocks[0xFFFFFFFF].data, hex("00"));
     EXPECT_EQ(unit.files[QStringLiteral("a/b.txt")], "hi");
     EXPECT_EQ(unit.files.size(), 2);
-    EXPECT_EQ(unit.fileSpace, 99);
+    EXPECT_EQ(unit.fileSpace, 199);
     EXPECT_EQ(unit.memory, hex("AB0000"));
     const Unit plain = state.units.value({});
     EXPECT_TRUE(plain.blocks.isEmpty());
@@ -75,7 +75,7 @@ TEST(DeviceState, SurvivesJson)
                 {"address": "0x0a000013", "data": "0a", "size": 4, "filled": 1},
                 {"address": "0xffffffff", "data": "", "size": 1, "filled": 0}],
              "files": [{"name": "", "data": ""}, {"name": "a/b.txt", "data": "6869"}],
-             "fileSpace": 99,
+             "fileSpace": 199,
              "memory": {"size": 3, "data": "ab"}}]})"));
     DeviceState again;
     ASSERT_EQ(stateFromJson(saved, &again), QString());

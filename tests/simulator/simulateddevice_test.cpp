@@ -25,7 +25,7 @@ DeviceState exampleState()
     unit.blocks[Register] = {hex("10 11 12 13 14 15 16 17 18 19 1A 1B")};
     unit.blocks[Buffer] = {hex("00 00 00 00 00 00 00 00")};
     unit.files[QStringLiteral("a.txt")] = "hello";
-    unit.fileSpace = 16;
+    unit.fileSpace = 2 * (64 + 5) + 16; // two files with names of 5 bytes and 16 bytes of contents
     unit.memory = "ABCDEFGH";
     state.specials[12] = QStringLiteral("pong");
     state.maxPartSize = 8;
@@ -109,7 +109,7 @@ const Row Rows[] = {
      "55AA 02 07 00 FF 01 02 FFFF 00 00 1800 000A 0000 8058"},
     {"data read of an unknown register, frame", ReadData, Form::Frame,
      HEADER "00 00 0F00 000A 01000000 00 01000000", "00 0700 05 01 0A 00000000"},
-    {"data read behind the last register", ReadData, Form::Frame,
+    {"data read past the last register", ReadData, Form::Frame,
      HEADER "00 00 0801 000A 01000000 00 01000000", "00 0700 05 01 0A 00000000"},
     {"data read of an unknown register, record", ReadData, Form::Text,
      "7,k,1,0,255,2,65535,2560,15,0,read,3,t,ok,ok,1,data",
@@ -163,7 +163,7 @@ const Row Rows[] = {
      WRITE_BUFFER "00 01 00000000 622E747874", "00 0700 01 01 F9"},
     {"file write record", WriteFile, Form::Text, WRITE_BUFFER_COLUMNS "ok,ok,false,file,b.txt,0",
      WRITE_BUFFER_COLUMNS "ok,ok,0,false,file,b.txt,0"},
-    {"file write behind the end", WriteFile, Form::Text,
+    {"file write past the end", WriteFile, Form::Text,
      WRITE_BUFFER_COLUMNS "ok,ok,false,file,b.txt,1",
      WRITE_BUFFER_COLUMNS "ok,fileWriteFailure,1,false,file,b.txt,1"},
     {"file write from no block", WriteFile, Form::Text,
@@ -176,9 +176,9 @@ const Row Rows[] = {
      READ_BUFFER_COLUMNS "ok,ok,0,4,memData,4"},
     {"memory read past the end", ReadMemory, Form::Text, READ_BUFFER_COLUMNS "ok,ok,4,memData,5",
      READ_BUFFER_COLUMNS "ok,memErr,2,4,memData,5"},
-    {"memory read in front of the beginning", ReadMemory, Form::Text,
+    {"memory read before the beginning", ReadMemory, Form::Text,
      READ_BUFFER_COLUMNS "ok,ok,4,memData,-1", READ_BUFFER_COLUMNS "ok,memErr,2,4,memData,-1"},
-    {"memory read far behind the end", ReadMemory, Form::Text,
+    {"memory read far past the end", ReadMemory, Form::Text,
      READ_BUFFER_COLUMNS "ok,ok,4,memData,2147483647",
      READ_BUFFER_COLUMNS "ok,memErr,2,4,memData,2147483647"},
     {"memory read of more than the buffer holds", ReadMemory, Form::Text,
@@ -307,7 +307,7 @@ TEST(SimulatedDevice, FilesAreWrittenInPartsFromTheBuffer)
     // The same part once more, as after a lost reply.
     writePart("2,100/101", "3");
     EXPECT_EQ(unit.files[name], "abcde");
-    // 5 bytes of a.txt and 5 + 7 of this one do not fit into 16.
+    // 5 bytes of a.txt and 5 + 7 of this one are more than 16.
     EXPECT_EQ(writePart("7,1/2/3/4/5/6/7", "5"),
               WRITE_BUFFER_COLUMNS "ok,deviceSpaceNoEnough,2,false,file,b.txt,5");
     EXPECT_EQ(unit.files[name], "abcde");

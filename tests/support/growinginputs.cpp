@@ -146,7 +146,7 @@ void appendFrames(std::vector<GrowingInput> &inputs, const PackageClass &itsClas
             return frame(marker, QByteArray(size, '\xFF'), QByteArray(40, '\0'));
         }));
         inputs.push_back(
-            frameInput(itsClass, direction, "bytes behind it", FrameText,
+            frameInput(itsClass, direction, "trailing bytes", FrameText,
                        [=](int size) { return frame(marker, {}, QByteArray(size, '\0')); }));
     }
 }
@@ -219,9 +219,9 @@ void appendData(std::vector<GrowingInput> &inputs)
     const Bytes fitting = [](int size) { return linuxFrame(size, QByteArray(size, 'd')); };
     const Bytes longer = [](int size) { return linuxFrame(7, QByteArray(size, 'd')); };
     inputs.push_back(linuxInput<PackageRequestReadData>("data", fitting));
-    inputs.push_back(linuxInput<PackageRequestReadData>("bytes behind it", longer));
+    inputs.push_back(linuxInput<PackageRequestReadData>("trailing bytes", longer));
     inputs.push_back(linuxInput<PackageRequestWriteData>("data", fitting));
-    inputs.push_back(linuxInput<PackageRequestWriteData>("bytes behind it", longer));
+    inputs.push_back(linuxInput<PackageRequestWriteData>("trailing bytes", longer));
 }
 
 void appendCombinations(std::vector<GrowingInput> &inputs)

@@ -45,6 +45,8 @@ inline void PrintTo(const Vector &vector, std::ostream *out)
          << vector.content.value(QLatin1String("name")).toString().toStdString();
 }
 
+/// All cases, spelled out: nothing in them refers to common.json, and "decodes" stands where a form
+/// only has what differs.
 std::vector<Vector> allVectors();
 
 /// The bytes of a form, or the record in UTF-8.

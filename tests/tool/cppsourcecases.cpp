@@ -1,12 +1,9 @@
 #include "cppsourcecases.h"
 
+#include "testvectors.h"
+
 #include <korvininspect/packageclass.h>
 #include <korvininspect/packagejson.h>
-
-#include <QtCore/QDir>
-#include <QtCore/QFile>
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
 
 #include <functional>
 
@@ -157,17 +154,10 @@ void addData(Packages &packages, const PackageClass &itsClass)
 
 void addVectors(Packages &packages)
 {
-    const QDir directory(QStringLiteral(TEST_DATA "/vectors"));
-    for (const QString &fileName : directory.entryList(QDir::Files, QDir::Name)) {
-        QFile file(directory.filePath(fileName));
-        if (!file.open(QIODevice::ReadOnly))
-            require(file.errorString());
-        const QJsonObject json = QJsonDocument::fromJson(file.readAll()).object();
-        const PackageClass *itsClass = packageClass(json.value(QLatin1String("class")).toString());
-        for (const QJsonValue content : json.value(QLatin1String("cases")).toArray()) {
-            packages.push_back(itsClass->create());
-            require(packageFromJson(content[QLatin1String("fields")].toObject(), *packages.back()));
-        }
+    for (const Vector &vector : allVectors()) {
+        packages.push_back(packageClass(vector.className)->create());
+        require(packageFromJson(vector.content.value(QLatin1String("fields")).toObject(),
+                                *packages.back()));
     }
 }
 

@@ -161,6 +161,75 @@ TEST_F(ExplainCommands, HtmlIsWrittenToAFile)
     EXPECT_TRUE(content.contains("commResult"));
 }
 
+TEST_F(ExplainCommands, HtmlIsPrinted)
+{
+    const QByteArray page = outputOf({QStringLiteral("explain"), QStringLiteral("--html"),
+                                      QStringLiteral("-"), QString::fromLatin1(ShortReply)});
+    EXPECT_TRUE(page.startsWith("<!DOCTYPE html>"));
+    EXPECT_TRUE(page.contains("commResult"));
+}
+
+TEST_F(ExplainCommands, WhatIsNotPlainIsSaid)
+{
+    const struct
+    {
+        const char *input;
+        const char *understood;
+    } rows[] = {
+        {"00:05:00:00:01:00", "6 bytes in hexadecimal digits with colons"},
+        {"0x00 0x05 0x00 0x00 0x01 0x00", "6 bytes in numbers with 0x"},
+        {"AAUAAAEA", "6 bytes in base64"},
+        {"00000000: 0005 0000 0100  ......", "6 bytes in a dump with offsets"},
+        {"frame PackageBase 000500000100", "a message after its form and class"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.input);
+        const Finished run = korvinpack(arguments("check", row.input));
+        EXPECT_EQ(run.output, QByteArray("ok (as reply frame of PackageBase)\n"));
+        EXPECT_EQ(run.error,
+                  QStringLiteral("korvinpack: INPUT: understood as %1\n")
+                      .arg(QLatin1String(row.understood)));
+    }
+}
+
+TEST_F(ExplainCommands, EachNotationIsSaidOnce)
+{
+    const Finished run =
+        korvinpack(words("check"), "00:05:00:00:01:00\n000500000100\n00:06:00:00:01:00\n");
+    EXPECT_EQ(run.output.count('\n'), 3);
+    EXPECT_EQ(run.error,
+              QStringLiteral("korvinpack: -, line 1: understood as 6 bytes in hexadecimal digits "
+                             "with colons\n"));
+}
+
+TEST_F(ExplainCommands, ClassInFrontIsTaken)
+{
+    const Finished run = korvinpack(
+        {QStringLiteral("explain"), QStringLiteral("text SpecialPackageRequest 12,0,hello")});
+    EXPECT_TRUE(run.output.startsWith("request record of SpecialPackageRequest, 10 bytes: ok"));
+}
+
+TEST_F(ExplainCommands, CapturesAreReadWithTimesAndPartners)
+{
+    const Finished run = korvinpack(words("check --file " CAPTURES_DIR "/loopback.pcap"));
+    EXPECT_EQ(run.exitStatus, 1); // replies to special requests and combinations are refused
+    EXPECT_TRUE(run.output.startsWith(
+        "packet 7, 2026-11-21T12:40:39.245526Z, 127.0.0.1:49748 -> 127.0.0.1:5001: ok "
+        "(as request record of SpecialPackageRequest)\n"))
+        << run.output.toStdString();
+    EXPECT_EQ(run.output.count('\n'), 119);
+    EXPECT_TRUE(run.error.endsWith(
+        QLatin1String("loopback.pcap: understood as a pcap capture: 316 packets, 119 messages, 40 "
+                      "TCP streams framed by lines, 4 TCP streams framed by length\n")));
+
+    const Finished json = korvinpack(words("explain --json --file " CAPTURES_DIR "/loopback.pcap"));
+    const QJsonObject first = QJsonDocument::fromJson(json.output.split('\n').first()).object();
+    EXPECT_EQ(first.value(QLatin1String("packet")), 7);
+    EXPECT_EQ(first.value(QLatin1String("time")), QStringLiteral("2026-11-21T12:40:39.245526Z"));
+    EXPECT_EQ(first.value(QLatin1String("from")), QStringLiteral("127.0.0.1:49748"));
+    EXPECT_EQ(first.value(QLatin1String("to")), QStringLiteral("127.0.0.1:5001"));
+}
+
 TEST_F(ExplainCommands, DiffTakesTexts)
 {
     const QString first = write("first.txt", "00 0500 00 01 00\n");
@@ -246,6 +315,39 @@ TEST_F(NeedsATerminal, ColorsAreShown)
     EXPECT_FALSE(never.contains('\x1B'));
 }
 
+TEST_F(NeedsATerminal, TablesFit)
+{
+    const char *const commands[] = {
+        "explain --color=never '00 0500 00 01 00 03000000 01FF10'",
+        "decode --class PackageBase --direction reply 000500000100",
+        "classes PackageRequestWriteData",
+        "classes",
+    };
+    for (const int width : {80, 100, 120}) {
+        for (const char *command : commands) {
+            const QByteArray output = shown(QStringLiteral("stty cols %1; " KORVINPACK " %2")
+                                                .arg(width)
+                                                .arg(QLatin1String(command)));
+            for (const QByteArray &line : output.split('\n').mid(2)) // after the headline
+                EXPECT_LE(line.trimmed().size(), width) << line.toStdString();
+        }
+    }
+}
+
+TEST_F(NeedsATerminal, RecordsDoNotControlIt)
+{
+    EXPECT_TRUE(shown(QStringLiteral(KORVINPACK " encode --form text --class PackageBase "
+                                                "--set tag=$'a\\x1Bb'"))
+                    .contains("a\\u001bb"));
+}
+
+TEST_F(NeedsATerminal, WaitingForInputIsSaid)
+{
+    EXPECT_TRUE(shown(QStringLiteral("printf '\\004' | script --quiet --command '" KORVINPACK
+                                     " check' /dev/null; true"))
+                    .contains("waiting for input on the terminal"));
+}
+
 TEST_F(NeedsATerminal, ProgressIsShown)
 {
     const QString records = write("records.txt", (QByteArray(ShortReply) + '\n').repeated(10000));
@@ -305,43 +407,6 @@ TEST_F(ExplainCommands, FiftyThousandExplanationsTakeNoMoreMemoryThanAFew)
     const long peakOfFewGuesses = peakOf(json + QStringList(thousands(1, ShortReply)), nowhere);
     EXPECT_LT(peakOf(json + QStringList(thousands(20, ShortReply)), nowhere),
               peakOfFewGuesses + 4096);
-}
-
-TEST_F(ExplainCommands, WrongInputGetsOneLineAndStatus2)
-{
-    const struct
-    {
-        const char *command;
-        const char *input;
-        const char *error;
-    } rows[] = {
-        {"explain 0", "",
-         "INPUT: the hexadecimal digit at character 1 is not followed by a second one"},
-        {"check --form frame 00,05", "", "INPUT: \",\" at character 3 is not a hexadecimal digit"},
-        {"diff 000500000100 7,usb0,0", "", "B: \",\" at character 2 is not a hexadecimal digit"},
-        {"explain --class Package 00", "",
-         "Package: no such class; \"korvinpack classes\" lists them"},
-        {"explain --form binary 00", "", "--form binary: not one of frame, text, linux"},
-        {"explain --direction up 00", "", "--direction up: not one of request, reply"},
-        {"explain --color=blue 00", "", "--color blue: not one of auto, always, never"},
-        {"explain --class PackageRequestCombination --form frame --direction request 00", "",
-         "INPUT: there is no request frame of PackageRequestCombination"},
-        {"check --file /nowhere/x", "", "/nowhere/x: No such file or directory"},
-        {"check --file x 00", "", "--file x: not allowed with INPUT"},
-        {"check 00 01", "", "01: unexpected argument"},
-        {"explain --html /nowhere/x 00", "", "/nowhere/x: No such file or directory"},
-        {"explain --html x", "00\n01\n", "--html x: a page shows only one input"},
-        {"diff 00", "", "A and B: missing"},
-        {"diff 00 0", "",
-         "B: the hexadecimal digit at character 1 is not followed by a second one"},
-        {"diff --files /nowhere/x 00", "", "/nowhere/x: No such file or directory"},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.command);
-        const Finished run = korvinpack(words(row.command), row.input);
-        EXPECT_EQ(run.exitStatus, 2);
-        EXPECT_EQ(run.error, QStringLiteral("korvinpack: %1\n").arg(QString::fromUtf8(row.error)));
-    }
 }
 
 TEST_F(ExplainCommands, CppBuildsThePackage)

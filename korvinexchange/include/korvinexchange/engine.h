@@ -151,9 +151,8 @@ public:
 
     /// Handles a message that was received.
     ///
-    /// @param classId is the class of the message, if the transport says it: a reply of another
-    /// class
-    ///     than its request is refused.
+    /// @param classId is the class of the message, if the transport says it. A reply of another
+    ///     class than its request is refused.
     void receive(KorvinInspect::Form form, const QByteArray &message, Time now,
                  std::optional<KorvinInspect::ClassId> classId = {});
 

@@ -28,13 +28,13 @@ enum class FramingFault {
 /// messages come before and after it.
 ///
 /// After a fault the stream cannot be read any further, except where a class says otherwise,
-/// because nobody can tell where the next message begins. Later bytes are ignored. Only the
+/// because the beginning of the next message is not known. Later bytes are ignored. Only the
 /// constructors throw: running out of memory is a fault.
 class KORVINEXCHANGE_EXPORT Framing
 {
 public:
     /// @param messageSize is the largest size of a message, without the bytes that the framing
-    /// adds.
+    ///     adds.
     /// @param deadline is the longest time from the first byte of a message to its last.
     Framing(int messageSize, std::chrono::milliseconds deadline);
     virtual ~Framing();
@@ -43,8 +43,8 @@ public:
     /// memory runs out.
     std::optional<QByteArray> encode(const QByteArray &message) const;
 
-    /// Adds received bytes and returns the messages that are complete now. Before, it gives up what
-    /// is overdue, as handleTimeout() does.
+    /// Adds received bytes, and returns the messages that are complete now. Gives up an overdue
+    /// message first, as handleTimeout() does.
     std::vector<QByteArray> receive(const QByteArray &bytes, Time now);
 
     /// Ends the stream. An incomplete message will not be completed.
@@ -55,7 +55,7 @@ public:
     /// Returns why the stream cannot be read any further, or `FramingFault::None`.
     FramingFault fault() const { return m_fault; }
 
-    /// Returns the deadline of an incomplete message; nothing if there is none.
+    /// Returns the deadline of an incomplete message; nothing without such a message.
     std::optional<Time> nextTimeout() const;
 
     /// Gives up an incomplete message if its deadline is over.

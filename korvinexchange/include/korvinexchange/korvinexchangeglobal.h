@@ -14,7 +14,7 @@
 #include <chrono>
 
 /// @def KORVINEXCHANGE_EXPORT
-/// Stands before what is exported; empty in a static build.
+/// Marks an exported class or function; empty in a static build.
 
 #if defined(KORVINEXCHANGE_STATIC)
 #define KORVINEXCHANGE_EXPORT

@@ -10,7 +10,7 @@
 namespace KorvinExchange {
 
 /// Linux frames as they are, for serial lines: each begins with 55 AA and ends with its checksum,
-/// and its header says how much data lies between.
+/// and its header says how much data comes between them.
 ///
 /// Bytes that do not begin a frame with a right checksum are skipped one by one, so reading
 /// continues after noise. If bytes look like the beginning of a frame, the framing waits for the

@@ -52,7 +52,7 @@ enum class SendError {
 /// An event of Engine::takeEvent().
 struct Event
 {
-    /// Whether it is over.
+    /// The type of an event.
     enum class Type {
         Progress, ///< `done` of a transfer has grown.
         Finished  ///< A request or transfer has ended: its last event.

@@ -12,7 +12,7 @@
 
 namespace KorvinExchange {
 
-/// A request or transfer that was passed to a Client, and in the end its outcome.
+/// A request or transfer that was passed to a Client. When it is finished, it has the outcome.
 ///
 ///     Reply *reply = client.send(&read);
 ///     connect(reply, &Reply::finished, this, [=] {

@@ -7,7 +7,7 @@
 
 namespace KorvinExchange {
 
-/// What happened with a message.
+/// What happened to a message.
 enum class TraceEvent {
     Sent,         ///< A request, for the first time.
     Repeated,     ///< A request, again.

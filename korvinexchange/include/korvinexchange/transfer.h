@@ -72,9 +72,9 @@ public:
     int window() const { return m_window; }
     /// @}
 
-    Kind kind() const { return m_kind; }               ///< As it was made.
-    PackageBase *package() const { return m_package; } ///< The caller's.
-    QByteArray data() const { return m_data; }         ///< To write, of files and memory.
+    Kind kind() const { return m_kind; }               ///< What is transferred, and which way.
+    PackageBase *package() const { return m_package; } ///< The caller's package.
+    QByteArray data() const { return m_data; }         ///< What to write into a file or memory.
 
 private:
     Transfer(Kind kind, PackageBase *package, const QByteArray &data);

@@ -64,8 +64,8 @@ struct PackageField
     std::function<QString(const PackageBase &)> expression;
 };
 
-/// A class of packages: its fields, and how to create a package. There is none for
-/// PackageRequestCombination, which is a list of packages, not a package.
+/// A class of packages: its fields, and how to create a package. PackageRequestCombination is a
+/// list of packages, and so not one of these classes.
 struct PackageClass
 {
     ClassId id;   ///< The class in a MessageShape.

@@ -43,7 +43,7 @@ struct KnownShape
     std::optional<Form> form = {};           ///< Which encoding it is in.
     std::optional<Direction> direction = {}; ///< Which way it goes.
 
-    /// Whether @p shape is not another one than what is known.
+    /// Returns whether @p shape agrees with what is known.
     bool agreesWith(const MessageShape &shape) const
     {
         return classId.value_or(shape.classId) == shape.classId
@@ -52,9 +52,9 @@ struct KnownShape
     }
 };
 
-/// The first one of guess() that agrees with what is known, in a fraction of the time.
+/// Returns the first guess of guess() that agrees with what is known, in a fraction of the time.
 ///
-/// @return nothing where no shape agrees with it.
+/// @return nothing if no shape agrees with it.
 KORVININSPECT_EXPORT std::optional<Guess> bestGuess(const QByteArray &input,
                                                     const KnownShape &known = {});
 

@@ -57,7 +57,7 @@ struct Block
     int filled = 0;
 };
 
-/// What a device has at one address.
+/// The contents of a device at one address.
 struct Unit
 {
     /// By the register address of the first byte; blocks must not overlap.

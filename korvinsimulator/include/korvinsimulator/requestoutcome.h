@@ -10,8 +10,8 @@ struct RequestOutcome
 {
     /// 0 for success; always below 128. A Linux frame carries only this code, as its status.
     unsigned ackCode = 0;
-    OrvexEnum::CommResults commResult = OrvexEnum::CommOk;    ///< Of the transport.
-    OrvexEnum::PackageResults packResult = OrvexEnum::PackOk; ///< Of the device.
+    OrvexEnum::CommResults commResult = OrvexEnum::CommOk;    ///< Result of the transport.
+    OrvexEnum::PackageResults packResult = OrvexEnum::PackOk; ///< Result of the device.
 };
 
 } // namespace KorvinSimulator

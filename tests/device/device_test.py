@@ -1,0 +1,648 @@
+"""The program korvin-device, as its users see it.
+
+Usage: device_test.py DEVICE SCHEMA [unittest options]
+"""
+
+import contextlib
+import json
+import os
+import pathlib
+import re
+import resource
+import select
+import shutil
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+import jsonschema
+
+DEVICE = os.path.abspath(sys.argv[1])
+SCHEMA = json.loads(pathlib.Path(sys.argv[2]).read_text("utf-8"))
+
+# Sanitizers take more memory, and time.
+MEMORY_FACTOR = int(os.environ.get("MEMORY_FACTOR", 1))
+
+UNIT = {"desAddr": 255, "deviceType": 1, "portAddr": 2, "scanBoardAddr": 65535}
+CONFIGURATION = {
+    "$schema": "korvin-device.schema.json",
+    "units": [
+        {
+            **UNIT, "name": "left",
+            "ranges": [
+                {"name": "counter", "address": "0x0A000010", "type": "uint32",
+                 "behaviour": {"kind": "count"}},
+                {"name": "level", "address": "0x0A000020", "type": "uint16", "value": 7},
+                {"name": "slow", "address": "0x0A000030", "type": "uint8", "delay": 300},
+                {"name": "wave", "address": "0x0A000040", "type": "float32", "repeat": 2,
+                 "behaviour": {"kind": "sine", "low": 1, "high": 2, "period": 1000}},
+                {"name": "key", "address": "0x0A000050", "type": "uint8", "access": "write",
+                 "delay": {"mean": 1, "deviation": 0.5},
+                 "onWrite": {"set": [{"range": "level", "value": 1}], "outcome": {"ackCode": 9}}},
+            ],
+            "files": [{"name": "a", "text": "hello"}, {"name": "b", "data": "00FF", "size": 3}],
+        },
+        {**UNIT, "portAddr": 3, "blocks": [{"address": 16, "data": "0102", "size": 70000}],
+         "memory": {"size": 4}},
+    ],
+    "specials": [{"id": 12, "answer": "pong"}],
+    "limits": {"connections": 1100},
+}
+
+READ_LEVEL = "7,k,1,0,255,2,65535,2560,32,0,read,3,t,ok,ok,2,data"
+LEVEL = "7,k,1,0,255,2,65535,2560,32,0,read,3,t,ok,ok,0,2,data,2,7/0"
+READ_SLOW = READ_LEVEL.replace(",32,0,", ",48,0,").replace(",2,data", ",1,data")
+
+
+def line_of(record, name="PackageRequestReadData"):
+    return f"text {name} {record}\n".encode()
+
+
+def prefixed(message):
+    return struct.pack("<I", len(message)) + message
+
+
+class Device:
+    """A running program; arguments that are not text are a configuration."""
+
+    def __init__(self, folder, *arguments, **options):
+        words = []
+        for argument in arguments:
+            if not isinstance(argument, str):
+                path = folder / "device.json"
+                path.write_text(json.dumps(argument), "utf-8")
+                argument = f"--config={path}"
+            words.append(argument)
+        self.folder = folder
+        self.log_file = open(folder / "log", "w+", encoding="utf-8")
+        self.control = str(folder / "control")
+        self.process = subprocess.Popen(
+            [DEVICE, "--control", self.control, *words], cwd=folder, text=True,
+            stdout=subprocess.PIPE, stderr=self.log_file, **options)
+        self.places = [self.process.stdout.readline().rpartition(" ")[2].strip()]
+
+    def connect(self):
+        host, _, port = self.places[0].rpartition(":")
+        return socket.create_connection((host, int(port)), timeout=20)
+
+    def log(self):
+        return (self.folder / "log").read_text("utf-8")
+
+    def wait_for_log(self, text):
+        end = time.monotonic() + 15
+        while text not in self.log():
+            if time.monotonic() > end:
+                raise AssertionError(f"{text!r} not in {self.log()[-2000:]}")
+            time.sleep(0.02)
+
+    def ctl(self, *words):
+        return subprocess.run([DEVICE, "ctl", self.control, *words], capture_output=True, text=True,
+                              cwd=self.folder, timeout=20, check=False)
+
+    def value(self, *words):
+        run = self.ctl(*words)
+        assert run.returncode == 0, run.stderr
+        return run.stdout.strip()
+
+    def end(self, number=signal.SIGTERM):
+        self.process.send_signal(number)
+        return self.process.wait(20)
+
+    def memory(self):
+        with open(f"/proc/{self.process.pid}/status", encoding="utf-8") as file:
+            return next(int(line.split()[1]) / 1024 for line in file if line.startswith("VmRSS"))
+
+    def processor_seconds(self):
+        with open(f"/proc/{self.process.pid}/stat", encoding="utf-8") as file:
+            fields = file.read().rpartition(")")[2].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def close(self):
+        self.process.kill()
+        self.process.wait()
+        self.process.stdout.close()
+        self.log_file.close()
+
+
+def is_ended(connection):
+    """Whether the other side ends the connection; with a reset, where it has not read everything."""
+    try:
+        return connection.recv(10) == b""
+    except ConnectionResetError:
+        return True
+
+
+class DeviceTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="device-")
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def start(self, *arguments, **options):
+        device = Device(self.folder, *arguments, **options)
+        self.addCleanup(device.close)
+        return device
+
+    def lines(self, device):
+        """A function that sends a line and returns the reply, without its first two words."""
+        connection = device.connect()
+        self.addCleanup(connection.close)
+        stream = connection.makefile("rwb", buffering=0)
+        self.addCleanup(stream.close)
+        reader = connection.makefile("rb")
+        self.addCleanup(reader.close)
+
+        def ask(record, name="PackageRequestReadData"):
+            stream.write(line_of(record, name))
+            return reader.readline().decode().partition(f"{name} ")[2].strip()
+        return ask
+
+    def run_device(self, *arguments, **options):
+        return subprocess.run([DEVICE, *arguments], capture_output=True, text=True, timeout=20,
+                              cwd=self.folder, check=False, **options)
+
+
+class Options(DeviceTest):
+    def test_each_is_looked_at(self):
+        rows = [
+            (["--faults", "5%"], '--faults: "5%" is not a number from 0 to 1'),
+            (["--seed", "-1"], '--seed: "-1" is not a number from 0 to 4294967295'),
+            (["--baud", "x"], '--baud: "x" is not a number from 1 to 2147483647'),
+            (["--framing", "raw"], '--framing: "raw" is not one of prefix, lines, linux'),
+            (["--serial", "/nowhere"], "cannot listen on /nowhere: No such file or directory"),
+            (["--serial", "/dev/null", "--baud", "7"], "cannot listen on /dev/null: 7 baud are not supported"),
+            (["--serial", "/dev/null"], "cannot listen on /dev/null: Inappropriate ioctl for device"),
+            (["--unix", "/nowhere/s"],
+             "cannot listen on /nowhere/s: QLocalServer::listen: Name error"),
+            (["--control", "/nowhere/s"],
+             "cannot listen on /nowhere/s: QLocalServer::listen: Name error"),
+            (["--trace", "/nowhere/t"], "cannot write /nowhere/t: No such file or directory"),
+            (["--pcap", "/nowhere/t"], "cannot write /nowhere/t: No such file or directory"),
+            (["--config", "/nowhere/c"], "/nowhere/c: No such file or directory"),
+            (["more"], "more: one argument too many"),
+            (["ctl"], "SOCKET COMMAND expected; ctl --help lists the commands"),
+            (["ctl", "s", "stop"], "stop: no such command; ctl --help lists them"),
+            (["ctl", "s", "set", "x"], "set [UNIT/]RANGE VALUE, or set [UNIT/]0xADDRESS DATA expected"),
+            (["ctl", "s", "faults", "5%"], 'faults: "5%" is not a number from 0 to 1'),
+            (["ctl", "/nowhere", "quit"], "/nowhere: QLocalSocket::connectToServer: Invalid name"),
+        ]
+        for arguments, message in rows:
+            with self.subTest(arguments=arguments):
+                run = self.run_device(*arguments)
+                self.assertEqual((run.returncode, run.stdout), (2, ""))
+                self.assertEqual(run.stderr, f"korvin-device: {message}\n")
+
+    def test_a_taken_port_is_told(self):
+        device = self.start()
+        run = self.run_device("--port", device.places[0].rpartition(":")[2])
+        self.assertEqual(run.returncode, 2)
+        self.assertEqual(run.stderr,
+                         "korvin-device: cannot listen on 127.0.0.1: The bound address is already in use\n")
+
+    def test_an_address_of_the_file_is_looked_at(self):
+        (self.folder / "c").write_text('{"listen": [{"tcp": "host:1"}]}')
+        run = self.run_device("--config", "c")
+        self.assertEqual((run.returncode, run.stderr),
+                         (2, 'korvin-device: cannot listen on host: "host" is not an IP address\n'))
+
+    def test_mistakes_in_files_have_a_place(self):
+        rows = [
+            ('{"units": [\n  {"portAddr": 256}]}',
+             "c:2:16: units: 1: portAddr: not a whole number from 0 to 255"),
+            ('{"units": [{"files": [{"name": "a", "from": "missing"}]}]}',
+             "c:1:45: units: 1: files: 1: from: missing: No such file or directory"),
+            ('{"units": [{"files": [{"name": "a", "from": "."}]}]}',
+             "c:1:45: units: 1: files: 1: from: .: file to open is a directory"),
+            ("[]", "c:1:1: not an object"),
+        ]
+        for text, message in rows:
+            (self.folder / "c").write_text(text)
+            run = self.run_device("--config", "c")
+            self.assertEqual((run.returncode, run.stdout, run.stderr), (2, "", f"korvin-device: {message}\n"))
+        (self.folder / "c").write_text('{"devices": [{"name": "a"}, {"name": "b"}]}')
+        run = self.run_device("--config", "c", "--port", "0")
+        self.assertEqual(run.stderr,
+                         'korvin-device: c has several devices: "listen" says there where each listens\n')
+
+    def test_help_and_version(self):
+        self.assertIn("--faults <share>", self.run_device("--help").stdout)
+        self.assertIn("statistics", self.run_device("ctl", "--help").stdout)
+        self.assertRegex(self.run_device("--version").stdout, r"^korvin-device \d+\.\d+\.\d+\n$")
+
+
+class Schema(DeviceTest):
+    """What the schema takes, the program takes, and the other way round."""
+
+    def test_it_is_a_schema(self):
+        jsonschema.Draft7Validator.check_schema(SCHEMA)
+
+    def test_good_configurations(self):
+        everything = {
+            **CONFIGURATION,
+            "name": "a", "seed": 3, "clock": 5, "bandwidth": 9600, "maxPartSize": 16,
+            "listen": [{"tcp": "127.0.0.1:0"}, {"unix": "s", "framing": "lines"}, {"pty": ""}],
+            "faults": [
+                {"kind": "any", "chance": 0.5},
+                {"script": ["none", {"kind": "corrupt", "bit": 3}, {"kind": "truncate", "keep": 1}]},
+                {"kind": "result", "ackCode": 3, "commResult": "timeout", "packResult": "cancel", "after": 1,
+                 "every": 2, "count": 3, "access": "read", "unit": "left", "address": 16, "size": 4,
+                 "class": "PackageRequestReadData"},
+                {"kind": "slices", "bytes": 3, "pause": 4},
+                {"kind": "delay", "delay": {"median": 5, "sigma": 1}},
+                {"kind": "delay", "delay": {"from": 5, "to": 6}},
+            ],
+        }
+        several = {"$schema": "s", "devices": [{"name": "a"}, {"name": "b"}]}
+        for configuration in ({}, CONFIGURATION, everything, several):
+            jsonschema.validate(configuration, SCHEMA, jsonschema.Draft7Validator)
+            device = self.start(configuration)
+            device.value("save", "saved.json")
+            self.assertEqual(device.end(), 0)
+            saved = json.loads((self.folder / "saved.json").read_text("utf-8"))
+            jsonschema.validate(saved, SCHEMA, jsonschema.Draft7Validator)
+            again = self.start(saved)
+            again.value("save", "again.json")
+            self.assertEqual(again.end(), 0)
+            second = json.loads((self.folder / "again.json").read_text("utf-8"))
+            for state in (saved, second):
+                state.pop("clock", None)
+                for one in state.get("devices", []):
+                    one.pop("clock")
+            self.assertEqual(second, saved)
+
+    def test_bad_configurations(self):
+        unit_rows = [
+            {"name": "a/b"}, {"blocks": {}}, {"blocks": [{"data": "0x"}]}, {"files": [{"data": "00"}]},
+            {"memory": []}, {"ranges": [{"name": "r", "address": 1}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "byte"}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "uint8", "access": "rw"}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "uint8", "behaviour": {"kind": "jump"}}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "uint8", "behaviour": {"kind": "ramp"}}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "uint8", "delay": {"mean": 1}}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "uint8", "onWrite": {"outcome": {"ackCode": 0}}}]},
+        ]
+        rows = [{"colour": 1}, {"units": {}}, {"listen": [{}]}, {"listen": [{"tcp": "5001"}]},
+                {"listen": [{"tcp": "a:1", "pty": ""}]}, {"specials": [{"id": 1}]},
+                {"specials": [{"id": 1, "answer": "a,b"}]}, {"devices": []}, {"devices": [{}], "units": []},
+                {"faults": [{}]}, {"faults": [{"kind": "lost"}]}, {"faults": [{"kind": "close", "chance": 2}]},
+                {"faults": [{"script": ["lost"]}]}] + [{"units": [row]} for row in unit_rows]
+        for row in rows:
+            with self.subTest(row):
+                with self.assertRaises(jsonschema.ValidationError):
+                    jsonschema.validate(row, SCHEMA, jsonschema.Draft7Validator)
+                (self.folder / "c").write_text(json.dumps(row))
+                self.assertEqual(self.run_device("--config", "c").returncode, 2)
+
+
+class Places(DeviceTest):
+    def test_every_encoding_comes_after_its_length(self):
+        device = self.start(CONFIGURATION)
+        frame = bytes.fromhex("00 0100 6B 0100 74 03000000 0700 00 FF 01 02 FFFF 00 00 2000 000A"
+                              "02000000 00 02000000".replace(" ", ""))
+        linux = bytes.fromhex("55AA000700FF0102FFFF00002000000A02008858")
+        rows = [
+            (b"frame PackageRequestReadData " + frame,
+             b"frame PackageRequestReadData " + bytes.fromhex("000700000100020000000700")),
+            (b"linux PackageRequestReadData " + linux,
+             b"linux PackageRequestReadData " + bytes.fromhex("55AA000700FF0102FFFF00002000000A020007008F58")),
+            (line_of(READ_LEVEL).strip(), line_of(LEVEL).strip()),
+        ]
+        with device.connect() as connection, connection.makefile("rb") as stream:
+            connection.sendall(b"".join(prefixed(request) for request, _ in rows))
+            for _, reply in rows:
+                self.assertEqual(stream.read(4 + len(reply)), prefixed(reply))
+
+    def test_records_as_lines(self):
+        self.assertEqual(self.lines(self.start(CONFIGURATION, "--framing", "lines"))(READ_LEVEL), LEVEL)
+
+    def test_unix_socket(self):
+        device = self.start(CONFIGURATION, "--unix", "socket", "--framing", "lines")
+        self.assertEqual(device.places[0], str(self.folder / "socket"))
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.connect(device.places[0])
+            connection.sendall(line_of(READ_LEVEL))
+            self.assertEqual(connection.recv(1000), line_of(LEVEL))
+        device.process.kill()
+        device.process.wait()
+        # Its file is left over, and does not matter.
+        again = self.start(CONFIGURATION, "--unix", "socket")
+        self.assertEqual(again.end(), 0)
+        self.assertFalse((self.folder / "socket").exists())
+
+    def test_linux_frames_on_a_pseudo_terminal(self):
+        device = self.start({**CONFIGURATION, "listen": [{"pty": str(self.folder / "line")}]})
+        self.assertEqual(device.places[0], str(self.folder / "line"))
+        request = bytes.fromhex("55AA000700FF0102FFFF00002000000A02008858")
+        reply = bytes.fromhex("55AA000700FF0102FFFF00002000000A020007008F58")
+        for noise in (b"", b"\x00\x55\xaa", b"\xff"):  # each time it is opened again
+            line = os.open(device.places[0], os.O_RDWR | os.O_NOCTTY)
+            os.write(line, noise + request)
+            received = b""
+            while len(received) < len(reply) and select.select([line], [], [], 10)[0]:
+                received += os.read(line, 100)
+            os.close(line)
+            self.assertEqual(received, reply)
+        self.assertEqual(device.end(), 0)
+        self.assertFalse((self.folder / "line").is_symlink())
+
+    def test_serial_device(self):
+        main, other = os.openpty()
+        device = self.start(CONFIGURATION, "--serial", os.ttyname(other), "--baud", "9600")
+        os.write(main, bytes.fromhex("55AA000700FF0102FFFF00002000000A02008858"))
+        received = b""
+        while len(received) < 22 and select.select([main], [], [], 10)[0]:
+            received += os.read(main, 100)
+        self.assertEqual(received, bytes.fromhex("55AA000700FF0102FFFF00002000000A020007008F58"))
+        os.close(main)
+        device.wait_for_log("ended")
+        os.close(other)
+
+    def test_several_devices(self):
+        configuration = {"devices": [
+            {**CONFIGURATION, "name": "one"},
+            {"name": "two", "specials": [{"id": 1, "answer": "x"}]}]}
+        configuration["devices"][0].pop("$schema", None)
+        device = self.start(configuration)
+        device.places.append(device.process.stdout.readline().rpartition(" ")[2].strip())
+        self.assertEqual(json.loads(device.value("addresses")), device.places)
+        self.assertEqual(device.value("--device", "one", "get", "level"), "7")
+        self.assertEqual(device.ctl("--device", "three", "get", "level").stderr,
+                         "korvin-device: device: there is none of this name\n")
+
+
+class Running(DeviceTest):
+    def test_ctl_reads_and_changes_values(self):
+        device = self.start(CONFIGURATION, "--framing", "lines")
+        ask = self.lines(device)
+        self.assertEqual(device.value("get", "level"), "7")
+        self.assertEqual(device.value("set", "left/level", "513"), "")
+        self.assertEqual(ask(READ_LEVEL), LEVEL.replace("7/0", "1/2"))
+        self.assertEqual(device.value("get", "left/0x0A000020", "2"), "0102")
+        self.assertEqual(device.value("set", "left/0x0A000020", "0500"), "")
+        self.assertEqual(device.value("get", "level"), "5")
+        run = device.ctl("set", "level", "70000")
+        self.assertEqual((run.returncode, run.stdout), (1, ""))
+        self.assertEqual(run.stderr, "korvin-device: value: not a whole number from 0 to 65535\n")
+        statistics = json.loads(device.value("statistics"))
+        self.assertEqual((statistics["requests"], statistics["connections"]), (1, 1))
+        self.assertEqual(device.value("faults"), "[]")
+        self.assertEqual(device.value("faults", "1"), "")
+        self.assertEqual(json.loads(device.value("faults"))[0]["chance"], 1)
+        self.assertEqual(device.value("faults", "[]"), "")
+        self.assertEqual(device.value("quit"), "")
+        self.assertEqual(device.process.wait(10), 0)
+
+    def test_the_control_connection_takes_lines_of_json(self):
+        device = self.start(CONFIGURATION)
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.connect(device.control)
+            connection.sendall(b'{"command": "get", "range": "level"}\nx\n[]\n')
+            stream = connection.makefile("rb")
+            self.assertEqual(stream.readline(), b'{"value":7}\n')
+            self.assertEqual(stream.readline(), b'{"error":"illegal value"}\n')
+            self.assertEqual(stream.readline(), b'{"error":"not an object"}\n')
+            with contextlib.suppress(ConnectionError):
+                connection.sendall(b"x" * 1200000)
+            device.wait_for_log("control connection closed: a line is longer than 1 MiB")
+            stream.close()
+        self.assertEqual(device.value("get", "level"), "7")
+        self.assertEqual(os.stat(device.control).st_mode & 0o077, 0)
+
+    def test_control_connections_have_a_limit(self):
+        device = self.start()
+        sockets = [socket.socket(socket.AF_UNIX) for _ in range(17)]
+        for one in sockets:
+            one.connect(device.control)
+        device.wait_for_log("control connection refused: there are 16 already")
+        for one in sockets:
+            one.close()
+        self.assertEqual(device.value("faults"), "[]")
+
+    def test_sighup_reads_the_file_again(self):
+        device = self.start(CONFIGURATION, "--framing", "lines")
+        ask = self.lines(device)
+        device.value("set", "level", "9")
+        self.assertEqual(ask(READ_LEVEL), LEVEL.replace("7/0", "9/0"))
+        device.process.send_signal(signal.SIGHUP)
+        device.wait_for_log("the configuration has been read again")
+        self.assertEqual(ask(READ_LEVEL), LEVEL)  # on the same connection
+        device.value("set", "level", "9")
+        (self.folder / "device.json").write_text("{]")
+        device.process.send_signal(signal.SIGHUP)
+        device.wait_for_log("device.json:1:")
+        self.assertEqual(ask(READ_LEVEL), LEVEL.replace("7/0", "9/0"))
+        (self.folder / "device.json").write_text('{"devices": [{"name": "a"}, {"name": "b"}]}')
+        self.assertIn("there are 2 devices, not 1", device.ctl("reload").stderr)
+        self.assertIn("no configuration to read again", self.start().ctl("reload").stderr)
+
+    def test_detached_it_goes_on(self):
+        run = self.run_device("--detach", "--control", "c")
+        self.assertRegex(run.stdout, r"^korvin-device: listening on 127\.0\.0\.1:\d+\n$")
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assertEqual(self.run_device("ctl", "c", "addresses").stdout,
+                         '["%s"]\n' % run.stdout.split()[-1])
+        self.assertEqual(self.run_device("ctl", "c", "quit").returncode, 0)
+        run = self.run_device("--detach", "--faults", "x")
+        self.assertEqual((run.returncode, run.stdout), (2, ""))
+
+    def test_trace_and_capture(self):
+        device = self.start(CONFIGURATION, "--framing", "lines", "--trace", "trace", "--pcap", "t.pcapng",
+                            "--journal", "journal")
+        ask = self.lines(device)
+        ask(READ_LEVEL)
+        self.assertEqual(ask("nonsense"), "")
+        device.wait_for_log("ended: refused: ")
+        self.assertEqual(device.end(), 0)
+        lines = (self.folder / "trace").read_text("utf-8").splitlines()
+        self.assertRegex(lines[0], r"^\d+\.\d{6} -> 127\.0\.0\.1:\d+ 7 request record of "
+                                   r"PackageRequestReadData, serialNum 7.*replyDataLength 2")
+        self.assertRegex(lines[1], r"^\d+\.\d{6} <- 127\.0\.0\.1:\d+ 7 reply record of .*data 2 bytes: 07 00")
+        self.assertRegex(lines[2], r"-> \S+ 0 refused: too few: 17 columns expected, 1 found, request record")
+        self.assertEqual(len(lines), 3)
+        self.assertEqual((self.folder / "journal").read_text("utf-8"), "PackageRequestReadData t 0\n")
+
+        home = self.folder / "home"
+        plugins = home / ".local/lib/wireshark"
+        plugins.mkdir(parents=True)
+        (plugins / "plugins").symlink_to(pathlib.Path(sys.argv[2]).resolve().parents[2] / "wireshark")
+        run = subprocess.run(
+            [shutil.which("tshark") or self.fail("tshark is missing"), "-r", "t.pcapng", "-d",
+             "udp.port==5000,korvinpackage", "-T", "fields", "-e", "_ws.col.Info"],
+            cwd=self.folder, env={**os.environ, "HOME": str(home)}, capture_output=True, text=True, check=False)
+        shown = run.stdout.splitlines()
+        self.assertEqual(len(shown), 3, run.stderr)
+        self.assertIn("PackageRequestReadData", shown[0])
+        self.assertIn("PackageRequestReadData", shown[1])
+
+    def test_a_full_disk_does_not_stop_the_trace_silently(self):
+        for option in ("--trace", "--pcap", "--journal"):
+            device = self.start(CONFIGURATION, "--framing", "lines", option, "/dev/full")
+            self.assertEqual(self.lines(device)(READ_LEVEL), LEVEL)
+            device.wait_for_log("cannot write /dev/full: No space left on device; nothing more is written there")
+            self.assertEqual(device.end(), 0)
+
+    def test_faults_reach_the_connection(self):
+        device = self.start({**CONFIGURATION, "faults": [{"script": [
+            {"kind": "slices", "bytes": 30, "pause": 100}, "close", "none", "restart"]}]}, "--framing", "lines")
+        with device.connect() as connection:
+            connection.sendall(line_of(READ_LEVEL))
+            begin = time.monotonic()
+            received = []
+            while b"\n" not in b"".join(received):
+                received.append(connection.recv(1000))
+            self.assertEqual(b"".join(received), line_of(LEVEL))
+            self.assertEqual([len(piece) for piece in received][:2], [30, 30])
+            self.assertGreater(time.monotonic() - begin, 0.15)
+            connection.sendall(line_of(READ_LEVEL))
+            self.assertTrue(is_ended(connection))
+        device.value("set", "level", "9")
+        ask = self.lines(device)
+        other = self.lines(device)
+        self.assertEqual(other(READ_LEVEL), LEVEL.replace("7/0", "9/0"))
+        self.assertEqual(ask(READ_LEVEL), "")
+        with contextlib.suppress(ConnectionError):
+            self.assertEqual(other(READ_LEVEL), "")
+        self.assertEqual(device.value("get", "level"), "7")
+
+    def test_a_slow_register_does_not_hold_up_others(self):
+        device = self.start(CONFIGURATION, "--framing", "lines")
+        with device.connect() as connection, connection.makefile("rb") as stream:
+            begin = time.monotonic()
+            connection.sendall(line_of(READ_SLOW) + line_of(READ_LEVEL))
+            self.assertEqual(stream.readline(), line_of(LEVEL))
+            self.assertLess(time.monotonic() - begin, 0.25)
+            self.assertIn(b",48,0,", stream.readline())
+            self.assertGreaterEqual(time.monotonic() - begin, 0.29)
+
+
+class Saving(DeviceTest):
+    def test_at_the_end_and_on_command(self):
+        device = self.start(CONFIGURATION, "--save", "saved.json")
+        device.value("set", "level", "1234")
+        device.value("save")
+        (self.folder / "saved.json").unlink()
+        self.assertEqual(device.end(signal.SIGINT), 0)
+        again = self.start(json.loads((self.folder / "saved.json").read_text("utf-8")))
+        self.assertEqual(again.value("get", "level"), "1234")
+        self.assertIn("file: missing", again.ctl("save").stderr)
+
+    def test_a_full_disk_loses_nothing(self):
+        def few_bytes():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (200, 200))
+        (self.folder / "saved.json").write_text("before")
+        device = self.start("--save", "saved.json", *[CONFIGURATION], preexec_fn=few_bytes)
+        self.assertIn("cannot write", device.ctl("save").stderr)
+        self.assertEqual(device.value("get", "level"), "7")
+        self.assertEqual(device.end(), 2)
+        self.assertIn("cannot write", device.log())
+        self.assertEqual((self.folder / "saved.json").read_text(), "before")
+        self.assertEqual(sorted(path.name for path in self.folder.glob("saved*")), ["saved.json"])
+
+    def test_a_small_state_on_a_full_device_is_an_error(self):
+        device = self.start("--save", "/dev/full")
+        self.assertEqual(device.end(), 2)
+        self.assertIn("cannot write /dev/full: No space left on device", device.log())
+
+
+class Limits(DeviceTest):
+    def test_a_thousand_idle_connections_take_10_mib(self):
+        device = self.start(CONFIGURATION)
+        with contextlib.ExitStack() as stack:
+            stack.enter_context(device.connect())
+            time.sleep(0.3)
+            before = device.memory()
+            for _ in range(1000):
+                stack.enter_context(device.connect())
+            while json.loads(device.value("statistics"))["connections"] < 1001:
+                time.sleep(0.1)
+            self.assertLess(device.memory() - before, 10 * MEMORY_FACTOR)
+            begin = device.processor_seconds()
+            time.sleep(1)
+            self.assertLess(device.processor_seconds() - begin, 0.2 * MEMORY_FACTOR)
+
+    def test_too_many_are_refused_with_a_line(self):
+        device = self.start({**CONFIGURATION, "limits": {"connections": 3}})
+        with contextlib.ExitStack() as stack:
+            connections = [stack.enter_context(device.connect()) for _ in range(10)]
+            device.wait_for_log("refused, and further ones: there are 3 already")
+            begin = device.processor_seconds()
+            time.sleep(0.5)
+            self.assertLess(device.processor_seconds() - begin, 0.2)
+            self.assertEqual(device.log().count("refused"), 1)
+            self.assertTrue(is_ended(connections[-1]))
+
+    def test_few_descriptors_are_a_limit(self):
+        device = self.start(CONFIGURATION, "--framing", "lines", preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_NOFILE, (80, 80)))
+        with contextlib.ExitStack() as stack:
+            for _ in range(60):
+                stack.enter_context(device.connect())
+            device.wait_for_log("refused, and further ones: there are 16 already")
+            begin = device.processor_seconds()
+            time.sleep(1)
+            self.assertLess(device.processor_seconds() - begin, 0.3 * MEMORY_FACTOR)
+        self.assertEqual(self.lines(device)(READ_LEVEL), LEVEL)
+
+    def test_what_is_no_message_closes_its_connection_with_a_reason(self):
+        device = self.start(CONFIGURATION)
+        rows = [
+            (prefixed(b"nonsense"), "no message begins so"),
+            (prefixed(b"frame Nothing x"), "no message begins so"),
+            (prefixed(b"frame PackageRequestReadData x"), "refused: "),
+            (b"\xff\xff\xff\xff", "a message is too long"),
+            (b"\x05\x00\x00\x00ab", "the stream ended inside a message"),
+        ]
+        for data, reason in rows:
+            with device.connect() as connection:
+                connection.sendall(data)
+                if "ended" in reason:
+                    connection.shutdown(socket.SHUT_WR)
+                self.assertTrue(is_ended(connection))
+            device.wait_for_log(reason)
+
+    def test_half_a_message_is_cut_after_three_seconds(self):
+        device = self.start(CONFIGURATION)
+        with device.connect() as connection:
+            connection.sendall(b"\x05")
+            begin = time.monotonic()
+            self.assertTrue(is_ended(connection))
+            self.assertTrue(2.5 < time.monotonic() - begin < 6)
+
+    def test_who_does_not_read_costs_no_more_than_the_limit(self):
+        requests = {"slow": READ_SLOW, "large": READ_LEVEL.replace("2,65535,2560,32", "3,65535,0,16")
+                    .replace(",2,data", ",2048,data")}
+        for name, record in requests.items():
+            with self.subTest(name):
+                slow = json.loads(json.dumps(CONFIGURATION))
+                slow["units"][0]["ranges"][2]["delay"] = 600000
+                device = self.start(slow, "--framing", "lines")
+                before = device.memory()
+                with device.connect() as connection:
+                    connection.setblocking(False)
+                    data = line_of(record) * 500
+                    sent, begin = 0, time.monotonic()
+                    while time.monotonic() - begin < 4 and sent < 50 << 20:
+                        try:
+                            sent += connection.send(data[sent % len(data):])
+                        except BlockingIOError:
+                            time.sleep(0.02)
+                    self.assertLess(device.memory() - before, 12 * MEMORY_FACTOR)
+                    self.assertEqual(device.log(), "")
+
+    def test_large_configurations_load_fast(self):
+        units = [{"portAddr": i % 256, "scanBoardAddr": i // 256,
+                  "blocks": [{"address": 16 * j, "size": 4} for j in range(10)]} for i in range(10000)]
+        begin = time.monotonic()
+        device = self.start({"units": units})
+        self.assertLess(time.monotonic() - begin, 2 * MEMORY_FACTOR)
+        self.assertEqual(device.end(), 0)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)

@@ -1,0 +1,3 @@
+#include "messagesource.h"
+
+MessageSource::~MessageSource() = default;
