@@ -484,7 +484,7 @@ QString rawOf(const ExplainedField &field, Form form)
 
 QString valueOf(const ExplainedField &field)
 {
-    const QString value = shown(valueForPeople(field));
+    QString value = shown(valueForPeople(field));
     if (field.meaning.isEmpty())
         return value;
     const bool isOne = field.meaning == QLatin1String("bytes") && field.value.toLongLong() == 1;

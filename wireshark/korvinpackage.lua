@@ -1001,7 +1001,7 @@ local function first_letter(text)
     return first and first:lower()
 end
 
--- What a word without a meaning weighs in addition.
+-- Returns what a word without a meaning weighs in addition.
 local function weight_of_word(field, class)
     if not field.column or not is_word[field.verb] then
         return 0
@@ -1018,7 +1018,7 @@ local function is_unusual(field, class, is_request)
         or field.verb == "block" and is_request and class.usualAccess == 0
 end
 
--- Weighs fields, one after the other.
+-- Returns a function that weighs one field after the other.
 local function field_weigher(name, is_request)
     local class, seen = layouts.classes[name], {}
     return function(field)
@@ -1046,7 +1046,7 @@ local function sum_of(weights)
     return sum
 end
 
--- The least weight of a message that lacks something, or has something too much, at one place.
+-- Returns the least weight of a message that lacks something, or has something too much, at one place.
 local function weight_around(is_missing, before, after)
     local weight = sum_of(after)
     local least = weight
@@ -1068,8 +1068,8 @@ local function weight_of_count(count, most)
     return count > 0 and BYTES + math.min(most, count) or 0
 end
 
--- The weights of the fields of a frame, those of the fields before the first one that is cut off, and
--- that of the size.
+-- Returns the weights of the fields of a frame, those of the fields before the first one that is cut off,
+-- and that of the size.
 local function frame_weights(bytes, form, class, is_request)
     local fields = form == "frame" and written_frame(bytes, class, is_request)
         or linux_fields(bytes, class, is_request)
@@ -1094,7 +1094,7 @@ local function frame_weights(bytes, form, class, is_request)
         weight_of_count(missing, MOST_MISSING) + weight_of_count(trailing, MOST_TRAILING)
 end
 
--- Where a frame that is shifted by a byte still agrees.
+-- Returns where a frame that is shifted by a byte still agrees.
 local function first_shifted(bytes, form, is_request)
     local FIRST_TEXT = 3
     if form == "linux" then
@@ -1231,7 +1231,7 @@ local function guess_class(bytes, form, is_request)
     end), accepted ~= nil
 end
 
--- Whether one of the two start bytes is that of a Linux frame, and the checksum matches.
+-- Returns whether one of the two start bytes is that of a Linux frame, and the checksum matches.
 local function is_nearly_linux(bytes)
     if #bytes < 20 or bytes:byte(1) ~= 0x55 and bytes:byte(2) ~= 0xAA then
         return false
