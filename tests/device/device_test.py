@@ -70,7 +70,7 @@ def prefixed(message):
 class Device:
     """A running program; arguments that are not text are a configuration."""
 
-    def __init__(self, folder, *arguments, **options):
+    def __init__(self, folder, *arguments, command=(), **options):
         words = []
         for argument in arguments:
             if not isinstance(argument, str):
@@ -79,10 +79,12 @@ class Device:
                 argument = f"--config={path}"
             words.append(argument)
         self.folder = folder
-        self.log_file = open(folder / "log", "w+", encoding="utf-8")
-        self.control = str(folder / "control")
+        number = len(list(folder.glob("log*")))
+        self.log_name = folder / f"log{number}"
+        self.log_file = open(self.log_name, "w+", encoding="utf-8")
+        self.control = str(folder / f"control{number}")
         self.process = subprocess.Popen(
-            [DEVICE, "--control", self.control, *words], cwd=folder, text=True,
+            [DEVICE, *command, "--control", self.control, *words], cwd=folder, text=True,
             stdout=subprocess.PIPE, stderr=self.log_file, **options)
         self.places = [self.process.stdout.readline().rpartition(" ")[2].strip()]
 
@@ -91,7 +93,7 @@ class Device:
         return socket.create_connection((host, int(port)), timeout=20)
 
     def log(self):
-        return (self.folder / "log").read_text("utf-8")
+        return self.log_name.read_text("utf-8")
 
     def wait_for_log(self, text):
         end = time.monotonic() + 15
@@ -518,6 +520,230 @@ class Running(DeviceTest):
             self.assertLess(time.monotonic() - begin, 0.25)
             self.assertIn(b",48,0,", stream.readline())
             self.assertGreaterEqual(time.monotonic() - begin, 0.29)
+
+
+# A request in each encoding and the reply, as they are recorded, and as they are with serial number 9
+# (1,000 where the encoding has room for it).
+EXCHANGES = [
+    (b"frame PackageRequestReadData ",
+     "00 0100 6B 0100 74 03000000 0700 00 FF 01 02 FFFF 00 00 2000 000A 02000000 00 02000000",
+     "000700000100020000000700",
+     "00 0100 6B 0100 74 03000000 E803 00 FF 01 02 FFFF 00 00 2000 000A 02000000 00 02000000",
+     "00E803000100020000000700"),
+    (b"linux PackageRequestReadData ",
+     "55AA000700FF0102FFFF00002000000A02008858", "55AA000700FF0102FFFF00002000000A020007008F58",
+     "55AA000900FF0102FFFF00002000000A02008A58", "55AA000900FF0102FFFF00002000000A020007009158"),
+    (b"text PackageRequestReadData ", READ_LEVEL, LEVEL, "1000" + READ_LEVEL[1:], "1000" + LEVEL[1:]),
+    # Both its numbers change, and a tag that looks like one does not.
+    (b"text PackageRequestCombination ",
+     f"ReadData^{READ_LEVEL}|ReadData^8{READ_LEVEL[1:]}".replace(",t,", ",7,"),
+     f"{LEVEL}|8{LEVEL[1:]}".replace(",t,", ",7,"),
+     f"ReadData^1000{READ_LEVEL[1:]}|ReadData^9{READ_LEVEL[1:]}".replace(",t,", ",7,"),
+     f"1000{LEVEL[1:]}|9{LEVEL[1:]}".replace(",t,", ",7,")),
+]
+
+
+def message_of(words, text):
+    return words + (text.encode() if words.startswith(b"text") else bytes.fromhex(text))
+
+
+class Recording(DeviceTest):
+    """Recording what a device answers, and answering from that."""
+
+    def record(self, upstream, *arguments, file="rec", **options):
+        place = upstream if isinstance(upstream, str) else upstream.places[0]
+        return self.start("--upstream", place, *arguments, file, command=["record"], **options)
+
+    def replay(self, *arguments, **options):
+        return self.start("rec", *arguments, command=["replay"], **options)
+
+    def exchange(self, device, request, size):
+        with device.connect() as connection, connection.makefile("rb") as stream:
+            connection.sendall(request)
+            return stream.read(size)
+
+    def test_every_encoding_with_another_serial_number(self):
+        device = self.start(CONFIGURATION)
+        recorder = self.record(device)
+        for words, request, reply, _, _ in EXCHANGES:
+            reply = prefixed(message_of(words, reply))
+            self.assertEqual(self.exchange(recorder, prefixed(message_of(words, request)), len(reply)), reply)
+        self.assertEqual(recorder.end(), 0)
+        device.end()
+        replay = self.replay()
+        for words, request, reply, other_request, other_reply in EXCHANGES:
+            for sent, expected in ((request, reply), (other_request, other_reply), (request, reply)):
+                expected = prefixed(message_of(words, expected))
+                self.assertEqual(self.exchange(replay, prefixed(message_of(words, sent)), len(expected)), expected)
+        self.assertEqual(replay.end(), 0)
+        self.assertEqual(replay.process.stdout.read(), "")
+
+    def test_linux_frames_as_they_are(self):
+        device = self.start(CONFIGURATION, "--framing", "linux")
+        recorder = self.record(device, "--framing", "linux")
+        _, request, reply, other_request, other_reply = EXCHANGES[1]
+        noise = b"\x00\x55\xaa"
+        answer = self.exchange(recorder, noise + bytes.fromhex(request), len(reply) // 2)
+        self.assertEqual(answer, bytes.fromhex(reply))
+        recorder.end()
+        replay = self.replay("--framing", "linux")
+        answer = self.exchange(replay, bytes.fromhex(other_request), len(other_reply) // 2)
+        self.assertEqual(answer, bytes.fromhex(other_reply))
+
+    def test_a_recording_is_lines_of_json(self):
+        device = self.start(CONFIGURATION, "--framing", "lines")
+        recorder = self.record(device, "--framing", "lines")
+        ask = self.lines(recorder)
+        self.assertEqual(ask(READ_LEVEL), LEVEL)
+        self.assertEqual(json.loads(recorder.value("addresses")), recorder.places)
+        self.assertIn("get: not while recording; addresses or quit expected", recorder.ctl("get", "level").stderr)
+        self.assertEqual(recorder.value("quit"), "")
+        self.assertEqual(recorder.process.wait(10), 0)
+        lines = [json.loads(line) for line in (self.folder / "rec").read_text("utf-8").splitlines()]
+        self.assertEqual(lines, [
+            {"recording": 1},
+            {"request": 1, "form": "text", "class": "PackageRequestReadData", "text": READ_LEVEL},
+            {"reply": 1, "text": LEVEL}])
+
+    def test_late_repeated_and_missing_replies(self):
+        device = self.start({**CONFIGURATION, "faults": [
+            {"script": ["lostReply", "duplicate", "none", "staleSerial"], "unit": "left", "access": "read",
+             "address": 0x0A000020, "size": 2}]}, "--framing", "lines")
+        recorder = self.record(device, "--framing", "lines")
+        level = {number: line_of(f"{number}{LEVEL[1:]}") for number in (2, 3, 4)}
+        slow = line_of(READ_SLOW.replace("7,k", "1,k", 1))
+        requests = b"".join(line_of(f"{number}{READ_LEVEL[1:]}") for number in (7, 2, 3, 5))
+        with recorder.connect() as connection, connection.makefile("rb") as stream:
+            connection.sendall(slow + requests)
+            stale = level[4]  # belongs to no request
+            for line in (level[2], level[2], level[3], stale):
+                self.assertEqual(stream.readline(), line)
+            self.assertTrue(stream.readline().startswith(b"text PackageRequestReadData 1,"))
+        recorder.wait_for_log("ended: closed by the client; 1 messages answered no request and are not recorded")
+        recorder.end()
+        replies = [json.loads(line).get("reply") for line in (self.folder / "rec").read_text("utf-8").splitlines()]
+        self.assertEqual([number for number in replies if number], [3, 3, 4, 1])
+
+        replay = self.replay("--framing", "lines")
+        with replay.connect() as connection, connection.makefile("rb") as stream:
+            # As recorded: none, two, one, none; then the last ones again.
+            for number in range(21, 26):
+                connection.sendall(line_of(f"{number}{READ_LEVEL[1:]}"))
+            connection.sendall(slow)
+            for number in (22, 22, 23):
+                self.assertEqual(stream.readline(), line_of(f"{number}{LEVEL[1:]}"))
+            self.assertTrue(stream.readline().startswith(b"text PackageRequestReadData 1,"))
+        self.assertEqual(replay.end(), 0)
+
+    def test_unknown_requests_are_told(self):
+        (self.folder / "rec").write_text(
+            '{"recording":1}\n'
+            '{"request":1,"form":"text","class":"PackageRequestReadData","text":"%s"}\n'
+            '{"reply":1,"text":"%s"}\n' % (READ_LEVEL, LEVEL), "utf-8")
+        replay = self.replay("--framing", "lines", "--trace", "trace")
+        with replay.connect() as connection, connection.makefile("rb") as stream:
+            for record in (READ_SLOW, "8" + READ_SLOW[1:], READ_LEVEL):
+                connection.sendall(line_of(record))
+            self.assertEqual(stream.readline(), line_of(LEVEL))
+            unknown = "text PackageRequestReadData 0" + READ_SLOW[1:]
+            self.assertEqual(json.loads(replay.value("statistics")),
+                             {"connections": 1, "unknown": 2, "unknownRequests": [unknown]})
+        self.assertIn("get: not during a replay; statistics, addresses or quit expected",
+                      replay.ctl("get", "level").stderr)
+        self.assertEqual(replay.end(), 1)
+        self.assertEqual(replay.process.stdout.read(),
+                         f"korvin-device: 2 requests were not in the recording:\n{unknown}\n")
+        trace = (self.folder / "trace").read_text("utf-8").splitlines()
+        self.assertEqual([" not in the recording, request record of " in line for line in trace],
+                         [True, True, False, False])
+
+    def test_broken_files_are_told_with_their_line(self):
+        begin = '{"recording":1}\n'
+        request = '{"request":1,"form":"text","class":"PackageBase","text":"7"}\n'
+        rows = [
+            ("", "1: not a recording: {\"recording\":1} expected"),
+            ("{}\n", "1: not a recording: {\"recording\":1} expected"),
+            (begin + request + "{\n", "3: unterminated object"),
+            (begin + "[]\n", "2: neither a request nor a reply"),
+            (begin + request + request, "3: request: 2 expected"),
+            (begin + request.replace("text", "word", 1), '2: form and class: there is no "word PackageBase"'),
+            (begin + request.replace("Base", "Base "), '2: form and class: there is no "text PackageBase"'),
+            (begin + request.replace('"text":', '"data":'), "2: data: not hexadecimal digits"),
+            (begin + request.replace(',"text":"7"', ""), '2: either "text" or "data" expected'),
+            (begin + request + '{"reply":2,"text":"7"}\n', "3: reply: not the number of a request before it"),
+            (begin + request + '{"reply":1,"data":"7"}\n', "3: data: not hexadecimal digits"),
+        ]
+        for text, message in rows:
+            with self.subTest(message):
+                (self.folder / "rec").write_text(text, "utf-8")
+                run = self.run_device("replay", "rec")
+                self.assertEqual((run.returncode, run.stdout), (2, ""))
+                self.assertEqual(run.stderr, f"korvin-device: rec:{message}\n")
+
+    def test_options_are_looked_at(self):
+        rows = [
+            (["record"], "FILE expected"),
+            (["record", "rec"], "--upstream ADDRESS:PORT expected"),
+            (["record", "rec", "--upstream", "5001"], '--upstream: "5001" is not ADDRESS:PORT'),
+            (["record", "a", "b", "--upstream", "127.0.0.1:1"], "b: one argument too many"),
+            (["record", "/nowhere/rec", "--upstream", "127.0.0.1:1"],
+             "cannot write /nowhere/rec: No such file or directory"),
+            (["record", "rec", "--faults", "1"], "--faults: not an option of this command"),
+            (["replay", "missing"], "missing: No such file or directory"),
+            (["replay", "rec", "--config", "c"], "--config: not an option of this command"),
+            (["--upstream", "127.0.0.1:1"], "--upstream: not an option of this command"),
+        ]
+        for arguments, message in rows:
+            with self.subTest(message):
+                run = self.run_device(*arguments)
+                self.assertEqual((run.returncode, run.stdout, run.stderr), (2, "", f"korvin-device: {message}\n"))
+
+    def test_a_full_disk_is_told_and_all_passes_on(self):
+        def few_bytes():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (300, 300))
+        device = self.start(CONFIGURATION, "--framing", "lines")
+        recorder = self.record(device, "--framing", "lines", preexec_fn=few_bytes)
+        ask = self.lines(recorder)
+        for _ in range(3):
+            self.assertEqual(ask(READ_LEVEL), LEVEL)
+        self.assertEqual(recorder.end(), 2)
+        self.assertEqual(recorder.log().count("cannot write rec: File too large; nothing more is recorded"), 1)
+        self.assertTrue((self.folder / "rec").read_text("utf-8").endswith("}\n"))
+        self.assertEqual(self.replay().end(), 0)
+
+    def test_a_device_that_is_not_there(self):
+        recorder = self.record("127.0.0.1:1")
+        with recorder.connect() as connection:
+            self.assertTrue(is_ended(connection))
+        recorder.wait_for_log("ended: Connection refused")
+
+    def test_what_is_no_message_passes_and_is_told(self):
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            recorder = self.record("127.0.0.1:%d" % server.getsockname()[1])
+            with recorder.connect() as connection:
+                connection.sendall(b"\xff" * 5 + b"x" * 3000000)
+                device = server.accept()[0]
+                with device, device.makefile("rb") as stream:
+                    self.assertEqual(stream.read(3000005)[:6], b"\xff" * 5 + b"x")
+                    device.sendall(prefixed(b"nonsense"))
+                    self.assertEqual(connection.recv(100), prefixed(b"nonsense"))
+            recorder.wait_for_log("what a client sends is passed on and not recorded any more: a message is too long")
+            recorder.wait_for_log("; 1 messages answered no request")
+
+    def test_who_does_not_read_holds_up_the_other_side(self):
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            recorder = self.record("127.0.0.1:%d" % server.getsockname()[1], "--framing", "lines")
+            before = recorder.memory()
+            with recorder.connect() as connection, server.accept()[0]:
+                connection.setblocking(False)
+                data = line_of(READ_LEVEL) * 500
+                sent, begin = 0, time.monotonic()
+                while time.monotonic() - begin < 2 and sent < 50 << 20:
+                    with contextlib.suppress(BlockingIOError):
+                        sent += connection.send(data[sent % len(data):])
+                self.assertLess(sent, 50 << 20)
+                self.assertLess(recorder.memory() - before, 12 * MEMORY_FACTOR)
 
 
 class Saving(DeviceTest):

@@ -17,21 +17,49 @@ constexpr std::chrono::seconds StallDeadline(10);
 constexpr std::chrono::seconds MessageDeadline(3);
 constexpr int ReadSize = 65536;
 
-std::unique_ptr<Framing> framingFor(FramingKind kind, int messageSize)
+} // namespace
+
+std::unique_ptr<Framing> makeFraming(FramingKind kind, int messageSize, Direction direction,
+                                     std::chrono::milliseconds deadline)
 {
     constexpr int LargestLinuxFrame = 65555;
     switch (kind) {
     case FramingKind::Prefix:
-        return std::make_unique<LengthPrefixFraming>(messageSize, MessageDeadline);
+        return std::make_unique<LengthPrefixFraming>(messageSize, deadline);
     case FramingKind::Lines:
-        return std::make_unique<LineFraming>(messageSize, MessageDeadline);
+        return std::make_unique<LineFraming>(messageSize, deadline);
     default:
-        return std::make_unique<LinuxFraming>(Direction::Request, MessageDeadline,
+        return std::make_unique<LinuxFraming>(direction, deadline,
                                               qMin(messageSize, LargestLinuxFrame));
     }
 }
 
-} // namespace
+std::optional<Message> messageIn(const QByteArray &bytes, FramingKind kind)
+{
+    if (kind != FramingKind::Linux)
+        return unpack(bytes);
+    const std::optional<Guess> guess = bestGuess(bytes, {{}, Form::Linux, Direction::Request});
+    return Message{guess ? guess->shape.classId : ClassId::PackageRequestReadData, Form::Linux,
+                   bytes};
+}
+
+void prepareSocket(QIODevice *device)
+{
+    if (auto *socket = qobject_cast<QTcpSocket *>(device)) {
+        socket->setReadBufferSize(ReadSize);
+        socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    }
+    if (auto *socket = qobject_cast<QLocalSocket *>(device))
+        socket->setReadBufferSize(ReadSize);
+}
+
+void closeSocket(QIODevice *device)
+{
+    if (auto *socket = qobject_cast<QTcpSocket *>(device))
+        socket->disconnectFromHost();
+    else if (auto *local = qobject_cast<QLocalSocket *>(device))
+        local->disconnectFromServer();
+}
 
 FramingKind framingKindOf(const QString &name)
 {
@@ -52,22 +80,18 @@ Connection::Connection(QIODevice *device, const QString &peer, FramingKind frami
     , m_device(device)
     , m_peer(peer)
     , m_kind(framing)
-    , m_framing(framingFor(framing, limits.messageSize))
+    , m_framing(makeFraming(framing, limits.messageSize, Direction::Request, MessageDeadline))
     , m_mostUnsent(limits.unsentSize)
 {
     device->setParent(this);
     connect(device, &QIODevice::readyRead, this, &Connection::read);
     connect(device, &QIODevice::bytesWritten, this, &Connection::onWritten);
     connect(device, &QIODevice::readChannelFinished, this, &Connection::onPeerClosed);
-    if (auto *socket = qobject_cast<QTcpSocket *>(device)) {
-        socket->setReadBufferSize(ReadSize); // the kernel makes the peer wait with more
-        socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    prepareSocket(device);
+    if (auto *socket = qobject_cast<QTcpSocket *>(device))
         connect(socket, &QTcpSocket::disconnected, this, &Connection::onPeerClosed);
-    }
-    if (auto *socket = qobject_cast<QLocalSocket *>(device)) {
-        socket->setReadBufferSize(ReadSize);
+    if (auto *socket = qobject_cast<QLocalSocket *>(device))
         connect(socket, &QLocalSocket::disconnected, this, &Connection::onPeerClosed);
-    }
     // What has arrived by now is not announced again.
     QMetaObject::invokeMethod(this, &Connection::read, Qt::QueuedConnection);
 }
@@ -102,15 +126,6 @@ QByteArray Connection::encoded(const Message &message) const
     if (m_kind == FramingKind::Linux)
         return message.bytes;
     return m_framing->encode(pack(message)).value_or(QByteArray());
-}
-
-std::optional<Message> Connection::decoded(const QByteArray &bytes) const
-{
-    if (m_kind != FramingKind::Linux)
-        return unpack(bytes);
-    const std::optional<Guess> guess = bestGuess(bytes, {{}, Form::Linux, Direction::Request});
-    return Message{guess ? guess->shape.classId : ClassId::PackageRequestReadData, Form::Linux,
-                   bytes};
 }
 
 /// Sends bytes after those that wait.
@@ -213,7 +228,7 @@ void Connection::read()
 
 void Connection::deliver(const QByteArray &bytes)
 {
-    const std::optional<Message> message = decoded(bytes);
+    const std::optional<Message> message = messageIn(bytes, m_kind);
     if (message)
         Q_EMIT received(*message);
     else
@@ -246,10 +261,7 @@ void Connection::close(const QString &reason)
     QMetaObject::invokeMethod(
         this,
         [this] {
-            if (auto *socket = qobject_cast<QTcpSocket *>(m_device))
-                socket->disconnectFromHost();
-            else if (auto *local = qobject_cast<QLocalSocket *>(m_device))
-                local->disconnectFromServer();
+            closeSocket(m_device);
             if (!m_device->isOpen() || m_device->bytesToWrite() == 0)
                 finish();
         },

@@ -24,6 +24,21 @@ enum class FramingKind {
 /// Returns the kind of that name, which the configuration has checked.
 FramingKind framingKindOf(const QString &name);
 
+/// Makes the framing for messages of one direction.
+std::unique_ptr<KorvinExchange::Framing> makeFraming(FramingKind kind, int messageSize,
+                                                     KorvinInspect::Direction direction,
+                                                     std::chrono::milliseconds deadline);
+
+/// Returns a message that a framing has found; nothing for what is none. The class of a Linux frame
+/// is guessed, as for a request.
+std::optional<Message> messageIn(const QByteArray &bytes, FramingKind kind);
+
+/// Lets small messages of a socket go at once, and the kernel hold back a peer that sends much.
+void prepareSocket(QIODevice *device);
+
+/// Closes a socket after what is left is sent. Other devices stay open.
+void closeSocket(QIODevice *device);
+
 /// The milliseconds since the program started.
 KorvinExchange::Time timeSinceStart();
 
@@ -74,7 +89,6 @@ private:
     };
 
     QByteArray encoded(const Message &message) const;
-    std::optional<Message> decoded(const QByteArray &bytes) const;
     void enqueue(const QByteArray &bytes, int sliceSize, int slicePause);
     void pump();
     void write(const QByteArray &bytes);

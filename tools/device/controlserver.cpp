@@ -1,5 +1,7 @@
 #include "controlserver.h"
 
+#include "arguments.h"
+
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonDocument>
 #include <QtNetwork/QLocalSocket>
@@ -19,11 +21,14 @@ ControlServer::ControlServer(const CarryOut &carryOut, QObject *parent)
     connect(&m_server, &QLocalServer::newConnection, this, &ControlServer::accept);
 }
 
-QString ControlServer::open(const QString &path)
+void ControlServer::open(const QString &path)
 {
+    if (path.isEmpty())
+        return;
     const QString name = QFileInfo(path).absoluteFilePath();
     removeStaleSocket(name);
-    return m_server.listen(name) ? QString() : m_server.errorString();
+    if (!m_server.listen(name))
+        fail(QStringLiteral("cannot listen on %1: %2").arg(path, m_server.errorString()));
 }
 
 void ControlServer::accept()

@@ -19,8 +19,8 @@ public:
 
     ControlServer(const CarryOut &carryOut, QObject *parent);
 
-    /// Returns what is wrong; empty on success.
-    QString open(const QString &path);
+    /// Opens the socket, unless @p path is empty; ends the program where that fails.
+    void open(const QString &path);
 
 private:
     void accept();

@@ -103,6 +103,12 @@ DeviceProgram::DeviceProgram(const ProgramOptions &options, RequestLog *log)
                  .arg(options.configuration));
     for (ConfiguredDevice &device : devices)
         m_servers.push_back(new DeviceServer(adjusted(std::move(device)), log, this));
+    if (options.recording.isEmpty())
+        return;
+    const QString broken = m_recording.read(options.recording);
+    if (!broken.isEmpty())
+        fail(broken);
+    m_servers.front()->setRecording(&m_recording);
 }
 
 /// Returns a device with what the command line says.
@@ -129,13 +135,9 @@ void DeviceProgram::start()
         if (!fault.isEmpty())
             fail(fault);
     }
-    if (m_options.control.isEmpty())
-        return;
     auto *control =
         new ControlServer([this](const QJsonObject &command) { return carryOut(command); }, this);
-    const QString fault = control->open(m_options.control);
-    if (!fault.isEmpty())
-        fail(QStringLiteral("cannot listen on %1: %2").arg(m_options.control, fault));
+    control->open(m_options.control);
 }
 
 void DeviceProgram::announce() const
@@ -199,6 +201,20 @@ QJsonObject DeviceProgram::addresses() const
     return {{QStringLiteral("addresses"), all}};
 }
 
+/// Carries out a command of those that a recording has an answer to.
+QJsonObject DeviceProgram::replayed(const QString &word) const
+{
+    if (word != QLatin1String("statistics")) {
+        return error(
+            QStringLiteral("%1: not during a replay; statistics, addresses or quit expected")
+                .arg(word));
+    }
+    return {{QStringLiteral("connections"), m_servers.front()->connections()},
+            {QStringLiteral("unknown"), m_recording.unknown()},
+            {QStringLiteral("unknownRequests"),
+             QJsonArray::fromStringList(m_recording.unknownRequests())}};
+}
+
 QJsonObject DeviceProgram::carryOut(const QJsonObject &command)
 {
     const QString word = command.value(QLatin1String("command")).toString();
@@ -209,6 +225,8 @@ QJsonObject DeviceProgram::carryOut(const QJsonObject &command)
         QCoreApplication::quit();
         return {};
     }
+    if (!m_options.recording.isEmpty())
+        return replayed(word);
     if (word == QLatin1String("save") || word == QLatin1String("reload")) {
         fault = word == QLatin1String("reload")
             ? reload()

@@ -13,6 +13,7 @@ struct ProgramOptions
     QString configuration;                            ///< A file; empty for a device without units.
     QString saved;                                    ///< A file; empty where nothing is saved.
     QString control;                                  ///< A socket; empty for none.
+    QString recording;                                ///< A file that answers; empty for none.
     std::vector<KorvinSimulator::Endpoint> endpoints; ///< Instead of those of the configuration.
     double faults = 0;
     std::optional<quint32> seed;
@@ -49,6 +50,9 @@ public:
     /// Saves all devices, by default where the command line says.
     QString save(const QString &fileName = {});
 
+    /// Returns the recording that answers.
+    const Recording &recording() const { return m_recording; }
+
     /// Carries out a command of a control connection.
     QJsonObject carryOut(const QJsonObject &command);
 
@@ -56,9 +60,11 @@ private:
     KorvinSimulator::ConfiguredDevice adjusted(KorvinSimulator::ConfiguredDevice device) const;
     DeviceServer *named(const QString &name) const;
     QJsonObject addresses() const;
+    QJsonObject replayed(const QString &word) const;
 
     ProgramOptions m_options;
     RequestLog *m_log;
+    Recording m_recording;
     std::vector<DeviceServer *> m_servers;
 };
 

@@ -111,6 +111,8 @@ void DeviceServer::accept(const Listener *listener, QIODevice *device, const QSt
 
 void DeviceServer::answer(Connection *connection, const Message &request)
 {
+    if (m_recording)
+        return replay(connection, request);
     const DeviceAnswer answered = device().answer(request.bytes, request.classId, request.form);
     const Answer &answer = answered.answer;
     m_log->addRequest(request, connection->peer(), answer.verdict);
@@ -129,6 +131,17 @@ void DeviceServer::answer(Connection *connection, const Message &request)
     connection->send(replies, answer.delay, answered.sliceSize, answered.slicePause);
     if (answered.link != LinkFault::None)
         applyLinkFault(connection, answered.link);
+}
+
+void DeviceServer::replay(Connection *connection, const Message &request)
+{
+    const std::optional<std::vector<Message>> replies = m_recording->answer(request);
+    if (!replies)
+        return m_log->addUnknownRequest(request, connection->peer());
+    m_log->addRequest(request, connection->peer(), {});
+    for (const Message &reply : *replies)
+        m_log->addReply(reply, connection->peer());
+    connection->send(*replies);
 }
 
 void DeviceServer::applyLinkFault(Connection *connection, LinkFault fault)

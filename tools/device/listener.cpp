@@ -1,7 +1,7 @@
 #include "listener.h"
 
 #include "controlserver.h"
-#include "terminal.h"
+#include "serialterminal.h"
 
 #include <QtCore/QFileInfo>
 #include <QtNetwork/QLocalServer>
@@ -68,9 +68,9 @@ QString Listener::openUnix()
 QString Listener::openTerminal()
 {
     QString fault;
-    std::unique_ptr<Terminal> terminal = m_endpoint.kind == QLatin1String("pty")
-        ? Terminal::makePseudo(m_endpoint.place, &fault)
-        : Terminal::openSerial(m_endpoint.place, m_endpoint.baud, &fault);
+    std::unique_ptr<SerialTerminal> terminal = m_endpoint.kind == QLatin1String("pty")
+        ? SerialTerminal::makePseudo(m_endpoint.place, &fault)
+        : SerialTerminal::openSerial(m_endpoint.place, m_endpoint.baud, &fault);
     if (!terminal)
         return fault;
     m_address = terminal->path();

@@ -4,6 +4,7 @@
 #include "controlserver.h"
 #include "detach.h"
 #include "deviceprogram.h"
+#include "recorder.h"
 #include "terminationsignals.h"
 
 #include <QtCore/QCommandLineParser>
@@ -13,37 +14,62 @@
 
 namespace {
 
+/// What the program does, as bits.
+enum Command : unsigned {
+    Simulate = 1,
+    Record = 2,
+    Replay = 4,
+    Answer = Simulate | Replay,
+    Any = Simulate | Record | Replay
+};
+
 struct Option
 {
+    unsigned commands; ///< That have it.
     const char *name;
     const char *help;
     const char *value; ///< Null for a flag.
 };
 
 constexpr Option Options[] = {
-    {"config", "What the devices are: a JSON file.", "file"},
-    {"address", "Address to listen on; 127.0.0.1 by default.", "address"},
-    {"port", "TCP port to listen on; 0, the default, for any free one.", "port"},
-    {"unix", "Unix socket to listen on.", "path"},
-    {"serial", "Serial device to speak on.", "path"},
-    {"baud", "Speed of the serial device; 115200 by default.", "number"},
-    {"pty", "Speak on a pseudo-terminal, whose path is printed.", nullptr},
-    {"framing", "prefix, lines or linux; by default linux on lines, prefix elsewhere.", "kind"},
-    {"faults", "Share of requests that go wrong, 0 to 1, before the faults of the file.", "share"},
-    {"seed", "What random numbers depend on.", "number"},
-    {"trace", "Print each message; \"-\" for standard output.", "file"},
-    {"pcap", "Write each message for Wireshark.", "file"},
-    {"journal", "Append a line for each request that is carried out.", "file"},
-    {"save", "Save the devices at the end, for --config.", "file"},
-    {"control", "Unix socket for \"korvin-device ctl\".", "path"},
-    {"detach", "Go on in the background once it listens.", nullptr},
+    {Record, "upstream", "The device whose replies are recorded.", "address:port"},
+    {Simulate, "config", "What the devices are: a JSON file.", "file"},
+    {Any, "address", "Address to listen on; 127.0.0.1 by default.", "address"},
+    {Any, "port", "TCP port to listen on; 0, the default, for any free one.", "port"},
+    {Any, "unix", "Unix socket to listen on.", "path"},
+    {Answer, "serial", "Serial device to speak on.", "path"},
+    {Answer, "baud", "Speed of the serial device; 115200 by default.", "number"},
+    {Answer, "pty", "Speak on a pseudo-terminal, whose path is printed.", nullptr},
+    {Any, "framing", "prefix, lines or linux; by default linux on lines, prefix elsewhere.",
+     "kind"},
+    {Simulate, "faults", "Share of requests that go wrong, 0 to 1, before the faults of the file.",
+     "share"},
+    {Simulate, "seed", "What random numbers depend on.", "number"},
+    {Answer, "trace", "Print each message; \"-\" for standard output.", "file"},
+    {Answer, "pcap", "Write each message for Wireshark.", "file"},
+    {Simulate, "journal", "Append a line for each request that is carried out.", "file"},
+    {Simulate, "save", "Save the devices at the end, for --config.", "file"},
+    {Any, "control", "Unix socket for \"korvin-device ctl\".", "path"},
+    {Any, "detach", "Go on in the background once it listens.", nullptr},
 };
 
-void addOptions(QCommandLineParser *parser)
+void addOptions(QCommandLineParser *parser, Command command)
 {
     for (const Option &option : Options) {
-        parser->addOption({QString::fromLatin1(option.name), QString::fromLatin1(option.help),
-                           option.value ? QString::fromLatin1(option.value) : QString()});
+        QCommandLineOption added(QString::fromLatin1(option.name), QString::fromLatin1(option.help),
+                                 option.value ? QString::fromLatin1(option.value) : QString());
+        if ((option.commands & command) == 0)
+            added.setFlags(QCommandLineOption::HiddenFromHelp);
+        parser->addOption(added);
+    }
+}
+
+void refuseOthers(const QCommandLineParser &parser, Command command)
+{
+    for (const Option &option : Options) {
+        const QString name = QString::fromLatin1(option.name);
+        if ((option.commands & command) == 0 && parser.isSet(name))
+            fail(QStringLiteral("--%1: not an option of this command").arg(name));
     }
 }
 
@@ -133,11 +159,63 @@ void openLogs(const QCommandLineParser &parser, RequestLog *log)
     open("journal", &RequestLog::openJournal);
 }
 
-int runDevice(const QCommandLineParser &parser, const Detachment &detachment)
+/// Returns the argument of a command that takes one file.
+QString fileFrom(const QCommandLineParser &parser)
 {
-    if (!parser.positionalArguments().isEmpty())
+    const QStringList arguments = parser.positionalArguments();
+    if (arguments.isEmpty())
+        fail(QStringLiteral("FILE expected"));
+    if (arguments.size() > 1)
+        fail(QStringLiteral("%1: one argument too many").arg(arguments.at(1)));
+    return arguments.first();
+}
+
+int runRecorder(const QCommandLineParser &parser, const Detachment &detachment)
+{
+    const QString fileName = fileFrom(parser);
+    if (!parser.isSet(QStringLiteral("upstream")))
+        fail(QStringLiteral("--upstream ADDRESS:PORT expected"));
+    const Place upstream =
+        placeFrom(QStringLiteral("--upstream"), parser.value(QStringLiteral("upstream")));
+    std::vector<KorvinSimulator::Endpoint> endpoints = endpointsFrom(parser);
+    if (endpoints.empty())
+        endpoints.push_back(tcpFrom(parser));
+    RecordingWriter recording;
+    const QString fault = recording.open(fileName);
+    if (!fault.isEmpty())
+        fail(fault);
+    Recorder recorder(upstream, &recording);
+    for (const KorvinSimulator::Endpoint &endpoint : endpoints)
+        recorder.open(endpoint);
+    ControlServer control([&](const QJsonObject &command) { return recorder.carryOut(command); },
+                          nullptr);
+    control.open(parser.value(QStringLiteral("control")));
+    handleTermination([] { QCoreApplication::quit(); });
+    recorder.announce();
+    detachment.complete();
+    const int status = QCoreApplication::exec();
+    return recording.fault().isEmpty() ? status : 2;
+}
+
+/// Says which requests the recording had no answer to. Returns the exit status.
+int reportUnknown(const Recording &recording)
+{
+    if (recording.unknown() == 0)
+        return 0;
+    print(QStringLiteral("korvin-device: %1 requests were not in the recording:\n")
+              .arg(recording.unknown()));
+    for (const QString &request : recording.unknownRequests())
+        print(request + QLatin1Char('\n'));
+    return 1;
+}
+
+int runDevice(const QCommandLineParser &parser, const Detachment &detachment, bool isReplay)
+{
+    ProgramOptions options = optionsFrom(parser);
+    if (isReplay)
+        options.recording = fileFrom(parser);
+    else if (!parser.positionalArguments().isEmpty())
         fail(QStringLiteral("%1: one argument too many").arg(parser.positionalArguments().first()));
-    const ProgramOptions options = optionsFrom(parser);
     RequestLog log;
     openLogs(parser, &log);
     DeviceProgram program(options, &log);
@@ -155,7 +233,14 @@ int runDevice(const QCommandLineParser &parser, const Detachment &detachment)
     const QString fault = options.saved.isEmpty() ? QString() : program.save();
     if (!fault.isEmpty())
         fail(fault);
-    return status;
+    return isReplay ? reportUnknown(program.recording()) : status;
+}
+
+Command commandOf(const QString &word)
+{
+    if (word == QLatin1String("record"))
+        return Record;
+    return word == QLatin1String("replay") ? Replay : Simulate;
 }
 
 } // namespace
@@ -172,12 +257,23 @@ int main(int argc, char *argv[])
         arguments.removeAt(1);
         return runControl(arguments);
     }
+    const Command command = commandOf(arguments.value(1));
+    if (command != Simulate)
+        arguments.removeAt(1);
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Simulated devices. \"korvin-device ctl\" talks to a running one."));
+        QStringLiteral("Simulated devices. \"korvin-device ctl\" talks to a running one, "
+                       "\"korvin-device record\"\n"
+                       "keeps what a client and a device say as a file, \"korvin-device replay\" "
+                       "answers from it."));
     parser.addHelpOption();
     parser.addVersionOption();
-    addOptions(&parser);
-    parser.process(application);
-    return runDevice(parser, detachment);
+    addOptions(&parser, command);
+    if (command != Simulate)
+        parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("The recording."));
+    parser.process(arguments);
+    refuseOthers(parser, command);
+    if (command == Record)
+        return runRecorder(parser, detachment);
+    return runDevice(parser, detachment, command == Replay);
 }

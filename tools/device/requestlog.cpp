@@ -62,6 +62,16 @@ void RequestLog::addRequest(const Message &message, const QString &peer, const V
     add(entry, peer);
 }
 
+void RequestLog::addUnknownRequest(const Message &message, const QString &peer)
+{
+    if (!isOpen())
+        return;
+    TraceEntry entry;
+    entry.shape = {message.classId, message.form, Direction::Request};
+    entry.message = message.bytes;
+    add(entry, peer, QStringLiteral("not in the recording"));
+}
+
 void RequestLog::addReply(const Message &message, const QString &peer)
 {
     if (!isOpen())
@@ -73,7 +83,7 @@ void RequestLog::addReply(const Message &message, const QString &peer)
     add(entry, peer);
 }
 
-void RequestLog::add(const TraceEntry &entry, const QString &peer)
+void RequestLog::add(const TraceEntry &entry, const QString &peer, const QString &remark)
 {
     constexpr double Second = 1e6;
     constexpr int LongestLine = 4000;
@@ -93,6 +103,8 @@ void RequestLog::add(const TraceEntry &entry, const QString &peer)
     }
     if (!timed.verdict.isOk())
         fields.prepend(QLatin1String("refused: ") + describe(timed.verdict));
+    if (!remark.isEmpty())
+        fields.prepend(remark);
     const QString line =
         QStringLiteral("%1 %2 %3 %4 %5")
             .arg(static_cast<double>(timed.time.count()) / Second, 0, 'f', 6)

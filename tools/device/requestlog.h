@@ -32,6 +32,9 @@ public:
     void addRequest(const Message &message, const QString &peer,
                     const KorvinInspect::Verdict &verdict);
 
+    /// Adds a request that is not in the recording from which others are answered.
+    void addUnknownRequest(const Message &message, const QString &peer);
+
     /// Adds a reply as it is sent.
     void addReply(const Message &message, const QString &peer);
 
@@ -41,7 +44,8 @@ public:
     bool hasJournal() const { return m_journal.isOpen(); }
 
 private:
-    void add(const KorvinExchange::TraceEntry &entry, const QString &peer);
+    void add(const KorvinExchange::TraceEntry &entry, const QString &peer,
+             const QString &remark = {});
     static void write(QFile &file, const QByteArray &bytes);
 
     QFile m_trace;

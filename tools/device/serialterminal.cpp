@@ -1,4 +1,4 @@
-#include "terminal.h"
+#include "serialterminal.h"
 
 #include <QtCore/QFile>
 
@@ -55,7 +55,8 @@ constexpr int OpenFlags = O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC;
 
 } // namespace
 
-std::unique_ptr<Terminal> Terminal::openSerial(const QString &path, int baud, QString *fault)
+std::unique_ptr<SerialTerminal> SerialTerminal::openSerial(const QString &path, int baud,
+                                                           QString *fault)
 {
     const speed_t speed = speedOf(baud);
     if (speed == B0) {
@@ -69,10 +70,10 @@ std::unique_ptr<Terminal> Terminal::openSerial(const QString &path, int baud, QS
             ::close(descriptor);
         return {};
     }
-    return std::unique_ptr<Terminal>(new Terminal(descriptor, path));
+    return std::unique_ptr<SerialTerminal>(new SerialTerminal(descriptor, path));
 }
 
-std::unique_ptr<Terminal> Terminal::makePseudo(const QString &link, QString *fault)
+std::unique_ptr<SerialTerminal> SerialTerminal::makePseudo(const QString &link, QString *fault)
 {
     const int descriptor = ::posix_openpt(OpenFlags);
     char name[256] = "";
@@ -83,7 +84,8 @@ std::unique_ptr<Terminal> Terminal::makePseudo(const QString &link, QString *fau
             ::close(descriptor);
         return {};
     }
-    std::unique_ptr<Terminal> terminal(new Terminal(descriptor, QFile::decodeName(name)));
+    std::unique_ptr<SerialTerminal> terminal(
+        new SerialTerminal(descriptor, QFile::decodeName(name)));
     terminal->m_other = ::open(name, OpenFlags);
     if (terminal->m_other < 0 || !makeRaw(terminal->m_other, B115200)) {
         *fault = systemError();
@@ -100,19 +102,19 @@ std::unique_ptr<Terminal> Terminal::makePseudo(const QString &link, QString *fau
     return terminal;
 }
 
-Terminal::Terminal(int descriptor, const QString &path)
+SerialTerminal::SerialTerminal(int descriptor, const QString &path)
     : m_descriptor(descriptor)
     , m_path(path)
     , m_readable(descriptor, QSocketNotifier::Read)
     , m_writable(descriptor, QSocketNotifier::Write)
 {
     m_writable.setEnabled(false);
-    connect(&m_readable, &QSocketNotifier::activated, this, &Terminal::onReadable);
-    connect(&m_writable, &QSocketNotifier::activated, this, &Terminal::flush);
+    connect(&m_readable, &QSocketNotifier::activated, this, &SerialTerminal::onReadable);
+    connect(&m_writable, &QSocketNotifier::activated, this, &SerialTerminal::flush);
     QIODevice::open(QIODevice::ReadWrite | QIODevice::Unbuffered);
 }
 
-Terminal::~Terminal()
+SerialTerminal::~SerialTerminal()
 {
     m_readable.setEnabled(false);
     m_writable.setEnabled(false);
@@ -123,7 +125,7 @@ Terminal::~Terminal()
     ::close(m_descriptor);
 }
 
-qint64 Terminal::bytesAvailable() const
+qint64 SerialTerminal::bytesAvailable() const
 {
     int available = 0;
     ::ioctl(m_descriptor, FIONREAD, &available);
@@ -131,7 +133,7 @@ qint64 Terminal::bytesAvailable() const
 }
 
 /// Announces bytes once; there is no more news until they are read.
-void Terminal::onReadable()
+void SerialTerminal::onReadable()
 {
     m_readable.setEnabled(false);
     if (bytesAvailable() > 0)
@@ -140,21 +142,21 @@ void Terminal::onReadable()
         Q_EMIT readChannelFinished(); // the device is gone
 }
 
-qint64 Terminal::readData(char *data, qint64 most)
+qint64 SerialTerminal::readData(char *data, qint64 most)
 {
     const ssize_t size = ::read(m_descriptor, data, static_cast<std::size_t>(most));
     m_readable.setEnabled(true);
     return qMax<qint64>(size, 0);
 }
 
-qint64 Terminal::writeData(const char *data, qint64 size)
+qint64 SerialTerminal::writeData(const char *data, qint64 size)
 {
     m_unsent.append(data, static_cast<int>(size));
     m_writable.setEnabled(true);
     return size;
 }
 
-void Terminal::flush()
+void SerialTerminal::flush()
 {
     const ssize_t size =
         ::write(m_descriptor, m_unsent.constData(), static_cast<std::size_t>(m_unsent.size()));

@@ -1,5 +1,5 @@
-#ifndef DEVICE_TERMINAL_H
-#define DEVICE_TERMINAL_H
+#ifndef DEVICE_SERIALTERMINAL_H
+#define DEVICE_SERIALTERMINAL_H
 
 #include <QtCore/QIODevice>
 #include <QtCore/QSocketNotifier>
@@ -7,7 +7,7 @@
 #include <memory>
 
 /// A serial device, or the end of a pseudo-terminal that it makes. Bytes pass unchanged.
-class Terminal : public QIODevice
+class SerialTerminal : public QIODevice
 {
     Q_OBJECT
 
@@ -15,12 +15,13 @@ public:
     /// Opens a serial device.
     ///
     /// @return null where that fails, with the reason in @p fault.
-    static std::unique_ptr<Terminal> openSerial(const QString &path, int baud, QString *fault);
+    static std::unique_ptr<SerialTerminal> openSerial(const QString &path, int baud,
+                                                      QString *fault);
 
     /// Makes a pseudo-terminal, and a symbolic link to its other end if @p link is not empty.
-    static std::unique_ptr<Terminal> makePseudo(const QString &link, QString *fault);
+    static std::unique_ptr<SerialTerminal> makePseudo(const QString &link, QString *fault);
 
-    ~Terminal() override;
+    ~SerialTerminal() override;
 
     /// Returns the path for the other side.
     QString path() const { return m_path; }
@@ -34,7 +35,7 @@ protected:
     qint64 writeData(const char *data, qint64 size) override;
 
 private:
-    Terminal(int descriptor, const QString &path);
+    SerialTerminal(int descriptor, const QString &path);
     void onReadable();
     void flush();
 
