@@ -9,14 +9,14 @@ _korvin_device() {
         --framing)
             mapfile -t COMPREPLY < <(compgen -W "prefix lines linux" -- "$current")
             ;;
-        --address | --port | --baud | --faults | --seed) ;;
-        --config | --unix | --serial | --trace | --pcap | --journal | --save | --control | ctl)
+        --address | --port | --upstream | --baud | --faults | --seed) ;;
+        --config | --unix | --serial | --trace | --pcap | --journal | --save | --control | ctl | record | replay)
             mapfile -t COMPREPLY < <(compgen -f -- "$current")
             ;;
         *)
-            mapfile -t COMPREPLY < <(compgen -W "ctl --address --baud --config --control --detach --faults
+            mapfile -t COMPREPLY < <(compgen -W "ctl record replay --address --baud --config --control --detach --faults
                 --framing --help --journal --pcap --port --pty --save --seed --serial --trace --unix
-                --version" -- "$current")
+                --upstream --version" -- "$current")
             ;;
     esac
 }

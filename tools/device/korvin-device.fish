@@ -1,5 +1,8 @@
 # Completion of korvin-device for fish.
 complete -c korvin-device -f -n __fish_is_first_arg -a ctl -d "Tell a running device what to do"
+complete -c korvin-device -n __fish_is_first_arg -a record -d "Keep what a device answers as a file"
+complete -c korvin-device -n __fish_is_first_arg -a replay -d "Answer from a recording"
+complete -c korvin-device -n "__fish_seen_subcommand_from record" -l upstream -x -d "Device to record"
 complete -c korvin-device -n "__fish_seen_subcommand_from ctl" \
     -a "get set faults statistics addresses save reload quit"
 complete -c korvin-device -l config -r -d "What the devices are"
