@@ -2,14 +2,14 @@
 # Runs the load and fault tests of examples/loopback in full.
 #
 # 200 clients send 100,000 requests through the proxy to 10 devices; devices make faults; device and proxy are
-# killed meanwhile; every port gets garbage.
+# killed meanwhile; every port gets garbage. At the end, the speed of a device is measured beside an echo server.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
 scripts/setup.sh --tests
 echo "load: building"
 cmake --preset ci >/dev/null
-cmake --build --preset ci --target loopback_loadtest korvin-device korvin-proxy >/dev/null
+cmake --build --preset ci --target loopback_loadtest loopback_speedtest korvin-device korvin-proxy >/dev/null
 
 build=build/ci
 loadtest() {
@@ -20,4 +20,5 @@ loadtest load --requests 100000
 loadtest faults --requests 20000 --timeout 500
 loadtest restart --requests 50000
 loadtest garbage
-echo "load: 4 tests pass"
+"$build/tests/loopback_speedtest" "$build/tools/korvin-device"
+echo "load: 5 tests pass"

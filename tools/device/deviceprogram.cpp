@@ -156,7 +156,7 @@ QString DeviceProgram::reload()
     if (m_options.configuration.isEmpty())
         return QStringLiteral("there is no configuration to read again");
     std::vector<ConfiguredDevice> devices;
-    const QString fault = loadDevices(m_options.configuration, &devices);
+    QString fault = loadDevices(m_options.configuration, &devices);
     if (!fault.isEmpty())
         return fault;
     if (devices.size() != m_servers.size()) {

@@ -77,7 +77,7 @@ QString framingFrom(const QCommandLineParser &parser, const char *usual)
 {
     if (!parser.isSet(QStringLiteral("framing")))
         return QLatin1String(usual);
-    const QString framing = parser.value(QStringLiteral("framing"));
+    QString framing = parser.value(QStringLiteral("framing"));
     for (const char *known : {"prefix", "lines", "linux"}) {
         if (framing == QLatin1String(known))
             return framing;

@@ -12,7 +12,7 @@ constexpr int Version = 1;
 constexpr int MostUnknownRequests = 100;
 
 /// Hexadecimal digits take two bytes for each byte, escapes in text up to six.
-constexpr qint64 LongestLine = 6 * qint64(MaxMessageSize) + 1000;
+constexpr qint64 MostOfALine = 6 * qint64(MaxMessageSize) + 1000;
 
 /// Returns the two words, and the record or hexadecimal digits.
 QString describe(const Message &message)
@@ -102,7 +102,7 @@ QString Recording::read(const QString &fileName)
     qint64 number = 0;
     while (number == 0 || !file.atEnd()) {
         ++number;
-        const QByteArray line = file.readLine(LongestLine);
+        const QByteArray line = file.readLine(MostOfALine);
         const QString fault = number == 1 && !line.startsWith("{\"recording\":1}\n")
             ? QStringLiteral("not a recording: {\"recording\":1} expected")
             : addLine(line);
@@ -152,7 +152,7 @@ QString Recording::addReply(const QJsonObject &line)
     if (!(number >= 1 && number <= static_cast<double>(m_exchanges.size())))
         return QStringLiteral("reply: not the number of a request before it");
     QByteArray reply;
-    const QString fault = readBytes(line, &reply);
+    QString fault = readBytes(line, &reply);
     if (fault.isEmpty())
         m_exchanges[static_cast<std::size_t>(number) - 1].replies.push_back(reply);
     return fault;

@@ -8,8 +8,8 @@ using namespace KorvinInspect;
 
 namespace {
 
-constexpr std::chrono::seconds StallDeadline(10);
-constexpr int ReadSize = 65536;
+constexpr std::chrono::seconds LastDeadline(10);
+constexpr int PieceSize = 65536;
 constexpr qint64 MostUnsent = 1 << 20;
 constexpr std::size_t MostPending = 1000;
 
@@ -59,7 +59,7 @@ Relay::~Relay()
 void Relay::pass(QIODevice *from, QIODevice *to, qint64 mostUnsent)
 {
     while (from->bytesAvailable() > 0 && to->bytesToWrite() < mostUnsent) {
-        const QByteArray bytes = from->read(ReadSize);
+        const QByteArray bytes = from->read(PieceSize);
         const bool isRequest = from == m_client;
         KorvinExchange::Framing *framing = isRequest ? m_requests.get() : m_replies.get();
         const bool wasSound = framing->fault() == KorvinExchange::FramingFault::None;
@@ -154,7 +154,7 @@ void Relay::end(const QString &reason)
             QStringLiteral("; %1 messages answered no request and are not recorded").arg(m_notKept);
     closeSocket(m_client);
     m_device.disconnectFromHost();
-    QTimer::singleShot(StallDeadline, this, [this] { Q_EMIT ended(m_reason); });
+    QTimer::singleShot(LastDeadline, this, [this] { Q_EMIT ended(m_reason); });
     // Not while signals of the sockets are being handled.
     QMetaObject::invokeMethod(this, &Relay::finishIfSent, Qt::QueuedConnection);
 }

@@ -39,7 +39,7 @@ QString RequestLog::openCapture(const QString &fileName)
 {
     const qint64 start = QDateTime::currentMSecsSinceEpoch() * 1000 - timeSinceStart().count();
     m_writer.emplace(Time(start));
-    const QString fault = openFile(m_capture, fileName, QIODevice::WriteOnly);
+    QString fault = openFile(m_capture, fileName, QIODevice::WriteOnly);
     if (fault.isEmpty())
         write(m_capture, m_writer->header());
     return fault;
