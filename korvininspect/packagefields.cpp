@@ -19,6 +19,23 @@ namespace KorvinInspect {
 
 namespace {
 
+constexpr const char *ClassDescriptions[] = {
+    "a package for one register: what every request and reply has",
+    "asks to read a register",
+    "asks to read a block of bytes; the reply brings them",
+    "asks to read a file on the device side",
+    "asks to read device memory, starting at an offset",
+    "asks to write a register",
+    "asks to write a block of bytes",
+    "asks to set an IP address, by a block of bytes",
+    "asks to write a file on the device side, starting at an offset",
+    "asks to write device memory, starting at an offset",
+    "asks the proxy itself: an identifier and a text",
+    "carries several requests in one record",
+};
+static_assert(std::size(ClassDescriptions) == std::size(Korvin::Classes),
+              "every class must have a description");
+
 constexpr struct
 {
     const char *name;
@@ -31,6 +48,8 @@ constexpr struct
     {"deviceKeySize", "size of the device key"},
     {"tag", "the client's own label"},
     {"tagSize", "size of the tag"},
+    {"tagProto", "protocol tag, for the caller; not encoded"},
+    {"serverConnectionKey", "key of the server connection; not encoded"},
     {"timeout", "time-out, in the unit of the peers"},
     {"serialNum", "ties a reply to its request"},
     {"scrAddr", "address of the screen"},
@@ -40,6 +59,10 @@ constexpr struct
     {"scanBoardAddr", "address of the scan board"},
     {"readWriteCode", "direction of the access"},
     {"reserved2", "reserved"},
+    {"isRegisterAddrSelfIncreasing", "whether the register address advances; not encoded"},
+    {"maxPartSize", "most bytes of one part of a transfer; not encoded"},
+    {"partCount", "number of parts of a transfer; not encoded"},
+    {"curPartIndex", "index of the first part that is not done; not encoded"},
     {"lowAddr", "register address, low word"},
     {"highAddr", "register address, high word"},
     {"ackCode", "acknowledge code of the device: 0 success"},
@@ -50,13 +73,19 @@ constexpr struct
     {"dataLength", "how much is read or written"},
     {"data", "the data itself"},
     {"clientPackageType", "kind of payload"},
+    {"baseClientPackageType", "kind of payload that the base class keeps; not encoded"},
+    {"subcribeHardware", "whether the caller subscribes to notifications; not encoded"},
     {"broadcast", "whether the write goes to all devices"},
     {"fileNameWithPath", "name of the file"},
     {"fileNameWithPathSize", "size of the file name"},
     {"fileNameSize", "size of the file name"},
+    {"broadcastRspToAllApp", "whether all clients get the reply; not encoded"},
+    {"ipAddress", "the address as text, for the caller; not encoded"},
     {"offset", "where in the file or memory it begins"},
     {"id", "id of the special request"},
     {"strData", "text of the special request"},
+    {"specialFlagEndTimeOut", "for the caller; not encoded"},
+    {"enabledSpecialPackForAllPort", "for the caller; not encoded"},
     {"checksum", "0x5555 plus all bytes from offset 2 on, modulo 0x10000"},
     {"type", "what the item of the combination is"},
 };
@@ -265,11 +294,18 @@ QString describeMisfit(const QJsonValue &value, const QString &type)
         .arg(QString::fromUtf8(array.mid(1, array.size() - 2)), type);
 }
 
-QString descriptionOf(const QString &name)
+QString descriptionOf(ClassId id)
+{
+    const auto index = static_cast<std::size_t>(id);
+    return index < std::size(ClassDescriptions) ? QString::fromLatin1(ClassDescriptions[index])
+                                                : QString();
+}
+
+QString descriptionOf(const QString &fieldName)
 {
     const char *description = nullptr;
     for (const auto &row : Descriptions) {
-        if (name == QLatin1String(row.name))
+        if (fieldName == QLatin1String(row.name))
             description = row.description;
     }
     return QString::fromLatin1(description);

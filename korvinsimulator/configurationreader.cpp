@@ -181,7 +181,7 @@ void UnitReader::readName(ObjectReader &reader, QString *name)
 
 QString UnitReader::readListed(const QJsonValue &json, ListedRange listed, ListedRanges *all)
 {
-    const QString fault = readRange(json, &listed.range, &listed.bytes);
+    QString fault = readRange(json, &listed.range, &listed.bytes);
     if (!fault.isEmpty())
         return fault;
     if (m_rangeNames.contains(listed.range.name))
@@ -203,7 +203,7 @@ QString UnitReader::readListed(const QJsonValue &json, ListedRange listed, Liste
 
 QString UnitReader::addTo(const ListedRange &listed, BlockMaker *maker, UnitRanges *ranges)
 {
-    const QString fault = maker->take(listed);
+    QString fault = maker->take(listed);
     Range &range = ranges->ranges[listed.range.address] = listed.range;
     range.stream = m_streams++;
     ranges->addresses.insert(range.name, range.address);
@@ -377,7 +377,7 @@ QString readDevices(const QByteArray &json, const ReadFile &readFile,
         return lineAndColumn(json, error.offset) + QLatin1String(": ") + error.errorString();
     if (!document.isObject())
         return QStringLiteral("1:1: not an object");
-    const QString doubled = findDoubledMember(json);
+    QString doubled = findDoubledMember(json);
     if (!doubled.isEmpty())
         return doubled;
     std::vector<ConfiguredDevice> made;

@@ -16,6 +16,9 @@ public:
     /// Takes the first row. Returns false if no dump begins with it.
     bool begin(const QByteArray &line);
 
+    /// Returns whether the rows so far can be nothing but a dump.
+    bool isCertain() const { return m_isCertain; }
+
     /// Takes another row. Returns false if the line does not belong to the dump.
     bool add(const QByteArray &line);
 

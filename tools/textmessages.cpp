@@ -114,6 +114,30 @@ bool TextMessages::isContinued(const QByteArray &line)
     return isContinued;
 }
 
+/// Returns whether the next line that is not blank begins a dump: tcpdump and tshark print a
+/// heading before each.
+bool TextMessages::isBeforeDump()
+{
+    QByteArray next;
+    do {
+        if (!readLine(&next))
+            return false;
+    } while (next.trimmed().isEmpty());
+    m_putBack = next;
+    --m_line;
+    HexDump dump;
+    return dump.begin(next) && dump.isCertain();
+}
+
+/// Returns whether a line that is no message stands before a dump. A record hardly has blanks.
+bool TextMessages::isHeading(const FoundMessage &message)
+{
+    const bool mayBe =
+        !message.fault.isEmpty() || (message.notation.isEmpty() && message.bytes.contains(' '));
+    return mayBe && !m_settings.isOneText && isBeforeDump()
+        && (!message.fault.isEmpty() || !isMessage(message.bytes));
+}
+
 Reading TextMessages::readGroup(const QByteArray &line, std::optional<Form> form)
 {
     const bool mayBeDump = m_settings.notation == Notation::Dump
@@ -175,6 +199,10 @@ bool TextMessages::next(FoundMessage *message)
         if (line.trimmed().isEmpty())
             continue;
         readMessage(line, message);
+        if (isHeading(*message)) {
+            ++m_headings;
+            continue;
+        }
         const std::optional<int> linkType =
             message->label.form ? std::nullopt : linkTypeOf(message->bytes);
         if (!linkType)
@@ -188,6 +216,12 @@ bool TextMessages::next(FoundMessage *message)
 
 QString TextMessages::summary() const
 {
-    return m_hasPackets ? QStringLiteral("dumps of network packets: ") + m_packets.summary()
-                        : QString();
+    QStringList parts;
+    if (m_hasPackets)
+        parts << QStringLiteral("dumps of network packets: ") + m_packets.summary();
+    if (m_headings == 1)
+        parts << QStringLiteral("left out 1 line before a dump");
+    else if (m_headings > 1)
+        parts << QStringLiteral("left out %1 lines before dumps").arg(m_headings);
+    return parts.join(QLatin1String(", "));
 }

@@ -21,6 +21,8 @@ private:
     bool readLine(QByteArray *line);
     void readRows(QByteArray *text);
     bool isContinued(const QByteArray &line);
+    bool isBeforeDump();
+    bool isHeading(const FoundMessage &message);
     Reading readGroup(const QByteArray &line, std::optional<KorvinInspect::Form> form);
     void readMessage(QByteArray line, FoundMessage *message);
     bool takeFromPackets(FoundMessage *message);
@@ -31,6 +33,7 @@ private:
     int m_line = 0;
     PacketMessages m_packets;
     bool m_hasPackets = false;
+    int m_headings = 0; ///< Lines before dumps.
     bool m_isEnded = false;
 };
 

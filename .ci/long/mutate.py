@@ -57,6 +57,7 @@ LIBRARIES = {
         ("outofmemory_tests", "*EngineMemory*:*FramingMemory*"),
     ],
     "tools": [
+        ("korvinpack_readers_tests", "*"),
         ("korvinpack_tests", "*"),
         ("htmlpage_tests", "*"),
         ("cppsource_tests", "*"),
@@ -68,7 +69,8 @@ LIBRARIES = {
 LAYOUTS = "korvinpackage/layouts_p.h"
 # What is built again for a mutant: the library, unless the tests find it in another way.
 REBUILT = {
-    "tools": ["korvinpack", "korvinpack_tests", "htmlpage_tests", "cppsource_tests"],
+    "tools": ["korvinpack", "korvinpack_readers_tests", "korvinpack_tests", "htmlpage_tests",
+              "cppsource_tests"],
     "wireshark": [],
     "layouts": ["korvinpackage", "korvininspect"],
 }

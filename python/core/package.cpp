@@ -619,7 +619,7 @@ void makeBindings()
     }
 }
 
-/// Describes the fields of the classes: name, type, range, and the name in JSON.
+/// Describes the classes and their fields: name, type, range, the name in JSON, and what it is for.
 py::list describeClasses()
 {
     py::list classes;
@@ -627,10 +627,12 @@ py::list describeClasses()
         py::list fields;
         for (const FieldBinding &field : binding->fields) {
             fields.append(py::make_tuple(field.name, static_cast<int>(field.field->valueType),
-                                         toPython(field.field->type), toPython(field.field->name)));
+                                         toPython(field.field->type), toPython(field.field->name),
+                                         toPython(descriptionOf(field.field->name))));
         }
         classes.append(py::make_tuple(py::handle(reinterpret_cast<PyObject *>(binding->type)),
-                                      toPython(binding->row->combinationType), fields));
+                                      toPython(binding->row->combinationType), fields,
+                                      toPython(descriptionOf(binding->row->id))));
     }
     return classes;
 }

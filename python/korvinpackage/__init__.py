@@ -7,6 +7,8 @@ The bytes, refusals and results are those of the C++ libraries, which this packa
 '0,usb0,0,0,0,0,0,0,0,0,read,3,,ok,ok,3,data'
 """
 
+from korvinpackage import _classes
+from korvinpackage._classes import *  # noqa: F403
 from korvinpackage._enums import (
     ClientPackageType,
     CommResult,
@@ -34,20 +36,7 @@ from korvinpackage._inspect import (
     shape_exists,
 )
 from korvinpackage._link import LinkLostError, Pending
-from korvinpackage._packages import (
-    PackageBase,
-    PackageRequestCombination,
-    PackageRequestRead,
-    PackageRequestReadData,
-    PackageRequestReadFile,
-    PackageRequestReadMemData,
-    PackageRequestWrite,
-    PackageRequestWriteData,
-    PackageRequestWriteFile,
-    PackageRequestWriteIP,
-    PackageRequestWriteMemData,
-    SpecialPackageRequest,
-)
+from korvinpackage._packages import PackageRequestCombination
 from korvinpackage._values import Difference, ExplainedField, Guess, RefusedError, Verdict
 from korvinpackage.aio import AsyncClient, DeviceServer
 from korvinpackage.client import Client
@@ -88,17 +77,7 @@ __all__ = [
     "OutgoingMessage",
     "Outcome",
     "PackResult",
-    "PackageBase",
     "PackageRequestCombination",
-    "PackageRequestRead",
-    "PackageRequestReadData",
-    "PackageRequestReadFile",
-    "PackageRequestReadMemData",
-    "PackageRequestWrite",
-    "PackageRequestWriteData",
-    "PackageRequestWriteFile",
-    "PackageRequestWriteIP",
-    "PackageRequestWriteMemData",
     "Pending",
     "Progress",
     "ReadWriteCode",
@@ -109,7 +88,6 @@ __all__ = [
     "SendError",
     "Settings",
     "SimulatedDevice",
-    "SpecialPackageRequest",
     "TraceEntry",
     "TraceEvent",
     "TransferKind",
@@ -123,3 +101,4 @@ __all__ = [
     "guess",
     "shape_exists",
 ]
+__all__ += _classes.__all__

@@ -1,4 +1,4 @@
-"""The classes of packages, with the documentation of their fields."""
+"""The documentation of packages and their fields, and combinations of packages."""
 
 from __future__ import annotations
 
@@ -7,83 +7,36 @@ from collections.abc import Iterable
 from typing import Any, ClassVar
 
 from korvinpackage import _core
-from korvinpackage._core import (
-    Package,
-    PackageBase,
-    PackageRequestRead,
-    PackageRequestReadData,
-    PackageRequestReadFile,
-    PackageRequestReadMemData,
-    PackageRequestWrite,
-    PackageRequestWriteData,
-    PackageRequestWriteFile,
-    PackageRequestWriteIP,
-    PackageRequestWriteMemData,
-    SpecialPackageRequest,
-)
+from korvinpackage._core import Package, PackageBase
 
-CLASSES: dict[str, str] = {
-    "PackageBase": "A package without a payload: the fields that all classes share.",
-    "PackageRequestRead": "A request to read a register.",
-    "PackageRequestReadData": "A request to read a block of bytes; its reply carries them.",
-    "PackageRequestReadFile": "A request to read a file into the buffer of the device.",
-    "PackageRequestReadMemData": "A request to read memory into the buffer of the device.",
-    "PackageRequestWrite": "A request to write a register.",
-    "PackageRequestWriteData": "A request to write a block of bytes.",
-    "PackageRequestWriteIP": "A data write that sets an IP address.",
-    "PackageRequestWriteFile": "A request to write the buffer of the device into a file.",
-    "PackageRequestWriteMemData": "A request to write the buffer of the device into memory.",
-    "SpecialPackageRequest": "A request to the proxy itself.",
+# What the descriptions of the fields leave out.
+NOTES: dict[str, str] = {
+    "serial_num": "Frames carry its low 16 bits, Linux frames its low 8.",
+    "tag": "The peer echoes it. A comma breaks a record.",
+    "device_type": "Frames carry its low 8 bits.",
+    "reserved2": "Frames carry its low 8 bits.",
+    "timeout": "Usually milliseconds. The library only carries it.",
+    "ack_code": "Frames carry its low 8 bits.",
+    "reply_data_length": "In bytes.",
+    "package_data_length": "In bytes.",
+    "data": "Its length is a field of its own.",
+    "file_name_with_path": "A comma breaks a record.",
+    "offset": "In bytes. Frames do not carry it.",
+    "str_data": "In a reply, of its answer. A comma breaks a record.",
 }
 
-FIELDS: dict[str, str] = {
-    "serial_num": "Ties a reply to its request. Frames carry its low 16 bits, Linux frames its low 8.",
-    "device_key": "Key of the device on its link.",
-    "tag": "The caller's own label, which the peer echoes. A comma breaks a record.",
-    "tag_proto": "Protocol tag, for the caller. Not encoded.",
-    "server_connection_key": "Key of the server connection. Not encoded.",
-    "scr_addr": "Address of the screen.",
-    "des_addr": "Address of the destination.",
-    "device_type": "Type of the device. Frames carry its low 8 bits.",
-    "port_addr": "Port of the device.",
-    "scan_board_addr": "Address of the scan board.",
-    "high_addr": "High word of the register address.",
-    "low_addr": "Low word of the register address.",
-    "read_write_code": "Direction of the access.",
-    "reserved2": "Reserved. Frames carry its low 8 bits.",
-    "is_register_addr_self_increasing": "Whether the register address advances. Not encoded.",
-    "timeout": "Time-out, in the unit of the peers, usually milliseconds. The library only carries it.",
-    "max_part_size": "Most bytes of one part of a transfer. Not encoded.",
-    "part_count": "Number of parts of a transfer. Not encoded.",
-    "cur_part_index": "Index of the first part that is not done. Not encoded.",
-    "client_package_type": "Kind of payload.",
-    "base_client_package_type": "Kind of payload that the base class keeps. Not encoded.",
-    "subcribe_hardware": "Whether the caller subscribes to notifications. Not encoded.",
-    "ack_code": "Acknowledge code of the device: 0 is success. Frames carry its low 8 bits.",
-    "comm_result": "Outcome of the transport.",
-    "pack_result": "Outcome of the request.",
-    "reply_data_length": "Bytes that a read asks for, or that its reply brings.",
-    "package_data_length": "Bytes that a write transfers.",
-    "data": "The bytes themselves. Their length is a field of its own.",
-    "broadcast": "Whether a write goes to all devices.",
-    "file_name_with_path": "Name of the file. A comma breaks a record.",
-    "broadcast_rsp_to_all_app": "Whether all clients get the reply. Not encoded.",
-    "offset": "Where in the file or memory to begin, in bytes. Frames do not carry it.",
-    "ip_address": "The address as text, for the caller. Not encoded.",
-    "id": "Id of the special request.",
-    "str_data": "Text of the special request, or of its answer. A comma breaks a record.",
-    "special_flag_end_time_out": "For the caller. Not encoded.",
-    "enabled_special_pack_for_all_port": "For the caller. Not encoded.",
-}
+
+def _sentence(description: str) -> str:
+    return description[0].upper() + description[1:] + "."
 
 
 def _document() -> None:
-    for itself, _, fields in _core.describe_classes():
-        lines = [CLASSES[itself.class_name], ""]
-        for name, _, value_type, _ in fields:
-            text = f"{FIELDS[name]}\n\nType: {value_type}."
-            getattr(itself, name).__doc__ = text
-            lines.append(f"{name} -- {FIELDS[name]} Type: {value_type}.")
+    for itself, _, fields, purpose in _core.describe_classes():
+        lines = [_sentence(purpose), ""]
+        for name, _, value_type, _, description in fields:
+            text = f"{_sentence(description)} {NOTES.get(name, '')}".rstrip()
+            getattr(itself, name).__doc__ = f"{text}\n\nType: {value_type}."
+            lines.append(f"{name} -- {text} Type: {value_type}.")
         lines += ["", "A value of another type raises TypeError, one out of range ValueError."]
         itself.__doc__ = "\n".join(lines)
 
@@ -188,20 +141,3 @@ class PackageRequestCombination:
         return cls(
             packages, device_key=own.device_key, timeout=own.timeout, serial_num=own.serial_num
         )
-
-
-__all__ = [
-    "Package",
-    "PackageBase",
-    "PackageRequestCombination",
-    "PackageRequestRead",
-    "PackageRequestReadData",
-    "PackageRequestReadFile",
-    "PackageRequestReadMemData",
-    "PackageRequestWrite",
-    "PackageRequestWriteData",
-    "PackageRequestWriteFile",
-    "PackageRequestWriteIP",
-    "PackageRequestWriteMemData",
-    "SpecialPackageRequest",
-]

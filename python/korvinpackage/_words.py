@@ -2,11 +2,12 @@
 
 from __future__ import annotations
 
+from korvinpackage import _classes
 from korvinpackage._enums import Form
-from korvinpackage._packages import CLASSES, PackageRequestCombination
+from korvinpackage._packages import PackageRequestCombination
 
 _FORMS = {form.name.lower().encode(): form for form in Form}
-_CLASSES = {name.encode(): name for name in [*CLASSES, PackageRequestCombination.class_name]}
+_CLASSES = {name.encode(): name for name in [*_classes.__all__, PackageRequestCombination.class_name]}
 
 
 def pack(form: Form, class_name: str, message: bytes) -> bytes:

@@ -8,10 +8,7 @@ import os
 from collections.abc import Sequence
 from types import TracebackType
 
-from korvinpackage._enums import Form, Repeat, TransferKind
-from korvinpackage._inspect import Bytes
-from korvinpackage._link import Link, LinkLostError, Pending, ProgressCallback
-from korvinpackage._packages import (
+from korvinpackage._classes import (
     PackageBase,
     PackageRequestReadData,
     PackageRequestReadFile,
@@ -20,6 +17,9 @@ from korvinpackage._packages import (
     PackageRequestWriteFile,
     PackageRequestWriteMemData,
 )
+from korvinpackage._enums import Form, Repeat, TransferKind
+from korvinpackage._inspect import Bytes
+from korvinpackage._link import Link, LinkLostError, Pending, ProgressCallback
 from korvinpackage.engine import Engine, Result, Settings
 from korvinpackage.simulator import DeviceSession, SimulatedDevice
 

@@ -6,10 +6,7 @@ import socket
 from collections.abc import Iterable, Sequence
 from types import TracebackType
 
-from korvinpackage._enums import Form, Repeat, TransferKind
-from korvinpackage._inspect import Bytes
-from korvinpackage._link import Link, LinkLostError, Pending, ProgressCallback
-from korvinpackage._packages import (
+from korvinpackage._classes import (
     PackageBase,
     PackageRequestReadData,
     PackageRequestReadFile,
@@ -18,6 +15,9 @@ from korvinpackage._packages import (
     PackageRequestWriteFile,
     PackageRequestWriteMemData,
 )
+from korvinpackage._enums import Form, Repeat, TransferKind
+from korvinpackage._inspect import Bytes
+from korvinpackage._link import Link, LinkLostError, Pending, ProgressCallback
 from korvinpackage._transports import DeviceTransport, SerialTransport, SocketTransport, Transport
 from korvinpackage.engine import Engine, Result, Settings
 from korvinpackage.simulator import SimulatedDevice

@@ -7,6 +7,7 @@ from collections.abc import Sequence
 from dataclasses import dataclass, field
 
 from korvinpackage import _core
+from korvinpackage._classes import PackageBase
 from korvinpackage._enums import (
     Direction,
     Form,
@@ -18,7 +19,6 @@ from korvinpackage._enums import (
     TransferKind,
 )
 from korvinpackage._inspect import Bytes, Message
-from korvinpackage._packages import PackageBase
 from korvinpackage._values import Verdict
 
 

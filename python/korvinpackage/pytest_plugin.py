@@ -18,7 +18,7 @@ from collections.abc import Iterator
 
 import pytest
 
-from korvinpackage._packages import PackageBase
+from korvinpackage._classes import PackageBase
 from korvinpackage.capture import read_exchanges
 from korvinpackage.client import Client
 from korvinpackage.engine import Settings

@@ -9,10 +9,10 @@ from korvinpackage import PackageBase, PackageRequestCombination, RefusedError, 
 from korvinpackage._enums import members_of
 
 CODE, DATA = 1, 4
-CLASSES = {itself.class_name: itself for itself, _, _ in _core.describe_classes()}
+CLASSES = {itself.class_name: itself for itself, *_ in _core.describe_classes()}
 FIELDS = {
-    itself.class_name: {json_name: (name, kind, text) for name, kind, text, json_name in fields}
-    for itself, _, fields in _core.describe_classes()
+    itself.class_name: {json_name: (name, kind, text) for name, kind, text, json_name, _ in fields}
+    for itself, _, fields, _ in _core.describe_classes()
 }
 SUFFIXES = {
     ("frame", "request"): "frame",

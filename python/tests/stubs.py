@@ -1,6 +1,11 @@
-"""Prints korvinpackage/_core.pyi: the types of the C++ module, whose packages come from its classes."""
+"""Prints korvinpackage/_core.pyi: the types of the C++ module, whose packages come from its classes.
+
+With --classes it prints korvinpackage/_classes.py instead, which lists the classes.
+"""
 
 from __future__ import annotations
+
+import sys
 
 from korvinpackage import _core
 from korvinpackage._enums import members_of
@@ -108,7 +113,7 @@ DECODER = '''\
 TAIL = '''
 def restore(type: type[Package], fields: dict[str, object]) -> Package: ...
 def describe_classes() -> list[
-    tuple[type[PackageBase], str, list[tuple[str, int, str, str]]]
+    tuple[type[PackageBase], str, list[tuple[str, int, str, str, str]], str]
 ]: ...
 def encode_combination(packages: list[PackageBase]) -> str: ...
 def decode_combination(
@@ -207,15 +212,23 @@ def pcapng_header() -> bytes: ...
 '''
 
 
-def type_of(field: tuple[str, int, str, str]) -> str:
+def type_of(field: tuple[str, int, str, str, str]) -> str:
     """Return the type of the value of a field."""
-    _, kind, value_type, _ = field
+    _, kind, value_type, *_ = field
     if kind == CODE:
         return type(next(iter(members_of(value_type).values()))).__name__
     return TYPES[kind]
 
 
-def main() -> None:
+def print_classes() -> None:
+    """Print the module that lists the classes."""
+    names = sorted(itself.__name__ for itself, *_ in _core.describe_classes())
+    print('"""The classes of packages. Made by python/tests/stubs.py; do not edit."""\n')
+    print("from korvinpackage._core import (", *(f"    {name}," for name in names), ")\n", sep="\n")
+    print("__all__ = [", *(f'    "{name}",' for name in names), "]", sep="\n")
+
+
+def print_stub() -> None:
     """Print the stub."""
     print(HEAD, end="")
     for form in ("frame", "reply_frame", "record", "reply_record", "linux_frame",
@@ -224,7 +237,7 @@ def main() -> None:
         argument = ", full: bool = False" if form == "reply_frame" else ""
         print(f"    def to_{form}(self{argument}) -> {result}: ...")
         print(DECODER.format(form=form, message="_Message" if result == "str" else "_Bytes"), end="")
-    for itself, _, fields in _core.describe_classes():
+    for itself, _, fields, _ in _core.describe_classes():
         print(f"\nclass {itself.__name__}({itself.__bases__[0].__name__}):")
         print("    def __init__(\n        self,\n        *,")
         for field in fields:
@@ -245,4 +258,4 @@ def main() -> None:
 
 
 if __name__ == "__main__":
-    main()
+    print_classes() if sys.argv[1:] == ["--classes"] else print_stub()

@@ -29,7 +29,7 @@ from korvinpackage import (
 )
 
 ROWS = _core.describe_classes()
-CLASSES = [itself for itself, _, _ in ROWS]
+CLASSES = [itself for itself, *_ in ROWS]
 # Worked out by hand: docs/protocol.md says what each byte and column is.
 FORMS = [
     (

@@ -587,6 +587,8 @@ class Limits(DeviceTest):
             begin = device.processor_seconds()
             time.sleep(1)
             self.assertLess(device.processor_seconds() - begin, 0.3 * MEMORY_FACTOR)
+        while json.loads(device.value("statistics"))["connections"] > 0:
+            time.sleep(0.1)
         self.assertEqual(self.lines(device)(READ_LEVEL), LEVEL)
 
     def test_what_is_no_message_closes_its_connection_with_a_reason(self):

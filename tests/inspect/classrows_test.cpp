@@ -152,7 +152,24 @@ TEST(ClassRows, NamesStandForOneFieldOfAClass)
     }
 }
 
-TEST(ClassRows, EveryFieldHasADescription)
+TEST(ClassRows, EveryClassAndEachOfItsFieldsHasADescription)
+{
+    for (const PackageClass &listed : packageClasses()) {
+        EXPECT_FALSE(descriptionOf(listed.id).isEmpty()) << listed.name.toStdString();
+        for (const PackageField &field : listed.fields)
+            EXPECT_FALSE(descriptionOf(field.name).isEmpty()) << field.name.toStdString();
+    }
+    EXPECT_EQ(descriptionOf(ClassId::PackageBase),
+              "a package for one register: what every request and reply has");
+    EXPECT_EQ(descriptionOf(ClassId::PackageRequestCombination),
+              "carries several requests in one record");
+    EXPECT_EQ(descriptionOf(QStringLiteral("portAddr")), "port of the device");
+    EXPECT_TRUE(descriptionOf(static_cast<ClassId>(12)).isEmpty());
+    EXPECT_TRUE(descriptionOf(static_cast<ClassId>(-1)).isEmpty());
+    EXPECT_TRUE(descriptionOf(QStringLiteral("portaddr")).isEmpty());
+}
+
+TEST(ClassRows, EveryExplainedFieldHasADescription)
 {
     const QByteArray inputs[] = {QByteArray(1, '\0'), QByteArray(200, '\1'),
                                  QByteArray("0,").repeated(40)};

@@ -434,6 +434,31 @@ TEST(CaptureMessages, DumpsOfPacketsAreReadAsPackets)
     EXPECT_EQ(source.summary(), QStringLiteral("dumps of network packets: 1 packet, 1 message"));
 }
 
+TEST(CaptureMessages, HeadingsOfDumpsAreLeftOut)
+{
+    // tcpdump -x, whose dumps begin with the IP header
+    const char dump[] = "12:00:01.250000 IP 10.1.1.1.4000 > 10.2.2.2.5000: UDP, length 6\n"
+                        "\t0x0000:  4500 0022 1234 0000 ff11 9291 0a01 0101\n"
+                        "\t0x0010:  0a02 0202 0fa0 1388 000e af83 0005 0000\n"
+                        "\t0x0020:  0100\n"
+                        "12:00:02.250000 IP 10.2.2.2.5000 > 10.1.1.1.4000: what is this\n";
+    QBuffer buffer;
+    buffer.setData(dump);
+    ASSERT_TRUE(buffer.open(QIODevice::ReadOnly));
+    TextMessages source(&buffer, {});
+    FoundMessage message;
+    ASSERT_TRUE(source.next(&message));
+    EXPECT_EQ(message.bytes, hex(Reply));
+    EXPECT_EQ(message.number, 2);
+    ASSERT_TRUE(source.next(&message)); // before no dump
+    EXPECT_FALSE(message.fault.isEmpty());
+    EXPECT_EQ(message.number, 5);
+    EXPECT_FALSE(source.next(&message));
+    EXPECT_EQ(source.summary(),
+              QStringLiteral("dumps of network packets: 1 packet, 1 message, left out 1 line "
+                             "before a dump"));
+}
+
 TEST(CaptureMessages, TheLoopbackCaptureHasAllMessages)
 {
     QFile file(QStringLiteral(CAPTURES_DIR "/loopback.pcap"));

@@ -34,7 +34,7 @@ void takeRange(const QString &text, QJsonObject *command)
 /// Returns the rules that a share or a list in JSON stands for.
 QJsonValue faultsOf(const QString &text)
 {
-    const QJsonValue value = valueOf(text);
+    QJsonValue value = valueOf(text);
     if (value.isArray())
         return value;
     return QJsonArray{
@@ -133,8 +133,7 @@ int runControl(const QStringList &arguments)
         list += QLatin1String("\n  ") + QLatin1String(known.usage);
     parser.addPositionalArgument(QStringLiteral("SOCKET"),
                                  QStringLiteral("That of --control of the device."));
-    parser.addPositionalArgument(QStringLiteral("COMMAND"),
-                                 QStringLiteral("One of these:") + list);
+    parser.addPositionalArgument(QStringLiteral("COMMAND"), QStringLiteral("One of these:") + list);
     parser.process(arguments);
     const QStringList words = parser.positionalArguments();
     if (words.size() < 2)

@@ -39,7 +39,7 @@ Detachment::Detachment(int argc, char *argv[])
     m_pipe = ends[1];
 }
 
-void Detachment::complete()
+void Detachment::complete() const
 {
     if (m_pipe < 0)
         return;

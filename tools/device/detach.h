@@ -10,7 +10,7 @@ public:
     Detachment(int argc, char *argv[]);
 
     /// Lets the program that was started end. From now on nothing is printed.
-    void complete();
+    void complete() const;
 
 private:
     int m_pipe = -1; ///< To the program that was started.

@@ -133,7 +133,7 @@ void openLogs(const QCommandLineParser &parser, RequestLog *log)
     open("journal", &RequestLog::openJournal);
 }
 
-int runDevice(const QCommandLineParser &parser, Detachment *detachment)
+int runDevice(const QCommandLineParser &parser, const Detachment &detachment)
 {
     if (!parser.positionalArguments().isEmpty())
         fail(QStringLiteral("%1: one argument too many").arg(parser.positionalArguments().first()));
@@ -150,7 +150,7 @@ int runDevice(const QCommandLineParser &parser, Detachment *detachment)
                                                 : qUtf8Printable(fault));
                       });
     program.announce();
-    detachment->complete();
+    detachment.complete();
     const int status = QCoreApplication::exec();
     const QString fault = options.saved.isEmpty() ? QString() : program.save();
     if (!fault.isEmpty())
@@ -162,7 +162,7 @@ int runDevice(const QCommandLineParser &parser, Detachment *detachment)
 
 int main(int argc, char *argv[])
 {
-    Detachment detachment(argc, argv); // before there are threads
+    const Detachment detachment(argc, argv); // before there are threads
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("korvin-device"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KORVINPACKAGE_VERSION));
@@ -179,5 +179,5 @@ int main(int argc, char *argv[])
     parser.addVersionOption();
     addOptions(&parser);
     parser.process(application);
-    return runDevice(parser, &detachment);
+    return runDevice(parser, detachment);
 }

@@ -97,6 +97,14 @@ KORVININSPECT_EXPORT const PackageClass *packageClass(const QString &name);
 /// Returns the class of that id, or null for PackageRequestCombination.
 KORVININSPECT_EXPORT const PackageClass *packageClass(ClassId id);
 
+/// Returns in a few words what packages of a class do, such as "asks to read a register"; empty for an
+/// unknown class.
+KORVININSPECT_EXPORT QString descriptionOf(ClassId id);
+
+/// Returns in a few words what the fields of a name are for, such as "port of the device"; empty
+/// for an unknown name.
+KORVININSPECT_EXPORT QString descriptionOf(const QString &fieldName);
+
 /// Returns the most derived of the classes that @p package belongs to.
 KORVININSPECT_EXPORT const PackageClass &classOf(const PackageBase &package);
 

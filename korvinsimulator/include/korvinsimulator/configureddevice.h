@@ -74,7 +74,8 @@ struct DeviceLimits
 ///     devices[0].setTime(clock.elapsed());
 ///     const DeviceAnswer answer = devices[0].answer(request, classId, form);
 ///
-/// Any input is safe. answer(), control(), toJson() and the functions below throw nothing.
+/// Any input is safe. answer() throws nothing; out of memory, it refuses the request. Qt's JSON,
+/// which the operations with JSON use, ends the program there.
 class KORVINSIMULATOR_EXPORT ConfiguredDevice
 {
 public:
@@ -121,8 +122,7 @@ public:
     /// Makes the device as it was at first; its clock begins at 0 again.
     void restart();
 
-    /// Returns the whole device for readConfiguration(), with its clock and counters; empty when
-    /// memory runs out.
+    /// Returns the whole device for readConfiguration(), with its clock and counters.
     QJsonObject toJson() const;
 
     /// Sets what is called with each request that has been carried out. It must not throw.
@@ -130,7 +130,7 @@ public:
 
 private:
     friend class ConfigurationReader;
-    class Private;
+    class Q_DECL_HIDDEN Private;
 
     std::unique_ptr<Private> d;
 };
