@@ -160,10 +160,10 @@ TEST(ClassRows, EveryClassAndEachOfItsFieldsHasADescription)
             EXPECT_FALSE(descriptionOf(field.name).isEmpty()) << field.name.toStdString();
     }
     EXPECT_EQ(descriptionOf(ClassId::PackageBase),
-              "a package for one register: what every request and reply has");
+              QStringLiteral("a package for one register: what every request and reply has"));
     EXPECT_EQ(descriptionOf(ClassId::PackageRequestCombination),
-              "carries several requests in one record");
-    EXPECT_EQ(descriptionOf(QStringLiteral("portAddr")), "port of the device");
+              QStringLiteral("carries several requests in one record"));
+    EXPECT_EQ(descriptionOf(QStringLiteral("portAddr")), QStringLiteral("port of the device"));
     EXPECT_TRUE(descriptionOf(static_cast<ClassId>(12)).isEmpty());
     EXPECT_TRUE(descriptionOf(static_cast<ClassId>(-1)).isEmpty());
     EXPECT_TRUE(descriptionOf(QStringLiteral("portaddr")).isEmpty());
