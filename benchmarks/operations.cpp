@@ -14,6 +14,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+using KorvinInspect::ClassId;
+using KorvinInspect::Direction;
+using KorvinInspect::Form;
+
 namespace {
 
 constexpr int Repetitions = 100;
@@ -62,6 +66,14 @@ void count(const char *name, Operation operation)
     require(waitpid(child, &status, 0) == child && status == 0, name);
 }
 
+/// Counts check() of a message with a known shape.
+template <typename Message>
+void countCheck(const char *name, const Message &message, const KorvinInspect::MessageShape &shape,
+                const KorvinInspect::CheckOptions &options = {})
+{
+    count(name, [&] { return KorvinInspect::check(message, shape, options).isOk(); });
+}
+
 bool readRequest(PackageBase &package, const QByteArray &frame)
 {
     int index = 0;
@@ -91,11 +103,21 @@ void countCommon()
     const QString record = package.makePackageRequest();
     count("common frame, encode", [&] { return kept(package.MackPackageRequest()); });
     count("common frame, decode", [&] { return readRequest(package, frame); });
+    countCheck("common frame, check", frame,
+               {ClassId::PackageBase, Form::Frame, Direction::Request});
     count("common full reply, encode", [&] { return kept(package.MackPackageReply(true)); });
     count("common full reply, decode", [&] { return readReply(package, reply); });
+    const KorvinInspect::MessageShape replyShape{ClassId::PackageBase, Form::Frame,
+                                                 Direction::Reply};
+    countCheck("common full reply, check", reply, replyShape);
+    KorvinInspect::CheckOptions ofRequest;
+    ofRequest.request = frame;
+    countCheck("common full reply, check with its request", reply, replyShape, ofRequest);
     count("common short reply, encode", [&] { return kept(package.MackPackageReply(false)); });
     count("common record, make", [&] { return kept(package.makePackageRequest()); });
     count("common record, read", [&] { return package.unPackageRequest(record); });
+    countCheck("common record, check", record,
+               {ClassId::PackageBase, Form::Text, Direction::Request});
 }
 
 void countWriteData()
@@ -118,11 +140,16 @@ void countWriteData()
         PackageRequestWriteData fresh;
         return readRequest(fresh, frame);
     });
+    constexpr ClassId Class = ClassId::PackageRequestWriteData;
+    countCheck("write data frame, check", frame, {Class, Form::Frame, Direction::Request});
     count("write data Linux frame, encode", [&] { return kept(package.ParseSendRequest_Linux()); });
     count("write data Linux frame, decode",
           [&] { return package.unPackageReply_Linux(linuxFrame); });
+    countCheck("write data Linux frame, check", linuxFrame,
+               {Class, Form::Linux, Direction::Request});
     count("write data record, make", [&] { return kept(package.makePackageRequest()); });
     count("write data record, read", [&] { return package.unPackageRequest(record); });
+    countCheck("write data record, check", record, {Class, Form::Text, Direction::Request});
     count("write data reply record, read", [&] { return package.unPackageReply(reply); });
 }
 
@@ -149,6 +176,9 @@ void countOthers()
     count("read file frame, decode", [&] { return readRequest(file, frame); });
     count("read file record, make", [&] { return kept(file.makePackageRequest()); });
     count("read file record, read", [&] { return file.unPackageRequest(record); });
+    constexpr ClassId Class = ClassId::PackageRequestReadFile;
+    countCheck("read file frame, check", frame, {Class, Form::Frame, Direction::Request});
+    countCheck("read file record, check", record, {Class, Form::Text, Direction::Request});
 
     SpecialPackageRequest special(7, 5000, Sample().deviceKey);
     const QString specialRecord = special.makePackageRequest();

@@ -102,6 +102,11 @@ EndedRequest expectedOf(const SerialNumbers::Number &number)
     return number.job ? expectedOf(*number.job, number.job->items[number.item]) : number.ended;
 }
 
+Form formOf(const SerialNumbers::Number &number)
+{
+    return number.job ? number.job->shape.form : number.ended.shape.form;
+}
+
 RequestId idOf(const Job &job, const JobItem &item)
 {
     return job.transfer ? job.transfer->id : item.id;
@@ -179,7 +184,7 @@ Accepted EnginePrivate::send(PackageBase *const *packages, int count, bool isCom
             job.items[i].id = ++m_lastId;
             job.items[i].package = packages[i];
             job.items[i].classId = classOf(*packages[i]).id;
-            m_jobs.emplace(m_lastId, &job);
+            job.items[i].listed = m_jobs.emplace_hint(m_jobs.end(), m_lastId, &job);
         }
         enqueue(&made);
     } catch (const std::bad_alloc &) {
@@ -401,12 +406,13 @@ bool EnginePrivate::dropGonePackages(Job &job)
 /// Chooses the shape in which a job is sent.
 Verdict EnginePrivate::chooseShape(Job &job) const
 {
-    const std::vector<Form> onlyRecords{Form::Text};
+    static const std::vector<Form> onlyRecords{Form::Text};
     const auto &forms = settings.forms;
     Verdict verdict;
     if (job.isCombination && std::find(forms.begin(), forms.end(), Form::Text) == forms.end())
         verdict.refusal = Refusal::NoSuchForm;
     job.isRepeatable = job.options.repeat != Repeat::Never;
+    int items = 0;
     for (JobItem &item : job.items) {
         if (item.isFinished || !verdict.isOk())
             continue;
@@ -414,7 +420,10 @@ Verdict EnginePrivate::chooseShape(Job &job) const
         const ChosenForm chosen =
             chooseForm(*item.package, item.classId, job.isCombination ? onlyRecords : forms,
                        settings.firstSerialNum);
+        ++items;
         verdict = chosen.verdict;
+        if (job.isCombination && !verdict.isOk())
+            verdict.item = items;
         job.shape = {item.classId, chosen.form, Direction::Request};
         job.isRepeatable = job.isRepeatable
             && (job.options.repeat == Repeat::Always || isRead(*item.package, item.classId));
@@ -482,8 +491,8 @@ Verdict EnginePrivate::encode(Job &job) const
 {
     if (!job.isCombination) {
         JobItem &item = job.items[0];
-        const Verdict verdict = encodeRequest(*item.package, static_cast<quint32>(item.number->key),
-                                              job.shape, &job.message);
+        Verdict verdict = encodeRequest(*item.package, static_cast<quint32>(item.number->key),
+                                        job.shape, &job.message);
         item.request = job.message;
         return verdict;
     }
@@ -492,7 +501,7 @@ Verdict EnginePrivate::encode(Job &job) const
         if (!item.isFinished)
             packages.emplace_back(item.package, static_cast<quint32>(item.number->key));
     }
-    const Verdict verdict = encodeItems(packages, &job.message);
+    Verdict verdict = encodeItems(packages, &job.message);
     if (!verdict.isOk())
         return verdict;
     const std::vector<QByteArray> requests = itemsOf(job.message);
@@ -635,7 +644,7 @@ void EnginePrivate::finishAll(Job &job, Outcome outcome)
 }
 
 /// Ends a request, and its job if it is the last one.
-void EnginePrivate::finish(Job &job, JobItem &item, StepResult result)
+void EnginePrivate::finish(Job &job, JobItem &item, const StepResult &given)
 {
     item.isFinished = true;
     --job.unfinished;
@@ -643,36 +652,38 @@ void EnginePrivate::finish(Job &job, JobItem &item, StepResult result)
         --m_waitingRequests;
     if (item.number)
         rest(job, item, false);
-    count(result.outcome);
+    count(given.outcome);
     if (item.package)
-        setOutcome(item.package, result.outcome);
+        setOutcome(item.package, given.outcome);
     TransferJobs *const transfer = job.transfer;
     if (!transfer) {
-        tell(job, item, result);
-    } else {
-        result.offset = job.step.offset;
-        result.finishes = job.step.finishes;
-        result.data = job.step.reads ? job.step.package->data() : QByteArray();
-        result.ackCode = job.step.package->getAckCode();
-        result.commResult = job.step.package->getCommResult();
-        result.packResult = job.step.package->getPackResult();
-        transfer->jobs.erase(job.ofTransfer);
+        tell(job, item, given);
+        if (job.unfinished == 0)
+            remove(job);
+        return;
     }
-    if (job.unfinished == 0)
-        remove(job);
-    if (transfer)
-        endStep(*transfer, result);
+    StepResult result = given;
+    result.offset = job.step.offset;
+    result.finishes = job.step.finishes;
+    result.data = job.step.reads ? job.step.package->data() : QByteArray();
+    result.ackCode = job.step.package->getAckCode();
+    result.commResult = job.step.package->getCommResult();
+    result.packResult = job.step.package->getPackResult();
+    transfer->jobs.erase(job.ofTransfer);
+    remove(job); // a request of a transfer has one item
+    endStep(*transfer, result);
 }
 
 /// Starts the rest of the serial number of a request that was sent.
 void EnginePrivate::rest(const Job &job, JobItem &item, bool isAnswered)
 {
     EndedRequest ended = expectedOf(job, item);
+    item.request.clear(); // it has ended: the number alone keeps it
     if (ended.request.size() > LongestKeptRequest)
         ended.request.clear();
     ended.isAnswered = isAnswered;
     ended.isSentOnce = job.attempts == 1;
-    numbers.rest(std::exchange(item.number, nullptr), ended, m_now);
+    numbers.rest(std::exchange(item.number, nullptr), std::move(ended), m_now);
     --inFlight;
     if (isWithoutSerialNum(item.classId))
         m_isSpecialUnderWay = false;
@@ -721,8 +732,10 @@ void EnginePrivate::remove(Job &job)
 {
     if (job.state != Job::State::Waiting)
         bytesInFlight -= job.cost;
-    for (const JobItem &item : job.items)
-        m_jobs.erase(item.id);
+    for (const JobItem &item : job.items) {
+        if (!job.transfer)
+            m_jobs.erase(item.listed);
+    }
     m_due.erase(job.due);
     job.list->erase(job.place);
 }
@@ -765,7 +778,7 @@ SerialNumbers::Number *EnginePrivate::numberOf(Form form, const QByteArray &repl
 {
     const std::optional<SerialNumbers::Key> key = keyOf(form, reply);
     SerialNumbers::Number *number = key ? numbers.find(*key) : nullptr;
-    return number && expectedOf(*number).shape.form == form ? number : nullptr;
+    return number && formOf(*number) == form ? number : nullptr;
 }
 
 /// Returns whether a message is the replies of a combination. Only their numbers say so: the texts
@@ -819,12 +832,12 @@ Verdict EnginePrivate::decodeReply(const SerialNumbers::Number &number, const QB
             QStringLiteral("a message of at most %1 bytes").arg(settings.limits.messageSize),
             QString::number(message.size()));
     }
-    const EndedRequest expected = expectedOf(number);
+    EndedRequest expected = expectedOf(number);
     Verdict verdict = checkClass(expected, classId);
     if (!verdict.isOk() || expected.request.isEmpty())
         return verdict;
     CheckOptions options;
-    options.request = expected.request;
+    options.request = std::move(expected.request);
     verdict = decodeMessage(message, expected.shape, reply, options);
     if (!verdict.isOk() || expected.shape.classId != ClassId::PackageRequestReadData
         || !(*reply)->isPackageSuccess()) {
@@ -892,12 +905,11 @@ Accepted EnginePrivate::start(const Transfer &transfer, const RequestOptions &op
     PackageBase *package = transfer.package();
     if (queued() >= settings.limits.queued)
         return refuse(&package, 1, SendError::QueueFull);
-    const bool emptiesBuffer = std::any_of(settings.forms.begin(), settings.forms.end(),
-                                           [](Form form) { return form != Form::Text; });
-    if (!TransferPlan(transfer, emptiesBuffer).isValid())
+    if (!TransferPlan(transfer, true).isValid())
         return refuse(&package, 1, SendError::NotCarried);
     const RequestId id = m_lastId + 1;
     try {
+        const bool emptiesBuffer = canEmptyBuffer(transfer);
         Transfer bounded = transfer;
         bounded.setWindow(qMin(transfer.window(), settings.limits.inFlight));
         TransferJobs &jobs = m_transfers.try_emplace(id, bounded, emptiesBuffer).first->second;
@@ -912,6 +924,18 @@ Accepted EnginePrivate::start(const Transfer &transfer, const RequestOptions &op
     ++m_lastId;
     continueTransfer(m_transfers.at(id));
     return {id, SendError::None};
+}
+
+/// Returns whether some form carries the data write of no bytes that empties the buffer of an empty
+/// file. Throws std::bad_alloc.
+bool EnginePrivate::canEmptyBuffer(const Transfer &transfer) const
+{
+    const TransferPlan plan(transfer, true);
+    if (transfer.kind() != Transfer::Kind::WriteFile || plan.total() > 0)
+        return true;
+    return chooseForm(*plan.makeStep(0).package, ClassId::PackageRequestWriteData, settings.forms,
+                      settings.firstSerialNum)
+        .verdict.isOk();
 }
 
 /// Starts as many requests as may be under way. Ends the transfer if there is nothing left to do.

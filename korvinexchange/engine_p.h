@@ -11,7 +11,6 @@
 #include <list>
 #include <map>
 #include <set>
-#include <unordered_map>
 
 namespace KorvinExchange {
 
@@ -46,6 +45,7 @@ struct JobItem
     int asked = 0;                           ///< Bytes of data that its reply may carry.
     KorvinInspect::Verdict refusedReply;     ///< On the last reply that did not match.
     bool isFinished = false;
+    std::map<RequestId, Job *>::iterator listed; ///< Where cancel() finds it.
 };
 
 /// A transfer and its unfinished requests.
@@ -104,7 +104,7 @@ struct Job
 class EnginePrivate
 {
 public:
-    explicit EnginePrivate(const Settings &settings);
+    explicit EnginePrivate(const Settings &given);
 
     Accepted send(PackageBase *const *packages, int count, bool isCombination,
                   const RequestOptions &options);
@@ -170,7 +170,7 @@ private:
     static StepResult resultOf(Outcome outcome, SendError sendError);
     void stop(TransferJobs &transfer, const StepResult &result);
     void finishAll(Job &job, Outcome outcome);
-    void finish(Job &job, JobItem &item, StepResult result);
+    void finish(Job &job, JobItem &item, const StepResult &given);
     void rest(const Job &job, JobItem &item, bool isAnswered);
     void count(Outcome outcome);
     void tell(Job &job, const JobItem &item, const StepResult &result);
@@ -194,6 +194,7 @@ private:
               const QByteArray &message, const KorvinInspect::Verdict &verdict = {});
 
     // Transfers.
+    bool canEmptyBuffer(const Transfer &transfer) const;
     void continueTransfer(TransferJobs &transfer);
     void startStep(TransferJobs &transfer);
     void endStep(TransferJobs &transfer, const StepResult &result);
@@ -211,7 +212,7 @@ private:
     bool m_isSpecialUnderWay = false;
     bool m_lacksNumbers = false; ///< Whether jobs wait for a serial number.
     std::set<Due> m_due;
-    std::unordered_map<RequestId, Job *> m_jobs; ///< By the ids of their items.
+    std::map<RequestId, Job *> m_jobs; ///< By the ids of their items, except those of transfers.
     std::map<RequestId, TransferJobs> m_transfers;
     std::list<Told> m_events;
 };

@@ -13,6 +13,7 @@
 #include <packagerequestwritememdata.h>
 #include <specialpackagerequest.h>
 
+#include <algorithm>
 #include <limits>
 #include <list>
 
@@ -22,75 +23,80 @@ namespace KorvinExchange {
 
 namespace {
 
-Verdict notCarried(const char *field, const QString &expected, const QString &found)
+/// The reason why a form does not carry a request, in words only if there is one.
+class Reason
 {
-    Verdict verdict;
-    verdict.refusal = Refusal::OutOfRange;
-    verdict.field = QString::fromLatin1(field);
-    verdict.expected = expected;
-    verdict.found = found;
-    return verdict;
-}
+public:
+    const Verdict &verdict() const { return m_verdict; }
 
-Verdict checkRange(const char *field, qint64 number, qint64 least, qint64 most)
-{
-    if (number >= least && number <= most)
-        return {};
-    return notCarried(field, QStringLiteral("%1 to %2").arg(least).arg(most),
-                      QString::number(number));
-}
+    /// Sets the reason. Each operation of this class returns whether the request is carried.
+    bool set(Refusal refusal, const char *field = "", const QString &expected = {},
+             const QString &found = {})
+    {
+        m_verdict.refusal = refusal;
+        m_verdict.field = QString::fromLatin1(field);
+        m_verdict.expected = expected;
+        m_verdict.found = found;
+        return false;
+    }
 
-/// Returns the first of some verdicts that is not ok.
-template <typename... Verdicts>
-Verdict firstOf(const Verdict &verdict, const Verdicts &...others)
-{
-    if constexpr (sizeof...(others) > 0)
-        return verdict.isOk() ? firstOf(others...) : verdict;
-    else
-        return verdict;
-}
+    bool checkRange(const char *field, qint64 number, qint64 least, qint64 most)
+    {
+        if (number >= least && number <= most)
+            return true;
+        return set(Refusal::OutOfRange, field, QStringLiteral("%1 to %2").arg(least).arg(most),
+                   QString::number(number));
+    }
+
+    /// Checks that a text can be UTF-8: it has no unpaired surrogate.
+    bool checkUnicode(const char *field, const QString &text)
+    {
+        if (text.isValidUtf16())
+            return true;
+        return set(Refusal::NotUtf8, field);
+    }
+
+private:
+    Verdict m_verdict;
+};
 
 /// Checks that class and read/write code agree, and so do length and data.
-Verdict checkFields(const PackageBase &package, ClassId classId)
+bool checkFields(const PackageBase &package, ClassId classId, Reason *reason)
 {
     const auto access = Korvin::onlyAccess(rowOf(classId));
-    Verdict verdict =
-        checkRange("readWriteCode", package.getReadWriteCode(), access.value_or(OrvexEnum::Read),
-                   access.value_or(OrvexEnum::Write));
-    if (!verdict.isOk() || !qobject_cast<const PackageRequestWriteData *>(&package))
-        return verdict;
+    if (!reason->checkRange("readWriteCode", package.getReadWriteCode(),
+                            access.value_or(OrvexEnum::Read), access.value_or(OrvexEnum::Write)))
+        return false;
+    if (!qobject_cast<const PackageRequestWriteData *>(&package))
+        return true;
     const qint64 size = package.data().size();
-    return checkRange("packageDataLength", package.getPackageDataLength(), size, size);
+    return reason->checkRange("packageDataLength", package.getPackageDataLength(), size, size);
 }
 
-Verdict notText(const char *field, Refusal refusal)
+/// Returns whether all characters are ASCII and none is zero.
+bool isPlainAscii(const QString &text)
 {
-    Verdict verdict;
-    verdict.refusal = refusal;
-    verdict.field = QString::fromLatin1(field);
-    return verdict;
-}
-
-/// Checks that a text can be UTF-8: it has no unpaired surrogate.
-Verdict checkUnicode(const char *field, const QString &text)
-{
-    return text.isValidUtf16() ? Verdict() : notText(field, Refusal::NotUtf8);
+    constexpr uint Last = 0x7F;
+    return std::all_of(text.begin(), text.end(),
+                       [](QChar character) { return character.unicode() - 1U < Last; });
 }
 
 /// Checks that a text fits into a frame: it has at most 65,535 bytes. Decoders end it at a zero
 /// byte and skip a byte order mark.
-Verdict checkText(const char *field, const QString &text)
+bool checkText(const char *field, const QString &text, Reason *reason)
 {
     constexpr int Most = std::numeric_limits<quint16>::max();
     constexpr int MostBytes = 3; // of one UTF-16 unit
+    const bool isShort = text.size() <= Most / MostBytes;
+    if (isShort && isPlainAscii(text))
+        return true;
     if (text.contains(QChar::Null))
-        return notText(field, Refusal::ZeroInText);
+        return reason->set(Refusal::ZeroInText, field);
     if (text.startsWith(QChar::ByteOrderMark))
-        return notText(field, Refusal::NotUtf8);
-    Verdict verdict = checkUnicode(field, text);
-    if (!verdict.isOk() || text.size() <= Most / MostBytes)
-        return verdict;
-    return checkRange(field, text.toUtf8().size(), 0, Most);
+        return reason->set(Refusal::NotUtf8, field);
+    if (!reason->checkUnicode(field, text))
+        return false;
+    return isShort || reason->checkRange(field, text.toUtf8().size(), 0, Most);
 }
 
 QString quoted(const QString &text)
@@ -100,112 +106,118 @@ QString quoted(const QString &text)
 }
 
 /// Checks that a text fits into a column of a record, which ends at a comma.
-Verdict checkColumn(const char *field, const QString &text)
+bool checkColumn(const char *field, const QString &text, Reason *reason)
 {
-    if (text.contains(QLatin1Char(',')))
-        return notCarried(field, QStringLiteral("a text without commas"), quoted(text));
-    return checkUnicode(field, text);
+    if (text.contains(QLatin1Char(','))) {
+        return reason->set(Refusal::OutOfRange, field, QStringLiteral("a text without commas"),
+                           quoted(text));
+    }
+    return reason->checkUnicode(field, text);
 }
 
 /// Checks that a device key comes back from a record: a decoder takes for an escape what looks like
 /// one.
-Verdict checkEscapes(const QString &key)
+bool checkEscapes(const QString &key, Reason *reason)
 {
-    if (Korvin::unescaped(Korvin::withEscapes(key)) != key) {
-        return notCarried("deviceKey", QStringLiteral("a key that its escapes give back"),
-                          quoted(key));
+    const auto isOfEscapes = [](QChar character) {
+        return QStringView(u"#*/,").contains(character);
+    };
+    if (std::any_of(key.begin(), key.end(), isOfEscapes)
+        && Korvin::unescaped(Korvin::withEscapes(key)) != key) {
+        return reason->set(Refusal::OutOfRange, "deviceKey",
+                           QStringLiteral("a key that its escapes give back"), quoted(key));
     }
-    return checkUnicode("deviceKey", key);
+    return reason->checkUnicode("deviceKey", key);
 }
 
 /// Checks the fields for which every frame has one byte.
-Verdict checkBytes(const PackageBase &package)
+bool checkBytes(const PackageBase &package, Reason *reason)
 {
     constexpr int Least = -128; // of a signed byte
     constexpr int Most = std::numeric_limits<quint8>::max();
-    return firstOf(checkRange("deviceType", package.getDeviceType(), Least, Most),
-                   checkRange("reserved2", package.getReserved2(), Least, Most));
+    return reason->checkRange("deviceType", package.getDeviceType(), Least, Most)
+        && reason->checkRange("reserved2", package.getReserved2(), Least, Most);
 }
 
 /// Checks that fields which a byte frame does not carry have the values that its reader assumes.
-Verdict checkFrame(const PackageBase &package, ClassId classId)
+bool checkFrame(const PackageBase &package, ClassId classId, Reason *reason)
 {
-    Verdict verdict = firstOf(checkBytes(package), checkText("deviceKey", package.getDeviceKey()),
-                              checkText("tag", package.getTag()));
-    if (!verdict.isOk())
-        return verdict;
+    if (!checkBytes(package, reason) || !checkText("deviceKey", package.getDeviceKey(), reason)
+        || !checkText("tag", package.getTag(), reason))
+        return false;
     switch (classId) {
     case ClassId::PackageRequestReadMemData:
-        return checkRange("offset",
-                          static_cast<const PackageRequestReadMemData &>(package).offset(), 0, 0);
+        return reason->checkRange(
+            "offset", static_cast<const PackageRequestReadMemData &>(package).offset(), 0, 0);
     case ClassId::PackageRequestWriteMemData:
-        return firstOf(checkRange("offset",
+        return reason->checkRange("offset",
                                   static_cast<const PackageRequestWriteMemData &>(package).offset(),
-                                  0, 0),
-                       checkRange("packageDataLength", package.getPackageDataLength(), 0, 0));
+                                  0, 0)
+            && reason->checkRange("packageDataLength", package.getPackageDataLength(), 0, 0);
     case ClassId::PackageRequestReadFile:
         return checkText("fileNameWithPath",
-                         static_cast<const PackageRequestReadFile &>(package).fileNameWithPath());
+                         static_cast<const PackageRequestReadFile &>(package).fileNameWithPath(),
+                         reason);
     case ClassId::PackageRequestWriteFile: // name and offset
     case ClassId::SpecialPackageRequest:   // id and text
-        verdict.refusal = Refusal::NoSuchForm;
-        return verdict;
+        return reason->set(Refusal::NoSuchForm);
     default:
-        return verdict;
+        return true;
     }
 }
 
 /// Checks that a record is read with the columns and values that it is written with.
-Verdict checkRecord(const PackageBase &package, ClassId classId)
+bool checkRecord(const PackageBase &package, ClassId classId, Reason *reason)
 {
     constexpr int Most = std::numeric_limits<qint32>::max();
     if (classId == ClassId::SpecialPackageRequest) {
         const auto &special = static_cast<const SpecialPackageRequest &>(package);
-        return firstOf(checkRange("timeout", special.getTimeout(), 0, Most),
-                       checkColumn("strData", special.strData()));
+        return reason->checkRange("timeout", special.getTimeout(), 0, Most)
+            && checkColumn("strData", special.strData(), reason);
     }
-    Verdict verdict = firstOf(checkEscapes(package.getDeviceKey()),
-                              checkRange("reserved2", package.getReserved2(), 0, Most),
-                              checkColumn("tag", package.getTag()));
-    if (!verdict.isOk())
-        return verdict;
+    if (!checkEscapes(package.getDeviceKey(), reason)
+        || !reason->checkRange("reserved2", package.getReserved2(), 0, Most)
+        || !checkColumn("tag", package.getTag(), reason))
+        return false;
     if (const auto *read = qobject_cast<const PackageRequestReadFile *>(&package))
-        return checkColumn("fileNameWithPath", read->fileNameWithPath());
+        return checkColumn("fileNameWithPath", read->fileNameWithPath(), reason);
     if (const auto *write = qobject_cast<const PackageRequestWriteFile *>(&package))
-        return checkColumn("fileNameWithPath", write->fileNameWithPath());
+        return checkColumn("fileNameWithPath", write->fileNameWithPath(), reason);
     // An empty data string stands for one number.
-    if (qobject_cast<const PackageRequestWriteData *>(&package) && package.data().isEmpty())
-        return notCarried("data", QStringLiteral("at least 1 byte"), QStringLiteral("0 bytes"));
-    return verdict;
+    if (qobject_cast<const PackageRequestWriteData *>(&package) && package.data().isEmpty()) {
+        return reason->set(Refusal::OutOfRange, "data", QStringLiteral("at least 1 byte"),
+                           QStringLiteral("0 bytes"));
+    }
+    return true;
 }
 
-Verdict checkLinux(const PackageBase &package, ClassId classId)
+bool checkLinux(const PackageBase &package, ClassId classId, Reason *reason)
 {
     constexpr int MostData = std::numeric_limits<quint16>::max();
-    Verdict verdict = checkBytes(package);
     if (!exists({classId, Form::Linux, Direction::Request}))
-        verdict.refusal = Refusal::NoSuchForm;
-    if (!verdict.isOk())
-        return verdict;
+        return reason->set(Refusal::NoSuchForm);
+    if (!checkBytes(package, reason))
+        return false;
     const auto *write = qobject_cast<const PackageRequestWrite *>(&package);
-    if (write && write->bBroadcast())
-        return notCarried("broadcast", QStringLiteral("false"), QStringLiteral("true"));
-    return checkRange(write ? "packageDataLength" : "replyDataLength", package.getDataLength(), 0,
-                      MostData);
+    if (write && write->bBroadcast()) {
+        return reason->set(Refusal::OutOfRange, "broadcast", QStringLiteral("false"),
+                           QStringLiteral("true"));
+    }
+    return reason->checkRange(write ? "packageDataLength" : "replyDataLength",
+                              package.getDataLength(), 0, MostData);
 }
 
-Verdict checkCarried(const PackageBase &package, ClassId classId, Form form)
+bool checkCarried(const PackageBase &package, ClassId classId, Form form, Reason *reason)
 {
-    Verdict verdict = checkFields(package, classId);
-    if (!verdict.isOk())
-        return verdict;
+    if (!checkFields(package, classId, reason))
+        return false;
     switch (form) {
     case Form::Frame:
-        return checkFrame(package, classId);
+        return checkFrame(package, classId, reason);
     case Form::Text:
-        return checkRecord(package, classId);
+        return checkRecord(package, classId, reason);
     default:
-        return checkLinux(package, classId);
+        return checkLinux(package, classId, reason);
     }
 }
 
@@ -216,15 +228,16 @@ public:
     AsSent(PackageBase &package, quint32 serialNum)
         : m_package(package)
         , m_ownSerialNum(package.getSerialNum())
-        , m_ownData(package.data())
     {
         m_package.setSerialNum(serialNum);
         m_package.setAckCode(0);
         m_package.setCommResult(OrvexEnum::CommOk);
         m_package.setPackResult(OrvexEnum::PackOk);
         // Data of an earlier reply is not part of a request.
-        if (qobject_cast<PackageRequestReadData *>(&m_package))
-            m_package.setData({});
+        if (!qobject_cast<PackageRequestReadData *>(&m_package) || m_package.data().isEmpty())
+            return;
+        m_earlierData = m_package.data();
+        m_package.setData({});
     }
 
     AsSent(const AsSent &) = delete;
@@ -233,14 +246,15 @@ public:
     ~AsSent()
     {
         m_package.setSerialNum(m_ownSerialNum);
-        m_package.setData(m_ownData);
+        if (!m_earlierData.isEmpty())
+            m_package.setData(m_earlierData);
         m_package.setCommResult(OrvexEnum::CommPending);
     }
 
 private:
     PackageBase &m_package;
     quint64 m_ownSerialNum;
-    QByteArray m_ownData;
+    QByteArray m_earlierData;
 };
 
 } // namespace
@@ -252,13 +266,12 @@ ChosenForm chooseForm(const PackageBase &package, ClassId classId, const std::ve
     chosen.verdict.refusal = Refusal::NoSuchForm;
     bool isFirst = true;
     for (const Form form : forms) {
-        const Verdict verdict =
-            firstOf(checkRange("serialNum", leastSerialNum, 1, lastSerialNumOf(form)),
-                    checkCarried(package, classId, form));
-        if (verdict.isOk())
-            return {verdict, form};
+        Reason reason;
+        if (reason.checkRange("serialNum", leastSerialNum, 1, lastSerialNumOf(form))
+            && checkCarried(package, classId, form, &reason))
+            return {{}, form};
         if (isFirst)
-            chosen.verdict = verdict;
+            chosen.verdict = reason.verdict();
         isFirst = false;
     }
     return chosen;

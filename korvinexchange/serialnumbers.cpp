@@ -52,21 +52,23 @@ void FreeNumbers::release(quint32 number) noexcept
         return;
     }
     const auto next = m_starts.lower_bound(number);
-    quint32 start = number;
-    auto previous = m_starts.end();
-    if (next != m_starts.begin() && std::prev(next)->first == number - 1) {
-        previous = std::prev(next);
-        start = previous->second;
-    }
-    try {
-        if (next != m_starts.end() && next->second == number + 1)
-            next->second = start;
-        else
-            m_starts.emplace_hint(next, number, start);
-        if (previous != m_starts.end())
-            m_starts.erase(previous);
-    } catch (const std::bad_alloc &) {
-        return;
+    const auto previous = next == m_starts.begin() ? m_starts.end() : std::prev(next);
+    const bool joinsPrevious = previous != m_starts.end() && previous->first == number - 1;
+    const bool joinsNext = next != m_starts.end() && next->second == number + 1;
+    if (joinsNext)
+        next->second = joinsPrevious ? previous->second : number;
+    if (joinsPrevious && joinsNext) {
+        m_starts.erase(previous);
+    } else if (joinsPrevious) {
+        const quint32 start = previous->second;
+        m_spare = m_starts.extract(previous); // takes no memory
+        insertSpare(start, number);
+    } else if (!joinsNext) {
+        try {
+            m_starts.emplace_hint(next, number, number);
+        } catch (const std::bad_alloc &) {
+            return;
+        }
     }
 }
 
@@ -111,37 +113,40 @@ SerialNumbers::Number *SerialNumbers::claim(Key key)
 
 void SerialNumbers::release(Number *number)
 {
-    const Place place = m_numbers.at(number->key);
-    remove(*place.list, place.number);
+    const Key key = number->key;
+    m_numbers.erase(key);
+    number->list->erase(number->place);
+    if (key < FirstSpecial)
+        m_free.release(static_cast<quint32>(key));
 }
 
-void SerialNumbers::rest(Number *number, const EndedRequest &ended, Time now)
+void SerialNumbers::rest(Number *number, EndedRequest ended, Time now)
 {
     const bool isShort = ended.isAnswered && ended.isSentOnce;
     number->job = nullptr;
-    number->ended = ended;
+    number->ended = std::move(ended);
     number->until = now + (isShort ? m_rests.answered : m_rests.unanswered);
-    moveTo(isShort ? m_answered : m_unanswered, number);
+    moveTo(isShort ? &m_answered : &m_unanswered, number);
 }
 
 void SerialNumbers::restAnswered(Number *number, Time now)
 {
     number->ended.isAnswered = true;
     if (number->ended.isSentOnce)
-        rest(number, EndedRequest(number->ended), now);
+        rest(number, number->ended, now);
 }
 
 SerialNumbers::Number *SerialNumbers::find(Key key)
 {
     const auto found = m_numbers.find(key);
-    return found == m_numbers.end() ? nullptr : &*found->second.number;
+    return found == m_numbers.end() ? nullptr : found->second;
 }
 
 void SerialNumbers::expire(Time now)
 {
     for (List *list : {&m_unanswered, &m_answered}) {
         while (!list->empty() && list->front().until <= now)
-            remove(*list, list->begin());
+            release(&list->front());
     }
 }
 
@@ -165,8 +170,11 @@ SerialNumbers::Number *SerialNumbers::add(Key key)
 {
     try {
         List added(1);
-        added.front().key = key;
-        m_numbers.insert({key, {&m_inUse, added.begin()}});
+        Number &number = added.front();
+        m_numbers.insert({key, &number});
+        number.key = key;
+        number.list = &m_inUse;
+        number.place = added.begin();
         m_inUse.splice(m_inUse.end(), added);
     } catch (const std::bad_alloc &) {
         if (key < FirstSpecial)
@@ -176,20 +184,10 @@ SerialNumbers::Number *SerialNumbers::add(Key key)
     return &m_inUse.back();
 }
 
-void SerialNumbers::remove(List &list, List::iterator number)
+void SerialNumbers::moveTo(List *list, Number *number)
 {
-    const Key key = number->key;
-    m_numbers.erase(key);
-    list.erase(number);
-    if (key < FirstSpecial)
-        m_free.release(static_cast<quint32>(key));
-}
-
-void SerialNumbers::moveTo(List &list, Number *number)
-{
-    Place &place = m_numbers.at(number->key);
-    list.splice(list.end(), *place.list, place.number);
-    place.list = &list;
+    list->splice(list->end(), *number->list, number->place);
+    number->list = list;
 }
 
 } // namespace KorvinExchange

@@ -68,10 +68,15 @@ public:
     /// Returns the key of special requests with this id.
     static Key ofSpecial(int id);
 
+    struct Number;
+    using List = std::list<Number>;
+
     /// A number that is in use or resting.
     struct Number
     {
         Key key = 0;
+        List *list = nullptr; ///< The list that contains it.
+        List::iterator place;
         Job *job = nullptr; ///< The job that uses it; null while it rests.
         int item = 0;       ///< The item of the job.
         Time until{0};      ///< The end of its rest.
@@ -98,7 +103,7 @@ public:
     void release(Number *number);
 
     /// Lets a number rest. Needs no memory.
-    void rest(Number *number, const EndedRequest &ended, Time now);
+    void rest(Number *number, EndedRequest ended, Time now);
 
     /// Notes that a reply with a resting number has arrived.
     void restAnswered(Number *number, Time now);
@@ -118,11 +123,8 @@ public:
     int count() const { return static_cast<int>(m_numbers.size()); }
 
 private:
-    using List = std::list<Number>;
-
     Number *add(Key key);
-    void remove(List &list, List::iterator number);
-    void moveTo(List &list, Number *number);
+    static void moveTo(List *list, Number *number);
 
     FreeNumbers m_free;
     std::size_t m_most;
@@ -130,13 +132,7 @@ private:
     List m_inUse;
     List m_unanswered; ///< In the order in which they become free.
     List m_answered;   ///< In the same order.
-
-    struct Place
-    {
-        List *list;
-        List::iterator number;
-    };
-    std::unordered_map<Key, Place> m_numbers;
+    std::unordered_map<Key, Number *> m_numbers;
 };
 
 } // namespace KorvinExchange

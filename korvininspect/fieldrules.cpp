@@ -214,15 +214,6 @@ FieldRefusal columnRefusal(const WireField &field, const MessageShape &shape, Wo
     }
 }
 
-FieldRefusal textRefusal(const QByteArray &utf8)
-{
-    if (utf8.contains('\0'))
-        return {Refusal::ZeroInText, {}, {}};
-    if (QString::fromUtf8(utf8).toUtf8() != utf8)
-        return {Refusal::NotUtf8, {}, {}};
-    return {};
-}
-
 FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape, Words words)
 {
     const auto foundNumber = [&] { return QString::number(field.number); };
@@ -258,7 +249,9 @@ FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape, Word
             Refusal::UnknownCode, words, [] { return QStringLiteral("0 or 1"); },
             [&] { return QStringLiteral("flag %1").arg(field.number); });
     case WireType::Text:
-        return textRefusal(QByteArray::fromRawData(field.bytes, static_cast<int>(field.width)));
+        return {textRefusal(QByteArray::fromRawData(field.bytes, static_cast<int>(field.width))),
+                {},
+                {}};
     case WireType::Checksum:
         if (field.number == field.max)
             return {};
@@ -295,6 +288,13 @@ FieldRefusal refusalOf(const WireField &field, const MessageShape &shape, Words 
     if (refusal.refusal != Refusal::None || field.type != WireType::ReadWriteCode)
         return refusal;
     return accessRefusal(field, shape, words);
+}
+
+Refusal textRefusal(const QByteArray &utf8)
+{
+    if (utf8.contains('\0'))
+        return Refusal::ZeroInText;
+    return QString::fromUtf8(utf8).toUtf8() == utf8 ? Refusal::None : Refusal::NotUtf8;
 }
 
 bool identifiesRequest(WireType type)

@@ -30,6 +30,9 @@ inline Verdict refused(Refusal refusal)
 FieldRefusal refusalOf(const WireField &field, const MessageShape &shape,
                        Words words = Words::With);
 
+/// Returns what is wrong with a text of a frame, or `Refusal::None`.
+Refusal textRefusal(const QByteArray &utf8);
+
 /// Returns whether a reply must repeat a field of its request unchanged.
 bool identifiesRequest(WireType type);
 

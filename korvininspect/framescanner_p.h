@@ -152,7 +152,7 @@ public:
 
     void sizedText(const char *name, const QString &field)
     {
-        extent(name, WireType::Text, textSize(name, field), &field);
+        bareText(name, textSize(name, field), field);
     }
 
     void uncountedText(const char *name, const QString &field)
@@ -208,6 +208,12 @@ public:
     }
 
 protected:
+    /// Reports a text whose size is in no field.
+    void bareText(const char *name, qint64 size, const QString &field)
+    {
+        extent(name, WireType::Text, size, &field);
+    }
+
     qint64 remaining() const { return qMax<qint64>(0, qint64(m_frame.size()) - m_position); }
 
     /// Returns the next four bytes as a number, or 0 if they are not all there.
@@ -289,30 +295,31 @@ private:
     quint8 m_marker = Korvin::RequestMarker;
 };
 
-/// Walks over a layout along a frame as its encoder writes it.
-class WrittenFrameScanner : public FrameScanner
+/// Makes a walker read frames as their encoders write them, where decoders read something else.
+template <typename Walker>
+class AsWritten : public Walker
 {
 public:
-    using FrameScanner::FrameScanner;
+    using Walker::Walker;
 
-    void uncountedText(const char *name, const QString &field) { sizedText(name, field); }
+    void uncountedText(const char *name, const QString &field) { this->sizedText(name, field); }
 
     template <typename Bytes>
     void uncountedBlock(const char *name, int length, const Bytes &field)
     {
-        block(name, length, field);
+        this->block(name, length, field);
     }
 
     /// Decides whether the frame carries the announced blocks from here on: it does if it has more
     /// than the @p rest bytes that follow them.
-    void announce(qint64 rest) { m_isCarried = remaining() > rest; }
+    void announce(qint64 rest) { m_isCarried = this->remaining() > rest; }
     bool isCarried() const { return m_isCarried; }
 
     template <typename Bytes>
     void announcedBlock(const char *name, int length, const Bytes &field)
     {
         if (m_isCarried)
-            block(name, length, field);
+            this->block(name, length, field);
     }
 
     /// Calls @p walk for one of @p copies fields that share all bytes up to the last @p rest. Does
@@ -320,24 +327,24 @@ public:
     template <typename Walk>
     void tail(qint64 rest, int copies, Walk walk)
     {
-        const qint64 size = (remaining() - rest) / copies;
+        const qint64 size = (this->remaining() - rest) / copies;
         if (size <= 0)
             return;
-        m_tailEnd = position() + size;
+        m_afterTail = this->remaining() - size;
         walk();
     }
 
     /// Reports a text without a size, which ends where the tail ends.
     void text(const char *name, const QString &field)
     {
-        extent(name, WireType::Text, m_tailEnd - position(), &field);
+        this->bareText(name, this->remaining() - m_afterTail, field);
     }
 
     /// Calls @p ifNumber if the next four bytes are a number other than 0, else @p ifZeros.
     template <typename Nonzero, typename Zeros>
     void either(Nonzero nonzero, Zeros zeros)
     {
-        if (peek() != 0)
+        if (this->peek() != 0)
             nonzero();
         else
             zeros();
@@ -345,8 +352,10 @@ public:
 
 private:
     bool m_isCarried = true;
-    qint64 m_tailEnd = 0;
+    qint64 m_afterTail = 0;
 };
+
+using WrittenFrameScanner = AsWritten<FrameScanner>;
 
 } // namespace KorvinInspect
 

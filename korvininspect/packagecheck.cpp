@@ -2,10 +2,12 @@
 
 #include "packagecheck_p.h"
 
+#include "acceptance_p.h"
 #include "classlayouts_p.h"
 #include "fieldcopies_p.h"
 #include "fieldrules_p.h"
 #include "memory_p.h"
+#include "utf8_p.h"
 #include "valuetext_p.h"
 
 #include <korvininspect/inputtext.h>
@@ -27,7 +29,8 @@ class RequestFields : public FieldSink
 public:
     void add(const WireField &field) override
     {
-        if (identifiesRequest(field.type) || field.type == WireType::Length)
+        const bool isCompared = identifiesRequest(field.type) || field.type == WireType::Length;
+        if (isCompared && field.present == field.width) // only a wrong request is cut off
             m_fields.append(field);
     }
 
@@ -193,17 +196,6 @@ MessageShape requestOf(const MessageShape &shape)
     return {shape.classId, shape.form, Direction::Request};
 }
 
-/// Returns a request record without its data string, which no reply is compared with.
-QString withoutData(const QByteArray &request, const Korvin::ClassRow &row)
-{
-    if (row.own != Korvin::Own::WriteBlock)
-        return textFromUtf8(request);
-    int end = -1;
-    for (int comma = Korvin::writtenColumns(row, false) - 1; comma > 0; --comma)
-        end = static_cast<int>(request.indexOf(',', end + 1));
-    return textFromUtf8(request.left(end));
-}
-
 Verdict checkRecord(QStringView record, const Task &task)
 {
     const Korvin::ClassRow &row = rowOf(task.shape);
@@ -219,7 +211,7 @@ Verdict checkRecord(QStringView record, const Task &task)
     QString request; // the memory that the fields of the request refer to
     RequestFields asked;
     if (!task.options.request.isEmpty()) {
-        request = withoutData(task.options.request, row);
+        request = withoutData(task.options.request, task.shape);
         RecordScanner scanner(request, asked);
         scanRecordAsWritten(scanner, row, false, fields);
     }
@@ -306,6 +298,26 @@ Verdict checkBytes(const QByteArray &frame, const Task &task)
     return sink.verdict();
 }
 
+/// Returns whether the input is UTF-8 whose text is @p record.
+bool isUtf8(const QByteArray &input, const QString &record)
+{
+    return Korvin::isPlainAscii(input.constData(), Korvin::checkedSize(input.size()))
+        || record.toUtf8() == input;
+}
+
+/// Checks an input. Looks for the reason to refuse it only if there is one.
+/// @{
+Verdict checkKnown(const QByteArray &frame, const Task &task)
+{
+    return isAcceptable(frame, task.shape, task.options) ? Verdict() : checkBytes(frame, task);
+}
+
+Verdict checkKnown(const QString &record, const Task &task)
+{
+    return isAcceptable(record, task.shape, task.options) ? Verdict() : checkText(record, task);
+}
+/// @}
+
 /// Runs a check of an input of @p size for a shape that exists.
 template <typename Check>
 Verdict guardedCheck(qint64 size, const MessageShape &shape, Check run)
@@ -355,10 +367,10 @@ Verdict check(const QByteArray &input, const MessageShape &shape, const CheckOpt
 {
     return guardedCheck(input.size(), shape, [&] {
         if (shape.form != Form::Text)
-            return checkBytes(input, {shape, options});
+            return checkKnown(input, {shape, options});
         const QString record = textFromUtf8(input);
-        return record.toUtf8() == input ? checkText(record, {shape, options})
-                                        : refused(Refusal::NotUtf8);
+        return isUtf8(input, record) ? checkKnown(record, {shape, options})
+                                     : refused(Refusal::NotUtf8);
     });
 }
 
@@ -371,7 +383,7 @@ Verdict check(const QString &record, const MessageShape &shape, const CheckOptio
 {
     if (shape.form != Form::Text)
         return refused(Refusal::NoSuchForm);
-    return guardedCheck(record.size(), shape, [&] { return checkText(record, {shape, options}); });
+    return guardedCheck(record.size(), shape, [&] { return checkKnown(record, {shape, options}); });
 }
 
 } // namespace KorvinInspect

@@ -72,16 +72,24 @@ QStringView nameOf(const CodeName<Code> (&names)[N], Code code, QStringView fall
     return fallback;
 }
 
-/// Returns the code of a name, or @p fallback for an unknown name. Names are case-sensitive.
+/// Returns the row of a name; null for an unknown name. Names are case-sensitive.
 template <typename Code, std::size_t N>
-Code codeOf(const CodeName<Code> (&names)[N], QStringView name, Code fallback)
+const CodeName<Code> *findName(const CodeName<Code> (&names)[N], QStringView name)
 {
     const auto size = static_cast<std::size_t>(name.size()) * sizeof(QChar);
     for (const CodeName<Code> &row : names) {
         if (name.size() == row.name.size() && std::memcmp(name.data(), row.name.data(), size) == 0)
-            return row.code;
+            return &row;
     }
-    return fallback;
+    return nullptr;
+}
+
+/// Returns the code of a name, or @p fallback for an unknown name.
+template <typename Code, std::size_t N>
+Code codeOf(const CodeName<Code> (&names)[N], QStringView name, Code fallback)
+{
+    const CodeName<Code> *row = findName(names, name);
+    return row ? row->code : fallback;
 }
 
 } // namespace Korvin

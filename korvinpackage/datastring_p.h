@@ -125,6 +125,77 @@ inline qsizetype readPlainNumbers(const QChar *characters, char *&out, const cha
 }
 #endif
 
+#ifdef __SSE2__
+/// Checks the whole numbers among PlainNumbersSize characters, the first of which begins a number,
+/// and adds them to @p count.
+///
+/// @return the number of characters checked, separators included; 0 if a number is not written as
+///     by DataStringSource.
+inline qsizetype checkPlainNumbers(const QChar *characters, qsizetype *count)
+{
+    __m128i digits[PlainNumbersSize / 16]; // values of the digits; other characters are larger
+    for (__m128i &values : digits) {
+        __m128i wide[2];
+        std::memcpy(wide, characters, sizeof wide);
+        const __m128i ascii = _mm_packus_epi16(wide[0], wide[1]); // others saturate to 0 or 255
+        values = _mm_sub_epi8(ascii, _mm_set1_epi8('0'));
+        characters += 16;
+    }
+    // The characters that a condition holds for, as bits.
+    const auto where = [&digits](auto holds) {
+        const auto bits = [&](int i) {
+            return static_cast<quint64>(static_cast<uint>(_mm_movemask_epi8(holds(digits[i]))))
+                << (16 * i);
+        };
+        return bits(0) | bits(1) | bits(2) | bits(3);
+    };
+    const auto upTo = [&where](char most) {
+        const __m128i limit = _mm_set1_epi8(most);
+        return where([limit](__m128i d) { return _mm_cmpeq_epi8(_mm_min_epu8(d, limit), d); });
+    };
+    const __m128i separator = _mm_set1_epi8('/' - '0');
+    const quint64 separators = where([=](__m128i d) { return _mm_cmpeq_epi8(d, separator); });
+    if (separators == 0)
+        return 0;
+    const uint size = PlainNumbersSize - qCountLeadingZeroBits(separators);
+    const quint64 whole = ~quint64(0) >> (PlainNumbersSize - size);
+    const quint64 starts = ((separators << 1) | 1) & whole;
+    const quint64 one = starts & (separators >> 1);
+    const quint64 two = starts & (separators >> 2) & ~one;
+    const quint64 three = starts & (separators >> 3) & ~one & ~two;
+    const quint64 upTo5 = upTo(5);
+    const quint64 upTo255 = upTo(1) | (upTo(2) & ((upTo(4) >> 1) | ((upTo5 >> 1) & (upTo5 >> 2))));
+    const quint64 wrong = (whole & ~(upTo(9) | separators)) // neither digit nor separator
+        | (starts & separators)                             // no digit
+        | (starts & ~(one | two | three))                   // more than three digits
+        | ((two | three) & upTo(0))                         // a leading zero
+        | (three & ~upTo255);
+    if (wrong != 0)
+        return 0;
+    *count += static_cast<qsizetype>(qPopulationCount(separators));
+    return size;
+}
+#endif
+
+/// Returns the number of parts of a data string; -1 if one is not written as by DataStringSource: a
+/// number from 0 to 255 without leading zeros.
+inline qsizetype writtenNumbers(QStringView text)
+{
+    const QChar *at = text.begin();
+    qsizetype count = 0;
+#ifdef __SSE2__
+    for (qsizetype checked = 1; checked > 0 && text.end() - at >= PlainNumbersSize; at += checked)
+        checked = checkPlainNumbers(at, &count);
+#endif
+    for (TextParts parts({at, text.end()}, '/'); !parts.atEnd(); ++count) {
+        const QStringView part = parts.next();
+        const int value = plainNumber(part);
+        if (value < 0 || value > 255 || (part.size() > 1 && part.front() == QLatin1Char('0')))
+            return -1;
+    }
+    return count;
+}
+
 /// Stores the low 8 bits of each part of a data string in the bytes from @p out to @p end, until
 /// either ends. A part that is not a number gives 0.
 inline void readNumbers(QStringView text, char *out, const char *end)

@@ -69,6 +69,30 @@ inline bool widenAscii(const char *in, int size, QChar *out)
     return isPlain;
 }
 
+/// Returns whether all bytes are ASCII and none is zero.
+inline bool isPlainAscii(const char *in, int size)
+{
+    const char *const end = in + size;
+#ifdef __SSE2__
+    for (; end - in >= 16; in += 16) {
+        __m128i bytes;
+        std::memcpy(&bytes, in, sizeof bytes);
+        if (_mm_movemask_epi8(_mm_cmpgt_epi8(bytes, _mm_setzero_si128())) != 0xFFFF)
+            return false;
+    }
+    if (end - in >= 8) {
+        __m128i bytes = _mm_setzero_si128();
+        std::memcpy(&bytes, in, 8);
+        if ((_mm_movemask_epi8(_mm_cmpgt_epi8(bytes, _mm_setzero_si128())) & 0xFF) != 0xFF)
+            return false;
+        in += 8;
+    }
+#endif
+    while (in != end && static_cast<signed char>(*in) > 0)
+        ++in;
+    return in == end;
+}
+
 /// Reads a text of at most @p size bytes of UTF-8, which ends at its first zero byte. Uses the
 /// memory that @p text already has if it suffices.
 inline void readUtf8(const char *bytes, int size, QString &text)

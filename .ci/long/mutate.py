@@ -2,7 +2,9 @@
 """Changes one token of a source at a time, and counts the changes that the tests notice.
 
 With --library layouts it plants wrong layouts instead, which the replay of the fuzzers' corpora should
-notice: two neighbours swapped, a field moved, missing, doubled or with another verb, another constant.
+notice: two neighbours swapped, a field moved, missing, doubled or with another verb, another constant. With
+--library rules it breaks the rules of the engine of korvinexchange, as tests/exchange/enginefaults.py lists them;
+all of these must be killed.
 
 The mutants are made in a copy of the tree, in build/mutate. The tests are built once, with clang++ and
 without optimisation, and find each mutant of the library as their shared library.
@@ -23,6 +25,9 @@ import time
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tests" / "exchange"))
+from enginefaults import FAULTS  # noqa: E402
+
 WORK = ROOT / "build" / "mutate"
 TREE = WORK / "source"
 BUILD = WORK / "build"
@@ -53,8 +58,13 @@ LIBRARIES = {
         ("korvinexchange_tests", "*"),
     ],
     "korvinexchange": [
-        ("korvinexchange_tests", "*"),
+        ("korvinexchange_tests", "-Engine/Orders*"),
+        ("korvinexchange_tests", "Engine/Orders*"),
         ("outofmemory_tests", "*EngineMemory*:*FramingMemory*"),
+    ],
+    "rules": [
+        ("korvinexchange_tests", "-Engine/Orders*"),
+        ("korvinexchange_tests", "Engine/Orders*"),
     ],
     "tools": [
         ("korvinpack_readers_tests", "*"),
@@ -73,6 +83,7 @@ REBUILT = {
               "cppsource_tests"],
     "wireshark": [],
     "layouts": ["korvinpackage", "korvininspect"],
+    "rules": ["korvinexchange"],
 }
 REQUIRED = 0.98
 MEMORY_LIMIT = 8 << 30  # of a test program; a mutant may ask for anything
@@ -220,6 +231,22 @@ def wrong_layouts(path):
     return found
 
 
+def broken_rules(path):
+    """The same for a source of the engine: the faults that are listed for it."""
+    text = path.read_text()
+    found = []
+    for what, source, before, after in FAULTS:
+        if source != path.name:
+            continue
+        if text.count(before) != 1:
+            sys.exit(f"mutate: {source} must have once what is to be replaced where it {what}: {before}")
+        at = text.index(before)
+        start = text.rfind("\n", 0, at) + 1
+        lines = text[start:text.index("\n", at + len(before))]
+        found.append((text.count("\n", 0, start), lines, lines.replace(before, after)))
+    return found
+
+
 def chosen(sources, mutants_of, count, seed):
     """The mutants of each source in a random order, and as many of them as are its share."""
     orders = {}
@@ -316,6 +343,8 @@ def parsed_arguments():
 def sources_of(arguments):
     if arguments.library == "layouts":
         return [LAYOUTS]
+    if arguments.library == "rules":
+        return sorted({f"korvinexchange/{source}" for _, source, _, _ in FAULTS})
     return arguments.sources or sorted(
         str(path.relative_to(ROOT)) for suffix in ("*.cpp", "*_p.h", "*.lua")
         for path in (ROOT / arguments.library).glob(suffix)
@@ -378,8 +407,9 @@ def main():
     suites = LIBRARIES[arguments.library]
     sources = sources_of(arguments)
     prepare(sorted({"all" if program == "ctest" else program for program, _ in suites}))
-    mutants_of = wrong_layouts if arguments.library == "layouts" else candidates
-    orders, shares = chosen(sources, mutants_of, arguments.count, arguments.seed)
+    mutants_of = {"layouts": wrong_layouts, "rules": broken_rules}.get(arguments.library, candidates)
+    count = len(FAULTS) if arguments.library == "rules" else arguments.count
+    orders, shares = chosen(sources, mutants_of, count, arguments.seed)
     judge = Judge(REBUILT.get(arguments.library, [arguments.library]), timeouts_of(suites))
     for source in sources:
         judge.judge(source, orders[source], shares[source])
@@ -390,6 +420,8 @@ def main():
     print(f"{judged + counts['explained']} mutants of {len(sources)} sources, {counts['killed']} killed, "
           f"{counts['explained']} explained, {counts['survives']} survive; {counts['not compiled']} more did "
           f"not compile; {100 * rate:.1f} % killed of those that are not explained")
+    if arguments.library == "rules":
+        return 0 if counts["killed"] == len(FAULTS) else 1
     return 0 if rate >= REQUIRED else 1
 
 

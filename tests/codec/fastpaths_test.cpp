@@ -8,6 +8,7 @@
 
 #include <QtCore/QStringList>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <utility>
@@ -98,6 +99,16 @@ QByteArray numbersFast(const QString &text, int room)
     return bytes;
 }
 
+/// The number of parts, if each is a byte as QString::number() writes it; otherwise -1.
+qsizetype writtenCarefully(const QString &text)
+{
+    const QStringList parts = text.split(QLatin1Char('/'));
+    const bool isWritten = std::all_of(parts.begin(), parts.end(), [](const QString &part) {
+        return QString::number(static_cast<quint8>(part.toInt())) == part;
+    });
+    return isWritten ? parts.size() : -1;
+}
+
 TEST(FastPaths, DataStringsOfPlainNumbers)
 {
     std::mt19937 engine(20231);
@@ -111,12 +122,36 @@ TEST(FastPaths, DataStringsOfPlainNumbers)
             ASSERT_EQ(numbersFast(text, room), numbersCarefully(text, room))
                 << count << ' ' << room << ' ' << text.toStdString();
         }
+        ASSERT_EQ(Korvin::writtenNumbers(text), writtenCarefully(text)) << text.toStdString();
         for (const char *end : {"/", "//", "/0", "/007", "/1234/5", "/99999999999/7"}) {
             const QString longer = text + QLatin1String(end);
+            ASSERT_EQ(Korvin::writtenNumbers(longer), writtenCarefully(longer))
+                << longer.toStdString();
             ASSERT_EQ(numbersFast(longer, count + 3), numbersCarefully(longer, count + 3))
                 << longer.toStdString();
         }
     }
+}
+
+// Every number of up to three digits, at every place of a block of 64 characters.
+TEST(FastPaths, NumbersAreThoseThatAreWritten)
+{
+    QStringList numbers{QString()};
+    for (int number = 0; number < 1000; ++number) {
+        const QString digits = QString::number(number);
+        numbers << digits << digits.rightJustified(2, QLatin1Char('0'))
+                << digits.rightJustified(3, QLatin1Char('0'));
+    }
+    for (const QString &number : std::as_const(numbers)) {
+        ASSERT_EQ(Korvin::writtenNumbers(number), writtenCarefully(number));
+        for (int before = 0; before < 64; before += 1 + before % 3) {
+            const QString text = QStringLiteral("1/").repeated(before / 2)
+                + (before % 2 == 1 ? QStringLiteral("10/") : QString()) + number
+                + QStringLiteral("/255").repeated(20);
+            ASSERT_EQ(Korvin::writtenNumbers(text), writtenCarefully(text)) << text.toStdString();
+        }
+    }
+    EXPECT_EQ(Korvin::writtenNumbers(QString(200, QLatin1Char('1'))), -1);
 }
 
 TEST(FastPaths, DataStringsWithAnythingElseAtEveryPlace)
@@ -131,6 +166,8 @@ TEST(FastPaths, DataStringsWithAnythingElseAtEveryPlace)
             QString text = plain;
             text[position] = QChar(other);
             ASSERT_EQ(numbersFast(text, 62), numbersCarefully(text, 62))
+                << text.toStdString() << ' ' << position;
+            ASSERT_EQ(Korvin::writtenNumbers(text), writtenCarefully(text))
                 << text.toStdString() << ' ' << position;
         }
     }
@@ -246,6 +283,9 @@ TEST(FastPaths, TextsOfFrames)
                 QString reused(100, QLatin1Char('x'));
                 Korvin::readUtf8(bytes.constData(), size, reused);
                 ASSERT_EQ(reused, expected) << size << ' ' << position;
+                const bool isPlain = position == size || inserted == "\x7F";
+                ASSERT_EQ(Korvin::isPlainAscii(bytes.constData(), size), isPlain)
+                    << size << ' ' << position;
             }
         }
     }

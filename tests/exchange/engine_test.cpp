@@ -69,6 +69,8 @@ TEST_P(Exchanges, SendARequestAndTakeItsReply)
     const auto read = makeRead(Register, 3);
     read->setData("old");
     read->setCommResult(OrvexEnum::CommTimeout);
+    read->setPackResult(OrvexEnum::PackAbort);
+    read->setAckCode(5);
     const RequestId id = send(*read);
     EXPECT_EQ(id, 1U);
     EXPECT_EQ(engine->queued(), 1);
@@ -83,6 +85,8 @@ TEST_P(Exchanges, SendARequestAndTakeItsReply)
     EXPECT_EQ(message.bytes, bytesOf(row.request));
     EXPECT_EQ(read->getSerialNum(), 77U) << "its own";
     EXPECT_EQ(read->getCommResult(), OrvexEnum::CommPending);
+    EXPECT_EQ(read->getPackResult(), OrvexEnum::PackOk);
+    EXPECT_EQ(read->getAckCode(), 0U);
     EXPECT_EQ(read->data(), QByteArray("old"));
     EXPECT_EQ(engine->inFlight(), 1);
     EXPECT_EQ(engine->queued(), 0);
@@ -1309,6 +1313,19 @@ protected:
     std::unique_ptr<PackageRequestReadData> read = makeRead(Register, 3);
 };
 
+TEST_F(CombinationTest, IsARecordEvenIfThePeerPrefersFrames)
+{
+    settings.forms = {Form::Linux, Form::Frame, Form::Text};
+    restart(settings);
+    const RequestId first = sendAll();
+    const OutgoingMessage message = take();
+    EXPECT_EQ(int(message.shape.form), int(Form::Text));
+    for (const QByteArray &reply : repliesTo(message))
+        receive(message, reply);
+    for (RequestId id = first; id < first + 3; ++id)
+        expectEnd(id, Outcome::Success);
+}
+
 TEST_F(CombinationTest, EachItemHasItsOutcome)
 {
     file.setSerialNum(88);
@@ -1601,10 +1618,22 @@ TEST_F(CombinationTest, IsRefusedAsAWhole)
     write->setTag(QStringLiteral("a|b"));
     EXPECT_TRUE(refusalOf(write.get()).contains(QLatin1String("item 1, too many")));
     write->setTag(QStringLiteral("a,b"));
-    EXPECT_TRUE(refusalOf(write.get()).contains(QLatin1String("tag at 0: out of range: a text")));
+    EXPECT_TRUE(
+        refusalOf(write.get()).contains(QLatin1String("item 1, tag at 0: out of range: a text")));
     write->setTag(QStringLiteral("a"));
     write->setReadWriteCode(OrvexEnum::Read);
     EXPECT_TRUE(refusalOf(write.get()).contains(QLatin1String("no form of the peer carries it")));
+    restart(settings);
+    const auto before = makeRead(Register, 3);
+    engine->sendCombination({before.get(), read.get(), write.get()}, {}, now);
+    expectNothingToSend();
+    EXPECT_EQ(takeEvent().verdict.item, 3) << "as the record would have them";
+    restart(settings);
+    engine->cancel(engine->sendCombination({before.get(), read.get(), write.get()}, {}, now).id,
+                   now);
+    takeEvent();
+    expectNothingToSend();
+    EXPECT_EQ(takeEvent().verdict.item, 2) << "without the one that was cancelled";
     settings.forms = {Form::Frame, Form::Linux};
     const auto other = makeRead(Register, 3);
     EXPECT_EQ(

@@ -135,6 +135,17 @@ TEST_F(Forms, RecordsCarryNoCommaInFileNames)
     EXPECT_EQ(take().shape.form, Form::Frame);
 }
 
+TEST_F(Forms, AllCarryTextsThatAreNotAscii)
+{
+    const auto read = makeRead(Register, 3);
+    read->setTag(QStringLiteral("\u00E9"));
+    for (const Form form : {Form::Text, Form::Frame}) {
+        allow({form});
+        send(*read);
+        EXPECT_TRUE(take().bytes.contains("\xC3\xA9"));
+    }
+}
+
 TEST_F(Forms, NoneCarriesHalfOfASurrogatePair)
 {
     const auto read = makeRead(Register, 3);

@@ -1,4 +1,5 @@
-// Short runs of the simulation; .ci/long.sh simulate makes long ones.
+// Short runs of the simulation; the test exchange_simulation_million and .ci/long.sh simulate make
+// long ones.
 
 #include "simulation.h"
 

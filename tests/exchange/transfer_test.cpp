@@ -221,6 +221,28 @@ TEST_F(TransferTest, AnEmptyFileIsAFile)
     }
 }
 
+TEST_F(TransferTest, ABufferIsEmptiedOnlyWhereAFormCarriesThat)
+{
+    const auto stepsOf = [this](const std::vector<Form> &forms, PackageRequestWriteFile *package) {
+        settings.forms = forms;
+        restart(settings);
+        asked.clear();
+        unit().files.clear();
+        const RequestId id = start(Transfer::writeFile(package, {}));
+        run();
+        expectSuccess(id);
+        EXPECT_TRUE(unit().files.contains(QStringLiteral("f")));
+        return asked.size();
+    };
+    const auto package = makeFileWrite();
+    EXPECT_EQ(stepsOf({Form::Linux, Form::Text}, package.get()), 2);
+    const auto broadcast = makeFileWrite(0, true);
+    EXPECT_EQ(stepsOf({Form::Linux, Form::Text}, broadcast.get()), 1) << "not in a Linux frame";
+    EXPECT_EQ(stepsOf({Form::Frame, Form::Text}, broadcast.get()), 2);
+    package->setTag(QString(QChar::ByteOrderMark));
+    EXPECT_EQ(stepsOf({Form::Frame, Form::Text}, package.get()), 1) << "not with this tag";
+}
+
 TEST_F(TransferTest, ReadsAFileByWayOfItsRegister)
 {
     restart(Form::Text);

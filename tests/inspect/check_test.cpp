@@ -6,6 +6,7 @@
 #include "testvectors.h"
 
 #include <korvininspect/packagecheck.h>
+#include <korvininspect/packageguess.h>
 
 #include <QtCore/QMap>
 #include <QtCore/QStringList>
@@ -641,6 +642,43 @@ TEST(CheckOptions, SayHowAReplyDiffersFromItsRequest)
             options.request = request;
             EXPECT_EQ(describe(check(QString::fromUtf8(reply), shape, options)),
                       QLatin1String(row.verdict));
+        }
+    }
+}
+
+// A request that check() would refuse should not be given. Its texts may end outside of it.
+TEST(CheckOptions, DoNotReadPastTheEndOfABrokenRequest)
+{
+    const MessageShape shape{ClassId::PackageBase, Form::Frame, Reply};
+    const QByteArray request = hex("00 FFFF 6162");
+    EXPECT_FALSE(check(request, {shape.classId, shape.form, Request}).isOk());
+    const QByteArray reply =
+        hex("01 0200 6163 0000 03000000 0700 01 02 03 04 0500 00" TAIL "00 00 01 00 00 00");
+    EXPECT_TRUE(checkReply(reply, request, shape).isOk()) << "no field of it can be compared";
+    EXPECT_TRUE(
+        checkReply(hex("00 0700 00 01 00"), "\x55", {ClassId::PackageBase, Form::Frame, Reply})
+            .isOk());
+    EXPECT_TRUE(checkReply(hex("55AA 00 05 00000000 0000 00 00 0000 0000 0000 5A55"), "\x55",
+                           {ClassId::PackageRequestReadData, Form::Linux, Reply})
+                    .isOk());
+    EXPECT_TRUE(checkReply(COLUMNS ",0", "7,key", {shape.classId, Form::Text, Reply}).isOk());
+}
+
+// A walk without words accepts nearly all that is accepted; guesses know only the walk with words.
+TEST(Check, AgreesWithGuesses)
+{
+    Generator generate(20261122);
+    for (int i = 0; i < 1000 && !testing::Test::HasFailure(); ++i) {
+        const PackageClass &itsClass = generate.anyClass();
+        const Encoding encoding = generate.anyEncoding(itsClass);
+        const auto package = generate.consistentPackage(itsClass);
+        QByteArray input = encoded(*package, encoding);
+        if (generate.oneIn(2))
+            input = generate.mutated(input, encoding.form);
+        for (const Guess &guessed : guess(input)) {
+            SCOPED_TRACE(describe(guessed.shape).toStdString() + ": "
+                         + (encoding.form == Form::Text ? input : input.toHex(' ')).toStdString());
+            EXPECT_EQ(describe(check(input, guessed.shape)), describe(guessed.verdict));
         }
     }
 }

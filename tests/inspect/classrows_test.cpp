@@ -6,6 +6,7 @@
 #include <korvininspect/messageshape.h>
 #include <korvininspect/packageexplain.h>
 #include <packagerequestcombination.h>
+#include <packagerequestreadmemdata.h>
 
 #include <QtCore/QMap>
 #include <QtCore/QRegularExpression>
@@ -13,6 +14,15 @@
 #include <typeinfo>
 
 namespace {
+
+/// A class of a program, with a meta-object of its own.
+class DerivedRead : public PackageRequestReadMemData
+{
+    Q_OBJECT
+
+public:
+    using PackageRequestReadMemData::PackageRequestReadMemData;
+};
 
 using Korvin::ClassRow;
 
@@ -41,6 +51,12 @@ TEST(ClassRows, AreThoseOfTheClasses)
                   row.base == Korvin::Base::Write)
             << listed.name.toStdString();
     }
+}
+
+TEST(ClassRows, AClassThatAProgramDerivesIsThatOfItsBase)
+{
+    const DerivedRead read;
+    EXPECT_EQ(classOf(read).id, ClassId::PackageRequestReadMemData);
 }
 
 TEST(ClassRows, AreFoundByName)
@@ -189,3 +205,5 @@ TEST(ClassRows, EveryExplainedFieldHasADescription)
 }
 
 } // namespace
+
+#include "classrows_test.moc"

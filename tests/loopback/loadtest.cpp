@@ -575,6 +575,7 @@ int main(int argc, char *argv[])
     option("devices", settings.devices);
     option("timeout", settings.timeout);
     option("deadline", settings.deadline);
+    option("serial-numbers", 255); // of the links between proxy and devices
     parser.process(application);
     const auto valueOf = [&](const char *name) {
         return parser.value(QLatin1String(name)).toInt();
@@ -598,11 +599,15 @@ int main(int argc, char *argv[])
         return 2;
     }
     const bool hasFaults = scenario == QLatin1String("faults");
+    QStringList proxyOptions{QStringLiteral("--serial-numbers"),
+                             parser.value(QLatin1String("serial-numbers"))};
+    if (hasFaults)
+        proxyOptions << QStringLiteral("--linux");
     Verdict verdict;
     System system(arguments.at(0), arguments.at(1), settings,
                   hasFaults ? QStringList{QStringLiteral("--faults"), QStringLiteral("0.05")}
                             : QStringList(),
-                  hasFaults ? QStringList{QStringLiteral("--linux")} : QStringList());
+                  proxyOptions);
     std::printf("%s: %d clients, %d requests, %d devices\n", qUtf8Printable(scenario),
                 settings.clients, settings.requests, settings.devices);
     std::fflush(stdout);

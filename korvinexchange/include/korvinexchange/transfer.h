@@ -38,7 +38,8 @@ namespace KorvinExchange {
 /// Simultaneous transfers need different buffers. A transfer of no bytes succeeds at once, except
 /// for files: an empty file is written, too, and an empty file to read must exist. A data write of
 /// no bytes empties the buffer of an empty file. A record cannot carry such a write: if the peer
-/// accepts only records, use a buffer that nothing was written to.
+/// accepts only records, or no other form carries the request, use a buffer that nothing was
+/// written to.
 class KORVINEXCHANGE_EXPORT Transfer
 {
 public:
