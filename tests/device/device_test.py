@@ -712,6 +712,22 @@ class Recording(DeviceTest):
         self.assertTrue((self.folder / "rec").read_text("utf-8").endswith("}\n"))
         self.assertEqual(self.replay().end(), 0)
 
+    def test_clients_on_a_unix_socket(self):
+        device = self.start(CONFIGURATION, "--framing", "lines")
+        recorder = self.record(device, "--framing", "lines", "--unix", "socket")
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.connect(recorder.places[0])
+            connection.sendall(line_of(READ_LEVEL))
+            self.assertEqual(connection.recv(1000), line_of(LEVEL))
+        recorder.wait_for_log("/socket#1 ended: closed by the client\n")
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.connect(recorder.places[0])
+            connection.sendall(line_of(READ_LEVEL))
+            self.assertEqual(connection.recv(1000), line_of(LEVEL))
+            device.end()
+            self.assertTrue(is_ended(connection))
+        recorder.wait_for_log("/socket#2 ended: ")
+
     def test_a_device_that_is_not_there(self):
         recorder = self.record("127.0.0.1:1")
         with recorder.connect() as connection:

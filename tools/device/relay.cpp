@@ -4,6 +4,10 @@
 
 #include <korvininspect/packageforms.h>
 
+#include <QtNetwork/QLocalSocket>
+
+#include <limits>
+
 using namespace KorvinInspect;
 
 namespace {
@@ -41,6 +45,10 @@ Relay::Relay(QIODevice *client, const Place &upstream, FramingKind framing,
     connect(&m_device, &QTcpSocket::connected, this, &Relay::passAll);
     connect(client, &QIODevice::readChannelFinished, this,
             [this] { end(QStringLiteral("closed by the client")); });
+    if (auto *local = qobject_cast<QLocalSocket *>(client)) {
+        connect(local, &QLocalSocket::disconnected, this,
+                [this] { end(QStringLiteral("closed by the client")); });
+    }
     connect(&m_device, &QTcpSocket::disconnected, this,
             [this] { end(QStringLiteral("closed by the device")); });
     connect(&m_device, &QTcpSocket::stateChanged, this, [this](QAbstractSocket::SocketState state) {
@@ -154,7 +162,7 @@ void Relay::end(const QString &reason)
             QStringLiteral("; %1 messages answered no request and are not recorded").arg(m_notKept);
     closeSocket(m_client);
     m_device.disconnectFromHost();
-    QTimer::singleShot(LastDeadline, this, [this] { Q_EMIT ended(m_reason); });
+    QTimer::singleShot(LastDeadline, this, [this] { finish(); });
     // Not while signals of the sockets are being handled.
     QMetaObject::invokeMethod(this, &Relay::finishIfSent, Qt::QueuedConnection);
 }
@@ -163,7 +171,13 @@ void Relay::finishIfSent()
 {
     const bool isSent = (!m_client->isOpen() || m_client->bytesToWrite() == 0)
         && (!m_device.isOpen() || m_device.bytesToWrite() == 0);
-    if (m_isFinished || !isSent)
+    if (isSent)
+        finish();
+}
+
+void Relay::finish()
+{
+    if (m_isFinished)
         return;
     m_isFinished = true;
     Q_EMIT ended(m_reason);

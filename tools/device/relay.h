@@ -43,6 +43,7 @@ private:
     Pending *pendingOf(const Message &reply);
     void end(const QString &reason);
     void finishIfSent();
+    void finish();
 
     QIODevice *m_client;
     QTcpSocket m_device;
