@@ -247,10 +247,11 @@ void guardPybind()
     PyType_Modified(metaclass);
 }
 
-/// Returns what pybind11 knows of the C++ class.
+/// Returns what pybind11 knows of the C++ class, which lives as long as the process.
 const py::detail::type_info *packageInfo()
 {
-    return py::detail::get_type_info(typeid(Package));
+    static const py::detail::type_info *const info = py::detail::get_type_info(typeid(Package));
+    return info;
 }
 
 /// Makes an object of a Python class without calling its `__init__`.
