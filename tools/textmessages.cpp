@@ -22,14 +22,20 @@ bool isDeclarationOfSize(const QByteArray &line)
     return line.startsWith("unsigned int ") && line.contains("_len = ");
 }
 
+bool isHexDigit(char letter)
+{
+    return (letter >= '0' && letter <= '9') || (letter >= 'A' && letter <= 'F')
+        || (letter >= 'a' && letter <= 'f');
+}
+
 /// Returns whether a line of base64 is one of those that "base64" and MIME break lines at.
 bool isBase64Row(const QByteArray &line)
 {
     constexpr int MimeRow = 76;
     constexpr int MailRow = 64;
     const auto isOfBase64 = [](char letter) {
-        return (letter >= '0' && letter <= '9') || (letter >= 'A' && letter <= 'Z')
-            || (letter >= 'a' && letter <= 'z') || letter == '+' || letter == '/';
+        return isHexDigit(letter) || (letter >= 'G' && letter <= 'Z')
+            || (letter >= 'g' && letter <= 'z') || letter == '+' || letter == '/';
     };
     return (line.size() == MimeRow || line.size() == MailRow)
         && std::all_of(line.begin(), line.end(), isOfBase64);
@@ -46,7 +52,7 @@ bool isPlainRow(const QByteArray &line, int *size)
 }
 
 /// Returns whether the message goes on in the next line.
-bool goesOn(const QByteArray &text, const QByteArray &lastLine)
+bool goesOn(const QByteArray &text, const QByteArray &lastLine, Notation notation)
 {
     const auto brace = text.indexOf('{');
     const auto comma = text.indexOf(',');
@@ -55,7 +61,13 @@ bool goesOn(const QByteArray &text, const QByteArray &lastLine)
     const QByteArray line = lastLine.trimmed();
     const bool isList = text.trimmed().startsWith("0x") && line.endsWith(',');
     const bool isString = text.contains("\\x") && line.endsWith('\\');
-    return isList || isString || isBase64Row(line);
+    if (isList || isString)
+        return true;
+    // A line of hexadecimal digits is a message of its own.
+    const QByteArray trimmed = text.trimmed();
+    const bool isBase64 =
+        notation == Notation::Base64 || !std::all_of(trimmed.begin(), trimmed.end(), isHexDigit);
+    return isBase64 && isBase64Row(line);
 }
 
 } // namespace
@@ -83,8 +95,8 @@ void TextMessages::readRows(QByteArray *text)
 {
     QByteArray line = *text;
     const bool isArray = text->contains('{');
-    while (text->size() < LongestText && (m_settings.isOneText || goesOn(*text, line))
-           && readLine(&line))
+    while (text->size() < LongestText
+           && (m_settings.isOneText || goesOn(*text, line, m_settings.notation)) && readLine(&line))
         *text += line;
     if (!isArray || !readLine(&line))
         return;

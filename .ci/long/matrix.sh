@@ -14,8 +14,9 @@ cd "$(dirname "$0")/../.."
 
 root=build/matrix
 suites=(korvinpackage_tests korvininspect_tests korvinsimulator_tests korvinexchange_tests)
-# Takes an hour in an emulator, and looks at the same code as others do.
-quick=-Explain.AgreesWithTheDecodersOnGeneratedInput
+# Not in an emulator: what takes an hour there and looks at the same code as others do, and what starts tshark.
+quick=-Explain.AgreesWithTheDecodersOnGeneratedInput:EngineSimulation.*:Engine/Orders.*
+quick+=:EngineTest.ItsTraceIsReadByTheDissector
 replays=(bytetools combination frame inspect linuxframe record)
 
 cells=(consumer libc++ locales mingw arm64 i386 s390x)

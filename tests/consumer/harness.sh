@@ -14,7 +14,7 @@ configure() {
     cmake -S "$work/source" -B "$work/$1" -DCMAKE_BUILD_TYPE=Release -DCMAKE_UNITY_BUILD=ON "${@:2}" >>"$work/log"
 }
 build() {
-    cmake --build "$work/build" --parallel "$(nproc)" --target korvinexchange korvinpack korvinsimulator "$@" >>"$work/log"
+    cmake --build "$work/build" --parallel "$(nproc)" --target korvin-device korvinexchange korvinpack korvinsimulator "$@" >>"$work/log"
 }
 
 echo "another project's tests:"

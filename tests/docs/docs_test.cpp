@@ -77,15 +77,18 @@ TEST(Documentation, ProtocolCoversEveryClass)
     EXPECT_TRUE(document.contains(QStringLiteral("`PackageRequestCombination`")));
 }
 
-/// The program of README.md is an example that is built and run.
-TEST(Documentation, ReadmeShowsTheExample)
+/// The programs of README.md are examples that are built and run.
+TEST(Documentation, ReadmeShowsTheExamples)
 {
     const QString readme = contentOf(QStringLiteral("README.md"));
     const QString begin = QStringLiteral("```cpp\n");
-    const int position = readme.indexOf(begin) + begin.size();
-    ASSERT_GE(position, begin.size());
-    EXPECT_EQ(readme.mid(position, readme.indexOf(QStringLiteral("```"), position) - position),
-              contentOf(QStringLiteral("examples/roundtrip.cpp")));
+    int position = 0;
+    for (const char *name : {"examples/roundtrip.cpp", "examples/tcpclient.cpp"}) {
+        position = readme.indexOf(begin, position) + begin.size();
+        ASSERT_GE(position, begin.size()) << name;
+        EXPECT_EQ(readme.mid(position, readme.indexOf(QStringLiteral("```"), position) - position),
+                  contentOf(QString::fromLatin1(name)));
+    }
     EXPECT_EQ(readme.indexOf(begin, position), -1) << "a block that no example holds";
 }
 

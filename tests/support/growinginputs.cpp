@@ -269,6 +269,8 @@ void appendReaders(std::vector<GrowingInput> &inputs)
         return [=](const QByteArray &input) { explain(input, shape); };
     };
     const auto guessing = [](const QByteArray &input) { guess(input); };
+    // As a frame, it has a text that is longer than the largest input.
+    const Bytes columns = [](int size) { return QByteArray("zzz,").repeated(size / 4); };
     const Bytes linuxData = [](int size) { return linuxFrame(size, QByteArray(size, 'd')); };
     inputs.push_back(readerInput("check, columns", Verdicts, checking(record), commas));
     inputs.push_back(readerInput("check, items", Verdicts, checking(combination), items));
@@ -298,7 +300,7 @@ void appendReaders(std::vector<GrowingInput> &inputs)
     inputs.push_back(readerInput("explain, data of a frame", Fields, explaining(writeFrame), data));
     inputs.push_back(
         readerInput("explain, data of a record", Fields, explaining(writeRecord), numbers));
-    inputs.push_back(readerInput("guess, columns", Guesses, guessing, commas));
+    inputs.push_back(readerInput("guess, columns", Guesses, guessing, columns));
     inputs.push_back(readerInput("guess, items", Guesses, guessing, items));
     inputs.push_back(readerInput("guess, data of a frame", Guesses, guessing, data));
     inputs.push_back(readerInput("guess, data of a Linux frame", Guesses, guessing, linuxData));

@@ -169,6 +169,30 @@ TEST(TextMessages, Base64InRowsIsOneMessage)
     EXPECT_EQ(messages.front().bytes, frame);
 }
 
+/// Zeros are "AAAA" in base64, which is hexadecimal as well.
+TEST(TextMessages, ZerosInBase64InRowsAreOneMessage)
+{
+    const QByteArray frame = hex("00 0500 00 01 00 FA000000") + QByteArray(250, '\0');
+    QByteArray text = frame.toBase64();
+    for (auto at = 76; at < text.size(); at += 77)
+        text.insert(at, '\n');
+    const std::vector<FoundMessage> messages = messagesOf(text + '\n');
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_EQ(messages.front().bytes, frame);
+}
+
+TEST(TextMessages, LinesOfDigitsAreMessagesAlthoughBase64HasRowsOfThatLength)
+{
+    for (const int size : {32, 38}) {
+        const QByteArray frame = QByteArray(size - 1, '\0') + '\x1B';
+        const QByteArray line = frame.toHex() + '\n';
+        const std::vector<FoundMessage> messages = messagesOf(line + line);
+        ASSERT_EQ(messages.size(), 2U);
+        EXPECT_EQ(messages.front().bytes, frame);
+        EXPECT_EQ(messages.back().bytes, frame);
+    }
+}
+
 TEST(TextMessages, FormAndClassAreTakenOff)
 {
     const std::vector<FoundMessage> messages =

@@ -133,8 +133,8 @@ def by_group(messages, group_of, options_of):
 
 def explained(messages):
     return by_group(messages, lambda message: message[:3],
-                    lambda group: ["--form", group[0], "--class", group[1], "--direction",
-                                   group[2]])
+                    lambda group: ["--form", group[0], "--class", group[1], "--direction", group[2],
+                                   *([] if group[0] == "text" else ["--as", "hex"])])
 
 
 def guessed(messages):
@@ -143,7 +143,7 @@ def guessed(messages):
     for direction in ("request", "reply"):
         places = [i for i, message in enumerate(messages) if message.direction == direction]
         answers = lines_explained([messages[i].content.hex().encode() for i in places],
-                                  ["--direction", direction])
+                                  ["--direction", direction, "--as", "hex"])
         for i, answer in zip(places, answers):
             result[i] = answer["what"]
     return result
