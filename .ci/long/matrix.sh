@@ -15,7 +15,7 @@ cd "$(dirname "$0")/../.."
 root=build/matrix
 suites=(korvinpackage_tests korvininspect_tests korvinsimulator_tests korvinexchange_tests)
 # Not in an emulator: what takes an hour there and looks at the same code as others do, and what starts tshark.
-quick=-Explain.AgreesWithTheDecodersOnGeneratedInput:EngineSimulation.*:Engine/Orders.*
+quick='-Explain.AgreesWithTheDecodersOnGeneratedInput:EngineSimulation.*:Engine/Orders.*'
 quick+=:EngineTest.ItsTraceIsReadByTheDissector
 replays=(bytetools combination frame inspect linuxframe record)
 
