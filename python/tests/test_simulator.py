@@ -51,7 +51,7 @@ def test_answers():
         assert device().answer(frame, "PackageRequestReadData", form).replies
 
 
-class Thermometer(SimulatedDevice):
+class Counter(SimulatedDevice):
     """A device whose register at ADDRESS counts how often it was read."""
 
     reads = 0
@@ -67,7 +67,7 @@ class Thermometer(SimulatedDevice):
 
 
 def test_behaviour_of_a_device():
-    made = Thermometer({"specials": [{"id": 12, "answer": "hello"}]})
+    made = Counter({"specials": [{"id": 12, "answer": "hello"}]})
     for reads in (1, 2):
         with Client.device(made) as client:
             read = PackageRequestReadData(reply_data_length=1, low_addr=0x10)
