@@ -1,6 +1,6 @@
 """Measures encoding, decoding, memory and checking, beside the struct module and other libraries.
 
-Usage: benchmark.py
+Usage: scripts/bench.sh --python
 
 Peers that are not installed (python3-pymodbus, python3-scapy) are left out. A time is the smallest of many
 repetitions, all in one run; repetitions of all rows take turns, so that a busy machine slows all of them.

@@ -3,13 +3,17 @@
 # --peers and without ARGUMENTS it judges them by benchmarks/targets.py; on a busy machine it says so and fails.
 #
 # Usage: bench.sh [--peers] [--write] [-- ARGUMENTS]
+#        bench.sh --python
 #   --peers    installs other libraries and measures them in the same run
 #   --write    with --peers: puts the results into docs/performance.md, with its chart and all rows beside it
+#   --python   measures the Python package instead, beside the struct module, pymodbus and scapy
 #   ARGUMENTS  for the benchmark program, such as --benchmark_filter=Linux
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 peers=OFF
+python=OFF
+target=korvinpackage_benchmarks
 written=()
 setup=--benchmarks
 while [[ $# -gt 0 ]]; do
@@ -18,13 +22,18 @@ while [[ $# -gt 0 ]]; do
         peers=ON
         setup=--peers
         ;;
+    --python)
+        python=ON
+        target=korvinpackage_python
+        setup=--peers
+        ;;
     --write) written=(--write) ;;
     --)
         shift
         break
         ;;
     *)
-        sed -n '5,8s/^# //p' "$0" >&2
+        sed -n '5,10s/^# //p' "$0" >&2
         exit 2
         ;;
     esac
@@ -32,7 +41,10 @@ while [[ $# -gt 0 ]]; do
 done
 
 scripts/setup.sh "$setup"
-debian/rules measured TARGET=korvinpackage_benchmarks PEERS=$peers
+debian/rules measured TARGET=$target PEERS=$peers PYTHON=$python
+if [[ $python == ON ]]; then
+    PYTHONPATH=build/measured/python/package exec /usr/bin/python3 -P python/benchmark.py
+fi
 
 # Many short repetitions in random order: the smallest times count, and those of the processes show whether
 # the machine was quiet.

@@ -83,7 +83,7 @@ shows '"commResult": "ok"' "\"data\": \"$bytes\"" -- \
     korvinpack decode --class PackageRequestReadData --form text --direction reply --json \
     --file "$sent/08-read-record-reply.txt"
 echo
-shows "^lowAddr +153 " "^packResult +invalidPort " "^data +0 bytes" -- \
+shows "^lowAddr +153 " "^packResult +invalidPort " "^replyDataLength +0$" -- \
     korvinpack decode --class PackageRequestReadData --form linux --raw \
     --file "$sent/14-linux-frame-reply.bin"
 echo
@@ -118,7 +118,7 @@ tools=$PWD/$build/tools
 start() {
     local program=$1 deadline=$((SECONDS + 10))
     : >"$work/$program.out"
-    PATH=$loopback:$tools:$PATH "$program" "${@:2}" >"$work/$program.out" 2>"$work/$program.log" &
+    PATH=$tools:$loopback:$PATH "$program" "${@:2}" >"$work/$program.out" 2>"$work/$program.log" &
     servers+=($!)
     names[$!]=$program
     until port=$(sed -n 's/.*listening on .*:\([0-9]*\)$/\1/p' "$work/$program.out") && [[ -n $port ]]; do

@@ -39,6 +39,7 @@ fi
 if [[ ${1:-} == --peers ]]; then
     packages+=(flatbuffers-compiler libflatbuffers-dev libfmt-dev libmsgpack-cxx-dev libnanopb-dev
         libprotobuf-dev libqt5serialbus5-dev nanopb protobuf-compiler)
+    packages+=(pybind11-dev python3-dev python3-pymodbus python3-scapy)
 fi
 
 if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then

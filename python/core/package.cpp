@@ -193,16 +193,22 @@ py::dict changedFields(const ClassBinding &itsClass, const PackageBase &package)
     return changed;
 }
 
-/// Returns a copy that shares texts and data until one of both changes.
+/// Sets all fields to those of another package, which shares texts and data with it until one of
+/// both changes.
+void setAllFields(const ClassBinding &itsClass, PackageBase &package, const PackageBase &other)
+{
+    for (const FieldBinding &binding : itsClass.fields) {
+        if (binding.field->valueType == ValueType::Data)
+            package.setData(other.data());
+        else
+            binding.field->set(package, binding.field->get(other));
+    }
+}
+
 std::unique_ptr<PackageBase> copyOf(const ClassBinding &itsClass, const PackageBase &package)
 {
     std::unique_ptr<PackageBase> copy = itsClass.row->create();
-    for (const FieldBinding &binding : itsClass.fields) {
-        if (binding.field->valueType == ValueType::Data)
-            copy->setData(package.data());
-        else
-            binding.field->set(*copy, binding.field->get(package));
-    }
+    setAllFields(itsClass, *copy, package);
     return copy;
 }
 
@@ -247,10 +253,11 @@ void guardPybind()
     PyType_Modified(metaclass);
 }
 
-/// Returns what pybind11 knows of the C++ class.
+/// Returns what pybind11 knows of the C++ class, which lives as long as the process.
 const py::detail::type_info *packageInfo()
 {
-    return py::detail::get_type_info(typeid(Package));
+    static const py::detail::type_info *const info = py::detail::get_type_info(typeid(Package));
+    return info;
 }
 
 /// Makes an object of a Python class without calling its `__init__`.
@@ -643,6 +650,14 @@ py::object toPython(std::unique_ptr<PackageBase> package)
 {
     const ClassBinding &itsClass = bindingOf(classOf(*package).id);
     return makeObject(itsClass.type, itsClass, std::move(package));
+}
+
+void callWith(const py::object &function, PackageBase &package)
+{
+    const ClassBinding &itsClass = bindingOf(classOf(package).id);
+    const py::object copy = makeObject(itsClass.type, itsClass, copyOf(itsClass, package));
+    function(copy);
+    setAllFields(itsClass, package, *copy.cast<const Package &>());
 }
 
 void definePackages(py::module_ &module)

@@ -60,6 +60,9 @@ void definePackages(py::module_ &module);
 /// Makes a Python object of the class of a package.
 py::object toPython(std::unique_ptr<PackageBase> package);
 
+/// Calls a Python function with a copy of a package, and takes over what it has changed.
+void callWith(const py::object &function, PackageBase &package);
+
 } // namespace KorvinPython
 
 #endif

@@ -2,8 +2,11 @@
 
 #include "conversions.h"
 #include "handle.h"
+#include "package.h"
 
 #include <korvinsimulator/simulateddevice.h>
+
+#include <utility>
 
 using namespace KorvinInspect;
 using namespace KorvinSimulator;
@@ -12,7 +15,33 @@ namespace KorvinPython {
 
 namespace {
 
-using DeviceHandle = Handle<SimulatedDevice>;
+/// A device whose requests Python may carry out.
+class Device : public SimulatedDevice
+{
+public:
+    /// @param method is a weak reference to the method that carries out requests, or None. The
+    /// Python device, whose method it is, owns this one.
+    Device(const DeviceState &state, py::object method)
+        : SimulatedDevice(state)
+        , m_method(std::move(method))
+    {
+    }
+
+    /// Lets exceptions of Python through answer(), which has nothing to clean up.
+    void carryOut(PackageBase &request) override
+    {
+        const py::object method = m_method.is_none() ? m_method : m_method();
+        if (method.is_none())
+            SimulatedDevice::carryOut(request);
+        else
+            callWith(method, request);
+    }
+
+private:
+    py::object m_method;
+};
+
+using DeviceHandle = Handle<Device>;
 
 DeviceState stateFrom(py::handle json)
 {
@@ -82,10 +111,14 @@ void defineSimulator(py::module_ &module)
 {
     using Self = DeviceHandle;
     py::class_<Self>(module, "Device")
-        .def(py::init([](py::handle json) {
-            return std::make_unique<Self>(std::make_unique<SimulatedDevice>(stateFrom(json)));
-        }))
+        .def(py::init([](py::handle json, py::object method) {
+                 return std::make_unique<Self>(
+                     std::make_unique<Device>(stateFrom(json), std::move(method)));
+             }),
+             py::arg("state"), py::arg("method") = py::none())
         .def("answer", &answer)
+        .def("carry_out",
+             [](Self &self, const Package &request) { self->SimulatedDevice::carryOut(*request); })
         .def("state", [](Self &self) { return toText(stateToJson(self->state())); })
         .def("set_state", [](Self &self, py::handle json) { self->state() = stateFrom(json); })
         .def("script_faults", &scriptFaults)

@@ -3,11 +3,13 @@
 from __future__ import annotations
 
 import json
+import weakref
 from collections.abc import Iterable, Mapping
 from dataclasses import dataclass
 from typing import Any
 
 from korvinpackage import _core
+from korvinpackage._classes import PackageBase
 from korvinpackage._enums import CommResult, Direction, FaultKind, Form, PackResult
 from korvinpackage._inspect import ClassOrName, Message, best_guess, check, name_of
 from korvinpackage._values import Verdict
@@ -56,7 +58,9 @@ class SimulatedDevice:
     """
 
     def __init__(self, state: Mapping[str, Any] | None = None) -> None:
-        self._core = _core.Device(json.dumps(dict(state or {})))
+        is_own = type(self).carry_out is SimulatedDevice.carry_out
+        method = None if is_own else weakref.WeakMethod(self.carry_out)
+        self._core = _core.Device(json.dumps(dict(state or {})), method)
 
     @property
     def state(self) -> dict[str, Any]:
@@ -72,6 +76,14 @@ class SimulatedDevice:
         """Answer one request."""
         replies, delay, verdict, fault = self._core.answer(request, name_of(package_class), form)
         return Answer(replies, delay / 1000, verdict, FaultKind(fault))
+
+    def carry_out(self, request: PackageBase) -> None:
+        """Carry out a decoded request, and store results and data in it.
+
+        answer() calls it for each request, and for each one of a combination. Override it to add
+        behaviour of your device. What it raises, answer() raises.
+        """
+        self._core.carry_out(request)
 
     def script_faults(self, faults: Iterable[Fault]) -> None:
         """Set the faults of the next requests, one for each; later ones meet none."""

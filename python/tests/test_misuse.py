@@ -25,6 +25,7 @@ from korvinpackage import (
     PackageRequestWriteData,
     RefusedError,
     Settings,
+    SimulatedDevice,
     _core,
     best_guess,
     check,
@@ -72,6 +73,13 @@ def test_every_package_can_be_copied(package):
     assert pickle.loads(pickle.dumps(package)) == package
     assert copy.deepcopy(package) == package
     assert type(package).from_json(package.to_json()) == package
+
+
+@given(packages())
+def test_a_device_carries_out_every_package(package):
+    device = SimulatedDevice({"units": [{"memory": {"size": 64}}]})
+    device.carry_out(package)
+    assert package.is_success in (True, False)
 
 
 @given(packages(), st.sampled_from(list(cases.SUFFIXES.items())), st.booleans())

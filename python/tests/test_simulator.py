@@ -2,16 +2,20 @@
 
 from __future__ import annotations
 
+import weakref
+
 import pytest
 
 from korvinpackage import (
     Answer,
+    Client,
     CommResult,
     Direction,
     Fault,
     FaultKind,
     Form,
     PackageBase,
+    PackageRequestCombination,
     PackageRequestReadData,
     PackageRequestWriteData,
     PackResult,
@@ -45,6 +49,75 @@ def test_answers():
     assert decoded.data == b"\x01\xff\x10"
     for form, frame in ((Form.FRAME, READ.to_frame()), (Form.LINUX, READ.to_linux_frame())):
         assert device().answer(frame, "PackageRequestReadData", form).replies
+
+
+class Counter(SimulatedDevice):
+    """A device whose register at ADDRESS counts how often it was read."""
+
+    reads = 0
+
+    def carry_out(self, request):
+        super().carry_out(request)
+        if isinstance(request, PackageRequestReadData) and request.low_addr == 0x10:
+            self.reads += 1
+            request.data = bytes([self.reads])
+            request.comm_result = CommResult.OK
+            request.pack_result = PackResult.OK
+            request.ack_code = 0
+
+
+def test_behaviour_of_a_device():
+    made = Counter({"specials": [{"id": 12, "answer": "hello"}]})
+    for reads in (1, 2):
+        with Client.device(made) as client:
+            read = PackageRequestReadData(reply_data_length=1, low_addr=0x10)
+            assert client.exchange(read)
+            assert read.data == bytes([reads])
+            assert not client.exchange(PackageRequestReadData(reply_data_length=1))
+            assert client.exchange(SpecialPackageRequest(id=12)).package.str_data == "hello"
+    record = PackageRequestCombination([READ, READ]).to_record()
+    made.answer(record, "PackageRequestCombination", Form.TEXT)
+    assert made.reads == 4
+
+
+def test_behaviour_that_fails():
+    class Broken(SimulatedDevice):
+        def carry_out(self, request):
+            raise self.error
+
+    made = Broken()
+    for error in (KeyError("none"), MemoryError(), KeyboardInterrupt()):
+        made.error = error
+        with pytest.raises(type(error)):
+            answered(made)
+    made = Broken()
+    abandoned = weakref.ref(made)
+    inner = made._core
+    del made
+    assert abandoned() is None
+    (reply,) = inner.answer(READ.to_record(), "PackageRequestReadData", Form.TEXT)[0]
+    assert not PackageRequestReadData.from_reply_record(reply).is_success
+
+
+def test_behaviour_that_does_what_it_must_not():
+    class Wild(SimulatedDevice):
+        def carry_out(self, request):
+            if self.depth < 3:
+                self.depth += 1
+                answered(self)
+                self.state = {}
+            else:
+                request.__class__ = self.other
+                request.__init__()
+
+    made = Wild()
+    for other in (PackageBase, SpecialPackageRequest):
+        made.depth, made.other = 0, other
+        (reply,) = answered(made).replies
+        assert PackageRequestReadData.from_reply_record(reply, request=READ.to_record())
+    for wrong in (None, 1, object(), PackageBase.__new__(PackageBase)):
+        with pytest.raises((TypeError, RuntimeError)):
+            SimulatedDevice().carry_out(wrong)
 
 
 def test_refused_requests():
