@@ -1,5 +1,6 @@
 // File reads and file writes, with real files.
 
+#include "ownpart_p.h"
 #include "testsupport.h"
 
 #include <packagerequestreadfile.h>
@@ -414,6 +415,40 @@ TEST(FileRequests, MetaObjects)
                  "PackageRequestWrite");
     EXPECT_TRUE(PackageRequestReadFile().unPackageReply(nullptr, 0));
     EXPECT_TRUE(PackageRequestWriteFile().unPackageReply(nullptr, 0));
+}
+
+/// A short reply has the payload of a class only where the row of the class says so.
+TEST(OwnPart, IsInShortRepliesOfSomeClasses)
+{
+    struct Part
+    {
+        quint32 &number;
+        void payload(Korvin::ByteWriter &w) { w.i32("number", number); }
+        void payload(Korvin::ByteReader &r) { r.i32("number", number); }
+    };
+    constexpr Korvin::ClassRow ReadFile = Korvin::rowOf("PackageRequestReadFile");
+    constexpr Korvin::ClassRow ReadMemory = Korvin::rowOf("PackageRequestReadMemData");
+    const struct
+    {
+        const Korvin::ClassRow &row;
+        bool withRequest;
+        bool isCarried;
+    } rows[] = {{ReadFile, true, true},
+                {ReadFile, false, true},
+                {ReadMemory, true, true},
+                {ReadMemory, false, false}};
+    for (const auto &row : rows) {
+        quint32 number = 0x04030201;
+        QByteArray frame("\x7F");
+        Korvin::appendPayload(row.row, row.withRequest, &frame, Part{number});
+        EXPECT_EQ(frame, row.isCarried ? QByteArray("\x7F\x01\x02\x03\x04") : QByteArray("\x7F"));
+        number = 0;
+        int parsedLength = 1;
+        EXPECT_TRUE(
+            Korvin::readPayload(row.row, row.withRequest, frame, 0, &parsedLength, Part{number}));
+        EXPECT_EQ(number, row.isCarried ? 0x04030201U : 0U);
+        EXPECT_EQ(parsedLength, row.isCarried ? 5 : 1);
+    }
 }
 
 } // namespace

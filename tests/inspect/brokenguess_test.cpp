@@ -396,4 +396,12 @@ TEST(BrokenGuess, NamesWhatTheMessageWasBefore)
     EXPECT_GE(100 * tally.right, FewestInPercent * tally.all) << tally.right << '\n' << tally.wrong;
 }
 
+/// In a message of more than 4,096 characters no lost column is looked for.
+TEST(BrokenGuess, LongRecordsAreWeighedAsTheyAre)
+{
+    const QByteArray tail = ",0,255,1,2,65535,2560,16,0,write,3000,tag,ok,ok,false,data,3";
+    EXPECT_EQ(describe(bestGuess("7," + QByteArray(5000, 'k') + tail)->shape),
+              QStringLiteral("request record of PackageRequestWrite"));
+}
+
 } // namespace

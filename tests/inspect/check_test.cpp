@@ -241,6 +241,8 @@ const RefusedRow RefusedRows[] = {
      "too few: 16 columns expected, 4 found"},
     {"PackageRequestCombination", Form::Text, Request, "", Refusal::TooFewFields,
      "item 1, too few: 2 parts expected, 1 found"},
+    {"PackageRequestCombination", Form::Text, Request, "ReadData", Refusal::TooFewFields,
+     "item 1, too few: 2 parts expected, 1 found"},
     {"PackageRequestCombination", Form::Text, Request,
      "ReadData^" COLUMNS ",1,data|ReadData^" COLUMNS ",1,data^", Refusal::TooManyFields,
      "item 2, too many: 2 parts expected, 3 found"},
