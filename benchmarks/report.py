@@ -54,7 +54,7 @@ def machine(run):
                        for cache in run.context["caches"])
     spread = max((floor.spread for floor in targets.floors(run)), default=0)
     return (f"Measured {run.context['date'][:10]} on {run.context['num_cpus']} processors of "
-            f"{run.context['mhz_per_cpu'] / 1000:.1f} GHz ({caches}). Between the three processes the "
+            f"{run.context['mhz_per_cpu'] / 1000:.1f} GHz ({caches}). Between the two best of three processes the "
             f"smallest times of a floor differ by at most {spread:.0%}, and the clock's time is {run.waiting:.0%} above the "
             "processor's.")
 

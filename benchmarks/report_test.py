@@ -101,9 +101,10 @@ class DoubtTest(unittest.TestCase):
         self.assertEqual(self.doubts([100, 500], [300, 109], [104]), [])
 
     def test_floors_that_differ_between_processes(self):
-        found = self.doubts([100, 100], [111, 130], [104])
+        self.assertEqual(self.doubts([100], [150], [104]), [])  # two agree
+        found = self.doubts([100, 100], [111, 130], [112])
         self.assertEqual(len(found), 1)
-        self.assertIn("differ by 11% between the processes, not at most 10%", found[0])
+        self.assertIn("differ by 11% between the two best processes, not at most 10%", found[0])
 
     def test_only_floors_that_something_is_compared_with_count(self):
         name = FLOOR.replace("100", "7")
