@@ -25,8 +25,8 @@ done
 for library in "$directory"/root/usr/lib/*/lib*.so.*.*; do
     size=$(stat --format=%s "$library")
     echo "package: $(basename "$library") has $size bytes"
-    if [[ $size -ge 400000 ]]; then
-        echo "package: 400,000 or more" >&2
+    if [[ $size -ge 500000 ]]; then
+        echo "package: 500,000 or more" >&2
         exit 1
     fi
 done
