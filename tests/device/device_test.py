@@ -355,11 +355,12 @@ class Places(DeviceTest):
     def test_serial_device(self):
         main, other = os.openpty()
         device = self.start(CONFIGURATION, "--serial", os.ttyname(other), "--baud", "9600")
-        os.write(main, bytes.fromhex("55AA000700FF0102FFFF00002000000A02008858"))
-        received = b""
-        while len(received) < 22 and select.select([main], [], [], 10)[0]:
-            received += os.read(main, 100)
-        self.assertEqual(received, bytes.fromhex("55AA000700FF0102FFFF00002000000A020007008F58"))
+        for _ in range(200):
+            os.write(main, bytes.fromhex("55AA000700FF0102FFFF00002000000A02008858"))
+            received = b""
+            while len(received) < 22 and select.select([main], [], [], 10)[0]:
+                received += os.read(main, 100)
+            self.assertEqual(received, bytes.fromhex("55AA000700FF0102FFFF00002000000A020007008F58"))
         os.close(main)
         device.wait_for_log("ended")
         os.close(other)

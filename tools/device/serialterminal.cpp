@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -49,6 +48,11 @@ bool makeRaw(int descriptor, speed_t speed)
     ::cfsetispeed(&settings, speed);
     ::cfsetospeed(&settings, speed);
     return ::tcsetattr(descriptor, TCSAFLUSH, &settings) == 0;
+}
+
+bool isTemporary(int error)
+{
+    return error == EAGAIN || error == EINTR;
 }
 
 constexpr int OpenFlags = O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC;
@@ -125,28 +129,33 @@ SerialTerminal::~SerialTerminal()
     ::close(m_descriptor);
 }
 
-qint64 SerialTerminal::bytesAvailable() const
-{
-    int available = 0;
-    ::ioctl(m_descriptor, FIONREAD, &available);
-    return available + QIODevice::bytesAvailable();
-}
-
-/// Announces bytes once; there is no more news until they are read.
+/// Takes what has come, and no more before that is read. Only reading tells whether the device is
+/// gone: a terminal may be called readable and have nothing.
 void SerialTerminal::onReadable()
 {
+    constexpr int PieceSize = 4096;
+    char piece[PieceSize];
+    const ssize_t size = ::read(m_descriptor, piece, PieceSize);
+    if (size < 0 && isTemporary(errno))
+        return;
     m_readable.setEnabled(false);
-    if (bytesAvailable() > 0)
-        Q_EMIT readyRead();
-    else
-        Q_EMIT readChannelFinished(); // the device is gone
+    if (size <= 0) {
+        Q_EMIT readChannelFinished();
+        return;
+    }
+    m_received = QByteArray(piece, static_cast<int>(size));
+    Q_EMIT readyRead();
 }
 
 qint64 SerialTerminal::readData(char *data, qint64 most)
 {
-    const ssize_t size = ::read(m_descriptor, data, static_cast<std::size_t>(most));
-    m_readable.setEnabled(true);
-    return qMax<qint64>(size, 0);
+    if (m_received.isEmpty())
+        return 0;
+    const auto size = qMin<qint64>(most, m_received.size());
+    std::memcpy(data, m_received.constData(), static_cast<std::size_t>(size));
+    m_received.remove(0, static_cast<int>(size));
+    m_readable.setEnabled(m_received.isEmpty());
+    return size;
 }
 
 qint64 SerialTerminal::writeData(const char *data, qint64 size)
@@ -160,7 +169,7 @@ void SerialTerminal::flush()
 {
     const ssize_t size =
         ::write(m_descriptor, m_unsent.constData(), static_cast<std::size_t>(m_unsent.size()));
-    if (size < 0 && errno != EAGAIN && errno != EINTR) {
+    if (size < 0 && !isTemporary(errno)) {
         m_unsent.clear();
         m_writable.setEnabled(false);
         Q_EMIT readChannelFinished();

@@ -27,7 +27,10 @@ public:
     QString path() const { return m_path; }
 
     bool isSequential() const override { return true; }
-    qint64 bytesAvailable() const override;
+    qint64 bytesAvailable() const override
+    {
+        return m_received.size() + QIODevice::bytesAvailable();
+    }
     qint64 bytesToWrite() const override { return m_unsent.size(); }
 
 protected:
@@ -43,6 +46,7 @@ private:
     int m_other = -1; ///< Keeps a pseudo-terminal while nobody else has it open.
     QString m_path;
     QString m_link;
+    QByteArray m_received;
     QByteArray m_unsent;
     QSocketNotifier m_readable;
     QSocketNotifier m_writable;
