@@ -337,7 +337,7 @@ TEST_F(NeedsATerminal, TablesFit)
 TEST_F(NeedsATerminal, RecordsDoNotControlIt)
 {
     EXPECT_TRUE(shown(QStringLiteral(KORVINPACK " encode --form text --class PackageBase "
-                                                "--set tag=$'a\\x1Bb'"))
+                                                "--set \"tag=$(printf 'a\\033b')\""))
                     .contains("a\\u001bb"));
 }
 
