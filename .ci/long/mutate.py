@@ -72,6 +72,7 @@ LIBRARIES = {
         ("htmlpage_tests", "*"),
         ("cppsource_tests", "*"),
     ],
+    "tools/device": [("ctest", "^device_[A-Z]")],
     "wireshark": [("ctest", "^dissector$")],
     "layouts": [(f"{target}_replay", target) for target in
                 ("frame", "record", "linuxframe", "combination", "inspect")],
@@ -81,6 +82,7 @@ LAYOUTS = "korvinpackage/layouts_p.h"
 REBUILT = {
     "tools": ["korvinpack", "korvinpack_readers_tests", "korvinpack_tests", "htmlpage_tests",
               "cppsource_tests"],
+    "tools/device": ["korvin-device"],
     "wireshark": [],
     "layouts": ["korvinpackage", "korvininspect"],
     "rules": ["korvinexchange"],
@@ -274,8 +276,8 @@ def prepare(programs):
             if not copy.exists() or copy.read_bytes() != origin.read_bytes():
                 copy.parent.mkdir(parents=True, exist_ok=True)
                 shutil.copyfile(origin, copy)
-    subprocess.run(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=",
-                    "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_FLAGS=-O0 -w",
+    subprocess.run(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
+                    "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w",
                     "-DBUILD_SHARED_LIBS=ON", "-DKORVINPACKAGE_BUILD_EXAMPLES=OFF"],
                    check=True, stdout=subprocess.DEVNULL)
     if not build(programs):
@@ -300,7 +302,7 @@ def passes(program, tests, timeout):
         command = [BUILD / "fuzz" / program, ROOT / "fuzz" / "corpus" / tests]
         del environment["GTEST_FILTER"]
     elif program == "ctest":
-        command = ["ctest", "--test-dir", BUILD, "-R", tests]
+        command = ["ctest", "--test-dir", BUILD, "--stop-on-failure", "-R", tests]
         del environment["GTEST_FILTER"]
     process = subprocess.Popen(command, env=environment, cwd=WORK,
                                preexec_fn=limited, stdin=subprocess.DEVNULL,
