@@ -87,7 +87,6 @@ bool PackageRequestWriteData::ParseDataFromPackage(bool isRequest, QByteArray pa
         int length = 0;
         WriteBlockPart block{length, m_data};
         block.lengthField(reader);
-        *parsedLength = reader.distanceFrom(startIndex);
         setPackageDataLength(length);
         if (getPackageDataLength() >= 1) {
             block.dataField(reader);
@@ -95,6 +94,7 @@ bool PackageRequestWriteData::ParseDataFromPackage(bool isRequest, QByteArray pa
             m_data.clear();
             setPackageDataLength(0);
         }
+        *parsedLength = reader.distanceFrom(startIndex);
         return true;
     });
 }
