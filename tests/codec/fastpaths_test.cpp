@@ -154,6 +154,18 @@ TEST(FastPaths, NumbersAreThoseThatAreWritten)
     EXPECT_EQ(Korvin::writtenNumbers(QString(200, QLatin1Char('1'))), -1);
 }
 
+// In a block that is right except for it.
+TEST(FastPaths, NumbersOfFourDigitsAreNotWritten)
+{
+    for (const char *number : {"0000", "0123", "1000", "1234", "2550"}) {
+        for (int before = 0; before < 64; ++before) {
+            const QString text = QStringLiteral("1/").repeated(before) + QLatin1String(number)
+                + QStringLiteral("/1").repeated(40);
+            ASSERT_EQ(Korvin::writtenNumbers(text), -1) << text.toStdString();
+        }
+    }
+}
+
 TEST(FastPaths, DataStringsWithAnythingElseAtEveryPlace)
 {
     QString plain;

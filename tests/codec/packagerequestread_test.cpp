@@ -303,6 +303,18 @@ TEST(PackageRequestRead, RequestRecordGivesThePartCount)
     }
 }
 
+// A reply does not bring the bytes of a file or of memory that the length counts.
+TEST(PackageRequestRead, ReplyReservesMemoryForDataOnly)
+{
+    PackageRequestRead package;
+    package.setReplyDataLength(60000);
+    EXPECT_GE(package.MackPackageReply(false).capacity(), 60000);
+    for (const auto kind : {OrvexEnum::FilePackage, OrvexEnum::MemDataPackage}) {
+        package.setClientPackageType(kind);
+        EXPECT_LT(package.MackPackageReply(false).capacity(), 1000);
+    }
+}
+
 TEST(PackageRequestRead, PartCountUsesTheVirtualReplyDataLength)
 {
     FixedLength package;
