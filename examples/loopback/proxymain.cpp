@@ -61,7 +61,6 @@ int main(int argc, char *argv[])
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("A proxy between clients and devices."));
-    parser.addHelpOption();
     const QCommandLineOption address(QStringLiteral("address"),
                                      QStringLiteral("Address to listen on."),
                                      QStringLiteral("address"), QStringLiteral("127.0.0.1"));
@@ -80,7 +79,7 @@ int main(int argc, char *argv[])
     parser.addPositionalArgument(QStringLiteral("devices"),
                                  QStringLiteral("Device keys and where the devices listen."),
                                  QStringLiteral("KEY=ADDRESS:PORT..."));
-    parser.process(application);
+    parse(&parser, QCoreApplication::arguments());
 
     constexpr qint64 LastPort = std::numeric_limits<quint16>::max();
     const auto lastSerialNum =

@@ -186,6 +186,9 @@ class Options(DeviceTest):
             (["--trace", "/nowhere/t"], "cannot write /nowhere/t: No such file or directory"),
             (["--pcap", "/nowhere/t"], "cannot write /nowhere/t: No such file or directory"),
             (["--config", "/nowhere/c"], "/nowhere/c: No such file or directory"),
+            (["--bogus"], "--bogus: no such option; --help lists them"),
+            (["ctl", "--bogus"], "--bogus: no such option; --help lists them"),
+            (["--port"], "Missing value after '--port'."),
             (["more"], "more: one argument too many"),
             (["ctl"], "SOCKET COMMAND expected; ctl --help lists the commands"),
             (["ctl", "s", "stop"], "stop: no such command; ctl --help lists them"),
@@ -232,8 +235,13 @@ class Options(DeviceTest):
                          'korvin-device: c has several devices: "listen" says there where each listens\n')
 
     def test_help_and_version(self):
-        self.assertIn("--faults <share>", self.run_device("--help").stdout)
-        self.assertIn("statistics", self.run_device("ctl", "--help").stdout)
+        shown = self.run_device("--help").stdout
+        self.assertEqual(shown.partition("\n")[0], "Usage: korvin-device [options]")
+        self.assertIn("--faults <share>", shown)
+        self.assertNotIn("Qt", shown)
+        shown = self.run_device("ctl", "--help").stdout
+        self.assertEqual(shown.partition("\n")[0], "Usage: korvin-device ctl [options] SOCKET COMMAND")
+        self.assertIn("statistics", shown)
         self.assertRegex(self.run_device("--version").stdout, r"^korvin-device \d+\.\d+\.\d+\n$")
 
 

@@ -266,6 +266,7 @@ class Options(LoopbackTest):
         (["read", "0"], "read: ADDRESS LENGTH [FILE] expected"),
         (["upload", "a", "b", "c"], "upload: FILE NAME expected"),
         (["nothing"], "nothing: no such command; --help lists them"),
+        (["--bogus"], "--bogus: no such option; --help lists them"),
         ([], "no command; --help lists them"),
     ]]
 
