@@ -5,6 +5,7 @@ Usage: programs_test.py DEVICE PROXY CLIENT [unittest options]
 
 import os
 import random
+import select
 import signal
 import socket
 import struct
@@ -243,6 +244,8 @@ class Options(LoopbackTest):
          '--serial-numbers: "0" is not a number from 1 to 65535'),
         (PROXY, [], "no device: KEY=ADDRESS:PORT expected"),
         (PROXY, ["d"], '"d" is not KEY=ADDRESS:PORT'),
+        (PROXY, ["=127.0.0.1:1"], '"=127.0.0.1:1" is not KEY=ADDRESS:PORT'),
+        (PROXY, ["-x"], "-x: no such option; --help lists them"),
         (PROXY, ["d=127.0.0.1"], 'd: "127.0.0.1" is not ADDRESS:PORT'),
         (PROXY, ["d=127.0.0.1:0"], 'd: "0" is not a number from 1 to 65535'),
         (PROXY, ["d=127.0.0.1:5x"], 'd: "5x" is not a number from 1 to 65535'),
@@ -464,6 +467,18 @@ class Proxy(LoopbackTest):
             replies = [stream.readline().decode().partition("Request ")[2].strip() for _ in range(6)]
         self.assertEqual(replies, ["0,3,0,1", "1,3,1 of 1 devices,0", "0,3,2,1", "1,3,1 of 1 devices,0",
                                    "0,3,4,1", "1,3,1 of 1 devices,0"])
+
+    def test_a_client_that_has_left_is_sent_nothing(self):
+        proxy = self.start_proxy(self.start_device())
+        connection = self.connect(proxy)
+        connection.setblocking(False)
+        lines = (b"text SpecialPackageRequest 2,3," + b"x" * 1000 + b"\n") * 8000
+        # More than one read, until nothing goes on because the replies are not read.
+        while select.select([], [connection], [], 0.5)[1] and lines:
+            lines = lines[connection.send(lines):]
+        connection.close()
+        proxy.wait_for_log("ended")
+        self.assertNotIn("QIODevice", proxy.log())
 
 
 class LyingDevices(LoopbackTest):
