@@ -7,6 +7,7 @@
 #include <specialpackagerequest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -785,9 +786,10 @@ SerialNumbers::Number *EnginePrivate::numberOf(Form form, const QByteArray &repl
 /// of another reply may have a "|", too.
 bool EnginePrivate::hasSeveralReplies(Form form, const QByteArray &message)
 {
-    const auto separators = form == Form::Text ? message.count('|') : 0;
-    if (separators == 0 || separators >= settings.limits.inFlight
-        || message.size() > settings.limits.messageSize) {
+    const auto size = static_cast<std::size_t>(message.size());
+    if (form != Form::Text || !std::memchr(message.constData(), '|', size)
+        || message.size() > settings.limits.messageSize
+        || message.count('|') >= settings.limits.inFlight) {
         return false;
     }
     const auto isOfCombination = [](const SerialNumbers::Number *number) {
@@ -839,14 +841,13 @@ Verdict EnginePrivate::decodeReply(const SerialNumbers::Number &number, const QB
     CheckOptions options;
     options.request = std::move(expected.request);
     verdict = decodeMessage(message, expected.shape, reply, options);
-    if (!verdict.isOk() || expected.shape.classId != ClassId::PackageRequestReadData
-        || !(*reply)->isPackageSuccess()) {
+    if (!verdict.isOk() || !bringsData(expected.shape.classId) || !(*reply)->isPackageSuccess())
         return verdict;
-    }
     const qint64 found = (*reply)->data().size();
     if (found != expected.asked) {
         verdict = outOfRange(QString::number(expected.asked), QString::number(found));
         verdict.field = QStringLiteral("replyDataLength");
+        verdict.position = -1; // it depends on the form
     }
     return verdict;
 }

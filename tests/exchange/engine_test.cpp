@@ -137,6 +137,8 @@ TEST_F(EngineTest, EveryClassInEveryFormThatCarriesIt)
                 }
                 if (auto *read = qobject_cast<PackageRequestReadData *>(package.get()))
                     read->setReplyDataLength(2);
+                if (auto *file = qobject_cast<PackageRequestWriteFile *>(package.get()))
+                    file->setFileNameWithPaht(QStringLiteral("f"));
                 SCOPED_TRACE(
                     describe(MessageShape{listed.id, form, Direction::Request}).toStdString());
                 restart(form);
@@ -235,9 +237,9 @@ const MisfitRow MisfitRows[] = {
     {"frame with more data", Form::Frame, "00 0100 00 01 00 04000000 A0 A1 A2 A3",
      "replyDataLength at 6: out of range: a length of at most 3 expected, 4 found"},
     {"frame with less data", Form::Frame, "00 0100 00 01 00 02000000 A0 A1",
-     "replyDataLength at 0: out of range: 3 expected, 2 found"},
+     "replyDataLength: out of range: 3 expected, 2 found"},
     {"frame without data", Form::Frame, "00 0100 00 01 00 00000000",
-     "replyDataLength at 0: out of range: 3 expected, 0 found"},
+     "replyDataLength: out of range: 3 expected, 0 found"},
     {"frame without a block", Form::Frame, "00 0100 00 01 00",
      "replyDataLength at 6: truncated: 4 bytes expected, 0 bytes found"},
     {"frame with more bytes", Form::Frame, "00 0100 00 01 00 03000000 A0 A1 A2 00",
@@ -930,46 +932,46 @@ struct RefusedRow
 
 const RefusedRow RefusedWrites[] = {
     {"another code", Form::Frame, [](PackageBase &p) { p.setReadWriteCode(OrvexEnum::Read); },
-     "refused: no form of the peer carries it: readWriteCode at 0: out of range: 1 to 1 expected, "
+     "refused: no form of the peer carries it: readWriteCode: out of range: 1 to 1 expected, "
      "0 found"},
     {"length without data", Form::Frame, [](PackageBase &p) { p.setPackageDataLength(2); },
-     "refused: no form of the peer carries it: packageDataLength at 0: out of range: 1 to 1 "
+     "refused: no form of the peer carries it: packageDataLength: out of range: 1 to 1 "
      "expected, 2 found"},
     {"data without length", Form::Linux, [](PackageBase &p) { p.setPackageDataLength(0); },
-     "refused: no form of the peer carries it: packageDataLength at 0: out of range: 1 to 1 "
+     "refused: no form of the peer carries it: packageDataLength: out of range: 1 to 1 "
      "expected, 0 found"},
     {"no data in a record", Form::Text,
      [](PackageBase &p) {
          p.setData({});
          p.setPackageDataLength(0);
      },
-     "refused: no form of the peer carries it: data at 0: out of range: at least 1 byte expected, "
+     "refused: no form of the peer carries it: data: out of range: at least 1 byte expected, "
      "0 bytes found"},
     {"device type", Form::Frame, [](PackageBase &p) { p.setDeviceType(256); },
-     "refused: no form of the peer carries it: deviceType at 0: out of range: -128 to 255 "
+     "refused: no form of the peer carries it: deviceType: out of range: -128 to 255 "
      "expected, 256 found"},
     {"reserved 2", Form::Linux, [](PackageBase &p) { p.setReserved2(-129); },
-     "refused: no form of the peer carries it: reserved2 at 0: out of range: -128 to 255 expected, "
+     "refused: no form of the peer carries it: reserved2: out of range: -128 to 255 expected, "
      "-129 found"},
     {"tag that breaks a record", Form::Text,
      [](PackageBase &p) { p.setTag(QStringLiteral("a,b")); },
-     "refused: no form of the peer carries it: tag at 0: out of range: a text without commas "
+     "refused: no form of the peer carries it: tag: out of range: a text without commas "
      "expected, \"a,b\" found"},
     {"zero in a tag", Form::Frame, [](PackageBase &p) { p.setTag(QString(QChar(0))); },
-     "refused: no form of the peer carries it: tag at 0: the text contains a zero byte, where a "
+     "refused: no form of the peer carries it: tag: the text contains a zero byte, where a "
      "decoder ends it"},
     {"long tag", Form::Frame, [](PackageBase &p) { p.setTag(QString(65536, QLatin1Char('a'))); },
-     "refused: no form of the peer carries it: tag at 0: out of range: 0 to 65535 expected, 65536 "
+     "refused: no form of the peer carries it: tag: out of range: 0 to 65535 expected, 65536 "
      "found"},
     {"long key", Form::Frame, [](PackageBase &p) { p.setDeviceKey(QString(21846, QChar(0x20AC))); },
-     "refused: no form of the peer carries it: deviceKey at 0: out of range: 0 to 65535 expected, "
+     "refused: no form of the peer carries it: deviceKey: out of range: 0 to 65535 expected, "
      "65538 found"},
     {"too much for a Linux frame", Form::Linux,
      [](PackageBase &p) {
          p.setData(QByteArray(65536, 'x'));
          p.setPackageDataLength(65536);
      },
-     "refused: no form of the peer carries it: packageDataLength at 0: out of range: 0 to 65535 "
+     "refused: no form of the peer carries it: packageDataLength: out of range: 0 to 65535 "
      "expected, 65536 found"},
 };
 
@@ -1619,7 +1621,7 @@ TEST_F(CombinationTest, IsRefusedAsAWhole)
     EXPECT_TRUE(refusalOf(write.get()).contains(QLatin1String("item 1, too many")));
     write->setTag(QStringLiteral("a,b"));
     EXPECT_TRUE(
-        refusalOf(write.get()).contains(QLatin1String("item 1, tag at 0: out of range: a text")));
+        refusalOf(write.get()).contains(QLatin1String("item 1, tag: out of range: a text")));
     write->setTag(QStringLiteral("a"));
     write->setReadWriteCode(OrvexEnum::Read);
     EXPECT_TRUE(refusalOf(write.get()).contains(QLatin1String("no form of the peer carries it")));

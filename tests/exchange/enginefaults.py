@@ -68,7 +68,7 @@ FAULTS = [
      "            && checkCarried(package, classId, form, &reason))",
      "            && (checkCarried(package, classId, form, &reason), true))"),
     ("sends in a form that carries no number of the link", CODING,
-     "reason.checkRange(\"serialNum\", leastSerialNum, 1, lastSerialNumOf(form))", "true"),
+     "reason.checkRange(u\"serialNum\", leastSerialNum, 1, lastSerialNumOf(form))", "true"),
     ("lets requests wait for ever", ENGINE, "qMin(m_now + settings.queueTimeout, job.deadline)", "job.deadline"),
     ("does not regard the deadline of a request", ENGINE,
      "job.deadline = m_now + *job.options.deadline;", ";"),
@@ -116,8 +116,8 @@ FAULTS = [
     ("sends a combination again of which an item was answered", ENGINE,
      "        if (isWhole(job))\n            return handOut(job);", "        if (true)\n            return handOut(job);"),
     ("repeats a read that takes data away", CODING,
-     "classId == ClassId::PackageRequestReadData && !package.getIsRegisterAddrSelfIncreasing()", "false"),
-    ("repeats special requests", CODING, "\n        && classId != ClassId::SpecialPackageRequest", ""),
+     "bringsData(classId) && !package.getIsRegisterAddrSelfIncreasing()", "false"),
+    ("repeats special requests", CODING, "\n        && !isWithoutSerialNum(classId)", ""),
 
     # Special requests and combinations
     ("has two special requests under way", ENGINE, "if (isSpecial && m_isSpecialUnderWay)", "if (false)"),
@@ -127,7 +127,7 @@ FAULTS = [
     ("sends combinations in frames", ENGINE, "job.isCombination ? onlyRecords : forms", "forms"),
     ("waits for a combination no longer than for one request", ENGINE,
      "qMin(settings.timeout, LongestDuration / count) * count", "settings.timeout"),
-    ("takes a message of more replies than requests", ENGINE, "separators >= settings.limits.inFlight", "false"),
+    ("takes a message of more replies than requests", ENGINE, "message.count('|') >= settings.limits.inFlight", "false"),
     ("takes a package twice in a combination", ENGINE, "if (isCombination && hasDoubles(packages, count))",
      "if (false)"),
     ("does not say which item no form carries", ENGINE, "            verdict.item = items;", "            ;"),

@@ -108,7 +108,7 @@ TEST_F(SerialNumberTest, AFormThatCarriesNoneOfThemIsPassedOver)
     const RequestId id = send(*read);
     expectNothingToSend();
     EXPECT_EQ(describe(expectEnd(id, Outcome::Refused)),
-              QStringLiteral("refused: no form of the peer carries it: serialNum at 0: out of "
+              QStringLiteral("refused: no form of the peer carries it: serialNum: out of "
                              "range: 1 to 65535 expected, 65536 found"));
 }
 
