@@ -111,8 +111,8 @@ public:
     /// Returns a number, or null if it is free.
     Number *find(Key key);
 
-    /// Makes numbers free whose rest is over.
-    void expire(Time now);
+    /// Makes the next number free whose rest is over; returns its key, or nothing if there is none.
+    std::optional<Key> expireNext(Time now);
 
     /// Returns when the next number becomes free; nothing if no number rests.
     std::optional<Time> nextExpiry() const;
