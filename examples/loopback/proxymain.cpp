@@ -31,7 +31,7 @@ void addDevices(Proxy *proxy, const QStringList &devices)
         fail(QStringLiteral("no device: KEY=ADDRESS:PORT expected"));
     for (const QString &device : devices) {
         const QString key = device.section(QLatin1Char('='), 0, 0);
-        if (!device.contains(QLatin1Char('=')))
+        if (key.isEmpty() || key == device)
             fail(QStringLiteral("\"%1\" is not KEY=ADDRESS:PORT").arg(device));
         if (proxy->hasDevice(key))
             fail(QStringLiteral("device key \"%1\" is there twice").arg(key));

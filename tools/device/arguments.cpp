@@ -49,8 +49,11 @@ void parse(QCommandLineParser *parser, const QStringList &arguments)
         std::exit(EXIT_SUCCESS);
     }
     const QStringList unknown = parser->unknownOptionNames();
-    if (!unknown.isEmpty())
-        fail(QStringLiteral("--%1: no such option; --help lists them").arg(unknown.constFirst()));
+    if (!unknown.isEmpty()) {
+        const QString &name = unknown.constFirst();
+        fail(QStringLiteral("%1%2: no such option; --help lists them")
+                 .arg(QLatin1String(name.size() == 1 ? "-" : "--"), name));
+    }
     if (!isParsed)
         fail(parser->errorText());
 }
