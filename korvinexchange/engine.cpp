@@ -504,12 +504,12 @@ bool EnginePrivate::setAside(Job &job)
     return true;
 }
 
-/// Gives the first request that was set aside for a key its turn, if the key is free. The others
-/// stay, so that each is moved only once before it is sent.
+/// Gives the first request that was set aside for a key its turn, now that the key is free. The
+/// others stay, so that each is moved only once before it is sent.
 void EnginePrivate::recall(SerialNumbers::Key key)
 {
     const auto aside = m_aside.find(key);
-    if (aside == m_aside.end() || numbers.find(key))
+    if (aside == m_aside.end())
         return;
     Job &first = aside->second.front();
     m_waitingSpecials.splice(m_waitingSpecials.begin(), aside->second, first.place);

@@ -108,7 +108,7 @@ SerialNumbers::Number *SerialNumbers::draw(quint32 last)
 
 SerialNumbers::Number *SerialNumbers::claim(Key key)
 {
-    return m_numbers.size() >= m_most || find(key) ? nullptr : add(key);
+    return m_numbers.size() >= m_most ? nullptr : add(key);
 }
 
 void SerialNumbers::release(Number *number)

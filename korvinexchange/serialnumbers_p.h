@@ -96,7 +96,7 @@ public:
     /// std::bad_alloc.
     Number *draw(quint32 last);
 
-    /// Takes a key that is not a serial number; returns null if it is in use or resting.
+    /// Takes a free key that is not a serial number; returns null if there are too many.
     Number *claim(Key key);
 
     /// Makes a number free that was not sent.

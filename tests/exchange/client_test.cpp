@@ -702,6 +702,7 @@ TEST_F(ClientTest, EndsWhatIsUnderWayWhenItIsDeleted)
     QObject::connect(ofSent, &Reply::finished, [&] {
         EXPECT_EQ(client->send(more.get()), nullptr);
         EXPECT_EQ(client->start(Transfer::readData(more.get())), nullptr);
+        EXPECT_EQ(client->send(waiting.get()), nullptr) << "it is announced next, as it is";
         EXPECT_EQ(client->exchange(more.get(), milliseconds(5000)).outcome, Outcome::Refused);
         for (Reply *other : client->findChildren<Reply *>())
             other->abort();

@@ -1493,8 +1493,10 @@ TEST_P(PackageUnderWay, IsRefusedAndStaysAsItIs)
     const auto other = makeRead(Register, 3);
     EXPECT_EQ(engine->sendCombination({other.get(), read.get()}, {}, now).sendError,
               SendError::TooManyItems);
+    EXPECT_EQ(engine->sendCombination({read.get(), other.get()}, {}, now).sendError,
+              SendError::TooManyItems);
     EXPECT_EQ(other->getPackResult(), OrvexEnum::PackSendError) << "it is not under way";
-    EXPECT_EQ(engine->counters().refused, 5U);
+    EXPECT_EQ(engine->counters().refused, 7U);
     const RequestId ofOther = send(*other);
     EXPECT_EQ(ofOther, id + 1);
 
