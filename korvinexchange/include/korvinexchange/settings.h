@@ -89,7 +89,7 @@ struct Settings
 
     /// How long a serial number rests after its request ended without a reply, or was sent more
     /// than once, so that a reply within this time cannot reach another request. 0 stands for ten
-    /// times the time-out, but at least 60 s.
+    /// times the time-out, but at least 60 s. The id of a special request rests, too: see Engine.
     std::chrono::milliseconds rest{0};
 
     /// How long a serial number rests after its reply, so that a second reply within this time
