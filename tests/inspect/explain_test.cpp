@@ -177,6 +177,30 @@ TEST(Explain, ReplyRecordSaysWhatIsReadElsewhere)
               QStringLiteral("|17|||not read; an encoder writes clientPackageType here"));
 }
 
+TEST(Explain, AnEmptyColumnThatIsNotReadSaysWhatItIsFor)
+{
+    const Explanation fields =
+        explain(QStringLiteral("1,3,pong,"),
+                {ClassId::SpecialPackageRequest, Form::Text, Direction::Reply});
+    EXPECT_EQ(rowOf(fields.at(3)), QStringLiteral("|3|||not read; an encoder writes ackCode here"));
+}
+
+/// The columns of a request record with the smallest and the largest numbers that encoders write.
+const char *const RecordsOfExtremes[] = {
+    "0,,-2147483648,0,0,0,0,0,0,0,read,-2147483648,,pending,ok",
+    "2147483647,,2147483647,255,255,255,65535,65535,65535,2147483647,write,2147483647,,"
+    "forcedCancel,timeOut",
+};
+
+TEST(Explain, NothingIsRemarkedAtTheEndsOfTheRanges)
+{
+    for (const char *record : RecordsOfExtremes) {
+        for (const ExplainedField &field :
+             explain(QByteArray(record), {ClassId::PackageBase, Form::Text, Direction::Request}))
+            EXPECT_EQ(field.remarks.join(u','), QString()) << field.name.toStdString();
+    }
+}
+
 TEST(Explain, FullReplyOfAWriteSaysThatItReadsItsDataTwice)
 {
     PackageRequestWriteData package;
