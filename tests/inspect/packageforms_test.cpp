@@ -10,6 +10,8 @@
 #include <packagerequestwriteip.h>
 #include <specialpackagerequest.h>
 
+#include <limits>
+
 namespace {
 
 constexpr Encoding LinuxReplies{Form::Linux, Direction::Reply, ReplySize::Short};
@@ -487,6 +489,10 @@ TEST(PackageForms, SizeOfALinuxFrame)
     EXPECT_EQ(sizeOf("AA", Direction::Reply), -1);
     EXPECT_EQ(sizeOf("55AB", Direction::Reply), -1);
     EXPECT_EQ(linuxFrameSize(hex(read), 1, Direction::Reply), -1);
+    EXPECT_EQ(linuxFrameSize(hex(read), 18, Direction::Reply), 0);
+    EXPECT_EQ(linuxFrameSize(hex(read), std::numeric_limits<int>::max(), Direction::Reply), 0);
+    EXPECT_EQ(linuxFrameSize(hex(read), -2, Direction::Reply), -1);
+    EXPECT_EQ(linuxFrameSize(hex(read), std::numeric_limits<int>::min(), Direction::Reply), -1);
 }
 
 } // namespace
