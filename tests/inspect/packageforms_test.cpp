@@ -377,6 +377,21 @@ TEST(PackageForms, NewPackagesDrawNoSerialNumber)
     EXPECT_EQ(PackageBase::makeSerialNum(), before % 255 + 1);
 }
 
+TEST(PackageForms, NewPackagesAskForNothing)
+{
+    const QJsonObject nothing{
+        {QStringLiteral("replyDataLength"), 0}, {QStringLiteral("packageDataLength"), 0},
+        {QStringLiteral("offset"), 0},          {QStringLiteral("fileNameWithPath"), QString()},
+        {QStringLiteral("data"), QString()},    {QStringLiteral("broadcast"), false}};
+    for (const PackageClass &listed : packageClasses()) {
+        const QJsonObject created = snapshot(*listed.create());
+        for (auto member = created.begin(); member != created.end(); ++member) {
+            EXPECT_TRUE(!nothing.contains(member.key()) || nothing.value(member.key()) == *member)
+                << member.key().toStdString() << " of " << listed.name.toStdString();
+        }
+    }
+}
+
 TEST(PackageForms, AReplyIsThatOfItsRequest)
 {
     CheckOptions options;
