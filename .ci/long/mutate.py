@@ -37,6 +37,8 @@ EXPLAINED = ROOT / "docs" / "mutation.md"
 # target and its corpus, or ctest and the name of a test.
 LARGE = "*256Mebibytes:*.LengthFarBeyond*:*.DataStringThatNoTextCanHold*"
 GENERATED = "*.AgreesWithTheDecoders*OnGeneratedInput"
+SLOW = ("Guess.TheBestOne*:Guess.FindsThe*:BrokenGuess.NamesWhatTheMessageWas*:Check.AcceptsEvery*:"
+        "Check.Agrees*:Check.RefusesTruncations*:Explain.AgreesWithTheDecoderOf*:Explain.TextOfJsonIs*")
 LIBRARIES = {
     "korvinpackage": [
         ("korvinpackage_tests", f"-{LARGE}"),
@@ -47,10 +49,12 @@ LIBRARIES = {
         ("korvininspect_tests", GENERATED),
     ],
     "korvininspect": [
-        ("korvininspect_tests", f"-{GENERATED}"),
+        ("korvininspect_tests", f"-{GENERATED}:{SLOW}"),
+        ("korvinpack_tests", "*"),
+        ("cppsource_tests", "*"),
+        ("korvininspect_tests", SLOW),
         ("outofmemory_tests", "*"),
         ("korvininspect_tests", GENERATED),
-        ("korvinpack_tests", "*"),
     ],
     "korvinsimulator": [
         ("korvinsimulator_tests", "*"),
