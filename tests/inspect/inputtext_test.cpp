@@ -23,6 +23,12 @@ TEST(InputText, LongTextsAreCut)
 {
     EXPECT_EQ(printable(QStringLiteral("abcde"), 5), QStringLiteral("abcde"));
     EXPECT_EQ(printable(QStringLiteral("abcdef"), 5), QStringLiteral("abcde..."));
+    EXPECT_EQ(printable(QStringLiteral("abcdef"), 0), QStringLiteral("..."));
+    EXPECT_EQ(printable(QStringLiteral("abc\U0001F600"), 5), QStringLiteral("abc\U0001F600"));
+    EXPECT_EQ(printable(QStringLiteral("abc\U0001F600d"), 5), QStringLiteral("abc\U0001F600..."));
+    EXPECT_EQ(printable(QStringLiteral("abcd\U0001F600"), 5), QStringLiteral("abcd..."));
+    const QString half(QChar(0xD83D)); // of a pair
+    EXPECT_EQ(printable(half, 5), half);
 }
 
 } // namespace
