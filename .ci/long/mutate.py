@@ -14,11 +14,13 @@ docs/mutation.md does not explain are killed.
 
 import argparse
 import collections
+import contextlib
 import os
 import random
 import re
 import resource
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -309,14 +311,17 @@ def passes(program, tests, timeout):
         command = ["ctest", "--test-dir", BUILD, "--stop-on-failure", "-R", tests]
         del environment["GTEST_FILTER"]
     process = subprocess.Popen(command, env=environment, cwd=WORK,
-                               preexec_fn=limited, stdin=subprocess.DEVNULL,
+                               preexec_fn=limited, start_new_session=True, stdin=subprocess.DEVNULL,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
         return process.wait(timeout) == 0
     except subprocess.TimeoutExpired:
-        process.kill()
-        process.wait()
         return False
+    finally:
+        # What a test has started may hang, too.
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(process.pid, signal.SIGKILL)
+        process.wait()
 
 
 def explained():
