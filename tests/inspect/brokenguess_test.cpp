@@ -252,6 +252,8 @@ const BrokenRow BrokenRecords[] = {
      "reply record of PackageRequestWriteMemData"},
     {"no number", "12,soon,hello", "request record of SpecialPackageRequest"},
     {"comma in the text", "12,0,hello,world", "request record of SpecialPackageRequest"},
+    {"misspelt type word", "ReadDate^" TO_CODE "read,3000,t1,ok,ok,4,data",
+     "request record of PackageRequestCombination"},
     {"misspelt type word",
      "ReadDate^" TO_CODE "read,3000,t1,ok,ok,4,data|ReadData^" TO_CODE "read,3000,t1,ok,ok,4,data",
      "request record of PackageRequestCombination"},
