@@ -159,6 +159,33 @@ TEST(PackageFields, ExpressionOfNoData)
               QStringLiteral("QByteArray()"));
 }
 
+TEST(PackageFields, NamesOfSetters)
+{
+    const struct
+    {
+        ClassId classId;
+        const char *field;
+        const char *setter; // empty where only constructors set the field
+    } rows[] = {
+        {ClassId::PackageBase, "deviceKey", "setDeviceKey"},
+        {ClassId::PackageRequestReadFile, "fileNameWithPath", "setFileNameWithPath"},
+        {ClassId::PackageRequestReadFile, "broadcastRspToAllApp", "set_isBroadcastRspToAllApp"},
+        {ClassId::PackageRequestWrite, "baseClientPackageType", "setClientPackageType"},
+        {ClassId::PackageRequestWrite, "broadcast", ""},
+        {ClassId::PackageRequestWrite, "clientPackageType", ""},
+        {ClassId::PackageRequestWriteIP, "ipAddress", "setIPAddress"},
+        {ClassId::PackageRequestWriteFile, "fileNameWithPath", "setFileNameWithPaht"},
+        {ClassId::PackageRequestWriteFile, "offset", ""},
+        {ClassId::PackageRequestWriteFile, "broadcastRspToAllApp", "set_isBroadcastRspToAllApp"},
+        {ClassId::PackageRequestWriteMemData, "offset", "setOffset"},
+    };
+    for (const auto &row : rows) {
+        const PackageField *field = packageClass(row.classId)->field(QLatin1String(row.field));
+        ASSERT_TRUE(field) << row.field;
+        EXPECT_EQ(field->setter, QLatin1String(row.setter)) << row.field;
+    }
+}
+
 TEST(PackageFields, ExpressionsOfTexts)
 {
     const std::pair<QString, QString> rows[] = {
