@@ -251,6 +251,8 @@ const BrokenRow BrokenRecords[] = {
     {"blank before a number", TO_CODE "write, 3000,t1,ok,ok,0,false,memData,100,16",
      "reply record of PackageRequestWriteMemData"},
     {"no number", "12,soon,hello", "request record of SpecialPackageRequest"},
+    {"no numbers, items in the text", "12s,0s,a|ReadData^b|ReadData^c|ReadData^d",
+     "request record of SpecialPackageRequest"},
     {"comma in the text", "12,0,hello,world", "request record of SpecialPackageRequest"},
     {"misspelt type word", "ReadDate^" TO_CODE "read,3000,t1,ok,ok,4,data",
      "request record of PackageRequestCombination"},
