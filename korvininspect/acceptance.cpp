@@ -268,11 +268,8 @@ public:
     /// Returns whether there are also no more columns.
     bool isOkToTheEnd() const { return m_isOk && m_isAtEnd; }
 
-    int column() const { return m_column; }
-
-    /// Walks over a part, which begins at the next column.
     template <typename Part>
-    void scan(int, Part part)
+    void scan(Part part)
     {
         part.columns(*this);
     }
@@ -439,14 +436,12 @@ private:
         require(!m_isAtEnd && (at == m_end || *at == QLatin1Char(',')));
         m_isAtEnd = at == m_end;
         m_at = m_isAtEnd ? at : at + 1;
-        ++m_column;
     }
 
     const QChar *m_at;
     const QChar *const m_end;
     const Conditions &m_conditions;
     KnownColumns &m_known;
-    int m_column = 0;
     bool m_isAtEnd = false;
     bool m_isOk = true;
 };

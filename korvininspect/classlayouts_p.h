@@ -220,17 +220,17 @@ template <typename Scanner>
 void scanCommonColumns(Scanner &scanner, const Korvin::ClassRow &row, Korvin::LayoutFields &fields)
 {
     if (row.base == Korvin::Base::Special)
-        scanner.scan(0, Korvin::SpecialPart{fields.id, fields.common.timeout, fields.strData});
+        scanner.scan(Korvin::SpecialPart{fields.id, fields.common.timeout, fields.strData});
     else
-        scanner.scan(0, Korvin::CommonPart{fields.common});
+        scanner.scan(Korvin::CommonPart{fields.common});
 }
 
 template <typename Scanner>
-void scanOwnColumns(Scanner &scanner, const Korvin::ClassRow &row, int column, bool isReply,
+void scanOwnColumns(Scanner &scanner, const Korvin::ClassRow &row, bool isReply,
                     Korvin::LayoutFields &fields)
 {
     if ((isReply ? row.ownReplyColumns : row.ownRequestColumns) > 0)
-        Korvin::visitOwn(row, fields, [&](auto part) { scanner.scan(column, part); });
+        Korvin::visitOwn(row, fields, [&](auto part) { scanner.scan(part); });
 }
 
 /// Walks over the columns of a record as its decoder reads them. They are out of order if a reply
@@ -241,13 +241,15 @@ void scanRecordAsRead(Scanner &scanner, const Korvin::ClassRow &row, bool isRepl
 {
     using Korvin::CommonPart;
     scanCommonColumns(scanner, row, fields);
+    scanner.goTo(CommonPart::RequestColumns);
     if (isReply)
-        scanner.scan(CommonPart::RequestColumns, Korvin::AckColumn{fields.common.ackCode});
+        scanner.scan(Korvin::AckColumn{fields.common.ackCode});
     // The decoder reads register columns where a request has them, even in a reply.
-    Korvin::visitBase(row, fields,
-                      [&](auto part) { scanner.scan(CommonPart::RequestColumns, part); });
+    scanner.goTo(CommonPart::RequestColumns);
+    Korvin::visitBase(row, fields, [&](auto part) { scanner.scan(part); });
     const int shift = isReply ? Korvin::countedCommonColumns(row) - CommonPart::RequestColumns : 0;
-    scanOwnColumns(scanner, row, Korvin::baseColumns(row.base) + shift, isReply, fields);
+    scanner.goTo(Korvin::baseColumns(row.base) + shift);
+    scanOwnColumns(scanner, row, isReply, fields);
 }
 
 /// Walks over the columns of a record as its encoder writes them.
@@ -257,9 +259,9 @@ void scanRecordAsWritten(Scanner &scanner, const Korvin::ClassRow &row, bool isR
 {
     scanCommonColumns(scanner, row, fields);
     if (isReply)
-        scanner.scan(scanner.column(), Korvin::AckColumn{fields.common.ackCode});
-    Korvin::visitBase(row, fields, [&](auto part) { scanner.scan(scanner.column(), part); });
-    scanOwnColumns(scanner, row, scanner.column(), isReply, fields);
+        scanner.scan(Korvin::AckColumn{fields.common.ackCode});
+    Korvin::visitBase(row, fields, [&](auto part) { scanner.scan(part); });
+    scanOwnColumns(scanner, row, isReply, fields);
 }
 
 /// Returns the class of a type word of a combination, if there is one.

@@ -163,12 +163,7 @@ public:
         m_position = start;
     }
 
-    void keptText(const char *name, int size, const QString &field)
-    {
-        WireField text = here(name, WireType::Text, qMax(size, 0), &field);
-        text.isKept = true;
-        reportExtent(text);
-    }
+    void keptText(const char *name, int size, const QString &field) { bareText(name, size, field); }
 
     template <typename Bytes>
     void block(const char *name, int length, const Bytes &field)

@@ -9,9 +9,12 @@ QString textFromUtf8(const QByteArray &utf8)
 
 QString printable(const QString &text, int maxCharacters)
 {
+    // Keep surrogate pairs together: a half of one is not a character.
+    QString kept = text.left(maxCharacters);
+    if (kept.size() < text.size() && !kept.isEmpty() && kept.at(kept.size() - 1).isHighSurrogate())
+        kept.chop(1);
     QString shown;
-    for (const QChar character : text.left(maxCharacters)) {
-        // Keep surrogate pairs together: a half of one is not a character.
+    for (const QChar character : kept) {
         if (character.isPrint() || character.isSurrogate())
             shown += character;
         else

@@ -81,14 +81,15 @@ private:
         return static_cast<qlonglong>(field.taken);
     }
 
-    /// Returns a text of a frame. If a decoder would ignore it, returns the text of an earlier
-    /// field.
+    /// Returns a text of a frame. Where a frame has a text twice, a decoder ignores the second one
+    /// if it is empty, so this returns the first one.
     QVariant textOf(const WireField &field, const ExplainedField &explained)
     {
         QString &text = m_texts[field.source];
-        if (field.width > 0 || !field.isKept)
-            text.clear();
-        if (explained.width == field.width && field.width > 0) {
+        if (field.width == 0)
+            return text;
+        text.clear();
+        if (explained.width == field.width) {
             const auto size = qstrnlen(field.bytes, static_cast<uint>(field.width));
             text = QString::fromUtf8(field.bytes, static_cast<int>(size));
         }

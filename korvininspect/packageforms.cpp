@@ -480,6 +480,8 @@ Verdict decodeCombination(const QByteArray &record,
 
 int linuxFrameSize(const QByteArray &bytes, int start, Direction direction)
 {
+    if (start < 0)
+        return -1;
     PackageBasePrivate common;
     LinuxHeader header{common};
     StartSink sink;

@@ -33,14 +33,13 @@ public:
     /// Returns the number of columns of the record.
     int count() const { return m_count; }
 
-    /// Returns the column of the next field.
-    int column() const { return m_reader.column(); }
+    /// Goes to the column of the next field.
+    void goTo(int column) { m_reader.goTo(column); }
 
-    /// Walks over a part that begins at @p column.
+    /// Walks over a part, which begins at the next column.
     template <typename Part>
-    void scan(int column, Part part)
+    void scan(Part part)
     {
-        m_reader.goTo(column);
         part.columns(*this);
     }
 
@@ -164,8 +163,10 @@ private:
         WireField wire = here(name, type, source);
         wire.number = number;
         m_sink.add(wire);
-        m_reader.goTo(column() + 1);
+        goTo(column() + 1);
     }
+
+    int column() const { return m_reader.column(); }
 
     WireField here(const char *name, WireType type, const void *source) const
     {

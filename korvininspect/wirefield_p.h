@@ -50,7 +50,6 @@ struct WireField
     qint64 min = 0;    // range that an encoder writes
     qint64 max = 0;
     bool isUnsigned64 = false; // number holds an unsigned 64-bit value
-    bool isKept = false;       // a decoder keeps its old text if the size is 0 or less
     bool isPadded = false;     // a decoder fills up a block that is cut off with zeros
 
     QStringView text;            // of a column

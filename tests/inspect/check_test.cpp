@@ -93,6 +93,8 @@ const RefusedRow RefusedRows[] = {
      Refusal::LengthTooLarge, "fileNameWithPath at 8: announced 2 bytes, left 1 byte"},
     {"PackageRequestWriteFile", Form::Frame, Request, "00 " HEAD "01" TAIL "00 01 000000",
      Refusal::Truncated, "at 28: truncated: 1 byte expected, 0 bytes found"},
+    {"PackageRequestWriteFile", Form::Frame, Request, "00 " HEAD "01" TAIL "00 01 00",
+     Refusal::Truncated, "at 26: truncated: 1 byte expected, 0 bytes found"},
     {"PackageRequestWriteFile", Form::Frame, Request, "00 " HEAD "01" TAIL "00 01 01000000 61",
      Refusal::Truncated, "offset at 30: truncated: 4 bytes expected, 0 bytes found"},
 
@@ -239,6 +241,9 @@ const RefusedRow RefusedRows[] = {
      "timeout at 1: out of range: a number from 0 to 2147483647 expected, \"-2\" found"},
     {"SpecialPackageRequest", Form::Text, Reply, "1,2,a,0", Refusal::TooFewFields,
      "too few: 16 columns expected, 4 found"},
+    // The record of an item is not that of a class.
+    {"PackageRequestRead", Form::Text, Request, "ReadData^" COLUMNS ",1,data", Refusal::NotANumber,
+     "serialNum at 0: not a number: a number from 0 to 2147483647 expected, \"ReadData^7\" found"},
     {"PackageRequestCombination", Form::Text, Request, "", Refusal::TooFewFields,
      "item 1, too few: 2 parts expected, 1 found"},
     {"PackageRequestCombination", Form::Text, Request, "ReadData", Refusal::TooFewFields,
@@ -603,6 +608,9 @@ const OtherRow OtherRows[] = {
     {"PackageBase", Form::Frame, "00 0200 6162 0000 03000000 0700 01 02 03 04 0500 00" TAIL,
      "01 0100 61 0000 03000000 0700 01 02 03 04 0500 00" TAIL "00 00 01 00 00 00",
      "deviceKey at 3: not that of the request: \"ab\" expected, \"a\" found"},
+    {"PackageBase", Form::Frame, "00 " HEAD "00" TAIL,
+     "01 0100 61 0000 03000000 0700 01 02 03 04 0500 00" TAIL "00 00 01 00 00 00",
+     "deviceKey at 3: not that of the request: \"\" expected, \"a\" found"},
     {"PackageBase", Form::Text, COLUMNS, "7,key,1,2,3,4,5,6,7,8,read,9,Tag,ok,ok,0",
      "tag at 12: not that of the request: \"tag\" expected, \"Tag\" found"},
     {"PackageBase", Form::Text, COLUMNS, "7,key,1,2,3,4,5,6,7,8,write,9,tag,ok,ok,0",

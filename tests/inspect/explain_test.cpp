@@ -132,6 +132,31 @@ TEST(Explain, ShortFrameSaysWhatIsMissing)
                              "read as 0"));
 }
 
+/// A decoder reads no part of a number that is cut, and reads its bytes as those of later fields.
+TEST(Explain, ACutNumberIsNotRead)
+{
+    const Explanation fields =
+        explain(hex("00 07"), {ClassId::PackageBase, Form::Frame, Direction::Request});
+    EXPECT_EQ(rowOf(fields.at(1)),
+              QStringLiteral("deviceKeySize|1+0|0|bytes|truncated: 2 bytes expected, 1 byte found; "
+                             "read as 0"));
+    const auto isRead = [](const ExplainedField &field) { return field.raw == hex("07"); };
+    const auto reader = std::find_if(fields.begin(), fields.end(), isRead);
+    ASSERT_NE(reader, fields.end());
+    EXPECT_EQ(rowOf(*reader), QStringLiteral("scrAddr|1+1|7||"));
+}
+
+/// The decoder of a full reply reads the results where the name begins, and so the second size of
+/// the name at 38. It is 0.
+TEST(Explain, ALaterEmptyTextIsIgnored)
+{
+    const Explanation fields = explain(
+        hex("01 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800 02000000 01 0100 61"
+            "00 00 01 00 00 00 02000000 01 0000"),
+        {ClassId::PackageRequestReadFile, Form::Frame, Direction::Reply});
+    EXPECT_EQ(rowOf(fields.at(fields.size() - 2)), QStringLiteral("fileNameWithPath|40+0|\"a\"||"));
+}
+
 TEST(Explain, AZeroByteDoesNotEndARecord)
 {
     const QByteArray record("1,2,a\0b,c", 9);
@@ -175,6 +200,30 @@ TEST(Explain, ReplyRecordSaysWhatIsReadElsewhere)
                              "replyDataLength here"));
     EXPECT_EQ(rowOf(fields.at(18)),
               QStringLiteral("|17|||not read; an encoder writes clientPackageType here"));
+}
+
+TEST(Explain, AnEmptyColumnThatIsNotReadSaysWhatItIsFor)
+{
+    const Explanation fields =
+        explain(QStringLiteral("1,3,pong,"),
+                {ClassId::SpecialPackageRequest, Form::Text, Direction::Reply});
+    EXPECT_EQ(rowOf(fields.at(3)), QStringLiteral("|3|||not read; an encoder writes ackCode here"));
+}
+
+/// The columns of a request record with the smallest and the largest numbers that encoders write.
+const char *const RecordsOfExtremes[] = {
+    "0,,-2147483648,0,0,0,0,0,0,0,read,-2147483648,,pending,ok",
+    "2147483647,,2147483647,255,255,255,65535,65535,65535,2147483647,write,2147483647,,"
+    "forcedCancel,timeOut",
+};
+
+TEST(Explain, NothingIsRemarkedAtTheEndsOfTheRanges)
+{
+    for (const char *record : RecordsOfExtremes) {
+        for (const ExplainedField &field :
+             explain(QByteArray(record), {ClassId::PackageBase, Form::Text, Direction::Request}))
+            EXPECT_EQ(field.remarks.join(u','), QString()) << field.name.toStdString();
+    }
 }
 
 TEST(Explain, FullReplyOfAWriteSaysThatItReadsItsDataTwice)

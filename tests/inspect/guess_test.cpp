@@ -44,6 +44,19 @@ const GuessRow GuessRows[] = {
     {"55AA 00 05 00000000 0000 00 00 0000 0000 0000 5B55", false,
      "Linux request frame of PackageRequestReadData",
      "checksum at 18: wrong checksum: 0x555A expected, 0x555B found"},
+    // A start byte is wrong, but the checksum matches.
+    {"54AA 00 05 00000000 0000 00 00 0000 0000 0000 5A55", false,
+     "Linux request frame of PackageRequestReadData",
+     "start at 0: unknown marker 0x54; expected 0x55"},
+    {"55AB 00 05 00000000 0000 00 00 0000 0000 0000 5A55", false,
+     "Linux request frame of PackageRequestReadData",
+     "start at 1: unknown marker 0xAB; expected 0xAA"},
+    // A short reply without its marker is still one.
+    {"04 0700 00 01 00", false, "reply frame of PackageBase",
+     "marker at 0: unknown marker 0x4; expected 0x1"},
+    // Of 6 bytes of data 5 are missing, which is less than 5 trailing bytes of a register write.
+    {"00 0000 0000 03000000 0700 01 02 03 04 0500 01 06 0700 0800 00 00 06000000 01", false,
+     "request frame of PackageRequestWriteData", "data at 29: announced 6 bytes, left 1 byte"},
     {READ_COLUMNS, true, "request record of PackageBase", "15 columns, all in range"},
     {READ_COLUMNS ",0", true, "reply record of PackageBase", "16 columns, all in range"},
     {READ_COLUMNS ",4,data", true, "request record of PackageRequestRead",
@@ -54,6 +67,9 @@ const GuessRow GuessRows[] = {
      "18 columns, all in range"},
     {WRITE_COLUMNS ",true,data,1,5", true, "request record of PackageRequestWriteData",
      "19 columns, all in range"},
+    // A reply may carry no numbers.
+    {WRITE_COLUMNS ",0,true,data,0,", true, "reply record of PackageRequestWriteData",
+     "20 columns, all in range"},
     {WRITE_COLUMNS ",true,file,1,5", true, "request record of PackageRequestWriteFile",
      "19 columns, all in range"},
     {"7,key,1,2,3,4,5,6,7,8,read,9,tag,late,ok", true, "request record of PackageBase",

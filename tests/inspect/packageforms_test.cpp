@@ -10,6 +10,8 @@
 #include <packagerequestwriteip.h>
 #include <specialpackagerequest.h>
 
+#include <limits>
+
 namespace {
 
 constexpr Encoding LinuxReplies{Form::Linux, Direction::Reply, ReplySize::Short};
@@ -375,6 +377,21 @@ TEST(PackageForms, NewPackagesDrawNoSerialNumber)
     EXPECT_EQ(PackageBase::makeSerialNum(), before % 255 + 1);
 }
 
+TEST(PackageForms, NewPackagesAskForNothing)
+{
+    const QJsonObject nothing{
+        {QStringLiteral("replyDataLength"), 0}, {QStringLiteral("packageDataLength"), 0},
+        {QStringLiteral("offset"), 0},          {QStringLiteral("fileNameWithPath"), QString()},
+        {QStringLiteral("data"), QString()},    {QStringLiteral("broadcast"), false}};
+    for (const PackageClass &listed : packageClasses()) {
+        const QJsonObject created = snapshot(*listed.create());
+        for (auto member = created.begin(); member != created.end(); ++member) {
+            EXPECT_TRUE(!nothing.contains(member.key()) || nothing.value(member.key()) == *member)
+                << member.key().toStdString() << " of " << listed.name.toStdString();
+        }
+    }
+}
+
 TEST(PackageForms, AReplyIsThatOfItsRequest)
 {
     CheckOptions options;
@@ -489,6 +506,10 @@ TEST(PackageForms, SizeOfALinuxFrame)
     EXPECT_EQ(sizeOf("AA", Direction::Reply), -1);
     EXPECT_EQ(sizeOf("55AB", Direction::Reply), -1);
     EXPECT_EQ(linuxFrameSize(hex(read), 1, Direction::Reply), -1);
+    EXPECT_EQ(linuxFrameSize(hex(read), 18, Direction::Reply), 0);
+    EXPECT_EQ(linuxFrameSize(hex(read), std::numeric_limits<int>::max(), Direction::Reply), 0);
+    EXPECT_EQ(linuxFrameSize(hex(read), -2, Direction::Reply), -1);
+    EXPECT_EQ(linuxFrameSize(hex(read), std::numeric_limits<int>::min(), Direction::Reply), -1);
 }
 
 } // namespace

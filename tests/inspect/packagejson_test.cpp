@@ -11,6 +11,7 @@
 
 #include <QtCore/QJsonArray>
 
+#include <climits>
 #include <limits>
 
 namespace {
@@ -156,6 +157,101 @@ TEST(PackageFields, ExpressionOfNoData)
     const PackageRequestWriteData package;
     EXPECT_EQ(classOf(package).field(QStringLiteral("data"))->expression(package),
               QStringLiteral("QByteArray()"));
+}
+
+TEST(PackageFields, NamesOfSetters)
+{
+    const struct
+    {
+        ClassId classId;
+        const char *field;
+        const char *setter; // empty where only constructors set the field
+    } rows[] = {
+        {ClassId::PackageBase, "deviceKey", "setDeviceKey"},
+        {ClassId::PackageRequestReadFile, "fileNameWithPath", "setFileNameWithPath"},
+        {ClassId::PackageRequestReadFile, "broadcastRspToAllApp", "set_isBroadcastRspToAllApp"},
+        {ClassId::PackageRequestWrite, "baseClientPackageType", "setClientPackageType"},
+        {ClassId::PackageRequestWrite, "broadcast", ""},
+        {ClassId::PackageRequestWrite, "clientPackageType", ""},
+        {ClassId::PackageRequestWriteIP, "ipAddress", "setIPAddress"},
+        {ClassId::PackageRequestWriteFile, "fileNameWithPath", "setFileNameWithPaht"},
+        {ClassId::PackageRequestWriteFile, "offset", ""},
+        {ClassId::PackageRequestWriteFile, "broadcastRspToAllApp", "set_isBroadcastRspToAllApp"},
+        {ClassId::PackageRequestWriteMemData, "offset", "setOffset"},
+    };
+    for (const auto &row : rows) {
+        const PackageField *field = packageClass(row.classId)->field(QLatin1String(row.field));
+        ASSERT_TRUE(field) << row.field;
+        EXPECT_EQ(field->setter, QLatin1String(row.setter)) << row.field;
+    }
+}
+
+TEST(PackageFields, ExpressionsOfTexts)
+{
+    const std::pair<QString, QString> rows[] = {
+        {QString(), QStringLiteral("QString()")},
+        {QStringLiteral(" ~"), QStringLiteral(R"(QString::fromUtf8(" ~", 2))")},
+        {QStringLiteral("\x1F\x7F"), QStringLiteral(R"(QString::fromUtf8("\037\177", 2))")},
+        {QStringLiteral("\u00E9"
+                        "1"),
+         QStringLiteral(R"(QString::fromUtf8("\303\2511", 3))")},
+        {QStringLiteral("\"\\"), QStringLiteral(R"(QString::fromUtf8("\"\\", 2))")},
+        {QStringLiteral("?"), QStringLiteral(R"(QString::fromUtf8("?", 1))")},
+        // Two question marks could begin a trigraph.
+        {QStringLiteral("?\?="), QStringLiteral(R"(QString::fromUtf8("?\?=", 3))")},
+        // Half of a surrogate pair has no UTF-8.
+        {QString(QChar(0xD83D)) + QLatin1Char('a'),
+         QStringLiteral(R"(QStringView(u"\xd83d" u"\x61", 2).toString())")},
+    };
+    for (const auto &[text, expression] : rows) {
+        PackageBase package;
+        package.setTag(text);
+        EXPECT_EQ(classOf(package).field(QStringLiteral("tag"))->expression(package), expression);
+    }
+}
+
+/// A literal may not be longer than compilers accept.
+TEST(PackageFields, ExpressionsOfLongTextsAndDataAreSums)
+{
+    PackageRequestWriteData package;
+    package.setTag(QString(16385, QLatin1Char('a')));
+    package.setData(QByteArray(16385, 'a'));
+    const auto expressionOf = [&](const char *field) {
+        return classOf(package).field(QLatin1String(field))->expression(package);
+    };
+    EXPECT_EQ(expressionOf("tag"),
+              QStringLiteral("QString::fromUtf8(\"%1\", 16384) + "
+                             "QString::fromUtf8(\"a\", 1)")
+                  .arg(QString(16384, QLatin1Char('a'))));
+    EXPECT_EQ(expressionOf("data"),
+              QStringLiteral("QByteArray::fromHex(\"%1\") + QByteArray::fromHex(\"61\")")
+                  .arg(QStringLiteral("61").repeated(16384)));
+}
+
+TEST(PackageFields, ExpressionsOfNumbers)
+{
+    PackageRequestReadMemData package;
+    const auto expressionOf = [&](const char *field) {
+        return classOf(package).field(QLatin1String(field))->expression(package);
+    };
+    package.setSerialNum(std::numeric_limits<quint64>::max());
+    EXPECT_EQ(expressionOf("serialNum"), QStringLiteral("18446744073709551615ULL"));
+    package.setOffset(-5);
+    EXPECT_EQ(expressionOf("offset"), QStringLiteral("-5"));
+    package.setPortAddr(7);
+    EXPECT_EQ(expressionOf("portAddr"), QStringLiteral("char(7)"));
+    package.setCommResult(OrvexEnum::CommTimeout);
+    EXPECT_EQ(expressionOf("commResult"), QStringLiteral("OrvexEnum::CommTimeout"));
+    package.setCommResult(static_cast<OrvexEnum::CommResults>(8));
+    EXPECT_EQ(expressionOf("commResult"), QStringLiteral("static_cast<OrvexEnum::CommResults>(8)"));
+    package.setClientPackageType(OrvexEnum::MemDataPackage);
+    EXPECT_EQ(expressionOf("clientPackageType"), QStringLiteral("OrvexEnum::MemDataPackage"));
+    package.setSubcribeHardware(true);
+    EXPECT_EQ(expressionOf("subcribeHardware"), QStringLiteral("true"));
+#if LONG_MAX > INT_MAX
+    package.setOffset(std::numeric_limits<long>::min());
+    EXPECT_EQ(expressionOf("offset"), QStringLiteral("-9223372036854775807LL - 1"));
+#endif
 }
 
 TEST(PackageJson, OffsetOfAFileWriteLeavesAllElse)
