@@ -85,7 +85,6 @@ void ClientPrivate::setOpener(const Client::Opener &opener)
 void ClientPrivate::attach(QIODevice *newDevice)
 {
     device = newDevice;
-    m_isAttached = true;
     try {
         m_guardedDevice = newDevice;
         m_connectDue = now() + settings.connectTimeout;
@@ -128,7 +127,6 @@ void ClientPrivate::detach()
     }
     device = nullptr;
     m_guardedDevice.clear();
-    m_isAttached = false;
     m_framing.reset();
     m_unsent.clear();
     m_connectDue.reset();
@@ -223,6 +221,7 @@ bool ClientPrivate::flush()
 /// Takes what is left to be read, and goes on without the device.
 void ClientPrivate::endDevice(const QString &reason)
 {
+    const QIODevice *const ended = device;
     QString last = reason;
     try {
         read();
@@ -234,7 +233,7 @@ void ClientPrivate::endDevice(const QString &reason)
     } catch (const std::bad_alloc &) {
         last = QStringLiteral("out of memory");
     }
-    if (m_isAttached)
+    if (device == ended) // a slot may have brought another one
         lose(last);
 }
 

@@ -140,7 +140,6 @@ private:
     Client *m_client;
     Client::Opener m_opener;
     std::unique_ptr<Framing> m_framing;
-    bool m_isAttached = false;
     QPointer<QIODevice> m_guardedDevice; ///< Copied without taking memory.
     QByteArray m_unsent;                 ///< Of the message that the device has not taken whole.
     std::optional<Time> m_connectDue;

@@ -243,7 +243,32 @@ TEST_F(ClientLink, EndsWhereTheDeviceIsClosedWhileItIsWrittenTo)
     EXPECT_EQ(reply->outcome(), Outcome::LinkLost);
 }
 
+TEST_F(ClientLink, StaysWithADeviceThatASlotHasBroughtWhileTheLastBytesAreRead)
+{
+    sendRead();
+    MemoryDevice other;
+    device.deliver("hello\n");
+    device.onRead = [&] { client->setDevice(&other); };
+    Q_EMIT device.errorOccurred(1);
+    EXPECT_EQ(client->device(), &other);
+    EXPECT_TRUE(waitUntil([&] { return client->isConnected(); }));
+    EXPECT_EQ(reply->outcome(), Outcome::LinkLost);
+    EXPECT_EQ(reasons, QStringList(QStringLiteral("another device is used")));
+}
+
 // Connecting.
+
+TEST_F(ClientLink, SendsWhatItWasGivenBeforeItsDevice)
+{
+    client = std::make_unique<Client>(settings);
+    reply = client->send(read.get());
+    runFor(milliseconds(10));
+    EXPECT_FALSE(client->isConnected());
+    peer.answerAtOnce();
+    client->setDevice(&device);
+    EXPECT_TRUE(waitUntil([&] { return reply->isFinished(); }));
+    EXPECT_EQ(reply->outcome(), Outcome::Success);
+}
 
 TEST_F(ClientLink, AsksAgainAfterAnOpenerThatRanOutOfMemory)
 {
