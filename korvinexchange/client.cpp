@@ -173,10 +173,11 @@ void ClientPrivate::checkConnection()
 void ClientPrivate::read()
 {
     constexpr qint64 Piece = 65536;
+    const QPointer<ClientPrivate> alive(self);
     // A signal tells of what comes meanwhile.
     for (qint64 left = isConnected ? device->bytesAvailable() : 0; left > 0;) {
         const QByteArray bytes = device->read(qMin(left, Piece));
-        if (bytes.isEmpty() || !isConnected)
+        if (!alive || bytes.isEmpty() || !isConnected)
             return;
         left -= bytes.size();
         receive(m_framing->receive(bytes, now()));
@@ -221,11 +222,12 @@ bool ClientPrivate::flush()
 /// Takes what is left to be read, and goes on without the device.
 void ClientPrivate::endDevice(const QString &reason)
 {
+    const QPointer<ClientPrivate> alive(self);
     const QIODevice *const ended = device;
     QString last = reason;
     try {
         read();
-        if (isConnected) {
+        if (alive && isConnected) {
             receive(m_framing->end());
             if (m_framing->fault() != FramingFault::None)
                 last = describe(m_framing->fault());
@@ -233,7 +235,7 @@ void ClientPrivate::endDevice(const QString &reason)
     } catch (const std::bad_alloc &) {
         last = QStringLiteral("out of memory");
     }
-    if (device == ended) // a slot may have brought another one
+    if (alive && device == ended) // a slot may have brought another one
         lose(last);
 }
 
@@ -287,8 +289,10 @@ void ClientPrivate::work()
     const QPointer<ClientPrivate> alive(self);
     try {
         read();
-        handleTimeouts();
-        checkConnection();
+        if (alive) {
+            handleTimeouts();
+            checkConnection();
+        }
         int done = 0;
         while (alive && done < MostAtOnce && workOnce())
             ++done;

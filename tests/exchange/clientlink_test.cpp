@@ -235,6 +235,22 @@ TEST_F(ClientLink, EndsWhereTheClientIsDeletedByASlotOfTheDevice)
     EXPECT_EQ(read->getPackResult(), OrvexEnum::PackDisConnect);
 }
 
+TEST_F(ClientLink, EndsWhereTheClientIsDeletedWhileTheDeviceIsRead)
+{
+    for (const bool hasEnded : {false, true}) {
+        device.onRead = {};
+        device.written.clear();
+        start();
+        sendRead();
+        device.onRead = [&] { client.reset(); };
+        device.deliver("hello\n");
+        if (hasEnded)
+            Q_EMIT device.errorOccurred(1);
+        EXPECT_TRUE(waitUntil([&] { return !client; }));
+        EXPECT_EQ(read->getPackResult(), OrvexEnum::PackDisConnect);
+    }
+}
+
 TEST_F(ClientLink, EndsWhereTheDeviceIsClosedWhileItIsWrittenTo)
 {
     device.onWritten = [&] { device.close(); };
