@@ -59,8 +59,8 @@ LIBRARIES = {
     ],
     "korvinexchange": [
         ("korvinexchange_tests", "-Engine/Orders*"),
+        ("outofmemory_tests", "*Engine*:*Framing*:ClientMemory*"),
         ("korvinexchange_tests", "Engine/Orders*"),
-        ("outofmemory_tests", "*EngineMemory*:*FramingMemory*"),
     ],
     "rules": [
         ("korvinexchange_tests", "-Engine/Orders*"),
