@@ -55,7 +55,7 @@ LIBRARIES = {
     "korvinsimulator": [
         ("korvinsimulator_tests", "*"),
         ("outofmemory_tests", "SimulatorMemory.*"),
-        ("korvinexchange_tests", "*"),
+        ("korvinexchange_tests", "Transfer*:ClientTcp*"),  # those that exchange with it
     ],
     "korvinexchange": [
         ("korvinexchange_tests", "-Engine/Orders*"),
