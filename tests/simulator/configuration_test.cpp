@@ -357,6 +357,8 @@ const Mistake RangeMistakes[] = {
      "behaviour: kind: a text can only be a list or an echo"},
     {R"("name": "r", "type": "uint8", "behaviour": {"kind": "count", "step": 0.5})",
      "behaviour: step: not a whole number"},
+    {R"("name": "r", "type": "uint8", "behaviour": {"kind": "ramp", "to": 1, "period": 5})",
+     "behaviour: from: missing"},
     {R"("name": "r", "type": "uint8", "behaviour": {"kind": "ramp", "from": 1, "period": 5})",
      "behaviour: to: missing"},
     {R"("name": "r", "type": "uint8", "behaviour": {"kind": "sine", "low": 1, "high": 2})",

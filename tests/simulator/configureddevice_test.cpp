@@ -104,6 +104,8 @@ TEST(ConfiguredDevice, ValuesFollowTheClock)
          {{0, "0"}, {500, "50"}, {999, "100"}, {1000, "0"}, {1250, "25"}}},
         {R"("type": "uint8", "behaviour": {"kind": "sine", "low": 0, "high": 200, "period": 1000})",
          {{0, "100"}, {250, "200"}, {500, "100"}, {750, "0"}, {1000, "100"}}},
+        {R"("type": "uint8", "behaviour": {"kind": "sine", "low": 20, "high": 220, "period": 1000})",
+         {{0, "120"}, {250, "220"}, {500, "120"}, {750, "20"}, {1000, "120"}}},
         {R"("type": "uint8", "behaviour": {"kind": "ramp", "from": -100, "to": 900, "period": 1000})",
          {{0, "0"}, {200, "100"}, {600, "255"}}},
         {R"("type": "int8", "behaviour": {"kind": "ramp", "from": -300, "to": 300, "period": 600})",
@@ -128,9 +130,12 @@ TEST(ConfiguredDevice, FloatsFollowTheClock)
     Bench bench(withRange(
         R"("type": "float64", "behaviour": {"kind": "count", "from": 0.5, "step": 0.25, "every": 1})",
         R"(, {"name": "s", "address": 24, "type": "float32",
-              "behaviour": {"kind": "random", "low": 2, "high": 3, "every": 1}})"));
+              "behaviour": {"kind": "random", "low": 2, "high": 3, "every": 1}},
+             {"name": "t", "address": 32, "type": "float32", "behaviour": {"kind": "count", "every": 1}})"));
     bench.setTime(2);
     EXPECT_EQ(bench.control(R"({"command": "get", "range": "r"})"), R"({"value":1})");
+    EXPECT_EQ(bench.control(R"({"command": "get", "range": "t"})"),
+              R"({"value":2})"); // from 0 by 1
     const double drawn = bench.device
                              .control({{QStringLiteral("command"), QStringLiteral("get")},
                                        {QStringLiteral("range"), QStringLiteral("s")}})
@@ -180,6 +185,14 @@ TEST(ConfiguredDevice, AWrittenValueStaysUntilTheNextStep)
     EXPECT_EQ(bench.read(16, 1), "ok,ok,0 77");
     bench.setTime(100);
     EXPECT_EQ(bench.read(16, 1), "ok,ok,0 1");
+
+    Bench shortest(withRange(
+        R"("type": "uint8", "behaviour": {"kind": "ramp", "from": 5, "to": 9, "period": 1})"));
+    EXPECT_EQ(shortest.read(16, 1), "ok,ok,0 5");
+    EXPECT_EQ(shortest.write(16, "1,77"), "ok,ok,0");
+    EXPECT_EQ(shortest.read(16, 1), "ok,ok,0 77");
+    shortest.setTime(1);
+    EXPECT_EQ(shortest.read(16, 1), "ok,ok,0 5");
 }
 
 TEST(ConfiguredDevice, RangesMayBeClosedToReadsOrWrites)
