@@ -269,6 +269,10 @@ TEST(ConfiguredDevice, DelaysMayFollowADistribution)
         {R"({"mean": 500, "deviation": 20})", 400, 600, 500, 2},
         {R"({"mean": 0, "deviation": 20})", 0, 120, 7.98, 1},
         {R"({"median": 100, "sigma": 0.5})", 10, 1000, 113.3, 5},
+        {R"({"from": 0, "to": 0})", 0, 0, 0, 0},
+        {R"({"mean": 30, "deviation": 0})", 30, 30, 30, 0},
+        {R"({"median": 30, "sigma": 0})", 30, 30, 30, 0},
+        {R"({"median": 0, "sigma": 1})", 0, 0, 0, 0},
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.delay);
@@ -399,7 +403,8 @@ TEST(ConfiguredDevice, FaultsHaveDetails)
         R"({"units": [{"ranges": [{"name": "r", "address": 16, "type": "uint8", "value": 1}]}],
         "faults": [{"script": [{"kind": "delay", "delay": 30}, {"kind": "corrupt", "bit": 1},
                                {"kind": "truncate", "keep": 3}, "staleSerial",
-                               {"kind": "slices", "bytes": 3, "pause": 9}, "close", "restart"]}]})");
+                               {"kind": "slices", "bytes": 3, "pause": 9}, "slices", "close",
+                               "restart"]}]})");
     bench.read(16, 1);
     EXPECT_EQ(bench.last.answer.delay, 30);
     EXPECT_EQ(bench.last.answer.fault, FaultKind::Delay);
@@ -412,6 +417,9 @@ TEST(ConfiguredDevice, FaultsHaveDetails)
     bench.read(16, 1);
     EXPECT_EQ(bench.last.sliceSize, 3);
     EXPECT_EQ(bench.last.slicePause, 9);
+    bench.read(16, 1);
+    EXPECT_EQ(bench.last.sliceSize, 1);
+    EXPECT_EQ(bench.last.slicePause, 0);
     bench.read(16, 1);
     EXPECT_EQ(bench.last.link, LinkFault::Close);
     bench.setTime(500);
@@ -456,6 +464,7 @@ TEST(ConfiguredDevice, RulesChooseRequests)
         {R"("address": 16,)", "10101010"},
         {R"("address": 17, "size": 16,)", "01010101"},
         {R"("address": "0x10", "size": 17,)", "11111111"},
+        {R"("address": 0, "size": 4294967296,)", "11111111"},
         {R"("after": 3,)", "00011111"},
         {R"("every": 3,)", "10010010"},
         {R"("after": 1, "every": 3,)", "01001001"},
@@ -559,7 +568,7 @@ TEST(ConfiguredDevice, TheClockDoesNotGoBack)
 struct CommandRow
 {
     const char *command;
-    const char *answer;
+    QByteArray answer;
 };
 
 TEST(ConfiguredDevice, CommandsReadAndChangeValues)
@@ -569,7 +578,10 @@ TEST(ConfiguredDevice, CommandsReadAndChangeValues)
         {R"({"command": "get", "unit": "b", "range": "r"})", R"({"value":[1,2]})"},
         {R"({"command": "get", "range": "s"})", R"({"value":0})"},
         {R"({"command": "get", "range": "s"})", R"({"value":0})"}, // no read by a client
-        {R"({"command": "get", "range": "big"})", "data"},
+        {R"({"command": "get", "range": "large"})",
+         "{\"value\":[0" + QByteArray(",0").repeated(65535) + "]}"},
+        {R"({"command": "get", "range": "larger"})",
+         "{\"data\":\"" + QByteArray("00").repeated(65536) + "\"}"},
         {R"({"command": "set", "unit": "b", "range": "r", "value": [9]})", "{}"},
         {R"({"command": "get", "unit": "b", "range": "r"})", R"({"value":[9,0]})"},
         {R"({"command": "get", "unit": "b", "address": 16, "size": 2})", R"({"data":"0900"})"},
@@ -612,16 +624,12 @@ TEST(ConfiguredDevice, CommandsReadAndChangeValues)
     Bench bench(R"({"units": [
         {"name": "a", "ranges": [{"name": "r", "address": 16, "type": "uint8", "value": 7},
                                  {"name": "s", "address": 32, "type": "uint8", "behaviour": {"kind": "count"}},
-                                 {"name": "big", "address": 1000, "type": "uint8", "repeat": 65537}]},
+                                 {"name": "large", "address": 1000, "type": "uint8", "repeat": 65536},
+                                 {"name": "larger", "address": 99999, "type": "uint8", "repeat": 65537}]},
         {"name": "b", "portAddr": 1,
          "ranges": [{"name": "r", "address": 16, "type": "uint8", "repeat": 2, "value": [1, 2]}]}]})");
-    for (const CommandRow &row : rows) {
-        const QByteArray answer = bench.control(row.command);
-        if (QByteArray(row.answer) == "data")
-            EXPECT_EQ(answer, "{\"data\":\"" + QByteArray(2 * 65536, '0') + "\"}");
-        else
-            EXPECT_EQ(answer, QByteArray(row.answer)) << row.command;
-    }
+    for (const CommandRow &row : rows)
+        EXPECT_EQ(bench.control(row.command), row.answer) << row.command;
 }
 
 /// Fills a device with files until it refuses one; returns how many there are.
@@ -645,11 +653,27 @@ TEST(ConfiguredDevice, NamesOfFilesTakeSpace)
     EXPECT_EQ(writeFile(0, ""), "ok,deviceSpaceNoEnough,2");
 }
 
-TEST(ConfiguredDevice, MovesWithItsState)
+TEST(ConfiguredDevice, WithoutAConfigurationHasNoUnits)
 {
     ConfiguredDevice empty;
     EXPECT_EQ(empty.name(), QString());
     EXPECT_TRUE(empty.endpoints().empty());
+    EXPECT_EQ(empty.control({{QStringLiteral("command"), QStringLiteral("statistics")}})
+                  .value(QStringLiteral("clock")),
+              0);
+    const DeviceAnswer answer =
+        empty.answer("7,k,0,0,0,0,0,0,16,0,read,3,t,ok,ok,1,data", ReadData, Form::Text);
+    EXPECT_EQ(answer.link, LinkFault::None);
+    EXPECT_EQ(answer.answer.delay, 0);
+    EXPECT_EQ(answer.sliceSize, 0);
+    EXPECT_EQ(answer.slicePause, 0);
+    ASSERT_EQ(answer.answer.replies.size(), 1U);
+    EXPECT_EQ(answer.answer.replies[0],
+              "7,k,0,0,0,0,0,0,16,0,read,3,t,ok,invalidPort,3,1,data,1,0");
+}
+
+TEST(ConfiguredDevice, MovesWithItsState)
+{
     Bench bench(R"({"name": "one", "units": [{"blocks": [{"address": 0, "size": 1}]}]})");
     bench.write(0, "1,5");
     ConfiguredDevice moved(std::move(bench.device));
