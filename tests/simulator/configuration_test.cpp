@@ -339,6 +339,8 @@ const Mistake RangeMistakes[] = {
     {R"("name": "r", "type": "uint8", "byteOrder": "middle")", "byteOrder: not little or big"},
     {R"("name": "r", "type": "uint8", "repeat": 0)",
      "repeat: not a whole number from 1 to 16777216"},
+    {R"("name": "r", "type": "uint16", "repeat": 8388609)",
+     "repeat: not a whole number from 1 to 8388608"},
     {R"("name": "r", "type": "uint8", "access": "rw")",
      "access: not one of read, write, readWrite, none"},
     {R"("name": "r", "type": "uint8", "value": 256)", "value: not a whole number from 0 to 255"},

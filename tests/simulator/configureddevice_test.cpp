@@ -165,6 +165,34 @@ TEST(ConfiguredDevice, RandomValuesDependOnTheSeed)
     EXPECT_GT(differences, 100);
 }
 
+/// A saved device goes on as it would have, whatever version reads it. The numbers of a range are
+/// those of a SplitMix64 generator, seeded with an output of another one, which the device seeds.
+TEST(ConfiguredDevice, RandomNumbersStayTheSame)
+{
+    // A number in the range of 53 bits is what the generator gives, without its last 11 bits.
+    const QByteArray behaviour =
+        R"("behaviour": {"kind": "random", "low": 0, "high": 9007199254740992, "every": 1})";
+    Bench bench(withRange(R"("type": "float64", )" + behaviour,
+                          R"(, {"name": "s", "address": 24, "type": "float64", )" + behaviour
+                              + R"(}, {"name": "t", "address": 32, "type": "uint8",
+                                  "delay": {"mean": 300000, "deviation": 50000}})"));
+    const QByteArray values[][2] = {{"8825626438804648", "1777070774994534"},
+                                    {"953582386936078", "4767351985825211"},
+                                    {"7780987636076090", "3811584184249261"}};
+    for (int step = 0; step < 3; ++step) {
+        bench.setTime(step);
+        EXPECT_EQ(bench.control(R"({"command": "get", "range": "r"})"),
+                  "{\"value\":" + values[step][0] + '}');
+        EXPECT_EQ(bench.control(R"({"command": "get", "range": "s"})"),
+                  "{\"value\":" + values[step][1] + '}');
+    }
+    // mean + deviation * sqrt(-2 * ln(1 - a)) * cos(2 * pi * b), where a and b are two numbers
+    for (const int delay : {267766, 326266, 347354, 278092}) {
+        bench.read(32, 1);
+        EXPECT_EQ(bench.last.answer.delay, delay);
+    }
+}
+
 TEST(ConfiguredDevice, EchoesHaveTheBytesOfTheirSource)
 {
     Bench bench(withRange(
