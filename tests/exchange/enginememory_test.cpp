@@ -389,6 +389,30 @@ TEST(EngineShortage, TheEndOfTheLinkGivesBackNumbersThatWereLost)
     EXPECT_EQ(serials, (std::set<QByteArray>{"1", "2", "3", "4", "5"}));
 }
 
+TEST(EngineShortage, WhatIsRefusedIsForgotten)
+{
+    Engine engine({});
+    const auto first = makeRead(16, 4);
+    const auto second = makeRead(32, 4);
+    const std::vector<PackageBase *> packages{first.get(), second.get()};
+    classOf(*first); // makes what is made only once
+    int allocation = 0;
+    for (;; ++allocation) {
+        failingAllocation = allocation;
+        const Accepted accepted = engine.sendCombination(packages, {}, Time(0));
+        failingAllocation = -1;
+        if (accepted.id != 0)
+            break;
+        EXPECT_EQ(accepted.sendError, SendError::OutOfMemory);
+        EXPECT_EQ(engine.queued(), 0);
+        EXPECT_FALSE(engine.cancel(1, Time(0))) << allocation;
+        EXPECT_FALSE(engine.cancel(2, Time(0))) << allocation;
+    }
+    EXPECT_GT(allocation, 5);
+    EXPECT_TRUE(engine.cancel(1, Time(0)));
+    EXPECT_TRUE(engine.cancel(2, Time(0)));
+}
+
 TEST(EngineShortage, AHostileReplyTakesLittle)
 {
     constexpr std::size_t Most = 100000;
