@@ -170,10 +170,10 @@ void ClientPrivate::checkConnection()
     }
 }
 
-void ClientPrivate::read()
+/// @param alive is null after a slot of the device has deleted the client.
+void ClientPrivate::read(const QPointer<ClientPrivate> &alive)
 {
     constexpr qint64 Piece = 65536;
-    const QPointer<ClientPrivate> alive(self);
     // A signal tells of what comes meanwhile.
     for (qint64 left = isConnected ? device->bytesAvailable() : 0; left > 0;) {
         const QByteArray bytes = device->read(qMin(left, Piece));
@@ -226,7 +226,7 @@ void ClientPrivate::endDevice(const QString &reason)
     const QIODevice *const ended = device;
     QString last = reason;
     try {
-        read();
+        read(alive);
         if (alive && isConnected) {
             receive(m_framing->end());
             if (m_framing->fault() != FramingFault::None)
@@ -288,11 +288,11 @@ void ClientPrivate::work()
     constexpr int MostAtOnce = 256; // then other events have their turn
     const QPointer<ClientPrivate> alive(self);
     try {
-        read();
-        if (alive) {
-            handleTimeouts();
-            checkConnection();
-        }
+        read(alive);
+        if (!alive)
+            return;
+        handleTimeouts();
+        checkConnection();
         int done = 0;
         while (alive && done < MostAtOnce && workOnce())
             ++done;

@@ -114,7 +114,7 @@ private:
     void connectByName(const char *signal, const char *slot);
     void open();
     void checkConnection();
-    void read();
+    void read(const QPointer<ClientPrivate> &alive);
     void receive(const std::vector<QByteArray> &messages);
     bool flush();
     void giveUp(const QString &reason);
