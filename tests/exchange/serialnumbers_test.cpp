@@ -88,6 +88,19 @@ TEST_F(SerialNumberTest, AreOfTheRangeOfTheForm)
     }
 }
 
+TEST_F(SerialNumberTest, TheLastOneOfTheFormIsDrawnBeforeTheFirstOneAgain)
+{
+    settings.firstSerialNum = 253;
+    settings.lastSerialNum = 300;
+    settings.forms = {Form::Linux};
+    settings.restAfterReply = std::chrono::milliseconds(0);
+    restart(settings);
+    for (const quint32 serial : {253U, 254U, 255U, 253U, 254U}) {
+        EXPECT_EQ(serialOf(answered()), serial);
+        now += Time(1);
+    }
+}
+
 TEST_F(SerialNumberTest, AFormThatCarriesNoneOfThemIsPassedOver)
 {
     const std::pair<Form, quint32> rows[] = {{Form::Linux, 255}, {Form::Frame, 65535}};

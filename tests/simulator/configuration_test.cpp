@@ -75,6 +75,11 @@ TEST(Configuration, RangesHaveTypes)
                                 {QStringLiteral("address"), 16},
                                 {QStringLiteral("size"), hex(row.bytes).size()}});
         EXPECT_EQ(hex(raw.value(QStringLiteral("data")).toString().toLatin1()), hex(row.bytes));
+        const QJsonObject more =
+            devices[0].control({{QStringLiteral("command"), QStringLiteral("get")},
+                                {QStringLiteral("address"), 16},
+                                {QStringLiteral("size"), hex(row.bytes).size() + 1}});
+        EXPECT_TRUE(more.contains(QStringLiteral("error"))) << "there are no more bytes";
     }
 }
 
@@ -158,6 +163,8 @@ TEST(Configuration, IsReadWhole)
     EXPECT_EQ(endpoints[2].baud, 9600);
     EXPECT_EQ(endpoints[2].framing, QStringLiteral("linux"));
     EXPECT_EQ(endpoints[3].place, QString());
+    const QByteArray saved = QJsonDocument(devices[0].toJson()).toJson(QJsonDocument::Compact);
+    EXPECT_TRUE(saved.contains(R"({"data":"68656c6c6f","name":"a"})")) << "its text in UTF-8";
 }
 
 TEST(Configuration, WhatIsSavedIsReadToTheSameDevice)
@@ -268,6 +275,8 @@ const Mistake Mistakes[] = {
     {R"({"limits": []})", "1:12: limits: not an object"},
     {R"({"limits": {"connections": 0}})",
      "1:28: limits: connections: not a whole number from 1 to 2147483647"},
+    {R"({"limits": {"messageSize": 16777217}})",
+     "1:28: limits: messageSize: not a whole number from 1 to 16777216"},
     {R"({"listen": [{}]})", "1:13: listen: 1: tcp: missing; or unix, serial, pty"},
     {R"({"listen": [{"tcp": "5001"}]})", "1:21: listen: 1: tcp: not ADDRESS:PORT"},
     {R"({"listen": [{"tcp": "a:"}]})", "1:21: listen: 1: tcp: not ADDRESS:PORT"},
@@ -393,6 +402,8 @@ const Mistake RangeMistakes[] = {
     {R"("name": "r", "type": "uint8", "onWrite": [])", "onWrite: not an object"},
     {R"("name": "r", "type": "uint8", "onWrite": {"set": [{"value": 1}]})",
      "onWrite: set: 1: range: missing"},
+    {R"("name": "r", "type": "uint8", "onWrite": {"set": [{"range": "other"}]})",
+     "onWrite: set: 1: value: missing"},
     {R"("name": "r", "type": "uint8", "onWrite": {"set": [{"range": "none", "value": 1}]})",
      "onWrite: set: 1: range: no range has this name"},
     {R"("name": "r", "type": "uint8", "onWrite": {"set": [{"range": "other", "value": 256}]})",

@@ -108,6 +108,10 @@ TEST(ConfiguredDevice, ValuesFollowTheClock)
          {{0, "120"}, {250, "220"}, {500, "120"}, {750, "20"}, {1000, "120"}}},
         {R"("type": "uint8", "behaviour": {"kind": "ramp", "from": -100, "to": 900, "period": 1000})",
          {{0, "0"}, {200, "100"}, {600, "255"}}},
+        // 3 times 2^62, the high byte first
+        {R"("type": "uint64", "byteOrder": "big", "behaviour": {"kind": "ramp",
+            "from": 13835058055282163712, "to": 13835058055282163712, "period": 1})",
+         {{0, "192"}}},
         {R"("type": "int8", "behaviour": {"kind": "ramp", "from": -300, "to": 300, "period": 600})",
          {{0, "128"}, {200, "156"}, {599, "127"}}},
         {R"("type": "uint8", "behaviour": {"kind": "list", "values": [3, 1, 4], "every": 100})",
@@ -388,6 +392,15 @@ TEST(ConfiguredDevice, TheObserverSeesWhatIsCarriedOut)
     for (int i = 0; i < 3; ++i)
         bench.read(16, 1);
     EXPECT_EQ(seen, 2);
+
+    Bench closed(withRange(R"("type": "uint8", "access": "write")"));
+    closed.device.setObserver([&](const PackageBase &request) {
+        EXPECT_EQ(request.getAckCode(), 5U);
+        EXPECT_EQ(request.getDataLength(), 0) << "of the data that the reply has";
+        ++seen;
+    });
+    closed.read(16, 1);
+    EXPECT_EQ(seen, 3);
 }
 
 struct FaultRow
@@ -468,6 +481,8 @@ TEST(ConfiguredDevice, SilenceLastsUntilThereAreOtherFaults)
         EXPECT_EQ(bench.write(0, "1,5"), "0 replies");
         EXPECT_EQ(bench.last.link, LinkFault::Silence);
     }
+    EXPECT_EQ(bench.control(R"({"command": "statistics"})"),
+              R"({"carriedOut":0,"clock":0,"faults":1,"refused":0,"replies":0,"requests":3})");
     EXPECT_EQ(bench.control(R"({"command": "faults", "faults": []})"), "{}");
     EXPECT_EQ(bench.read(0, 1), "ok,ok,0 0");
 }
