@@ -374,7 +374,7 @@ TEST(EngineShortage, TheEndOfTheLinkGivesBackNumbersThatWereLost)
         return messages;
     };
     const std::vector<OutgoingMessage> messages = sendAll();
-    for (const std::size_t answered : {0, 2, 4}) {
+    for (const std::size_t answered : {0U, 2U, 4U}) {
         const OutgoingMessage &message = messages[answered];
         engine.receive(Form::Text, replyTo(message), Time(0));
     }
@@ -391,7 +391,7 @@ TEST(EngineShortage, TheEndOfTheLinkGivesBackNumbersThatWereLost)
 
 TEST(EngineShortage, WhatIsRefusedIsForgotten)
 {
-    Engine engine({});
+    Engine engine{Settings()};
     const auto first = makeRead(16, 4);
     const auto second = makeRead(32, 4);
     const std::vector<PackageBase *> packages{first.get(), second.get()};
