@@ -98,7 +98,6 @@ void ClientPrivate::setOpener(const Client::Opener &opener)
 void ClientPrivate::attach(QIODevice *newDevice)
 {
     device = newDevice;
-    m_isAttached = true;
     try {
         m_guardedDevice = newDevice;
         m_connectDue = now() + settings.connectTimeout;
@@ -141,7 +140,6 @@ void ClientPrivate::detach()
     }
     device = nullptr;
     m_guardedDevice.clear();
-    m_isAttached = false;
     m_framing.reset();
     m_unsent.clear();
     m_connectDue.reset();
@@ -185,13 +183,14 @@ void ClientPrivate::checkConnection()
     }
 }
 
-void ClientPrivate::read()
+/// @param alive is null after a slot of the device has deleted the client.
+void ClientPrivate::read(const QPointer<ClientPrivate> &alive)
 {
     constexpr qint64 Piece = 65536;
     // A signal tells of what comes meanwhile.
     for (qint64 left = isConnected ? device->bytesAvailable() : 0; left > 0;) {
         const QByteArray bytes = device->read(qMin(left, Piece));
-        if (bytes.isEmpty() || !isConnected)
+        if (!alive || bytes.isEmpty() || !isConnected)
             return;
         left -= bytes.size();
         receive(m_framing->receive(bytes, now()));
@@ -236,10 +235,12 @@ bool ClientPrivate::flush()
 /// Takes what is left to be read, and goes on without the device.
 void ClientPrivate::endDevice(const QString &reason)
 {
+    const QPointer<ClientPrivate> alive(self);
+    const QIODevice *const ended = device;
     QString last = reason;
     try {
-        read();
-        if (isConnected) {
+        read(alive);
+        if (alive && isConnected) {
             receive(m_framing->end());
             if (m_framing->fault() != FramingFault::None)
                 last = describe(m_framing->fault());
@@ -247,7 +248,7 @@ void ClientPrivate::endDevice(const QString &reason)
     } catch (const std::bad_alloc &) {
         last = QStringLiteral("out of memory");
     }
-    if (m_isAttached)
+    if (alive && device == ended) // a slot may have brought another one
         lose(last);
 }
 
@@ -300,7 +301,9 @@ void ClientPrivate::work()
     constexpr int MostAtOnce = 256; // then other events have their turn
     const QPointer<ClientPrivate> alive(self);
     try {
-        read();
+        read(alive);
+        if (!alive)
+            return;
         handleTimeouts();
         checkConnection();
         int done = 0;

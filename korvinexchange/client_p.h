@@ -114,7 +114,7 @@ private:
     void connectByName(const char *signal, const char *slot);
     void open();
     void checkConnection();
-    void read();
+    void read(const QPointer<ClientPrivate> &alive);
     void receive(const std::vector<QByteArray> &messages);
     bool flush();
     void giveUp(const QString &reason);
@@ -141,7 +141,6 @@ private:
     Client *m_client;
     Client::Opener m_opener;
     std::unique_ptr<Framing> m_framing;
-    bool m_isAttached = false;
     QPointer<QIODevice> m_guardedDevice; ///< Copied without taking memory.
     QByteArray m_unsent;                 ///< Of the message that the device has not taken whole.
     std::optional<Time> m_connectDue;

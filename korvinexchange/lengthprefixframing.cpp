@@ -32,9 +32,9 @@ Framing::Found LengthPrefixFraming::find(const QByteArray &buffer, int start)
         return {};
     const auto size = qFromLittleEndian<quint32>(buffer.constData() + start);
     if (size == 0)
-        return {Kind::Nothing, 0, PrefixSize, 0};
+        return {Kind::Nothing, 0, PrefixSize};
     if (size > static_cast<quint32>(messageSize()))
-        return {Kind::TooLong, 0, 0, 0};
+        return {Kind::TooLong};
     if (static_cast<quint32>(buffer.size() - start - PrefixSize) < size)
         return {};
     return {Kind::Message, PrefixSize, static_cast<int>(size), 0};

@@ -25,12 +25,12 @@ Framing::Found LineFraming::find(const QByteArray &buffer, int start)
         m_searched = static_cast<int>(buffer.size());
         // The last byte may be a carriage return, which is not part of the message.
         const bool isTooLong = buffer.size() - start - 1 > messageSize();
-        return {isTooLong ? Kind::TooLong : Kind::Beginning, 0, 0, 0};
+        return {isTooLong ? Kind::TooLong : Kind::Beginning};
     }
     const bool endsWithReturn = end > start && buffer.at(end - 1) == '\r';
     const int size = end - start - (endsWithReturn ? 1 : 0);
     if (size > messageSize())
-        return {Kind::TooLong, 0, 0, 0};
+        return {Kind::TooLong};
     return {size > 0 ? Kind::Message : Kind::Nothing, 0, size, end + 1 - start - size};
 }
 

@@ -48,15 +48,15 @@ Framing::Found LinuxFraming::find(const QByteArray &buffer, int start)
     if (begin < 0) // the last byte may be the first one of a frame
         begin = buffer.endsWith(LinuxFrameStart[0]) ? end - 1 : end;
     if (begin > start)
-        return {Kind::Nothing, 0, begin - start, 0};
+        return {Kind::Nothing, 0, begin - start};
     const int size = linuxFrameSize(buffer, begin, m_direction);
     if (size > messageSize())
-        return {Kind::Nothing, 0, 1, 0};
+        return {Kind::Nothing, 0, StartSize};
     if (size == 0 || size > end - begin)
         return {};
     if (!holds(buffer, begin, size))
-        return {Kind::Nothing, 0, 1, 0};
-    return {Kind::Message, 0, size, 0};
+        return {Kind::Nothing, 0, StartSize};
+    return {Kind::Message, 0, size};
 }
 
 void LinuxFraming::taken(int count)

@@ -157,7 +157,7 @@ std::optional<ValueType> valueTypeOf(const QString &name)
 {
     for (const TypeName &row : TypeNames) {
         if (name == QLatin1String(row.name))
-            return ValueType{row.kind, row.width, false};
+            return ValueType{row.kind, row.width};
     }
     return {};
 }

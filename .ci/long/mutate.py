@@ -62,12 +62,12 @@ LIBRARIES = {
     "korvinsimulator": [
         ("korvinsimulator_tests", "*"),
         ("outofmemory_tests", "SimulatorMemory.*"),
-        ("korvinexchange_tests", "*"),
+        ("korvinexchange_tests", "Transfer*:ClientTcp*"),  # those that exchange with it
     ],
     "korvinexchange": [
         ("korvinexchange_tests", "-Engine/Orders*"),
+        ("outofmemory_tests", "*Engine*:*Framing*:ClientMemory*"),
         ("korvinexchange_tests", "Engine/Orders*"),
-        ("outofmemory_tests", "*EngineMemory*:*FramingMemory*"),
     ],
     "rules": [
         ("korvinexchange_tests", "-Engine/Orders*"),

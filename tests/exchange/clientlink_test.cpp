@@ -227,12 +227,43 @@ TEST_F(ClientLink, StaysWithADeviceThatASlotOfTheFirstOneHasBrought)
     EXPECT_EQ(client->exchange(read.get(), milliseconds(5000)).outcome, Outcome::Success);
 }
 
+TEST_F(ClientLink, BeginsAnewWithADeviceThatASlotHandsOverAgain)
+{
+    device.mostWritten = -1; // an error of the link that the slot has ended
+    device.onWritten = [&] {
+        if (std::exchange(device.mostWritten, 1000) < 0)
+            client->setDevice(&device);
+    };
+    reply = client->send(read.get());
+    EXPECT_TRUE(waitUntil([&] { return reply->isFinished(); }));
+    EXPECT_EQ(reply->outcome(), Outcome::LinkLost);
+    EXPECT_EQ(client->device(), &device);
+    peer.answerAtOnce();
+    EXPECT_EQ(client->exchange(read.get(), milliseconds(5000)).outcome, Outcome::Success);
+}
+
 TEST_F(ClientLink, EndsWhereTheClientIsDeletedByASlotOfTheDevice)
 {
     device.onWritten = [&] { client.reset(); };
     client->send(read.get());
     EXPECT_TRUE(waitUntil([&] { return !client; }));
     EXPECT_EQ(read->getPackResult(), OrvexEnum::PackDisConnect);
+}
+
+TEST_F(ClientLink, EndsWhereTheClientIsDeletedWhileTheDeviceIsRead)
+{
+    for (const bool hasEnded : {false, true}) {
+        device.onRead = {};
+        device.written.clear();
+        start();
+        sendRead();
+        device.onRead = [&] { client.reset(); };
+        device.deliver("hello\n");
+        if (hasEnded)
+            Q_EMIT device.errorOccurred(1);
+        EXPECT_TRUE(waitUntil([&] { return !client; }));
+        EXPECT_EQ(read->getPackResult(), OrvexEnum::PackDisConnect);
+    }
 }
 
 TEST_F(ClientLink, EndsWhereTheDeviceIsClosedWhileItIsWrittenTo)
@@ -243,7 +274,32 @@ TEST_F(ClientLink, EndsWhereTheDeviceIsClosedWhileItIsWrittenTo)
     EXPECT_EQ(reply->outcome(), Outcome::LinkLost);
 }
 
+TEST_F(ClientLink, StaysWithADeviceThatASlotHasBroughtWhileTheLastBytesAreRead)
+{
+    sendRead();
+    MemoryDevice other;
+    device.deliver("hello\n");
+    device.onRead = [&] { client->setDevice(&other); };
+    Q_EMIT device.errorOccurred(1);
+    EXPECT_EQ(client->device(), &other);
+    EXPECT_TRUE(waitUntil([&] { return client->isConnected(); }));
+    EXPECT_EQ(reply->outcome(), Outcome::LinkLost);
+    EXPECT_EQ(reasons, QStringList(QStringLiteral("another device is used")));
+}
+
 // Connecting.
+
+TEST_F(ClientLink, SendsWhatItWasGivenBeforeItsDevice)
+{
+    client = std::make_unique<Client>(settings);
+    reply = client->send(read.get());
+    runFor(milliseconds(10));
+    EXPECT_FALSE(client->isConnected());
+    peer.answerAtOnce();
+    client->setDevice(&device);
+    EXPECT_TRUE(waitUntil([&] { return reply->isFinished(); }));
+    EXPECT_EQ(reply->outcome(), Outcome::Success);
+}
 
 TEST_F(ClientLink, AsksAgainAfterAnOpenerThatRanOutOfMemory)
 {
@@ -476,6 +532,26 @@ TEST_F(ClientOpener, OpensNothingMoreForADeviceThatIsHandedOver)
     runFor(milliseconds(60));
     EXPECT_EQ(times.size(), openings);
     EXPECT_EQ(client->device(), nullptr);
+}
+
+TEST_F(ClientOpener, OpensNothingWhileItIsDeleted)
+{
+    client->setOpener([this]() -> QIODevice * {
+        times.push_back(0);
+        return nullptr;
+    });
+    ASSERT_TRUE(waitForOpenings(1));
+    const auto second = makeRead(Register, 3);
+    reply = client->send(read.get());
+    Reply *const other = client->send(second.get());
+    QObject::connect(reply, &Reply::finished, [&] {
+        other->abort();
+        const std::size_t openings = times.size();
+        runFor(milliseconds(60)); // longer than the pause
+        EXPECT_EQ(times.size(), openings);
+    });
+    client.reset();
+    EXPECT_EQ(second->getPackResult(), OrvexEnum::PackDisConnect);
 }
 
 TEST_F(ClientOpener, OpensNothingWithoutAFunction)

@@ -3,6 +3,7 @@
 #include "clientsupport.h"
 #include "mallochook.h"
 
+#include <limits>
 #include <new>
 
 namespace {
@@ -43,12 +44,12 @@ protected:
         };
     }
 
-    /// Calls an operation with each of its allocations failing, and once with none.
+    /// Calls an operation with each of its allocations failing, and before and after with none:
+    /// what is allocated only once would hide those that come after it.
     void forEachAllocation(const std::function<void()> &operation,
                            const std::function<void()> &check)
     {
-        bool hasFailed = true;
-        for (int allocation = 0; hasFailed; ++allocation) {
+        const auto attempt = [&](int allocation) {
             SCOPED_TRACE(allocation);
             device.close(); // a link that was lost before has closed it, too
             device.connectNow();
@@ -56,9 +57,13 @@ protected:
             EXPECT_TRUE(waitUntil([&] { return client->isConnected(); }));
             Shortage shortage(allocation);
             operation();
-            hasFailed = shortage.end();
+            const bool hasFailed = shortage.end();
             check();
-        }
+            return hasFailed;
+        };
+        attempt(std::numeric_limits<int>::max());
+        for (int allocation = 0; attempt(allocation);)
+            ++allocation;
     }
 
     std::unique_ptr<PackageRequestReadData> read = makeRead(Register, 3);
@@ -73,7 +78,7 @@ TEST_F(ClientMemory, SendsOrRefuses)
                               EXPECT_EQ(read->getPackResult(), OrvexEnum::PackSendError);
                               return;
                           }
-                          EXPECT_TRUE(reply->waitForFinished(milliseconds(5000)));
+                          EXPECT_TRUE(waitUntil([&] { return reply->isFinished(); }));
                           if (reply->outcome() == Outcome::Refused)
                               EXPECT_EQ(reply->result().sendError, SendError::OutOfMemory);
                           else

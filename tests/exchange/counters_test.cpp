@@ -49,6 +49,9 @@ TEST(LatencyHistogram, PercentileIsTheEndOfItsStep)
 {
     LatencyHistogram histogram;
     EXPECT_EQ(histogram.percentile(0.5), Time(0));
+    LatencyHistogram shortest;
+    shortest.add(Time(0)); // below 1
+    EXPECT_EQ(shortest.percentile(1), Time(1));
     for (int i = 0; i < 98; ++i)
         histogram.add(Time(3)); // below 4
     histogram.add(Time(100));   // below 128

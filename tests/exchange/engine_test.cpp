@@ -905,6 +905,43 @@ TEST_F(EngineTest, NonsenseInSettingsIsBounded)
     EXPECT_TRUE(engine->nextTimeout());
 }
 
+TEST_F(EngineTest, TimeoutsLastAMillisecondAtLeast)
+{
+    settings.timeout = std::chrono::milliseconds(0);
+    settings.queueTimeout = std::chrono::milliseconds(-1);
+    restart(settings);
+    const auto write = makeWrite(Register, "x");
+    send(*write);
+    EXPECT_EQ(engine->nextTimeout(), ms(1));
+    now = Time(500);
+    take();
+    EXPECT_EQ(engine->nextTimeout(), Time(1500));
+}
+
+TEST_F(EngineTest, PausesAndRestsMayBeNothing)
+{
+    const std::chrono::milliseconds none(0);
+    const RetryPolicy policies[] = {{2, none, std::chrono::milliseconds(100)},
+                                    {2, std::chrono::milliseconds(100), none}};
+    settings.lastSerialNum = 1;
+    settings.restAfterReply = none;
+    for (const RetryPolicy &retry : policies) {
+        now = Time(0);
+        settings.retry = retry;
+        restart(settings);
+        const auto read = makeRead(Register, 3);
+        const auto next = makeRead(Register, 3);
+        send(*read);
+        const OutgoingMessage message = take();
+        receive(message, replyTo(message));
+        const RequestId id = send(*next);
+        take(); // with the same number
+        setTime(ms(3000));
+        EXPECT_EQ(take().attempt, 2);
+        expectEnd(id - 1, Outcome::Success);
+    }
+}
+
 TEST_F(EngineTest, TimeDoesNotGoBack)
 {
     const auto write = makeWrite(Register, "x");

@@ -13,6 +13,7 @@
 #include <specialpackagerequest.h>
 
 #include <map>
+#include <set>
 
 namespace {
 
@@ -357,6 +358,61 @@ TEST(EngineShortage, TheEndOfTheLinkTakesNone)
     failingAllocation = -1;
     engine.send(read.get(), {}, Time(0));
     EXPECT_TRUE(engine.takeMessage(Time(0))) << "with the only number";
+}
+
+TEST(EngineShortage, TheEndOfTheLinkGivesBackNumbersThatWereLost)
+{
+    Settings settings;
+    settings.lastSerialNum = 5;
+    Engine engine(settings);
+    std::vector<std::unique_ptr<PackageRequestReadData>> reads;
+    const auto sendAll = [&] {
+        std::vector<OutgoingMessage> messages;
+        for (quint32 i = 0; i < settings.lastSerialNum; ++i) {
+            reads.push_back(makeRead(i, 4));
+            engine.send(reads.back().get(), {}, Time(0));
+            messages.push_back(engine.takeMessage(Time(0)).value());
+        }
+        return messages;
+    };
+    const std::vector<OutgoingMessage> messages = sendAll();
+    for (const std::size_t answered : {0U, 2U, 4U}) {
+        const OutgoingMessage &message = messages[answered];
+        engine.receive(Form::Text, replyTo(message), Time(0));
+    }
+    failingAllocation = 0;
+    engine.handleTimeout(ms(100)); // the first number is free, the second is lost
+    EXPECT_EQ(failingAllocation, -1);
+    EXPECT_EQ(engine.serialNumbers(), 2);
+    engine.linkLost(ms(100));
+    std::set<QByteArray> serials;
+    for (const OutgoingMessage &message : sendAll())
+        serials.insert(message.bytes.left(message.bytes.indexOf(',')));
+    EXPECT_EQ(serials, (std::set<QByteArray>{"1", "2", "3", "4", "5"}));
+}
+
+TEST(EngineShortage, WhatIsRefusedIsForgotten)
+{
+    Engine engine{Settings()};
+    const auto first = makeRead(16, 4);
+    const auto second = makeRead(32, 4);
+    const std::vector<PackageBase *> packages{first.get(), second.get()};
+    classOf(*first); // makes what is made only once
+    int allocation = 0;
+    for (;; ++allocation) {
+        failingAllocation = allocation;
+        const Accepted accepted = engine.sendCombination(packages, {}, Time(0));
+        failingAllocation = -1;
+        if (accepted.id != 0)
+            break;
+        EXPECT_EQ(accepted.sendError, SendError::OutOfMemory);
+        EXPECT_EQ(engine.queued(), 0);
+        EXPECT_FALSE(engine.cancel(1, Time(0))) << allocation;
+        EXPECT_FALSE(engine.cancel(2, Time(0))) << allocation;
+    }
+    EXPECT_GT(allocation, 5);
+    EXPECT_TRUE(engine.cancel(1, Time(0)));
+    EXPECT_TRUE(engine.cancel(2, Time(0)));
 }
 
 TEST(EngineShortage, AHostileReplyTakesLittle)

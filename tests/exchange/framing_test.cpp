@@ -153,6 +153,12 @@ const StreamRow StreamRows[] = {
      {ReadReply},
      FramingFault::None,
      0},
+    {"a beginning right before a frame",
+     makeLinux,
+     hex("55AA") + ReadReply,
+     {ReadReply},
+     FramingFault::None,
+     0},
     {"a beginning that hides a frame",
      makeLinux,
      FalseStart + ReadReply,
@@ -248,6 +254,9 @@ TEST(Framing, LinuxFramesThatAreLongerThanTheLimitAreNone)
     LinuxFraming framing(Direction::Reply, Deadline, 21);
     EXPECT_EQ(framing.receive(ReadReply + WriteReply, Time(0)), Messages{WriteReply});
     EXPECT_EQ(framing.encode(WriteRequest), std::nullopt);
+    // A beginning whose length is the high address of the frame right after it.
+    const QByteArray reply = hex("55AA 00 05 00 00 00 00 0000 01 00 0000 0001 0000 5C55");
+    EXPECT_EQ(framing.receive(hex("55AA") + reply, Time(0)), Messages{reply});
 }
 
 TEST(Framing, ADeadlineBeginsAndEndsWithItsMessage)
@@ -272,6 +281,15 @@ TEST(Framing, ADeadlineBeginsAndEndsWithItsMessage)
         EXPECT_EQ(framing->fault(), FramingFault::Overdue);
         EXPECT_EQ(framing->nextTimeout(), std::nullopt);
         EXPECT_EQ(framing->receive(whole, began + ms(101)), Messages()) << "the stream has ended";
+    }
+}
+
+TEST(Framing, NoDeadlineBeginsWithoutBytes)
+{
+    for (const auto make : {makeLines, makePrefixed, makeLinux}) {
+        const std::unique_ptr<Framing> framing = make();
+        EXPECT_EQ(framing->receive("", ms(0)), Messages());
+        EXPECT_EQ(framing->nextTimeout(), std::nullopt);
     }
 }
 

@@ -29,7 +29,7 @@ protected:
     /// Sends a read, and answers it.
     OutgoingMessage answered()
     {
-        const OutgoingMessage message = exchange();
+        OutgoingMessage message = exchange();
         receive(message, replyTo(message));
         expectEnd(message.request, Outcome::Success);
         return message;
@@ -88,6 +88,19 @@ TEST_F(SerialNumberTest, AreOfTheRangeOfTheForm)
     }
 }
 
+TEST_F(SerialNumberTest, TheLastOneOfTheFormIsDrawnBeforeTheFirstOneAgain)
+{
+    settings.firstSerialNum = 253;
+    settings.lastSerialNum = 300;
+    settings.forms = {Form::Linux};
+    settings.restAfterReply = std::chrono::milliseconds(0);
+    restart(settings);
+    for (const quint32 serial : {253U, 254U, 255U, 253U, 254U}) {
+        EXPECT_EQ(serialOf(answered()), serial);
+        now += Time(1);
+    }
+}
+
 TEST_F(SerialNumberTest, AFormThatCarriesNoneOfThemIsPassedOver)
 {
     const std::pair<Form, quint32> rows[] = {{Form::Linux, 255}, {Form::Frame, 65535}};
@@ -138,10 +151,8 @@ TEST_F(SerialNumberTest, NoneIsInFlightTwice)
 {
     settings.lastSerialNum = 3;
     restart(settings);
-    std::vector<quint32> serials;
-    for (int i = 0; i < 3; ++i)
-        serials.push_back(serialOf(exchange()));
-    EXPECT_EQ(serials, (std::vector<quint32>{1, 2, 3}));
+    for (const quint32 serial : {1U, 2U, 3U})
+        EXPECT_EQ(serialOf(exchange()), serial);
     EXPECT_FALSE(canSend());
     EXPECT_EQ(engine->nextTimeout(), ms(3000)) << "no number becomes free earlier";
 }
@@ -350,6 +361,7 @@ TEST_F(SerialNumberTest, AreNeitherLostNorDrawnTwice)
             takeEvent();
         }
         std::vector<quint32> serials;
+        serials.reserve(last);
         for (const OutgoingMessage &message : inFlight)
             serials.push_back(serialOf(message));
         now += ms(2);

@@ -75,6 +75,11 @@ TEST(Configuration, RangesHaveTypes)
                                 {QStringLiteral("address"), 16},
                                 {QStringLiteral("size"), hex(row.bytes).size()}});
         EXPECT_EQ(hex(raw.value(QStringLiteral("data")).toString().toLatin1()), hex(row.bytes));
+        const QJsonObject more =
+            devices[0].control({{QStringLiteral("command"), QStringLiteral("get")},
+                                {QStringLiteral("address"), 16},
+                                {QStringLiteral("size"), hex(row.bytes).size() + 1}});
+        EXPECT_TRUE(more.contains(QStringLiteral("error"))) << "there are no more bytes";
     }
 }
 
@@ -158,6 +163,8 @@ TEST(Configuration, IsReadWhole)
     EXPECT_EQ(endpoints[2].baud, 9600);
     EXPECT_EQ(endpoints[2].framing, QStringLiteral("linux"));
     EXPECT_EQ(endpoints[3].place, QString());
+    const QByteArray saved = QJsonDocument(devices[0].toJson()).toJson(QJsonDocument::Compact);
+    EXPECT_TRUE(saved.contains(R"({"data":"68656c6c6f","name":"a"})")) << "its text in UTF-8";
 }
 
 TEST(Configuration, WhatIsSavedIsReadToTheSameDevice)
@@ -268,6 +275,8 @@ const Mistake Mistakes[] = {
     {R"({"limits": []})", "1:12: limits: not an object"},
     {R"({"limits": {"connections": 0}})",
      "1:28: limits: connections: not a whole number from 1 to 2147483647"},
+    {R"({"limits": {"messageSize": 16777217}})",
+     "1:28: limits: messageSize: not a whole number from 1 to 16777216"},
     {R"({"listen": [{}]})", "1:13: listen: 1: tcp: missing; or unix, serial, pty"},
     {R"({"listen": [{"tcp": "5001"}]})", "1:21: listen: 1: tcp: not ADDRESS:PORT"},
     {R"({"listen": [{"tcp": "a:"}]})", "1:21: listen: 1: tcp: not ADDRESS:PORT"},
@@ -309,6 +318,18 @@ const Mistake Mistakes[] = {
      "1:58: faults: 1: delay: to: not a number from 5 to 600000"},
     {R"({"faults": [{"kind": "delay", "delay": {"from": 5}}]})",
      "1:40: faults: 1: delay: to: missing"},
+    {R"({"faults": [{"kind": "delay", "delay": {"from": -1, "to": 4}}]})",
+     "1:49: faults: 1: delay: from: not a number from 0 to 600000"},
+    {R"({"faults": [{"kind": "delay", "delay": {"from": 1, "to": 600001}}]})",
+     "1:58: faults: 1: delay: to: not a number from 1 to 600000"},
+    {R"({"faults": [{"kind": "delay", "delay": {"mean": 5, "deviation": -1}}]})",
+     "1:65: faults: 1: delay: deviation: not a number from 0 to 600000"},
+    {R"({"faults": [{"kind": "delay", "delay": {"median": 5, "sigma": 11}}]})",
+     "1:63: faults: 1: delay: sigma: not a number from 0 to 10"},
+    {R"({"faults": [{"kind": "slices", "bytes": 0}]})",
+     "1:41: faults: 1: bytes: not a whole number from 1 to 2147483647"},
+    {R"({"faults": [{"kind": "slices", "pause": 10001}]})",
+     "1:41: faults: 1: pause: not a whole number from 0 to 10000"},
     {R"({"faults": [{"kind": "delay", "delay": {"mean": 5}}]})",
      "1:40: faults: 1: delay: deviation: missing"},
     {R"({"faults": [{"kind": "delay", "delay": {"median": 5}}]})",
@@ -327,6 +348,8 @@ const Mistake RangeMistakes[] = {
     {R"("name": "r", "type": "uint8", "byteOrder": "middle")", "byteOrder: not little or big"},
     {R"("name": "r", "type": "uint8", "repeat": 0)",
      "repeat: not a whole number from 1 to 16777216"},
+    {R"("name": "r", "type": "uint16", "repeat": 8388609)",
+     "repeat: not a whole number from 1 to 8388608"},
     {R"("name": "r", "type": "uint8", "access": "rw")",
      "access: not one of read, write, readWrite, none"},
     {R"("name": "r", "type": "uint8", "value": 256)", "value: not a whole number from 0 to 255"},
@@ -357,6 +380,8 @@ const Mistake RangeMistakes[] = {
      "behaviour: kind: a text can only be a list or an echo"},
     {R"("name": "r", "type": "uint8", "behaviour": {"kind": "count", "step": 0.5})",
      "behaviour: step: not a whole number"},
+    {R"("name": "r", "type": "uint8", "behaviour": {"kind": "ramp", "to": 1, "period": 5})",
+     "behaviour: from: missing"},
     {R"("name": "r", "type": "uint8", "behaviour": {"kind": "ramp", "from": 1, "period": 5})",
      "behaviour: to: missing"},
     {R"("name": "r", "type": "uint8", "behaviour": {"kind": "sine", "low": 1, "high": 2})",
@@ -377,6 +402,8 @@ const Mistake RangeMistakes[] = {
     {R"("name": "r", "type": "uint8", "onWrite": [])", "onWrite: not an object"},
     {R"("name": "r", "type": "uint8", "onWrite": {"set": [{"value": 1}]})",
      "onWrite: set: 1: range: missing"},
+    {R"("name": "r", "type": "uint8", "onWrite": {"set": [{"range": "other"}]})",
+     "onWrite: set: 1: value: missing"},
     {R"("name": "r", "type": "uint8", "onWrite": {"set": [{"range": "none", "value": 1}]})",
      "onWrite: set: 1: range: no range has this name"},
     {R"("name": "r", "type": "uint8", "onWrite": {"set": [{"range": "other", "value": 256}]})",

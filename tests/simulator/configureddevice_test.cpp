@@ -104,8 +104,14 @@ TEST(ConfiguredDevice, ValuesFollowTheClock)
          {{0, "0"}, {500, "50"}, {999, "100"}, {1000, "0"}, {1250, "25"}}},
         {R"("type": "uint8", "behaviour": {"kind": "sine", "low": 0, "high": 200, "period": 1000})",
          {{0, "100"}, {250, "200"}, {500, "100"}, {750, "0"}, {1000, "100"}}},
+        {R"("type": "uint8", "behaviour": {"kind": "sine", "low": 20, "high": 220, "period": 1000})",
+         {{0, "120"}, {250, "220"}, {500, "120"}, {750, "20"}, {1000, "120"}}},
         {R"("type": "uint8", "behaviour": {"kind": "ramp", "from": -100, "to": 900, "period": 1000})",
          {{0, "0"}, {200, "100"}, {600, "255"}}},
+        // 3 times 2^62, the high byte first
+        {R"("type": "uint64", "byteOrder": "big", "behaviour": {"kind": "ramp",
+            "from": 13835058055282163712, "to": 13835058055282163712, "period": 1})",
+         {{0, "192"}}},
         {R"("type": "int8", "behaviour": {"kind": "ramp", "from": -300, "to": 300, "period": 600})",
          {{0, "128"}, {200, "156"}, {599, "127"}}},
         {R"("type": "uint8", "behaviour": {"kind": "list", "values": [3, 1, 4], "every": 100})",
@@ -128,9 +134,12 @@ TEST(ConfiguredDevice, FloatsFollowTheClock)
     Bench bench(withRange(
         R"("type": "float64", "behaviour": {"kind": "count", "from": 0.5, "step": 0.25, "every": 1})",
         R"(, {"name": "s", "address": 24, "type": "float32",
-              "behaviour": {"kind": "random", "low": 2, "high": 3, "every": 1}})"));
+              "behaviour": {"kind": "random", "low": 2, "high": 3, "every": 1}},
+             {"name": "t", "address": 32, "type": "float32", "behaviour": {"kind": "count", "every": 1}})"));
     bench.setTime(2);
     EXPECT_EQ(bench.control(R"({"command": "get", "range": "r"})"), R"({"value":1})");
+    EXPECT_EQ(bench.control(R"({"command": "get", "range": "t"})"),
+              R"({"value":2})"); // from 0 by 1
     const double drawn = bench.device
                              .control({{QStringLiteral("command"), QStringLiteral("get")},
                                        {QStringLiteral("range"), QStringLiteral("s")}})
@@ -160,6 +169,34 @@ TEST(ConfiguredDevice, RandomValuesDependOnTheSeed)
     EXPECT_GT(differences, 100);
 }
 
+/// A saved device goes on as it would have, whatever version reads it. The numbers of a range are
+/// those of a SplitMix64 generator, seeded with an output of another one, which the device seeds.
+TEST(ConfiguredDevice, RandomNumbersStayTheSame)
+{
+    // A number in the range of 53 bits is what the generator gives, without its last 11 bits.
+    const QByteArray behaviour =
+        R"("behaviour": {"kind": "random", "low": 0, "high": 9007199254740992, "every": 1})";
+    Bench bench(withRange(R"("type": "float64", )" + behaviour,
+                          R"(, {"name": "s", "address": 24, "type": "float64", )" + behaviour
+                              + R"(}, {"name": "t", "address": 32, "type": "uint8",
+                                  "delay": {"mean": 300000, "deviation": 50000}})"));
+    const QByteArray values[][2] = {{"8825626438804648", "1777070774994534"},
+                                    {"953582386936078", "4767351985825211"},
+                                    {"7780987636076090", "3811584184249261"}};
+    for (int step = 0; step < 3; ++step) {
+        bench.setTime(step);
+        EXPECT_EQ(bench.control(R"({"command": "get", "range": "r"})"),
+                  "{\"value\":" + values[step][0] + '}');
+        EXPECT_EQ(bench.control(R"({"command": "get", "range": "s"})"),
+                  "{\"value\":" + values[step][1] + '}');
+    }
+    // mean + deviation * sqrt(-2 * ln(1 - a)) * cos(2 * pi * b), where a and b are two numbers
+    for (const int delay : {267766, 326266, 347354, 278092}) {
+        bench.read(32, 1);
+        EXPECT_EQ(bench.last.answer.delay, delay);
+    }
+}
+
 TEST(ConfiguredDevice, EchoesHaveTheBytesOfTheirSource)
 {
     Bench bench(withRange(
@@ -180,6 +217,14 @@ TEST(ConfiguredDevice, AWrittenValueStaysUntilTheNextStep)
     EXPECT_EQ(bench.read(16, 1), "ok,ok,0 77");
     bench.setTime(100);
     EXPECT_EQ(bench.read(16, 1), "ok,ok,0 1");
+
+    Bench shortest(withRange(
+        R"("type": "uint8", "behaviour": {"kind": "ramp", "from": 5, "to": 9, "period": 1})"));
+    EXPECT_EQ(shortest.read(16, 1), "ok,ok,0 5");
+    EXPECT_EQ(shortest.write(16, "1,77"), "ok,ok,0");
+    EXPECT_EQ(shortest.read(16, 1), "ok,ok,0 77");
+    shortest.setTime(1);
+    EXPECT_EQ(shortest.read(16, 1), "ok,ok,0 5");
 }
 
 TEST(ConfiguredDevice, RangesMayBeClosedToReadsOrWrites)
@@ -256,6 +301,10 @@ TEST(ConfiguredDevice, DelaysMayFollowADistribution)
         {R"({"mean": 500, "deviation": 20})", 400, 600, 500, 2},
         {R"({"mean": 0, "deviation": 20})", 0, 120, 7.98, 1},
         {R"({"median": 100, "sigma": 0.5})", 10, 1000, 113.3, 5},
+        {R"({"from": 0, "to": 0})", 0, 0, 0, 0},
+        {R"({"mean": 30, "deviation": 0})", 30, 30, 30, 0},
+        {R"({"median": 30, "sigma": 0})", 30, 30, 30, 0},
+        {R"({"median": 0, "sigma": 1})", 0, 0, 0, 0},
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.delay);
@@ -343,6 +392,15 @@ TEST(ConfiguredDevice, TheObserverSeesWhatIsCarriedOut)
     for (int i = 0; i < 3; ++i)
         bench.read(16, 1);
     EXPECT_EQ(seen, 2);
+
+    Bench closed(withRange(R"("type": "uint8", "access": "write")"));
+    closed.device.setObserver([&](const PackageBase &request) {
+        EXPECT_EQ(request.getAckCode(), 5U);
+        EXPECT_EQ(request.getDataLength(), 0) << "of the data that the reply has";
+        ++seen;
+    });
+    closed.read(16, 1);
+    EXPECT_EQ(seen, 3);
 }
 
 struct FaultRow
@@ -386,7 +444,8 @@ TEST(ConfiguredDevice, FaultsHaveDetails)
         R"({"units": [{"ranges": [{"name": "r", "address": 16, "type": "uint8", "value": 1}]}],
         "faults": [{"script": [{"kind": "delay", "delay": 30}, {"kind": "corrupt", "bit": 1},
                                {"kind": "truncate", "keep": 3}, "staleSerial",
-                               {"kind": "slices", "bytes": 3, "pause": 9}, "close", "restart"]}]})");
+                               {"kind": "slices", "bytes": 3, "pause": 9}, "slices", "close",
+                               "restart"]}]})");
     bench.read(16, 1);
     EXPECT_EQ(bench.last.answer.delay, 30);
     EXPECT_EQ(bench.last.answer.fault, FaultKind::Delay);
@@ -399,6 +458,9 @@ TEST(ConfiguredDevice, FaultsHaveDetails)
     bench.read(16, 1);
     EXPECT_EQ(bench.last.sliceSize, 3);
     EXPECT_EQ(bench.last.slicePause, 9);
+    bench.read(16, 1);
+    EXPECT_EQ(bench.last.sliceSize, 1);
+    EXPECT_EQ(bench.last.slicePause, 0);
     bench.read(16, 1);
     EXPECT_EQ(bench.last.link, LinkFault::Close);
     bench.setTime(500);
@@ -419,6 +481,8 @@ TEST(ConfiguredDevice, SilenceLastsUntilThereAreOtherFaults)
         EXPECT_EQ(bench.write(0, "1,5"), "0 replies");
         EXPECT_EQ(bench.last.link, LinkFault::Silence);
     }
+    EXPECT_EQ(bench.control(R"({"command": "statistics"})"),
+              R"({"carriedOut":0,"clock":0,"faults":1,"refused":0,"replies":0,"requests":3})");
     EXPECT_EQ(bench.control(R"({"command": "faults", "faults": []})"), "{}");
     EXPECT_EQ(bench.read(0, 1), "ok,ok,0 0");
 }
@@ -443,6 +507,7 @@ TEST(ConfiguredDevice, RulesChooseRequests)
         {R"("address": 16,)", "10101010"},
         {R"("address": 17, "size": 16,)", "01010101"},
         {R"("address": "0x10", "size": 17,)", "11111111"},
+        {R"("address": 0, "size": 4294967296,)", "11111111"},
         {R"("after": 3,)", "00011111"},
         {R"("every": 3,)", "10010010"},
         {R"("after": 1, "every": 3,)", "01001001"},
@@ -546,7 +611,7 @@ TEST(ConfiguredDevice, TheClockDoesNotGoBack)
 struct CommandRow
 {
     const char *command;
-    const char *answer;
+    QByteArray answer;
 };
 
 TEST(ConfiguredDevice, CommandsReadAndChangeValues)
@@ -556,7 +621,10 @@ TEST(ConfiguredDevice, CommandsReadAndChangeValues)
         {R"({"command": "get", "unit": "b", "range": "r"})", R"({"value":[1,2]})"},
         {R"({"command": "get", "range": "s"})", R"({"value":0})"},
         {R"({"command": "get", "range": "s"})", R"({"value":0})"}, // no read by a client
-        {R"({"command": "get", "range": "big"})", "data"},
+        {R"({"command": "get", "range": "large"})",
+         "{\"value\":[0" + QByteArray(",0").repeated(65535) + "]}"},
+        {R"({"command": "get", "range": "larger"})",
+         "{\"data\":\"" + QByteArray("00").repeated(65536) + "\"}"},
         {R"({"command": "set", "unit": "b", "range": "r", "value": [9]})", "{}"},
         {R"({"command": "get", "unit": "b", "range": "r"})", R"({"value":[9,0]})"},
         {R"({"command": "get", "unit": "b", "address": 16, "size": 2})", R"({"data":"0900"})"},
@@ -599,16 +667,12 @@ TEST(ConfiguredDevice, CommandsReadAndChangeValues)
     Bench bench(R"({"units": [
         {"name": "a", "ranges": [{"name": "r", "address": 16, "type": "uint8", "value": 7},
                                  {"name": "s", "address": 32, "type": "uint8", "behaviour": {"kind": "count"}},
-                                 {"name": "big", "address": 1000, "type": "uint8", "repeat": 65537}]},
+                                 {"name": "large", "address": 1000, "type": "uint8", "repeat": 65536},
+                                 {"name": "larger", "address": 99999, "type": "uint8", "repeat": 65537}]},
         {"name": "b", "portAddr": 1,
          "ranges": [{"name": "r", "address": 16, "type": "uint8", "repeat": 2, "value": [1, 2]}]}]})");
-    for (const CommandRow &row : rows) {
-        const QByteArray answer = bench.control(row.command);
-        if (QByteArray(row.answer) == "data")
-            EXPECT_EQ(answer, "{\"data\":\"" + QByteArray(2 * 65536, '0') + "\"}");
-        else
-            EXPECT_EQ(answer, QByteArray(row.answer)) << row.command;
-    }
+    for (const CommandRow &row : rows)
+        EXPECT_EQ(bench.control(row.command), row.answer) << row.command;
 }
 
 /// Fills a device with files until it refuses one; returns how many there are.
@@ -632,11 +696,27 @@ TEST(ConfiguredDevice, NamesOfFilesTakeSpace)
     EXPECT_EQ(writeFile(0, ""), "ok,deviceSpaceNoEnough,2");
 }
 
-TEST(ConfiguredDevice, MovesWithItsState)
+TEST(ConfiguredDevice, WithoutAConfigurationHasNoUnits)
 {
     ConfiguredDevice empty;
     EXPECT_EQ(empty.name(), QString());
     EXPECT_TRUE(empty.endpoints().empty());
+    EXPECT_EQ(empty.control({{QStringLiteral("command"), QStringLiteral("statistics")}})
+                  .value(QStringLiteral("clock")),
+              0);
+    const DeviceAnswer answer =
+        empty.answer("7,k,0,0,0,0,0,0,16,0,read,3,t,ok,ok,1,data", ReadData, Form::Text);
+    EXPECT_EQ(answer.link, LinkFault::None);
+    EXPECT_EQ(answer.answer.delay, 0);
+    EXPECT_EQ(answer.sliceSize, 0);
+    EXPECT_EQ(answer.slicePause, 0);
+    ASSERT_EQ(answer.answer.replies.size(), 1U);
+    EXPECT_EQ(answer.answer.replies[0],
+              "7,k,0,0,0,0,0,0,16,0,read,3,t,ok,invalidPort,3,1,data,1,0");
+}
+
+TEST(ConfiguredDevice, MovesWithItsState)
+{
     Bench bench(R"({"name": "one", "units": [{"blocks": [{"address": 0, "size": 1}]}]})");
     bench.write(0, "1,5");
     ConfiguredDevice moved(std::move(bench.device));

@@ -126,12 +126,16 @@ TEST(DeviceState, FaultsOfJsonAreNamed)
 
 TEST(DeviceState, DataIsBounded)
 {
-    const QJsonObject memory{
-        {QStringLiteral("data"), QString(2 * (16777216 + 1), QLatin1Char('0'))}};
-    DeviceState state;
-    EXPECT_EQ(stateFromJson({{QStringLiteral("units"),
-                              QJsonArray{QJsonObject{{QStringLiteral("memory"), memory}}}}},
-                            &state),
+    constexpr int Most = 16777216;
+    const auto read = [](int size) {
+        const QJsonObject memory{{QStringLiteral("data"), QString(2 * size, QLatin1Char('0'))}};
+        DeviceState state;
+        return stateFromJson({{QStringLiteral("units"),
+                               QJsonArray{QJsonObject{{QStringLiteral("memory"), memory}}}}},
+                             &state);
+    };
+    EXPECT_EQ(read(Most), QString());
+    EXPECT_EQ(read(Most + 1),
               QStringLiteral("units: 1: memory: data: not hexadecimal digits of at most 16 MiB"));
 }
 

@@ -105,7 +105,8 @@ TEST(SimulatorMemory, OutOfMemoryConfiguredDevicesSaySo)
     const QByteArray request = hex(Read) + hex("01000000 00 01000000");
     int failures = 0;
     bool done = false;
-    for (int allocation = 0; !done; ++allocation) {
+    // At first none fails: what is allocated only once would hide what comes after it.
+    for (int allocation = -1; !done; ++allocation) {
         std::vector<ConfiguredDevice> devices;
         ASSERT_EQ(readConfiguration(json, {}, &devices), QString());
         failingAllocation = allocation;
