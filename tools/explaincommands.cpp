@@ -12,6 +12,7 @@
 #include <korvininspect/packageexplain.h>
 #include <korvininspect/packageguess.h>
 
+#include <QtCore/QFileInfo>
 #include <QtCore/QHash>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -177,7 +178,7 @@ QByteArray headline(const Captured &captured, const Guess &guessed, bool isGuess
     if (!captured.isOnly)
         line += captured.place + QLatin1String(": ");
     line += describe(guessed.shape);
-    line += QStringLiteral(", %1 bytes: ").arg(captured.bytes.size());
+    line += QStringLiteral(", %1: ").arg(byteCount(captured.bytes.size()));
     line += guessed.verdict.isOk() ? QStringLiteral("ok")
                                    : QLatin1String("refused: ") + describe(guessed.verdict);
     if (isGuessed && guessed.verdict.isOk())
@@ -218,8 +219,14 @@ void writePage(const QString &fileName, const Captured &captured, const Guess &g
         print(page);
         return;
     }
-    QSaveFile file(fileName);
-    if (!file.open(QIODevice::WriteOnly) || file.write(page) != page.size() || !file.commit())
+    // Devices and pipes are written to: a finished file would take their place.
+    const QFileInfo target(fileName);
+    const bool isReplaced = target.isFile() || !target.exists();
+    QSaveFile finished(fileName);
+    QFile existing(fileName);
+    QFileDevice &file = isReplaced ? static_cast<QFileDevice &>(finished) : existing;
+    if (!file.open(QIODevice::WriteOnly) || file.write(page) != page.size()
+        || !(isReplaced ? finished.commit() : existing.flush()))
         fail(QStringLiteral("%1: %2").arg(fileName, file.errorString()));
 }
 

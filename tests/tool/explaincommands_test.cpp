@@ -2,10 +2,12 @@
 
 #include "korvinpackrun.h"
 
+#include <QtCore/QFileInfo>
 #include <QtCore/QJsonArray>
 #include <QtCore/QProcess>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -42,6 +44,8 @@ TEST_F(ExplainCommands, GuessesWhatIsNotSaid)
     EXPECT_TRUE(outputOf(words("explain --class PackageRequestWrite --form frame --direction reply"
                                " 000500000100"))
                     .startsWith("reply frame of PackageRequestWrite, 6 bytes: ok\n"));
+    EXPECT_TRUE(outputOf(arguments("explain", "00"))
+                    .startsWith("request frame of PackageBase, 1 byte: refused: "));
     // A record of digits alone looks like a frame.
     EXPECT_TRUE(outputOf(words("explain --form text 1234")).contains("1234"));
 }
@@ -159,6 +163,26 @@ TEST_F(ExplainCommands, HtmlIsWrittenToAFile)
     EXPECT_TRUE(content.startsWith("<!DOCTYPE html>"));
     EXPECT_TRUE(content.contains("reply frame of PackageBase"));
     EXPECT_TRUE(content.contains("commResult"));
+}
+
+/// The page goes through a pipe; a file that took its place would leave the reader waiting.
+TEST_F(ExplainCommands, HtmlIsWrittenIntoAPipe)
+{
+    const QString pipe = path("pipe");
+    ASSERT_EQ(mkfifo(pipe.toLocal8Bit().constData(), S_IRUSR | S_IWUSR), 0);
+    const QString link = path("link");
+    ASSERT_TRUE(QFile::link(pipe, link));
+    for (const QString &target : {pipe, link}) {
+        QProcess reader;
+        reader.start(QStringLiteral("timeout"), {QStringLiteral("20"), QStringLiteral("cat"), pipe});
+        EXPECT_EQ(outputOf({QStringLiteral("explain"), QStringLiteral("--html"), target,
+                            QString::fromLatin1(ShortReply)}),
+                  QByteArray());
+        EXPECT_TRUE(reader.waitForFinished());
+        EXPECT_TRUE(reader.readAll().startsWith("<!DOCTYPE html>"));
+        EXPECT_FALSE(QFileInfo(pipe).isFile());
+        EXPECT_TRUE(QFileInfo(link).isSymLink());
+    }
 }
 
 TEST_F(ExplainCommands, HtmlIsPrinted)
