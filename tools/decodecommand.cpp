@@ -11,6 +11,7 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -43,6 +44,16 @@ void changeField(const PackageField &field, PackageBase &package)
         field.set(package, value.toInt() + 1);
     if (field.get(package) == value)
         field.set(package, 0);
+}
+
+/// How often decoders have logged that a message is short.
+int shortMessages = 0;
+
+/// Counts what decoders log of a message that is short, and prints nothing: it does not say which
+/// message, and comes again each time that the message is decoded.
+void countShort(QtMsgType, const QMessageLogContext &, const QString &)
+{
+    ++shortMessages;
 }
 
 /// Returns the fields that the message carries: decoding gives them the same value, whatever they
@@ -155,8 +166,11 @@ int decode(const CommandLine &line)
     if (input.label.form)
         encoding.form = *input.label.form;
     failUnlessPossible(*packageClass, encoding, input.origin);
+    qInstallMessageHandler(countShort);
     int consumed = 0;
     failUnlessOk(decodePackage(*package, encoding, input.bytes, &consumed), input.origin);
+    if (shortMessages > 0)
+        note(QStringLiteral("%1: the message ends before its data does").arg(input.origin));
     const QStringList carried = carriedFields(*packageClass, encoding, input.bytes, *package);
     if (line.isSet("json")) {
         print(QJsonDocument(onlyCarried(packageToJson(*package), carried)).toJson());
@@ -165,7 +179,9 @@ int decode(const CommandLine &line)
     Rows more;
     if (encoding.form == Form::Frame) {
         more.append({QStringLiteral("consumed"),
-                     QStringLiteral("%1 of %2 bytes").arg(consumed).arg(input.bytes.size())});
+                     QStringLiteral("%1 of %2 bytes")
+                         .arg(std::min<qint64>(consumed, input.bytes.size()))
+                         .arg(input.bytes.size())});
     }
     print(fieldTable(*packageClass, *package, carried, more));
     return EXIT_SUCCESS;

@@ -227,7 +227,7 @@ int encode(const CommandLine &line)
 
 void declareCombine(CommandLine &line)
 {
-    line.addArgument("FILE...", "The packages as JSON, in the order of the record.");
+    line.addArgument("FILE...", "The packages as JSON, in the order of the record.", true);
 }
 
 int combine(const CommandLine &line)
@@ -276,10 +276,15 @@ void failUnlessPossible(const PackageClass &packageClass, const Encoding &encodi
                         const QString &origin)
 {
     const MessageShape shape{packageClass.id, encoding.form, encoding.direction};
-    if (!exists(shape)) {
-        fail(QStringLiteral("%1: there is no %2; only data reads and writes have Linux frames")
-                 .arg(origin, describe(shape)));
+    if (exists(shape))
+        return;
+    QStringList names;
+    for (const PackageClass &other : packageClasses()) {
+        if (exists({other.id, shape.form, shape.direction}))
+            names << other.name;
     }
+    fail(QStringLiteral("%1: there is no %2; there is one of %3")
+             .arg(origin, describe(shape), names.join(QLatin1String(", "))));
 }
 
 const Command EncodeCommand{

@@ -31,7 +31,7 @@ public:
         *message = FoundMessage();
         message->bytes = std::move(m_bytes);
         m_bytes.clear();
-        message->label = takeLabel(&message->bytes);
+        message->label = takeLabel(&message->bytes, &message->fault);
         message->number = 1;
         return true;
     }

@@ -186,14 +186,15 @@ void TextMessages::readMessage(QByteArray line, FoundMessage *message)
 {
     *message = FoundMessage();
     message->number = m_line;
-    message->label = takeLabel(&line);
+    QString labelFault;
+    message->label = takeLabel(&line, &labelFault);
     const Reading reading =
         readGroup(line, m_settings.form ? m_settings.form : message->label.form);
     message->bytes = reading.bytes;
-    message->fault = reading.fault;
+    message->fault = labelFault.isEmpty() ? reading.fault : labelFault;
     message->notation = reading.notation;
     if (!message->label.form)
-        message->label = takeLabel(&message->bytes);
+        message->label = takeLabel(&message->bytes, &message->fault);
 }
 
 bool TextMessages::next(FoundMessage *message)

@@ -112,11 +112,13 @@ TEST_F(ExplainCommands, ALineThatIsNeitherFrameNorRecordDoesNotEndAStream)
               QByteArray("line 1: ok\n"
                          "line 2: refused: \"x\" at character 2 is not a hexadecimal digit\n"
                          "line 3: ok\n"));
-    const QList<QByteArray> lines = outputOf(words("explain --json"), input).split('\n');
-    EXPECT_EQ(lines.value(1),
+    const Finished explained = korvinpack(words("explain --json"), input);
+    EXPECT_EQ(explained.exitStatus, 2);
+    EXPECT_EQ(explained.error, QStringLiteral("korvinpack: inputs without an explanation: 1\n"));
+    EXPECT_EQ(explained.output.split('\n').value(1),
               QByteArray("{\"line\":2,\"verdict\":{\"ok\":false,\"reason\":\"\\\"x\\\" at "
                          "character 2 is not a hexadecimal digit\"}}"));
-    EXPECT_TRUE(outputOf(words("explain"), input).contains("\nline 2: refused: "));
+    EXPECT_TRUE(korvinpack(words("explain"), input).output.contains("\nline 2: refused: "));
 }
 
 TEST_F(ExplainCommands, AZeroByteIsPartOfTheInput)
@@ -174,7 +176,8 @@ TEST_F(ExplainCommands, HtmlIsWrittenIntoAPipe)
     ASSERT_TRUE(QFile::link(pipe, link));
     for (const QString &target : {pipe, link}) {
         QProcess reader;
-        reader.start(QStringLiteral("timeout"), {QStringLiteral("20"), QStringLiteral("cat"), pipe});
+        reader.start(QStringLiteral("timeout"),
+                     {QStringLiteral("20"), QStringLiteral("cat"), pipe});
         EXPECT_EQ(outputOf({QStringLiteral("explain"), QStringLiteral("--html"), target,
                             QString::fromLatin1(ShortReply)}),
                   QByteArray());
@@ -245,6 +248,16 @@ TEST_F(ExplainCommands, CapturesAreReadWithTimesAndPartners)
     EXPECT_TRUE(run.error.endsWith(
         QLatin1String("loopback.pcap: understood as a pcap capture: 316 packets, 119 messages, 40 "
                       "TCP streams framed by lines, 4 TCP streams framed by length\n")));
+
+    EXPECT_TRUE(run.output.contains(": refused: there is no reply record of "
+                                    "PackageRequestCombination\n"));
+    // Who opens the connection sends requests: Linux frames of a write do not show it.
+    EXPECT_TRUE(run.output.contains("127.0.0.1:52138 -> 127.0.0.1:5002: ok (as Linux request "
+                                    "frame of PackageRequestWriteData)\n"));
+    EXPECT_EQ(run.output.count("127.0.0.1:5002 -> 127.0.0.1:52138: ok (as Linux reply frame of "
+                               "PackageRequestWriteData)\n"),
+              4);
+    EXPECT_FALSE(run.output.contains("127.0.0.1:5002 -> 127.0.0.1:52138: ok (as Linux request"));
 
     const Finished json = korvinpack(words("explain --json --file " CAPTURES_DIR "/loopback.pcap"));
     const QJsonObject first = QJsonDocument::fromJson(json.output.split('\n').first()).object();

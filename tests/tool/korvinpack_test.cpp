@@ -179,10 +179,28 @@ TEST_F(Korvinpack, Help)
         SCOPED_TRACE(command);
         const QByteArray help = outputOf({QString::fromLatin1(command), QStringLiteral("--help")});
         EXPECT_EQ(outputOf({QStringLiteral("help"), QString::fromLatin1(command)}), help);
-        EXPECT_TRUE(help.startsWith("Usage: korvinpack [options] " + QByteArray(command) + ' '));
+        EXPECT_TRUE(help.startsWith("Usage: korvinpack " + QByteArray(command) + " [options]"));
+        EXPECT_FALSE(help.contains("\n  " + QByteArray(command)));
         EXPECT_TRUE(help.contains("\nExample"));
         EXPECT_FALSE(help.contains("Qt"));
         EXPECT_TRUE(overview.contains("\n  " + QByteArray(command) + ' '));
+    }
+}
+
+TEST_F(Korvinpack, UsageShowsWhichArgumentsMayBeLeftOut)
+{
+    const struct
+    {
+        const char *command;
+        const char *usage;
+    } rows[] = {{"encode", "encode [options] [FILE]"},
+                {"explain", "explain [options] [INPUT]"},
+                {"diff", "diff [options] A B"},
+                {"combine", "combine [options] FILE..."}};
+    for (const auto &row : rows) {
+        EXPECT_EQ(
+            outputOf({QStringLiteral("help"), QLatin1String(row.command)}).split('\n').first(),
+            "Usage: korvinpack " + QByteArray(row.usage));
     }
 }
 
@@ -223,6 +241,35 @@ TEST_F(Korvinpack, DecodePrintsNoControlCharacters)
     const QByteArray output = outputOf(words("decode --class SpecialPackageRequest --form text"),
                                        QByteArray("12,0,a\x1B[31mb\0c", 14));
     EXPECT_TRUE(output.contains("a\\u001b[31mb\\u0000c\n")) << output.toStdString();
+}
+
+TEST_F(Korvinpack, DecodeSaysOnceThatDataIsMissing)
+{
+    const struct
+    {
+        const char *command;
+        const char *frame;
+        const char *consumed;
+    } rows[] = {
+        // Five bytes are announced; two follow.
+        {"decode --class PackageRequestReadData --direction reply",
+         "00 0500 00 01 00 05000000 0102", "12 of 12 bytes"},
+        // Three bytes are announced; two follow, which are not read.
+        {"decode --class PackageRequestWriteData",
+         "00 0400 75736230 0100 74 B80B0000 0500 00 FF 01 02 FFFF 01 00 1000 000A 00 00 03000000 "
+         "01FF",
+         "34 of 36 bytes"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.frame);
+        const Finished run = korvinpack(words(row.command) << QString::fromLatin1(row.frame));
+        EXPECT_EQ(run.exitStatus, 0);
+        EXPECT_EQ(run.error,
+                  QStringLiteral("korvinpack: INPUT: the message ends before its data does\n"));
+        EXPECT_TRUE(
+            run.output.endsWith("consumed                      " + QByteArray(row.consumed) + '\n'))
+            << run.output.toStdString();
+    }
 }
 
 TEST_F(Korvinpack, LinuxFrames)

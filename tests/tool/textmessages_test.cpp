@@ -265,7 +265,7 @@ TEST(TextMessages, FormAndClassAreTakenOff)
     EXPECT_EQ(messages[1].label.form, Form::Text);
     EXPECT_EQ(messages[2].bytes, hex(Reply));
     EXPECT_EQ(messages[2].label.classId, ClassId::PackageBase);
-    EXPECT_FALSE(messages[3].fault.isEmpty());
+    EXPECT_EQ(messages[3].fault, QStringLiteral("begins with \"frame Package\": no such class"));
 }
 
 TEST(TextMessages, WhatHasTwoReadingsIsRefusedWithBoth)
