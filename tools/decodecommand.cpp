@@ -56,22 +56,6 @@ void countShort(QtMsgType, const QMessageLogContext &, const QString &)
     ++shortMessages;
 }
 
-/// Returns the fields that the message carries: decoding gives them the same value, whatever they
-/// had before.
-QStringList carriedFields(const PackageClass &packageClass, const Encoding &encoding,
-                          const QByteArray &message, const PackageBase &decoded)
-{
-    QStringList names;
-    for (const PackageField &field : packageClass.fields) {
-        const std::unique_ptr<PackageBase> other = packageClass.create();
-        changeField(field, *other);
-        decodePackage(*other, encoding, message);
-        if (field.get(*other) == field.get(decoded))
-            names << field.name;
-    }
-    return names;
-}
-
 void printWarning(QtMsgType, const QMessageLogContext &, const QString &message)
 {
     std::fprintf(stderr, "warning: %s\n", qUtf8Printable(printable(message)));
@@ -188,6 +172,22 @@ int decode(const CommandLine &line)
 }
 
 } // namespace
+
+QStringList carriedFields(const PackageClass &packageClass, const Encoding &encoding,
+                          const QByteArray &message, const PackageBase &decoded)
+{
+    QStringList names;
+    for (const PackageField &field : packageClass.fields) {
+        const std::unique_ptr<PackageBase> other = packageClass.create();
+        changeField(field, *other);
+        const QJsonValue before = field.get(*other);
+        decodePackage(*other, encoding, message);
+        const QJsonValue after = field.get(*other);
+        if (after != before || after == field.get(decoded))
+            names << field.name;
+    }
+    return names;
+}
 
 const Command DecodeCommand{
     "decode",

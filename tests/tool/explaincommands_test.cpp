@@ -219,6 +219,17 @@ TEST_F(ExplainCommands, WhatIsNotPlainIsSaid)
     }
 }
 
+TEST_F(ExplainCommands, FramingWithoutPacketsIsTold)
+{
+    const Finished run = korvinpack(words("check --framing lines 000500000100"));
+    EXPECT_EQ(run.exitStatus, 0);
+    EXPECT_EQ(run.error,
+              QStringLiteral("korvinpack: INPUT: understood as messages that no network packets "
+                             "have brought: --framing has no effect\n"));
+    EXPECT_EQ(korvinpack(words("check --framing lines")).error,
+              QStringLiteral("korvinpack: -: empty; a frame or record is expected\n"));
+}
+
 TEST_F(ExplainCommands, EachNotationIsSaidOnce)
 {
     const Finished run =

@@ -87,7 +87,7 @@ TEST_F(Korvinpack, EncodedPackagesOfEveryClassAndFormComeBack)
         const char *direction;
     } forms[] = {{"frame", "request"}, {"text", "request"}, {"frame", "reply"}};
     for (const PackageClass &listed : packageClasses()) {
-        // Each class is read back in every form that carries these fields.
+        // Each class is read back in every form; a note says which of these fields it lacks.
         QStringList assignments = words("--set serialNum=21 --set ackCode=0");
         if (listed.field(QStringLiteral("data")))
             assignments << words("--set data=0102");
@@ -105,7 +105,7 @@ TEST_F(Korvinpack, EncodedPackagesOfEveryClassAndFormComeBack)
                                       QStringLiteral("--form"),      QLatin1String(form.form),
                                       QStringLiteral("--direction"), QLatin1String(form.direction)};
             const QByteArray encoded =
-                outputOf(QStringList{QStringLiteral("encode")} + options + assignments);
+                korvinpack(QStringList{QStringLiteral("encode")} + options + assignments).output;
             const QByteArray json =
                 korvinpack(QStringList{QStringLiteral("decode"), QStringLiteral("--json")}
                                + options,
@@ -234,6 +234,12 @@ TEST_F(Korvinpack, DecodeLeavesOutWhatTheFormDoesNotCarry)
     EXPECT_EQ(QJsonDocument::fromJson(linux).object().value(QLatin1String("commResult")),
               QStringLiteral("timeout"));
     EXPECT_FALSE(linux.contains("deviceKey"));
+    // Its data is appended to what there was.
+    const QByteArray read =
+        outputOf(words("decode --json --form linux --class PackageRequestReadData"),
+                 "55AA 00 05 00000000 0000 00 00 0000 0000 0200 01FF 5C56");
+    EXPECT_EQ(QJsonDocument::fromJson(read).object().value(QLatin1String("data")),
+              QStringLiteral("01FF"));
 }
 
 TEST_F(Korvinpack, DecodePrintsNoControlCharacters)
@@ -344,6 +350,16 @@ TEST_F(Korvinpack, SetSaysWhatItReplaces)
     EXPECT_TRUE(run.output.startsWith("8,usb"));
     EXPECT_EQ(run.error,
               QStringLiteral("korvinpack: --set serialNum=8: replaces the value in -\n"));
+}
+
+TEST_F(Korvinpack, SetSaysWhatTheFormDoesNotCarry)
+{
+    const QStringList command =
+        words("encode --class PackageRequestReadMemData --set offset=4 --set timeout=5");
+    EXPECT_EQ(korvinpack(command).error,
+              QStringLiteral("korvinpack: --set offset=4: not in the request frame of "
+                             "PackageRequestReadMemData\n"));
+    EXPECT_EQ(korvinpack(command + words("--form text")).error, QString());
 }
 
 TEST_F(Korvinpack, LinuxReplyToAWrite)

@@ -43,6 +43,11 @@ TEST(TextMessages, EachNotationGivesTheBytes)
         {"0x000500000100", Reply, "one number with 0x, in the order of its digits"},
         {"{0x00, 0x05, 0x00, 0x00, 0x01, 0x00}", Reply, "a C array"},
         {"/* Packet 1 */\n\n", "", ""}, // stands alone: no message
+        {"/* Frame (6 bytes) */\n"
+         "static const unsigned char pkt1[6] = {\n"
+         "0x00, 0x05, 0x00, /* .}{ */\n0x00, 0x01, 0x00  /* ... */\n};\n",
+         Reply, "a C array"},
+        {"// a frame\n{0x00, 0x05, 0x00, 0x00, 0x01, 0x00}\n", Reply, "a C array"},
         {"char peer0_0[] = { /* Packet 1 */\n0x00, 0x05, 0x00, \n0x00, 0x01, 0x00 };\n", Reply,
          "a C array"},
         {"unsigned char frame_bin[] = {\n  0x00, 0x05, 0x00,\n  0x00, 0x01, 0x00\n};\n"
