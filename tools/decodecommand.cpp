@@ -28,24 +28,6 @@ const char DecodeExamples[] =
     "  korvinpack decode --class PackageRequestWriteData --raw < frame.bin\n"
     "  korvinpack decode --class PackageRequestCombination --verify --file record.txt\n";
 
-/// Gives a field a value other than that of a new package.
-void changeField(const PackageField &field, PackageBase &package)
-{
-    const QJsonValue value = field.get(package);
-    if (field.valueType == ValueType::Flag)
-        field.set(package, !value.toBool());
-    else if (field.valueType == ValueType::Text)
-        field.set(package, value.toString() + QLatin1Char('x'));
-    else if (field.valueType == ValueType::Data)
-        package.setData(QByteArray(1, 'x'));
-    else if (field.valueType == ValueType::Code)
-        field.set(package, 1);
-    else
-        field.set(package, value.toInt() + 1);
-    if (field.get(package) == value)
-        field.set(package, 0);
-}
-
 /// How often decoders have logged that a message is short.
 int shortMessages = 0;
 
@@ -54,6 +36,24 @@ int shortMessages = 0;
 void countShort(QtMsgType, const QMessageLogContext &, const QString &)
 {
     ++shortMessages;
+}
+
+/// Returns the fields that a message carries: decoding changes them, or they had the value before
+/// that it gives.
+QStringList carriedFields(const PackageClass &packageClass, const Encoding &encoding,
+                          const QByteArray &message, const PackageBase &decoded)
+{
+    QStringList names;
+    for (const PackageField &field : packageClass.fields) {
+        const std::unique_ptr<PackageBase> other = packageClass.create();
+        changeField(field, *other);
+        const QJsonValue before = field.get(*other);
+        decodePackage(*other, encoding, message);
+        const QJsonValue after = field.get(*other);
+        if (after != before || after == field.get(decoded))
+            names << field.name;
+    }
+    return names;
 }
 
 void printWarning(QtMsgType, const QMessageLogContext &, const QString &message)
@@ -173,20 +173,21 @@ int decode(const CommandLine &line)
 
 } // namespace
 
-QStringList carriedFields(const PackageClass &packageClass, const Encoding &encoding,
-                          const QByteArray &message, const PackageBase &decoded)
+void changeField(const PackageField &field, PackageBase &package)
 {
-    QStringList names;
-    for (const PackageField &field : packageClass.fields) {
-        const std::unique_ptr<PackageBase> other = packageClass.create();
-        changeField(field, *other);
-        const QJsonValue before = field.get(*other);
-        decodePackage(*other, encoding, message);
-        const QJsonValue after = field.get(*other);
-        if (after != before || after == field.get(decoded))
-            names << field.name;
-    }
-    return names;
+    const QJsonValue value = field.get(package);
+    if (field.valueType == ValueType::Flag)
+        field.set(package, !value.toBool());
+    else if (field.valueType == ValueType::Text)
+        field.set(package, value.toString() + QLatin1Char('x'));
+    else if (field.valueType == ValueType::Data)
+        package.setData(QByteArray(1, 'x'));
+    else if (field.valueType == ValueType::Code)
+        field.set(package, 1);
+    else
+        field.set(package, value.toInt() + 1);
+    if (field.get(package) == value)
+        field.set(package, 0);
 }
 
 const Command DecodeCommand{

@@ -7,10 +7,7 @@
 
 extern const Command DecodeCommand;
 
-/// Returns the fields that a message carries: decoding changes them, or they had the value before
-/// that it gives. @p decoded is the package that the message becomes.
-QStringList carriedFields(const KorvinInspect::PackageClass &packageClass,
-                          const KorvinInspect::Encoding &encoding, const QByteArray &message,
-                          const PackageBase &decoded);
+/// Gives a field a value other than that which it has.
+void changeField(const KorvinInspect::PackageField &field, PackageBase &package);
 
 #endif

@@ -49,7 +49,7 @@ QString doubledMember(const QByteArray &json)
     std::vector<QSet<QString>> open;
     for (auto matches = tokens.globalMatch(QString::fromUtf8(json)); matches.hasNext();) {
         const QRegularExpressionMatch match = matches.next();
-        const QString name = match.captured(1);
+        QString name = match.captured(1);
         if (match.captured() == QLatin1String("{"))
             open.emplace_back();
         else if (match.captured() == QLatin1String("}"))
@@ -169,17 +169,21 @@ void insertFields(const CommandLine &line, const QString &origin, QJsonObject *j
         json->insert(field.key(), field.value());
 }
 
-/// Says which fields that --set gives a value are not in the message.
-void tellNotCarried(const CommandLine &line, const PackageClass &packageClass,
-                    const Encoding &encoding, const QByteArray &message)
+/// Says which fields that --set gives a value are not in the message: with another value it is the
+/// same.
+void tellNotCarried(const CommandLine &line, const Described &described, const Encoding &encoding,
+                    const QByteArray &message)
 {
-    const std::unique_ptr<PackageBase> decoded = packageClass.create();
-    if (!line.isSet("set") || !decodePackage(*decoded, encoding, message).isOk())
-        return;
-    const QStringList carried = carriedFields(packageClass, encoding, message, *decoded);
-    const MessageShape shape{packageClass.id, encoding.form, encoding.direction};
+    const MessageShape shape{described.packageClass.id, encoding.form, encoding.direction};
     for (const QString &assignment : line.values("set")) {
-        if (!carried.contains(assignment.section(QLatin1Char('='), 0, 0)))
+        const QString name = assignment.section(QLatin1Char('='), 0, 0);
+        const PackageField &field = *described.packageClass.field(name);
+        const QJsonValue value = field.get(*described.package);
+        QByteArray other;
+        changeField(field, *described.package);
+        const bool isEncoded = encodePackage(*described.package, encoding, &other).isOk();
+        field.set(*described.package, value);
+        if (isEncoded && other == message)
             note(QStringLiteral("--set %1: not in the %2").arg(assignment, describe(shape)));
     }
 }
@@ -264,7 +268,7 @@ int encode(const CommandLine &line)
     failUnlessPossible(described.packageClass, encoding, origin);
     QByteArray encoded;
     failUnlessOk(encodePackage(*described.package, encoding, &encoded), origin);
-    tellNotCarried(line, described.packageClass, encoding, encoded);
+    tellNotCarried(line, described, encoding, encoded);
     if (line.isSet("raw"))
         print(encoded);
     else if (encoding.form == Form::Text)

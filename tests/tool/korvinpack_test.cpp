@@ -239,7 +239,7 @@ TEST_F(Korvinpack, DecodeLeavesOutWhatTheFormDoesNotCarry)
         outputOf(words("decode --json --form linux --class PackageRequestReadData"),
                  "55AA 00 05 00000000 0000 00 00 0000 0000 0200 01FF 5C56");
     EXPECT_EQ(QJsonDocument::fromJson(read).object().value(QLatin1String("data")),
-              QStringLiteral("01FF"));
+              QStringLiteral("01ff"));
 }
 
 TEST_F(Korvinpack, DecodePrintsNoControlCharacters)
@@ -365,9 +365,13 @@ TEST_F(Korvinpack, SetSaysWhatTheFormDoesNotCarry)
 TEST_F(Korvinpack, LinuxReplyToAWrite)
 {
     // 0x5555 + 07 + 01, without data
-    EXPECT_EQ(outputOf(words("encode --form linux --direction reply "
-                             "--class PackageRequestWriteData --set serialNum=7 --set data=01FF")),
-              "55 AA 00 07 00 00 00 00 00 00 01 00 00 00 00 00 00 00 5D 55\n");
+    const Finished run =
+        korvinpack(words("encode --form linux --direction reply --class PackageRequestWriteData "
+                         "--set serialNum=7 --set data=01FF"));
+    EXPECT_EQ(run.error,
+              QStringLiteral("korvinpack: --set data=01FF: not in the Linux reply frame of "
+                             "PackageRequestWriteData\n"));
+    EXPECT_EQ(run.output, "55 AA 00 07 00 00 00 00 00 00 01 00 00 00 00 00 00 00 5D 55\n");
 }
 
 TEST_F(Korvinpack, CombinationThatCannotBeCarriedOut)
