@@ -21,11 +21,11 @@ namespace {
 
 constexpr const char *ClassDescriptions[] = {
     "a package for one register: what every request and reply has",
-    "asks to read a register",
+    "asks to read a register; the reply brings no data",
     "asks to read a block of bytes; the reply brings them",
     "asks to read a file on the device side",
     "asks to read device memory, starting at an offset",
-    "asks to write a register",
+    "asks to write a register; carries no data",
     "asks to write a block of bytes",
     "asks to set an IP address, by a block of bytes",
     "asks to write a file on the device side, starting at an offset",

@@ -57,10 +57,8 @@ struct Numbers
 
 Numbers numbersOf(QString text)
 {
-    static const QRegularExpression comments(QStringLiteral("/\\*.*?\\*/|//[^\n]*"),
-                                             QRegularExpression::DotMatchesEverythingOption);
     static const QRegularExpression gaps(QStringLiteral("[\\s,;]+"));
-    text.remove(comments);
+    text = withoutComments(text);
     const auto begin = text.indexOf(QLatin1Char('{'));
     const auto end = text.indexOf(QLatin1Char('}'), begin + 1);
     // A record may have braces, after its first column.
@@ -127,7 +125,7 @@ std::optional<Reading> prefixedBytes(const QString &text)
                           : QStringLiteral("one number with 0x, in the order of its digits"));
 }
 
-/// Returns the value of an escape of one letter; -1 if there is none such.
+/// Returns the value of an escape of one letter; -1 if there is no such escape.
 int escapeValue(char letter)
 {
     constexpr char Letters[] = "0abtnvfr\\'\"";
@@ -257,6 +255,13 @@ Reading readUndecorated(const QByteArray &text, const QString &hexFault, Notatio
 }
 
 } // namespace
+
+QString withoutComments(const QString &text)
+{
+    static const QRegularExpression comments(QStringLiteral("/\\*.*?\\*/|//[^\n]*"),
+                                             QRegularExpression::DotMatchesEverythingOption);
+    return QString(text).remove(comments);
+}
 
 QString byteCount(qint64 count)
 {

@@ -31,7 +31,10 @@ struct Reading
 Reading readBytes(const QByteArray &text, std::optional<KorvinInspect::Form> form,
                   Notation notation);
 
-/// Returns whether bytes begin as a frame, a record or a message with its class in front does.
+/// Returns a text of C without its comments.
+QString withoutComments(const QString &text);
+
+/// Returns whether bytes begin as a frame, a record or a message with its class before it does.
 bool beginAsMessage(const QByteArray &bytes);
 
 /// Returns the size in words.

@@ -39,7 +39,8 @@ FoundMessage foundMessage(const PacketMessage &message)
     FoundMessage found;
     found.bytes = message.bytes;
     found.fault = message.fault;
-    found.label = takeLabel(&found.bytes);
+    found.label = takeLabel(&found.bytes, &found.fault);
+    found.label.direction = message.direction;
     found.number = message.packet;
     found.time = message.time;
     found.from = message.from;

@@ -102,17 +102,16 @@ CommandLine::CommandLine(const Command &command)
     m_parser.setApplicationDescription(QString::fromLatin1(command.description));
     // A dash too few is a typing error, not many options of one letter.
     m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-    const QString name = QString::fromLatin1(command.name);
-    m_parser.addPositionalArgument(name, QString::fromLatin1(command.summary), name);
     command.declare(*this);
     m_parser.addOption(
         {{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Prints this help.")});
 }
 
-void CommandLine::addArgument(const char *name, const char *description)
+void CommandLine::addArgument(const char *name, const char *description, bool isRequired)
 {
-    m_parser.addPositionalArgument(QString::fromLatin1(name), QString::fromLatin1(description),
-                                   QStringLiteral("[%1]").arg(QLatin1String(name)));
+    const QString text = QString::fromLatin1(name);
+    m_parser.addPositionalArgument(text, QString::fromLatin1(description),
+                                   isRequired ? text : QStringLiteral("[%1]").arg(text));
     const bool isRepeatable = QByteArray(name).endsWith("...");
     m_maxArguments = isRepeatable ? std::numeric_limits<int>::max() : m_maxArguments + 1;
 }
@@ -210,7 +209,10 @@ void CommandLine::parse(const QStringList &arguments)
 
 QByteArray CommandLine::help() const
 {
-    return m_parser.helpText().toUtf8() + m_command.examples;
+    // The parser knows no commands, which come before all options.
+    const QByteArray usage("Usage: korvinpack ");
+    return m_parser.helpText().toUtf8().replace(usage, usage + m_command.name + ' ')
+        + m_command.examples;
 }
 
 bool CommandLine::isSet(const char *option) const

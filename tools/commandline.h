@@ -64,7 +64,7 @@ public:
     explicit CommandLine(const Command &command);
 
     /// Adds an argument. One whose name ends with "..." may be repeated.
-    void addArgument(const char *name, const char *description);
+    void addArgument(const char *name, const char *description, bool isRequired = false);
     void addOption(const CommandOption &option);
 
     /// Parses the arguments of the program. Ends it for --help and for wrong arguments.

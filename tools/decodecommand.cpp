@@ -11,6 +11,7 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -27,26 +28,18 @@ const char DecodeExamples[] =
     "  korvinpack decode --class PackageRequestWriteData --raw < frame.bin\n"
     "  korvinpack decode --class PackageRequestCombination --verify --file record.txt\n";
 
-/// Gives a field a value other than that of a new package.
-void changeField(const PackageField &field, PackageBase &package)
+/// How often decoders have logged that a message is short.
+int shortMessages = 0;
+
+/// Counts what decoders log of a message that is short, and prints nothing: it does not say which
+/// message, and comes again each time that the message is decoded.
+void countShort(QtMsgType, const QMessageLogContext &, const QString &)
 {
-    const QJsonValue value = field.get(package);
-    if (field.valueType == ValueType::Flag)
-        field.set(package, !value.toBool());
-    else if (field.valueType == ValueType::Text)
-        field.set(package, value.toString() + QLatin1Char('x'));
-    else if (field.valueType == ValueType::Data)
-        package.setData(QByteArray(1, 'x'));
-    else if (field.valueType == ValueType::Code)
-        field.set(package, 1);
-    else
-        field.set(package, value.toInt() + 1);
-    if (field.get(package) == value)
-        field.set(package, 0);
+    ++shortMessages;
 }
 
-/// Returns the fields that the message carries: decoding gives them the same value, whatever they
-/// had before.
+/// Returns the fields that a message carries: decoding changes them, or they had the value before
+/// that it gives.
 QStringList carriedFields(const PackageClass &packageClass, const Encoding &encoding,
                           const QByteArray &message, const PackageBase &decoded)
 {
@@ -54,8 +47,10 @@ QStringList carriedFields(const PackageClass &packageClass, const Encoding &enco
     for (const PackageField &field : packageClass.fields) {
         const std::unique_ptr<PackageBase> other = packageClass.create();
         changeField(field, *other);
+        const QJsonValue before = field.get(*other);
         decodePackage(*other, encoding, message);
-        if (field.get(*other) == field.get(decoded))
+        const QJsonValue after = field.get(*other);
+        if (after != before || after == field.get(decoded))
             names << field.name;
     }
     return names;
@@ -155,8 +150,11 @@ int decode(const CommandLine &line)
     if (input.label.form)
         encoding.form = *input.label.form;
     failUnlessPossible(*packageClass, encoding, input.origin);
+    qInstallMessageHandler(countShort);
     int consumed = 0;
     failUnlessOk(decodePackage(*package, encoding, input.bytes, &consumed), input.origin);
+    if (shortMessages > 0)
+        note(QStringLiteral("%1: the message ends before its data does").arg(input.origin));
     const QStringList carried = carriedFields(*packageClass, encoding, input.bytes, *package);
     if (line.isSet("json")) {
         print(QJsonDocument(onlyCarried(packageToJson(*package), carried)).toJson());
@@ -165,13 +163,32 @@ int decode(const CommandLine &line)
     Rows more;
     if (encoding.form == Form::Frame) {
         more.append({QStringLiteral("consumed"),
-                     QStringLiteral("%1 of %2 bytes").arg(consumed).arg(input.bytes.size())});
+                     QStringLiteral("%1 of %2 bytes")
+                         .arg(std::min<qint64>(consumed, input.bytes.size()))
+                         .arg(input.bytes.size())});
     }
     print(fieldTable(*packageClass, *package, carried, more));
     return EXIT_SUCCESS;
 }
 
 } // namespace
+
+void changeField(const PackageField &field, PackageBase &package)
+{
+    const QJsonValue value = field.get(package);
+    if (field.valueType == ValueType::Flag)
+        field.set(package, !value.toBool());
+    else if (field.valueType == ValueType::Text)
+        field.set(package, value.toString() + QLatin1Char('x'));
+    else if (field.valueType == ValueType::Data)
+        package.setData(QByteArray(1, 'x'));
+    else if (field.valueType == ValueType::Code)
+        field.set(package, 1);
+    else
+        field.set(package, value.toInt() + 1);
+    if (field.get(package) == value)
+        field.set(package, 0);
+}
 
 const Command DecodeCommand{
     "decode",

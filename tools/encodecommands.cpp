@@ -1,6 +1,7 @@
 #include "encodecommands.h"
 
 #include "cppsource.h"
+#include "decodecommand.h"
 #include "shapewords.h"
 #include "suggestion.h"
 #include "terminal.h"
@@ -14,9 +15,12 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QSet>
 
 #include <cstdlib>
 #include <utility>
+#include <vector>
 
 using namespace KorvinInspect;
 
@@ -36,6 +40,30 @@ const char CombineExamples[] = "\n"
                                "Example:\n"
                                "  korvinpack combine write.json upload.json read.json\n";
 
+/// Returns a member that an object of a JSON text has twice; empty if there is none. The parser
+/// keeps only the last one.
+QString doubledMember(const QByteArray &json)
+{
+    static const QRegularExpression tokens(
+        QStringLiteral(R"re([{}]|"([^"\\]*+(?:\\.[^"\\]*+)*+)"(\s*:)?)re"));
+    std::vector<QSet<QString>> open;
+    for (auto matches = tokens.globalMatch(QString::fromUtf8(json)); matches.hasNext();) {
+        const QRegularExpressionMatch match = matches.next();
+        QString name = match.captured(1);
+        if (match.captured() == QLatin1String("{"))
+            open.emplace_back();
+        else if (match.captured() == QLatin1String("}"))
+            open.pop_back();
+        else if (match.capturedLength(2) == 0)
+            continue;
+        else if (open.back().contains(name))
+            return name;
+        else
+            open.back().insert(name);
+    }
+    return {};
+}
+
 /// Reads a JSON file: an object, or the list of the packages of a combination.
 QJsonObject jsonOf(const QString &fileName)
 {
@@ -49,6 +77,11 @@ QJsonObject jsonOf(const QString &fileName)
                  .arg(before.count('\n') + 1)
                  .arg(before.size() - before.lastIndexOf('\n'))
                  .arg(error.errorString()));
+    }
+    const QString doubled = doubledMember(content);
+    if (!doubled.isEmpty()) {
+        fail(QStringLiteral("%1: %2: given twice; only one value can be meant")
+                 .arg(fileName, doubled));
     }
     if (document.isObject())
         return document.object();
@@ -136,6 +169,25 @@ void insertFields(const CommandLine &line, const QString &origin, QJsonObject *j
         json->insert(field.key(), field.value());
 }
 
+/// Says which fields that --set gives a value are not in the message: with another value it is the
+/// same.
+void tellNotCarried(const CommandLine &line, const Described &described, const Encoding &encoding,
+                    const QByteArray &message)
+{
+    const MessageShape shape{described.packageClass.id, encoding.form, encoding.direction};
+    for (const QString &assignment : line.values("set")) {
+        const QString name = assignment.section(QLatin1Char('='), 0, 0);
+        const PackageField &field = *described.packageClass.field(name);
+        const QJsonValue value = field.get(*described.package);
+        QByteArray other;
+        changeField(field, *described.package);
+        const bool isEncoded = encodePackage(*described.package, encoding, &other).isOk();
+        field.set(*described.package, value);
+        if (isEncoded && other == message)
+            note(QStringLiteral("--set %1: not in the %2").arg(assignment, describe(shape)));
+    }
+}
+
 /// Prints a record. A terminal gets no characters that would control it.
 void printRecord(const QByteArray &record)
 {
@@ -216,6 +268,7 @@ int encode(const CommandLine &line)
     failUnlessPossible(described.packageClass, encoding, origin);
     QByteArray encoded;
     failUnlessOk(encodePackage(*described.package, encoding, &encoded), origin);
+    tellNotCarried(line, described, encoding, encoded);
     if (line.isSet("raw"))
         print(encoded);
     else if (encoding.form == Form::Text)
@@ -227,7 +280,7 @@ int encode(const CommandLine &line)
 
 void declareCombine(CommandLine &line)
 {
-    line.addArgument("FILE...", "The packages as JSON, in the order of the record.");
+    line.addArgument("FILE...", "The packages as JSON, in the order of the record.", true);
 }
 
 int combine(const CommandLine &line)
@@ -276,10 +329,15 @@ void failUnlessPossible(const PackageClass &packageClass, const Encoding &encodi
                         const QString &origin)
 {
     const MessageShape shape{packageClass.id, encoding.form, encoding.direction};
-    if (!exists(shape)) {
-        fail(QStringLiteral("%1: there is no %2; only data reads and writes have Linux frames")
-                 .arg(origin, describe(shape)));
+    if (exists(shape))
+        return;
+    QStringList names;
+    for (const PackageClass &other : packageClasses()) {
+        if (exists({other.id, shape.form, shape.direction}))
+            names << other.name;
     }
+    fail(QStringLiteral("%1: there is no %2; there is one of %3")
+             .arg(origin, describe(shape), names.join(QLatin1String(", "))));
 }
 
 const Command EncodeCommand{

@@ -12,6 +12,7 @@
 #include <korvininspect/packageexplain.h>
 #include <korvininspect/packageguess.h>
 
+#include <QtCore/QFileInfo>
 #include <QtCore/QHash>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -74,7 +75,7 @@ public:
             m_known.direction = static_cast<Direction>(line.choice("direction"));
     }
 
-    /// Returns what the options and the words in front of a message say.
+    /// Returns what the options and the words before a message say.
     KnownShape knownOf(const Captured &captured) const
     {
         KnownShape known = m_known;
@@ -92,12 +93,9 @@ public:
         std::optional<Guess> best;
         const KnownShape known = knownOf(*captured);
         if (!isComplete(known))
-            best = bestGuess(captured->bytes, known);
-        else
+            best = guessOf(*captured, known);
+        if (!best)
             best = given(captured, known);
-        if (!best && captured->fault.isEmpty())
-            captured->fault = QStringLiteral("no guess agrees with the form, class and direction "
-                                             "that are given");
         if (!best && captured->isOnly)
             fail(captured->origin + QLatin1String(": ") + captured->fault);
         return best;
@@ -118,9 +116,27 @@ private:
         return name == className(combination) ? combination : classNamed(name).id;
     }
 
+    /// Returns the best guess. That in the direction of the connection comes first, if it is
+    /// accepted: a device may have opened the connection.
+    static std::optional<Guess> guessOf(const Captured &captured, const KnownShape &known)
+    {
+        if (!known.direction && captured.label.direction) {
+            KnownShape directed = known;
+            directed.direction = captured.label.direction;
+            std::optional<Guess> best = bestGuess(captured.bytes, directed);
+            if (best && best->verdict.isOk())
+                return best;
+        }
+        return bestGuess(captured.bytes, known);
+    }
+
+    /// Judges the input in the shape that is known, and for what is not, in that of a combination.
+    /// Without a class every input has a guess.
     static std::optional<Guess> given(Captured *captured, const KnownShape &known)
     {
-        const MessageShape shape{*known.classId, *known.form, *known.direction};
+        const Direction usual = captured->label.direction.value_or(Direction::Request);
+        const MessageShape shape{known.classId.value_or(ClassId::PackageRequestCombination),
+                                 known.form.value_or(Form::Text), known.direction.value_or(usual)};
         if (exists(shape))
             return Guess{shape, check(captured->bytes, shape), QString()};
         captured->fault = QStringLiteral("there is no %1").arg(describe(shape));
@@ -177,7 +193,7 @@ QByteArray headline(const Captured &captured, const Guess &guessed, bool isGuess
     if (!captured.isOnly)
         line += captured.place + QLatin1String(": ");
     line += describe(guessed.shape);
-    line += QStringLiteral(", %1 bytes: ").arg(captured.bytes.size());
+    line += QStringLiteral(", %1: ").arg(byteCount(captured.bytes.size()));
     line += guessed.verdict.isOk() ? QStringLiteral("ok")
                                    : QLatin1String("refused: ") + describe(guessed.verdict);
     if (isGuessed && guessed.verdict.isOk())
@@ -218,8 +234,14 @@ void writePage(const QString &fileName, const Captured &captured, const Guess &g
         print(page);
         return;
     }
-    QSaveFile file(fileName);
-    if (!file.open(QIODevice::WriteOnly) || file.write(page) != page.size() || !file.commit())
+    // Devices and pipes are written to: a finished file would take their place.
+    const QFileInfo target(fileName);
+    const bool isReplaced = target.isFile() || !target.exists();
+    QSaveFile finished(fileName);
+    QFile existing(fileName);
+    QFileDevice &file = isReplaced ? static_cast<QFileDevice &>(finished) : existing;
+    if (!file.open(QIODevice::WriteOnly) || file.write(page) != page.size()
+        || !(isReplaced ? finished.commit() : existing.flush()))
         fail(QStringLiteral("%1: %2").arg(fileName, file.errorString()));
 }
 
@@ -315,23 +337,23 @@ void declareExplain(CommandLine &line)
     MessageInput::addOptions(line);
 }
 
-/// Prints the explanation of one input.
-void explainOne(const CommandLine &line, const ShapeOptions &options, Captured captured)
+/// Prints the explanation of one input. Returns false if it has none.
+bool explainOne(const CommandLine &line, const ShapeOptions &options, Captured captured)
 {
     const std::optional<Guess> best =
         captured.fault.isEmpty() ? options.shapeOf(&captured) : std::nullopt;
     if (!best) {
         print(faultLine(captured, line.isSet("json")));
-        return;
+        return false;
     }
     const Guess &guessed = *best;
     if (line.isSet("html")) {
         writePage(line.value("html"), captured, guessed);
-        return;
+        return true;
     }
     if (line.isSet("json")) {
         print(jsonLine(captured, guessed));
-        return;
+        return true;
     }
     const bool isGuessed = !ShapeOptions::isComplete(options.knownOf(captured));
     QByteArray output = headline(captured, guessed, isGuessed);
@@ -339,6 +361,7 @@ void explainOne(const CommandLine &line, const ShapeOptions &options, Captured c
         output += otherGuesses(captured, options);
     output += annotatedDump(explain(captured.bytes, guessed.shape), guessed.shape, isColored(line));
     print(captured.isOnly ? output : output + '\n');
+    return true;
 }
 
 int explainInputs(const CommandLine &line)
@@ -350,11 +373,16 @@ int explainInputs(const CommandLine &line)
     MessageInput inputs(line, options.known().form);
     Progress progress;
     Captured captured;
+    int refused = 0;
     while (inputs.next(&captured)) {
         progress.show(captured.number);
-        explainOne(line, options, captured);
+        if (!explainOne(line, options, captured))
+            ++refused;
     }
-    return EXIT_SUCCESS;
+    if (refused == 0)
+        return EXIT_SUCCESS;
+    note(QStringLiteral("inputs without an explanation: %1").arg(refused));
+    return WrongInput;
 }
 
 void declareCheck(CommandLine &line)
@@ -399,8 +427,8 @@ void declareDiff(CommandLine &line)
     addShapeOptions(line);
     line.addOption({"files", "A and B are names of files."});
     MessageInput::addNotation(line);
-    line.addArgument("A", "A frame in hexadecimal digits, or a record.");
-    line.addArgument("B", "Another one, which is read as the same class.");
+    line.addArgument("A", "A frame in hexadecimal digits, or a record.", true);
+    line.addArgument("B", "Another one, which is read as the same class.", true);
 }
 
 int diffInputs(const CommandLine &line)

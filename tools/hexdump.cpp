@@ -59,6 +59,20 @@ bool removeDelimitedText(QByteArray *line)
     return false;
 }
 
+/// Returns the bytes of a row of "xxd -b", whose groups are the bits of a byte; empty for others.
+QByteArray bytesOfBits(const QByteArray &groups)
+{
+    constexpr int Bits = 8;
+    QByteArray bytes;
+    for (const QByteArray &group : groups.simplified().split(' ')) {
+        bool isNumber = false;
+        bytes += static_cast<char>(group.toInt(&isNumber, 2));
+        if (!isNumber || group.size() != Bits)
+            return {};
+    }
+    return bytes;
+}
+
 } // namespace
 
 /// Appends a group of digits. Offsets with a colon come with bytes in the order of the memory;
@@ -72,7 +86,8 @@ bool HexDump::appendGroup(const QByteArray &digits, Row *row)
         row->tokenSize = size;
     if (size > row->tokenSize || (size < row->tokenSize && !row->hasColon))
         return false;
-    if (row->offset.size() >= OdOffsetDigits && (size == OctalByte || size == OctalWord)) {
+    if (row->offset.size() >= OdOffsetDigits && !row->hasColon
+        && (size == OctalByte || size == OctalWord)) {
         bool isNumber = false;
         const int value = digits.toInt(&isNumber, 8);
         if (!isNumber || value > (size == OctalByte ? 0xFF : 0xFFFF))
@@ -113,15 +128,31 @@ bool HexDump::readGroups(const QByteArray &line, int start, Row *row)
             return false;
         at = end;
     }
-    const QByteArray text = line.mid(at).trimmed();
-    if (text.isEmpty() || text == textOf(row->bytes)) {
-        row->isCertain = row->isCertain || !text.isEmpty();
+    return compareWithText(line.mid(at).trimmed(), line.mid(start, at - start), row);
+}
+
+/// Reads the same bytes as text, which shows their order. Returns false for a line that is no row.
+bool HexDump::compareWithText(const QByteArray &text, const QByteArray &groups, Row *row)
+{
+    const QByteArray bits = bytesOfBits(groups);
+    if (row->hasColon && !text.isEmpty() && text == textOf(bits)) {
+        row->bytes = bits;
+        row->tokenSize = 2;
         return true;
     }
     const QByteArray reversed = withGroupsReversed(row->bytes, row->tokenSize / 2);
-    if (row->tokenSize > 2 && text == textOf(reversed))
-        row->bytes = reversed;
-    return row->hasColon;
+    const bool isInOrder = text == textOf(row->bytes);
+    const bool isReversed = row->hasColon && row->tokenSize > 2 && text == textOf(reversed);
+    if (isInOrder != isReversed)
+        row->order = isInOrder ? Order::OfDigits : Order::LowByteFirst;
+    row->isCertain = row->isCertain || (isInOrder && !text.isEmpty());
+    // Text may be that of other bytes where somebody has changed digits, but it is not longer.
+    if (row->hasColon && text.size() > row->bytes.size()) {
+        row->fault = QStringLiteral("the row at offset %1 has more text than bytes; print it with "
+                                    "xxd -g1")
+                         .arg(QString::fromLatin1(row->offset));
+    }
+    return row->hasColon || text.isEmpty() || isInOrder;
 }
 
 std::optional<HexDump::Row> HexDump::rowOf(const QByteArray &line)
@@ -158,12 +189,20 @@ bool HexDump::begin(const QByteArray &line)
     const std::optional<Row> row = rowOf(line);
     if (!row || row->bytes.isEmpty() || !(row->isCertain || row->offset.endsWith('0')))
         return false;
+    constexpr int XxdOffsetDigits = 8;
+    const auto digits = row->offset.size();
+    const bool isOd = digits == OdOffsetDigits && !row->hasColon;
+    const bool isXxd = digits == XxdOffsetDigits && row->hasColon;
     for (const int radix : {16, 8, 10}) {
         bool isNumber = false;
         const qint64 first = row->offset.toLongLong(&isNumber, radix);
-        if (isNumber)
+        // A row that is missing could pass as one whose offset is in a smaller base.
+        if (isNumber && (radix == 16 || isOd || (radix == 10 && isXxd)))
             m_radices.push_back({radix, first});
     }
+    m_fault = row->fault;
+    m_order = row->order;
+    m_tokenSize = row->tokenSize;
     m_isCertain = row->isCertain;
     m_firstLine = line;
     m_last = *row;
@@ -237,6 +276,10 @@ bool HexDump::add(const QByteArray &line)
         m_fault = QStringLiteral("the row at offset %1 does not follow the row before it")
                       .arg(QString::fromLatin1(row->offset));
     }
+    if (m_fault.isEmpty())
+        m_fault = row->fault;
+    if (row->order != Order::Unknown)
+        m_order = row->order;
     m_isCertain = true;
     m_isEnded = row->bytes.isEmpty();
     if (!m_isEnded)
@@ -263,8 +306,18 @@ Reading HexDump::finish(bool isDump) const
                     .arg(byteCount(plain.size()), QString::fromLatin1(m_last.offset),
                          byteCount(m_bytes.size()))};
     }
+    constexpr int DigitsOfWord = 8; // groups that only xxd -g4 and xxd -e print
+    const QByteArray reversed = withGroupsReversed(m_bytes, m_tokenSize / 2);
+    const bool isUnknown = m_order == Order::Unknown && m_last.hasColon;
+    if (isUnknown && m_tokenSize == DigitsOfWord && reversed != m_bytes) {
+        return {{},
+                {},
+                QStringLiteral("%1 in the order of their digits, or the last one of each group "
+                               "first; print them with xxd -g1")
+                    .arg(byteCount(m_bytes.size()))};
+    }
     const bool hasWords = m_last.tokenSize > 2 && !m_last.hasColon;
-    return {m_bytes,
+    return {m_order == Order::LowByteFirst ? reversed : m_bytes,
             hasWords ? QStringLiteral("a dump of words, the low byte first")
                      : QStringLiteral("a dump with offsets"),
             {}};

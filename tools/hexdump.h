@@ -29,6 +29,9 @@ public:
     Reading finish(bool isDump) const;
 
 private:
+    /// The order of the bytes in a group of digits, as the text shows it.
+    enum class Order { Unknown, OfDigits, LowByteFirst };
+
     /// A row taken apart.
     struct Row
     {
@@ -36,7 +39,9 @@ private:
         bool hasColon = false;  ///< Whether the offset ends with one.
         bool isCertain = false; ///< Whether nothing but a dump looks so.
         int tokenSize = 0;      ///< Digits in each group.
-        QByteArray bytes;       ///< In the order of the memory.
+        QByteArray bytes;       ///< In the order of the memory, or of the digits.
+        Order order = Order::Unknown;
+        QString fault; ///< Why it cannot be read; otherwise empty.
     };
 
     /// A base in which all offsets so far are right.
@@ -48,6 +53,7 @@ private:
 
     static std::optional<Row> rowOf(const QByteArray &line);
     static bool readGroups(const QByteArray &line, int start, Row *row);
+    static bool compareWithText(const QByteArray &text, const QByteArray &groups, Row *row);
     static bool appendGroup(const QByteArray &digits, Row *row);
     bool follows(const Row &row);
     void repeatUpTo(const QByteArray &offset);
@@ -56,6 +62,8 @@ private:
     QByteArray m_firstLine;
     QByteArray m_bytes;
     std::vector<Radix> m_radices;
+    int m_tokenSize = 0; ///< That of the first row.
+    Order m_order = Order::Unknown;
     bool m_isCertain = false;
     bool m_isEnded = false;
     bool m_isRepeated = false; ///< Whether rows are left out before the next one.

@@ -66,7 +66,7 @@ QByteArray overview()
           "Exit status:\n"
           "  0  success\n"
           "  1  check refuses an input, diff found a difference, or conform a fault\n"
-          "  2  wrong input or arguments: one line on standard error names them\n";
+          "  2  wrong input or arguments: a line on standard error names or counts them\n";
 }
 
 /// Returns the command of that name. Ends the program if there is none.

@@ -31,7 +31,7 @@ public:
         *message = FoundMessage();
         message->bytes = std::move(m_bytes);
         m_bytes.clear();
-        message->label = takeLabel(&message->bytes);
+        message->label = takeLabel(&message->bytes, &message->fault);
         message->number = 1;
         return true;
     }
@@ -170,6 +170,9 @@ void MessageInput::begin(InputSettings settings)
     }
     constexpr int Start = 4;
     m_isCapture = !m_isRaw && CaptureFile::isCapture(device->peek(Start));
+    if (m_isCapture && m_line.isSet("as"))
+        fail(QStringLiteral("--as %1: not allowed with a capture, %2")
+                 .arg(m_line.value("as"), m_name));
     if (m_isRaw)
         m_source = std::make_unique<RawMessage>(device->readAll());
     else if (m_isCapture)
@@ -190,7 +193,7 @@ void MessageInput::failOf(const QString &fault) const
                          : QString()));
 }
 
-/// Returns how the words in front of a message contradict the options; empty if they do not.
+/// Returns how the words before a message contradict the options; empty if they do not.
 QString MessageInput::contradictionOf(const KnownShape &label) const
 {
     if (!label.form)

@@ -18,7 +18,7 @@ struct Captured
 {
     QByteArray bytes;                ///< The frame, or the record in UTF-8.
     QString fault;                   ///< Why it is neither a frame nor a record; otherwise empty.
-    KorvinInspect::KnownShape label; ///< What stands in front of it.
+    KorvinInspect::KnownShape label; ///< What stands before it.
     QString origin;                  ///< Its name in messages.
     QString place;                   ///< Its line, or its packet, time and partners.
     QJsonObject placeJson;           ///< The same.

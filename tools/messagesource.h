@@ -21,7 +21,7 @@ struct FoundMessage
     QByteArray bytes; ///< The frame, or the record in UTF-8.
     QString fault;    ///< Why it cannot be read; otherwise empty.
     QString notation; ///< What it was understood as; empty for plain digits and records.
-    KorvinInspect::KnownShape label; ///< What stands in front of it.
+    KorvinInspect::KnownShape label; ///< What stands before it; the direction of its connection.
     int number = 0;                  ///< Of its line or packet, counted from 1.
     qint64 time = -1;                ///< Nanoseconds since 1970; -1 if the input does not say.
     QString from;                    ///< Who sent it; empty if the input does not say.

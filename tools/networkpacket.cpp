@@ -225,6 +225,7 @@ Segment tcpSegment(const IpPacket &packet)
     constexpr int Fin = 1;
     constexpr int Syn = 2;
     constexpr int Rst = 4;
+    constexpr int Ack = 16;
     const QByteArray &bytes = packet.payload;
     const int header = (byteAt(bytes, HeaderSizeAt) >> NibbleBits) * WordSize;
     if (bytes.size() < SmallestHeader || header < SmallestHeader || header > packet.size)
@@ -233,6 +234,7 @@ Segment tcpSegment(const IpPacket &packet)
     Segment segment;
     segment.kind = Segment::Tcp;
     segment.isFirst = (flags & Syn) != 0;
+    segment.isAnswer = segment.isFirst && (flags & Ack) != 0;
     segment.isLast = (flags & (Fin | Rst)) != 0;
     // The beginning counts as a byte.
     segment.sequence =

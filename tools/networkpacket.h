@@ -24,7 +24,9 @@ struct Segment
     int missing = 0;      ///< Bytes of the payload that the capture has cut off.
     quint32 sequence = 0; ///< Of the first byte of the payload, in a TCP stream.
     bool isFirst = false; ///< Whether a TCP stream begins.
-    bool isLast = false;  ///< Whether it ends.
+    bool isAnswer =
+        false;           ///< Whether it answers the beginning of the stream in the other direction.
+    bool isLast = false; ///< Whether it ends.
 };
 
 /// Takes a packet apart: its link, IPv4 or IPv6, and UDP or TCP header.

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+using namespace KorvinInspect;
+
 namespace {
 
 /// More streams at a time are not kept: the one that was quiet for longest ends.
@@ -57,8 +59,8 @@ void PacketMessages::addDatagram(const Segment &segment, const CapturedPacket &p
 {
     if (segment.payload.isEmpty() && segment.missing == 0)
         return;
-    PacketMessage message{segment.payload, {},           packet.number,
-                          packet.time,     segment.from, segment.to};
+    PacketMessage message{segment.payload, {}, packet.number, packet.time, segment.from,
+                          segment.to,      {}};
     if (segment.missing > 0) {
         message.fault = QStringLiteral("the capture has cut off %1 of the datagram")
                             .arg(byteCount(segment.missing));
@@ -89,7 +91,9 @@ PacketMessages::Stream *PacketMessages::streamOf(const Segment &segment)
         endStream(&quietest->second);
         m_streams.erase(quietest);
     }
-    Stream stream{{}, StreamReader(m_framing), segment.from, segment.to};
+    Stream stream{{}, StreamReader(m_framing), segment.from, segment.to, {}};
+    if (segment.isFirst)
+        stream.direction = segment.isAnswer ? Direction::Reply : Direction::Request;
     return &m_streams.emplace(key, std::move(stream)).first->second;
 }
 
@@ -126,16 +130,26 @@ void PacketMessages::read(Stream *stream, const std::vector<Piece> &pieces)
 void PacketMessages::append(const Stream &stream, const std::vector<Piece> &messages)
 {
     for (const Piece &message : messages) {
-        m_messages.push_back(
-            {message.bytes, {}, message.packet, message.time, stream.from, stream.to});
+        m_messages.push_back({message.bytes,
+                              {},
+                              message.packet,
+                              message.time,
+                              stream.from,
+                              stream.to,
+                              stream.direction});
         ++m_found;
     }
 }
 
 void PacketMessages::appendFault(const Stream &stream)
 {
-    m_messages.push_back(
-        {{}, stream.reader.fault(), stream.packet, stream.time, stream.from, stream.to});
+    m_messages.push_back({{},
+                          stream.reader.fault(),
+                          stream.packet,
+                          stream.time,
+                          stream.from,
+                          stream.to,
+                          stream.direction});
 }
 
 void PacketMessages::endReader(Stream *stream)

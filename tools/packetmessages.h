@@ -5,8 +5,11 @@
 #include "networkpacket.h"
 #include "streamreader.h"
 
+#include <korvininspect/messageshape.h>
+
 #include <deque>
 #include <map>
+#include <optional>
 #include <utility>
 
 /// A message that network packets have brought.
@@ -18,6 +21,8 @@ struct PacketMessage
     qint64 time = -1;
     QString from;
     QString to;
+    /// That of the connection: who opens it sends requests. Nothing if the capture begins later.
+    std::optional<KorvinInspect::Direction> direction = {};
 };
 
 /// Collects the messages of network packets: the datagrams of UDP, and those of each TCP stream.
@@ -45,6 +50,7 @@ private:
         StreamReader reader;
         QString from;
         QString to;
+        std::optional<KorvinInspect::Direction> direction = {};
         int packet = 0;      ///< The last one.
         qint64 time = -1;    ///< That of the last one.
         bool isRead = false; ///< Whether the reader has seen bytes.

@@ -1,5 +1,7 @@
 #include "shapewords.h"
 
+#include "suggestion.h"
+
 #include <korvininspect/packageclass.h>
 
 using namespace KorvinInspect;
@@ -25,7 +27,7 @@ QStringList classNames()
     return names;
 }
 
-KnownShape takeLabel(QByteArray *message)
+KnownShape takeLabel(QByteArray *message, QString *fault)
 {
     constexpr int LongestLabel = 80;
     const QByteArray start = message->left(LongestLabel);
@@ -33,11 +35,16 @@ KnownShape takeLabel(QByteArray *message)
     const auto classEnd = start.indexOf(' ', formEnd + 1);
     if (formEnd < 0 || classEnd < 0)
         return {};
-    const auto form = formWords().indexOf(QString::fromLatin1(start.left(formEnd)));
+    const QString formWord = QString::fromLatin1(start.left(formEnd));
+    const auto form = formWords().indexOf(formWord);
     if (form < 0)
         return {};
-    const auto classId =
-        classNames().indexOf(QString::fromLatin1(start.mid(formEnd + 1, classEnd - formEnd - 1)));
+    const QString name = QString::fromLatin1(start.mid(formEnd + 1, classEnd - formEnd - 1));
+    const auto classId = classNames().indexOf(name);
+    if (classId < 0 && fault) {
+        *fault = QStringLiteral("begins with \"%1 %2\": no such class%3")
+                     .arg(formWord, name, suggestion(name, classNames()));
+    }
     if (classId < 0)
         return {};
     message->remove(0, classEnd + 1);

@@ -14,11 +14,12 @@ QStringList directionWords();
 /// last.
 QStringList classNames();
 
-/// Removes form and class in front of a message, as in "frame PackageRequestRead ", and returns
-/// them. Nothing is known and nothing removed if there are none.
-KorvinInspect::KnownShape takeLabel(QByteArray *message);
+/// Removes form and class before a message, as in "frame PackageRequestRead ", and returns
+/// them. Nothing is known and nothing removed if there are none. @p fault becomes what is wrong
+/// with a word after a form that is no class.
+KorvinInspect::KnownShape takeLabel(QByteArray *message, QString *fault = nullptr);
 
-/// Returns whether bytes are a message that check() accepts, with form and class in front or not.
+/// Returns whether bytes are a message that check() accepts, with form and class before it or not.
 bool isMessage(const QByteArray &bytes);
 
 #endif

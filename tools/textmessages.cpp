@@ -5,6 +5,7 @@
 #include "shapewords.h"
 
 #include <korvininspect/hexbytes.h>
+#include <korvininspect/inputtext.h>
 
 #include <QtCore/QIODevice>
 
@@ -51,13 +52,21 @@ bool isPlainRow(const QByteArray &line, int *size)
         && bytesFromHex(QString::fromLatin1(digits), &bytes).isEmpty();
 }
 
-/// Returns whether the message goes on in the next line.
-bool goesOn(const QByteArray &text, const QByteArray &lastLine, Notation notation)
+/// Returns whether a text begins an array of C. A record may have a brace after its first column.
+bool beginsArray(const QByteArray &text)
 {
     const auto brace = text.indexOf('{');
     const auto comma = text.indexOf(',');
-    if (brace >= 0 && (comma < 0 || comma > brace))
-        return !text.contains('}');
+    return brace >= 0 && (comma < 0 || comma > brace);
+}
+
+/// Returns whether the message goes on in the next line.
+bool goesOn(const QByteArray &text, const QByteArray &lastLine, Notation notation)
+{
+    if (beginsArray(text)) {
+        return !lastLine.contains('}')
+            || !withoutComments(textFromUtf8(lastLine)).contains(QLatin1Char('}'));
+    }
     const QByteArray line = lastLine.trimmed();
     const bool isList = text.trimmed().startsWith("0x") && line.endsWith(',');
     const bool isString = text.contains("\\x") && line.endsWith('\\');
@@ -126,9 +135,9 @@ bool TextMessages::isContinued(const QByteArray &line)
     return isContinued;
 }
 
-/// Returns whether the next line that is not blank begins a dump: tcpdump and tshark print a
-/// heading before each.
-bool TextMessages::isBeforeDump()
+/// Returns whether the next line that is not blank begins a dump, or after a comment an array:
+/// tcpdump, tshark and Wireshark print a heading before each.
+bool TextMessages::isBeforeDump(bool isComment)
 {
     QByteArray next;
     do {
@@ -138,15 +147,17 @@ bool TextMessages::isBeforeDump()
     m_putBack = next;
     --m_line;
     HexDump dump;
-    return dump.begin(next) && dump.isCertain();
+    return (dump.begin(next) && dump.isCertain()) || (isComment && beginsArray(next));
 }
 
-/// Returns whether a line that is no message stands before a dump. A record hardly has blanks.
-bool TextMessages::isHeading(const FoundMessage &message)
+/// Returns whether a line that is no message comes before a dump or an array. A record hardly has
+/// blanks.
+bool TextMessages::isHeading(const QByteArray &line, const FoundMessage &message)
 {
+    const bool isComment = line.startsWith("//") || (line.startsWith("/*") && line.endsWith("*/"));
     const bool mayBe =
         !message.fault.isEmpty() || (message.notation.isEmpty() && message.bytes.contains(' '));
-    return mayBe && !m_settings.isOneText && isBeforeDump()
+    return mayBe && !m_settings.isOneText && isBeforeDump(isComment)
         && (!message.fault.isEmpty() || !isMessage(message.bytes));
 }
 
@@ -186,14 +197,15 @@ void TextMessages::readMessage(QByteArray line, FoundMessage *message)
 {
     *message = FoundMessage();
     message->number = m_line;
-    message->label = takeLabel(&line);
+    QString labelFault;
+    message->label = takeLabel(&line, &labelFault);
     const Reading reading =
         readGroup(line, m_settings.form ? m_settings.form : message->label.form);
     message->bytes = reading.bytes;
-    message->fault = reading.fault;
+    message->fault = labelFault.isEmpty() ? reading.fault : labelFault;
     message->notation = reading.notation;
     if (!message->label.form)
-        message->label = takeLabel(&message->bytes);
+        message->label = takeLabel(&message->bytes, &message->fault);
 }
 
 bool TextMessages::next(FoundMessage *message)
@@ -211,7 +223,7 @@ bool TextMessages::next(FoundMessage *message)
         if (line.trimmed().isEmpty())
             continue;
         readMessage(line, message);
-        if (isHeading(*message)) {
+        if (isHeading(line.trimmed(), *message)) {
             ++m_headings;
             continue;
         }
@@ -231,6 +243,9 @@ QString TextMessages::summary() const
     QStringList parts;
     if (m_hasPackets)
         parts << QStringLiteral("dumps of network packets: ") + m_packets.summary();
+    else if (m_settings.framing != StreamFraming::Unknown && m_line > 0)
+        parts << QStringLiteral("messages that no network packets have brought: --framing has no "
+                                "effect");
     if (m_headings == 1)
         parts << QStringLiteral("left out 1 line before a dump");
     else if (m_headings > 1)

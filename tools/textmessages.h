@@ -21,8 +21,8 @@ private:
     bool readLine(QByteArray *line);
     void readRows(QByteArray *text);
     bool isContinued(const QByteArray &line);
-    bool isBeforeDump();
-    bool isHeading(const FoundMessage &message);
+    bool isBeforeDump(bool isComment);
+    bool isHeading(const QByteArray &line, const FoundMessage &message);
     Reading readGroup(const QByteArray &line, std::optional<KorvinInspect::Form> form);
     void readMessage(QByteArray line, FoundMessage *message);
     bool takeFromPackets(FoundMessage *message);

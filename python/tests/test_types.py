@@ -67,7 +67,7 @@ def test_codes_of_fields_that_nobody_knows():
 def test_the_documentation_is_complete():
     names = {name for _, _, fields, _ in _core.describe_classes() for name, *_ in fields}
     assert names >= set(_packages.NOTES)
-    assert PackageRequestRead.__doc__.startswith("Asks to read a register.\n\nserial_num -- Ties a reply")
+    assert PackageRequestRead.__doc__.startswith("Asks to read a register; the reply brings no data.\n\nserial_num -- Ties a reply")
     assert PackageBase.timeout.__doc__ == (
         "Time-out, in the unit of the peers. Usually milliseconds. The library only carries it.\n\n"
         "Type: a whole number from -2147483648 to 2147483647.")

@@ -70,6 +70,7 @@ QByteArray udp(const QByteArray &payload)
 
 constexpr quint8 Fin = 1;
 constexpr quint8 Syn = 2;
+constexpr quint8 Ack = 16;
 
 /// A segment of TCP from port 4000 to port 5000.
 QByteArray tcp(quint32 sequence, const QByteArray &payload, quint8 flags = 0)
@@ -239,6 +240,23 @@ TEST(CaptureMessages, StreamsArePutTogether)
     }
     EXPECT_TRUE(read(capture({tcp(1, line), tcp(50, line)}))
                     .summary.contains(QLatin1String("bytes missing in 1 place")));
+}
+
+TEST(CaptureMessages, TheBeginningOfAConnectionShowsWhoSendsRequests)
+{
+    const QByteArray line("12,0,hello\n");
+    const struct
+    {
+        quint8 flags; // of the segment before the message
+        std::optional<Direction> direction;
+    } rows[] = {{Syn, Direction::Request}, {Syn | Ack, Direction::Reply}, {Ack, {}}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(int(row.flags));
+        const Read found = read(capture({tcp(100, {}, row.flags), tcp(101, line, Ack)}));
+        ASSERT_EQ(found.messages.size(), 1U);
+        EXPECT_EQ(found.messages.front().label.direction, row.direction);
+    }
+    EXPECT_FALSE(read(capture({udp(hex(Reply))})).messages.front().label.direction);
 }
 
 TEST(CaptureMessages, AMessageHasThePacketThatCompletesIt)

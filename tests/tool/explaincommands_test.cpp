@@ -2,10 +2,12 @@
 
 #include "korvinpackrun.h"
 
+#include <QtCore/QFileInfo>
 #include <QtCore/QJsonArray>
 #include <QtCore/QProcess>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -42,6 +44,8 @@ TEST_F(ExplainCommands, GuessesWhatIsNotSaid)
     EXPECT_TRUE(outputOf(words("explain --class PackageRequestWrite --form frame --direction reply"
                                " 000500000100"))
                     .startsWith("reply frame of PackageRequestWrite, 6 bytes: ok\n"));
+    EXPECT_TRUE(outputOf(arguments("explain", "00"))
+                    .startsWith("request frame of PackageBase, 1 byte: refused: "));
     // A record of digits alone looks like a frame.
     EXPECT_TRUE(outputOf(words("explain --form text 1234")).contains("1234"));
 }
@@ -108,11 +112,13 @@ TEST_F(ExplainCommands, ALineThatIsNeitherFrameNorRecordDoesNotEndAStream)
               QByteArray("line 1: ok\n"
                          "line 2: refused: \"x\" at character 2 is not a hexadecimal digit\n"
                          "line 3: ok\n"));
-    const QList<QByteArray> lines = outputOf(words("explain --json"), input).split('\n');
-    EXPECT_EQ(lines.value(1),
+    const Finished explained = korvinpack(words("explain --json"), input);
+    EXPECT_EQ(explained.exitStatus, 2);
+    EXPECT_EQ(explained.error, QStringLiteral("korvinpack: inputs without an explanation: 1\n"));
+    EXPECT_EQ(explained.output.split('\n').value(1),
               QByteArray("{\"line\":2,\"verdict\":{\"ok\":false,\"reason\":\"\\\"x\\\" at "
                          "character 2 is not a hexadecimal digit\"}}"));
-    EXPECT_TRUE(outputOf(words("explain"), input).contains("\nline 2: refused: "));
+    EXPECT_TRUE(korvinpack(words("explain"), input).output.contains("\nline 2: refused: "));
 }
 
 TEST_F(ExplainCommands, AZeroByteIsPartOfTheInput)
@@ -161,6 +167,27 @@ TEST_F(ExplainCommands, HtmlIsWrittenToAFile)
     EXPECT_TRUE(content.contains("commResult"));
 }
 
+/// The page goes through a pipe; a file that took its place would leave the reader waiting.
+TEST_F(ExplainCommands, HtmlIsWrittenIntoAPipe)
+{
+    const QString pipe = path("pipe");
+    ASSERT_EQ(mkfifo(pipe.toLocal8Bit().constData(), S_IRUSR | S_IWUSR), 0);
+    const QString link = path("link");
+    ASSERT_TRUE(QFile::link(pipe, link));
+    for (const QString &target : {pipe, link}) {
+        QProcess reader;
+        reader.start(QStringLiteral("timeout"),
+                     {QStringLiteral("20"), QStringLiteral("cat"), pipe});
+        EXPECT_EQ(outputOf({QStringLiteral("explain"), QStringLiteral("--html"), target,
+                            QString::fromLatin1(ShortReply)}),
+                  QByteArray());
+        EXPECT_TRUE(reader.waitForFinished());
+        EXPECT_TRUE(reader.readAll().startsWith("<!DOCTYPE html>"));
+        EXPECT_FALSE(QFileInfo(pipe).isFile());
+        EXPECT_TRUE(QFileInfo(link).isSymLink());
+    }
+}
+
 TEST_F(ExplainCommands, HtmlIsPrinted)
 {
     const QByteArray page = outputOf({QStringLiteral("explain"), QStringLiteral("--html"),
@@ -192,6 +219,17 @@ TEST_F(ExplainCommands, WhatIsNotPlainIsSaid)
     }
 }
 
+TEST_F(ExplainCommands, FramingWithoutPacketsIsTold)
+{
+    const Finished run = korvinpack(words("check --framing lines 000500000100"));
+    EXPECT_EQ(run.exitStatus, 0);
+    EXPECT_EQ(run.error,
+              QStringLiteral("korvinpack: INPUT: understood as messages that no network packets "
+                             "have brought: --framing has no effect\n"));
+    EXPECT_EQ(korvinpack(words("check --framing lines")).error,
+              QStringLiteral("korvinpack: -: empty; a frame or record is expected\n"));
+}
+
 TEST_F(ExplainCommands, EachNotationIsSaidOnce)
 {
     const Finished run =
@@ -221,6 +259,16 @@ TEST_F(ExplainCommands, CapturesAreReadWithTimesAndPartners)
     EXPECT_TRUE(run.error.endsWith(
         QLatin1String("loopback.pcap: understood as a pcap capture: 316 packets, 119 messages, 40 "
                       "TCP streams framed by lines, 4 TCP streams framed by length\n")));
+
+    EXPECT_TRUE(run.output.contains(": refused: there is no reply record of "
+                                    "PackageRequestCombination\n"));
+    // Who opens the connection sends requests: Linux frames of a write do not show it.
+    EXPECT_TRUE(run.output.contains("127.0.0.1:52138 -> 127.0.0.1:5002: ok (as Linux request "
+                                    "frame of PackageRequestWriteData)\n"));
+    EXPECT_EQ(run.output.count("127.0.0.1:5002 -> 127.0.0.1:52138: ok (as Linux reply frame of "
+                               "PackageRequestWriteData)\n"),
+              4);
+    EXPECT_FALSE(run.output.contains("127.0.0.1:5002 -> 127.0.0.1:52138: ok (as Linux request"));
 
     const Finished json = korvinpack(words("explain --json --file " CAPTURES_DIR "/loopback.pcap"));
     const QJsonObject first = QJsonDocument::fromJson(json.output.split('\n').first()).object();

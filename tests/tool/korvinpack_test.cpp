@@ -87,7 +87,7 @@ TEST_F(Korvinpack, EncodedPackagesOfEveryClassAndFormComeBack)
         const char *direction;
     } forms[] = {{"frame", "request"}, {"text", "request"}, {"frame", "reply"}};
     for (const PackageClass &listed : packageClasses()) {
-        // Each class is read back in every form that carries these fields.
+        // Each class is read back in every form; a note says which of these fields it lacks.
         QStringList assignments = words("--set serialNum=21 --set ackCode=0");
         if (listed.field(QStringLiteral("data")))
             assignments << words("--set data=0102");
@@ -105,7 +105,7 @@ TEST_F(Korvinpack, EncodedPackagesOfEveryClassAndFormComeBack)
                                       QStringLiteral("--form"),      QLatin1String(form.form),
                                       QStringLiteral("--direction"), QLatin1String(form.direction)};
             const QByteArray encoded =
-                outputOf(QStringList{QStringLiteral("encode")} + options + assignments);
+                korvinpack(QStringList{QStringLiteral("encode")} + options + assignments).output;
             const QByteArray json =
                 korvinpack(QStringList{QStringLiteral("decode"), QStringLiteral("--json")}
                                + options,
@@ -179,10 +179,28 @@ TEST_F(Korvinpack, Help)
         SCOPED_TRACE(command);
         const QByteArray help = outputOf({QString::fromLatin1(command), QStringLiteral("--help")});
         EXPECT_EQ(outputOf({QStringLiteral("help"), QString::fromLatin1(command)}), help);
-        EXPECT_TRUE(help.startsWith("Usage: korvinpack [options] " + QByteArray(command) + ' '));
+        EXPECT_TRUE(help.startsWith("Usage: korvinpack " + QByteArray(command) + " [options]"));
+        EXPECT_FALSE(help.contains("\n  " + QByteArray(command)));
         EXPECT_TRUE(help.contains("\nExample"));
         EXPECT_FALSE(help.contains("Qt"));
         EXPECT_TRUE(overview.contains("\n  " + QByteArray(command) + ' '));
+    }
+}
+
+TEST_F(Korvinpack, UsageShowsWhichArgumentsMayBeLeftOut)
+{
+    const struct
+    {
+        const char *command;
+        const char *usage;
+    } rows[] = {{"encode", "encode [options] [FILE]"},
+                {"explain", "explain [options] [INPUT]"},
+                {"diff", "diff [options] A B"},
+                {"combine", "combine [options] FILE..."}};
+    for (const auto &row : rows) {
+        EXPECT_EQ(
+            outputOf({QStringLiteral("help"), QLatin1String(row.command)}).split('\n').first(),
+            "Usage: korvinpack " + QByteArray(row.usage));
     }
 }
 
@@ -216,6 +234,12 @@ TEST_F(Korvinpack, DecodeLeavesOutWhatTheFormDoesNotCarry)
     EXPECT_EQ(QJsonDocument::fromJson(linux).object().value(QLatin1String("commResult")),
               QStringLiteral("timeout"));
     EXPECT_FALSE(linux.contains("deviceKey"));
+    // Its data is appended to what there was.
+    const QByteArray read =
+        outputOf(words("decode --json --form linux --class PackageRequestReadData"),
+                 "55AA 00 05 00000000 0000 00 00 0000 0000 0200 01FF 5C56");
+    EXPECT_EQ(QJsonDocument::fromJson(read).object().value(QLatin1String("data")),
+              QStringLiteral("01ff"));
 }
 
 TEST_F(Korvinpack, DecodePrintsNoControlCharacters)
@@ -223,6 +247,35 @@ TEST_F(Korvinpack, DecodePrintsNoControlCharacters)
     const QByteArray output = outputOf(words("decode --class SpecialPackageRequest --form text"),
                                        QByteArray("12,0,a\x1B[31mb\0c", 14));
     EXPECT_TRUE(output.contains("a\\u001b[31mb\\u0000c\n")) << output.toStdString();
+}
+
+TEST_F(Korvinpack, DecodeSaysOnceThatDataIsMissing)
+{
+    const struct
+    {
+        const char *command;
+        const char *frame;
+        const char *consumed;
+    } rows[] = {
+        // Five bytes are announced; two follow.
+        {"decode --class PackageRequestReadData --direction reply",
+         "00 0500 00 01 00 05000000 0102", "12 of 12 bytes"},
+        // Three bytes are announced; two follow, which are not read.
+        {"decode --class PackageRequestWriteData",
+         "00 0400 75736230 0100 74 B80B0000 0500 00 FF 01 02 FFFF 01 00 1000 000A 00 00 03000000 "
+         "01FF",
+         "34 of 36 bytes"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.frame);
+        const Finished run = korvinpack(words(row.command) << QString::fromLatin1(row.frame));
+        EXPECT_EQ(run.exitStatus, 0);
+        EXPECT_EQ(run.error,
+                  QStringLiteral("korvinpack: INPUT: the message ends before its data does\n"));
+        EXPECT_TRUE(
+            run.output.endsWith("consumed                      " + QByteArray(row.consumed) + '\n'))
+            << run.output.toStdString();
+    }
 }
 
 TEST_F(Korvinpack, LinuxFrames)
@@ -299,12 +352,26 @@ TEST_F(Korvinpack, SetSaysWhatItReplaces)
               QStringLiteral("korvinpack: --set serialNum=8: replaces the value in -\n"));
 }
 
+TEST_F(Korvinpack, SetSaysWhatTheFormDoesNotCarry)
+{
+    const QStringList command =
+        words("encode --class PackageRequestReadMemData --set offset=4 --set timeout=5");
+    EXPECT_EQ(korvinpack(command).error,
+              QStringLiteral("korvinpack: --set offset=4: not in the request frame of "
+                             "PackageRequestReadMemData\n"));
+    EXPECT_EQ(korvinpack(command + words("--form text")).error, QString());
+}
+
 TEST_F(Korvinpack, LinuxReplyToAWrite)
 {
     // 0x5555 + 07 + 01, without data
-    EXPECT_EQ(outputOf(words("encode --form linux --direction reply "
-                             "--class PackageRequestWriteData --set serialNum=7 --set data=01FF")),
-              "55 AA 00 07 00 00 00 00 00 00 01 00 00 00 00 00 00 00 5D 55\n");
+    const Finished run =
+        korvinpack(words("encode --form linux --direction reply --class PackageRequestWriteData "
+                         "--set serialNum=7 --set data=01FF"));
+    EXPECT_EQ(run.error,
+              QStringLiteral("korvinpack: --set data=01FF: not in the Linux reply frame of "
+                             "PackageRequestWriteData\n"));
+    EXPECT_EQ(run.output, "55 AA 00 07 00 00 00 00 00 00 01 00 00 00 00 00 00 00 5D 55\n");
 }
 
 TEST_F(Korvinpack, CombinationThatCannotBeCarriedOut)

@@ -43,6 +43,11 @@ TEST(TextMessages, EachNotationGivesTheBytes)
         {"0x000500000100", Reply, "one number with 0x, in the order of its digits"},
         {"{0x00, 0x05, 0x00, 0x00, 0x01, 0x00}", Reply, "a C array"},
         {"/* Packet 1 */\n\n", "", ""}, // stands alone: no message
+        {"/* Frame (6 bytes) */\n"
+         "static const unsigned char pkt1[6] = {\n"
+         "0x00, 0x05, 0x00, /* .}{ */\n0x00, 0x01, 0x00  /* ... */\n};\n",
+         Reply, "a C array"},
+        {"// a frame\n{0x00, 0x05, 0x00, 0x00, 0x01, 0x00}\n", Reply, "a C array"},
         {"char peer0_0[] = { /* Packet 1 */\n0x00, 0x05, 0x00, \n0x00, 0x01, 0x00 };\n", Reply,
          "a C array"},
         {"unsigned char frame_bin[] = {\n  0x00, 0x05, 0x00,\n  0x00, 0x01, 0x00\n};\n"
@@ -94,6 +99,19 @@ TEST(TextMessages, EachNotationGivesTheBytes)
         // xxd -e: the text shows the order
         {"00000000: 37342c37 00000035                    7,475...\n", "372C343735000000",
          "a dump with offsets"},
+        {"00000000: 37342c37 00000035                    7,475...\n"
+         "00000008: 00000001 00000002                    ........\n",
+         "372C3437350000000100000002000000", "a dump with offsets"},
+        // xxd -g3, xxd -g4, xxd -b, xxd -d
+        {"00000000: 000500 000100                        ......\n", Reply, "a dump with offsets"},
+        {"00000000: 00003161 31000000                    ..1a1...\n", "0000316131000000",
+         "a dump with offsets"},
+        {"00000000: 00000000 00000101 00000000 00000000 00000001 00000000  ......\n"
+         "00000006: 01100001                                               a\n",
+         "00050000010061", "a dump with offsets"},
+        {"00000000: 0005 0000 0100 0300 0000 01ff 1061 6263  .............abc\n"
+         "00000016: 6465 6667 6869 6a                        defghij\n",
+         ReadReply, "a dump with offsets"},
         // Wireshark: copy as hex dump
         {"0000   00 05 00 00 01 00\n", Reply, "a dump with offsets"},
         // Wireshark: copy as hex and ASCII dump; the text looks like bytes
@@ -123,6 +141,50 @@ TEST(TextMessages, EachNotationGivesTheBytes)
         EXPECT_EQ(messages.front().fault, QString());
         EXPECT_EQ(messages.front().bytes.toHex(), hex(row.hex).toHex());
         EXPECT_EQ(messages.front().notation, QLatin1String(row.notation));
+    }
+}
+
+TEST(TextMessages, DumpsThatMayBeMisreadAreRefused)
+{
+    const auto missingBefore = QStringLiteral("the row at offset %1 does not follow the row before "
+                                              "it");
+    const auto moreText = QStringLiteral("the row at offset %1 has more text than bytes; print it "
+                                         "with xxd -g1");
+    const struct
+    {
+        const char *text;
+        QString fault;
+    } rows[] = {
+        // The row at 0x10 is missing: 020 is 16 in octal.
+        {"00000000: 0005 0000 0100 0300 0000 01ff 1061 6263  .............abc\n"
+         "00000020: 6465                                     de\n",
+         missingBefore.arg(QLatin1String("00000020"))},
+        {"00000000  00 05 00 00 01 00 03 00  00 00 01 ff 10 61 62 63  |.............abc|\n"
+         "00000020  64 65                                             |de|\n",
+         missingBefore.arg(QLatin1String("00000020"))},
+        {"0000  00 05 00 00 00 00 00 00 00 00 00 00 00 00 00 00   ................\n"
+         "0020  01 02                                             ..\n",
+         missingBefore.arg(QLatin1String("0020"))},
+        // The row at 0xC is missing: 12 in decimal is where the third row of six bytes begins.
+        {"0000  00 05 00 00 01 00   ......\n0006  00 05 00 00 01 00   ......\n"
+         "0012  00 05   ..\n",
+         missingBefore.arg(QLatin1String("0012"))},
+        // xxd -e with a short last word, in the first row and in another one
+        {"00000000: 04030201 08070605 0c0b0a09   0f0e0d  ...............\n",
+         moreText.arg(QLatin1String("00000000"))},
+        {"00000000: 34333231 38373635 34333231 38373635  1234567812345678\n"
+         "00000010: 34333231       35                    12345\n",
+         moreText.arg(QLatin1String("00000010"))},
+        // xxd -e or xxd -g4: the text shows no order
+        {"00000000: 00000500 00000001                    ........\n",
+         QStringLiteral("8 bytes in the order of their digits, or the last one of each group "
+                        "first; print them with xxd -g1")},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.text);
+        const std::vector<FoundMessage> messages = messagesOf(row.text);
+        ASSERT_EQ(messages.size(), 1U);
+        EXPECT_EQ(messages.front().fault, row.fault);
     }
 }
 
@@ -208,7 +270,7 @@ TEST(TextMessages, FormAndClassAreTakenOff)
     EXPECT_EQ(messages[1].label.form, Form::Text);
     EXPECT_EQ(messages[2].bytes, hex(Reply));
     EXPECT_EQ(messages[2].label.classId, ClassId::PackageBase);
-    EXPECT_FALSE(messages[3].fault.isEmpty());
+    EXPECT_EQ(messages[3].fault, QStringLiteral("begins with \"frame Package\": no such class"));
 }
 
 TEST(TextMessages, WhatHasTwoReadingsIsRefusedWithBoth)

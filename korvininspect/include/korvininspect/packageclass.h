@@ -97,8 +97,8 @@ KORVININSPECT_EXPORT const PackageClass *packageClass(const QString &name);
 /// Returns the class of that id, or null for PackageRequestCombination.
 KORVININSPECT_EXPORT const PackageClass *packageClass(ClassId id);
 
-/// Returns in a few words what packages of a class do, such as "asks to read a register"; empty for
-/// an unknown class.
+/// Returns in a few words what packages of a class do, such as "asks to write a block of bytes";
+/// empty for an unknown class.
 KORVININSPECT_EXPORT QString descriptionOf(ClassId id);
 
 /// Returns in a few words what the fields of a name are for, such as "port of the device"; empty
