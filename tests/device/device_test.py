@@ -549,7 +549,7 @@ class Running(DeviceTest):
             ("int16", "-1", "-1"), ("int16", "0x10", "16"), ("int16", "-0", "0"), ("float32", "-1.5", "-1.5"),
             ("float32", "2", "2"), ("uint64", "18446744073709551615", "18446744073709551615"),
             ("text", "12", "12"), ("text", "01", "01"), ("text", "1e2", "1e2"), ("text", "true", "true"),
-            ("text", '"1"', "1"), ("text", "-x", "-x"), ("list", "[1, 2]", "[1,2]"), ("list", "3", "[3,3]"),
+            ("text", '"1"', "1"), ("text", "-.5", "-.5"), ("list", "[1, 2]", "[1,2]"), ("list", "3", "[3,3]"),
         ]
         types = [{"type": "int16"}, {"type": "float32"}, {"type": "uint64"}, {"type": "text", "size": 4},
                  {"type": "uint8", "repeat": 2, "name": "list"}]
@@ -559,6 +559,10 @@ class Running(DeviceTest):
             with self.subTest(name=name, written=written):
                 self.assertEqual(device.value("set", name, written), "")
                 self.assertEqual(device.value("get", name), value)
+        self.assertEqual(device.value("--", "set", "int16", "-7"), "")
+        self.assertEqual(device.value("get", "int16"), "-7")
+        self.assertEqual(device.ctl("set", "text", "-x").stderr,
+                         "korvin-device: -x: no such option; --help lists them\n")
 
     def test_the_control_connection_takes_lines_of_json(self):
         device = self.start(CONFIGURATION)

@@ -6,6 +6,7 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QRegularExpression>
 #include <QtNetwork/QLocalSocket>
 
 namespace {
@@ -42,6 +43,16 @@ QJsonValue faultsOf(const QString &text)
     return QJsonArray{
         QJsonObject{{QStringLiteral("kind"), QStringLiteral("any")},
                     {QStringLiteral("chance"), shareFrom(QStringLiteral("faults"), text)}}};
+}
+
+/// Returns arguments of which negative numbers, and what comes after them, are not options.
+QStringList withoutNegativeOptions(QStringList arguments)
+{
+    static const QRegularExpression number(QStringLiteral("^-[.0-9]"));
+    const auto first = static_cast<int>(arguments.indexOf(number));
+    if (first >= 0 && !arguments.contains(QStringLiteral("--")))
+        arguments.insert(first, QStringLiteral("--"));
+    return arguments;
 }
 
 struct Usage
@@ -150,8 +161,7 @@ int runControl(const QStringList &arguments)
     parser.addPositionalArgument(QStringLiteral("SOCKET"),
                                  QStringLiteral("That of --control of the device."));
     parser.addPositionalArgument(QStringLiteral("COMMAND"), QStringLiteral("One of these:") + list);
-    parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
-    parse(&parser, arguments);
+    parse(&parser, withoutNegativeOptions(arguments));
     const QStringList words = parser.positionalArguments();
     if (words.size() < 2)
         fail(QStringLiteral("SOCKET COMMAND expected; ctl --help lists the commands"));
