@@ -429,12 +429,32 @@ class Schema(DeviceTest):
             {"ranges": [{"name": "r", "address": 1, "type": "uint8", "behaviour": {"kind": "ramp"}}]},
             {"ranges": [{"name": "r", "address": 1, "type": "uint8", "delay": {"mean": 1}}]},
             {"ranges": [{"name": "r", "address": 1, "type": "uint8", "onWrite": {"outcome": {"ackCode": 0}}}]},
+            {"desAddr": 256}, {"deviceType": -5}, {"scrAddr": 256}, {"portAddr": 256}, {"scanBoardAddr": 65536},
+            {"blocks": [{}]}, {"blocks": [{"address": 4294967296, "size": 1}]}, {"blocks": [{"size": 16777217}]},
+            {"blocks": [{"size": 1, "filled": -1}]}, {"fileSpace": -1}, {"memory": {"size": -1}},
+            {"files": [{"name": "a", "text": "a", "data": "00"}]}, {"files": [{"name": "a", "size": 16777217}]},
+            {"ranges": [{"name": "r", "address": -1, "type": "uint8"}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "uint8", "repeat": 0}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "text", "size": 0}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "uint8", "requests": -1}]},
+        ]
+        rule_rows = [
+            {"kind": "delay"}, {"kind": "slices"}, {"kind": "slices", "bytes": 0},
+            {"kind": "slices", "bytes": 1, "pause": 10001}, {"script": []}, {"script": ["delay"]},
+            {"script": [{"kind": "slices"}]}, {"kind": "close", "size": 2},
+            {"kind": "close", "address": 0, "size": 0}, {"kind": "corrupt", "bit": -1},
+            {"kind": "close", "after": -1}, {"kind": "close", "every": 0}, {"kind": "close", "count": -1},
+            {"kind": "close", "met": -1},
         ]
         rows = [{"colour": 1}, {"units": {}}, {"listen": [{}]}, {"listen": [{"tcp": "5001"}]},
                 {"listen": [{"tcp": "a:1", "pty": ""}]}, {"specials": [{"id": 1}]},
                 {"specials": [{"id": 1, "answer": "a,b"}]}, {"devices": []}, {"devices": [{}], "units": []},
                 {"faults": [{}]}, {"faults": [{"kind": "lost"}]}, {"faults": [{"kind": "close", "chance": 2}]},
-                {"faults": [{"script": ["lost"]}]}] + [{"units": [row]} for row in unit_rows]
+                {"faults": [{"script": ["lost"]}]}, [], 5, {"seed": 4294967296}, {"clock": -1}, {"bandwidth": 0},
+                {"maxPartSize": 0}, {"limits": {"connections": 0}}, {"limits": {"messageSize": 16777217}},
+                {"specials": [{"id": 2147483648, "answer": ""}]}, {"listen": [{"tcp": "a:1", "baud": 9600}]},
+                {"listen": [{"serial": "a", "baud": 0}]}]
+        rows += [{"units": [row]} for row in unit_rows] + [{"faults": [row]} for row in rule_rows]
         for row in rows:
             with self.subTest(row):
                 with self.assertRaises(jsonschema.ValidationError):

@@ -48,7 +48,7 @@ QJsonValue faultsOf(const QString &text)
 /// Returns arguments of which negative numbers, and what comes after them, are not options.
 QStringList withoutNegativeOptions(QStringList arguments)
 {
-    static const QRegularExpression number(QStringLiteral("^-[.0-9]"));
+    static const QRegularExpression number(QStringLiteral("-[.0-9].*"));
     const auto first = static_cast<int>(arguments.indexOf(number));
     if (first >= 0 && !arguments.contains(QStringLiteral("--")))
         arguments.insert(first, QStringLiteral("--"));
