@@ -370,7 +370,7 @@ class Proxy(LoopbackTest):
         proxy = self.start_proxy(device)
         self.assertEqual(self.results(self.ask(proxy, read_line(1))), ("ok", "ok", "0"))
         device.kill()
-        proxy.wait_for_log("device device0 is not there")
+        proxy.wait_for_log("device device0 is not connected")
         begin = time.monotonic()
         self.assertEqual(self.results(self.ask(proxy, read_line(1, timeout=9000))),
                          ("forcedCancel", "disConnect", "0"))
