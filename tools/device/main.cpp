@@ -83,7 +83,9 @@ void checkOptions(const QCommandLineParser &parser, Command command)
             fail(QStringLiteral("--%1: not an option of this command").arg(name));
         if (values.size() > 1)
             fail(QStringLiteral("--%1: more than once").arg(name));
-        if (values.contains(QString()))
+        const QLatin1String value(option.value);
+        const bool isPlace = value == QLatin1String("file") || value == QLatin1String("path");
+        if (isPlace && values.contains(QString()))
             fail(QStringLiteral("--%1: empty").arg(name));
     }
     if (parser.isSet(QStringLiteral("baud")) && !parser.isSet(QStringLiteral("serial")))
