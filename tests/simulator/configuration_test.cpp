@@ -58,6 +58,8 @@ TEST(Configuration, RangesHaveTypes)
          "C0 00 00 00 00 00 00 00"},
         {R"("type": "text", "size": 4, "value": "ab")", R"(["ab"])", "61 62 00 00"},
         {R"("type": "text", "size": 2, "value": "ab")", R"(["ab"])", "61 62"},
+        {R"("type": "text", "size": 2, "behaviour": {"kind": "list", "values": ["ab"], "every": 1})",
+         R"(["ab"])", "61 62"},
         {R"("type": "uint8", "repeat": 3)", "[[0,0,0]]", "00 00 00"},
         {R"("type": "uint8", "repeat": 3, "value": 7)", "[[7,7,7]]", "07 07 07"},
         {R"("type": "uint8", "repeat": 3, "value": [1, 2])", "[[1,2,0]]", "01 02 00"},
