@@ -86,14 +86,15 @@ void readRecipe(ObjectReader &reader, FaultRecipe *recipe)
     if (kind->kind == FaultKind::Delay) {
         reader.require("delay");
         readDelay(reader, "delay", &recipe->delay);
-    } else if (kind->kind == FaultKind::Corrupt)
+    } else if (kind->kind == FaultKind::Corrupt) {
         readPosition(reader, "bit", recipe);
-    else if (kind->kind == FaultKind::Truncate)
+    } else if (kind->kind == FaultKind::Truncate) {
         readPosition(reader, "keep", recipe);
-    else if (kind->kind == FaultKind::Result)
+    } else if (kind->kind == FaultKind::Result) {
         readOutcomeMembers(reader, &recipe->fault.outcome);
-    else if (name == QLatin1String("slices"))
+    } else if (name == QLatin1String("slices")) {
         readSlices(reader, recipe);
+    }
 }
 
 QString readScriptItem(const QJsonValue &json, FaultRule *rule)
