@@ -12,7 +12,7 @@ namespace {
 constexpr const char *BehaviourNames[] = {"count", "ramp", "sine", "list", "random", "echo"};
 
 constexpr qint64 LongestPeriod = 2147483647;
-constexpr double LargestReal = 1e300;
+constexpr double LargestReal = 1e300; // differences are finite
 
 std::optional<Behaviour::Kind> behaviourOf(const QJsonValue &json)
 {
@@ -25,11 +25,21 @@ std::optional<Behaviour::Kind> behaviourOf(const QJsonValue &json)
     return {};
 }
 
+double leastOf(const ValueType &type)
+{
+    return qMax(type.least(), -LargestReal);
+}
+
+double mostOf(const ValueType &type)
+{
+    return qMin(type.most(), LargestReal);
+}
+
 void readCount(ObjectReader &reader, const ValueType &type, Behaviour *behaviour)
 {
     if (type.kind == ValueType::Kind::Float) {
-        readReal(reader, "from", -LargestReal, LargestReal, &behaviour->realFrom);
-        readReal(reader, "step", -LargestReal, LargestReal, &behaviour->realStep);
+        readReal(reader, "from", leastOf(type), mostOf(type), &behaviour->realFrom);
+        readReal(reader, "step", leastOf(type), mostOf(type), &behaviour->realStep);
         return;
     }
     const auto bits = [](const QJsonValue &json) {
@@ -37,16 +47,27 @@ void readCount(ObjectReader &reader, const ValueType &type, Behaviour *behaviour
         return number ? std::optional(static_cast<quint64>(*number))
                       : numberFromJson<quint64>(json);
     };
-    reader.read("from", QStringLiteral("a whole number"), &behaviour->from, bits);
+    reader.read("from", type.words(), &behaviour->from, [&](const QJsonValue &json) {
+        return type.encode(json) ? bits(json) : std::nullopt;
+    });
     reader.read("step", QStringLiteral("a whole number"), &behaviour->step, bits);
 }
 
+/// Reads where values lie. Those of a ramp or sine may pass the limits of the type, which cut them.
 void readLimits(ObjectReader &reader, const char *low, const char *high, Behaviour *behaviour)
 {
     reader.require(low);
     reader.require(high);
     readReal(reader, low, -LargestReal, LargestReal, &behaviour->low);
     readReal(reader, high, -LargestReal, LargestReal, &behaviour->high);
+}
+
+void readRandom(ObjectReader &reader, const ValueType &type, Behaviour *behaviour)
+{
+    reader.require("low");
+    reader.require("high");
+    readReal(reader, "low", leastOf(type), mostOf(type), &behaviour->low);
+    readReal(reader, "high", behaviour->low, mostOf(type), &behaviour->high);
 }
 
 void readPeriod(ObjectReader &reader, Behaviour *behaviour)
@@ -82,7 +103,7 @@ void readMembers(ObjectReader &reader, const ValueType &type, Behaviour *behavio
         readValues(reader, type, behaviour);
         break;
     case Behaviour::Kind::Random:
-        readLimits(reader, "low", "high", behaviour);
+        readRandom(reader, type, behaviour);
         break;
     default:
         reader.require("of");
@@ -136,7 +157,7 @@ QString readBehaviour(const QJsonValue &json, const ValueType &type, Behaviour *
         behaviour->kind != Behaviour::Kind::List && behaviour->kind != Behaviour::Kind::Echo;
     if (type.kind == ValueType::Kind::Text && needsNumber)
         reader.fail(QStringLiteral("kind"), QStringLiteral("a text can only be a list or an echo"));
-    if (behaviour->kind != Behaviour::Kind::None)
+    else if (behaviour->kind != Behaviour::Kind::None)
         readMembers(reader, type, behaviour);
     return reader.end();
 }

@@ -68,7 +68,8 @@ QString readEndpoint(const QJsonValue &json, std::vector<Endpoint> *endpoints)
                     return framings().contains(value.toString()) ? std::optional(value.toString())
                                                                  : std::nullopt;
                 });
-    reader.number("baud", 1, MaxInt, &endpoint.baud);
+    if (endpoint.kind == QLatin1String("serial"))
+        reader.number("baud", 1, MaxInt, &endpoint.baud);
     endpoints->push_back(endpoint);
     return reader.end();
 }
@@ -110,7 +111,7 @@ public:
                 setBytes(m_unit, range.address, *listed.bytes);
             return {};
         }
-        if (overlapsBlock(range))
+        if (overlapsBlock(*m_unit, range.address, range.size()))
             return QStringLiteral("address: only a part of it is in a block");
         const QByteArray bytes = listed.bytes.value_or(QByteArray(range.size(), '\0'));
         if (!m_made || m_end != range.address)
@@ -121,17 +122,6 @@ public:
     }
 
 private:
-    bool overlapsBlock(const Range &range) const
-    {
-        const auto next = std::as_const(m_unit->blocks).upperBound(range.address);
-        if (next != m_unit->blocks.constEnd() && next.key() < range.end())
-            return true;
-        if (next == m_unit->blocks.constBegin())
-            return false;
-        const auto before = std::prev(next);
-        return before.value().data.size() + qint64(before.key()) > range.address;
-    }
-
     Unit *m_unit;
     Block *m_made = nullptr; ///< The last one that ranges have made.
     qint64 m_end = 0;        ///< Where it ends.
@@ -217,9 +207,8 @@ QString UnitReader::checkReferences(UnitRanges &ranges, const Range &range)
         const bool isSource = source && source->behaviour.kind != Behaviour::Kind::Echo
             && source->size() == range.size();
         if (!isSource) {
-            return QStringLiteral("behaviour: of: not a range of this unit with %1 bytes that is "
-                                  "not an echo itself")
-                .arg(range.size());
+            return QStringLiteral("behaviour: of: not a range of this unit that has as many bytes "
+                                  "and is not an echo itself");
         }
     }
     int number = 0;
@@ -227,7 +216,7 @@ QString UnitReader::checkReferences(UnitRanges &ranges, const Range &range)
         const QString path = QStringLiteral("onWrite: set: %1: ").arg(++number);
         const Range *target = ranges.named(setting.range);
         if (!target)
-            return path + QStringLiteral("range: no range has this name");
+            return path + QStringLiteral("range: there is no \"%1\"").arg(setting.range);
         if (!target->encode(setting.value, QByteArray(target->type.width, '\0')))
             return path + QLatin1String("value: not ") + target->words();
     }
@@ -261,6 +250,11 @@ void UnitReader::readFileMembers(ObjectReader &reader, QByteArray *contents)
     QString name;
     reader.text("text", &text);
     reader.text("from", &name);
+    int sources = 0;
+    for (const char *source : {"text", "from", "data"})
+        sources += reader.member(source).isUndefined() ? 0 : 1;
+    if (sources > 1)
+        reader.fail(QStringLiteral("data"), QStringLiteral("only one of text, from, data"));
     if (!text.isEmpty())
         *contents = text.toUtf8();
     if (name.isEmpty())

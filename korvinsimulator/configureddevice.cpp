@@ -336,9 +336,11 @@ QString ConfiguredDevice::Private::find(const QJsonObject &command, Unit **unit,
     }
     if (found == 1)
         return {};
-    const QString what = rangeName.isUndefined() ? QStringLiteral("unit") : QStringLiteral("range");
-    return found == 0 ? QStringLiteral("%1: no %1 has this name").arg(what)
-                      : QStringLiteral("unit: missing, since several would do");
+    if (found > 1)
+        return QStringLiteral("unit: missing, since several would do");
+    return rangeName.isUndefined()
+        ? QStringLiteral("unit: there is no \"%1\"").arg(unitName.toString())
+        : QStringLiteral("range: there is no \"%1\"").arg(rangeName.toString());
 }
 
 QJsonObject ConfiguredDevice::Private::get(const QJsonObject &command)

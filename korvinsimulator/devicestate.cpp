@@ -57,18 +57,6 @@ QJsonObject unitToJson(const UnitAddress &address, const Unit &unit)
             {QStringLiteral("memory"), memory}};
 }
 
-/// Returns whether no two blocks overlap.
-bool areApart(const QMap<quint32, Block> &blocks, int listed)
-{
-    qint64 end = 0;
-    for (auto block = blocks.begin(); block != blocks.end(); ++block) {
-        if (block.key() < end)
-            return false;
-        end = block.key() + qint64(block->data.size());
-    }
-    return blocks.size() == listed;
-}
-
 } // namespace
 
 StateReader::~StateReader() = default;
@@ -115,10 +103,15 @@ QString StateReader::readBlock(const QJsonValue &json, Unit *unit)
     ObjectReader reader(json);
     qint64 address = 0;
     Block block;
+    if (reader.member("data").isUndefined())
+        reader.require("size");
     readData(reader, &block.data);
     reader.number("address", 0, MaxAddress + 1 - block.data.size(), &address);
     reader.number("filled", 0, block.data.size(), &block.filled);
-    unit->blocks.insert(static_cast<quint32>(address), block);
+    const auto start = static_cast<quint32>(address);
+    if (unit->blocks.contains(start) || overlapsBlock(*unit, start, block.data.size()))
+        reader.fail(QStringLiteral("address"), QStringLiteral("it overlaps a block before it"));
+    unit->blocks.insert(start, block);
     return reader.end();
 }
 
@@ -159,24 +152,13 @@ void StateReader::readFiles(ObjectReader &reader, Unit *unit)
     }
 }
 
-void StateReader::readBlocks(ObjectReader &reader, Unit *unit)
-{
-    int blocks = 0;
-    reader.list("blocks", [&](const QJsonValue &item) {
-        ++blocks;
-        return readBlock(item, unit);
-    });
-    if (!areApart(unit->blocks, blocks))
-        reader.fail(QStringLiteral("blocks"), QStringLiteral("two of them overlap"));
-}
-
 QString StateReader::readUnit(const QJsonValue &json, DeviceState *state)
 {
     ObjectReader reader(json);
     UnitAddress address;
     Unit unit;
     readUnitAddress(reader, &address);
-    readBlocks(reader, &unit);
+    reader.list("blocks", [&](const QJsonValue &item) { return readBlock(item, &unit); });
     readFiles(reader, &unit);
     const QJsonValue memory = reader.member("memory");
     const QString fault = memory.isUndefined() ? QString() : readMemory(memory, &unit);
@@ -205,6 +187,17 @@ QString StateReader::readSpecial(const QJsonValue &json, DeviceState *state)
                     QStringLiteral("there is an answer to %1 already").arg(id));
     state->specials.insert(id, answer);
     return reader.end();
+}
+
+bool overlapsBlock(const Unit &unit, quint32 address, qint64 size)
+{
+    const auto next = unit.blocks.upperBound(address);
+    if (next != unit.blocks.end() && next.key() < address + size)
+        return true;
+    if (next == unit.blocks.begin())
+        return false;
+    const auto before = std::prev(next);
+    return before->data.size() + qint64(before.key()) > address;
 }
 
 void readUnitAddress(ObjectReader &reader, UnitAddress *address)

@@ -64,7 +64,7 @@ void readPosition(ObjectReader &reader, const char *name, FaultRecipe *recipe)
 void readSlices(ObjectReader &reader, FaultRecipe *recipe)
 {
     constexpr int LongestPause = 10000;
-    recipe->sliceSize = 1;
+    reader.require("bytes");
     reader.number("bytes", 1, MaxInt, &recipe->sliceSize);
     reader.number("pause", 0, LongestPause, &recipe->slicePause);
 }
@@ -83,16 +83,18 @@ void readRecipe(ObjectReader &reader, FaultRecipe *recipe)
     recipe->fault.kind = kind->kind;
     recipe->link = kind->link;
     recipe->isAny = name == QLatin1String("any");
-    if (kind->kind == FaultKind::Delay)
+    if (kind->kind == FaultKind::Delay) {
+        reader.require("delay");
         readDelay(reader, "delay", &recipe->delay);
-    else if (kind->kind == FaultKind::Corrupt)
+    } else if (kind->kind == FaultKind::Corrupt) {
         readPosition(reader, "bit", recipe);
-    else if (kind->kind == FaultKind::Truncate)
+    } else if (kind->kind == FaultKind::Truncate) {
         readPosition(reader, "keep", recipe);
-    else if (kind->kind == FaultKind::Result)
+    } else if (kind->kind == FaultKind::Result) {
         readOutcomeMembers(reader, &recipe->fault.outcome);
-    else if (name == QLatin1String("slices"))
+    } else if (name == QLatin1String("slices")) {
         readSlices(reader, recipe);
+    }
 }
 
 QString readScriptItem(const QJsonValue &json, FaultRule *rule)
@@ -150,6 +152,8 @@ void readWhich(ObjectReader &reader, const std::map<QString, UnitAddress> &units
     qint64 size = 1;
     reader.number("address", 0, MaxAddress, &first);
     reader.number("size", 1, MaxAddress + 1 - qMax(first, qint64(0)), &size);
+    if (!reader.member("size").isUndefined())
+        reader.require("address");
     if (first < 0)
         return;
     rule->firstAddress = static_cast<quint32>(first);
@@ -176,6 +180,8 @@ QString readRule(const QJsonValue &json, const std::map<QString, UnitAddress> &u
     readHowOften(reader, rule);
     if (rule->isScript) {
         reader.list("script", [&](const QJsonValue &item) { return readScriptItem(item, rule); });
+        if (rule->recipes.empty())
+            reader.fail(QStringLiteral("script"), QStringLiteral("empty"));
         return reader.end();
     }
     rule->recipes.emplace_back();

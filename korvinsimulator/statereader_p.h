@@ -46,13 +46,15 @@ private:
     QString readBlock(const QJsonValue &json, Unit *unit);
     QString readFile(const QJsonValue &json, Unit *unit);
     QString readMemory(const QJsonValue &json, Unit *unit);
-    void readBlocks(KorvinInspect::ObjectReader &reader, Unit *unit);
     void readFiles(KorvinInspect::ObjectReader &reader, Unit *unit);
     QString readUnit(const QJsonValue &json, DeviceState *state);
     QString readSpecial(const QJsonValue &json, DeviceState *state);
 
     qint64 m_left = MaxState;
 };
+
+/// Returns whether bytes from an address on overlap a block, or are inside of one.
+bool overlapsBlock(const Unit &unit, quint32 address, qint64 size);
 
 /// Reads the five members of the address of a unit.
 void readUnitAddress(KorvinInspect::ObjectReader &reader, UnitAddress *address);

@@ -75,6 +75,14 @@ std::optional<quint64> wholeOf(const ValueType &type, const QJsonValue &value)
     return static_cast<quint64>(*number);
 }
 
+/// Returns a number that the type holds, which may be written as text.
+std::optional<double> realOf(const ValueType &type, const QJsonValue &value)
+{
+    bool isNumber = value.isDouble();
+    const double number = isNumber ? value.toDouble() : value.toString().toDouble(&isNumber);
+    return isNumber && std::abs(number) <= type.most() ? std::optional(number) : std::nullopt;
+}
+
 QJsonValue realToJson(double number)
 {
     if (std::isnan(number))
@@ -94,8 +102,10 @@ std::optional<QByteArray> ValueType::encode(const QJsonValue &value) const
             ? std::optional(text.leftJustified(width, '\0'))
             : std::nullopt;
     }
-    if (kind == Kind::Float)
-        return value.isDouble() ? std::optional(encodeReal(value.toDouble())) : std::nullopt;
+    if (kind == Kind::Float) {
+        const std::optional<double> number = realOf(*this, value);
+        return number ? std::optional(encodeReal(*number)) : std::nullopt;
+    }
     const std::optional<quint64> bits = wholeOf(*this, value);
     return bits ? std::optional(encodeBits(*bits)) : std::nullopt;
 }
@@ -103,9 +113,8 @@ std::optional<QByteArray> ValueType::encode(const QJsonValue &value) const
 QByteArray ValueType::encodeReal(double number) const
 {
     if (kind == Kind::Float) {
-        const double most = std::numeric_limits<float>::max();
         return encodeBits(width == sizeof(float)
-                              ? bitsOf<float, quint32>(qBound(-most, number, most))
+                              ? bitsOf<float, quint32>(qBound(least(), number, most()))
                               : bitsOf<double, quint64>(number));
     }
     const double rounded = std::round(number);
@@ -115,6 +124,19 @@ QByteArray ValueType::encodeReal(double number) const
         return encodeBits(largest(*this));
     return encodeBits(rounded < 0 ? static_cast<quint64>(static_cast<qint64>(rounded))
                                   : static_cast<quint64>(rounded));
+}
+
+double ValueType::least() const
+{
+    return kind == Kind::Float ? -most() : static_cast<double>(smallest(*this));
+}
+
+double ValueType::most() const
+{
+    if (kind != Kind::Float)
+        return static_cast<double>(largest(*this));
+    return width == sizeof(float) ? static_cast<double>(std::numeric_limits<float>::max())
+                                  : std::numeric_limits<double>::max();
 }
 
 QByteArray ValueType::encodeBits(quint64 bits) const
@@ -149,8 +171,12 @@ QString ValueType::words() const
     if (kind == Kind::Text)
         return QStringLiteral("a text of at most %1 bytes").arg(width);
     if (kind == Kind::Float)
-        return QStringLiteral("a number");
-    return QStringLiteral("a whole number from %1 to %2").arg(smallest(*this)).arg(largest(*this));
+        return QStringLiteral("a number from %1 to %2").arg(least()).arg(most());
+    const QString words =
+        QStringLiteral("a whole number from %1 to %2").arg(smallest(*this)).arg(largest(*this));
+    return width < static_cast<int>(sizeof(double))
+        ? words
+        : words + QLatin1String(", as text beyond 9007199254740991");
 }
 
 std::optional<ValueType> valueTypeOf(const QString &name)

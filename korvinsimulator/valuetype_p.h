@@ -28,6 +28,12 @@ struct ValueType
     /// Returns the bytes of the low bits of a number.
     QByteArray encodeBits(quint64 bits) const;
 
+    /// @{
+    /// Returns the least and the largest number. Not for a text.
+    double least() const;
+    double most() const;
+    /// @}
+
     /// Returns the value of bytes.
     QJsonValue decode(const QByteArray &bytes) const;
 

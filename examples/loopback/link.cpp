@@ -50,7 +50,8 @@ std::optional<IncomingMessage> Link::unwrap(const QByteArray &bytes) const
 {
     const std::optional<Message> message = unpack(bytes);
     if (!message) {
-        qInfo("%s: no message begins so", qUtf8Printable(m_name));
+        qInfo("%s: not a message: it does not begin with a form and a class",
+              qUtf8Printable(m_name));
         return {};
     }
     return IncomingMessage{message->form, message->bytes, message->classId};

@@ -128,7 +128,7 @@ void MessageSocket::deliver(const QByteArray &bytes)
     if (message)
         Q_EMIT received(*message);
     else
-        close(QStringLiteral("no message begins so"));
+        close(QStringLiteral("not a message: it does not begin with a form and a class"));
 }
 
 /// Stops the clock of the framing while nothing is read.

@@ -174,27 +174,37 @@ class Options(DeviceTest):
         rows = [
             (["--faults", "5%"], '--faults: "5%" is not a number from 0 to 1'),
             (["--seed", "-1"], '--seed: "-1" is not a number from 0 to 4294967295'),
-            (["--baud", "x"], '--baud: "x" is not a number from 1 to 2147483647'),
+            (["--serial", "s", "--baud", "x"], '--baud: "x" is not a number from 1 to 2147483647'),
             (["--framing", "raw"], '--framing: "raw" is not one of prefix, lines, linux'),
             (["--serial", "/nowhere"], "cannot listen on /nowhere: No such file or directory"),
             (["--serial", "/dev/null", "--baud", "7"], "cannot listen on /dev/null: 7 baud are not supported"),
             (["--serial", "/dev/null"], "cannot listen on /dev/null: Inappropriate ioctl for device"),
             (["--unix", "/nowhere/s"],
-             "cannot listen on /nowhere/s: QLocalServer::listen: Name error"),
+             "cannot listen on /nowhere/s: there is no such folder"),
             (["--control", "/nowhere/s"],
-             "cannot listen on /nowhere/s: QLocalServer::listen: Name error"),
+             "cannot listen on /nowhere/s: there is no such folder"),
+            (["--unix", "/" + "s" * 107],
+             f"cannot listen on /{'s' * 107}: the path of a socket has at most 107 bytes"),
             (["--trace", "/nowhere/t"], "cannot write /nowhere/t: No such file or directory"),
             (["--pcap", "/nowhere/t"], "cannot write /nowhere/t: No such file or directory"),
             (["--config", "/nowhere/c"], "/nowhere/c: No such file or directory"),
             (["--bogus"], "--bogus: no such option; --help lists them"),
             (["ctl", "--bogus"], "--bogus: no such option; --help lists them"),
             (["--port"], "Missing value after '--port'."),
-            (["more"], "more: one argument too many"),
+            (["recrod", "x"], "recrod: no such command; --help lists them"),
+            (["--framing", "lines", "record", "F", "--upstream", "127.0.0.1:1"],
+             "record: a command comes before all options"),
+            (["--config", "a", "--config", "b"], "--config: more than once"),
+            (["--baud", "9600"], "--baud: only with --serial"),
+            (["--faults", "\x1b[31m"], '--faults: "\\u001b[31m" is not a number from 0 to 1'),
+            (["--save", "/nowhere/x"], "cannot write /nowhere/x: No such file or directory"),
+            *[([f"--{name}", ""], f"--{name}: empty")
+              for name in ("unix", "config", "control", "save", "trace", "pcap", "journal", "serial")],
             (["ctl"], "SOCKET COMMAND expected; ctl --help lists the commands"),
             (["ctl", "s", "stop"], "stop: no such command; ctl --help lists them"),
             (["ctl", "s", "set", "x"], "set [UNIT/]RANGE VALUE, or set [UNIT/]0xADDRESS DATA expected"),
             (["ctl", "s", "faults", "5%"], 'faults: "5%" is not a number from 0 to 1'),
-            (["ctl", "/nowhere", "quit"], "/nowhere: QLocalSocket::connectToServer: Invalid name"),
+            (["ctl", "/nowhere", "quit"], "/nowhere: there is no such socket"),
         ]
         for arguments, message in rows:
             with self.subTest(arguments=arguments):
@@ -207,13 +217,13 @@ class Options(DeviceTest):
         run = self.run_device("--port", device.places[0].rpartition(":")[2])
         self.assertEqual(run.returncode, 2)
         self.assertEqual(run.stderr,
-                         "korvin-device: cannot listen on 127.0.0.1: The bound address is already in use\n")
+                         f"korvin-device: cannot listen on {device.places[0]}: The bound address is already in use\n")
 
     def test_an_address_of_the_file_is_looked_at(self):
         (self.folder / "c").write_text('{"listen": [{"tcp": "host:1"}]}')
         run = self.run_device("--config", "c")
         self.assertEqual((run.returncode, run.stderr),
-                         (2, 'korvin-device: cannot listen on host: "host" is not an IP address\n'))
+                         (2, 'korvin-device: cannot listen on host:1: "host" is not an IP address\n'))
 
     def test_mistakes_in_files_have_a_place(self):
         rows = [
@@ -243,6 +253,78 @@ class Options(DeviceTest):
         self.assertEqual(shown.partition("\n")[0], "Usage: korvin-device ctl [options] SOCKET COMMAND")
         self.assertIn("statistics", shown)
         self.assertRegex(self.run_device("--version").stdout, r"^korvin-device \d+\.\d+\.\d+\n$")
+
+
+class Files(DeviceTest):
+    """What is there when the program starts is lost only to what replaces it."""
+
+    def test_a_socket_takes_the_place_of_no_file(self):
+        rows = [["--control", "kept"], ["--unix", "kept"], ["--config", "c"]]
+        (self.folder / "c").write_text('{"listen": [{"unix": "kept"}]}')
+        (self.folder / "target").write_text("contents")
+        for arguments in rows:
+            for make in (lambda path: path.write_text("contents"), lambda path: path.symlink_to("target"),
+                         lambda path: path.symlink_to("nothing")):
+                with self.subTest(arguments):
+                    path = self.folder / "kept"
+                    path.unlink(missing_ok=True)
+                    make(path)
+                    before = os.lstat(path)
+                    run = self.run_device(*arguments)
+                    self.assertEqual((run.returncode, run.stdout, run.stderr), (
+                        2, "", "korvin-device: cannot listen on kept: there is a file that is not a socket\n"))
+                    self.assertEqual(os.lstat(path).st_ino, before.st_ino)
+        self.assertEqual((self.folder / "target").read_text(), "contents")
+
+    def test_a_socket_in_use_stays_with_its_device(self):
+        device = self.start("--unix", "socket")
+        for option, path in (("--control", device.control), ("--unix", "socket"), ("--control", "socket")):
+            run = self.run_device(option, path)
+            self.assertEqual((run.returncode, run.stderr),
+                             (2, f"korvin-device: cannot listen on {path}: in use\n"))
+        self.assertEqual(device.value("addresses"), json.dumps(device.places))
+        device.process.kill()
+        device.process.wait()
+        self.assertEqual(device.ctl("quit").stderr, f"korvin-device: {device.control}: no device listens there\n")
+        run = self.run_device("--control", device.control, "--detach")
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assertEqual(device.value("quit"), "")
+        while os.path.exists(device.control):
+            time.sleep(0.02)
+
+    def test_a_start_that_fails_empties_no_file(self):
+        taken = self.start().places[0].rpartition(":")[2]
+        rows = [
+            ["record", "kept", "--upstream", "127.0.0.1:1", "--port", taken],
+            ["record", "kept", "--upstream", "127.0.0.1:1", "--control", "/nowhere/c"],
+            *[[option, "kept", *wrong] for option in ("--trace", "--pcap")
+              for wrong in (["--port", taken], ["--config", "missing"], ["--save", "/nowhere/s"])],
+        ]
+        for arguments in rows:
+            with self.subTest(arguments):
+                (self.folder / "kept").write_text("contents")
+                self.assertEqual(self.run_device(*arguments).returncode, 2)
+                self.assertEqual((self.folder / "kept").read_text(), "contents")
+
+    def test_a_log_that_cannot_be_opened_leaves_no_sockets(self):
+        for arguments in (["--trace", "/nowhere/t"], ["record", "/nowhere/r", "--upstream", "127.0.0.1:1"]):
+            run = self.run_device(*arguments, "--unix", "socket", "--control", "control")
+            self.assertEqual((run.returncode, run.stdout), (2, ""))
+            self.assertFalse((self.folder / "socket").exists() or (self.folder / "control").exists())
+
+    def test_a_place_where_nothing_can_be_saved_is_told_at_once(self):
+        (self.folder / "file").write_text("contents")
+        for place, reason in (("file/x", "Not a directory"), (".", "Is a directory")):
+            run = self.run_device("--save", place)
+            self.assertEqual((run.returncode, run.stdout, run.stderr),
+                             (2, "", f"korvin-device: cannot write {place}: {reason}\n"))
+
+    def test_a_pipe_takes_what_is_saved(self):
+        os.mkfifo(self.folder / "pipe")
+        device = self.start("--save", "pipe")
+        with open(os.open(self.folder / "pipe", os.O_RDONLY | os.O_NONBLOCK), encoding="utf-8") as pipe:
+            self.assertEqual(device.end(), 0)
+            self.assertEqual(json.load(pipe)["units"], [])
 
 
 class Completions(DeviceTest):
@@ -349,12 +431,32 @@ class Schema(DeviceTest):
             {"ranges": [{"name": "r", "address": 1, "type": "uint8", "behaviour": {"kind": "ramp"}}]},
             {"ranges": [{"name": "r", "address": 1, "type": "uint8", "delay": {"mean": 1}}]},
             {"ranges": [{"name": "r", "address": 1, "type": "uint8", "onWrite": {"outcome": {"ackCode": 0}}}]},
+            {"desAddr": 256}, {"deviceType": -5}, {"scrAddr": 256}, {"portAddr": 256}, {"scanBoardAddr": 65536},
+            {"blocks": [{}]}, {"blocks": [{"address": 4294967296, "size": 1}]}, {"blocks": [{"size": 16777217}]},
+            {"blocks": [{"size": 1, "filled": -1}]}, {"fileSpace": -1}, {"memory": {"size": -1}},
+            {"files": [{"name": "a", "text": "a", "data": "00"}]}, {"files": [{"name": "a", "size": 16777217}]},
+            {"ranges": [{"name": "r", "address": -1, "type": "uint8"}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "uint8", "repeat": 0}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "text", "size": 0}]},
+            {"ranges": [{"name": "r", "address": 1, "type": "uint8", "requests": -1}]},
+        ]
+        rule_rows = [
+            {"kind": "delay"}, {"kind": "slices"}, {"kind": "slices", "bytes": 0},
+            {"kind": "slices", "bytes": 1, "pause": 10001}, {"script": []}, {"script": ["delay"]},
+            {"script": [{"kind": "slices"}]}, {"kind": "close", "size": 2},
+            {"kind": "close", "address": 0, "size": 0}, {"kind": "corrupt", "bit": -1},
+            {"kind": "close", "after": -1}, {"kind": "close", "every": 0}, {"kind": "close", "count": -1},
+            {"kind": "close", "met": -1},
         ]
         rows = [{"colour": 1}, {"units": {}}, {"listen": [{}]}, {"listen": [{"tcp": "5001"}]},
                 {"listen": [{"tcp": "a:1", "pty": ""}]}, {"specials": [{"id": 1}]},
                 {"specials": [{"id": 1, "answer": "a,b"}]}, {"devices": []}, {"devices": [{}], "units": []},
                 {"faults": [{}]}, {"faults": [{"kind": "lost"}]}, {"faults": [{"kind": "close", "chance": 2}]},
-                {"faults": [{"script": ["lost"]}]}] + [{"units": [row]} for row in unit_rows]
+                {"faults": [{"script": ["lost"]}]}, [], 5, {"seed": 4294967296}, {"clock": -1}, {"bandwidth": 0},
+                {"maxPartSize": 0}, {"limits": {"connections": 0}}, {"limits": {"messageSize": 16777217}},
+                {"specials": [{"id": 2147483648, "answer": ""}]}, {"listen": [{"tcp": "a:1", "baud": 9600}]},
+                {"listen": [{"serial": "a", "baud": 0}]}]
+        rows += [{"units": [row]} for row in unit_rows] + [{"faults": [row]} for row in rule_rows]
         for row in rows:
             with self.subTest(row):
                 with self.assertRaises(jsonschema.ValidationError):
@@ -437,7 +539,7 @@ class Places(DeviceTest):
         self.assertEqual(json.loads(device.value("addresses")), device.places)
         self.assertEqual(device.value("--device", "one", "get", "level"), "7")
         self.assertEqual(device.ctl("--device", "three", "get", "level").stderr,
-                         "korvin-device: device: no device has this name\n")
+                         'korvin-device: device: there is no "three"\n')
 
 
 class Running(DeviceTest):
@@ -453,6 +555,8 @@ class Running(DeviceTest):
         run = device.ctl("set", "level", "70000")
         self.assertEqual((run.returncode, run.stdout), (1, ""))
         self.assertEqual(run.stderr, "korvin-device: value: not a whole number from 0 to 65535\n")
+        self.assertEqual(device.ctl("set", "\x1b[31m", "1").stderr,
+                         'korvin-device: range: there is no "\\u001b[31m"\n')
         statistics = json.loads(device.value("statistics"))
         self.assertEqual((statistics["requests"], statistics["connections"]), (1, 1))
         self.assertEqual(device.value("faults"), "[]")
@@ -462,15 +566,37 @@ class Running(DeviceTest):
         self.assertEqual(device.value("quit"), "")
         self.assertEqual(device.process.wait(10), 0)
 
+    def test_ctl_takes_values_of_every_type(self):
+        rows = [
+            ("int16", "-1", "-1"), ("int16", "0x10", "16"), ("int16", "-0", "0"), ("float32", "-1.5", "-1.5"),
+            ("float32", "2", "2"), ("uint64", "18446744073709551615", "18446744073709551615"),
+            ("text", "12", "12"), ("text", "01", "01"), ("text", "1e2", "1e2"), ("text", "true", "true"),
+            ("text", '"1"', "1"), ("text", "-.5", "-.5"), ("list", "[1, 2]", "[1,2]"), ("list", "3", "[3,3]"),
+        ]
+        types = [{"type": "int16"}, {"type": "float32"}, {"type": "uint64"}, {"type": "text", "size": 4},
+                 {"type": "uint8", "repeat": 2, "name": "list"}]
+        device = self.start({"units": [{"ranges": [
+            {"name": one["type"], "address": 16 * number, **one} for number, one in enumerate(types)]}]})
+        for name, written, value in rows:
+            with self.subTest(name=name, written=written):
+                self.assertEqual(device.value("set", name, written), "")
+                self.assertEqual(device.value("get", name), value)
+        self.assertEqual(device.value("--", "set", "int16", "-7"), "")
+        self.assertEqual(device.value("get", "int16"), "-7")
+        self.assertEqual(device.ctl("set", "text", "-x").stderr,
+                         "korvin-device: -x: no such option; --help lists them\n")
+
     def test_the_control_connection_takes_lines_of_json(self):
         device = self.start(CONFIGURATION)
         with socket.socket(socket.AF_UNIX) as connection:
             connection.connect(device.control)
-            connection.sendall(b'{"command": "get", "range": "level"}\nx\n[]\n')
+            connection.sendall(b'{"command": "get", "range": "level"}\nx\n[]\n{"command": "stop"}\n')
             stream = connection.makefile("rb")
             self.assertEqual(stream.readline(), b'{"value":7}\n')
             self.assertEqual(stream.readline(), b'{"error":"illegal value"}\n')
             self.assertEqual(stream.readline(), b'{"error":"not an object"}\n')
+            self.assertEqual(stream.readline(), b'{"error":"command: not one of get, set, faults, statistics, '
+                                                b'addresses, save, reload, quit"}\n')
             with contextlib.suppress(ConnectionError):
                 connection.sendall(b"x" * 1200000)
             device.wait_for_log("control connection closed: a line is longer than 1 MiB")
@@ -543,6 +669,26 @@ class Running(DeviceTest):
         self.assertEqual(len(shown), 3, run.stderr)
         self.assertIn("PackageRequestReadData", shown[0])
         self.assertIn("PackageRequestReadData", shown[1])
+
+    def test_a_trace_to_standard_output_comes_at_once(self):
+        device = self.start(CONFIGURATION, "--framing", "lines", "--trace", "-")
+        self.lines(device)(READ_LEVEL)
+        self.assertTrue(select.select([device.process.stdout], [], [], 5)[0])
+        self.assertIn(" -> ", device.process.stdout.readline())
+        self.assertIn(" <- ", device.process.stdout.readline())
+
+    def test_a_tag_forges_no_line_of_the_journal(self):
+        device = self.start(CONFIGURATION, "--journal", "journal")
+        tags = (b"a\nPackageRequestWriteData fake 0", b"%1", b"%2\x1b[31m")
+        for tag in tags:
+            record = READ_LEVEL.encode().replace(b",t,", b"," + tag + b",")
+            with device.connect() as connection, connection.makefile("rb") as stream:
+                connection.sendall(prefixed(b"text PackageRequestReadData " + record))
+                self.assertEqual(len(stream.read(4)), 4)
+        self.assertEqual((self.folder / "journal").read_text("utf-8"),
+                         "PackageRequestReadData a\\u000aPackageRequestWriteData fake 0 0\n"
+                         "PackageRequestReadData %1 0\n"
+                         "PackageRequestReadData %2\\u001b[31m 0\n")
 
     def test_a_full_disk_does_not_stop_the_trace_silently(self):
         for option in ("--trace", "--pcap", "--journal"):
@@ -900,8 +1046,8 @@ class Limits(DeviceTest):
     def test_what_is_no_message_closes_its_connection_with_a_reason(self):
         device = self.start(CONFIGURATION)
         rows = [
-            (prefixed(b"nonsense"), "no message begins so"),
-            (prefixed(b"frame Nothing x"), "no message begins so"),
+            (prefixed(b"nonsense"), "not a message: it does not begin with a form and a class"),
+            (prefixed(b"frame Nothing x"), "not a message: it does not begin with a form and a class"),
             (prefixed(b"frame PackageRequestReadData x"), "refused: "),
             (b"\xff\xff\xff\xff", "a message is too long"),
             (b"\x05\x00\x00\x00ab", "the stream ended inside a message"),

@@ -512,8 +512,10 @@ void runGarbage(System *system, const Settings &settings, Verdict *verdict)
     std::generate(noise.begin(), noise.end(), [&] { return static_cast<char>(engine()); });
     const QByteArray brokenFrame = "frame PackageRequestRead " + QByteArray(5, '\0');
     const Row toProxy[] = {
-        {"a web browser", "GET / HTTP/1.1\r\nHost: x\r\n\r\n", "no message begins so"},
-        {"noise in a line", noise.replace('\n', ' ') + '\n', "no message begins so"},
+        {"a web browser", "GET / HTTP/1.1\r\nHost: x\r\n\r\n",
+         "not a message: it does not begin with a form and a class"},
+        {"noise in a line", noise.replace('\n', ' ') + '\n',
+         "not a message: it does not begin with a form and a class"},
         {"a broken record", "text PackageRequestRead 1,2,3\n", "refused: too few"},
         {"a number that is none",
          "text PackageRequestRead 1,device0,0,0,255,0,0,0,0,0,read,x,t,ok,ok,1,data\n",
@@ -526,7 +528,8 @@ void runGarbage(System *system, const Settings &settings, Verdict *verdict)
         {"a web browser", "GET / HTTP/1.1\r\nHost: x\r\n\r\n", "a message is too long"},
         {"noise", noise, "a message is too long"},
         {"a broken frame", QByteArray("\x1E\0\0\0", 4) + brokenFrame, "refused: "},
-        {"an unknown class", QByteArray("\x0A\0\0\0frame Nix ", 14), "no message begins so"},
+        {"an unknown class", QByteArray("\x0A\0\0\0frame Nix ", 14),
+         "not a message: it does not begin with a form and a class"},
         {"half a message", QByteArray("\x0A\0\0\0frame", 9),
          "the rest of a message did not come in time"},
     };

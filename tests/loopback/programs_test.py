@@ -237,7 +237,7 @@ class Options(LoopbackTest):
         (DEVICE, ["--seed", "x"], '--seed: "x" is not a number from 0 to 4294967295'),
         (DEVICE, ["--config", "/nowhere"], "/nowhere: No such file or directory"),
         (DEVICE, ["--journal", "/nowhere/j"], "cannot write /nowhere/j: No such file or directory"),
-        (DEVICE, ["more"], "more: one argument too many"),
+        (DEVICE, ["more"], "more: no such command; --help lists them"),
         (PROXY, ["--port", "abc", "d=127.0.0.1:1"], '--port: "abc" is not a number from 0 to 65535'),
         (PROXY, ["--address", "::x", "d=127.0.0.1:1"], '--address: "::x" is not an IP address'),
         (PROXY, ["--serial-numbers", "0", "d=127.0.0.1:1"],

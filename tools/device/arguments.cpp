@@ -1,5 +1,7 @@
 #include "arguments.h"
 
+#include <korvininspect/inputtext.h>
+
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFileInfo>
 
@@ -16,10 +18,16 @@ namespace {
 
 } // namespace
 
+void report(const QString &message)
+{
+    constexpr int LongestLine = 4000;
+    std::fprintf(stderr, "%s: %s\n", qUtf8Printable(QCoreApplication::applicationName()),
+                 qUtf8Printable(KorvinInspect::printable(message, LongestLine)));
+}
+
 void fail(const QString &message)
 {
-    std::fprintf(stderr, "%s: %s\n", qUtf8Printable(QCoreApplication::applicationName()),
-                 qUtf8Printable(message));
+    report(message);
     std::exit(2);
 }
 

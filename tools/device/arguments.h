@@ -9,14 +9,17 @@
 /// What users say on the command line. Each operation ends the program with one line and status 2
 /// where it is not what is expected: nothing is guessed.
 
+/// Prints a line on standard error.
+void report(const QString &message);
+
 /// Ends the program with a line on standard error.
 [[noreturn]] void fail(const QString &message);
 
 /// Prints to standard output, at once; ends the program where that fails.
 void print(const QString &text);
 
-/// Reads the arguments of the program, or of one of its commands: the first is its name in the help.
-/// Ends the program after it has printed the help or the version.
+/// Reads the arguments of the program, or of one of its commands: the first is its name in the
+/// help. Ends the program after it has printed the help or the version.
 void parse(QCommandLineParser *parser, const QStringList &arguments);
 
 /// Reads a whole number, decimal or hexadecimal after "0x".

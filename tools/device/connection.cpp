@@ -232,7 +232,7 @@ void Connection::deliver(const QByteArray &bytes)
     if (message)
         Q_EMIT received(*message);
     else
-        close(QStringLiteral("no message begins so"));
+        close(QStringLiteral("not a message: it does not begin with a form and a class"));
 }
 
 void Connection::watch()

@@ -29,8 +29,8 @@ std::unique_ptr<KorvinExchange::Framing> makeFraming(FramingKind kind, int messa
                                                      KorvinInspect::Direction direction,
                                                      std::chrono::milliseconds deadline);
 
-/// Returns a message that a framing has found; nothing for what is none. The class of a Linux frame
-/// is guessed, as for a request.
+/// Returns a message that a framing has found; nothing if it is not a message. The class
+/// of a Linux frame is guessed, as for a request.
 std::optional<Message> messageIn(const QByteArray &bytes, FramingKind kind);
 
 /// Lets small messages of a socket go at once, and the kernel hold back a peer that sends much.

@@ -2,9 +2,13 @@
 
 #include "arguments.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonDocument>
 #include <QtNetwork/QLocalSocket>
+
+#include <sys/stat.h>
+#include <sys/un.h>
 
 namespace {
 
@@ -25,10 +29,9 @@ void ControlServer::open(const QString &path)
 {
     if (path.isEmpty())
         return;
-    const QString name = QFileInfo(path).absoluteFilePath();
-    removeStaleSocket(name);
-    if (!m_server.listen(name))
-        fail(QStringLiteral("cannot listen on %1: %2").arg(path, m_server.errorString()));
+    const QString fault = listenOn(&m_server, path);
+    if (!fault.isEmpty())
+        fail(QStringLiteral("cannot listen on %1: %2").arg(path, fault));
 }
 
 void ControlServer::accept()
@@ -75,10 +78,26 @@ QJsonObject ControlServer::answerTo(const QByteArray &line) const
     return {{QStringLiteral("error"), what}};
 }
 
-void removeStaleSocket(const QString &path)
+QString listenOn(QLocalServer *server, const QString &path)
 {
-    QLocalSocket probe;
-    probe.connectToServer(path);
-    if (probe.error() == QLocalSocket::ConnectionRefusedError)
-        QLocalServer::removeServer(path);
+    const QString name = QFileInfo(path).absoluteFilePath();
+    const QByteArray encoded = QFile::encodeName(name);
+    struct stat file = {};
+    if (encoded.size() >= static_cast<int>(sizeof sockaddr_un::sun_path))
+        return QStringLiteral("the path of a socket has at most %1 bytes")
+            .arg(sizeof sockaddr_un::sun_path - 1);
+    if (::lstat(encoded.constData(), &file) == 0) {
+        // A file, and a socket in use, are not to be replaced.
+        QLocalSocket probe;
+        if (S_ISSOCK(file.st_mode))
+            probe.connectToServer(name);
+        if (probe.error() != QLocalSocket::ConnectionRefusedError)
+            return S_ISSOCK(file.st_mode) ? QStringLiteral("in use")
+                                          : QStringLiteral("there is a file that is not a socket");
+        QLocalServer::removeServer(name);
+    }
+    if (server->listen(name))
+        return {};
+    return QFileInfo(name).dir().exists() ? server->errorString().section(QLatin1String(": "), -1)
+                                          : QStringLiteral("there is no such folder");
 }

@@ -32,8 +32,10 @@ private:
     int m_connections = 0;
 };
 
-/// Removes the file of a socket on which nobody listens any more.
-void removeStaleSocket(const QString &path);
+/// Listens on a local socket, in place of one on which nobody listens any more.
+///
+/// @return what is wrong; empty on success.
+QString listenOn(QLocalServer *server, const QString &path);
 
 /// Runs "korvin-device ctl": sends a command to a device and prints its answer.
 ///

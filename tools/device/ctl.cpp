@@ -6,18 +6,22 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QRegularExpression>
 #include <QtNetwork/QLocalSocket>
 
 namespace {
 
 constexpr int Patience = 10000; // milliseconds
 
-/// Returns the value that a text stands for: JSON, or else the text itself.
+/// Returns the value that a text stands for: a list or a text in JSON, or else the text itself,
+/// which a range of numbers takes as well.
 QJsonValue valueOf(const QString &text)
 {
     const QByteArray list = '[' + text.toUtf8() + ']';
     const QJsonArray values = QJsonDocument::fromJson(list).array();
-    return values.size() == 1 ? values.first() : QJsonValue(text);
+    const bool isJson =
+        values.size() == 1 && (values.first().isArray() || values.first().isString());
+    return isJson ? values.first() : QJsonValue(text);
 }
 
 void takeRange(const QString &text, QJsonObject *command)
@@ -39,6 +43,16 @@ QJsonValue faultsOf(const QString &text)
     return QJsonArray{
         QJsonObject{{QStringLiteral("kind"), QStringLiteral("any")},
                     {QStringLiteral("chance"), shareFrom(QStringLiteral("faults"), text)}}};
+}
+
+/// Returns arguments of which negative numbers, and what comes after them, are not options.
+QStringList withoutNegativeOptions(QStringList arguments)
+{
+    static const QRegularExpression number(QStringLiteral("-[.0-9].*"));
+    const auto first = static_cast<int>(arguments.indexOf(number));
+    if (first >= 0 && !arguments.contains(QStringLiteral("--")))
+        arguments.insert(first, QStringLiteral("--"));
+    return arguments;
 }
 
 struct Usage
@@ -91,16 +105,31 @@ QJsonObject commandOf(const QStringList &words)
     return command;
 }
 
+/// Returns why a connection has failed.
+QString describe(const QLocalSocket &socket)
+{
+    switch (socket.error()) {
+    case QLocalSocket::ServerNotFoundError:
+        return QStringLiteral("there is no such socket");
+    case QLocalSocket::ConnectionRefusedError:
+        return QStringLiteral("no device listens there");
+    case QLocalSocket::PeerClosedError:
+        return QStringLiteral("the device has closed the connection");
+    default:
+        return socket.errorString().section(QLatin1String(": "), -1);
+    }
+}
+
 QJsonObject exchange(const QString &path, const QJsonObject &command)
 {
     QLocalSocket socket;
     socket.connectToServer(QFileInfo(path).absoluteFilePath());
     if (!socket.waitForConnected(Patience))
-        fail(QStringLiteral("%1: %2").arg(path, socket.errorString()));
+        fail(QStringLiteral("%1: %2").arg(path, describe(socket)));
     socket.write(QJsonDocument(command).toJson(QJsonDocument::Compact) + '\n');
     while (!socket.canReadLine()) {
         if (!socket.waitForReadyRead(Patience))
-            fail(QStringLiteral("%1: no answer: %2").arg(path, socket.errorString()));
+            fail(QStringLiteral("%1: no answer: %2").arg(path, describe(socket)));
     }
     return QJsonDocument::fromJson(socket.readLine()).object();
 }
@@ -132,7 +161,7 @@ int runControl(const QStringList &arguments)
     parser.addPositionalArgument(QStringLiteral("SOCKET"),
                                  QStringLiteral("That of --control of the device."));
     parser.addPositionalArgument(QStringLiteral("COMMAND"), QStringLiteral("One of these:") + list);
-    parse(&parser, arguments);
+    parse(&parser, withoutNegativeOptions(arguments));
     const QStringList words = parser.positionalArguments();
     if (words.size() < 2)
         fail(QStringLiteral("SOCKET COMMAND expected; ctl --help lists the commands"));
@@ -141,8 +170,7 @@ int runControl(const QStringList &arguments)
         command.insert(QStringLiteral("device"), parser.value(device));
     const QJsonObject answer = exchange(words.first(), command);
     if (answer.contains(QLatin1String("error"))) {
-        std::fprintf(stderr, "korvin-device: %s\n",
-                     qUtf8Printable(answer.value(QLatin1String("error")).toString()));
+        report(answer.value(QLatin1String("error")).toString());
         return 1;
     }
     if (answer.size() == 1)

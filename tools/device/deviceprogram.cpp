@@ -87,6 +87,18 @@ QString replaceFile(const QString &fileName, const QByteArray &contents)
     return {};
 }
 
+QString checkReplacing(const QString &fileName)
+{
+    const QFileInfo info(fileName);
+    const bool isReplaced = info.isFile() || !info.exists();
+    const QString place = isReplaced ? info.absolutePath() + QLatin1String("/.") : fileName;
+    if (info.isDir())
+        errno = EISDIR;
+    else if (::access(QFile::encodeName(place).constData(), W_OK) == 0)
+        return {};
+    return QStringLiteral("cannot write %1: %2").arg(fileName, systemError());
+}
+
 DeviceProgram::DeviceProgram(const ProgramOptions &options, RequestLog *log)
     : m_options(options)
     , m_log(log)
@@ -161,9 +173,8 @@ QString DeviceProgram::reload()
         return fault;
     if (devices.size() != m_servers.size()) {
         return QStringLiteral("%1: there are %2 devices, not %3")
-            .arg(m_options.configuration)
-            .arg(devices.size())
-            .arg(m_servers.size());
+            .arg(m_options.configuration, QString::number(devices.size()),
+                 QString::number(m_servers.size()));
     }
     for (std::size_t i = 0; i < devices.size(); ++i)
         m_servers[i]->replace(adjusted(std::move(devices[i])));
@@ -233,9 +244,16 @@ QJsonObject DeviceProgram::carryOut(const QJsonObject &command)
             : save(command.value(QLatin1String("file")).toString());
         return fault.isEmpty() ? QJsonObject() : error(fault);
     }
-    DeviceServer *server = named(command.value(QLatin1String("device")).toString());
+    static const QStringList ofDevices{QStringLiteral("get"), QStringLiteral("set"),
+                                       QStringLiteral("faults"), QStringLiteral("statistics")};
+    if (!ofDevices.contains(word)) {
+        return error(QStringLiteral("command: not one of get, set, faults, statistics, addresses, "
+                                    "save, reload, quit"));
+    }
+    const QString name = command.value(QLatin1String("device")).toString();
+    DeviceServer *server = named(name);
     if (!server)
-        return error(QStringLiteral("device: no device has this name"));
+        return error(QStringLiteral("device: there is no \"%1\"").arg(name));
     QJsonObject ofDevice = command;
     ofDevice.remove(QStringLiteral("device"));
     QJsonObject result = server->device().control(ofDevice);

@@ -30,6 +30,11 @@ QString loadDevices(const QString &fileName,
 /// @return what is wrong; empty on success.
 QString replaceFile(const QString &fileName, const QByteArray &contents);
 
+/// Looks at whether replaceFile() has a place to write to.
+///
+/// @return what is wrong; empty on success.
+QString checkReplacing(const QString &fileName);
+
 /// The devices of a configuration, and what can be done with them while they run.
 class DeviceProgram : public QObject
 {

@@ -50,7 +50,7 @@ QString DeviceServer::open(const std::vector<Endpoint> &endpoints)
         auto *listener = new Listener(endpoint, this);
         const QString fault = listener->open();
         if (!fault.isEmpty())
-            return QStringLiteral("cannot listen on %1: %2").arg(endpoint.place, fault);
+            return fault;
         connect(listener, &Listener::arrived, this,
                 [=](QIODevice *device, const QString &peer) { accept(listener, device, peer); });
         m_listeners.push_back(listener);
@@ -69,8 +69,7 @@ QStringList DeviceServer::addresses() const
 void DeviceServer::replace(ConfiguredDevice device)
 {
     m_device = std::move(device);
-    if (m_log->hasJournal())
-        m_device.setObserver([this](const PackageBase &request) { m_log->addCarriedOut(request); });
+    m_device.setObserver([this](const PackageBase &request) { m_log->addCarriedOut(request); });
 }
 
 ConfiguredDevice &DeviceServer::device()

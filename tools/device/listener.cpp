@@ -23,9 +23,14 @@ Listener::Listener(const KorvinSimulator::Endpoint &endpoint, QObject *parent)
 
 QString Listener::open()
 {
-    if (m_endpoint.kind == QLatin1String("tcp"))
-        return openTcp();
-    return m_endpoint.kind == QLatin1String("unix") ? openUnix() : openTerminal();
+    const bool isTcp = m_endpoint.kind == QLatin1String("tcp");
+    const QString fault = isTcp                    ? openTcp()
+        : m_endpoint.kind == QLatin1String("unix") ? openUnix()
+                                                   : openTerminal();
+    if (fault.isEmpty())
+        return {};
+    const QString port = isTcp ? QStringLiteral(":%1").arg(m_endpoint.port) : QString();
+    return QStringLiteral("cannot listen on %1: %2").arg(m_endpoint.place + port, fault);
 }
 
 QString Listener::openTcp()
@@ -58,11 +63,11 @@ QString Listener::openUnix()
     server->setMaxPendingConnections(Backlog);
     connect(server, &QLocalServer::newConnection, this, [=] {
         while (QLocalSocket *socket = server->nextPendingConnection())
-            Q_EMIT arrived(socket, QStringLiteral("%1#%2").arg(m_address).arg(++m_arrivals));
+            Q_EMIT arrived(socket,
+                           QStringLiteral("%1#%2").arg(m_address, QString::number(++m_arrivals)));
     });
     m_address = QFileInfo(m_endpoint.place).absoluteFilePath();
-    removeStaleSocket(m_address);
-    return server->listen(m_address) ? QString() : server->errorString();
+    return listenOn(server, m_address);
 }
 
 QString Listener::openTerminal()

@@ -64,13 +64,32 @@ void addOptions(QCommandLineParser *parser, Command command)
     }
 }
 
-void refuseOthers(const QCommandLineParser &parser, Command command)
+/// Refuses a word that is not a file, and not the first one as commands are.
+void refuseWord(const QString &word)
+{
+    for (const char *command : {"ctl", "record", "replay"}) {
+        if (word == QLatin1String(command))
+            fail(QStringLiteral("%1: a command comes before all options").arg(word));
+    }
+    fail(QStringLiteral("%1: no such command; --help lists them").arg(word));
+}
+
+void checkOptions(const QCommandLineParser &parser, Command command)
 {
     for (const Option &option : Options) {
         const QString name = QString::fromLatin1(option.name);
+        const QStringList values = parser.values(name);
         if ((option.commands & command) == 0 && parser.isSet(name))
             fail(QStringLiteral("--%1: not an option of this command").arg(name));
+        if (values.size() > 1)
+            fail(QStringLiteral("--%1: more than once").arg(name));
+        const QLatin1String value(option.value);
+        const bool isPlace = value == QLatin1String("file") || value == QLatin1String("path");
+        if (isPlace && values.contains(QString()))
+            fail(QStringLiteral("--%1: empty").arg(name));
     }
+    if (parser.isSet(QStringLiteral("baud")) && !parser.isSet(QStringLiteral("serial")))
+        fail(QStringLiteral("--baud: only with --serial"));
 }
 
 QString framingFrom(const QCommandLineParser &parser, const char *usual)
@@ -146,17 +165,27 @@ ProgramOptions optionsFrom(const QCommandLineParser &parser)
     return options;
 }
 
-void openLogs(const QCommandLineParser &parser, RequestLog *log)
+/// Opens the files of the log. Returns what is wrong; empty on success.
+QString openLogs(const QCommandLineParser &parser, RequestLog *log)
 {
+    QString fault;
     const auto open = [&](const char *name, QString (RequestLog::*openFile)(const QString &)) {
         const QString fileName = parser.value(QLatin1String(name));
-        const QString fault = fileName.isEmpty() ? QString() : (log->*openFile)(fileName);
-        if (!fault.isEmpty())
-            fail(fault);
+        if (fault.isEmpty() && !fileName.isEmpty())
+            fault = (log->*openFile)(fileName);
     };
     open("trace", &RequestLog::openTrace);
     open("pcap", &RequestLog::openCapture);
     open("journal", &RequestLog::openJournal);
+    return fault;
+}
+
+/// Reports what has gone wrong while places are open: their files are removed on return. Returns
+/// the exit status.
+int failed(const QString &fault)
+{
+    report(fault);
+    return 2;
 }
 
 /// Returns the argument of a command that takes one file.
@@ -181,15 +210,15 @@ int runRecorder(const QCommandLineParser &parser, const Detachment &detachment)
     if (endpoints.empty())
         endpoints.push_back(tcpFrom(parser));
     RecordingWriter recording;
-    const QString fault = recording.open(fileName);
-    if (!fault.isEmpty())
-        fail(fault);
     Recorder recorder(upstream, &recording);
     for (const KorvinSimulator::Endpoint &endpoint : endpoints)
         recorder.open(endpoint);
     ControlServer control([&](const QJsonObject &command) { return recorder.carryOut(command); },
                           nullptr);
     control.open(parser.value(QStringLiteral("control")));
+    const QString fault = recording.open(fileName); // last: it empties the file
+    if (!fault.isEmpty())
+        return failed(fault);
     handleTermination([] { QCoreApplication::quit(); });
     recorder.announce();
     detachment.complete();
@@ -214,25 +243,28 @@ int runDevice(const QCommandLineParser &parser, const Detachment &detachment, bo
     ProgramOptions options = optionsFrom(parser);
     if (isReplay)
         options.recording = fileFrom(parser);
-    else if (!parser.positionalArguments().isEmpty())
-        fail(QStringLiteral("%1: one argument too many").arg(parser.positionalArguments().first()));
+    QString fault = options.saved.isEmpty() ? QString() : checkReplacing(options.saved);
+    if (!fault.isEmpty())
+        fail(fault);
     RequestLog log;
-    openLogs(parser, &log);
     DeviceProgram program(options, &log);
     program.start();
+    fault = openLogs(parser, &log); // last: it empties files
+    if (!fault.isEmpty())
+        return failed(fault);
     handleTermination([] { QCoreApplication::quit(); },
                       [&] {
-                          const QString fault = program.reload();
+                          const QString wrong = program.reload();
                           qInfo("%s",
-                                fault.isEmpty() ? "the configuration has been read again"
-                                                : qUtf8Printable(fault));
+                                wrong.isEmpty() ? "the configuration has been read again"
+                                                : qUtf8Printable(wrong));
                       });
     program.announce();
     detachment.complete();
     const int status = QCoreApplication::exec();
-    const QString fault = options.saved.isEmpty() ? QString() : program.save();
+    fault = options.saved.isEmpty() ? QString() : program.save();
     if (!fault.isEmpty())
-        fail(fault);
+        return failed(fault);
     return isReplay ? reportUnknown(program.recording()) : status;
 }
 
@@ -271,7 +303,9 @@ int main(int argc, char *argv[])
     if (command != Simulate)
         parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("The recording."));
     parse(&parser, arguments);
-    refuseOthers(parser, command);
+    if (command == Simulate && !parser.positionalArguments().isEmpty())
+        refuseWord(parser.positionalArguments().first());
+    checkOptions(parser, command);
     if (command == Record)
         return runRecorder(parser, detachment);
     return runDevice(parser, detachment, command == Replay);

@@ -14,7 +14,7 @@ void Recorder::open(const KorvinSimulator::Endpoint &endpoint)
     auto *listener = new Listener(endpoint, this);
     const QString fault = listener->open();
     if (!fault.isEmpty())
-        fail(QStringLiteral("cannot listen on %1: %2").arg(endpoint.place, fault));
+        fail(fault);
     connect(listener, &Listener::arrived, this,
             [=](QIODevice *client, const QString &peer) { accept(listener, client, peer); });
     m_listeners.push_back(listener);

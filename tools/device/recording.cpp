@@ -107,7 +107,7 @@ QString Recording::read(const QString &fileName)
             ? QStringLiteral("not a recording: {\"recording\":1} expected")
             : addLine(line);
         if (!fault.isEmpty())
-            return QStringLiteral("%1:%2: %3").arg(fileName).arg(number).arg(fault);
+            return QStringLiteral("%1:%2: %3").arg(fileName, QString::number(number), fault);
     }
     return {};
 }

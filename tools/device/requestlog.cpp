@@ -9,10 +9,14 @@
 #include <QtCore/QDateTime>
 #include <QtCore/QStringList>
 
+#include <unistd.h>
+
 using namespace KorvinExchange;
 using namespace KorvinInspect;
 
 namespace {
+
+constexpr int LongestLine = 4000;
 
 QString cannotWrite(const QFile &file)
 {
@@ -23,7 +27,7 @@ QString openFile(QFile &file, const QString &fileName, QIODevice::OpenMode mode)
 {
     file.setFileName(fileName);
     const bool isOpen = fileName == QLatin1String("-")
-        ? file.open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered)
+        ? file.open(STDOUT_FILENO, QIODevice::WriteOnly | QIODevice::Unbuffered)
         : file.open(mode | QIODevice::Unbuffered);
     return isOpen ? QString() : cannotWrite(file);
 }
@@ -86,7 +90,6 @@ void RequestLog::addReply(const Message &message, const QString &peer)
 void RequestLog::add(const TraceEntry &entry, const QString &peer, const QString &remark)
 {
     constexpr double Second = 1e6;
-    constexpr int LongestLine = 4000;
     TraceEntry timed = entry;
     timed.time = timeSinceStart();
     if (m_capture.isOpen())
@@ -116,11 +119,12 @@ void RequestLog::add(const TraceEntry &entry, const QString &peer, const QString
 
 void RequestLog::addCarriedOut(const PackageBase &request)
 {
-    write(m_journal,
-          QStringLiteral("%1 %2 %3\n")
-              .arg(classOf(request).name, request.getTag())
-              .arg(request.getPackResult())
-              .toUtf8());
+    if (!m_journal.isOpen())
+        return;
+    const QString line = QStringLiteral("%1 %2 %3\n")
+                             .arg(classOf(request).name, printable(request.getTag(), LongestLine),
+                                  QString::number(request.getPackResult()));
+    write(m_journal, line.toUtf8());
 }
 
 void RequestLog::write(QFile &file, const QByteArray &bytes)

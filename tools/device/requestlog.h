@@ -41,8 +41,6 @@ public:
     /// Adds a line to the journal.
     void addCarriedOut(const PackageBase &request);
 
-    bool hasJournal() const { return m_journal.isOpen(); }
-
 private:
     void add(const KorvinExchange::TraceEntry &entry, const QString &peer,
              const QString &remark = {});

@@ -133,9 +133,9 @@ SerialTerminal::~SerialTerminal()
 /// gone: a terminal may be called readable and have nothing.
 void SerialTerminal::onReadable()
 {
-    constexpr int PieceSize = 4096;
-    char piece[PieceSize];
-    const ssize_t size = ::read(m_descriptor, piece, PieceSize);
+    constexpr int MostAtOnce = 4096;
+    char piece[MostAtOnce];
+    const ssize_t size = ::read(m_descriptor, piece, MostAtOnce);
     if (size < 0 && isTemporary(errno))
         return;
     m_readable.setEnabled(false);
