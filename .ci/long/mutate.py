@@ -83,7 +83,7 @@ REBUILT = {
     "tools": ["korvinpack", "korvinpack_readers_tests", "korvinpack_tests", "htmlpage_tests",
               "cppsource_tests"],
     "tools/device": ["korvin-device"],
-    "wireshark": [],
+    "wireshark": ["korvinpack", "conformance_generator"],
     "layouts": ["korvinpackage", "korvininspect"],
     "rules": ["korvinexchange"],
 }
@@ -378,7 +378,7 @@ class Judge:
         lines = original.split("\n")
         lines[number:number + before.count("\n") + 1] = after.split("\n")
         (TREE / source).write_text("\n".join(lines))
-        if self.names and not build(self.names):
+        if not build(self.names):
             return "not compiled"
         if not all(passes(*suite, timeout) for suite, timeout in self.timeouts.items()):
             return "killed"
@@ -408,11 +408,12 @@ def main():
     arguments = parsed_arguments()
     suites = LIBRARIES[arguments.library]
     sources = sources_of(arguments)
-    prepare(sorted({"all" if program == "ctest" else program for program, _ in suites}))
+    rebuilt = REBUILT.get(arguments.library, [arguments.library])
+    prepare(sorted({program for program, _ in suites if program != "ctest"} | set(rebuilt)))
     mutants_of = {"layouts": wrong_layouts, "rules": broken_rules}.get(arguments.library, candidates)
     count = len(FAULTS) if arguments.library == "rules" else arguments.count
     orders, shares = chosen(sources, mutants_of, count, arguments.seed)
-    judge = Judge(REBUILT.get(arguments.library, [arguments.library]), timeouts_of(suites))
+    judge = Judge(rebuilt, timeouts_of(suites))
     for source in sources:
         judge.judge(source, orders[source], shares[source])
 

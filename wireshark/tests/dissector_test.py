@@ -685,4 +685,4 @@ if __name__ == "__main__":
     if not shutil.which("tshark"):
         print("tshark is missing")
         sys.exit(77)
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1], failfast="GTEST_FAIL_FAST" in os.environ)
