@@ -473,7 +473,7 @@ local function as_captured(scanned)
     for _, field in ipairs(scanned.fields) do
         if is_cut(field) then
             field.is_cut, field.fault = true, nil
-            field.width = math.max(0, math.min(field.width, captured - field.offset))
+            field.width = math.min(field.width, captured - field.offset)
         end
         if not field.is_cut or field.offset < captured then
             kept[#kept + 1] = field
@@ -634,6 +634,13 @@ local function split(text, separator, offset, most)
     end
 end
 
+-- Returns the length of a text in UTF-16, in which the library counts.
+local function utf16_length(text)
+    local _, inner = text:gsub("[\128-\191]", "")
+    local _, surrogates = text:gsub("[\240-\244]", "")
+    return #text - inner + surrogates
+end
+
 local function count_of(text, separator)
     return select(2, text:gsub("%" .. separator, "")) + 1
 end
@@ -641,7 +648,7 @@ end
 -- Returns the number of a column as decoders parse it: 0 for any other text, and out of the range.
 local function parsed(text, low, high)
     local sign, digits = text:match("^[ \t\n\v\f\r]*([+-]?)(%d+)[ \t\n\v\f\r]*$")
-    if not digits or (sign == "-" and low == 0) then
+    if not digits then
         return 0
     end
     local value = tonumber(digits)
@@ -1156,7 +1163,7 @@ local function weight_of_record(text, class, is_request)
         weight = weight + VALUE
     end
     local plain = column_weights(text, class, is_request)
-    if math.abs(missing) ~= 1 or #text > MOST_SHIFTED then
+    if math.abs(missing) ~= 1 or utf16_length(text) > MOST_SHIFTED then
         return weight + sum_of(plain)
     end
     local shifted = missing > 0 and "," .. text or text:sub((text:find(",", 1, true) or 0) + 1)

@@ -440,6 +440,33 @@ class DissectorTest(unittest.TestCase):
         self.assertEqual(self.shown_value(packet, "class"), ["PackageRequestReadFile"])
         self.assertEqual(self.shown_value(packet, "fileNameWithPath"), ["ab"])
 
+    def test_a_byte_order_mark_is_a_fault(self):
+        """Which the library drops, so that no encoder writes it; elsewhere U+FEFF is a character."""
+        rest = bytes.fromhex("0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800")
+        keys = [b"\xEF\xBB\xBFa", b"a\xEF\xBB\xBF"]
+        packets = self.dissect([captures.udp(b"\0\4\0" + key + rest, PORTS["PackageBase"], True)
+                                for key in keys])
+        self.assertEqual([faults_of(packet.find(".//field[@name='korvinpackage.deviceKey']"))
+                          for packet in packets], [["the text is not UTF-8"], []])
+
+    def test_what_is_lost_is_looked_for_in_4096_bytes_or_characters(self):
+        """A write of data that lacks a column or byte is taken for another class where it is larger."""
+        frame = bytes.fromhex("0000 03000000 0700 01 02 03 0500 01 06 0700 0800 00 00 03000000 616263")
+        packets = []
+        for size in (4096, 4097):
+            for key in "kä\U0001F600":  # the library counts UTF-16
+                count = size - 50
+                text = key * (count // 2) + "." * (count % 2) if key > "\uFFFF" else key * count
+                record = text + ",1,2,3,4,5,6,7,8,write,9,t,ok,ok,true,data,2,25/26"
+                self.assertEqual(len(record.encode("utf-16-le")), 2 * size)
+                packets.append(captures.udp(record.encode(), 5000 + len(packets), True))
+            length = size - 3 - len(frame)
+            packets.append(captures.udp(b"\0" + length.to_bytes(2, "little") + b"k" * length + frame,
+                                        5000 + len(packets), True))
+        shown = [self.shown_value(packet, "class") == ["PackageRequestWriteData"]
+                 for packet in self.dissect(packets, ["udp_ports:5000-5010"], decode_as=[])]
+        self.assertEqual(shown, 4 * [True] + 4 * [False])
+
     def test_replies_are_tied_to_requests(self):
         read = bytes.fromhex("0000000000030000000500" + "00" * 12 + "0300000000" + "03000000")
         short = bytes.fromhex("000500000100" + "03000000" + "01FF10")
