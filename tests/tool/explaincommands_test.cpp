@@ -334,6 +334,41 @@ TEST_F(NeedsATerminal, TablesFit)
     }
 }
 
+/// The value or its meaning, or both, are on rows of their own, which are wrapped where there is
+/// room for a word.
+TEST_F(NeedsATerminal, TablesMoveWhatDoesNotFit)
+{
+    const QString command =
+        QStringLiteral(KORVINPACK " explain --color=never --direction reply"
+                                  " --class PackageRequestReadData"
+                                  " 0005000001000C0000000102030405060708090A0B0C");
+    const QByteArray start = "    10  01 02 03 04 05 06 07 08   data";
+    const QByteArray moved = "          12 bytes  the";
+    const struct
+    {
+        int width;
+        QByteArray rows;
+    } cases[] = {
+        {89, start + "                  12 bytes          the data itself\n"},
+        {88, start + "                  12 bytes\n          the data itself\n"},
+        {72, start + "                  12 bytes\n          the data itself\n"},
+        {71, start + '\n' + moved + " data itself\n"},
+        {35, start + '\n' + moved + " data itself\n"},
+        {34, start + '\n' + moved + " data\n          itself\n"},
+        {28, start + '\n' + moved + " data\n          itself\n"},
+        {27, start + '\n' + moved + "\n          data itself\n"},
+        {26, start + '\n' + moved + "\n          data itself\n"},
+        {25, start + '\n' + moved + " data itself\n"},
+    };
+    for (const auto &row : cases) {
+        const QByteArray output =
+            shown(QStringLiteral("stty cols %1; ").arg(row.width) + command).replace('\r', "");
+        EXPECT_EQ(output.mid(output.indexOf("    10  ")).toStdString(),
+                  (row.rows + "        09 0A 0B 0C\n").toStdString())
+            << row.width;
+    }
+}
+
 TEST_F(NeedsATerminal, RecordsDoNotControlIt)
 {
     EXPECT_TRUE(shown(QStringLiteral(KORVINPACK " encode --form text --class PackageBase "
