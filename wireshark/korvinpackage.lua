@@ -540,8 +540,7 @@ local function written_at(bytes, class, is_request, place)
         return nil
     end
     for _, field in ipairs(fields) do
-        if field.name ~= "" and field.offset < place.offset + place.width
-            and place.offset < field.offset + field.width then
+        if place.offset < field.offset + field.width then
             return field.name
         end
     end
@@ -1681,11 +1680,11 @@ local function dissect_stream(tvb, pinfo, tree, class)
             pinfo.desegment_len = size and size - left or DESEGMENT_ONE_MORE_SEGMENT
             return tvb:len()
         end
-        if begin > offset then
-            tree:add_le(fields.length, tvb(offset, 4))
-        end
+        local prefix = begin > offset and tree:add_le(fields.length, tvb(offset, 4))
         if length > 0 and begin < tvb:len() then
             dissect_message(tvb, begin, length, pinfo, tree, class)
+        elseif length > 0 then
+            prefix:add_proto_expert_info(experts.cut, CUT)
         end
         offset = offset + (size or left)
     end

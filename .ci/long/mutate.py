@@ -114,6 +114,7 @@ CONDITION = re.compile(r"\bif \((?=.*\)$|.*\) \{$)")
 STATEMENT = re.compile(r"^\s+(?!return\b|break;|using\b|auto\b|const\b|static\b|case\b|template\b)"
                        r"(?:[\w:>\-.*\[\]\(\)]+(?:\(.*\)| (?:[-+|]?=) .+)|(?:\+\+|--)[\w.]+);$")
 RETURN = re.compile(r"\breturn (?=[^;]+;)")
+NOTHING = ("{}", "false", "nullptr", "0", "EXIT_SUCCESS", "QString()")  # what {} stands for
 ROW = re.compile(r"^    \{.+\},$")
 
 # The same in Lua; a call or an assignment is a statement.
@@ -206,7 +207,7 @@ def candidates(path):
             found.append((number, line, ""))
         for match in RETURN.finditer(code):
             end = code.index(";", match.end())
-            if line[match.end():end] not in ("{}", "false", "nullptr", "0", "QString()"):
+            if line[match.end():end] not in NOTHING:
                 change(match.end(), end, "{}")
     return found
 

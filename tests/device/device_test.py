@@ -178,6 +178,7 @@ class Options(DeviceTest):
             (["--framing", "raw"], '--framing: "raw" is not one of prefix, lines, linux'),
             (["--serial", "/nowhere"], "cannot listen on /nowhere: No such file or directory"),
             (["--serial", "/dev/null", "--baud", "7"], "cannot listen on /dev/null: 7 baud are not supported"),
+            (["--serial", "/dev/null", "--baud", "0x1F"], "cannot listen on /dev/null: 31 baud are not supported"),
             (["--serial", "/dev/null"], "cannot listen on /dev/null: Inappropriate ioctl for device"),
             (["--unix", "/nowhere/s"],
              "cannot listen on /nowhere/s: QLocalServer::listen: Name error"),
@@ -449,6 +450,11 @@ class Running(DeviceTest):
         self.assertEqual((run.returncode, run.stderr), (0, ""))
         self.assertEqual(self.run_device("ctl", "c", "addresses").stdout,
                          '["%s"]\n' % run.stdout.split()[-1])
+        # No terminal that is closed ends it.
+        with socket.socket(socket.AF_UNIX) as control:
+            control.connect(str(self.folder / "c"))
+            process, = struct.unpack_from("i", control.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, 12))
+        self.assertEqual(os.getsid(process), process)
         self.assertEqual(self.run_device("ctl", "c", "quit").returncode, 0)
         run = self.run_device("--detach", "--faults", "x")
         self.assertEqual((run.returncode, run.stdout), (2, ""))
@@ -850,6 +856,14 @@ class Limits(DeviceTest):
                     connection.shutdown(socket.SHUT_WR)
                 self.assertTrue(is_ended(connection))
             device.wait_for_log(reason)
+
+    def test_a_fault_after_as_many_replies_as_the_limit_closes_its_connection(self):
+        device = self.start({**CONFIGURATION, "limits": {"unsentSize": 1}})
+        with device.connect() as connection:
+            connection.sendall(prefixed(line_of(READ_LEVEL)[:-1]) + b"\xff\xff\xff\xff")
+            with connection.makefile("rb") as replies:
+                self.assertEqual(replies.read(), prefixed(line_of(LEVEL)[:-1]))
+        device.wait_for_log("a message is too long")
 
     def test_half_a_message_is_cut_after_three_seconds(self):
         device = self.start(CONFIGURATION)

@@ -440,6 +440,16 @@ class DissectorTest(unittest.TestCase):
         self.assertEqual(self.shown_value(packet, "class"), ["PackageRequestReadFile"])
         self.assertEqual(self.shown_value(packet, "fileNameWithPath"), ["ab"])
 
+    def test_a_request_announces_the_data_of_its_reply(self):
+        """Which is not missing, even if it is a single byte."""
+        header = "00 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800"
+        packets = self.dissect([captures.udp(bytes.fromhex(f"{header} {length} 00 {length}"),
+                                             PORTS["PackageRequestReadData"], True)
+                                for length in ("01000000", "03000000")])
+        for packet in packets:
+            self.assertEqual([fault for field in packet.iter("field") for fault in faults_of(field)],
+                             ["a request announces the data that its reply is to bring"])
+
     def test_a_byte_order_mark_is_a_fault(self):
         """Which the library drops, so that no encoder writes it; elsewhere U+FEFF is a character."""
         rest = bytes.fromhex("0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800")
@@ -623,6 +633,10 @@ class DissectorTest(unittest.TestCase):
             for size, packet in zip(sizes, packets):
                 with self.subTest(content=content, size=size):
                     self.assertEqual(self.shown_value(packet, "malformed"), [])
+                    marked = self.shown_value(packet, "cut") + [
+                        proto for proto in captures.packages(packet)
+                        if "[cut by the capture]" in proto.get("showname")]
+                    self.assertEqual(bool(marked), size != first)
                     shown = len(captures.packages(packet))
                     self.assertLessEqual(shown, 1 if size <= first else 2)
                     if size > first:
