@@ -95,9 +95,9 @@ class Device:
     def log(self):
         return self.log_name.read_text("utf-8")
 
-    def wait_for_log(self, text):
+    def wait_for_log(self, text, start=0):
         end = time.monotonic() + 15
-        while text not in self.log():
+        while text not in self.log()[start:]:
             if time.monotonic() > end:
                 raise AssertionError(f"{text!r} not in {self.log()[-2000:]}")
             time.sleep(0.02)
@@ -825,6 +825,11 @@ class Limits(DeviceTest):
             self.assertLess(device.processor_seconds() - begin, 0.2)
             self.assertEqual(device.log().count("refused"), 1)
             self.assertTrue(is_ended(connections[-1]))
+            connections[0].close()
+            device.wait_for_log("closed by the peer")
+            again = [stack.enter_context(device.connect()) for _ in range(2)]
+            self.assertTrue(is_ended(again[-1]))
+            self.assertEqual(device.log().count("refused"), 2)
 
     def test_few_descriptors_are_a_limit(self):
         device = self.start(CONFIGURATION, "--framing", "lines", preexec_fn=lambda: resource.setrlimit(
@@ -845,17 +850,19 @@ class Limits(DeviceTest):
         rows = [
             (prefixed(b"nonsense"), "no message begins so"),
             (prefixed(b"frame Nothing x"), "no message begins so"),
+            (prefixed(b"frame PackageBase"), "no message begins so"),
             (prefixed(b"frame PackageRequestReadData x"), "refused: "),
             (b"\xff\xff\xff\xff", "a message is too long"),
             (b"\x05\x00\x00\x00ab", "the stream ended inside a message"),
         ]
         for data, reason in rows:
+            start = len(device.log())
             with device.connect() as connection:
                 connection.sendall(data)
                 if "ended" in reason:
                     connection.shutdown(socket.SHUT_WR)
                 self.assertTrue(is_ended(connection))
-            device.wait_for_log(reason)
+            device.wait_for_log(reason, start)
 
     def test_a_fault_after_as_many_replies_as_the_limit_closes_its_connection(self):
         device = self.start({**CONFIGURATION, "limits": {"unsentSize": 1}})

@@ -440,6 +440,16 @@ class DissectorTest(unittest.TestCase):
         self.assertEqual(self.shown_value(packet, "class"), ["PackageRequestReadFile"])
         self.assertEqual(self.shown_value(packet, "fileNameWithPath"), ["ab"])
 
+    def test_an_empty_file_name_leaves_the_one_before(self):
+        """In the second half of a full reply, as decoders read it."""
+        header = "0000 0000 03000000 0700 01 02 03 04 0500 01 06 0700 0800"
+        frame = bytes.fromhex(f"01 {header} 00 01 02000000 6162 00000000"
+                              "00 01 00 00 01 00000000 00000000")
+        message = Message("frame", "PackageRequestWriteFile", "reply", frame)
+        self.assertGreater(self.compare([message]), 20)
+        packet, = self.dissect([captures.udp(frame, PORTS[message.cls], False)])
+        self.assertEqual(self.shown_value(packet, "fileNameWithPath"), ["ab", "ab"])
+
     def test_a_request_announces_the_data_of_its_reply(self):
         """Which is not missing, even if it is a single byte."""
         header = "00 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800"
