@@ -532,6 +532,39 @@ class DissectorTest(unittest.TestCase):
                          [0, 1])
         self.assertEqual([len(self.shown_value(packet, "failure")) for packet in packets], [1, 1])
 
+    def test_the_list_of_packets_says_what_each_is(self):
+        record = b"7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok"
+        header = "0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800"
+        rows = [
+            ("PackageBase", True, record, "serial 7, request of PackageBase"),
+            ("PackageBase", True, record + b",", "serial 7, request of PackageBase [malformed]"),
+            ("PackageBase", True, record[:-3], "no serial, request of PackageBase [malformed]"),
+            ("PackageBase", False, record + b",0", "serial 7, reply of PackageBase"),
+            ("PackageBase", False, record + b",9",
+             "serial 7, reply of PackageBase, acknowledge code 9, ok, ok"),
+            ("PackageBase", False, bytes.fromhex("00 0500 00 01 00"), "serial 5, short reply of PackageBase"),
+            ("PackageBase", False, bytes.fromhex("00 0500 00 05 00"),
+             "serial 5, short reply of PackageBase, acknowledge code 0, timeout, ok"),
+            ("PackageBase", False, bytes.fromhex("00 0500 00 01 04"),
+             "serial 5, short reply of PackageBase, acknowledge code 0, ok, directoryCreateErr"),
+            ("PackageBase", False, bytes.fromhex("00 0500 00 09 14"),
+             "serial 5, short reply of PackageBase, acknowledge code 0, 9, 20 [malformed]"),
+            ("PackageBase", False, bytes.fromhex(f"01 {header} 0300 0500 0000"),
+             "serial 7, full reply of PackageBase"),
+            ("PackageRequestReadData", False,
+             bytes.fromhex("55AA04050000000000000000000000000000" + "5E55"),
+             "serial 5, reply of PackageRequestReadData, status 4"),
+            ("SpecialPackageRequest", True, b"12,0,hello", "no serial, request of SpecialPackageRequest"),
+            ("PackageRequestCombination", True, b"Nothing^" + record,
+             "no serial, request of PackageRequestCombination [malformed]"),
+        ]
+        path = os.path.join(self.directory.name, "capture.pcap")
+        captures.write(path, [captures.udp(content, PORTS[name], is_request)
+                              for name, is_request, content, _ in rows])
+        self.assertEqual([(protocol, info.rstrip()) for protocol, info in
+                          captures.columns(DISSECTOR, path, DECODE_AS)],
+                         [("Korvin", info) for _, _, _, info in rows])
+
     def framed(self, line):
         """What is shown of a line in a TCP stream, and how many seconds it took."""
         tcp = captures.TcpStream(5000)
