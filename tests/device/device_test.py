@@ -338,18 +338,22 @@ class Places(DeviceTest):
         self.assertFalse((self.folder / "socket").exists())
 
     def test_linux_frames_on_a_pseudo_terminal(self):
-        device = self.start({**CONFIGURATION, "listen": [{"pty": str(self.folder / "line")}]})
+        """In pieces, and with a limit that lets one reply after the other be sent."""
+        device = self.start({**CONFIGURATION, "limits": {"unsentSize": 1},
+                             "listen": [{"pty": str(self.folder / "line")}]})
         self.assertEqual(device.places[0], str(self.folder / "line"))
         request = bytes.fromhex("55AA000700FF0102FFFF00002000000A02008858")
         reply = bytes.fromhex("55AA000700FF0102FFFF00002000000A020007008F58")
         for noise in (b"", b"\x00\x55\xaa", b"\xff"):  # each time it is opened again
             line = os.open(device.places[0], os.O_RDWR | os.O_NOCTTY)
-            os.write(line, noise + request)
+            os.write(line, noise + request[:9])
+            time.sleep(0.1)
+            os.write(line, request[9:] + request)
             received = b""
-            while len(received) < len(reply) and select.select([line], [], [], 10)[0]:
+            while len(received) < 2 * len(reply) and select.select([line], [], [], 10)[0]:
                 received += os.read(line, 100)
             os.close(line)
-            self.assertEqual(received, reply)
+            self.assertEqual(received, 2 * reply)
         self.assertEqual(device.end(), 0)
         self.assertFalse((self.folder / "line").is_symlink())
 
