@@ -118,6 +118,7 @@ NOTHING = ("{}", "false", "nullptr", "0", "EXIT_SUCCESS", "QString()")  # what {
 ROW = re.compile(r"^    \{.+\},$")
 
 # The same in Lua; a call or an assignment is a statement.
+LUA_SWAPPED = {**SWAPPED, "==": ["~="]}
 LUA_BINARY = re.compile(r"(?<= )(?:==|~=|<=|>=|and|or|[-<>+*/%])(?= )")
 LUA_WORD = re.compile(r"\b(?:true|false)\b")
 LUA_NEGATION = re.compile(r"\bnot (?=[\w(])")
@@ -157,7 +158,7 @@ def lua_candidates(path):
             found.append((number, line, line[:start] + replacement + line[end:]))
 
         for match in list(LUA_BINARY.finditer(code)) + list(LUA_WORD.finditer(code)):
-            for replacement in SWAPPED[match.group()]:
+            for replacement in LUA_SWAPPED[match.group()]:
                 change(*match.span(), replacement)
         for match in NUMBER.finditer(code):
             change(*match.span(), str(int(match.group(), 0) + 1))

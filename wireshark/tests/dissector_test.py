@@ -532,6 +532,29 @@ class DissectorTest(unittest.TestCase):
                          [0, 1])
         self.assertEqual([len(self.shown_value(packet, "failure")) for packet in packets], [1, 1])
 
+    def test_faults_of_columns_say_what_is_there(self):
+        rows = [
+            (3, b"256", 'out of range: a number from 0 to 255 expected, "256" found'),
+            (3, b"-1", 'out of range: a number from 0 to 255 expected, "-1" found'),
+            (3, b"", 'not a number: ""'),
+            (3, b"07", 'not a number: "07"'),
+            (3, b"x" * 40, f'not a number: "{"x" * 40}"'),
+            (3, b"x" * 41, f'not a number: "{"x" * 40}..."'),
+            (3, b"a\tb\x7f", 'not a number: "a.b."'),
+            (1, b"a/b", "a / that is not escaped"),
+            (10, b"Read", 'unknown word "Read"'),
+            (13, b"OK", 'unknown word "OK"'),
+            (15, b"0", "a column after the last one"),
+            (15, b"0,1", "2 columns after the last one"),
+        ]
+        packets = []
+        for column, text, _ in rows:
+            columns = b"7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok".split(b",")
+            columns[column:column + 1] = [text]
+            packets.append(captures.udp(b",".join(columns), PORTS["PackageBase"], True))
+        self.assertEqual([[fault for field in packet.iter("field") for fault in faults_of(field)]
+                          for packet in self.dissect(packets)], [[fault] for _, _, fault in rows])
+
     def test_the_list_of_packets_says_what_each_is(self):
         record = b"7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok"
         header = "0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800"
