@@ -369,6 +369,35 @@ TEST_F(NeedsATerminal, TablesMoveWhatDoesNotFit)
     }
 }
 
+/// At words, and only where there is room for some.
+TEST_F(NeedsATerminal, TablesWrapWhatIsListed)
+{
+    const QByteArray indent(30, ' ');
+    const struct
+    {
+        int width;
+        QByteArray rows;
+    } cases[] = {
+        {59,
+         "\nnot carried                   deviceKey, tag, tagProto,\n" + indent
+             + "serverConnectionKey, scrAddr,\n" + indent + "desAddr, deviceType,\n"},
+        {58, "\n" + indent + "serverConnectionKey,\n" + indent + "scrAddr, desAddr,\n"},
+        {46,
+         "\n" + indent + "tagProto,\n" + indent + "serverConnection\n" + indent
+             + "Key, scrAddr,\n"},
+        {45,
+         "\nnot carried                   deviceKey, tag, tagProto, serverConnectionKey, scrAddr,"},
+    };
+    for (const auto &row : cases) {
+        const QByteArray output =
+            shown(QStringLiteral("stty cols %1; " KORVINPACK
+                                 " decode --class PackageBase --direction reply 000500000100")
+                      .arg(row.width))
+                .replace('\r', "");
+        EXPECT_TRUE(output.contains(row.rows)) << row.width << '\n' << output.toStdString();
+    }
+}
+
 TEST_F(NeedsATerminal, RecordsDoNotControlIt)
 {
     EXPECT_TRUE(shown(QStringLiteral(KORVINPACK " encode --form text --class PackageBase "
