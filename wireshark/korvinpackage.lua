@@ -1224,7 +1224,8 @@ local function guess_class(bytes, form, is_request)
     end
     if bytes:find("^", 1, true) and form == "text" then
         if not is_request then
-            return COMBINATION, true -- which the library does not read
+            -- The library does not read these: what begins with a type is taken for one.
+            return COMBINATION, class_of_type[bytes:match("^[^^]*")] ~= nil
         end
         classes[#classes + 1] = COMBINATION
     end

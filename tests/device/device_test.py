@@ -4,6 +4,7 @@ Usage: device_test.py DEVICE SCHEMA [unittest options]
 """
 
 import contextlib
+import fcntl
 import json
 import os
 import pathlib
@@ -458,8 +459,9 @@ class Running(DeviceTest):
         with socket.socket(socket.AF_UNIX) as control:
             control.connect(str(self.folder / "c"))
             process, = struct.unpack_from("i", control.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, 12))
-        self.assertEqual(os.getsid(process), process)
+        session = os.getsid(process)
         self.assertEqual(self.run_device("ctl", "c", "quit").returncode, 0)
+        self.assertEqual(session, process)
         run = self.run_device("--detach", "--faults", "x")
         self.assertEqual((run.returncode, run.stdout), (2, ""))
 
@@ -667,6 +669,20 @@ class Recording(DeviceTest):
         trace = (self.folder / "trace").read_text("utf-8").splitlines()
         self.assertEqual([" not in the recording, request record of " in line for line in trace],
                          [True, True, False, False])
+
+    def test_who_asks_twice_to_end_does_not_wait(self):
+        """Here for what cannot be written, since nobody reads it."""
+        (self.folder / "rec").write_text('{"recording":1}\n', "utf-8")
+        replay = self.replay("--framing", "lines")
+        fcntl.fcntl(replay.process.stdout, fcntl.F_SETPIPE_SZ, 4096)
+        with replay.connect() as connection:
+            for number in range(100):
+                connection.sendall(line_of(READ_LEVEL.replace(",t,", f",{number},")))
+            connection.shutdown(socket.SHUT_WR)
+            self.assertTrue(is_ended(connection))
+            replay.process.send_signal(signal.SIGINT)
+            self.assertTrue(select.select([replay.process.stdout], [], [], 20)[0])
+            self.assertEqual(replay.end(signal.SIGINT), -signal.SIGINT)
 
     def test_broken_files_are_told_with_their_line(self):
         begin = '{"recording":1}\n'

@@ -532,6 +532,35 @@ class DissectorTest(unittest.TestCase):
                          [0, 1])
         self.assertEqual([len(self.shown_value(packet, "failure")) for packet in packets], [1, 1])
 
+    def test_a_frame_with_the_byte_of_a_caret_is_no_combination(self):
+        item = b"ReadData^7,a\0b,1,2,3,4,5,6,7,8,read,9,tag,ok,ok,0,1,data,1,5"
+        rows = [
+            (bytes.fromhex("00 5E00 00 01 00"), ["byte frame"], ["PackageBase"]),
+            (item, ["text record"], ["PackageRequestCombination"]),
+        ]
+        packets = self.dissect([captures.udp(content, 5000, False) for content, _, _ in rows],
+                               ["udp_ports:5000"], decode_as=[])
+        self.assertEqual([(self.shown_value(packet, "form"), self.shown_value(packet, "class"))
+                          for packet in packets], [row[1:] for row in rows])
+
+    def test_faults_of_frames_say_what_is_there(self):
+        read = ("00 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800 03000000 00")
+        rows = [
+            ("PackageRequestRead", True, read + "00", "trailing 1 byte"),
+            ("PackageRequestRead", True, read + "0000", "trailing 2 bytes"),
+            ("PackageRequestRead", True, read[:-5], "truncated: 4 bytes expected, 3 bytes left"),
+            ("PackageRequestRead", True, read[:-9], "truncated: 4 bytes expected, 1 byte left"),
+            ("PackageRequestReadData", False, "00 0500 00 01 00 03000000 0102", "announced 3 bytes, left 2 bytes"),
+            ("PackageRequestReadData", False, "00 0500 00 01 00 FFFFFFFF", "negative length -1"),
+            ("PackageBase", False, "00 0500 00 09 00", "unknown code 9"),
+            ("PackageBase", True, "02" + read[2:-12], "0x0 expected"),
+        ]
+        packets = self.dissect([captures.udp(bytes.fromhex(frame), PORTS[name], is_request)
+                                for name, is_request, frame, _ in rows], ["form:Byte frames"])
+        for (_, _, frame, fault), packet in zip(rows, packets):
+            self.assertEqual([text for field in packet.findall(".//proto[@name='korvinpackage']/field")
+                              for text in faults_of(field)][:1], [fault], frame)
+
     def test_faults_of_columns_say_what_is_there(self):
         rows = [
             (3, b"256", 'out of range: a number from 0 to 255 expected, "256" found'),
