@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Runs the tests of the preset dev, as built, in a locale with a decimal comma and in a Turkish one,
-# whose upper and lower case are not those of the protocol's names. ctest gives every test the locale
-# C.UTF-8; here the programs are run without it.
+# Runs tests of the preset dev, as built, in a locale with a decimal comma and in a Turkish one, whose upper
+# and lower case are not those of the protocol's names: the tests of all libraries and of korvinpack, and the
+# corpora. ctest gives every test the locale C.UTF-8; here the programs are run without it.
 #
 # Usage: locales.sh [BUILD]
 set -euo pipefail
@@ -11,7 +11,7 @@ build=${1:-build/dev}
 export LOCPATH=$PWD/build/locales
 mkdir -p "$LOCPATH"
 # Takes the longest, and tests what others test as well.
-slow=-Explain.AgreesWithTheDecodersOnGeneratedInput
+slow=-Explain.AgreesWithTheDecodersOnGeneratedInput:EngineSimulation.*:Engine/Orders.*
 
 in_locale() {
     export LC_ALL=$1
@@ -20,7 +20,9 @@ in_locale() {
         echo "locales: $LC_ALL is missing" >&2
         return 1
     fi
-    local programs=(korvinpackage_tests korvininspect_tests) replays=("$build"/fuzz/*_replay)
+    local programs=(korvinpackage_tests korvininspect_tests korvinsimulator_tests korvinexchange_tests
+        korvinpack_readers_tests korvinpack_tests)
+    local replays=("$build"/fuzz/*_replay)
     for program in "${programs[@]}"; do
         "$build/tests/$program" --gtest_brief=1 --gtest_filter="$slow" || return 1
     done

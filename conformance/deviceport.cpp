@@ -244,6 +244,9 @@ private:
             result->fault = QStringLiteral("the reply ends too early");
         if (!m_port.isOpen() && result->replies.isEmpty() && result->fault.isEmpty())
             result->fault = QStringLiteral("the device closed the connection");
+        // Where the next message begins is not known.
+        if (!result->fault.isEmpty())
+            m_port = Descriptor();
     }
 
     /// Moves complete messages from the received bytes to the replies.

@@ -214,6 +214,16 @@ FieldRefusal columnRefusal(const WireField &field, const MessageShape &shape, Wo
     }
 }
 
+/// Refuses any other number than the one that a field must have.
+FieldRefusal differenceRefusal(Refusal refusal, const WireField &field, Words words)
+{
+    if (field.number == field.max)
+        return {};
+    return refusalWith(
+        refusal, words, [&] { return hexadecimal(field.max); },
+        [&] { return hexadecimal(field.number); });
+}
+
 FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape, Words words)
 {
     const auto foundNumber = [&] { return QString::number(field.number); };
@@ -225,11 +235,7 @@ FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape, Word
     }
     switch (field.type) {
     case WireType::Constant:
-        if (field.number == field.max)
-            return {};
-        return refusalWith(
-            Refusal::UnknownMarker, words, [&] { return hexadecimal(field.max); },
-            [&] { return hexadecimal(field.number); });
+        return differenceRefusal(Refusal::UnknownMarker, field, words);
     case WireType::Length:
     case WireType::TextLength:
         if (field.number >= 0)
@@ -253,11 +259,7 @@ FieldRefusal byteRefusal(const WireField &field, const MessageShape &shape, Word
                 {},
                 {}};
     case WireType::Checksum:
-        if (field.number == field.max)
-            return {};
-        return refusalWith(
-            Refusal::WrongChecksum, words, [&] { return hexadecimal(field.max); },
-            [&] { return hexadecimal(field.number); });
+        return differenceRefusal(Refusal::WrongChecksum, field, words);
     default:
         return codeRefusal(field, words);
     }

@@ -227,7 +227,7 @@ QString UnitReader::checkReferences(UnitRanges &ranges, const Range &range)
         const QString path = QStringLiteral("onWrite: set: %1: ").arg(++number);
         const Range *target = ranges.named(setting.range);
         if (!target)
-            return path + QStringLiteral("range: there is none of this name");
+            return path + QStringLiteral("range: no range has this name");
         if (!target->encode(setting.value, QByteArray(target->type.width, '\0')))
             return path + QLatin1String("value: not ") + target->words();
     }

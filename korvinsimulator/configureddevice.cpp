@@ -337,7 +337,7 @@ QString ConfiguredDevice::Private::find(const QJsonObject &command, Unit **unit,
     if (found == 1)
         return {};
     const QString what = rangeName.isUndefined() ? QStringLiteral("unit") : QStringLiteral("range");
-    return found == 0 ? QStringLiteral("%1: there is none of that name").arg(what)
+    return found == 0 ? QStringLiteral("%1: no %1 has this name").arg(what)
                       : QStringLiteral("unit: missing, since several would do");
 }
 

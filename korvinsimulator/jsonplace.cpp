@@ -95,7 +95,7 @@ private:
     int m_position = 0;
 };
 
-/// Moves to the value of a member; returns false where there is none.
+/// Moves to the value of a member; returns false if there is no such member.
 bool enterMember(Cursor *cursor, const QString &name)
 {
     for (cursor->skip(); cursor->current() == '"';) {

@@ -17,7 +17,7 @@
 /// @param input is the frame, or the record in UTF-8.
 /// @param fields and @p verdict are those of explain() and check(); the page marks where the fault
 /// is.
-/// @param guess says why the input may have this shape; empty where the shape is not a guess.
+/// @param guess says why the input may have this shape; empty if the shape is not a guess.
 QByteArray htmlPage(const QByteArray &input, const KorvinInspect::MessageShape &shape,
                     const QVector<KorvinInspect::ExplainedField> &fields,
                     const KorvinInspect::Verdict &verdict, const QString &guess = {});

@@ -502,12 +502,13 @@ TEST_F(ConformDevice, ReportsFaultsOfASerialDevice)
     EXPECT_TRUE(file.readAll().contains("tests=\"5\" failures=\"4\" errors=\"0\" skipped=\"0\""));
 }
 
-/// A server that sends the same bytes after each request, and then closes the connection.
+/// A server that sends the same bytes after each request, and may then close the connection.
 class ScriptedServer
 {
 public:
-    explicit ScriptedServer(QByteArray reply)
+    ScriptedServer(QByteArray reply, bool closes)
         : m_reply(std::move(reply))
+        , m_closes(closes)
         , m_socket(::socket(AF_INET, SOCK_STREAM, 0))
     {
         sockaddr_in address = {};
@@ -543,9 +544,11 @@ private:
                 continue;
             const int client = ::accept(m_socket, nullptr, nullptr);
             char bytes[4096];
-            if (::read(client, bytes, sizeof bytes) > 0) {
+            while (::read(client, bytes, sizeof bytes) > 0) {
                 const auto size = static_cast<std::size_t>(m_reply.size());
                 ::send(client, m_reply.constData(), size, MSG_NOSIGNAL);
+                if (m_closes)
+                    break;
             }
             // Closed with something unread, a connection is reset, and the reply may be lost.
             ::shutdown(client, SHUT_WR);
@@ -555,6 +558,7 @@ private:
     }
 
     QByteArray m_reply;
+    bool m_closes; ///< The connection, after each reply.
     int m_socket;
     QString m_place;
     std::atomic<bool> m_ends{false};
@@ -567,20 +571,21 @@ TEST_F(ConformDevice, ReportsWhatIsNotAMessage)
     const struct
     {
         QByteArray reply;
+        bool closes;
         const char *reason;
     } rows[] = {
-        {{}, "the device closed the connection"},
-        {QByteArray(3, '\0'), "the reply ends too early"},
-        {hex("FFFFFFFF"), "the reply announces 4294967295 bytes"},
-        {hex("40000000") + label, "the reply ends too early"},
-        {hex("04000000") + "text",
+        {{}, true, "the device closed the connection"},
+        {QByteArray(3, '\0'), true, "the reply ends too early"},
+        {hex("FFFFFFFF"), false, "the reply announces 4294967295 bytes"},
+        {hex("40000000") + label, true, "the reply ends too early"},
+        {hex("04000000") + "text", false,
          "the reply does not begin with \"frame PackageRequestReadData \""},
-        {hex("1D000000") + label, "marker at 0: truncated"},
-        {QByteArray(8 << 20, '\0'), "the reply does not begin with"},
+        {hex("1D000000") + label, false, "marker at 0: truncated"},
+        {QByteArray(8 << 20, '\0'), false, "the reply does not begin with"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.reason);
-        const ScriptedServer server(row.reply);
+        const ScriptedServer server(row.reply, row.closes);
         const Finished run = conform(server.place(), QStringLiteral("--read 1:4"));
         EXPECT_EQ(run.exitStatus, 1);
         EXPECT_GE(run.output.count(row.reason), 3) << run.output.toStdString();

@@ -513,11 +513,10 @@ struct Invocation
     QStringList arguments; ///< The command first.
 };
 
-Invocation parse(const QCoreApplication &application)
+Invocation invocationFrom(const QStringList &words)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(description());
-    parser.addHelpOption();
     const QCommandLineOption proxy(QStringLiteral("proxy"),
                                    QStringLiteral("Where the proxy listens."),
                                    QStringLiteral("address:port"));
@@ -536,7 +535,7 @@ Invocation parse(const QCoreApplication &application)
         QStringLiteral("address"), QStringLiteral("0x0B000000"));
     parser.addOptions({proxy, key, timeout, attempts, buffer});
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("What to do."));
-    parser.process(application);
+    parse(&parser, words);
 
     Invocation invocation;
     invocation.arguments = parser.positionalArguments();
@@ -558,7 +557,7 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     qSetMessagePattern(QStringLiteral("korvin-client: %{message}"));
-    const auto [options, arguments] = parse(application);
+    const auto [options, arguments] = invocationFrom(QCoreApplication::arguments());
     QString shown;
     const Action action = commandOf(arguments).make(arguments.mid(1), &shown);
     QElapsedTimer clock;

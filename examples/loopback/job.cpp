@@ -100,7 +100,7 @@ bool Job::takeItem()
 
 /// Sends the request to its device.
 ///
-/// @return false where it has its outcome at once.
+/// @return false if the request has its outcome at once.
 bool Job::sendRequest()
 {
     Link *link = m_links.value(m_request->getDeviceKey());

@@ -57,7 +57,7 @@ bool MessageSocket::send(const Message &message)
     const std::optional<QByteArray> bytes = m_framing->encode(pack(message));
     if (!bytes)
         return false;
-    if (m_isClosed)
+    if (m_isClosed || !m_socket->isOpen())
         return true; // nobody is there to miss it
     if (m_socket->bytesToWrite() == 0)
         m_lastProgress = now();

@@ -47,12 +47,12 @@ void Proxy::addDevice(const QString &deviceKey, const Place &place)
     auto *link = new Link(name, Wire::LengthPrefix, m_settings, this);
     m_links.insert(deviceKey, link);
     connect(link, &Link::connected, this, [=] {
-        qInfo("%s is there", qUtf8Printable(name));
+        qInfo("%s is connected", qUtf8Printable(name));
         if (openDevices() == m_links.size())
             beginToServe();
     });
     connect(link, &Link::disconnected, this, [=](const QString &reason) {
-        qInfo("%s is not there: %s", qUtf8Printable(name), qUtf8Printable(reason));
+        qInfo("%s is not connected: %s", qUtf8Printable(name), qUtf8Printable(reason));
     });
     link->open(place);
 }

@@ -31,7 +31,7 @@ void addDevices(Proxy *proxy, const QStringList &devices)
         fail(QStringLiteral("no device: KEY=ADDRESS:PORT expected"));
     for (const QString &device : devices) {
         const QString key = device.section(QLatin1Char('='), 0, 0);
-        if (!device.contains(QLatin1Char('=')))
+        if (key.isEmpty() || key == device)
             fail(QStringLiteral("\"%1\" is not KEY=ADDRESS:PORT").arg(device));
         if (proxy->hasDevice(key))
             fail(QStringLiteral("device key \"%1\" is there twice").arg(key));
@@ -61,7 +61,6 @@ int main(int argc, char *argv[])
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("A proxy between clients and devices."));
-    parser.addHelpOption();
     const QCommandLineOption address(QStringLiteral("address"),
                                      QStringLiteral("Address to listen on."),
                                      QStringLiteral("address"), QStringLiteral("127.0.0.1"));
@@ -80,7 +79,7 @@ int main(int argc, char *argv[])
     parser.addPositionalArgument(QStringLiteral("devices"),
                                  QStringLiteral("Device keys and where the devices listen."),
                                  QStringLiteral("KEY=ADDRESS:PORT..."));
-    parser.process(application);
+    parse(&parser, QCoreApplication::arguments());
 
     constexpr qint64 LastPort = std::numeric_limits<quint16>::max();
     const auto lastSerialNum =

@@ -506,6 +506,7 @@ protected:
         /// @{
         /// Destroys the fields. The owner is null afterwards.
         void reset();
+        void reset(std::nullptr_t) { reset(); }
         FieldsOwner &operator=(std::nullptr_t);
         /// @}
 
@@ -515,6 +516,10 @@ protected:
         PackageBasePrivate *operator->() const { return m_fields; }
         PackageBasePrivate &operator*() const { return *m_fields; }
         explicit operator bool() const { return m_fields != nullptr; }
+        friend bool operator==(const FieldsOwner &owner, std::nullptr_t) { return !owner; }
+        friend bool operator==(std::nullptr_t, const FieldsOwner &owner) { return !owner; }
+        friend bool operator!=(const FieldsOwner &owner, std::nullptr_t) { return bool(owner); }
+        friend bool operator!=(std::nullptr_t, const FieldsOwner &owner) { return bool(owner); }
         /// @}
 
     private:

@@ -361,7 +361,8 @@ py::object decode(const py::type &type, const Encoding &encoding, py::handle mes
                   py::handle request, py::handle announcedData)
 {
     const ClassBinding &itsClass = bindingOf(type);
-    const QByteArray bytes = messageFrom(message);
+    const QByteArray bytes =
+        encoding.form == Form::Text ? messageFrom(message) : bytesFrom(message);
     const CheckOptions options = checkOptionsFrom(request, announcedData);
     std::unique_ptr<PackageBase> package;
     const Verdict verdict = withoutLock(bytes.size(), [&] {

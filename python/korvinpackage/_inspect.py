@@ -25,7 +25,10 @@ ClassOrName = MessageClass | str
 
 def name_of(itself: ClassOrName) -> str:
     """Return the name of a class."""
-    return itself if isinstance(itself, str) else itself.class_name
+    name = itself if isinstance(itself, str) else getattr(itself, "class_name", None)
+    if not isinstance(name, str):
+        raise TypeError(f"{itself!r} is not a class of packages")
+    return name
 
 
 def _form_of(message: Message, form: Form | None) -> Form:
@@ -69,6 +72,8 @@ def check_lines(
     Takes constant memory, however many lines there are: pass an open file.
     """
     name = name_of(package_class)
+    if isinstance(lines, str | bytes | bytearray | memoryview):
+        raise TypeError("lines: expected an iterable of lines, such as an open file, not one text")
     for line in lines:
         text = line if isinstance(line, str) else bytes(line).decode("utf-8", "replace")
         text = text.rstrip("\r\n")

@@ -93,6 +93,9 @@ class PackageRequestCombination:
         Raises RefusedError for a class that no combination carries, and for records that
         contain "|" or "^".
         """
+        for package in self.packages:
+            if not isinstance(package, PackageBase):
+                raise TypeError(f"packages: {package!r} is not a package")
         return _core.encode_combination(list(self.packages))
 
     @classmethod

@@ -13,6 +13,7 @@ from collections.abc import Iterable, Iterator
 from dataclasses import dataclass, field
 
 from korvinpackage._enums import Direction, Form
+from korvinpackage._inspect import check
 from korvinpackage._words import unpack
 from korvinpackage.engine import TraceEntry, pcapng_header
 from korvinpackage.simulator import SimulatedDevice
@@ -45,7 +46,7 @@ class CapturedMessage:
 
 @dataclass
 class Exchange:
-    """A request of a capture, and the replies to it until the next request."""
+    """A request of a capture, and the replies to it."""
 
     request: CapturedMessage
     replies: list[CapturedMessage] = field(default_factory=list)
@@ -71,25 +72,45 @@ def read_capture(path: str | os.PathLike[str], port: int = 5000) -> Iterator[Cap
 
     port -- the UDP port of the peer: what goes there is a request, what comes from there a reply
 
-    Skips what is not such a message. Raises CaptureError if the file is not pcapng.
+    Skips what is not such a message. Raises CaptureError if the file is not pcapng, or has no such
+    message at all.
     """
     with open(path, "rb") as file:
         contents = file.read()
+    is_empty = True
     for time, packet in _packets(contents):
         message = _message_of(time, packet, port)
         if message is not None:
+            is_empty = False
             yield message
+    if is_empty:
+        raise CaptureError(f"no UDP datagram from or to port {port} has a message")
 
 
 def read_exchanges(path: str | os.PathLike[str], port: int = 5000) -> list[Exchange]:
-    """Read a capture as requests with their replies."""
+    """Read a capture as requests with their replies.
+
+    A reply belongs to the last request that it can be the answer to; one that answers none, to the
+    last request. Raises CaptureError as read_capture() does, and where there is no request.
+    """
     exchanges: list[Exchange] = []
     for message in read_capture(path, port):
         if message.direction == Direction.REQUEST:
             exchanges.append(Exchange(message))
         elif exchanges:
-            exchanges[-1].replies.append(message)
+            answered = (one for one in reversed(exchanges) if _answers(message, one.request))
+            next(answered, exchanges[-1]).replies.append(message)
+    if not exchanges:
+        raise CaptureError(f"no UDP datagram to port {port} has a request")
     return exchanges
+
+
+def _answers(reply: CapturedMessage, request: CapturedMessage) -> bool:
+    if (reply.form, reply.class_name) != (request.form, request.class_name):
+        return False
+    return bool(
+        check(reply.message, reply.class_name, reply.form, Direction.REPLY, request=request.message)
+    )
 
 
 def _packets(contents: bytes) -> Iterator[tuple[float, bytes]]:

@@ -97,6 +97,7 @@ class SimulatedDevice:
 
     def set_block(self, address: int, data: bytes, **unit: int) -> None:
         """Put bytes at register addresses from ``address`` on, instead of what begins there."""
+        data = bytes(memoryview(data))  # a text has none
         state = self.state
         blocks = _unit_of(state, unit).setdefault("blocks", [])
         blocks[:] = [block for block in blocks if int(block["address"], 0) != address]
@@ -112,6 +113,7 @@ class SimulatedDevice:
 
     def set_file(self, name: str, data: bytes, **unit: int) -> None:
         """Put a file on a unit, instead of one of the same name."""
+        data = bytes(memoryview(data))
         state = self.state
         files = _unit_of(state, unit).setdefault("files", [])
         files[:] = [file for file in files if file["name"] != name]

@@ -36,7 +36,8 @@ def test_read_capture(capture):
     assert messages[0].time == 1000
     assert messages[0].message == PackageRequestReadData(serial_num=1, **READ).to_record().encode()
     assert str(messages[0]) == "request of PackageRequestReadData at 1000.000000 s"
-    assert list(read_capture(capture, port=5001)) == []
+    with pytest.raises(CaptureError, match="no UDP datagram from or to port 5001 has a message"):
+        list(read_capture(capture, port=5001))
 
 
 def test_replay(capture):
@@ -73,6 +74,20 @@ def datagram(payload, source=40000, target=5000, kind=b"\x08\x00", protocol=17):
 MESSAGE = b"text PackageBase 1,2"
 
 
+def test_replies_find_their_requests(tmp_path):
+    header = "usb0,1,0,255,2,65535,2560,32,0,read,3,,ok,ok"
+    requests = [f"text PackageRequestReadData {number},{header},1,data" for number in (1, 2)]
+    replies = [f"text PackageRequestReadData {number},{header},0,1,data,1,7" for number in (1, 2)]
+    replies.append("text SpecialPackageRequest 1,3,0,late")
+    path = tmp_path / "x.pcapng"
+    path.write_bytes(section() + b"".join(packet(datagram(text.encode())) for text in requests)
+                     + b"".join(packet(datagram(text.encode(), 5000, 40000)) for text in replies))
+    first, second = read_exchanges(path)
+    assert [reply.message[:2] for reply in first.replies] == [b"1,"]
+    # What answers none is with the last request.
+    assert [reply.class_name for reply in second.replies] == ["PackageRequestReadData", "SpecialPackageRequest"]
+
+
 @pytest.mark.parametrize("order", "<>")
 def test_both_byte_orders(tmp_path, order):
     path = tmp_path / "x.pcapng"
@@ -98,7 +113,8 @@ def test_other_packets_are_skipped(tmp_path, contents):
     path = tmp_path / "x.pcapng"
     path.write_bytes(section() + contents + packet(datagram(MESSAGE, 5000, 40000)))
     assert [one.direction for one in read_capture(path)] == [Direction.REPLY]
-    assert read_exchanges(path) == []
+    with pytest.raises(CaptureError, match="no UDP datagram to port 5000 has a request"):
+        read_exchanges(path)
 
 
 @pytest.mark.parametrize(

@@ -80,7 +80,7 @@ def test_shapes():
         ((1, "PackageBase"), TypeError),
         ((None, "PackageBase"), TypeError),
         (("\ud800", "PackageBase"), ValueError),
-        ((b"", 1), AttributeError),
+        ((b"", 1), TypeError),
     ],
 )
 def test_wrong_arguments(arguments, error):

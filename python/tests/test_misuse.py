@@ -29,6 +29,7 @@ from korvinpackage import (
     _core,
     best_guess,
     check,
+    check_lines,
     explain,
     guess,
 )
@@ -161,6 +162,19 @@ def test_wrong_arguments(call, arguments):
         call(*arguments)
     except (TypeError, ValueError, AttributeError, RuntimeError, BufferError, OverflowError):
         pass
+
+
+@pytest.mark.parametrize("call, message", [
+    (lambda: PackageRequestCombination(["x"]).to_record(), "packages: 'x' is not a package"),
+    (lambda: check(b"", int), "<class 'int'> is not a class of packages"),
+    (lambda: list(check_lines("name of a file", PackageBase)), "lines: expected an iterable of lines"),
+    (lambda: PackageBase.from_frame("00"), "bytes-like object"),
+    (lambda: SimulatedDevice().set_block(0, "x"), "bytes-like object"),
+    (lambda: SimulatedDevice().set_file("name", 5), "bytes-like object"),
+])
+def test_wrong_types_are_told(call, message):
+    with pytest.raises(TypeError, match=message):
+        call()
 
 
 @pytest.mark.parametrize("itself", [PackageBase, _core.Engine, _core.Framing, _core.Device])

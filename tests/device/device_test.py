@@ -188,6 +188,9 @@ class Options(DeviceTest):
             (["--trace", "/nowhere/t"], "cannot write /nowhere/t: No such file or directory"),
             (["--pcap", "/nowhere/t"], "cannot write /nowhere/t: No such file or directory"),
             (["--config", "/nowhere/c"], "/nowhere/c: No such file or directory"),
+            (["--bogus"], "--bogus: no such option; --help lists them"),
+            (["ctl", "--bogus"], "--bogus: no such option; --help lists them"),
+            (["--port"], "Missing value after '--port'."),
             (["more"], "more: one argument too many"),
             (["ctl"], "SOCKET COMMAND expected; ctl --help lists the commands"),
             (["ctl", "s", "stop"], "stop: no such command; ctl --help lists them"),
@@ -234,9 +237,68 @@ class Options(DeviceTest):
                          'korvin-device: c has several devices: "listen" says there where each listens\n')
 
     def test_help_and_version(self):
-        self.assertIn("--faults <share>", self.run_device("--help").stdout)
-        self.assertIn("statistics", self.run_device("ctl", "--help").stdout)
+        shown = self.run_device("--help").stdout
+        self.assertEqual(shown.partition("\n")[0], "Usage: korvin-device [options]")
+        self.assertIn("--faults <share>", shown)
+        self.assertNotIn("Qt", shown)
+        shown = self.run_device("ctl", "--help").stdout
+        self.assertEqual(shown.partition("\n")[0], "Usage: korvin-device ctl [options] SOCKET COMMAND")
+        self.assertIn("statistics", shown)
         self.assertRegex(self.run_device("--version").stdout, r"^korvin-device \d+\.\d+\.\d+\n$")
+
+
+class Completions(DeviceTest):
+    FOLDER = pathlib.Path(sys.argv[2]).resolve().parent
+
+    def shown(self, shell, script):
+        run = subprocess.run([shell, "-c", script], capture_output=True, text=True, timeout=20, check=False,
+                             cwd=self.FOLDER)
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        return sorted(run.stdout.split())
+
+    def test_have_every_option(self):
+        for command in ([], ["record"], ["ctl"]):
+            options = set(re.findall(r"^ .*--([a-z]+)", self.run_device(*command, "--help").stdout, re.MULTILINE))
+            self.assertGreater(len(options), 2)
+            for name, spelling in (("korvin-device.bash", "--{}"), ("_korvin-device", "--{}"),
+                                   ("korvin-device.fish", "-l {}")):
+                text = (self.FOLDER / name).read_text("utf-8")
+                lacking = {option for option in options
+                           if not re.search(rf"{spelling.format(option)}\b", text)}
+                self.assertEqual(lacking, set(), name)
+
+    def test_have_every_command_of_ctl(self):
+        known = re.findall(r"^ {20}([a-z]+)", self.run_device("ctl", "--help").stdout, re.MULTILINE)
+        for name in ("korvin-device.bash", "_korvin-device", "korvin-device.fish"):
+            text = (self.FOLDER / name).read_text("utf-8")
+            listed = re.search(r"\bget( [a-z]+)+", text).group().split()
+            self.assertEqual(sorted(listed), sorted(known), name)
+
+    def test_work_in_bash(self):
+        rows = [
+            ("--framing ''", ["lines", "linux", "prefix"]),
+            ("--s", ["--save", "--seed", "--serial"]),
+            ("re", ["record", "replay"]),
+            ("ctl socket s", ["save", "set", "statistics"]),
+            ("ctl --d", ["--device"]),
+            ("--baud ''", []),
+        ]
+        for words, offered in rows:
+            with self.subTest(words=words):
+                self.assertEqual(self.shown("bash", f"source korvin-device.bash; COMP_WORDS=(korvin-device {words})"
+                                                    "; COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _korvin_device"
+                                                    '; echo "${COMPREPLY[*]}"'), offered)
+
+    def test_work_in_zsh(self):
+        # _arguments works only while a person types: print what it would get.
+        arguments = "words=(korvin-device {}); _arguments() {{ print -l -- $@ }}; source ./_korvin-device"
+        self.assertIn("speed", " ".join(self.shown("zsh", arguments.format("--b"))))
+        self.assertNotIn("speed", " ".join(self.shown("zsh", arguments.format("ctl s"))))
+
+    def test_work_in_fish(self):
+        for words, offered in (("--framing ", ["lines", "linux", "prefix"]), ("--pt", ["--pty"])):
+            lines = self.shown("fish", f"source korvin-device.fish; complete -C 'korvin-device {words}' | cut -f 1")
+            self.assertEqual(lines, offered)
 
 
 class Schema(DeviceTest):
@@ -381,7 +443,7 @@ class Places(DeviceTest):
         self.assertEqual(json.loads(device.value("addresses")), device.places)
         self.assertEqual(device.value("--device", "one", "get", "level"), "7")
         self.assertEqual(device.ctl("--device", "three", "get", "level").stderr,
-                         "korvin-device: device: there is none of this name\n")
+                         "korvin-device: device: no device has this name\n")
 
 
 class Running(DeviceTest):
@@ -814,9 +876,10 @@ class Saving(DeviceTest):
         self.assertEqual(sorted(path.name for path in self.folder.glob("saved*")), ["saved.json"])
 
     def test_a_small_state_on_a_full_device_is_an_error(self):
-        device = self.start("--save", "/dev/full")
+        (self.folder / "full").symlink_to("/dev/full")  # never at risk to be replaced itself
+        device = self.start("--save", "full")
         self.assertEqual(device.end(), 2)
-        self.assertIn("cannot write /dev/full: No space left on device", device.log())
+        self.assertIn("cannot write full: No space left on device", device.log())
 
 
 class Limits(DeviceTest):

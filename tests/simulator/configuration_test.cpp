@@ -378,7 +378,7 @@ const Mistake RangeMistakes[] = {
     {R"("name": "r", "type": "uint8", "onWrite": {"set": [{"value": 1}]})",
      "onWrite: set: 1: range: missing"},
     {R"("name": "r", "type": "uint8", "onWrite": {"set": [{"range": "none", "value": 1}]})",
-     "onWrite: set: 1: range: there is none of this name"},
+     "onWrite: set: 1: range: no range has this name"},
     {R"("name": "r", "type": "uint8", "onWrite": {"set": [{"range": "other", "value": 256}]})",
      "onWrite: set: 1: value: not a whole number from 0 to 255"},
     {R"("name": "r", "type": "uint8", "onWrite": {"outcome": {"ackCode": 0}})",

@@ -1,6 +1,7 @@
 #include "arguments.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QFileInfo>
 
 #include <cstdio>
 #include <cstdlib>
@@ -26,6 +27,35 @@ void print(const QString &text)
 {
     if (std::fputs(qUtf8Printable(text), stdout) < 0 || std::fflush(stdout) != 0)
         fail(QStringLiteral("cannot write to standard output"));
+}
+
+void parse(QCommandLineParser *parser, const QStringList &arguments)
+{
+    // Qt's own option would offer options of Qt.
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
+                                  QStringLiteral("Print this help."));
+    const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
+                                     QStringLiteral("Print the version."));
+    parser->addOptions({help, version});
+    const bool isParsed = parser->parse(arguments);
+    if (parser->isSet(help)) {
+        print(parser->helpText().replace(QCoreApplication::arguments().constFirst(),
+                                         QFileInfo(arguments.constFirst()).fileName()));
+        std::exit(EXIT_SUCCESS);
+    }
+    if (parser->isSet(version)) {
+        print(QStringLiteral("%1 %2\n").arg(QCoreApplication::applicationName(),
+                                            QStringLiteral(KORVINPACKAGE_VERSION)));
+        std::exit(EXIT_SUCCESS);
+    }
+    const QStringList unknown = parser->unknownOptionNames();
+    if (!unknown.isEmpty()) {
+        const QString &name = unknown.constFirst();
+        fail(QStringLiteral("%1%2: no such option; --help lists them")
+                 .arg(QLatin1String(name.size() == 1 ? "-" : "--"), name));
+    }
+    if (!isParsed)
+        fail(parser->errorText());
 }
 
 qint64 numberFrom(const QString &name, const QString &text, qint64 least, qint64 most)

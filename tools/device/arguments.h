@@ -1,6 +1,7 @@
 #ifndef ARGUMENTS_H
 #define ARGUMENTS_H
 
+#include <QtCore/QCommandLineParser>
 #include <QtCore/QString>
 #include <QtNetwork/QHostAddress>
 
@@ -13,6 +14,10 @@
 
 /// Prints to standard output, at once; ends the program where that fails.
 void print(const QString &text);
+
+/// Reads the arguments of the program, or of one of its commands: the first is its name in the help.
+/// Ends the program after it has printed the help or the version.
+void parse(QCommandLineParser *parser, const QStringList &arguments);
 
 /// Reads a whole number, decimal or hexadecimal after "0x".
 ///

@@ -3,7 +3,6 @@
 #include "arguments.h"
 #include "controlserver.h"
 
-#include <QtCore/QCommandLineParser>
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -123,7 +122,6 @@ int runControl(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Tells a running device what to do."));
-    parser.addHelpOption();
     const QCommandLineOption device(QStringLiteral("device"),
                                     QStringLiteral("Which device, where there are several."),
                                     QStringLiteral("name"));
@@ -134,7 +132,7 @@ int runControl(const QStringList &arguments)
     parser.addPositionalArgument(QStringLiteral("SOCKET"),
                                  QStringLiteral("That of --control of the device."));
     parser.addPositionalArgument(QStringLiteral("COMMAND"), QStringLiteral("One of these:") + list);
-    parser.process(arguments);
+    parse(&parser, arguments);
     const QStringList words = parser.positionalArguments();
     if (words.size() < 2)
         fail(QStringLiteral("SOCKET COMMAND expected; ctl --help lists the commands"));

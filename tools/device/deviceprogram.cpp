@@ -235,7 +235,7 @@ QJsonObject DeviceProgram::carryOut(const QJsonObject &command)
     }
     DeviceServer *server = named(command.value(QLatin1String("device")).toString());
     if (!server)
-        return error(QStringLiteral("device: there is none of this name"));
+        return error(QStringLiteral("device: no device has this name"));
     QJsonObject ofDevice = command;
     ofDevice.remove(QStringLiteral("device"));
     QJsonObject result = server->device().control(ofDevice);

@@ -1,7 +1,10 @@
 # Completion of korvin-device for bash.
 _korvin_device() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    if [[ ${COMP_WORDS[1]} == ctl && $COMP_CWORD -ge 3 ]]; then
+    if [[ ${COMP_WORDS[1]} == ctl && $current == -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "--device --help" -- "$current")
+        return
+    elif [[ ${COMP_WORDS[1]} == ctl && $COMP_CWORD -ge 3 ]]; then
         mapfile -t COMPREPLY < <(compgen -W "get set faults statistics addresses save reload quit" -- "$current")
         return
     fi

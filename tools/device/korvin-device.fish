@@ -5,6 +5,9 @@ complete -c korvin-device -n __fish_is_first_arg -a replay -d "Answer from a rec
 complete -c korvin-device -n "__fish_seen_subcommand_from record" -l upstream -x -d "Device to record"
 complete -c korvin-device -n "__fish_seen_subcommand_from ctl" \
     -a "get set faults statistics addresses save reload quit"
+complete -c korvin-device -n "__fish_seen_subcommand_from ctl" -l device -x -d "Which device"
+complete -c korvin-device -s h -l help -d "Show the options"
+complete -c korvin-device -s v -l version -d "Show the version"
 complete -c korvin-device -l config -r -d "What the devices are"
 complete -c korvin-device -l address -x -d "Address to listen on"
 complete -c korvin-device -l port -x -d "TCP port to listen on"

@@ -250,28 +250,27 @@ int main(int argc, char *argv[])
     const Detachment detachment(argc, argv); // before there are threads
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("korvin-device"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(KORVINPACKAGE_VERSION));
     qSetMessagePattern(QStringLiteral("korvin-device: %{message}"));
     QStringList arguments = QCoreApplication::arguments();
-    if (arguments.value(1) == QLatin1String("ctl")) {
+    const QString word = arguments.value(1);
+    const bool isControl = word == QLatin1String("ctl");
+    const Command command = commandOf(word);
+    if (isControl || command != Simulate) {
         arguments.removeAt(1);
-        return runControl(arguments);
+        arguments.first() += QLatin1Char(' ') + word;
     }
-    const Command command = commandOf(arguments.value(1));
-    if (command != Simulate)
-        arguments.removeAt(1);
+    if (isControl)
+        return runControl(arguments);
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Simulated devices. \"korvin-device ctl\" talks to a running one, "
                        "\"korvin-device record\"\n"
                        "keeps what a client and a device say as a file, \"korvin-device replay\" "
                        "answers from it."));
-    parser.addHelpOption();
-    parser.addVersionOption();
     addOptions(&parser, command);
     if (command != Simulate)
         parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("The recording."));
-    parser.process(arguments);
+    parse(&parser, arguments);
     refuseOthers(parser, command);
     if (command == Record)
         return runRecorder(parser, detachment);

@@ -32,7 +32,7 @@ void handleTermination(const std::function<void()> &onTermination,
         if (::read(ends[1], &byte, sizeof byte) == 1 && byte == 'h')
             return onReload();
         notifier->setEnabled(false);
-        // Who asks again does not want to wait.
+        // A second signal terminates at once.
         std::signal(SIGINT, SIG_DFL);
         std::signal(SIGTERM, SIG_DFL);
         onTermination();
