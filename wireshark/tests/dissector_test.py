@@ -450,6 +450,14 @@ class DissectorTest(unittest.TestCase):
         packet, = self.dissect([captures.udp(frame, PORTS[message.cls], False)])
         self.assertEqual(self.shown_value(packet, "fileNameWithPath"), ["ab", "ab"])
 
+    def test_what_decoders_do_not_read_has_the_name_of_what_is_written(self):
+        """A file name after a size of 0, of which a decoder takes the first bytes for the offset."""
+        frame = bytes.fromhex("00 0000 0000 03000000 0700 01 02 03 04 0500 01 06 0700 0800 00 01 00000000")
+        packets = self.dissect([captures.udp(frame + text, PORTS["PackageRequestWriteFile"], True)
+                                for text in (b"abcdefgh", b"abcdef\xff\xff")])
+        self.assertEqual([faults_of(packet.find(".//field[@name='korvinpackage.unread']")) for packet in packets],
+                         [["not read; an encoder writes fileNameWithPath here"], ["trailing 4 bytes"]])
+
     def test_a_request_announces_the_data_of_its_reply(self):
         """Which is not missing, even if it is a single byte."""
         header = "00 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800"
