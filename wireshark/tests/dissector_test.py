@@ -672,6 +672,13 @@ class DissectorTest(unittest.TestCase):
         for packet in self.dissect(packets, ["udp_ports:5000"], decode_as=[]):
             self.assertEqual(self.shown_value(packet, "direction"), ["request"])
 
+    def test_the_direction_can_be_chosen(self):
+        packets = [captures.udp(bytes.fromhex("000500000100"), 5000, is_request) for is_request in (True, False)]
+        for preferences, shown in [([], ["request", "short reply"]), (["direction:Requests"], 2 * ["request"]),
+                                   (["direction:Replies"], 2 * ["short reply"])]:
+            self.assertEqual([self.shown_value(packet, "direction")[0] for packet in
+                              self.dissect(packets, ["udp_ports:5000", *preferences], decode_as=[])], shown)
+
     def test_what_the_capture_cuts_is_no_fault(self):
         """Every start of some messages: nothing but the field at its end is unusual, and what can be told
         of class and fields is that of the whole message."""
