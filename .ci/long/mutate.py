@@ -109,7 +109,8 @@ BINARY = re.compile(r"(?<= )(?:==|!=|<=|>=|&&|\|\||<<|>>|\+=|-=|\|=|[-<>+*/%&|])
 WORD = re.compile(r"\b(?:true|false|qMin|qMax)\b|\+\+|--")
 NUMBER = re.compile(r"(?<![\w.])(0x[0-9A-Fa-f]+|\d+)(?![\w.'])")
 NEGATION = re.compile(r"!(?=[\w(])")
-ARGUMENTS = re.compile(r"(?<!qMin)(?<!qMax)(?<!qMin<qint64>)(?<!qMax<qint64>)\((\w+(?:\.\w+\(\))?), (\w+(?:\.\w+\(\))?)\)")
+ARGUMENTS = re.compile(r"(?<!qMin)(?<!qMax)(?<!qMin<qint64>)(?<!qMax<qint64>)"
+                       r"\((\w+(?:\.\w+\(\))?), (\w+(?:\.\w+\(\))?)\)")
 CONDITION = re.compile(r"\bif \((?=.*\)$|.*\) \{$)")
 STATEMENT = re.compile(r"^\s+(?!return\b|break;|using\b|auto\b|const\b|static\b|case\b|template\b)"
                        r"(?:[\w:>\-.*\[\]\(\)]+(?:\(.*\)| (?:[-+|]?=) .+)|(?:\+\+|--)[\w.]+);$")
