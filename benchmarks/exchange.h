@@ -8,36 +8,40 @@
 
 #include <memory>
 
-/// A data read and its reply in short frames, as a client exchanges them. The reply comes at once,
-/// with the serial number of the request.
+/// A data read and its reply, as a client exchanges them in byte frames with short replies, or in
+/// records. The reply comes at once, with the serial number of the request.
 class Exchange
 {
 public:
     static constexpr int DataSize = 16;
 
-    Exchange()
-        : m_package(makeRequest<PackageRequestReadData>(Sample(), DataSize))
-        , m_reply(QByteArray("\0\0\0\0\1\0", 6) + QByteArray("\x10\0\0\0", 4)
-                  + randomBlock(DataSize, 1))
+    explicit Exchange(KorvinInspect::Form form)
+        : m_form(form)
+        , m_package(makeRequest<PackageRequestReadData>(Sample(), DataSize))
+        , m_engine(settings(form))
     {
+        using namespace KorvinInspect;
+        auto device =
+            makeRequest<PackageRequestReadData>(Sample(), randomBlock(DataSize, 1), DataSize);
+        encodePackage(device, {form, Direction::Reply}, &m_reply);
+        if (form == Form::Text)
+            m_reply.remove(0, m_reply.indexOf(','));
     }
 
     /// Encodes, checks and decodes as a careful client without an engine does.
     bool byHand()
     {
         using namespace KorvinInspect;
-        const MessageShape request{ClassId::PackageRequestReadData, Form::Frame,
-                                   Direction::Request};
-        const MessageShape reply{ClassId::PackageRequestReadData, Form::Frame, Direction::Reply};
-        QByteArray frame;
+        const MessageShape request{ClassId::PackageRequestReadData, m_form, Direction::Request};
+        const MessageShape reply{ClassId::PackageRequestReadData, m_form, Direction::Reply};
+        QByteArray message;
         m_package.setSerialNum(m_package.getSerialNum() % 255 + 1);
-        const bool isSent =
-            encodePackage(m_package, {Form::Frame, Direction::Request}, &frame).isOk()
-            && check(frame, request).isOk();
+        const bool isSent = encodePackage(m_package, {m_form, Direction::Request}, &message).isOk()
+            && check(message, request).isOk();
         CheckOptions options;
-        options.request = frame;
+        options.request = message;
         std::unique_ptr<PackageBase> answer;
-        return isSent && decodeMessage(replyTo(frame), reply, &answer, options).isOk()
+        return isSent && decodeMessage(replyTo(message), reply, &answer, options).isOk()
             && answer->isPackageSuccess() && answer->data().size() == DataSize;
     }
 
@@ -57,24 +61,27 @@ public:
     }
 
 private:
-    static KorvinExchange::Settings settings()
+    static KorvinExchange::Settings settings(KorvinInspect::Form form)
     {
         KorvinExchange::Settings settings;
-        settings.forms = {KorvinInspect::Form::Frame};
+        settings.forms = {form};
         return settings;
     }
 
-    const QByteArray &replyTo(const QByteArray &frame)
+    QByteArray replyTo(const QByteArray &request)
     {
+        if (m_form == KorvinInspect::Form::Text)
+            return request.left(request.indexOf(',')) + m_reply;
         const int serialNum = 9 + static_cast<int>(Sample().deviceKey.size() + Sample().tag.size());
-        m_reply[1] = frame.at(serialNum);
-        m_reply[2] = frame.at(serialNum + 1);
+        m_reply[1] = request.at(serialNum);
+        m_reply[2] = request.at(serialNum + 1);
         return m_reply;
     }
 
+    KorvinInspect::Form m_form;
     PackageRequestReadData m_package;
-    QByteArray m_reply;
-    KorvinExchange::Engine m_engine{settings()};
+    QByteArray m_reply; // a record without its serial number
+    KorvinExchange::Engine m_engine;
     KorvinExchange::Time m_now{0};
 };
 

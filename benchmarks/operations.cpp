@@ -197,9 +197,12 @@ void countOthers()
 
 void countExchange()
 {
-    Exchange exchange;
-    count("exchange of frames, by hand", [&] { return exchange.byHand(); });
-    count("exchange of frames, by the engine", [&] { return exchange.byEngine(); });
+    Exchange frames(Form::Frame);
+    count("exchange of frames, by hand", [&] { return frames.byHand(); });
+    count("exchange of frames, by the engine", [&] { return frames.byEngine(); });
+    Exchange records(Form::Text);
+    count("exchange of records, by hand", [&] { return records.byHand(); });
+    count("exchange of records, by the engine", [&] { return records.byEngine(); });
 }
 
 } // namespace

@@ -114,13 +114,22 @@ class Verdicts:
         return "not judged" if doubts else "met" if is_met else "**missed**"
 
     def lines(self):
-        """Returns the verdicts on floors and decoders, on threads and on instructions."""
+        """Returns the verdicts on floors and decoders, on the engine, on threads and on instructions."""
         for target in targets.TARGETS:
             verdict = targets.judged(self.run, target)
             if verdict:
-                other = verdict.other.operation if verdict.other.who == "library" else verdict.other.who
-                yield [target.name, f"{target.limit:g} x {other}", f"{verdict.ratio:.2f} x",
-                       self.word(verdict.is_met, self.doubts)]
+                yield self.line(target.name, verdict)
+        checks = targets.checks(self.run)
+        met = [verdict for verdict in checks if verdict.is_met]
+        if met:
+            yield self.line(f"check of {len(met)} of {len(checks)} messages, the slowest of them",
+                            max(met, key=lambda verdict: verdict.ratio))
+        for verdict in checks:
+            if not verdict.is_met:
+                yield self.line(verdict.target.name, verdict)
+        for form, time in targets.engine_times(self.run).items():
+            yield [f"{form}, by the engine", f"{targets.MOST_ENGINE_TIME:,} ns more than by hand", f"{time:,.0f} ns",
+                   self.word(time <= targets.MOST_ENGINE_TIME, self.doubts)]
         for (who, operation, obj), rates in targets.scaling(self.run).items():
             for threads, _, part in rates:
                 if who == "library" and threads > 1:
@@ -130,6 +139,11 @@ class Verdicts:
         counts = instructions.accepted(COUNTS)
         for name, most in targets.MOST_INSTRUCTIONS.items():
             yield [name, f"{most:,} instructions", f"{counts[name]:,}", self.word(counts[name] <= most)]
+
+    def line(self, name, verdict):
+        other = verdict.other.operation if verdict.other.who == "library" else verdict.other.who
+        return [name, f"{verdict.target.limit:g} x {other}", f"{verdict.ratio:.2f} x",
+                self.word(verdict.is_met, self.doubts)]
 
     def beside_others(self, result):
         """Returns a line for each peer that has rows with such a result."""
@@ -198,7 +212,8 @@ def write_rows(run, path):
 def is_complete(run):
     """Returns whether the run has all rows that the page shows, those of other libraries included."""
     wanted = [targets.beside(who, *place, "owned") for who in targets.PEERS for place in targets.PLACES]
-    return all(targets.judged(run, target) for target in targets.TARGETS + wanted)
+    return (all(targets.judged(run, target) for target in targets.TARGETS + wanted)
+            and len(targets.engine_times(run)) == len(targets.EXCHANGES) and bool(targets.checks(run)))
 
 
 def main(arguments):

@@ -154,6 +154,45 @@ class ThreadsTest(unittest.TestCase):
         self.assertIn("4 threads that only copy memory reach 72.5%", found[0])
 
 
+def check(form, nanoseconds, of_decoder=100):
+    """Rows of check() and of the decoder of a message."""
+    name = f"library/plain/{form}/PackageBase"
+    return (repetitions(f"{name}/check/small/fresh", nanoseconds)
+            + repetitions(f"{name}/decode/small/reused", of_decoder))
+
+
+def exchange(form, by_hand, engine):
+    name = f"{{}}/exchange of {form}/PackageRequestReadData/exchange/small/reused"
+    return (repetitions(f"library/{name.format('by hand')}", by_hand)
+            + repetitions(f"library/{name.format('engine')}", engine))
+
+
+class OwnTargetsTest(unittest.TestCase):
+    def test_every_message_is_checked_as_fast_as_it_is_decoded(self):
+        run = run_of([check("request frame", 90), check("reply record", 100), check("short reply frame", 101),
+                      repetitions("library/plain/request record/PackageBase/check/small/fresh", 7)])
+        self.assertEqual([(verdict.target.name, round(verdict.ratio, 2), verdict.is_met)
+                          for verdict in targets.checks(run)],
+                         [("request frame, PackageBase, small, check", 0.9, True),
+                          ("reply record, PackageBase, small, check", 1, True),
+                          ("short reply frame, PackageBase, small, check", 1.01, False)])
+
+    def test_the_engine_is_compared_with_coding_by_hand(self):
+        run = run_of([exchange("frames", 300, 1300), exchange("records", 2000, 3500)])
+        self.assertEqual(targets.engine_times(run), {"exchange of frames": 1000, "exchange of records": 1500})
+
+    def test_misses_are_named(self):
+        run = run_of([repetitions(FLOOR, 100), check("request frame", 90), check("reply record", 95),
+                      check("short reply frame", 250), exchange("frames", 300, 1300),
+                      exchange("records", 2000, 3001)])
+        lines = list(report.Verdicts(run).lines())
+        for line in (["check of 2 of 3 messages, the slowest of them", "1 x decode", "0.95 x", "met"],
+                     ["short reply frame, PackageBase, small, check", "1 x decode", "2.50 x", "**missed**"],
+                     ["exchange of frames, by the engine", "1,000 ns more than by hand", "1,000 ns", "met"],
+                     ["exchange of records, by the engine", "1,000 ns more than by hand", "1,001 ns", "**missed**"]):
+            self.assertIn(line, lines)
+
+
 def whole_run():
     """The JSON of a quiet process with all rows that the page needs; each takes 100 nanoseconds."""
     rows = []
@@ -172,6 +211,7 @@ def whole_run():
     for operation in ("encode", "decode"):
         add(form="request record", subject="PackageBase", payload="small", operation=operation)
     add(subject=f"{targets.WRITE} by size", payload="1024")
+    rows += check("request frame", 100) + exchange("frames", 100, 100) + exchange("records", 100, 100)
     rows += repetitions(FLOOR, 100) + threaded("floor", 10, 20, 40) + threaded("library", 10, 20, 40)
     unique = {row["name"]: row for row in rows}
     return {"context": CONTEXT, "benchmarks": list(unique.values())}

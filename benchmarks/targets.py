@@ -6,6 +6,8 @@ both count.
 
 import collections
 
+from run import FIELDS
+
 WRITE = "PackageRequestWriteData"
 NUMBERS = "2,048 numbers of a record"
 PEERS = ("FlatBuffers", "FlatBuffers with Qt types", "protobuf", "msgpack-cxx", "nanopb", "QDataStream",
@@ -44,10 +46,12 @@ TARGETS = [
     Target("request record, 2,048 numbers, read", own("request record", "decode", "reused"), 0.5, loop("decode")),
     Target("reply record, 2,048 numbers, make", own("reply record", "encode", "reused"), 1.1, loop("encode")),
     Target("reply record, 2,048 numbers, read", own("reply record", "decode", "reused"), 0.5, loop("decode")),
-] + [
-    Target(f"{form}, check", own(form, "check", "fresh"), 1, own(form, "decode", "reused"))
-    for form in ("request frame", "Linux frame", "request record", "reply record")
 ]
+
+# The most nanoseconds that the engine of korvinexchange takes for a request and its reply beside coding and checking
+# them by hand.
+MOST_ENGINE_TIME = 1000
+EXCHANGES = ("exchange of frames", "exchange of records")
 
 # The most instructions of an operation, of those that benchmarks/instructions.txt lists.
 MOST_INSTRUCTIONS = {"common record, make": 1500, "common record, read": 1500}
@@ -78,6 +82,23 @@ def judged(run, target):
         return None
     ratio = measured.min / other.min
     return Verdict(target, other, ratio, ratio <= target.limit)
+
+
+def checks(run):
+    """Returns the verdicts on check() of each message, which has to be at most as slow as its decoder with a kept
+    package."""
+    found = []
+    for row in run.all(operation="check", way="plain"):
+        measured = {name: getattr(row, name) for name in FIELDS.split()}
+        decoder = {**measured, "operation": "decode", "object": "reused"}
+        found.append(judged(run, Target(f"{row.form}, {row.subject}, {row.payload}, check", measured, 1, decoder)))
+    return [verdict for verdict in found if verdict]
+
+
+def engine_times(run):
+    """Returns for each exchange the nanoseconds that the engine adds to coding and checking by hand."""
+    rows = {form: [run.best(form=form, way=way) for way in ("by hand", "engine")] for form in EXCHANGES}
+    return {form: engine.min - by_hand.min for form, (by_hand, engine) in rows.items() if engine and by_hand}
 
 
 def scaling(run):

@@ -1,6 +1,7 @@
 #include "include/korvinexchange/client.h"
 
 #include "client_p.h"
+#include "durations_p.h"
 #include "include/korvinexchange/lengthprefixframing.h"
 #include "include/korvinexchange/lineframing.h"
 #include "include/korvinexchange/linuxframing.h"
@@ -22,6 +23,9 @@ namespace {
 /// How often a client looks after its requests where there was no memory to start its timer.
 constexpr std::chrono::milliseconds SparePause(100);
 
+/// A Linux frame may take this long even if its request has timed out: it is a late reply then.
+constexpr std::chrono::milliseconds LeastFrameTime(1000);
+
 Form firstForm(const Settings &settings)
 {
     return settings.forms.empty() ? Form::Text : settings.forms.front();
@@ -32,14 +36,23 @@ std::chrono::milliseconds roundedUp(Time time)
     return std::chrono::ceil<std::chrono::milliseconds>(qMax(time, Time(0)));
 }
 
+ClientSettings inRange(ClientSettings settings)
+{
+    for (std::chrono::milliseconds *duration :
+         {&settings.connectTimeout, &settings.reconnectPause, &settings.longestReconnectPause})
+        bound(duration, 1);
+    settings.reconnectPause = qMin(settings.reconnectPause, settings.longestReconnectPause);
+    return settings;
+}
+
 } // namespace
 
 ClientPrivate::ClientPrivate(Client *client, const ClientSettings &given)
-    : settings(given)
+    : settings(inRange(given))
     , engine(given)
     , self(this)
     , m_client(client)
-    , m_pause(given.reconnectPause)
+    , m_pause(settings.reconnectPause)
 {
     m_clock.start();
     m_timer.setSingleShot(true);
@@ -317,7 +330,7 @@ void ClientPrivate::handleTimeouts()
         open();
 }
 
-/// Does one thing of which somebody is told, who may delete the client.
+/// Does the next piece of work. It may emit a signal, and a slot may delete the client.
 ///
 /// @return whether there was anything to do.
 bool ClientPrivate::workOnce()
@@ -479,8 +492,10 @@ std::vector<Reply *> ClientPrivate::send(PackageBase *const *packages, int count
         replies.clear();
     }
     if (replies.empty()) {
-        for (int i = 0; i < count; ++i)
-            setOutcome(packages[i], Outcome::Refused);
+        for (int i = 0; i < count; ++i) {
+            if (!isUnderWay(packages[i]))
+                setOutcome(packages[i], Outcome::Refused);
+        }
         return {};
     }
     const Accepted accepted = handOver();
@@ -488,6 +503,8 @@ std::vector<Reply *> ClientPrivate::send(PackageBase *const *packages, int count
         for (RefusedRequest &request : refused) {
             request.event.outcome = Outcome::Refused;
             request.event.sendError = accepted.sendError;
+            if (isUnderWay(request.package)) // it has not completed
+                request.package.clear();
         }
         m_refused.splice(m_refused.end(), refused);
     } else {
@@ -503,6 +520,13 @@ std::vector<Reply *> ClientPrivate::send(PackageBase *const *packages, int count
         (void)reply.release(); // its parent deletes it
     wake();
     return replies;
+}
+
+/// Returns whether a package is that of an unfinished request or transfer.
+bool ClientPrivate::isUnderWay(const PackageBase *package) const
+{
+    return std::any_of(m_pending.begin(), m_pending.end(),
+                       [package](const Reply *reply) { return reply->d->package == package; });
 }
 
 void ClientPrivate::abort(RequestId id)
@@ -635,7 +659,8 @@ std::unique_ptr<Framing> Client::makeFraming() const
     case Form::Text:
         return std::make_unique<LineFraming>(size);
     case Form::Linux:
-        return std::make_unique<LinuxFraming>();
+        return std::make_unique<LinuxFraming>(Direction::Reply,
+                                              qMax(LeastFrameTime, d->settings.timeout), size);
     default:
         return std::make_unique<LengthPrefixFraming>(size);
     }

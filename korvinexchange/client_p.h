@@ -129,6 +129,7 @@ private:
 
     // Requests.
     std::unique_ptr<Reply> makeReply(PackageBase *package);
+    bool isUnderWay(const PackageBase *package) const;
     bool announceDevice();
     bool takeEvent();
     bool takeMessage();

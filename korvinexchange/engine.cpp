@@ -1,5 +1,6 @@
 #include "include/korvinexchange/engine.h"
 
+#include "durations_p.h"
 #include "engine_p.h"
 #include "requestcoding_p.h"
 
@@ -7,6 +8,7 @@
 #include <specialpackagerequest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -16,9 +18,6 @@ namespace KorvinExchange {
 
 namespace {
 
-/// Upper limit of durations, so that adding them to moments cannot overflow.
-constexpr std::chrono::milliseconds LongestDuration = std::chrono::hours(24 * 365);
-
 /// Upper limit of moments: a later one counts as this one.
 constexpr Time LastMoment = Time::max() / 2;
 
@@ -26,36 +25,26 @@ constexpr Time LastMoment = Time::max() / 2;
 /// number alone, and does not shorten the rest of that number.
 constexpr int LongestKeptRequest = 512;
 
-void bound(std::chrono::milliseconds *duration, int least)
-{
-    *duration = qBound(std::chrono::milliseconds(least), *duration, LongestDuration);
-}
-
-void bound(Settings *settings)
+Settings inRange(Settings settings)
 {
     constexpr std::chrono::milliseconds LeastRest(60000);
     constexpr int TimeoutsOfRest = 10;
-    bound(&settings->timeout, 1);
-    bound(&settings->queueTimeout, 1);
-    bound(&settings->rest, 0);
-    bound(&settings->restAfterReply, 0);
-    bound(&settings->retry.pause, 0);
-    bound(&settings->retry.longestPause, 0);
-    if (settings->rest.count() == 0)
-        settings->rest = qMax(LeastRest, TimeoutsOfRest * settings->timeout);
-    bound(&settings->rest, 0);
-    settings->retry.attempts = qMax(settings->retry.attempts, 1);
-    settings->lastSerialNum = qBound(1U, settings->lastSerialNum, lastSerialNumOf(Form::Text));
-    settings->firstSerialNum = qBound(1U, settings->firstSerialNum, settings->lastSerialNum);
-    Limits &limits = settings->limits;
+    bound(&settings.timeout, 1);
+    bound(&settings.queueTimeout, 1);
+    bound(&settings.rest, 0);
+    bound(&settings.restAfterReply, 0);
+    bound(&settings.retry.pause, 0);
+    bound(&settings.retry.longestPause, 0);
+    if (settings.rest.count() == 0)
+        settings.rest = qMax(LeastRest, TimeoutsOfRest * settings.timeout);
+    bound(&settings.rest, 0);
+    settings.retry.attempts = qMax(settings.retry.attempts, 1);
+    settings.lastSerialNum = qBound(1U, settings.lastSerialNum, lastSerialNumOf(Form::Text));
+    settings.firstSerialNum = qBound(1U, settings.firstSerialNum, settings.lastSerialNum);
+    Limits &limits = settings.limits;
     for (int *limit :
          {&limits.inFlight, &limits.queued, &limits.messageSize, &limits.serialNumbers})
         *limit = qMax(*limit, 1);
-}
-
-Settings inRange(Settings settings)
-{
-    bound(&settings);
     return settings;
 }
 
@@ -125,14 +114,6 @@ bool isPackageGone(const Job &job, const JobItem &item)
     return job.transfer ? !job.transfer->running.package() : !item.package;
 }
 
-/// Returns whether a package is there twice. Throws std::bad_alloc.
-bool hasDoubles(PackageBase *const *packages, int count)
-{
-    std::vector<PackageBase *> sorted(packages, packages + count);
-    std::sort(sorted.begin(), sorted.end(), std::less<>());
-    return std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end();
-}
-
 /// Compares what a transport says of a reply with what was sent.
 Verdict checkClass(const EndedRequest &expected, std::optional<ClassId> received)
 {
@@ -171,27 +152,31 @@ Accepted EnginePrivate::send(PackageBase *const *packages, int count, bool isCom
     if (queued() + count > settings.limits.queued)
         return refuse(packages, count, SendError::QueueFull);
     const RequestId first = m_lastId + 1;
+    SendError sendError = SendError::OutOfMemory;
     try {
-        if (isCombination && hasDoubles(packages, count))
-            return refuse(packages, count, SendError::TooManyItems);
         Jobs made(1);
         Job &job = made.front();
         job.options = options;
         job.isCombination = isCombination;
         job.events.resize(static_cast<std::size_t>(count));
         job.items.resize(count);
-        for (int i = 0; i < count; ++i) {
-            job.items[i].id = ++m_lastId;
-            job.items[i].package = packages[i];
-            job.items[i].classId = classOf(*packages[i]).id;
-            job.items[i].listed = m_jobs.emplace_hint(m_jobs.end(), m_lastId, &job);
-        }
-        enqueue(&made);
+        bool isNew = true;
+        for (int i = 0; i < count && isNew; ++i)
+            isNew = enter(job, job.items[i], packages[i]);
+        if (isNew)
+            enqueue(&made);
+        sendError = isNew ? SendError::None : SendError::TooManyItems;
     } catch (const std::bad_alloc &) {
-        for (RequestId id = first; id <= m_lastId; ++id)
-            m_jobs.erase(id);
+        // It is refused below.
+    }
+    if (sendError != SendError::None) {
         m_lastId = first - 1;
-        return refuse(packages, count, SendError::OutOfMemory);
+        for (int i = 0; i < count; ++i) {
+            const RequestId id = first + static_cast<RequestId>(i);
+            m_jobs.erase(id);
+            endPackage(packages[i], id);
+        }
+        return refuse(packages, count, sendError);
     }
     m_waitingRequests += count;
     for (int i = 0; i < count; ++i)
@@ -208,10 +193,55 @@ qint64 EnginePrivate::mostItems() const
 
 Accepted EnginePrivate::refuse(PackageBase *const *packages, int count, SendError sendError)
 {
-    for (int i = 0; i < count; ++i)
-        setOutcome(packages[i], Outcome::Refused);
+    for (int i = 0; i < count; ++i) {
+        if (!isUnderWay(packages[i]))
+            setOutcome(packages[i], Outcome::Refused);
+    }
     counters.refused += static_cast<quint64>(count);
     return {0, sendError};
+}
+
+/// Gives an item its package and an id. Throws std::bad_alloc.
+///
+/// @return false if the package is under way already.
+bool EnginePrivate::enter(Job &job, JobItem &item, PackageBase *package)
+{
+    if (isUnderWay(package))
+        return false;
+    item.id = ++m_lastId;
+    item.package = package;
+    item.address = package;
+    item.classId = classOf(*package).id;
+    item.listed = m_jobs.emplace_hint(m_jobs.end(), item.id, &job);
+    m_underWay.insert_or_assign(package, item.id);
+    return true;
+}
+
+/// Notes that a package is not under way any more, unless it was deleted and its address is that of
+/// another package.
+void EnginePrivate::endPackage(const PackageBase *address, RequestId id)
+{
+    const auto entry = m_underWay.find(address);
+    if (entry != m_underWay.end() && entry->second == id)
+        m_underWay.erase(entry);
+}
+
+/// Returns whether a package is that of an unfinished request or transfer. A deleted package may
+/// have had the same address.
+bool EnginePrivate::isUnderWay(const PackageBase *package) const
+{
+    const auto entry = m_underWay.find(package);
+    return entry != m_underWay.end() && packageOf(entry->second) == package;
+}
+
+/// Returns the package of an unfinished request or transfer; null if it was deleted.
+const PackageBase *EnginePrivate::packageOf(RequestId id) const
+{
+    const auto transfer = m_transfers.find(id);
+    if (transfer != m_transfers.end())
+        return transfer->second.running.package();
+    const auto &items = m_jobs.at(id)->items;
+    return items[static_cast<int>(id - items[0].id)].package;
 }
 
 /// Puts a job at the end of its queue. Throws std::bad_alloc, with nothing changed.
@@ -227,7 +257,7 @@ void EnginePrivate::enqueue(Jobs *made)
     job.due = m_due.insert({due, ++m_lastOrder, &job}).first;
     job.list = made;
     job.place = made->begin();
-    const bool isSpecial = isWithoutSerialNum(job.items[0].classId);
+    const bool isSpecial = !job.isCombination && isWithoutSerialNum(job.items[0].classId);
     moveTo(isSpecial ? &m_waitingSpecials : &m_waiting, job);
 }
 
@@ -266,6 +296,8 @@ void EnginePrivate::linkLost()
         while (!list->empty())
             finishAll(list->front(), Outcome::LinkLost);
     }
+    while (!m_aside.empty())
+        finishAll(m_aside.begin()->second.front(), Outcome::LinkLost);
     numbers.reset();
 }
 
@@ -321,6 +353,8 @@ EnginePrivate::Dispatch EnginePrivate::dispatch(Job &job)
             return end(job, SendError::NotCarried, verdict);
         if (asksForTooMuch(job))
             return end(job, SendError::TooMuchData, verdict);
+        if (setAside(job))
+            return Dispatch::Aside;
         if (!drawNumbers(job)) {
             releaseNumbers(job);
             return Dispatch::Blocked;
@@ -456,6 +490,35 @@ bool EnginePrivate::lacksBytes(const Job &job) const
     return bytesInFlight + job.cost > settings.limits.bytesInFlight;
 }
 
+/// Sets a special request aside if its id rests, so that it does not hold up others. Throws
+/// std::bad_alloc.
+bool EnginePrivate::setAside(Job &job)
+{
+    if (job.list != &m_waitingSpecials || m_isSpecialUnderWay)
+        return false;
+    const auto &special = static_cast<const SpecialPackageRequest &>(*job.items[0].package);
+    const SerialNumbers::Key key = SerialNumbers::ofSpecial(special.id());
+    if (!numbers.find(key))
+        return false;
+    moveTo(&m_aside[key], job);
+    job.awaited = key;
+    return true;
+}
+
+/// Gives the first request that was set aside for a key its turn, now that the key is free. The
+/// others stay, so that each is moved only once before it is sent.
+void EnginePrivate::recall(SerialNumbers::Key key)
+{
+    const auto aside = m_aside.find(key);
+    if (aside == m_aside.end())
+        return;
+    Job &first = aside->second.front();
+    m_waitingSpecials.splice(m_waitingSpecials.begin(), aside->second, first.place);
+    first.list = &m_waitingSpecials;
+    if (aside->second.empty())
+        m_aside.erase(aside);
+}
+
 /// Draws a serial number for each item. Throws std::bad_alloc.
 ///
 /// @return false, with some numbers drawn, if there are not enough.
@@ -534,7 +597,8 @@ OutgoingMessage EnginePrivate::handOut(Job &job)
 void EnginePrivate::advance(Time now)
 {
     m_now = qBound(m_now, now, LastMoment);
-    numbers.expire(m_now);
+    while (const std::optional<SerialNumbers::Key> key = numbers.expireNext(m_now))
+        recall(*key);
     while (!m_due.empty() && m_due.begin()->at <= m_now)
         onDue(*m_due.begin()->job);
 }
@@ -544,7 +608,8 @@ std::optional<Time> EnginePrivate::nextTimeout() const
     std::optional<Time> next;
     if (!m_due.empty())
         next = m_due.begin()->at;
-    const std::optional<Time> number = m_lacksNumbers ? numbers.nextExpiry() : std::nullopt;
+    const bool isNumberAwaited = m_lacksNumbers || !m_aside.empty();
+    const std::optional<Time> number = isNumberAwaited ? numbers.nextExpiry() : std::nullopt;
     return next && number ? qMin(*next, *number) : next;
 }
 
@@ -657,6 +722,7 @@ void EnginePrivate::finish(Job &job, JobItem &item, const StepResult &given)
         setOutcome(item.package, given.outcome);
     TransferJobs *const transfer = job.transfer;
     if (!transfer) {
+        endPackage(item.address, item.id);
         tell(job, item, given);
         if (job.unfinished == 0)
             remove(job);
@@ -737,7 +803,16 @@ void EnginePrivate::remove(Job &job)
             m_jobs.erase(item.listed);
     }
     m_due.erase(job.due);
-    job.list->erase(job.place);
+    Jobs *const list = job.list;
+    const SerialNumbers::Key awaited = job.awaited;
+    list->erase(job.place);
+    if (awaited == 0)
+        return;
+    const auto aside = m_aside.find(awaited);
+    if (list == &m_waitingSpecials)
+        recall(awaited);
+    else if (aside != m_aside.end() && aside->second.empty())
+        m_aside.erase(aside);
 }
 
 std::optional<Event> EnginePrivate::takeEvent()
@@ -785,9 +860,10 @@ SerialNumbers::Number *EnginePrivate::numberOf(Form form, const QByteArray &repl
 /// of another reply may have a "|", too.
 bool EnginePrivate::hasSeveralReplies(Form form, const QByteArray &message)
 {
-    const auto separators = form == Form::Text ? message.count('|') : 0;
-    if (separators == 0 || separators >= settings.limits.inFlight
-        || message.size() > settings.limits.messageSize) {
+    const auto size = static_cast<std::size_t>(message.size());
+    if (form != Form::Text || !std::memchr(message.constData(), '|', size)
+        || message.size() > settings.limits.messageSize
+        || message.count('|') >= settings.limits.inFlight) {
         return false;
     }
     const auto isOfCombination = [](const SerialNumbers::Number *number) {
@@ -839,14 +915,13 @@ Verdict EnginePrivate::decodeReply(const SerialNumbers::Number &number, const QB
     CheckOptions options;
     options.request = std::move(expected.request);
     verdict = decodeMessage(message, expected.shape, reply, options);
-    if (!verdict.isOk() || expected.shape.classId != ClassId::PackageRequestReadData
-        || !(*reply)->isPackageSuccess()) {
+    if (!verdict.isOk() || !bringsData(expected.shape.classId) || !(*reply)->isPackageSuccess())
         return verdict;
-    }
     const qint64 found = (*reply)->data().size();
     if (found != expected.asked) {
         verdict = outOfRange(QString::number(expected.asked), QString::number(found));
         verdict.field = QStringLiteral("replyDataLength");
+        verdict.position = -1; // it depends on the form
     }
     return verdict;
 }
@@ -905,25 +980,47 @@ Accepted EnginePrivate::start(const Transfer &transfer, const RequestOptions &op
     PackageBase *package = transfer.package();
     if (queued() >= settings.limits.queued)
         return refuse(&package, 1, SendError::QueueFull);
-    if (!TransferPlan(transfer, true).isValid())
-        return refuse(&package, 1, SendError::NotCarried);
+    if (isUnderWay(package))
+        return refuse(&package, 1, SendError::TooManyItems);
     const RequestId id = m_lastId + 1;
     try {
+        const Verdict verdict = TransferPlan(transfer, true).check();
+        if (!verdict.isOk())
+            return endAtOnce(package, verdict);
+        m_underWay.insert_or_assign(package, id);
         const bool emptiesBuffer = canEmptyBuffer(transfer);
         Transfer bounded = transfer;
         bounded.setWindow(qMin(transfer.window(), settings.limits.inFlight));
         TransferJobs &jobs = m_transfers.try_emplace(id, bounded, emptiesBuffer).first->second;
         jobs.id = id;
+        jobs.address = package;
         jobs.options = options;
         jobs.finished.resize(1);
         jobs.progress.resize(1);
     } catch (const std::bad_alloc &) {
         m_transfers.erase(id);
+        endPackage(package, id);
         return refuse(&package, 1, SendError::OutOfMemory);
     }
     ++m_lastId;
     continueTransfer(m_transfers.at(id));
     return {id, SendError::None};
+}
+
+/// Ends a transfer that cannot begin, with an event that says why. Throws std::bad_alloc.
+Accepted EnginePrivate::endAtOnce(PackageBase *package, const Verdict &verdict)
+{
+    std::list<Told> told(1);
+    told.front().package = package;
+    Event &event = told.front().event;
+    event.id = m_lastId + 1;
+    event.outcome = Outcome::Refused;
+    event.sendError = SendError::NotCarried;
+    event.verdict = verdict;
+    event.failedOffset = 0;
+    m_events.splice(m_events.end(), told);
+    refuse(&package, 1, SendError::NotCarried);
+    return {++m_lastId, SendError::None};
 }
 
 /// Returns whether some form carries the data write of no bytes that empties the buffer of an empty
@@ -999,6 +1096,7 @@ void EnginePrivate::endTransfer(TransferJobs &transfer)
     told.package = transfer.running.package();
     transfer.running.finish(&told.event);
     m_events.splice(m_events.end(), transfer.finished);
+    endPackage(transfer.address, transfer.id);
     m_transfers.erase(transfer.id);
 }
 

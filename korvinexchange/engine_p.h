@@ -11,6 +11,7 @@
 #include <list>
 #include <map>
 #include <set>
+#include <unordered_map>
 
 namespace KorvinExchange {
 
@@ -39,6 +40,7 @@ struct JobItem
 {
     RequestId id = 0;
     QPointer<PackageBase> package;
+    const PackageBase *address = nullptr; ///< Of the package, even after it was deleted.
     KorvinInspect::ClassId classId = KorvinInspect::ClassId::PackageBase;
     SerialNumbers::Number *number = nullptr; ///< Null until it is sent.
     QByteArray request;                      ///< The request as it was sent.
@@ -58,6 +60,7 @@ struct TransferJobs
 
     RunningTransfer running;
     RequestId id = 0;
+    const PackageBase *address = nullptr; ///< Of the package, even after it was deleted.
     RequestOptions options;
     std::list<Job *> jobs;
     std::list<Told> finished; ///< The final event, allocated in advance.
@@ -89,6 +92,7 @@ struct Job
     qint64 cost = 0; ///< Its share of the bytes in flight, once it is known.
     int attempts = 0;
     Time sentAt{0};
+    SerialNumbers::Key awaited = 0; ///< The key that it was last set aside for; 0 if it never was.
 
     Time deadline = Time::max();
     std::set<Due>::iterator due;
@@ -135,13 +139,18 @@ private:
     /// The result of an attempt to send a job.
     enum class Dispatch {
         Sent,
-        Blocked, ///< It has to wait.
+        Blocked, ///< It has to wait, and later ones with it.
+        Aside,   ///< It has to wait, but not in the queue.
         Ended    ///< It was refused, or its packages were deleted.
     };
 
     // Accepting requests.
     qint64 mostItems() const;
     Accepted refuse(PackageBase *const *packages, int count, SendError sendError);
+    bool enter(Job &job, JobItem &item, PackageBase *package);
+    void endPackage(const PackageBase *address, RequestId id);
+    bool isUnderWay(const PackageBase *package) const;
+    const PackageBase *packageOf(RequestId id) const;
     void enqueue(Jobs *made);
 
     // Sending.
@@ -154,6 +163,8 @@ private:
     bool asksForTooMuch(const Job &job) const;
     qint64 askedOf(const Job &job) const;
     bool lacksBytes(const Job &job) const;
+    bool setAside(Job &job);
+    void recall(SerialNumbers::Key key);
     bool drawNumbers(Job &job);
     void releaseNumbers(Job &job);
     KorvinInspect::Verdict encode(Job &job) const;
@@ -194,6 +205,7 @@ private:
               const QByteArray &message, const KorvinInspect::Verdict &verdict = {});
 
     // Transfers.
+    Accepted endAtOnce(PackageBase *package, const KorvinInspect::Verdict &verdict);
     bool canEmptyBuffer(const Transfer &transfer) const;
     void continueTransfer(TransferJobs &transfer);
     void startStep(TransferJobs &transfer);
@@ -206,14 +218,16 @@ private:
     quint64 m_lastOrder = 0;
     Jobs m_waiting;
     Jobs m_waitingSpecials; ///< Waiting jobs without a serial number on the wire.
-    Jobs m_sent;            ///< Jobs in flight or pausing.
-    Jobs m_ready;           ///< Jobs to be repeated.
+    std::map<SerialNumbers::Key, Jobs> m_aside; ///< Those whose id rests, by its key.
+    Jobs m_sent;                                ///< Jobs in flight or pausing.
+    Jobs m_ready;                               ///< Jobs to be repeated.
     int m_waitingRequests = 0;
     bool m_isSpecialUnderWay = false;
     bool m_lacksNumbers = false; ///< Whether jobs wait for a serial number.
     std::set<Due> m_due;
     std::map<RequestId, Job *> m_jobs; ///< By the ids of their items, except those of transfers.
     std::map<RequestId, TransferJobs> m_transfers;
+    std::unordered_map<const PackageBase *, RequestId> m_underWay; ///< By addresses of packages.
     std::list<Told> m_events;
 };
 

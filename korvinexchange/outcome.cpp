@@ -34,7 +34,7 @@ QString describe(SendError sendError)
     case SendError::QueueFull:
         return QStringLiteral("too many requests are waiting");
     case SendError::TooManyItems:
-        return QStringLiteral("too few or too many items, or one twice");
+        return QStringLiteral("too few or too many items, or one that is under way");
     case SendError::NotCarried:
         return QStringLiteral("no form of the peer carries it");
     case SendError::NotAccepted:

@@ -1,4 +1,5 @@
 #include "client_p.h"
+#include "durations_p.h"
 
 #include <QtCore/QEventLoop>
 
@@ -30,8 +31,9 @@ Waiting::Waiting(ClientPrivate *client, const QPointer<Reply> &reply, QEventLoop
     , m_outer(client->waiting)
     , m_reply(reply)
     , m_loop(loop)
-    , m_due(client->now() + deadline)
 {
+    bound(&deadline, 0);
+    m_due = client->now() + deadline;
     client->waiting = this;
     client->wake();
 }

@@ -1,16 +1,12 @@
 #include "requestcoding_p.h"
 
+#include "carriedfields_p.h"
 #include "classrow_p.h"
 #include "recordcursors_p.h"
 
 #include <korvininspect/inputtext.h>
 #include <korvininspect/packageforms.h>
 #include <packagerequestreaddata.h>
-#include <packagerequestreadfile.h>
-#include <packagerequestreadmemdata.h>
-#include <packagerequestwritedata.h>
-#include <packagerequestwritefile.h>
-#include <packagerequestwritememdata.h>
 #include <specialpackagerequest.h>
 
 #include <algorithm>
@@ -23,6 +19,12 @@ namespace KorvinExchange {
 
 namespace {
 
+QString quoted(const QString &text)
+{
+    constexpr int MaxCharacters = 40;
+    return QLatin1Char('"') + printable(text, MaxCharacters) + QLatin1Char('"');
+}
+
 /// The reason why a form does not carry a request, in words only if there is one.
 class Reason
 {
@@ -30,17 +32,18 @@ public:
     const Verdict &verdict() const { return m_verdict; }
 
     /// Sets the reason. Each operation of this class returns whether the request is carried.
-    bool set(Refusal refusal, const char *field = "", const QString &expected = {},
+    bool set(Refusal refusal, QStringView field = {}, const QString &expected = {},
              const QString &found = {})
     {
         m_verdict.refusal = refusal;
-        m_verdict.field = QString::fromLatin1(field);
+        m_verdict.field = field.toString();
+        m_verdict.position = -1; // there is no message
         m_verdict.expected = expected;
         m_verdict.found = found;
         return false;
     }
 
-    bool checkRange(const char *field, qint64 number, qint64 least, qint64 most)
+    bool checkRange(QStringView field, qint64 number, qint64 least, qint64 most)
     {
         if (number >= least && number <= most)
             return true;
@@ -49,7 +52,7 @@ public:
     }
 
     /// Checks that a text can be UTF-8: it has no unpaired surrogate.
-    bool checkUnicode(const char *field, const QString &text)
+    bool checkUnicode(QStringView field, const QString &text)
     {
         if (text.isValidUtf16())
             return true;
@@ -61,16 +64,31 @@ private:
 };
 
 /// Checks that class and read/write code agree, and so do length and data.
-bool checkFields(const PackageBase &package, ClassId classId, Reason *reason)
+bool checkFields(const PackageBase &package, const Korvin::ClassRow &row, Reason *reason)
 {
-    const auto access = Korvin::onlyAccess(rowOf(classId));
-    if (!reason->checkRange("readWriteCode", package.getReadWriteCode(),
+    const auto access = Korvin::onlyAccess(row);
+    if (!reason->checkRange(u"readWriteCode", package.getReadWriteCode(),
                             access.value_or(OrvexEnum::Read), access.value_or(OrvexEnum::Write)))
         return false;
-    if (!qobject_cast<const PackageRequestWriteData *>(&package))
+    if (row.own != Korvin::Own::WriteBlock)
         return true;
     const qint64 size = package.data().size();
-    return reason->checkRange("packageDataLength", package.getPackageDataLength(), size, size);
+    return reason->checkRange(u"packageDataLength", package.getPackageDataLength(), size, size);
+}
+
+/// Checks that fields which a form does not have are as its reader assumes.
+bool checkLacked(const PackageBase &package, const std::vector<LackedField> &lacked, Reason *reason)
+{
+    for (const auto &[field, assumed] : lacked) {
+        const QJsonValue value = field->get(package);
+        if (value == assumed)
+            continue;
+        const auto inWords = [](const QJsonValue &word) {
+            return word.isString() ? quoted(word.toString()) : word.toVariant().toString();
+        };
+        return reason->set(Refusal::OutOfRange, field->name, inWords(assumed), inWords(value));
+    }
+    return true;
 }
 
 /// Returns whether all characters are ASCII and none is zero.
@@ -83,7 +101,7 @@ bool isPlainAscii(const QString &text)
 
 /// Checks that a text fits into a frame: it has at most 65,535 bytes. Decoders end it at a zero
 /// byte and skip a byte order mark.
-bool checkText(const char *field, const QString &text, Reason *reason)
+bool checkText(QStringView field, const QString &text, Reason *reason)
 {
     constexpr int Most = std::numeric_limits<quint16>::max();
     constexpr int MostBytes = 3; // of one UTF-16 unit
@@ -99,14 +117,8 @@ bool checkText(const char *field, const QString &text, Reason *reason)
     return isShort || reason->checkRange(field, text.toUtf8().size(), 0, Most);
 }
 
-QString quoted(const QString &text)
-{
-    constexpr int MaxCharacters = 40;
-    return QLatin1Char('"') + printable(text, MaxCharacters) + QLatin1Char('"');
-}
-
 /// Checks that a text fits into a column of a record, which ends at a comma.
-bool checkColumn(const char *field, const QString &text, Reason *reason)
+bool checkColumn(QStringView field, const QString &text, Reason *reason)
 {
     if (text.contains(QLatin1Char(','))) {
         return reason->set(Refusal::OutOfRange, field, QStringLiteral("a text without commas"),
@@ -115,19 +127,30 @@ bool checkColumn(const char *field, const QString &text, Reason *reason)
     return reason->checkUnicode(field, text);
 }
 
+using CheckOfText = bool (*)(QStringView field, const QString &text, Reason *reason);
+
+/// Checks the texts that a class has in addition to those of every request.
+bool checkTexts(const PackageBase &package, const CarriedFields &carried, CheckOfText checkOne,
+                Reason *reason)
+{
+    const auto &texts = carried.texts;
+    return std::all_of(texts.begin(), texts.end(), [&](const PackageField *field) {
+        return checkOne(field->name, field->get(package).toString(), reason);
+    });
+}
+
 /// Checks that a device key comes back from a record: a decoder takes for an escape what looks like
 /// one.
 bool checkEscapes(const QString &key, Reason *reason)
 {
-    const auto isOfEscapes = [](QChar character) {
-        return QStringView(u"#*/,").contains(character);
-    };
-    if (std::any_of(key.begin(), key.end(), isOfEscapes)
-        && Korvin::unescaped(Korvin::withEscapes(key)) != key) {
-        return reason->set(Refusal::OutOfRange, "deviceKey",
+    // Any other key reads back: only in these an escape begins where no character was escaped.
+    const bool isDoubtful = Korvin::contains(key, '#') || Korvin::contains(key, '*')
+        || key.contains(QLatin1String("/,"));
+    if (isDoubtful && Korvin::unescaped(Korvin::withEscapes(key)) != key) {
+        return reason->set(Refusal::OutOfRange, u"deviceKey",
                            QStringLiteral("a key that its escapes give back"), quoted(key));
     }
-    return reason->checkUnicode("deviceKey", key);
+    return reason->checkUnicode(u"deviceKey", key);
 }
 
 /// Checks the fields for which every frame has one byte.
@@ -135,57 +158,37 @@ bool checkBytes(const PackageBase &package, Reason *reason)
 {
     constexpr int Least = -128; // of a signed byte
     constexpr int Most = std::numeric_limits<quint8>::max();
-    return reason->checkRange("deviceType", package.getDeviceType(), Least, Most)
-        && reason->checkRange("reserved2", package.getReserved2(), Least, Most);
+    return reason->checkRange(u"deviceType", package.getDeviceType(), Least, Most)
+        && reason->checkRange(u"reserved2", package.getReserved2(), Least, Most);
 }
 
-/// Checks that fields which a byte frame does not carry have the values that its reader assumes.
+/// Checks that a byte frame carries a request, with a serial number.
 bool checkFrame(const PackageBase &package, ClassId classId, Reason *reason)
 {
-    if (!checkBytes(package, reason) || !checkText("deviceKey", package.getDeviceKey(), reason)
-        || !checkText("tag", package.getTag(), reason))
-        return false;
-    switch (classId) {
-    case ClassId::PackageRequestReadMemData:
-        return reason->checkRange(
-            "offset", static_cast<const PackageRequestReadMemData &>(package).offset(), 0, 0);
-    case ClassId::PackageRequestWriteMemData:
-        return reason->checkRange("offset",
-                                  static_cast<const PackageRequestWriteMemData &>(package).offset(),
-                                  0, 0)
-            && reason->checkRange("packageDataLength", package.getPackageDataLength(), 0, 0);
-    case ClassId::PackageRequestReadFile:
-        return checkText("fileNameWithPath",
-                         static_cast<const PackageRequestReadFile &>(package).fileNameWithPath(),
-                         reason);
-    case ClassId::PackageRequestWriteFile: // name and offset
-    case ClassId::SpecialPackageRequest:   // id and text
+    if (isWithoutSerialNum(classId))
         return reason->set(Refusal::NoSuchForm);
-    default:
-        return true;
-    }
+    const CarriedFields &carried = carriedFields(classId);
+    return checkBytes(package, reason) && checkText(u"deviceKey", package.getDeviceKey(), reason)
+        && checkText(u"tag", package.getTag(), reason)
+        && checkLacked(package, carried.notInFrames, reason)
+        && checkTexts(package, carried, checkText, reason);
 }
 
 /// Checks that a record is read with the columns and values that it is written with.
 bool checkRecord(const PackageBase &package, ClassId classId, Reason *reason)
 {
     constexpr int Most = std::numeric_limits<qint32>::max();
-    if (classId == ClassId::SpecialPackageRequest) {
-        const auto &special = static_cast<const SpecialPackageRequest &>(package);
-        return reason->checkRange("timeout", special.getTimeout(), 0, Most)
-            && checkColumn("strData", special.strData(), reason);
-    }
-    if (!checkEscapes(package.getDeviceKey(), reason)
-        || !reason->checkRange("reserved2", package.getReserved2(), 0, Most)
-        || !checkColumn("tag", package.getTag(), reason))
+    const Korvin::ClassRow &row = rowOf(classId);
+    const bool areCommonCarried = row.base == Korvin::Base::Special
+        ? reason->checkRange(u"timeout", package.getTimeout(), 0, Most)
+        : checkEscapes(package.getDeviceKey(), reason)
+            && reason->checkRange(u"reserved2", package.getReserved2(), 0, Most)
+            && checkColumn(u"tag", package.getTag(), reason);
+    if (!areCommonCarried || !checkTexts(package, carriedFields(classId), checkColumn, reason))
         return false;
-    if (const auto *read = qobject_cast<const PackageRequestReadFile *>(&package))
-        return checkColumn("fileNameWithPath", read->fileNameWithPath(), reason);
-    if (const auto *write = qobject_cast<const PackageRequestWriteFile *>(&package))
-        return checkColumn("fileNameWithPath", write->fileNameWithPath(), reason);
     // An empty data string stands for one number.
-    if (qobject_cast<const PackageRequestWriteData *>(&package) && package.data().isEmpty()) {
-        return reason->set(Refusal::OutOfRange, "data", QStringLiteral("at least 1 byte"),
+    if (row.own == Korvin::Own::WriteBlock && package.data().isEmpty()) {
+        return reason->set(Refusal::OutOfRange, u"data", QStringLiteral("at least 1 byte"),
                            QStringLiteral("0 bytes"));
     }
     return true;
@@ -196,20 +199,16 @@ bool checkLinux(const PackageBase &package, ClassId classId, Reason *reason)
     constexpr int MostData = std::numeric_limits<quint16>::max();
     if (!exists({classId, Form::Linux, Direction::Request}))
         return reason->set(Refusal::NoSuchForm);
-    if (!checkBytes(package, reason))
-        return false;
-    const auto *write = qobject_cast<const PackageRequestWrite *>(&package);
-    if (write && write->bBroadcast()) {
-        return reason->set(Refusal::OutOfRange, "broadcast", QStringLiteral("false"),
-                           QStringLiteral("true"));
-    }
-    return reason->checkRange(write ? "packageDataLength" : "replyDataLength",
+    const bool isRead = rowOf(classId).base == Korvin::Base::Read;
+    return checkBytes(package, reason)
+        && checkLacked(package, carriedFields(classId).notInLinuxFrames, reason)
+        && reason->checkRange(isRead ? QStringView(u"replyDataLength") : u"packageDataLength",
                               package.getDataLength(), 0, MostData);
 }
 
 bool checkCarried(const PackageBase &package, ClassId classId, Form form, Reason *reason)
 {
-    if (!checkFields(package, classId, reason))
+    if (!checkFields(package, rowOf(classId), reason))
         return false;
     switch (form) {
     case Form::Frame:
@@ -267,7 +266,7 @@ ChosenForm chooseForm(const PackageBase &package, ClassId classId, const std::ve
     bool isFirst = true;
     for (const Form form : forms) {
         Reason reason;
-        if (reason.checkRange("serialNum", leastSerialNum, 1, lastSerialNumOf(form))
+        if (reason.checkRange(u"serialNum", leastSerialNum, 1, lastSerialNumOf(form))
             && checkCarried(package, classId, form, &reason))
             return {{}, form};
         if (isFirst)
@@ -291,21 +290,25 @@ quint32 lastSerialNumOf(Form form)
 
 bool isWithoutSerialNum(ClassId classId)
 {
-    return classId == ClassId::SpecialPackageRequest;
+    return rowOf(classId).base == Korvin::Base::Special;
 }
 
 bool isRead(const PackageBase &package, ClassId classId)
 {
     // A register that does not advance gives the next bytes each time.
-    const bool takesData =
-        classId == ClassId::PackageRequestReadData && !package.getIsRegisterAddrSelfIncreasing();
+    const bool takesData = bringsData(classId) && !package.getIsRegisterAddrSelfIncreasing();
     return package.getReadWriteCode() == OrvexEnum::Read && !takesData
-        && classId != ClassId::SpecialPackageRequest;
+        && !isWithoutSerialNum(classId);
+}
+
+bool bringsData(ClassId classId)
+{
+    return rowOf(classId).own == Korvin::Own::ReadBlock;
 }
 
 int askedData(const PackageBase &package, ClassId classId)
 {
-    return classId == ClassId::PackageRequestReadData ? package.getDataLength() : 0;
+    return bringsData(classId) ? package.getDataLength() : 0;
 }
 
 Verdict encodeRequest(PackageBase &package, quint32 serialNum, const MessageShape &shape,

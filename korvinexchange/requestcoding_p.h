@@ -40,6 +40,9 @@ bool isWithoutSerialNum(KorvinInspect::ClassId classId);
 /// Returns whether a request reads, and so may be carried out twice.
 bool isRead(const PackageBase &package, KorvinInspect::ClassId classId);
 
+/// Returns whether the replies to requests of a class carry data.
+bool bringsData(KorvinInspect::ClassId classId);
+
 /// Returns the number of data bytes that the reply to a request may carry.
 int askedData(const PackageBase &package, KorvinInspect::ClassId classId);
 

@@ -108,7 +108,7 @@ SerialNumbers::Number *SerialNumbers::draw(quint32 last)
 
 SerialNumbers::Number *SerialNumbers::claim(Key key)
 {
-    return m_numbers.size() >= m_most || find(key) ? nullptr : add(key);
+    return m_numbers.size() >= m_most ? nullptr : add(key);
 }
 
 void SerialNumbers::release(Number *number)
@@ -142,12 +142,16 @@ SerialNumbers::Number *SerialNumbers::find(Key key)
     return found == m_numbers.end() ? nullptr : found->second;
 }
 
-void SerialNumbers::expire(Time now)
+std::optional<SerialNumbers::Key> SerialNumbers::expireNext(Time now)
 {
     for (List *list : {&m_unanswered, &m_answered}) {
-        while (!list->empty() && list->front().until <= now)
-            release(&list->front());
+        if (list->empty() || list->front().until > now)
+            continue;
+        const Key key = list->front().key;
+        release(&list->front());
+        return key;
     }
+    return {};
 }
 
 std::optional<Time> SerialNumbers::nextExpiry() const
@@ -162,7 +166,7 @@ std::optional<Time> SerialNumbers::nextExpiry() const
 
 void SerialNumbers::reset()
 {
-    expire(Time::max());
+    while (expireNext(Time::max())) { }
     m_free.reset(); // including numbers that were lost
 }
 

@@ -96,7 +96,7 @@ public:
     /// std::bad_alloc.
     Number *draw(quint32 last);
 
-    /// Takes a key that is not a serial number; returns null if it is in use or resting.
+    /// Takes a free key that is not a serial number; returns null if there are too many.
     Number *claim(Key key);
 
     /// Makes a number free that was not sent.
@@ -111,8 +111,8 @@ public:
     /// Returns a number, or null if it is free.
     Number *find(Key key);
 
-    /// Makes numbers free whose rest is over.
-    void expire(Time now);
+    /// Makes the next number free whose rest is over; returns its key, or nothing if there is none.
+    std::optional<Key> expireNext(Time now);
 
     /// Returns when the next number becomes free; nothing if no number rests.
     std::optional<Time> nextExpiry() const;

@@ -9,6 +9,8 @@
 
 #include <limits>
 
+using namespace KorvinInspect;
+
 namespace KorvinExchange {
 
 namespace {
@@ -49,6 +51,28 @@ qint64 firstOffsetOf(const Transfer &transfer)
     }
 }
 
+Verdict outOfRange(const char *field, const QString &expected, const QString &found)
+{
+    Verdict verdict;
+    verdict.refusal = Refusal::OutOfRange;
+    verdict.position = -1; // there is no message
+    verdict.field = QString::fromLatin1(field);
+    verdict.expected = expected;
+    verdict.found = found;
+    return verdict;
+}
+
+Verdict outOfRange(const char *field, qint64 least, qint64 most, qint64 found)
+{
+    return outOfRange(field, QStringLiteral("%1 to %2").arg(least).arg(most),
+                      QString::number(found));
+}
+
+QString hexadecimal(qint64 address)
+{
+    return QLatin1String("0x") + QString::number(address, 16).toUpper();
+}
+
 } // namespace
 
 TransferPlan::TransferPlan(const Transfer &transfer, bool emptiesBuffer)
@@ -62,15 +86,24 @@ TransferPlan::TransferPlan(const Transfer &transfer, bool emptiesBuffer)
 {
 }
 
-bool TransferPlan::isValid() const
+Verdict TransferPlan::check() const
 {
-    if (m_total < 0 || m_partSize < 1)
-        return false;
+    constexpr qint64 Most = std::numeric_limits<qint32>::max();
+    if (m_total < 0)
+        return outOfRange("replyDataLength", 0, Most, m_total);
+    if (m_partSize < 1)
+        return outOfRange("maxPartSize", 1, Most, m_partSize);
     constexpr qint64 Registers = qint64(1) << 32;
     const qint64 largest = qMin<qint64>(m_partSize, m_total);
     const qint64 used = goesThroughBuffer(m_transfer.kind()) || !m_advances ? largest : m_total;
-    return m_register + used <= Registers
-        && m_firstOffset <= std::numeric_limits<qint32>::max() - m_total;
+    if (m_register > Registers - used) {
+        return outOfRange(
+            "lowAddr", QLatin1String("a register address of 0 to ") + hexadecimal(Registers - used),
+            hexadecimal(m_register));
+    }
+    if (m_firstOffset > Most - m_total)
+        return outOfRange("offset", 0, Most - m_total, m_firstOffset);
+    return {};
 }
 
 int TransferPlan::partCount() const

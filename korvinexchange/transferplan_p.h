@@ -3,6 +3,8 @@
 
 #include "include/korvinexchange/transfer.h"
 
+#include <korvininspect/packagecheck.h>
+
 #include <memory>
 
 namespace KorvinExchange {
@@ -23,9 +25,9 @@ public:
     /// @param emptiesBuffer says whether a data write of no bytes can be sent.
     TransferPlan(const Transfer &transfer, bool emptiesBuffer);
 
-    /// Returns whether the transfer is possible: its length is not negative, parts have at least
-    /// one byte, and neither registers nor offsets overflow.
-    bool isValid() const;
+    /// Checks that the transfer is possible: its length is not negative, parts have at least one
+    /// byte, and neither registers nor offsets overflow. Throws std::bad_alloc.
+    KorvinInspect::Verdict check() const;
 
     /// Returns the number of all bytes.
     qint64 total() const { return m_total; }

@@ -351,7 +351,9 @@ QString describe(const Verdict &verdict)
     QString place;
     if (verdict.item > 0)
         place += QStringLiteral("item %1, ").arg(verdict.item);
-    if (!verdict.field.isEmpty())
+    if (!verdict.field.isEmpty() && verdict.position < 0)
+        place += verdict.field + QLatin1String(": ");
+    else if (!verdict.field.isEmpty())
         place += QStringLiteral("%1 at %2: ").arg(verdict.field).arg(verdict.position);
     else if (verdict.refusal == Refusal::TrailingBytes || verdict.refusal == Refusal::Truncated)
         place += QStringLiteral("at %1: ").arg(verdict.position);

@@ -13,6 +13,7 @@
 
 #include <QtCore/QByteArrayList>
 
+#include <charconv>
 #include <limits>
 
 namespace KorvinInspect {
@@ -294,7 +295,8 @@ private:
     std::optional<quint32> m_serialNum;
 };
 
-std::optional<quint32> serialNumOfFrame(const QByteArray &frame)
+// Every reply passes here: all of the walk is inlined.
+[[gnu::flatten]] std::optional<quint32> serialNumOfFrame(const QByteArray &frame)
 {
     PackageBasePrivate fields;
     Korvin::CommonPart part{fields};
@@ -318,16 +320,28 @@ std::optional<quint32> serialNumOfLinuxFrame(const QByteArray &frame)
     return begins ? sink.serialNum() : std::nullopt;
 }
 
+/// Returns whether a record has this number of columns. Does not look at further ones.
+bool hasColumns(const QByteArray &record, int columns)
+{
+    auto comma = record.indexOf(',');
+    for (; columns > 1 && comma >= 0; --columns)
+        comma = record.indexOf(',', comma + 1);
+    return columns == 1 && comma < 0;
+}
+
 std::optional<quint32> serialNumOfRecord(const QByteArray &record)
 {
-    constexpr int SpecialReplyCommas = Korvin::SpecialPart::Columns;
-    const QByteArray column = record.left(qMax(record.indexOf(','), 0));
-    const int number = column.toInt();
-    if (number < 0 || QByteArray::number(number) != column
-        || record.count(',') == SpecialReplyCommas) {
+    constexpr int SpecialReplyColumns = Korvin::SpecialPart::Columns + 1;
+    const char *const first = record.constData();
+    const char *const end = first + qMax<qint64>(record.indexOf(','), 0);
+    quint32 number = 0;
+    const auto [stop, error] = std::from_chars(first, end, number);
+    const bool isNumber = error == std::errc() && stop == end
+        && number <= quint32(std::numeric_limits<qint32>::max());
+    const bool hasLeadingZero = *first == '0' && end - first > 1;
+    if (!isNumber || hasLeadingZero || hasColumns(record, SpecialReplyColumns))
         return {};
-    }
-    return static_cast<quint32>(number);
+    return number;
 }
 
 /// Compares those start bytes that are there.

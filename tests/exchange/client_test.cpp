@@ -702,6 +702,7 @@ TEST_F(ClientTest, EndsWhatIsUnderWayWhenItIsDeleted)
     QObject::connect(ofSent, &Reply::finished, [&] {
         EXPECT_EQ(client->send(more.get()), nullptr);
         EXPECT_EQ(client->start(Transfer::readData(more.get())), nullptr);
+        EXPECT_EQ(client->send(waiting.get()), nullptr) << "it is announced next, as it is";
         EXPECT_EQ(client->exchange(more.get(), milliseconds(5000)).outcome, Outcome::Refused);
         for (Reply *other : client->findChildren<Reply *>())
             other->abort();
@@ -778,6 +779,102 @@ TEST_F(ClientTest, FramesByTheFormOfItsSettings)
         EXPECT_TRUE(waitUntil([&] { return !device.written.isEmpty(); }));
         EXPECT_EQ(device.written, expected);
     }
+}
+
+/// A client that shows its framing.
+class FramedClient : public Client
+{
+public:
+    using Client::Client;
+    using Client::makeFraming;
+};
+
+TEST_F(ClientTest, WaitsForALinuxFrameAsLongAsForAReply)
+{
+    // At 9,600 baud, 2,068 bytes take 2.15 s.
+    settings.forms = {Form::Linux};
+    const auto read = makeRead(Register, 2048);
+    QByteArray request;
+    const MessageShape shape{ClassId::PackageRequestReadData, Form::Linux, Direction::Request};
+    ASSERT_TRUE(encodePackage(*read, {Form::Linux, Direction::Request}, &request).isOk());
+    const QByteArray reply = replyTo(request, shape);
+    const auto lastTime = [&] {
+        const auto framing = FramedClient(settings).makeFraming();
+        framing->receive(reply.left(1), ms(0));
+        return framing->nextTimeout().value_or(Time(0));
+    };
+    const auto framing = FramedClient(settings).makeFraming();
+    std::vector<QByteArray> messages;
+    for (int i = 0; i < reply.size(); ++i) {
+        EXPECT_TRUE(messages.empty());
+        messages = framing->receive(reply.mid(i, 1), std::chrono::microseconds(i * 1040));
+    }
+    EXPECT_EQ(messages, std::vector<QByteArray>{reply});
+    EXPECT_EQ(lastTime(), ms(3000));
+    settings.timeout = milliseconds(20000);
+    EXPECT_EQ(lastTime(), ms(20000));
+    settings.timeout = milliseconds(1001);
+    EXPECT_EQ(lastTime(), ms(1001));
+    // A late reply is still recognised.
+    for (const int timeout : {1000, 1, -1}) {
+        settings.timeout = milliseconds(timeout);
+        EXPECT_EQ(lastTime(), ms(1000));
+    }
+}
+
+TEST_F(ClientTest, TakesNoLinuxFrameAboveTheLimit)
+{
+    settings.forms = {Form::Linux};
+    const QByteArray reply = hex("55AA 00 01 00 FF 01 02 FFFF 00 00 1000 000A 0300 A0 A1 A2 565A");
+    for (const int size : {23, 22}) {
+        settings.limits.messageSize = size;
+        const auto framing = FramedClient(settings).makeFraming();
+        EXPECT_EQ(framing->receive(reply, ms(0)).size(), size == 23 ? 1U : 0U);
+        EXPECT_EQ(framing->buffered(), 0);
+    }
+}
+
+TEST_F(ClientTest, RefusesAPackageThatIsUnderWay)
+{
+    const auto read = makeRead(Register, 3);
+    const auto other = makeRead(Register, 3);
+    logSignals(*read);
+    const Reply *first = client->send(read.get());
+    const Reply *second = client->send(read.get());
+    const auto both = client->sendCombination({other.get(), read.get()});
+    ASSERT_EQ(both.size(), 2U);
+    EXPECT_TRUE(waitUntil([&] { return second->isFinished() && both[1]->isFinished(); }));
+    EXPECT_EQ(second->outcome(), Outcome::Refused);
+    EXPECT_EQ(second->result().sendError, SendError::TooManyItems);
+    EXPECT_EQ(second->package(), read.get());
+    EXPECT_EQ(read->getCommResult(), OrvexEnum::CommPending);
+    EXPECT_TRUE(waitUntil([&] { return !device.written.isEmpty(); }));
+    EXPECT_EQ(log, QStringList(QStringLiteral("begin"))) << "its request has not ended";
+    EXPECT_EQ(other->getPackResult(), OrvexEnum::PackSendError);
+    peer.answerAll();
+    EXPECT_TRUE(waitUntil([&] { return first->isFinished(); }));
+    EXPECT_EQ(first->outcome(), Outcome::Success);
+    EXPECT_EQ(log.join(QLatin1Char(' ')), QStringLiteral("begin complete"));
+}
+
+TEST_F(ClientTest, WaitsAYearAtMost)
+{
+    peer.answerAtOnce();
+    const auto read = makeRead(Register, 3);
+    EXPECT_EQ(client->exchange(read.get(), milliseconds::max()).outcome, Outcome::Success);
+    Reply *reply = client->send(read.get());
+    EXPECT_FALSE(reply->waitForFinished(milliseconds::min()));
+    EXPECT_TRUE(reply->waitForFinished(milliseconds::max()));
+}
+
+TEST_F(ClientTest, SaysWhyATransferCannotBe)
+{
+    const auto read = makeRead(0xFFFFFFFF, 2);
+    const Event event = client->exchange(Transfer::readData(read.get()), milliseconds(5000));
+    EXPECT_EQ(describe(event),
+              QStringLiteral("refused at byte 0: no form of the peer carries it: lowAddr: "
+                             "out of range: a register address of 0 to 0xFFFFFFFE expected, "
+                             "0xFFFFFFFF found"));
 }
 
 TEST_F(ClientTest, RefusesAllWithoutAForm)

@@ -379,6 +379,48 @@ TEST_F(ClientOpener, BeginsWithTheShortestPauseAgainWhenItHasReceivedSomething)
     }
 }
 
+TEST_F(ClientOpener, PausesAtLeastAMillisecondAndMoreEachTime)
+{
+    for (const milliseconds pause : {milliseconds(0), milliseconds::min()}) {
+        int tries = 0;
+        settings.reconnectPause = pause;
+        settings.longestReconnectPause = milliseconds::max();
+        settings.connectTimeout = milliseconds::max();
+        client = std::make_unique<Client>(settings);
+        client->setOpener([&]() -> QIODevice * {
+            ++tries;
+            return nullptr;
+        });
+        runFor(milliseconds(100));
+        EXPECT_GE(tries, 2);
+        EXPECT_LE(tries, 7) << "after 1, 2, 4, 8, 16 and 32 ms";
+    }
+}
+
+TEST_F(ClientOpener, PausesNoLongerThanTheLongestPause)
+{
+    int tries = 0;
+    settings.reconnectPause = std::chrono::hours(1);
+    settings.longestReconnectPause = milliseconds(1);
+    client = std::make_unique<Client>(settings);
+    client->setOpener([&]() -> QIODevice * {
+        ++tries;
+        return nullptr;
+    });
+    EXPECT_TRUE(waitUntil([&] { return tries >= 3; }));
+}
+
+TEST_F(ClientOpener, GivesADeviceAYearAtMostToConnect)
+{
+    settings.connectTimeout = milliseconds::max();
+    client = std::make_unique<Client>(settings);
+    openDevices(MemoryDevice::State::Connecting);
+    EXPECT_TRUE(waitForOpenings(1));
+    runFor(milliseconds(20));
+    EXPECT_EQ(client->device(), opened) << "it is not given up";
+    EXPECT_EQ(times.size(), 1U);
+}
+
 TEST_F(ClientOpener, TriesAgainWhereThereIsNoDevice)
 {
     int tries = 0;

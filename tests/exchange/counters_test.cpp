@@ -35,6 +35,16 @@ TEST(LatencyHistogram, StepsDouble)
     }
 }
 
+TEST(LatencyHistogram, HasNothingInStepsThatDoNotExist)
+{
+    LatencyHistogram histogram;
+    histogram.add(Time(0));
+    histogram.add(Time::max());
+    for (const int step : {-1, LatencyHistogram::Steps, std::numeric_limits<int>::max(),
+                           std::numeric_limits<int>::min()})
+        EXPECT_EQ(histogram.count(step), 0U) << step;
+}
+
 TEST(LatencyHistogram, PercentileIsTheEndOfItsStep)
 {
     LatencyHistogram histogram;

@@ -137,6 +137,8 @@ TEST_F(EngineTest, EveryClassInEveryFormThatCarriesIt)
                 }
                 if (auto *read = qobject_cast<PackageRequestReadData *>(package.get()))
                     read->setReplyDataLength(2);
+                if (auto *file = qobject_cast<PackageRequestWriteFile *>(package.get()))
+                    file->setFileNameWithPaht(QStringLiteral("f"));
                 SCOPED_TRACE(
                     describe(MessageShape{listed.id, form, Direction::Request}).toStdString());
                 restart(form);
@@ -235,9 +237,9 @@ const MisfitRow MisfitRows[] = {
     {"frame with more data", Form::Frame, "00 0100 00 01 00 04000000 A0 A1 A2 A3",
      "replyDataLength at 6: out of range: a length of at most 3 expected, 4 found"},
     {"frame with less data", Form::Frame, "00 0100 00 01 00 02000000 A0 A1",
-     "replyDataLength at 0: out of range: 3 expected, 2 found"},
+     "replyDataLength: out of range: 3 expected, 2 found"},
     {"frame without data", Form::Frame, "00 0100 00 01 00 00000000",
-     "replyDataLength at 0: out of range: 3 expected, 0 found"},
+     "replyDataLength: out of range: 3 expected, 0 found"},
     {"frame without a block", Form::Frame, "00 0100 00 01 00",
      "replyDataLength at 6: truncated: 4 bytes expected, 0 bytes found"},
     {"frame with more bytes", Form::Frame, "00 0100 00 01 00 03000000 A0 A1 A2 00",
@@ -862,7 +864,8 @@ TEST_F(EngineTest, RequestsDoNotAskForMoreThanTheLimit)
     const auto next = makeRead(Register + 100, 100);
     const RequestId first = engine->sendCombination({most.get(), next.get()}, {}, now).id;
     EXPECT_EQ(take().request, first) << "each item may ask for as much";
-    const RequestId mixed = engine->sendCombination({most.get(), more.get()}, {}, now).id;
+    const auto last = makeRead(Register + 200, 100);
+    const RequestId mixed = engine->sendCombination({last.get(), more.get()}, {}, now).id;
     expectNothingToSend();
     EXPECT_EQ(expectEnd(mixed, Outcome::Refused).sendError, SendError::TooMuchData);
 }
@@ -930,46 +933,46 @@ struct RefusedRow
 
 const RefusedRow RefusedWrites[] = {
     {"another code", Form::Frame, [](PackageBase &p) { p.setReadWriteCode(OrvexEnum::Read); },
-     "refused: no form of the peer carries it: readWriteCode at 0: out of range: 1 to 1 expected, "
+     "refused: no form of the peer carries it: readWriteCode: out of range: 1 to 1 expected, "
      "0 found"},
     {"length without data", Form::Frame, [](PackageBase &p) { p.setPackageDataLength(2); },
-     "refused: no form of the peer carries it: packageDataLength at 0: out of range: 1 to 1 "
+     "refused: no form of the peer carries it: packageDataLength: out of range: 1 to 1 "
      "expected, 2 found"},
     {"data without length", Form::Linux, [](PackageBase &p) { p.setPackageDataLength(0); },
-     "refused: no form of the peer carries it: packageDataLength at 0: out of range: 1 to 1 "
+     "refused: no form of the peer carries it: packageDataLength: out of range: 1 to 1 "
      "expected, 0 found"},
     {"no data in a record", Form::Text,
      [](PackageBase &p) {
          p.setData({});
          p.setPackageDataLength(0);
      },
-     "refused: no form of the peer carries it: data at 0: out of range: at least 1 byte expected, "
+     "refused: no form of the peer carries it: data: out of range: at least 1 byte expected, "
      "0 bytes found"},
     {"device type", Form::Frame, [](PackageBase &p) { p.setDeviceType(256); },
-     "refused: no form of the peer carries it: deviceType at 0: out of range: -128 to 255 "
+     "refused: no form of the peer carries it: deviceType: out of range: -128 to 255 "
      "expected, 256 found"},
     {"reserved 2", Form::Linux, [](PackageBase &p) { p.setReserved2(-129); },
-     "refused: no form of the peer carries it: reserved2 at 0: out of range: -128 to 255 expected, "
+     "refused: no form of the peer carries it: reserved2: out of range: -128 to 255 expected, "
      "-129 found"},
     {"tag that breaks a record", Form::Text,
      [](PackageBase &p) { p.setTag(QStringLiteral("a,b")); },
-     "refused: no form of the peer carries it: tag at 0: out of range: a text without commas "
+     "refused: no form of the peer carries it: tag: out of range: a text without commas "
      "expected, \"a,b\" found"},
     {"zero in a tag", Form::Frame, [](PackageBase &p) { p.setTag(QString(QChar(0))); },
-     "refused: no form of the peer carries it: tag at 0: the text contains a zero byte, where a "
+     "refused: no form of the peer carries it: tag: the text contains a zero byte, where a "
      "decoder ends it"},
     {"long tag", Form::Frame, [](PackageBase &p) { p.setTag(QString(65536, QLatin1Char('a'))); },
-     "refused: no form of the peer carries it: tag at 0: out of range: 0 to 65535 expected, 65536 "
+     "refused: no form of the peer carries it: tag: out of range: 0 to 65535 expected, 65536 "
      "found"},
     {"long key", Form::Frame, [](PackageBase &p) { p.setDeviceKey(QString(21846, QChar(0x20AC))); },
-     "refused: no form of the peer carries it: deviceKey at 0: out of range: 0 to 65535 expected, "
+     "refused: no form of the peer carries it: deviceKey: out of range: 0 to 65535 expected, "
      "65538 found"},
     {"too much for a Linux frame", Form::Linux,
      [](PackageBase &p) {
          p.setData(QByteArray(65536, 'x'));
          p.setPackageDataLength(65536);
      },
-     "refused: no form of the peer carries it: packageDataLength at 0: out of range: 0 to 65535 "
+     "refused: no form of the peer carries it: packageDataLength: out of range: 0 to 65535 "
      "expected, 65536 found"},
 };
 
@@ -1062,7 +1065,7 @@ TEST_F(EngineTest, EveryOutcomeAndReasonHasWords)
     const std::pair<SendError, const char *> reasons[] = {
         {SendError::None, "ok"},
         {SendError::QueueFull, "too many requests are waiting"},
-        {SendError::TooManyItems, "too few or too many items, or one twice"},
+        {SendError::TooManyItems, "too few or too many items, or one that is under way"},
         {SendError::NotCarried, "no form of the peer carries it"},
         {SendError::NotAccepted, "the peer would refuse it"},
         {SendError::TooLong, "its message is too long"},
@@ -1276,6 +1279,275 @@ TEST_F(EngineTest, ASpecialRequestWaitsForTheReplyToTheLastOneOfItsId)
     expectEnd(3, Outcome::Success);
     EXPECT_EQ(second.strData(), QStringLiteral("mine"));
 }
+
+TEST_F(EngineTest, WhatIsLeftOfACombinationWithASpecialRequestIsNotSpecial)
+{
+    auto special = std::make_unique<SpecialPackageRequest>(1, 0);
+    const auto read = makeRead(Register, 3);
+    const RequestId id = engine->sendCombination({special.get(), read.get()}, {}, now).id;
+    EXPECT_TRUE(engine->cancel(id, now));
+    special.reset();
+    const OutgoingMessage message = take();
+    SpecialPackageRequest next(1, 0);
+    send(next);
+    EXPECT_EQ(take().bytes, QByteArray("1,0,")) << "no special request is under way";
+    engine->receive(Form::Text, "1,0,x,0", now);
+    engine->linkLost(now);
+    send(next);
+    take();
+}
+
+/// Special requests with an id that rests.
+class RestingIdTest : public EngineTest
+{
+protected:
+    RestingIdTest()
+    {
+        settings.queueTimeout = std::chrono::minutes(5);
+        restart(Form::Text);
+    }
+
+    /// Sends a special request without a reply. Its id rests for 60 s from now on.
+    void loseOne(int id)
+    {
+        sendSpecial(id, "lost");
+        EXPECT_EQ(take().bytes, QByteArray::number(id) + ",0,lost");
+        setTime(now + ms(3000));
+        EXPECT_EQ(takeEvent().outcome, Outcome::TimedOut);
+    }
+
+    RequestId sendSpecial(int id, const char *text)
+    {
+        specials.push_back(std::make_unique<SpecialPackageRequest>(id, 0));
+        specials.back()->setStrData(QLatin1String(text));
+        return send(*specials.back());
+    }
+
+    /// Expects this record to be sent now, and answers it.
+    void exchange(const QByteArray &record)
+    {
+        EXPECT_EQ(take().bytes, record);
+        engine->receive(Form::Text, record + ",0", now);
+        EXPECT_EQ(takeEvent().outcome, Outcome::Success);
+    }
+
+    std::vector<std::unique_ptr<SpecialPackageRequest>> specials;
+};
+
+TEST_F(RestingIdTest, DoesNotHoldUpOtherSpecialRequests)
+{
+    loseOne(1);
+    setTime(now + ms(1000));
+    sendSpecial(1, "a");
+    sendSpecial(1, "b");
+    sendSpecial(2, "c");
+    sendSpecial(3, "d");
+    exchange("2,0,c");
+    exchange("3,0,d");
+    expectNothingToSend();
+    EXPECT_EQ(engine->queued(), 2);
+    sendSpecial(1, "e");
+    sendSpecial(4, "f");
+    exchange("4,0,f");
+    expectNothingToSend();
+    // The order of an id is kept. Its rest is over 60 s after the time-out, at 63 s.
+    setTime(ms(62999));
+    expectNothingToSend();
+    EXPECT_EQ(engine->nextTimeout(), ms(63000));
+    setTime(ms(63000));
+    exchange("1,0,a");
+    sendSpecial(2, "g");
+    exchange("2,0,g");
+    expectNothingToSend();
+    setTime(ms(63100));
+    exchange("1,0,b");
+    setTime(ms(63200));
+    exchange("1,0,e");
+    expectNothingToSend();
+    EXPECT_EQ(engine->queued(), 0);
+}
+
+TEST_F(RestingIdTest, IsUsedAgainAfterALateReply)
+{
+    loseOne(1);
+    sendSpecial(1, "a");
+    expectNothingToSend();
+    engine->receive(Form::Text, "1,0,late,0", now);
+    setTime(now + ms(99));
+    expectNothingToSend();
+    EXPECT_EQ(engine->nextTimeout(), now + ms(1));
+    setTime(now + ms(1));
+    exchange("1,0,a");
+}
+
+TEST_F(RestingIdTest, EndsARequestThatWaitsTooLong)
+{
+    settings.queueTimeout = std::chrono::milliseconds(500);
+    restart(settings);
+    loseOne(1);
+    const RequestId id = sendSpecial(1, "a");
+    expectNothingToSend();
+    EXPECT_EQ(engine->queued(), 1);
+    setTime(now + ms(500));
+    EXPECT_EQ(expectEnd(id, Outcome::TimedOut).attempts, 0);
+    EXPECT_EQ(engine->queued(), 0);
+    setTime(now + ms(59500)); // nothing is left of it
+    sendSpecial(1, "b");
+    exchange("1,0,b");
+}
+
+TEST_F(RestingIdTest, KeepsTheOrderWhenRequestsThatWaitForItAreCancelled)
+{
+    for (const int cancelled : {0, 1, 2}) {
+        SCOPED_TRACE(cancelled);
+        now = Time(0);
+        restart(settings);
+        loseOne(1);
+        const RequestId ids[] = {sendSpecial(1, "a"), sendSpecial(1, "b"), sendSpecial(1, "c")};
+        expectNothingToSend();
+        const char *const records[] = {"1,0,a", "1,0,b", "1,0,c"};
+        setTime(ms(63000)); // now one of them may be sent
+        sendSpecial(1, "d");
+        EXPECT_TRUE(engine->cancel(ids[cancelled], now));
+        expectEnd(ids[cancelled], Outcome::Cancelled);
+        for (int i = 0; i < 3; ++i) {
+            if (i == cancelled)
+                continue;
+            exchange(records[i]);
+            expectNothingToSend();
+            setTime(now + ms(100));
+        }
+        exchange("1,0,d");
+    }
+}
+
+TEST_F(RestingIdTest, EndsWhatWaitsForItWithTheLink)
+{
+    loseOne(1);
+    loseOne(2);
+    std::vector<RequestId> ids;
+    for (const int id : {1, 2, 1, 2})
+        ids.push_back(sendSpecial(id, "a"));
+    expectNothingToSend();
+    specials[3].reset();
+    ids.push_back(sendSpecial(3, "b"));
+    engine->linkLost(now);
+    std::vector<RequestId> ended;
+    while (const auto event = engine->takeEvent()) {
+        EXPECT_EQ(event->outcome, Outcome::LinkLost);
+        ended.push_back(event->id);
+    }
+    std::sort(ended.begin(), ended.end());
+    EXPECT_EQ(ended, ids);
+    EXPECT_EQ(engine->queued(), 0);
+    EXPECT_EQ(engine->nextTimeout(), std::nullopt);
+    sendSpecial(1, "c");
+    exchange("1,0,c");
+}
+
+// Packages under way.
+
+/// A way to send a package.
+struct SendingRow
+{
+    const char *name;
+    Accepted (*send)(Engine *engine, PackageRequestReadData *package, Time now);
+};
+
+void PrintTo(const SendingRow &row, std::ostream *out)
+{
+    *out << row.name;
+}
+
+const SendingRow SendingRows[] = {
+    {"send",
+     [](Engine *engine, PackageRequestReadData *package, Time now) {
+         return engine->send(package, {}, now);
+     }},
+    {"sendCombination",
+     [](Engine *engine, PackageRequestReadData *package, Time now) {
+         return engine->sendCombination({package}, {}, now);
+     }},
+    {"start",
+     [](Engine *engine, PackageRequestReadData *package, Time now) {
+         return engine->start(Transfer::readData(package), {}, now);
+     }},
+};
+
+class PackageUnderWay : public EngineTest, public testing::WithParamInterface<SendingRow>
+{
+protected:
+    Accepted sendAgain(const SendingRow &row) { return row.send(engine.get(), read.get(), now); }
+
+    std::unique_ptr<PackageRequestReadData> read = makeRead(Register, 3);
+};
+
+TEST_P(PackageUnderWay, IsRefusedAndStaysAsItIs)
+{
+    const RequestId id = GetParam().send(engine.get(), read.get(), now).id;
+    for (const SendingRow &row : SendingRows) {
+        const QJsonObject before = snapshot(*read);
+        const Accepted accepted = sendAgain(row);
+        EXPECT_EQ(accepted.id, 0U) << row.name;
+        EXPECT_EQ(accepted.sendError, SendError::TooManyItems) << row.name;
+        EXPECT_EQ(snapshot(*read), before) << row.name;
+    }
+    const auto other = makeRead(Register, 3);
+    EXPECT_EQ(engine->sendCombination({other.get(), read.get()}, {}, now).sendError,
+              SendError::TooManyItems);
+    EXPECT_EQ(engine->sendCombination({read.get(), other.get()}, {}, now).sendError,
+              SendError::TooManyItems);
+    EXPECT_EQ(other->getPackResult(), OrvexEnum::PackSendError) << "it is not under way";
+    EXPECT_EQ(engine->counters().refused, 7U);
+    const RequestId ofOther = send(*other);
+    EXPECT_EQ(ofOther, id + 1);
+
+    const OutgoingMessage message = take();
+    engine->linkLost(now);
+    Event event = takeEvent();
+    while (event.id != id)
+        event = takeEvent();
+    EXPECT_EQ(event.package, read.get());
+    EXPECT_EQ(read->getPackResult(), OrvexEnum::PackDisConnect);
+    for (const SendingRow &row : SendingRows) {
+        EXPECT_NE(sendAgain(row).id, 0U) << row.name;
+        engine->linkLost(now);
+    }
+}
+
+TEST_P(PackageUnderWay, MayBeAnotherOneAtTheSamePlaceWhenItWasDeleted)
+{
+    alignas(PackageRequestReadData) std::array<char, sizeof(PackageRequestReadData)> place{};
+    const auto make = [&] {
+        auto *package = new (place.data()) PackageRequestReadData;
+        package->setReplyDataLength(3);
+        return package;
+    };
+    const auto destroy = [](PackageRequestReadData *package) {
+        package->~PackageRequestReadData();
+    };
+    PackageRequestReadData *first = make();
+    const RequestId id = GetParam().send(engine.get(), first, now).id;
+    take();
+    destroy(first);
+    PackageRequestReadData *second = make();
+    const RequestId next = engine->send(second, {}, now).id;
+    EXPECT_EQ(next, id + 1);
+    EXPECT_TRUE(engine->cancel(id, now)) << "the first request ends before the second one";
+    EXPECT_EQ(engine->send(second, {}, now).sendError, SendError::TooManyItems);
+    EXPECT_TRUE(engine->cancel(next, now));
+    const RequestId last = engine->send(second, {}, now).id;
+    EXPECT_NE(last, 0U);
+    destroy(second);
+    PackageRequestReadData *third = make();
+    const RequestId ofThird = engine->send(third, {}, now).id;
+    EXPECT_TRUE(engine->cancel(ofThird, now));
+    EXPECT_TRUE(engine->cancel(last, now)) << "or after it";
+    EXPECT_NE(engine->send(third, {}, now).id, 0U);
+    destroy(third);
+}
+
+INSTANTIATE_TEST_SUITE_P(Engine, PackageUnderWay, testing::ValuesIn(SendingRows));
 
 // Combinations.
 
@@ -1619,7 +1891,7 @@ TEST_F(CombinationTest, IsRefusedAsAWhole)
     EXPECT_TRUE(refusalOf(write.get()).contains(QLatin1String("item 1, too many")));
     write->setTag(QStringLiteral("a,b"));
     EXPECT_TRUE(
-        refusalOf(write.get()).contains(QLatin1String("item 1, tag at 0: out of range: a text")));
+        refusalOf(write.get()).contains(QLatin1String("item 1, tag: out of range: a text")));
     write->setTag(QStringLiteral("a"));
     write->setReadWriteCode(OrvexEnum::Read);
     EXPECT_TRUE(refusalOf(write.get()).contains(QLatin1String("no form of the peer carries it")));

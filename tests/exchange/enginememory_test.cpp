@@ -201,8 +201,10 @@ void playSpecials(Play &play)
 {
     SpecialPackageRequest first(1, 5);
     SpecialPackageRequest second(1, 5);
-    play.send({&first});
-    play.send({&second});
+    SpecialPackageRequest third(2, 5);
+    SpecialPackageRequest fourth(2, 5);
+    for (SpecialPackageRequest *special : {&first, &second, &third, &fourth})
+        play.send({special});
     play.untilAllHaveEnded();
 }
 

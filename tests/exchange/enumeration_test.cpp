@@ -1,4 +1,7 @@
-// All orders of events for up to three requests, with up to two faults of each kind.
+// All orders of events for a few requests and faults. One request has all kinds of fault up to
+// twice each, and so have two writes; other pairs of requests have two kinds up to twice each.
+// Three requests never have more than two kinds together: three reads have one kind up to twice,
+// three writes two kinds up to twice each, and reads and writes together two kinds once each.
 
 #include "enumeration.h"
 #include "testsupport.h"
@@ -19,8 +22,6 @@ void PrintTo(const Row &row, std::ostream *out)
          << " lost links, " << row.faults.ticks << " ticks";
 }
 
-// Three requests with each kind of fault twice, and with two kinds once each; two requests with two
-// kinds twice each; one request with all of them twice.
 class Orders : public testing::TestWithParam<Row>
 {
 };

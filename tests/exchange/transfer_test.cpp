@@ -596,44 +596,75 @@ TEST_F(TransferTest, OfNoBytesSucceedsAtOnce)
 TEST_F(TransferTest, RefusesWhatCannotBe)
 {
     const auto refusalOf = [&](const Transfer &transfer) {
-        const Accepted accepted = engine->start(transfer, {}, now);
-        EXPECT_EQ(accepted.id == 0, accepted.sendError != SendError::None);
-        if (accepted.id == 0) {
-            EXPECT_EQ(transfer.package()->getPackResult(), OrvexEnum::PackSendError);
+        const RequestId id = start(transfer);
+        const std::optional<Event> event = engine->takeEvent();
+        if (!event) {
+            engine->linkLost(now);
+            takeEvent();
+            return QString();
         }
-        return accepted.sendError;
+        EXPECT_EQ(event->id, id);
+        EXPECT_EQ(event->outcome, Outcome::Refused);
+        EXPECT_EQ(event->package, transfer.package());
+        EXPECT_EQ(event->package->getPackResult(), OrvexEnum::PackSendError);
+        EXPECT_EQ(event->package->getPartCount(), 77) << "nothing was begun";
+        EXPECT_EQ(event->done, 0);
+        EXPECT_EQ(event->failedOffset, 0);
+        EXPECT_GE(event->total, 0);
+        const QString text = describe(*event);
+        const QString prefix =
+            QStringLiteral("refused at byte 0: no form of the peer carries it: ");
+        EXPECT_TRUE(text.startsWith(prefix)) << text.toStdString();
+        return text.mid(prefix.size());
+    };
+    const auto refusal = [](const char *field, const char *expected, const char *found) {
+        return QStringLiteral("%1: out of range: %2 expected, %3 found")
+            .arg(QLatin1String(field), QLatin1String(expected), QLatin1String(found));
     };
     const auto read = make<PackageRequestReadData>(-1);
-    EXPECT_EQ(refusalOf(Transfer::readData(read.get())), SendError::NotCarried);
+    read->setPartCount(77);
+    EXPECT_EQ(refusalOf(Transfer::readData(read.get())),
+              refusal("replyDataLength", "0 to 2147483647", "-1"));
     read->setReplyDataLength(1);
     for (const int size : {0, -1}) {
         read->setMaxPartSize(size);
-        EXPECT_EQ(refusalOf(Transfer::readData(read.get())), SendError::NotCarried);
+        EXPECT_EQ(refusalOf(Transfer::readData(read.get())),
+                  refusal("maxPartSize", "1 to 2147483647", size == 0 ? "0" : "-1"));
     }
+    EXPECT_EQ(engine->counters().refused, 3U);
     // Up to the last register.
     const auto write = make<PackageRequestWriteData>(false, bytes(25), 25);
     write->setHighAddr(0xFFFF);
     write->setLowAddr(0xFFE7);
-    EXPECT_EQ(refusalOf(Transfer::writeData(write.get())), SendError::None);
+    EXPECT_EQ(refusalOf(Transfer::writeData(write.get())), QString());
     write->setLowAddr(0xFFE8);
-    EXPECT_EQ(refusalOf(Transfer::writeData(write.get())), SendError::NotCarried);
+    write->setPartCount(77);
+    EXPECT_EQ(refusalOf(Transfer::writeData(write.get())),
+              refusal("lowAddr", "a register address of 0 to 0xFFFFFFE7", "0xFFFFFFE8"));
     write->setIsRegisterAddrSelfIncreasing(false);
-    EXPECT_EQ(refusalOf(Transfer::writeData(write.get())), SendError::None);
+    EXPECT_EQ(refusalOf(Transfer::writeData(write.get())), QString());
     const auto file = makeFileWrite(2147483647 - 15);
     file->setHighAddr(0xFFFF);
     file->setLowAddr(0xFFF6);
-    EXPECT_EQ(refusalOf(Transfer::writeFile(file.get(), bytes(15))), SendError::None);
-    EXPECT_EQ(refusalOf(Transfer::writeFile(file.get(), bytes(16))), SendError::NotCarried);
+    EXPECT_EQ(refusalOf(Transfer::writeFile(file.get(), bytes(15))), QString());
+    file->setPartCount(77);
+    EXPECT_EQ(refusalOf(Transfer::writeFile(file.get(), bytes(16))),
+              refusal("offset", "0 to 2147483631", "2147483632"));
     file->setLowAddr(0xFFF7);
-    EXPECT_EQ(refusalOf(Transfer::writeFile(file.get(), bytes(15))), SendError::NotCarried);
+    EXPECT_EQ(refusalOf(Transfer::writeFile(file.get(), bytes(15))),
+              refusal("lowAddr", "a register address of 0 to 0xFFFFFFF6", "0xFFFFFFF7"));
     const auto memory = make<PackageRequestReadMemData>(1, std::numeric_limits<long>::max());
-    EXPECT_EQ(refusalOf(Transfer::readMemory(memory.get())), SendError::NotCarried);
+    memory->setPartCount(77);
+    EXPECT_EQ(refusalOf(Transfer::readMemory(memory.get())),
+              refusal("offset", "0 to 2147483646", "9223372036854775807"));
 
     settings.limits.queued = 1;
     restart(settings);
     const auto most = make<PackageRequestReadData>(50);
-    EXPECT_EQ(refusalOf(Transfer::readData(most.get())), SendError::None);
-    EXPECT_EQ(refusalOf(Transfer::readData(most.get())), SendError::QueueFull);
+    start(Transfer::readData(most.get()));
+    EXPECT_EQ(engine->start(Transfer::readData(read.get()), {}, now).sendError,
+              SendError::QueueFull);
+    EXPECT_EQ(read->getPackResult(), OrvexEnum::PackSendError);
 }
 
 TEST_F(TransferTest, APartThatCannotBeSentEndsIt)
@@ -643,8 +674,8 @@ TEST_F(TransferTest, APartThatCannotBeSentEndsIt)
     const RequestId id = start(Transfer::writeFile(package.get(), bytes(15)));
     run();
     EXPECT_EQ(describe(end(id)),
-              QStringLiteral("refused at byte 0: no form of the peer carries it: the class has no "
-                             "such form"));
+              QStringLiteral("refused at byte 0: no form of the peer carries it: fileNameWithPath: "
+                             "out of range: \"\" expected, \"f\" found"));
 }
 
 TEST_F(TransferTest, ProgressThatIsNotTakenIsToldBeforeTheEnd)

@@ -667,6 +667,17 @@ TEST(CheckOptions, DoNotReadPastTheEndOfABrokenRequest)
 }
 
 // A walk without words accepts nearly all that is accepted; guesses know only the walk with words.
+TEST(Check, AVerdictOnAPackageHasNoPosition)
+{
+    Verdict verdict;
+    verdict.refusal = Refusal::OutOfRange;
+    verdict.field = QStringLiteral("tag");
+    verdict.position = -1;
+    verdict.expected = QStringLiteral("a");
+    verdict.found = QStringLiteral("b");
+    EXPECT_EQ(describe(verdict), QStringLiteral("tag: out of range: a expected, b found"));
+}
+
 TEST(Check, AgreesWithGuesses)
 {
     Generator generate(20261122);

@@ -456,7 +456,9 @@ TEST(PackageForms, SerialNumberOfAReply)
     EXPECT_EQ(ofRecord("0,"), 0U);
     EXPECT_EQ(ofRecord("12,0,pong,0"), std::nullopt);
     EXPECT_EQ(ofRecord("12,0,pong,0,"), 12U);
-    for (const char *record : {"", ",", "7", "x,", "-1,", "+1,", "01,", " 1,", "2147483648,"})
+    EXPECT_EQ(ofRecord("12,0,pong"), 12U);
+    for (const char *record : {"", ",", "7", "x,", "-1,", "+1,", "01,", "00,", " 1,", "1 ,", "1x,",
+                               "2147483648,", "4294967297,", "99999999999,"})
         EXPECT_EQ(ofRecord(record), std::nullopt) << record;
 
     const auto ofLinux = [](const char *digits) {

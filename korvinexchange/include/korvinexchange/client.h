@@ -21,12 +21,12 @@ namespace KorvinExchange {
 /// The settings of a Client: those of its engine, and those of its device.
 struct ClientSettings : Settings
 {
-    /// The time within which a device must be connected.
+    /// The time within which a device must be connected; at least 1 ms.
     std::chrono::milliseconds connectTimeout{10000};
 
     /// @{
     /// The pause between the loss of a device and the opening of the next one. It doubles with each
-    /// further attempt, until a message is received.
+    /// further attempt, until a message is received. Both are at least 1 ms.
     std::chrono::milliseconds reconnectPause{100};
     std::chrono::milliseconds longestReconnectPause{10000};
     /// @}
@@ -65,14 +65,16 @@ struct IncomingMessage
 /// calls a function of the caller, see setOpener(). Only the latter lets the client reconnect.
 ///
 /// **Messages** are framed according to the first form of the settings: records as lines, byte
-/// frames with a length prefix, Linux frames as they are. Settings::forms has only one form. For
+/// frames with a length prefix, Linux frames as they are. All bytes of a Linux frame must come
+/// within Settings::timeout or 1 s, whichever is longer. Settings::forms has only one form. For
 /// peers that need something else, or several forms, derive a class and override makeFraming(),
 /// wrap() and unwrap().
 ///
 /// **Packages** are treated as described at Engine. The client emits their own signals, with itself
 /// as token: PackageBase::BeginRequestEvent() when a package, or the first message of a transfer,
 /// is sent for the first time; PackageBase::CompleteRequestEvent() when it has its outcome, even
-/// if it was never sent, directly before Reply::finished().
+/// if it was never sent, directly before Reply::finished(). A package that is refused because it is
+/// under way emits nothing for this.
 ///
 /// **Signals** of the client, its replies and its packages are emitted from the event loop, never
 /// from inside an operation or a signal of the device, except by exchange(), waitForFinished() and

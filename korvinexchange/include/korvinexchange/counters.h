@@ -17,8 +17,11 @@ public:
     void add(Time latency);
 
     /// Returns how many latencies were below 2 to the power of @p step microseconds, but not below
-    /// half of that.
-    quint64 count(int step) const { return m_counts.at(static_cast<std::size_t>(step)); }
+    /// half of that; 0 for a step that does not exist.
+    quint64 count(int step) const
+    {
+        return step >= 0 && step < Steps ? m_counts.at(static_cast<std::size_t>(step)) : 0;
+    }
 
     /// Returns the number of latencies.
     quint64 total() const;

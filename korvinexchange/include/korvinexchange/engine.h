@@ -72,7 +72,8 @@ struct Accepted
 /// restores the package's own serial number before takeMessage() returns. While a request is under
 /// way, its communication result is pending. When it has finished, the package has its results (see
 /// Outcome), a successful data read has its data, and a special request has the text of the reply.
-/// No other field changes.
+/// No other field changes. A package that is sent again before its request has finished is refused
+/// with `SendError::TooManyItems` and stays as it is.
 ///
 /// **Replies** are compared with their request as far as the encoding allows.
 /// KorvinInspect::check() must accept the reply for the class of the request; the serial number and
@@ -93,10 +94,14 @@ struct Accepted
 /// **Serial numbers** are drawn one after the other. No number is in flight twice, and no number is
 /// used again while a reply to its last request may still come (see Settings::rest and
 /// Settings::restAfterReply). A special request has no serial number in a record. Therefore only
-/// one is under way at a time, and its id rests like a serial number before it is used again.
+/// one is under way at a time, and its id rests like a serial number before it is used again. Until
+/// then another request with this id waits, and special requests with other ids overtake it. After
+/// a lost reply it may wait for all of Settings::rest. If that is longer than
+/// Settings::queueTimeout (both are 60 s by default), it may end with `Outcome::TimedOut` without
+/// having been sent: Event::attempts is 0.
 ///
 /// **Order.** Requests are sent in the order in which they were accepted; special requests have an
-/// order of their own. Replies may come in any order.
+/// order of their own for each id. Replies may come in any order.
 ///
 /// An engine belongs to one thread at a time. Only its constructor throws. If memory runs out, a
 /// request is refused, or a reply is treated as lost; every accepted request still ends exactly
@@ -128,6 +133,10 @@ public:
 
     /// Begins a transfer. The options apply to each of its requests. If a write that may not be
     /// repeated is not answered, the transfer ends.
+    ///
+    /// A transfer that is not possible ends at once, with `Outcome::Refused`,
+    /// `SendError::NotCarried`, and a verdict that names the field: its length is negative, its
+    /// parts have less than one byte, or its register addresses or offsets are too large.
     Accepted start(const Transfer &transfer, const RequestOptions &options, Time now);
 
     /// Ends a request or transfer with `Outcome::Cancelled`. The peer may still carry out a request

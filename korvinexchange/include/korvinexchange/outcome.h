@@ -41,7 +41,8 @@ enum class Outcome {
 enum class SendError {
     None,
     QueueFull,    ///< Too many requests are waiting, or too many events were not taken.
-    TooManyItems, ///< A combination is empty, has a package twice, or more items than may be sent.
+    TooManyItems, ///< A combination is empty or has more items than may be sent, or the package of
+                  ///< a request is that of another one that has not finished.
     NotCarried,   ///< No form of the peer carries all of it: see the verdict.
     NotAccepted,  ///< KorvinInspect::check() refuses its message: see the verdict.
     TooLong,      ///< Its message is longer than the limit.

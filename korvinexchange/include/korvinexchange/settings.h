@@ -65,12 +65,18 @@ struct Settings
     ///
     /// | form        | does not carry                                                         |
     /// |-------------|------------------------------------------------------------------------|
-    /// | Linux frame | a broadcast; a request that is not one of data                         |
-    /// | byte frame  | an offset of files or memory; a special request; a text with U+0000,   |
+    /// | Linux frame | a broadcast; a kind of payload other than data; more than 65,535 bytes |
+    /// |             | of data; a device type or reserved 2 outside of -128 to 255; a request |
+    /// |             | that is not one of data                                                |
+    /// | byte frame  | an offset of memory; the name of a file to write; a special request; a |
+    /// |             | device type or reserved 2 outside of -128 to 255; a text with U+0000,  |
     /// |             | with U+FEFF as its first character, or of more than 65,535 bytes       |
     /// | record      | a data write of no bytes; a negative reserved 2; a comma in a tag, the |
     /// |             | name of a file or a special request; a device key that reads back as   |
     /// |             | another one, such as "a#*#b", which looks escaped                      |
+    ///
+    /// A Linux frame leaves out what does not change what the device does: the device key, the tag
+    /// and the time-out. If the peer is a proxy that needs them, do not list it.
     ///
     /// Neither byte frames nor records carry a text with an unpaired surrogate.
     std::vector<KorvinInspect::Form> forms = {KorvinInspect::Form::Text};
@@ -83,7 +89,7 @@ struct Settings
 
     /// How long a serial number rests after its request ended without a reply, or was sent more
     /// than once, so that a reply within this time cannot reach another request. 0 stands for ten
-    /// times the time-out, but at least 60 s.
+    /// times the time-out, but at least 60 s. The id of a special request rests, too: see Engine.
     std::chrono::milliseconds rest{0};
 
     /// How long a serial number rests after its reply, so that a second reply within this time

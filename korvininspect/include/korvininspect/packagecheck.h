@@ -42,9 +42,13 @@ struct Verdict
 {
     Refusal refusal = Refusal::None; ///< Why the input is refused.
 
-    QString field;    ///< Name of the field; empty if the reason is not in a field.
-    int item = 0;     ///< Item of a combination, counted from 1; 0 elsewhere.
-    int position = 0; ///< Byte offset in a frame, column in a record, both counted from 0.
+    QString field; ///< Name of the field; empty if the reason is not in a field.
+    int item = 0;  ///< Item of a combination, counted from 1; 0 elsewhere.
+
+    /// Byte offset in a frame, column in a record, both counted from 0. -1 if a package was refused
+    /// before it was encoded.
+    int position = 0;
+
     QString expected; ///< What was expected, in words.
     QString found;    ///< What was found, in words.
 
