@@ -63,7 +63,7 @@ CarriedFields carriedFieldsOf(const PackageClass &itsClass)
     CarriedFields carried;
     for (const WireField &column : record.fields()) {
         const PackageField *field = itsClass.field(QString::fromLatin1(column.name));
-        const LackedField lacked{field, field->get(*assumed)};
+        const LackedField lacked{field, field->describe(*assumed)};
         const bool isText = column.type == WireType::Text || column.type == WireType::Answer;
         if (isText && column.source != &common.tag)
             carried.texts.push_back(field);

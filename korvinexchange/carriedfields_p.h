@@ -5,11 +5,11 @@
 
 namespace KorvinExchange {
 
-/// A field that a form does not have, and the value that its reader assumes.
+/// A field that a form does not have, and the value that its reader assumes, in words.
 struct LackedField
 {
     const KorvinInspect::PackageField *field;
-    QJsonValue assumed;
+    QString assumed;
 };
 
 /// What the forms of a request carry, apart from its device key and tag.

@@ -80,13 +80,12 @@ bool checkFields(const PackageBase &package, const Korvin::ClassRow &row, Reason
 bool checkLacked(const PackageBase &package, const std::vector<LackedField> &lacked, Reason *reason)
 {
     for (const auto &[field, assumed] : lacked) {
-        const QJsonValue value = field->get(package);
+        const QString value = field->describe(package);
         if (value == assumed)
             continue;
-        const auto inWords = [](const QJsonValue &word) {
-            return word.isString() ? quoted(word.toString()) : word.toVariant().toString();
-        };
-        return reason->set(Refusal::OutOfRange, field->name, inWords(assumed), inWords(value));
+        const bool isText = field->valueType == ValueType::Text;
+        return reason->set(Refusal::OutOfRange, field->name, isText ? quoted(assumed) : assumed,
+                           isText ? quoted(value) : value);
     }
     return true;
 }

@@ -17,6 +17,13 @@ constexpr int MostCharacters = 3 * BytesInARow;
 constexpr const char *FieldColors[] = {"36", "32", "35", "34"};
 constexpr char RemarkColor[] = "33";
 
+QString withoutTrailingBlanks(QString text)
+{
+    while (text.endsWith(QLatin1Char(' ')))
+        text.chop(1);
+    return text;
+}
+
 class Dump
 {
 public:
@@ -117,15 +124,10 @@ private:
         QString head = row.position.rightJustified(6) + QLatin1String("  ");
         const int start = head.size() + raw.size() + name.size();
         const QString value = QLatin1String("  ") + row.value.leftJustified(16);
-        QString rest = value + QLatin1String("  ") + row.words;
+        const QString rest = withoutTrailingBlanks(value + QLatin1String("  ") + row.words);
         head += colored(raw, color) + name;
-        while (rest.endsWith(QLatin1Char(' ')))
-            rest.chop(1);
-        if (m_width == 0 || start + rest.size() <= m_width) {
-            QString line = head + rest;
-            while (line.endsWith(QLatin1Char(' ')))
-                line.chop(1);
-            m_text += line + QLatin1Char('\n');
+        if (m_width == 0 || rest.isEmpty() || start + rest.size() <= m_width) {
+            m_text += withoutTrailingBlanks(head + rest) + QLatin1Char('\n');
             return;
         }
         QString more = row.words;
@@ -133,7 +135,7 @@ private:
             head += value;
         else
             more = row.value + QLatin1String("  ") + row.words;
-        m_text += head + QLatin1Char('\n')
+        m_text += withoutTrailingBlanks(head) + QLatin1Char('\n')
             + wrapped(QString(Indent, QLatin1Char(' ')) + more.trimmed(), Indent, m_width)
             + QLatin1Char('\n');
     }

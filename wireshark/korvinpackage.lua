@@ -473,7 +473,7 @@ local function as_captured(scanned)
     for _, field in ipairs(scanned.fields) do
         if is_cut(field) then
             field.is_cut, field.fault = true, nil
-            field.width = math.max(0, math.min(field.width, captured - field.offset))
+            field.width = math.min(field.width, captured - field.offset)
         end
         if not field.is_cut or field.offset < captured then
             kept[#kept + 1] = field
@@ -540,8 +540,7 @@ local function written_at(bytes, class, is_request, place)
         return nil
     end
     for _, field in ipairs(fields) do
-        if field.name ~= "" and field.offset < place.offset + place.width
-            and place.offset < field.offset + field.width then
+        if place.offset < field.offset + field.width then
             return field.name
         end
     end
@@ -634,6 +633,13 @@ local function split(text, separator, offset, most)
     end
 end
 
+-- Returns the length of a text in UTF-16, in which the library counts.
+local function utf16_length(text)
+    local _, inner = text:gsub("[\128-\191]", "")
+    local _, surrogates = text:gsub("[\240-\244]", "")
+    return #text - inner + surrogates
+end
+
 local function count_of(text, separator)
     return select(2, text:gsub("%" .. separator, "")) + 1
 end
@@ -641,7 +647,7 @@ end
 -- Returns the number of a column as decoders parse it: 0 for any other text, and out of the range.
 local function parsed(text, low, high)
     local sign, digits = text:match("^[ \t\n\v\f\r]*([+-]?)(%d+)[ \t\n\v\f\r]*$")
-    if not digits or (sign == "-" and low == 0) then
+    if not digits then
         return 0
     end
     local value = tonumber(digits)
@@ -1156,7 +1162,7 @@ local function weight_of_record(text, class, is_request)
         weight = weight + VALUE
     end
     local plain = column_weights(text, class, is_request)
-    if math.abs(missing) ~= 1 or #text > MOST_SHIFTED then
+    if math.abs(missing) ~= 1 or utf16_length(text) > MOST_SHIFTED then
         return weight + sum_of(plain)
     end
     local shifted = missing > 0 and "," .. text or text:sub((text:find(",", 1, true) or 0) + 1)
@@ -1218,7 +1224,8 @@ local function guess_class(bytes, form, is_request)
     end
     if bytes:find("^", 1, true) and form == "text" then
         if not is_request then
-            return COMBINATION, true -- which the library does not read
+            -- The library does not read these: what begins with a type is taken for one.
+            return COMBINATION, class_of_type[bytes:match("^[^^]*")] ~= nil
         end
         classes[#classes + 1] = COMBINATION
     end
@@ -1674,11 +1681,11 @@ local function dissect_stream(tvb, pinfo, tree, class)
             pinfo.desegment_len = size and size - left or DESEGMENT_ONE_MORE_SEGMENT
             return tvb:len()
         end
-        if begin > offset then
-            tree:add_le(fields.length, tvb(offset, 4))
-        end
+        local prefix = begin > offset and tree:add_le(fields.length, tvb(offset, 4))
         if length > 0 and begin < tvb:len() then
             dissect_message(tvb, begin, length, pinfo, tree, class)
+        elseif length > 0 then
+            prefix:add_proto_expert_info(experts.cut, CUT)
         end
         offset = offset + (size or left)
     end

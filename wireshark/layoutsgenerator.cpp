@@ -177,10 +177,11 @@ public:
     QStringList steps() const { return m_steps; }
     int column() const { return m_column; }
 
+    void goTo(int column) { m_column = column; }
+
     template <typename Part>
-    void scan(int column, Part part)
+    void scan(Part part)
     {
-        m_column = column;
         part.columns(*this);
     }
 

@@ -4,6 +4,7 @@ Usage: device_test.py DEVICE SCHEMA [unittest options]
 """
 
 import contextlib
+import fcntl
 import json
 import os
 import pathlib
@@ -95,9 +96,9 @@ class Device:
     def log(self):
         return self.log_name.read_text("utf-8")
 
-    def wait_for_log(self, text):
+    def wait_for_log(self, text, start=0):
         end = time.monotonic() + 15
-        while text not in self.log():
+        while text not in self.log()[start:]:
             if time.monotonic() > end:
                 raise AssertionError(f"{text!r} not in {self.log()[-2000:]}")
             time.sleep(0.02)
@@ -178,6 +179,7 @@ class Options(DeviceTest):
             (["--framing", "raw"], '--framing: "raw" is not one of prefix, lines, linux'),
             (["--serial", "/nowhere"], "cannot listen on /nowhere: No such file or directory"),
             (["--serial", "/dev/null", "--baud", "7"], "cannot listen on /dev/null: 7 baud are not supported"),
+            (["--serial", "/dev/null", "--baud", "0x1F"], "cannot listen on /dev/null: 31 baud are not supported"),
             (["--serial", "/dev/null"], "cannot listen on /dev/null: Inappropriate ioctl for device"),
             (["--unix", "/nowhere/s"],
              "cannot listen on /nowhere/s: there is no such folder"),
@@ -501,18 +503,22 @@ class Places(DeviceTest):
         self.assertFalse((self.folder / "socket").exists())
 
     def test_linux_frames_on_a_pseudo_terminal(self):
-        device = self.start({**CONFIGURATION, "listen": [{"pty": str(self.folder / "line")}]})
+        """In pieces, and with a limit that lets one reply after the other be sent."""
+        device = self.start({**CONFIGURATION, "limits": {"unsentSize": 1},
+                             "listen": [{"pty": str(self.folder / "line")}]})
         self.assertEqual(device.places[0], str(self.folder / "line"))
         request = bytes.fromhex("55AA000700FF0102FFFF00002000000A02008858")
         reply = bytes.fromhex("55AA000700FF0102FFFF00002000000A020007008F58")
         for noise in (b"", b"\x00\x55\xaa", b"\xff"):  # each time it is opened again
             line = os.open(device.places[0], os.O_RDWR | os.O_NOCTTY)
-            os.write(line, noise + request)
+            os.write(line, noise + request[:9])
+            time.sleep(0.1)
+            os.write(line, request[9:] + request)
             received = b""
-            while len(received) < len(reply) and select.select([line], [], [], 10)[0]:
+            while len(received) < 2 * len(reply) and select.select([line], [], [], 10)[0]:
                 received += os.read(line, 100)
             os.close(line)
-            self.assertEqual(received, reply)
+            self.assertEqual(received, 2 * reply)
         self.assertEqual(device.end(), 0)
         self.assertFalse((self.folder / "line").is_symlink())
 
@@ -637,7 +643,13 @@ class Running(DeviceTest):
         self.assertEqual((run.returncode, run.stderr), (0, ""))
         self.assertEqual(self.run_device("ctl", "c", "addresses").stdout,
                          '["%s"]\n' % run.stdout.split()[-1])
+        # No terminal that is closed ends it.
+        with socket.socket(socket.AF_UNIX) as control:
+            control.connect(str(self.folder / "c"))
+            process, = struct.unpack_from("i", control.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, 12))
+        session = os.getsid(process)
         self.assertEqual(self.run_device("ctl", "c", "quit").returncode, 0)
+        self.assertEqual(session, process)
         run = self.run_device("--detach", "--faults", "x")
         self.assertEqual((run.returncode, run.stdout), (2, ""))
 
@@ -866,6 +878,20 @@ class Recording(DeviceTest):
         self.assertEqual([" not in the recording, request record of " in line for line in trace],
                          [True, True, False, False])
 
+    def test_who_asks_twice_to_end_does_not_wait(self):
+        """Here for what cannot be written, since nobody reads it."""
+        (self.folder / "rec").write_text('{"recording":1}\n', "utf-8")
+        replay = self.replay("--framing", "lines")
+        fcntl.fcntl(replay.process.stdout, fcntl.F_SETPIPE_SZ, 4096)
+        with replay.connect() as connection:
+            for number in range(100):
+                connection.sendall(line_of(READ_LEVEL.replace(",t,", f",{number},")))
+            connection.shutdown(socket.SHUT_WR)
+            self.assertTrue(is_ended(connection))
+            replay.process.send_signal(signal.SIGINT)
+            self.assertTrue(select.select([replay.process.stdout], [], [], 20)[0])
+            self.assertEqual(replay.end(signal.SIGINT), -signal.SIGINT)
+
     def test_broken_files_are_told_with_their_line(self):
         begin = '{"recording":1}\n'
         request = '{"request":1,"form":"text","class":"PackageBase","text":"7"}\n'
@@ -1028,6 +1054,11 @@ class Limits(DeviceTest):
             self.assertLess(device.processor_seconds() - begin, 0.2)
             self.assertEqual(device.log().count("refused"), 1)
             self.assertTrue(is_ended(connections[-1]))
+            connections[0].close()
+            device.wait_for_log("closed by the peer")
+            again = [stack.enter_context(device.connect()) for _ in range(2)]
+            self.assertTrue(is_ended(again[-1]))
+            self.assertEqual(device.log().count("refused"), 2)
 
     def test_few_descriptors_are_a_limit(self):
         device = self.start(CONFIGURATION, "--framing", "lines", preexec_fn=lambda: resource.setrlimit(
@@ -1048,17 +1079,27 @@ class Limits(DeviceTest):
         rows = [
             (prefixed(b"nonsense"), "not a message: it does not begin with a form and a class"),
             (prefixed(b"frame Nothing x"), "not a message: it does not begin with a form and a class"),
+            (prefixed(b"frame PackageBase"), "not a message: it does not begin with a form and a class"),
             (prefixed(b"frame PackageRequestReadData x"), "refused: "),
             (b"\xff\xff\xff\xff", "a message is too long"),
             (b"\x05\x00\x00\x00ab", "the stream ended inside a message"),
         ]
         for data, reason in rows:
+            start = len(device.log())
             with device.connect() as connection:
                 connection.sendall(data)
                 if "ended" in reason:
                     connection.shutdown(socket.SHUT_WR)
                 self.assertTrue(is_ended(connection))
-            device.wait_for_log(reason)
+            device.wait_for_log(reason, start)
+
+    def test_a_fault_after_as_many_replies_as_the_limit_closes_its_connection(self):
+        device = self.start({**CONFIGURATION, "limits": {"unsentSize": 1}})
+        with device.connect() as connection:
+            connection.sendall(prefixed(line_of(READ_LEVEL)[:-1]) + b"\xff\xff\xff\xff")
+            with connection.makefile("rb") as replies:
+                self.assertEqual(replies.read(), prefixed(line_of(LEVEL)[:-1]))
+        device.wait_for_log("a message is too long")
 
     def test_half_a_message_is_cut_after_three_seconds(self):
         device = self.start(CONFIGURATION)

@@ -70,9 +70,9 @@ const FormRow FormRows[] = {
     {"a long key", withKey(QString(65536, QLatin1Char('k'))), Form::Frame, Form::Text,
      "deviceKey: out of range: 0 to 65535 expected, 65536 found"},
     {"a kind that is not data", withKind(OrvexEnum::MemDataPackage), Form::Linux, Form::Frame,
-     "clientPackageType: out of range: \"data\" expected, \"memData\" found"},
+     "clientPackageType: out of range: data (0) expected, memData (2) found"},
     {"the same in a record", withKind(OrvexEnum::FilePackage), Form::Linux, Form::Text,
-     "clientPackageType: out of range: \"data\" expected, \"file\" found"},
+     "clientPackageType: out of range: data (0) expected, file (1) found"},
     {"a long read", [](PackageBase &package) { lengthen(package, 65536); }, Form::Linux,
      Form::Frame, "replyDataLength: out of range: 0 to 65535 expected, 65536 found"},
     {"a wide reserved 2", [](PackageBase &package) { package.setReserved2(256); }, Form::Linux,
@@ -176,7 +176,7 @@ TEST_F(Forms, LinuxFramesCarryNoBroadcastAndNoOtherKindOfWrites)
     expectRefused(*write, "broadcast: out of range: false expected, true found");
     const auto other = makeWrite(Register, "x");
     ASSERT_EQ(itsClass->field(QStringLiteral("clientPackageType"))->set(*other, 1), QString());
-    expectRefused(*other, "clientPackageType: out of range: \"data\" expected, \"file\" found");
+    expectRefused(*other, "clientPackageType: out of range: data (0) expected, file (1) found");
     allow({Form::Linux, Form::Frame});
     for (PackageBase *package : {write.get(), other.get()}) {
         send(*package);
@@ -306,7 +306,7 @@ TEST_F(Forms, FramesCarryNoOffset)
 {
     allow({Form::Frame});
     const auto read = makeRequest<PackageRequestReadMemData>(Register, "tag", 3, 3000000L);
-    expectRefused(*read, "offset: out of range: 0 expected, 3000000 found");
+    expectRefused(*read, "offset: out of range: 0 expected, 3000000 (0x2DC6C0) found");
 }
 
 /// The key that a peer reads from the record of a request.

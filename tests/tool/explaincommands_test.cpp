@@ -382,11 +382,75 @@ TEST_F(NeedsATerminal, TablesFit)
     }
 }
 
+/// The value or its meaning, or both, are on rows of their own, which are wrapped where there is
+/// room for a word.
+TEST_F(NeedsATerminal, TablesMoveWhatDoesNotFit)
+{
+    const QString command =
+        QStringLiteral(KORVINPACK " explain --color=never --direction reply"
+                                  " --class PackageRequestReadData"
+                                  " 0005000001000C0000000102030405060708090A0B0C");
+    const QByteArray start = "    10  01 02 03 04 05 06 07 08   data";
+    const QByteArray moved = "          12 bytes  the";
+    const struct
+    {
+        int width;
+        QByteArray rows;
+    } cases[] = {
+        {89, start + "                  12 bytes          the data itself\n"},
+        {88, start + "                  12 bytes\n          the data itself\n"},
+        {72, start + "                  12 bytes\n          the data itself\n"},
+        {71, start + '\n' + moved + " data itself\n"},
+        {35, start + '\n' + moved + " data itself\n"},
+        {34, start + '\n' + moved + " data\n          itself\n"},
+        {28, start + '\n' + moved + " data\n          itself\n"},
+        {27, start + '\n' + moved + "\n          data itself\n"},
+        {26, start + '\n' + moved + "\n          data itself\n"},
+        {25, start + '\n' + moved + " data itself\n"},
+    };
+    for (const auto &row : cases) {
+        const QByteArray output =
+            shown(QStringLiteral("stty cols %1; ").arg(row.width) + command).replace('\r', "");
+        EXPECT_EQ(output.mid(output.indexOf("    10  ")).toStdString(),
+                  (row.rows + "        09 0A 0B 0C\n").toStdString())
+            << row.width;
+    }
+}
+
+/// At words, and only where there is room for some.
+TEST_F(NeedsATerminal, TablesWrapWhatIsListed)
+{
+    const QByteArray indent(30, ' ');
+    const struct
+    {
+        int width;
+        QByteArray rows;
+    } cases[] = {
+        {59,
+         "\nnot carried                   deviceKey, tag, tagProto,\n" + indent
+             + "serverConnectionKey, scrAddr,\n" + indent + "desAddr, deviceType,\n"},
+        {58, "\n" + indent + "serverConnectionKey,\n" + indent + "scrAddr, desAddr,\n"},
+        {46,
+         "\n" + indent + "tagProto,\n" + indent + "serverConnection\n" + indent
+             + "Key, scrAddr,\n"},
+        {45,
+         "\nnot carried                   deviceKey, tag, tagProto, serverConnectionKey, scrAddr,"},
+    };
+    for (const auto &row : cases) {
+        const QByteArray output =
+            shown(QStringLiteral("stty cols %1; " KORVINPACK
+                                 " decode --class PackageBase --direction reply 000500000100")
+                      .arg(row.width))
+                .replace('\r', "");
+        EXPECT_TRUE(output.contains(row.rows)) << row.width << '\n' << output.toStdString();
+    }
+}
+
 TEST_F(NeedsATerminal, RecordsDoNotControlIt)
 {
-    EXPECT_TRUE(shown(QStringLiteral(KORVINPACK " encode --form text --class PackageBase "
-                                                "--set \"tag=$(printf 'a\\033b')\""))
-                    .contains("a\\u001bb"));
+    EXPECT_EQ(shown(QStringLiteral(KORVINPACK " encode --form text --class PackageBase "
+                                              "--set \"tag=$(printf 'a\\033b')\"")),
+              QByteArray("0,,0,0,0,0,0,0,0,0,read,3,a\\u001bb,ok,ok\r\n"));
 }
 
 TEST_F(NeedsATerminal, WaitingForInputIsSaid)

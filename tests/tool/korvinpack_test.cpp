@@ -221,6 +221,9 @@ TEST_F(Korvinpack, DecodeLeavesOutWhatTheFormDoesNotCarry)
               "timeout                       5\n"
               "id                            12 (0xC)\n"
               "strData                       hello\n");
+    EXPECT_TRUE(outputOf(words("decode --class PackageRequestReadData --form text"
+                               " 7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok,4,data"))
+                    .contains(", data\n"));
     const QByteArray json =
         outputOf(words("decode --json --class PackageBase --direction reply 000500000100"));
     EXPECT_EQ(QJsonDocument::fromJson(json).object(),

@@ -283,7 +283,7 @@ void Connection::onWritten()
     m_lastProgress = timeSinceStart();
     if (m_isClosed && m_device->bytesToWrite() == 0)
         finish();
-    else if (!m_messages.empty() || m_device->bytesAvailable() > 0)
+    else
         read();
 }
 

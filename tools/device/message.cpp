@@ -49,7 +49,7 @@ std::optional<Message> unpack(const QByteArray &bytes)
 {
     const int formEnd = bytes.indexOf(' ');
     const int classEnd = bytes.indexOf(' ', formEnd + 1);
-    if (formEnd < 0 || classEnd < 0)
+    if (classEnd < 0)
         return {};
     const std::optional<Form> form = formOf(bytes.left(formEnd));
     const std::optional<ClassId> classId =

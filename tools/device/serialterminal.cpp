@@ -133,9 +133,8 @@ SerialTerminal::~SerialTerminal()
 /// gone: a terminal may be called readable and have nothing.
 void SerialTerminal::onReadable()
 {
-    constexpr int MostAtOnce = 4096;
-    char piece[MostAtOnce];
-    const ssize_t size = ::read(m_descriptor, piece, MostAtOnce);
+    char piece[4096];
+    const ssize_t size = ::read(m_descriptor, piece, sizeof piece);
     if (size < 0 && isTemporary(errno))
         return;
     m_readable.setEnabled(false);

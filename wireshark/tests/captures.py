@@ -80,12 +80,11 @@ class Error(Exception):
     pass
 
 
-def tshark(dissector, path, decode_as, preferences=(), two_passes=False):
-    """The packets of a capture as XML elements. Without a dissector, that of the folder of the
-    capture, which stands for the home, is found."""
-    command = ["tshark", "-n", "-r", path, "-T", "pdml"]
+def tshark_output(dissector, path, decode_as, preferences=(), output=()):
+    """What tshark prints of a capture. Without a dissector, that of the folder of the capture, which
+    stands for the home, is found."""
+    command = ["tshark", "-n", "-r", path, *output]
     command += ["-X", "lua_script:" + dissector] if dissector else []
-    command += ["-2"] if two_passes else []
     for selector in decode_as:
         command += ["-d", selector]
     for preference in preferences:
@@ -98,7 +97,21 @@ def tshark(dissector, path, decode_as, preferences=(), two_passes=False):
     if run.returncode or complaints or b"Lua Error" in run.stdout:
         at = run.stdout.find(b"Lua Error")
         raise Error("\n".join(complaints) + run.stdout[max(0, at - 500):at + 500].decode())
-    return ElementTree.fromstring(run.stdout).findall("packet")
+    return run.stdout
+
+
+def tshark(dissector, path, decode_as, preferences=(), two_passes=False):
+    """The packets of a capture as XML elements."""
+    output = ["-T", "pdml"] + (["-2"] if two_passes else [])
+    printed = tshark_output(dissector, path, decode_as, preferences, output)
+    return ElementTree.fromstring(printed).findall("packet")
+
+
+def columns(dissector, path, decode_as):
+    """What the columns of each packet in the list of Wireshark say of protocol and content."""
+    output = ["-T", "fields", "-e", "_ws.col.Protocol", "-e", "_ws.col.Info"]
+    lines = tshark_output(dissector, path, decode_as, output=output).decode().splitlines()
+    return [tuple(line.split("\t")) for line in lines]
 
 
 def packages(packet):

@@ -440,6 +440,61 @@ class DissectorTest(unittest.TestCase):
         self.assertEqual(self.shown_value(packet, "class"), ["PackageRequestReadFile"])
         self.assertEqual(self.shown_value(packet, "fileNameWithPath"), ["ab"])
 
+    def test_an_empty_file_name_leaves_the_one_before(self):
+        """In the second half of a full reply, as decoders read it."""
+        header = "0000 0000 03000000 0700 01 02 03 04 0500 01 06 0700 0800"
+        frame = bytes.fromhex(f"01 {header} 00 01 02000000 6162 00000000"
+                              "00 01 00 00 01 00000000 00000000")
+        message = Message("frame", "PackageRequestWriteFile", "reply", frame)
+        self.assertGreater(self.compare([message]), 20)
+        packet, = self.dissect([captures.udp(frame, PORTS[message.cls], False)])
+        self.assertEqual(self.shown_value(packet, "fileNameWithPath"), ["ab", "ab"])
+
+    def test_what_decoders_do_not_read_has_the_name_of_what_is_written(self):
+        """A file name after a size of 0, of which a decoder takes the first bytes for the offset."""
+        frame = bytes.fromhex("00 0000 0000 03000000 0700 01 02 03 04 0500 01 06 0700 0800 00 01 00000000")
+        packets = self.dissect([captures.udp(frame + text, PORTS["PackageRequestWriteFile"], True)
+                                for text in (b"abcdefgh", b"abcdef\xff\xff")])
+        self.assertEqual([faults_of(packet.find(".//field[@name='korvinpackage.unread']")) for packet in packets],
+                         [["not read; an encoder writes fileNameWithPath here"], ["trailing 4 bytes"]])
+
+    def test_a_request_announces_the_data_of_its_reply(self):
+        """Which is not missing, even if it is a single byte."""
+        header = "00 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800"
+        packets = self.dissect([captures.udp(bytes.fromhex(f"{header} {length} 00 {length}"),
+                                             PORTS["PackageRequestReadData"], True)
+                                for length in ("01000000", "03000000")])
+        for packet in packets:
+            self.assertEqual([fault for field in packet.iter("field") for fault in faults_of(field)],
+                             ["a request announces the data that its reply is to bring"])
+
+    def test_a_byte_order_mark_is_a_fault(self):
+        """Which the library drops, so that no encoder writes it; elsewhere U+FEFF is a character."""
+        rest = bytes.fromhex("0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800")
+        keys = [b"\xEF\xBB\xBFa", b"a\xEF\xBB\xBF"]
+        packets = self.dissect([captures.udp(b"\0\4\0" + key + rest, PORTS["PackageBase"], True)
+                                for key in keys])
+        self.assertEqual([faults_of(packet.find(".//field[@name='korvinpackage.deviceKey']"))
+                          for packet in packets], [["the text is not UTF-8"], []])
+
+    def test_what_is_lost_is_looked_for_in_4096_bytes_or_characters(self):
+        """A write of data that lacks a column or byte is taken for another class where it is larger."""
+        frame = bytes.fromhex("0000 03000000 0700 01 02 03 0500 01 06 0700 0800 00 00 03000000 616263")
+        packets = []
+        for size in (4096, 4097):
+            for key in "kä\U0001F600":  # the library counts UTF-16
+                count = size - 50
+                text = key * (count // 2) + "." * (count % 2) if key > "\uFFFF" else key * count
+                record = text + ",1,2,3,4,5,6,7,8,write,9,t,ok,ok,true,data,2,25/26"
+                self.assertEqual(len(record.encode("utf-16-le")), 2 * size)
+                packets.append(captures.udp(record.encode(), 5000 + len(packets), True))
+            length = size - 3 - len(frame)
+            packets.append(captures.udp(b"\0" + length.to_bytes(2, "little") + b"k" * length + frame,
+                                        5000 + len(packets), True))
+        shown = [self.shown_value(packet, "class") == ["PackageRequestWriteData"]
+                 for packet in self.dissect(packets, ["udp_ports:5000-5010"], decode_as=[])]
+        self.assertEqual(shown, 4 * [True] + 4 * [False])
+
     def test_replies_are_tied_to_requests(self):
         read = bytes.fromhex("0000000000030000000500" + "00" * 12 + "0300000000" + "03000000")
         short = bytes.fromhex("000500000100" + "03000000" + "01FF10")
@@ -484,6 +539,91 @@ class DissectorTest(unittest.TestCase):
         self.assertEqual([len(self.shown_value(packet, "checksum.bad")) for packet in packets],
                          [0, 1])
         self.assertEqual([len(self.shown_value(packet, "failure")) for packet in packets], [1, 1])
+
+    def test_a_frame_with_the_byte_of_a_caret_is_no_combination(self):
+        item = b"ReadData^7,a\0b,1,2,3,4,5,6,7,8,read,9,tag,ok,ok,0,1,data,1,5"
+        rows = [
+            (bytes.fromhex("00 5E00 00 01 00"), ["byte frame"], ["PackageBase"]),
+            (item, ["text record"], ["PackageRequestCombination"]),
+        ]
+        packets = self.dissect([captures.udp(content, 5000, False) for content, _, _ in rows],
+                               ["udp_ports:5000"], decode_as=[])
+        self.assertEqual([(self.shown_value(packet, "form"), self.shown_value(packet, "class"))
+                          for packet in packets], [row[1:] for row in rows])
+
+    def test_faults_of_frames_say_what_is_there(self):
+        read = ("00 0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800 03000000 00")
+        rows = [
+            ("PackageRequestRead", True, read + "00", "trailing 1 byte"),
+            ("PackageRequestRead", True, read + "0000", "trailing 2 bytes"),
+            ("PackageRequestRead", True, read[:-5], "truncated: 4 bytes expected, 3 bytes left"),
+            ("PackageRequestRead", True, read[:-9], "truncated: 4 bytes expected, 1 byte left"),
+            ("PackageRequestReadData", False, "00 0500 00 01 00 03000000 0102", "announced 3 bytes, left 2 bytes"),
+            ("PackageRequestReadData", False, "00 0500 00 01 00 FFFFFFFF", "negative length -1"),
+            ("PackageBase", False, "00 0500 00 09 00", "unknown code 9"),
+            ("PackageBase", True, "02" + read[2:-12], "0x0 expected"),
+        ]
+        packets = self.dissect([captures.udp(bytes.fromhex(frame), PORTS[name], is_request)
+                                for name, is_request, frame, _ in rows], ["form:Byte frames"])
+        for (_, _, frame, fault), packet in zip(rows, packets):
+            self.assertEqual([text for field in packet.findall(".//proto[@name='korvinpackage']/field")
+                              for text in faults_of(field)][:1], [fault], frame)
+
+    def test_faults_of_columns_say_what_is_there(self):
+        rows = [
+            (3, b"256", 'out of range: a number from 0 to 255 expected, "256" found'),
+            (3, b"-1", 'out of range: a number from 0 to 255 expected, "-1" found'),
+            (3, b"", 'not a number: ""'),
+            (3, b"07", 'not a number: "07"'),
+            (3, b"x" * 40, f'not a number: "{"x" * 40}"'),
+            (3, b"x" * 41, f'not a number: "{"x" * 40}..."'),
+            (3, b"a\tb\x7f", 'not a number: "a.b."'),
+            (1, b"a/b", "a / that is not escaped"),
+            (10, b"Read", 'unknown word "Read"'),
+            (13, b"OK", 'unknown word "OK"'),
+            (15, b"0", "a column after the last one"),
+            (15, b"0,1", "2 columns after the last one"),
+        ]
+        packets = []
+        for column, text, _ in rows:
+            columns = b"7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok".split(b",")
+            columns[column:column + 1] = [text]
+            packets.append(captures.udp(b",".join(columns), PORTS["PackageBase"], True))
+        self.assertEqual([[fault for field in packet.iter("field") for fault in faults_of(field)]
+                          for packet in self.dissect(packets)], [[fault] for _, _, fault in rows])
+
+    def test_the_list_of_packets_says_what_each_is(self):
+        record = b"7,key,1,2,3,4,5,6,7,8,read,9,tag,ok,ok"
+        header = "0000 0000 03000000 0700 01 02 03 04 0500 00 06 0700 0800"
+        rows = [
+            ("PackageBase", True, record, "serial 7, request of PackageBase"),
+            ("PackageBase", True, record + b",", "serial 7, request of PackageBase [malformed]"),
+            ("PackageBase", True, record[:-3], "no serial, request of PackageBase [malformed]"),
+            ("PackageBase", False, record + b",0", "serial 7, reply of PackageBase"),
+            ("PackageBase", False, record + b",9",
+             "serial 7, reply of PackageBase, acknowledge code 9, ok, ok"),
+            ("PackageBase", False, bytes.fromhex("00 0500 00 01 00"), "serial 5, short reply of PackageBase"),
+            ("PackageBase", False, bytes.fromhex("00 0500 00 05 00"),
+             "serial 5, short reply of PackageBase, acknowledge code 0, timeout, ok"),
+            ("PackageBase", False, bytes.fromhex("00 0500 00 01 04"),
+             "serial 5, short reply of PackageBase, acknowledge code 0, ok, directoryCreateErr"),
+            ("PackageBase", False, bytes.fromhex("00 0500 00 09 14"),
+             "serial 5, short reply of PackageBase, acknowledge code 0, 9, 20 [malformed]"),
+            ("PackageBase", False, bytes.fromhex(f"01 {header} 0300 0500 0000"),
+             "serial 7, full reply of PackageBase"),
+            ("PackageRequestReadData", False,
+             bytes.fromhex("55AA04050000000000000000000000000000" + "5E55"),
+             "serial 5, reply of PackageRequestReadData, status 4"),
+            ("SpecialPackageRequest", True, b"12,0,hello", "no serial, request of SpecialPackageRequest"),
+            ("PackageRequestCombination", True, b"Nothing^" + record,
+             "no serial, request of PackageRequestCombination [malformed]"),
+        ]
+        path = os.path.join(self.directory.name, "capture.pcap")
+        captures.write(path, [captures.udp(content, PORTS[name], is_request)
+                              for name, is_request, content, _ in rows])
+        self.assertEqual([(protocol, info.rstrip()) for protocol, info in
+                          captures.columns(DISSECTOR, path, DECODE_AS)],
+                         [("Korvin", info) for _, _, _, info in rows])
 
     def framed(self, line):
         """What is shown of a line in a TCP stream, and how many seconds it took."""
@@ -531,6 +671,13 @@ class DissectorTest(unittest.TestCase):
                    for is_request in (True, False)]
         for packet in self.dissect(packets, ["udp_ports:5000"], decode_as=[]):
             self.assertEqual(self.shown_value(packet, "direction"), ["request"])
+
+    def test_the_direction_can_be_chosen(self):
+        packets = [captures.udp(bytes.fromhex("000500000100"), 5000, is_request) for is_request in (True, False)]
+        for preferences, shown in [([], ["request", "short reply"]), (["direction:Requests"], 2 * ["request"]),
+                                   (["direction:Replies"], 2 * ["short reply"])]:
+            self.assertEqual([self.shown_value(packet, "direction")[0] for packet in
+                              self.dissect(packets, ["udp_ports:5000", *preferences], decode_as=[])], shown)
 
     def test_what_the_capture_cuts_is_no_fault(self):
         """Every start of some messages: nothing but the field at its end is unusual, and what can be told
@@ -596,6 +743,10 @@ class DissectorTest(unittest.TestCase):
             for size, packet in zip(sizes, packets):
                 with self.subTest(content=content, size=size):
                     self.assertEqual(self.shown_value(packet, "malformed"), [])
+                    marked = self.shown_value(packet, "cut") + [
+                        proto for proto in captures.packages(packet)
+                        if "[cut by the capture]" in proto.get("showname")]
+                    self.assertEqual(bool(marked), size != first)
                     shown = len(captures.packages(packet))
                     self.assertLessEqual(shown, 1 if size <= first else 2)
                     if size > first:
@@ -685,4 +836,4 @@ if __name__ == "__main__":
     if not shutil.which("tshark"):
         print("tshark is missing")
         sys.exit(77)
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1], failfast="GTEST_FAIL_FAST" in os.environ)
