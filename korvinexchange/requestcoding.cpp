@@ -134,7 +134,8 @@ bool checkTexts(const PackageBase &package, const CarriedFields &carried, CheckO
 {
     const auto &texts = carried.texts;
     return std::all_of(texts.begin(), texts.end(), [&](const PackageField *field) {
-        return checkOne(field->name, field->get(package).toString(), reason);
+        // For people, a text is as it is. Qt's JSON leaks texts if memory runs out.
+        return checkOne(field->name, field->describe(package), reason);
     });
 }
 
