@@ -443,8 +443,8 @@ TEST(ConfiguredDevice, FaultsHaveDetails)
         R"({"units": [{"ranges": [{"name": "r", "address": 16, "type": "uint8", "value": 1}]}],
         "faults": [{"script": [{"kind": "delay", "delay": 30}, {"kind": "corrupt", "bit": 1},
                                {"kind": "truncate", "keep": 3}, "staleSerial",
-                               {"kind": "slices", "bytes": 3, "pause": 9}, "slices", "close",
-                               "restart"]}]})");
+                               {"kind": "slices", "bytes": 3, "pause": 9},
+                               {"kind": "slices", "bytes": 1}, "close", "restart"]}]})");
     bench.read(16, 1);
     EXPECT_EQ(bench.last.answer.delay, 30);
     EXPECT_EQ(bench.last.answer.fault, FaultKind::Delay);
