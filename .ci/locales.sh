@@ -14,7 +14,7 @@ mkdir -p "$LOCPATH"
 slow=-Explain.AgreesWithTheDecodersOnGeneratedInput:EngineSimulation.*:Engine/Orders.*
 
 in_locale() {
-    export LC_ALL=$1
+    export LC_ALL=$1 LANGUAGE=en # which the system's messages are in
     [[ -d $LOCPATH/$LC_ALL ]] || localedef -i "${LC_ALL%%.*}" -f UTF-8 "$LOCPATH/$LC_ALL"
     if [[ $(locale decimal_point) != , ]]; then
         echo "locales: $LC_ALL is missing" >&2
