@@ -5,6 +5,7 @@
 
 #include <capturemessages.h>
 #include <korvininspect/hexbytes.h>
+#include <shapewords.h>
 #include <textmessages.h>
 
 #include <QtCore/QBuffer>
@@ -116,11 +117,11 @@ void readBack(const QByteArray &bytes, quint8 kind)
     TextMessages source(&buffer, settings);
     FoundMessage message;
     EXPECT_TRUE(source.next(&message));
-    // A message after its class is cut.
-    if (!message.label.form) {
-        EXPECT_EQ(message.fault, QString());
-        EXPECT_EQ(message.bytes, bytes);
-    }
+    // What begins with a form is cut after its class, or has none that is known.
+    if (formWords().contains(QString::fromLatin1(bytes.left(bytes.indexOf(' ')))))
+        return;
+    EXPECT_EQ(message.fault, QString());
+    EXPECT_EQ(message.bytes, bytes);
 }
 
 } // namespace
