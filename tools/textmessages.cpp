@@ -203,9 +203,10 @@ void TextMessages::readMessage(QByteArray line, FoundMessage *message)
         readGroup(line, m_settings.form ? m_settings.form : message->label.form);
     message->bytes = reading.bytes;
     message->fault = labelFault.isEmpty() ? reading.fault : labelFault;
-    message->notation = reading.notation;
     if (!message->label.form)
         message->label = takeLabel(&message->bytes, &message->fault);
+    if (message->fault.isEmpty())
+        message->notation = reading.notation;
 }
 
 bool TextMessages::next(FoundMessage *message)
