@@ -11,6 +11,7 @@ namespace {
 std::vector<const QMetaObject *> metaObjectsOf(const std::vector<PackageClass> &classes)
 {
     std::vector<const QMetaObject *> metaObjects;
+    metaObjects.reserve(classes.size());
     for (const PackageClass &itsClass : classes)
         metaObjects.push_back(itsClass.create()->metaObject());
     return metaObjects;

@@ -128,7 +128,7 @@ TEST(PackageForms, DecodersSayWhatIsWrong)
 {
     const auto faultOf = [](PackageBase &package, const Encoding &encoding, const char *input) {
         const QJsonObject before = snapshot(package);
-        const QString fault = describe(decodePackage(package, encoding, input));
+        QString fault = describe(decodePackage(package, encoding, input));
         EXPECT_EQ(snapshot(package), before);
         return fault;
     };

@@ -48,7 +48,7 @@ QString DeviceServer::open(const std::vector<Endpoint> &endpoints)
 {
     for (const Endpoint &endpoint : endpoints) {
         auto *listener = new Listener(endpoint, this);
-        const QString fault = listener->open();
+        QString fault = listener->open();
         if (!fault.isEmpty())
             return fault;
         connect(listener, &Listener::arrived, this,
