@@ -11,7 +11,7 @@ build=${1:-build/dev}
 export LOCPATH=$PWD/build/locales
 mkdir -p "$LOCPATH"
 # Takes the longest, and tests what others test as well.
-slow=-Explain.AgreesWithTheDecodersOnGeneratedInput:EngineSimulation.*:Engine/Orders.*
+slow='-Explain.AgreesWithTheDecodersOnGeneratedInput:EngineSimulation.*:Engine/Orders.*'
 
 in_locale() {
     export LC_ALL=$1 LANGUAGE=en # which the system's messages are in
