@@ -111,7 +111,7 @@ public:
     /// Returns a number, or null if it is free.
     Number *find(Key key);
 
-    /// Makes the next number free whose rest is over; returns its key, or nothing if there is none.
+    /// Makes the next number free whose rest is over; returns its key, or nothing if all rest on.
     std::optional<Key> expireNext(Time now);
 
     /// Returns when the next number becomes free; nothing if no number rests.

@@ -40,19 +40,21 @@ const char CombineExamples[] = "\n"
                                "Example:\n"
                                "  korvinpack combine write.json upload.json read.json\n";
 
-/// Returns a member that an object of a JSON text has twice; empty if there is none. The parser
-/// keeps only the last one.
+/// Returns a member that an object of a JSON text has twice; empty if each is there once. The
+/// parser keeps only the last one.
 QString doubledMember(const QByteArray &json)
 {
+    // The parser takes any character after a backslash, a line feed as well.
     static const QRegularExpression tokens(
-        QStringLiteral(R"re([{}]|"([^"\\]*+(?:\\.[^"\\]*+)*+)"(\s*:)?)re"));
-    std::vector<QSet<QString>> open;
+        QStringLiteral(R"re([{}]|"([^"\\]*+(?:\\.[^"\\]*+)*+)"(\s*:)?)re"),
+        QRegularExpression::DotMatchesEverythingOption);
+    std::vector<QSet<QString>> open(1);
     for (auto matches = tokens.globalMatch(QString::fromUtf8(json)); matches.hasNext();) {
         const QRegularExpressionMatch match = matches.next();
         QString name = match.captured(1);
         if (match.captured() == QLatin1String("{"))
             open.emplace_back();
-        else if (match.captured() == QLatin1String("}"))
+        else if (match.captured() == QLatin1String("}") && open.size() > 1)
             open.pop_back();
         else if (match.capturedLength(2) == 0)
             continue;

@@ -132,6 +132,14 @@ TEST_F(Korvinpack, JsonHasEveryFieldAndKeepsIt)
     }
 }
 
+TEST_F(Korvinpack, BracesInTextsOfJsonAreText)
+{
+    // The parser takes a line feed after a backslash.
+    EXPECT_EQ(outputOf(words("encode --form text -"),
+                       "{\"class\": \"PackageBase\", \"tag\": \"\\\n}}{\\\"}\"}"),
+              QByteArray("0,,0,0,0,0,0,0,0,0,read,3,\n}}{\"},ok,ok\n"));
+}
+
 TEST_F(Korvinpack, LargeNumbersSurviveInJson)
 {
     const QByteArray json = outputOf(words("decode --json --class PackageBase --form text"),
